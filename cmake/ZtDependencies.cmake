@@ -1,0 +1,15 @@
+# SPDX-License-Identifier: Apache-2.0
+# The libraries underneath. Only Boost shows in the public headers.
+find_package(Boost 1.74 REQUIRED)
+find_package(XercesC 3.2 REQUIRED)
+find_package(ZLIB REQUIRED)
+find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
+
+# Debian's libdeflate brings no CMake package.
+if(NOT TARGET libdeflate::libdeflate)
+  find_path(LIBDEFLATE_INCLUDE_DIR libdeflate.h REQUIRED)
+  find_library(LIBDEFLATE_LIBRARY deflate REQUIRED)
+  add_library(libdeflate::libdeflate UNKNOWN IMPORTED)
+  set_target_properties(libdeflate::libdeflate PROPERTIES
+    IMPORTED_LOCATION ${LIBDEFLATE_LIBRARY} INTERFACE_INCLUDE_DIRECTORIES ${LIBDEFLATE_INCLUDE_DIR})
+endif()

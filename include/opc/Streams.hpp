@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <boost/system/error_code.hpp>
+#include <cstddef>
+#include <iosfwd>
+#include <ostream>
+#include <vector>
+
+#include "opc/Exception.hpp"
+#include "opc/Export.hpp"
+
+namespace opc {
+
+/// A byte stream could not be read or written to its end.
+class ZT_API StreamError : public Exception {
+ public:
+  using Exception::Exception;
+};
+
+/// Abstract byte input. One thread at a time; whoever obtained it owns it.
+class ZT_API InputStream {
+ public:
+  /// Goes back to the first byte; after clear() it works at the end of the stream too.
+  virtual void reset() = 0;
+  /// Delivers up to `count` bytes and returns how many. 0 means the end, or that `count` was 0; fewer
+  /// than `count` does not mean the end. Throws what went wrong; content that is checked (a part of a
+  /// package) is never reported as ended before it has been verified.
+  virtual std::size_t read(void* buffer, std::size_t count) = 0;
+  /// True once no byte is left. Looks ahead, so it is true at once for an empty stream.
+  virtual bool isEnd() = 0;
+  /// Forgets the end-of-stream state; clear() and then reset() make an ended stream readable again.
+  virtual void clear() = 0;
+  virtual ~InputStream();
+
+ protected:
+  InputStream() = default;
+  InputStream(InputStream const&) = default;
+  InputStream& operator=(InputStream const&) = default;
+};
+
+/// Abstract byte output. One thread at a time; whoever obtained it owns it and calls close().
+class ZT_API OutputStream {
+ public:
+  /// Takes all `count` bytes or throws.
+  virtual void write(void const* data, std::size_t count) = 0;
+  /// Completes the write and throws what went wrong with it. Further calls do nothing. A stream that is
+  /// destroyed unclosed is completed in ordinary scope exit and abandoned during unwinding; a failure
+  /// then is not lost but reported by the owner of the target (for a part: the package's next save()).
+  virtual void close() = 0;
+  virtual ~OutputStream();
+
+ protected:
+  OutputStream() = default;
+  OutputStream(OutputStream const&) = default;
+  OutputStream& operator=(OutputStream const&) = default;
+};
+
+/// What FileSystemOps::createOutputStream returns: a standard stream over a file whose errors are not
+/// lost. commit() flushes, checks every write so far and closes; it reports the first error of any of
+/// them, and repeats it when called again. Without commit() the file may be incomplete, or (with
+/// operations that write under a temporary name) never appear under its name.
+class ZT_API FileOutputStream : public std::ostream {
+ public:
+  virtual void commit(boost::system::error_code& error) = 0;
+  ~FileOutputStream() override;
+
+ protected:
+  explicit FileOutputStream(std::streambuf* buffer) : std::ostream(buffer) {}
+};
+
+/// Input over a byte vector that the caller keeps alive and unchanged.
+class ZT_API ByteArrayInAdaptor final : public InputStream {
+ public:
+  explicit ByteArrayInAdaptor(std::vector<unsigned char> const& bytes) : bytes_(&bytes) {}
+  explicit ByteArrayInAdaptor(std::vector<unsigned char>&&) = delete;
+
+  void reset() override;
+  std::size_t read(void* buffer, std::size_t count) override;
+  bool isEnd() override;
+  void clear() override;
+
+ private:
+  std::vector<unsigned char> const* bytes_;
+  std::size_t position_ = 0;  // never above bytes_->size()
+};
+
+/// Output that appends to a byte vector that the caller keeps alive. close() has nothing to complete.
+class ZT_API ByteArrayOutAdaptor final : public OutputStream {
+ public:
+  explicit ByteArrayOutAdaptor(std::vector<unsigned char>& bytes) : bytes_(&bytes) {}
+
+  void write(void const* data, std::size_t count) override;
+  void close() override;
+
+ private:
+  std::vector<unsigned char>* bytes_;
+};
+
+/// Input over a standard stream that the caller keeps alive. A stream that goes bad (not merely at its
+/// end) throws StreamError, or what its buffer threw where the stream lets exceptions through.
+class ZT_API StdIStreamAdaptor final : public InputStream {
+ public:
+  explicit StdIStreamAdaptor(std::istream& stream) : stream_(&stream) {}
+
+  /// Seeks to the stream's first byte; throws StreamError where the stream cannot seek.
+  void reset() override;
+  std::size_t read(void* buffer, std::size_t count) override;
+  bool isEnd() override;
+  void clear() override;
+
+ private:
+  std::istream* stream_;
+};
+
+/// Output over a standard stream that the caller keeps alive. write() and close() throw StreamError when
+/// the stream fails; close() flushes and does not close the stream itself.
+class ZT_API StdOStreamAdaptor final : public OutputStream {
+ public:
+  explicit StdOStreamAdaptor(std::ostream& stream) : stream_(&stream) {}
+
+  void write(void const* data, std::size_t count) override;
+  void close() override;
+
+ private:
+  std::ostream* stream_;
+  bool closed_ = false;
+};
+
+class ZT_API StreamHelper {
+ public:
+  /// Copies from the current position until isEnd(), not until a read of 0 bytes. Closes neither stream.
+  static void copyStreamToStream(InputStream& from, OutputStream& to);
+};
+
+}  // namespace opc
