@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "foundation/zip/AtomicFile.hpp"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <filesystem>
+#include <fstream>
+
+#include "foundation/zip/FileIo.hpp"
+#include "foundation/zip/ZipErrors.hpp"
+
+namespace opc::model::zip {
+namespace {
+namespace fs = std::filesystem;
+
+constexpr char kTemporaryMark[] = ".ztservices-";
+constexpr std::size_t kRandomCharacters = 6;
+constexpr int kAttempts = 100;
+constexpr mode_t kModeBits = 07777;
+
+/// The path as the system resolves it; for one that does not exist, its directory resolved and its name.
+fs::path resolved(fs::path const& path, std::error_code& error) {
+  fs::path const whole = fs::canonical(path, error);
+  if (error != std::errc::no_such_file_or_directory) return whole;
+  fs::path const directory = fs::canonical(path.has_parent_path() ? path.parent_path() : fs::path("."), error);
+  return directory / path.filename();
+}
+
+std::string randomCharacters() {
+  constexpr char kCharacters[] = "abcdefghijklmnopqrstuvwxyzABCDEF";  // 32, so that none is preferred
+  unsigned char random[kRandomCharacters];
+  if (getrandom(random, sizeof random, 0) != static_cast<ssize_t>(sizeof random)) return {};
+  std::string text;
+  for (unsigned char const byte : random) text += kCharacters[byte % 32];
+  return text;
+}
+
+/// `.NAME.ztservices-XXXXXX`, NAME cut (between characters) to what a directory can hold.
+std::string temporaryName(std::string name) {
+  std::size_t const most = NAME_MAX - 1 - (sizeof kTemporaryMark - 1) - kRandomCharacters;
+  if (name.size() > most) {
+    std::size_t end = most;
+    while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xC0) == 0x80) --end;
+    name.resize(end);
+  }
+  return "." + name + kTemporaryMark + randomCharacters();
+}
+
+/// The mask of this process, without setting it as umask() must.
+mode_t currentUmask() {
+  std::ifstream status("/proc/self/status");
+  for (std::string word; status >> word;)
+    if (word == "Umask:") {
+      unsigned mask = 0;
+      status >> std::oct >> mask;
+      return static_cast<mode_t>(mask);
+    }
+  mode_t const mask = umask(077);  // meanwhile another thread's file would be too private, not too open
+  umask(mask);
+  return mask;
+}
+
+/// 0 once the file has the new name. `hasBoth` where it has its former one as well.
+int renameWithoutReplacing(int directory, char const* from, char const* to, bool& hasBoth) {
+  if (renameat2(directory, from, directory, to, RENAME_NOREPLACE) == 0) return 0;
+  if (errno != EINVAL && errno != ENOSYS) return errno;
+  hasBoth = linkat(directory, from, directory, to, 0) == 0;
+  return hasBoth ? 0 : errno;
+}
+
+}  // namespace
+
+struct AtomicFile::Impl {
+  std::string target;  // as given, for messages
+  Target rule;
+  std::string name{};  // of the resolved target, in `directory`
+  std::string temporary{};
+  Descriptor directory{};
+  Descriptor file{};
+  int leftOver = 0;  // why the temporary name could not be removed from the file that is in place
+
+  ~Impl() { discard(); }
+
+  [[noreturn]] void fail(int error) {
+    discard();
+    throw couldNotSave(target, error);
+  }
+
+  void check(int error) {
+    if (error) fail(error);
+  }
+
+  /// Best effort: whoever calls has an error to report already, or nothing to keep.
+  void discard() noexcept {
+    file.close();
+    if (!temporary.empty()) unlinkat(directory.get(), temporary.c_str(), 0);
+    temporary.clear();
+  }
+
+  void openDirectory() {
+    if (target.empty()) fail(ENOENT);
+    if (target.find('\0') != std::string::npos) fail(EINVAL);
+    std::error_code error;
+    fs::path const path = followTarget(target, error);
+    if (error) fail(error.value());
+    name = path.filename().string();
+    if (name.empty()) fail(EISDIR);
+    directory = Descriptor(open(path.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // One that may be written and searched but not read will do, though it cannot be synced.
+    if (!directory && errno == EACCES)
+      directory = Descriptor(open(path.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!directory) fail(errno);
+  }
+
+  /// Only a regular file is replaced: a rename would put one in the place of a device just as well.
+  void checkTarget() {
+    struct stat status {};
+    if (fstatat(directory.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+      if (errno != ENOENT) fail(errno);
+      return;
+    }
+    if (rule == Target::MustNotExist) fail(EEXIST);
+    if (S_ISDIR(status.st_mode)) fail(EISDIR);
+    if (!S_ISREG(status.st_mode)) fail(EINVAL);
+  }
+
+  void makeTemporary() {
+    for (int attempt = 0; attempt < kAttempts && !file; ++attempt) {
+      temporary = temporaryName(name);
+      file = Descriptor(openat(directory.get(), temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+      if (file) return;
+      temporary.clear();  // it is not ours
+      if (errno != EEXIST) fail(errno);
+    }
+    fail(EEXIST);
+  }
+
+  /// The owner first, since a change of it takes away some mode bits.
+  void takeOverAttributes() {
+    struct stat status {};
+    mode_t mode = 0666;
+    if (fstatat(directory.get(), name.c_str(), &status, 0) == 0) {
+      mode = status.st_mode & kModeBits;
+      mode &= ~takeOverOwner(status);
+    } else {
+      if (errno != ENOENT) fail(errno);
+      mode &= ~currentUmask();
+    }
+    if (fchmod(file.get(), mode) != 0) fail(errno);
+  }
+
+  /// As far as this process may. Returns the mode bits that would now be somebody else's: those of the
+  /// group, and what lets a program run as its owner or group.
+  mode_t takeOverOwner(struct stat const& old) {
+    constexpr uid_t kSame = static_cast<uid_t>(-1);
+    if (fchown(file.get(), old.st_uid, old.st_gid) == 0) return 0;
+    if (errno != EPERM || (fchown(file.get(), kSame, old.st_gid) != 0 && errno != EPERM)) fail(errno);
+    struct stat taken {};
+    if (fstat(file.get(), &taken) != 0) fail(errno);
+    mode_t const ofOwner = taken.st_uid == old.st_uid ? 0 : S_ISUID;
+    mode_t const ofGroup = taken.st_gid == old.st_gid ? 0 : S_ISGID | S_IRWXG;
+    return ofOwner | ofGroup;
+  }
+
+  void moveIntoPlace() {
+    int const from = directory.get();
+    bool hasBoth = false;
+    if (rule == Target::MustNotExist)
+      check(renameWithoutReplacing(from, temporary.c_str(), name.c_str(), hasBoth));
+    else if (renameat(from, temporary.c_str(), from, name.c_str()) != 0)
+      fail(errno);
+    if (hasBoth && unlinkat(from, temporary.c_str(), 0) != 0) leftOver = errno;
+    temporary.clear();
+  }
+
+  static fs::path followTarget(fs::path const& target, std::error_code& error);
+};
+
+/// A link that leads nowhere yet is followed one step, to where the file is to appear.
+fs::path AtomicFile::Impl::followTarget(fs::path const& target, std::error_code& error) {
+  fs::path const path = resolved(target, error);
+  if (error || !fs::is_symlink(fs::symlink_status(path, error))) {
+    if (error == std::errc::no_such_file_or_directory) error.clear();
+    return path;
+  }
+  fs::path const link = fs::read_symlink(path, error);
+  return error ? path : resolved(path.parent_path() / link, error);
+}
+
+AtomicFile::AtomicFile(std::string const& target, Target rule) : impl_(new Impl{target, rule}) {
+  impl_->openDirectory();
+  impl_->checkTarget();
+  impl_->makeTemporary();
+}
+
+AtomicFile::~AtomicFile() = default;
+
+void AtomicFile::write(void const* data, std::size_t count) {
+  impl_->check(writeFully(impl_->file.get(), data, count));
+}
+
+void AtomicFile::copyFrom(int descriptor, std::uint64_t offset, std::uint64_t count) {
+  impl_->check(copyRange(descriptor, offset, count, impl_->file.get()));
+}
+
+void AtomicFile::commit() {
+  replace();
+  syncDirectory();
+}
+
+void AtomicFile::replace() {
+  impl_->takeOverAttributes();
+  impl_->check(syncFully(impl_->file.get()));
+  impl_->check(impl_->file.close());
+  impl_->moveIntoPlace();
+}
+
+/// Some file systems cannot sync a directory, and nobody can one that is open by its path alone.
+void AtomicFile::syncDirectory() {
+  impl_->check(impl_->leftOver);
+  int const error = syncFully(impl_->directory.get());
+  if (error != EINVAL && error != EBADF) impl_->check(error);
+}
+
+}  // namespace opc::model::zip

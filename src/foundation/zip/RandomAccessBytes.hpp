@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace opc::model::zip {
+
+/// Immutable bytes that can be read at any offset, from any thread.
+class RandomAccessBytes {
+ public:
+  virtual ~RandomAccessBytes();
+  virtual std::uint64_t size() const = 0;
+  /// Fills the buffer or throws: InvalidPackage beyond the end, CouldNotOpenPackage with the system's code.
+  virtual void readAt(std::uint64_t offset, void* buffer, std::size_t count) const = 0;
+  /// A file descriptor from which the bytes can be copied by the kernel, or -1.
+  virtual int descriptor() const = 0;
+};
+
+/// A file; kept open while the object lives, so that the bytes stay readable when the path is replaced.
+/// `path` is UTF-8. Throws CouldNotOpenPackage, naming the path ("Could not open package: PATH: TEXT"); a
+/// directory or another special file too.
+std::shared_ptr<RandomAccessBytes const> openFileBytes(std::string const& path);
+
+std::shared_ptr<RandomAccessBytes const> makeMemoryBytes(std::vector<unsigned char> bytes);
+
+}  // namespace opc::model::zip

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "foundation/zip/Inflate.hpp"
+#include "foundation/zip/ItemStream.hpp"
+
+namespace opc::model::zip {
+
+/// Saves system calls when many small pieces are read: as long as they follow one another they come out of
+/// one large read; a piece elsewhere is read alone.
+class ReadAhead {
+ public:
+  struct Source {
+    void const* id;
+    std::uint64_t size;
+    StoredBytes readAt;
+  };
+
+  /// The bytes, valid until the next call.
+  unsigned char const* bytes(Source const& source, std::uint64_t offset, std::size_t count);
+
+ private:
+  void read(Source const& source, std::uint64_t offset, std::size_t count);
+
+  void const* id_ = nullptr;
+  std::uint64_t begin_ = 0;
+  std::size_t filled_ = 0;
+  Buffer buffer_{0};
+};
+
+}  // namespace opc::model::zip

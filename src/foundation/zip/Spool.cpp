@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "foundation/zip/Spool.hpp"
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <utility>
+#include <vector>
+
+#include "foundation/zip/FileIo.hpp"
+#include "foundation/zip/ItemStream.hpp"
+#include "foundation/zip/ZipErrors.hpp"
+
+namespace opc::model::zip {
+namespace {
+
+constexpr std::size_t kWriteBuffer = 1u << 20;
+
+std::string temporaryDirectory() {
+  std::error_code error;
+  auto const path = std::filesystem::temp_directory_path(error);
+  if (error) throw couldNotSave("TMPDIR", error.value());
+  return path.string();
+}
+
+/// A file without a name, or where the file system has none of these, one whose name is gone at once. None,
+/// with errno set, where the directory gives none.
+Descriptor tryUnnamedFile(std::string const& directory) {
+  if (directory.find('\0') != std::string::npos) throw couldNotSave(directory, EINVAL);
+  Descriptor file(open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+  if (file) return file;
+  std::string name = directory + "/.ztservices-XXXXXX";
+  file = Descriptor(mkostemp(name.data(), O_CLOEXEC));
+  if (file && unlink(name.c_str()) != 0) throw couldNotSave(name, errno);
+  return file;
+}
+
+/// A package can be edited where its directory may not be written: it may be meant for another place.
+Descriptor makeUnnamedFile(std::string& directory) {
+  Descriptor file = tryUnnamedFile(directory);
+  if (!file && (errno == EACCES || errno == EPERM || errno == EROFS)) {
+    directory = temporaryDirectory();
+    file = tryUnnamedFile(directory);
+  }
+  if (!file) throw couldNotSave(directory, errno);
+  return file;
+}
+
+}  // namespace
+
+/// What is not in the file (yet): everything while it is little, the latest writes afterwards.
+struct Spool::Impl {
+  std::string directory;
+  std::size_t memoryLimit;
+  Descriptor file;
+  std::uint64_t inFile = 0;
+  std::vector<unsigned char> pending;  // begins at offset inFile
+  std::vector<std::shared_ptr<Spool>> lanes;
+  bool isBorrowed = false;
+
+  void writeOut(void const* data, std::size_t count) {
+    if (int const error = writeFullyAt(file.get(), inFile, data, count)) throw couldNotSave(directory, error);
+    inFile += count;
+  }
+
+  /// A failure leaves the bytes pending; they go to the same place next time.
+  void flush() {
+    writeOut(pending.data(), pending.size());
+    pending.clear();
+  }
+
+  void makeRoom(std::size_t count) {
+    if (!file && pending.size() + count > memoryLimit) {
+      if (directory.empty()) directory = temporaryDirectory();
+      file = makeUnnamedFile(directory);
+    }
+    if (file && pending.size() + count > kWriteBuffer) flush();
+  }
+};
+
+Spool::Spool(std::string directory, std::size_t memoryLimit)
+    : impl_(new Impl{std::move(directory), memoryLimit, Descriptor(), 0, {}, {}, false}) {}
+
+Spool::~Spool() = default;
+
+std::uint64_t Spool::append(void const* data, std::size_t count) {
+  auto const* const from = static_cast<unsigned char const*>(data);
+  impl_->makeRoom(count);
+  std::uint64_t const offset = size();
+  if (impl_->file && count > kWriteBuffer)
+    impl_->writeOut(data, count);
+  else
+    impl_->pending.insert(impl_->pending.end(), from, from + count);
+  return offset;
+}
+
+void Spool::readAt(std::uint64_t offset, void* buffer, std::size_t count) const {
+  if (offset > size() || count > size() - offset) throw couldNotSave(impl_->directory, EIO);
+  auto* to = static_cast<unsigned char*>(buffer);
+  auto const fromFile = offset < impl_->inFile ? std::min<std::uint64_t>(count, impl_->inFile - offset) : 0;
+  auto const first = static_cast<std::size_t>(fromFile);
+  if (int error = readFully(impl_->file.get(), offset, to, first))
+    throw couldNotSave(impl_->directory, error == kEndOfFile ? EIO : error);
+  if (count == first) return;
+  std::copy_n(impl_->pending.data() + (offset + first - impl_->inFile), count - first, to + first);
+}
+
+std::uint64_t Spool::size() const { return impl_->inFile + impl_->pending.size(); }
+
+int Spool::descriptor() const {
+  if (impl_->file) impl_->flush();
+  return impl_->file.get();
+}
+
+std::shared_ptr<Spool> Spool::borrowLane() {
+  for (auto const& lane : impl_->lanes)
+    if (!std::exchange(lane->impl_->isBorrowed, true)) return lane;
+  impl_->lanes.push_back(std::make_shared<Spool>(impl_->directory, impl_->memoryLimit));
+  impl_->lanes.back()->impl_->isBorrowed = true;
+  return impl_->lanes.back();
+}
+
+void Spool::giveBack() { impl_->isBorrowed = false; }
+
+std::unique_ptr<InputStream> Content::open(std::string const& name) const {
+  return openItem({name, method, storedSize, size, crc},
+                  [store = spool, begin = offset](std::uint64_t at, void* to, std::size_t count) {
+                    store->readAt(begin + at, to, count);
+                  });
+}
+
+}  // namespace opc::model::zip
