@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <map>
+#include <string>
+#include <unordered_map>
+
+#include "foundation/model/PackageState.hpp"
+#include "foundation/xml/XmlStreamReader.hpp"
+#include "opc/Streams.hpp"
+
+/// The content types stream (ECMA-376-2, 10.1.2): a default for each extension, overrides by part name.
+namespace opc::model::detail {
+
+struct ContentTypes {
+  struct Override {
+    std::string name;  // as written
+    MediaType const* type;
+    bool isUsed = false;  // by a part
+  };
+
+  std::map<std::string, MediaType const*> defaults;     // by extension in lower case
+  std::unordered_map<std::string, Override> overrides;  // by name in lower case
+
+  /// The type of an item under a valid part name, or null. An override, once asked for, counts as used
+  /// when its text is a media type.
+  MediaType const* typeOf(std::string_view name);
+};
+
+/// Throws InvalidPackage with the fault alone, and what the reader throws.
+ContentTypes readContentTypes(XmlStreamReader& reader, InputStream& input, MediaTypePool& types);
+
+/// The defaults to be written: those that the package has, and one for each further extension, which is the
+/// most frequent type of its parts.
+std::map<std::string, MediaType const*> defaultsFor(PackageState const& state);
+
+/// Does not close the stream.
+void writeContentTypes(PackageState const& state, std::map<std::string, MediaType const*> const& defaults,
+                       OutputStream& output);
+
+}  // namespace opc::model::detail

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "opc/Streams.hpp"
+#include "opc/model/CoreProperties.hpp"
+#include "opc/model/PartName.hpp"
+
+/// The XML of the core-properties part (ECMA-376-2, 11).
+namespace opc::model::detail {
+
+/// Throws InvalidPartContent, naming the part and the fault.
+CoreProperties readCoreProperties(InputStream& input, PartName const& part);
+
+/// Does not close the stream. Throws InvalidXMLDocument for texts that XML cannot carry.
+void writeCoreProperties(CoreProperties const& properties, OutputStream& output);
+
+}  // namespace opc::model::detail

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "opc/model/DataManager.hpp"
+
+namespace opc::model::detail {
+
+/// The managers of one package, in order of registration. Shared by the package and its managers, so that
+/// either may go first.
+class ManagerRegistry {
+ public:
+  explicit ManagerRegistry(Package& package) : package_(&package) {}
+
+  /// Throws InvalidState when the package is gone.
+  Package& package() const;
+  void detachPackage() noexcept { package_ = nullptr; }
+
+  void add(DataManager& manager) { entries_.push_back({&manager, manager.dirty_, 0}); }
+  void remove(DataManager& manager) noexcept;
+  void markDirty(DataManager& manager);
+
+  /// Calls doSave of each dirty manager, and of those that get dirty meanwhile, in order. A manager that
+  /// others keep making dirty is served once for each manager and once more; it then stays dirty.
+  void saveAll();
+  /// After the package was saved.
+  void markClean() noexcept;
+
+ private:
+  struct Entry {
+    DataManager* manager;
+    bool isDue;            // dirty, and not yet asked to save what made it so
+    std::size_t servings;  // in this save
+  };
+
+  Entry* find(DataManager const& manager);
+  Entry* nextDue();
+
+  Package* package_;
+  std::vector<Entry> entries_;
+};
+
+}  // namespace opc::model::detail

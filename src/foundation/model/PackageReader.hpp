@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/model/ContentTypesPart.hpp"
+#include "foundation/model/PackageState.hpp"
+#include "foundation/model/Pieces.hpp"
+#include "foundation/xml/XmlStreamReader.hpp"
+#include "opc/model/Package.hpp"
+
+namespace opc::model::detail {
+
+/// Finds out what the items of an archive are and fills an empty state with it. Throws InvalidPackage with
+/// the fault alone.
+class PackageReader {
+ public:
+  PackageReader(PackageState& state, OpenOptions const& options);
+
+  void read();
+
+ private:
+  void collectPieces();
+  void findContentTypes();
+  void classifyItems();
+  void classify(std::uint32_t index);
+  void classifySequence(PieceCollector::Sequence const& sequence);
+  /// The content type under which the item is a part, or null.
+  MediaType const* partTypeOf(std::string_view item, bool& isUntyped);
+  PartRecord& addPart(std::string_view key, MediaType const* type);
+  void addLooseItem(std::uint32_t index, std::size_t nameLength, bool isUntyped);
+  void keepUnusedOverrides();
+  void refuseEqualNames();
+  void refuseDerivedNames();
+  void readAllRelationships();
+  void readRelationshipsOf(PartTable::iterator part);
+  /// Has `parse` read a document of the package itself of that size; its faults get the name.
+  template <typename Parse>
+  void readMarkup(std::string const& name, std::uint64_t size, Parse const& parse);
+
+  PackageState& state_;
+  zip::Archive const& archive_;
+  std::uint64_t maximumMarkupBytes_;
+  XmlStreamReader reader_;
+  std::vector<PieceCollector::Sequence> sequences_;
+  std::vector<bool> isDone_;  // by item: a piece, or the content types
+  ContentTypes contentTypes_;
+  std::string name_;  // of the item in hand, as a part's
+};
+
+}  // namespace opc::model::detail

@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "foundation/model/PackageState.hpp"
+
+#include <algorithm>
+#include <filesystem>
+#include <utility>
+
+#include "foundation/core/Narrow.hpp"
+#include "foundation/model/Messages.hpp"
+#include "foundation/model/PartNameRules.hpp"
+#include "foundation/model/PieceStream.hpp"
+#include "foundation/model/RelationshipsPart.hpp"
+#include "foundation/zip/ZipFormat.hpp"
+#include "opc/Strings.hpp"
+#include "opc/model/Exceptions.hpp"
+
+namespace opc::model::detail {
+PackageState::PackageState() : spool(makeSpool()) {}
+
+PackageState::~PackageState() = default;
+
+PartTable::iterator PackageState::find(std::string_view name) {
+  return name.empty() || name.front() != '/' ? parts.end() : parts.find(name.substr(1));
+}
+
+PartTable::iterator PackageState::findExactly(PartName const& name) {
+  std::string const narrow = narrowName(name.toString());
+  auto const part = find(narrow);
+  return part != parts.end() && part->first.text() == std::string_view(narrow).substr(1) ? part : parts.end();
+}
+
+PartTable::iterator PackageState::get(PartName const& name) {
+  auto const part = findExactly(name);
+  if (part == parts.end()) throw PartNotFound(messages::partNotFound(name.toString()));
+  return part;
+}
+
+std::string PackageState::nameOf(PartTable::const_iterator part) { return std::string("/").append(part->first.text()); }
+
+PartName PackageState::partNameOf(PartTable::const_iterator part) { return PartName(wideName(nameOf(part))); }
+
+std::string_view PackageState::nameOf(LooseItem const& item) const { return archive->entry(item.index).name; }
+
+LooseItem const* PackageState::findItem(std::string_view key) const {
+  auto const takes = [this](LooseItem const& item) { return nameOf(item).substr(0, item.nameLength); };
+  auto const found = std::lower_bound(items.begin(), items.end(), key, [&](LooseItem const& item, std::string_view k) {
+    return NameLess::less(takes(item), k);
+  });
+  return found != items.end() && equalIgnoringCase(takes(*found), key) ? &*found : nullptr;
+}
+
+std::optional<std::string> PackageState::existingClash(std::string_view name) {
+  if (name.empty() || name.front() != '/') return std::nullopt;
+  for (std::size_t end = 0; end != name.size();) {
+    end = std::min(name.find('/', end + 1), name.size());
+    auto const part = find(name.substr(0, end));
+    if (part != parts.end()) return nameOf(part);
+  }
+  std::string_view const key = name.substr(1);
+  if (LooseItem const* const item = findItem(key)) return std::string("/").append(nameOf(*item), 0, item->nameLength);
+  auto const next = parts.upper_bound(key);
+  if (next != parts.end() && continues(next->first.text(), key)) return nameOf(next);
+  return std::nullopt;
+}
+
+std::optional<std::u16string> PackageState::clash(std::u16string const& name) {
+  std::string const narrow = narrowName(name);
+  auto const bad = lengthUpToBadSegment(narrow);
+  auto const existing = existingClash(narrow);
+  if (bad && (!existing || existing->size() > *bad)) return name.substr(0, *bad);
+  if (existing) return toString(*existing, false);
+  return std::nullopt;
+}
+
+PartTable::iterator PackageState::insert(std::string_view name, MediaType const* type) {
+  PartRecord record;
+  record.type = type;
+  return parts.emplace(PartKey::copyOf(name.substr(1)), std::move(record)).first;
+}
+
+void PackageState::erase(PartTable::iterator part) {
+  auto const write = writes.find(nameOf(part));
+  if (write != writes.end()) {
+    write->second->isDeleted = true;
+    writes.erase(write);
+  }
+  parts.erase(part);
+}
+
+std::unique_ptr<InputStream> PackageState::openContent(PartTable::iterator part) {
+  refresh(part);
+  PartRecord const& record = part->second;
+  switch (record.place) {
+    case Place::Archive:
+      return archive->openContent(static_cast<std::size_t>(record.offset));
+    case Place::Pieces:
+      return openPieces(archive, pieces[static_cast<std::size_t>(record.offset)]);
+    case Place::Spool:
+      return contentOf(record).open(std::string(part->first.text()));
+    case Place::Nowhere:
+    case Place::Outdated:
+      break;
+  }
+  static std::vector<unsigned char> const kNothing;
+  return std::make_unique<ByteArrayInAdaptor>(kNothing);
+}
+
+std::uint64_t PackageState::sizeOf(PartTable::iterator part) {
+  refresh(part);
+  PartRecord const& record = part->second;
+  if (record.place == Place::Archive) return archive->entry(static_cast<std::size_t>(record.offset)).size;
+  if (record.place != Place::Pieces) return record.size;
+  std::uint64_t size = 0;
+  for (auto const piece : pieces[static_cast<std::size_t>(record.offset)]) size += archive->entry(piece).size;
+  return size;
+}
+
+std::uint64_t PackageState::storedSizeOf(PartTable::iterator part) {
+  refresh(part);
+  PartRecord const& record = part->second;
+  if (record.place == Place::Archive) return archive->entry(static_cast<std::size_t>(record.offset)).storedSize;
+  if (record.place != Place::Pieces) return record.storedSize;
+  std::uint64_t size = 0;
+  for (auto const piece : pieces[static_cast<std::size_t>(record.offset)]) size += archive->entry(piece).storedSize;
+  return size;
+}
+
+void PackageState::refresh(PartTable::iterator part) {
+  if (part->second.place != Place::Outdated) return;
+  zip::ContentWriter writer(spool, effort);
+  writeRelationships(*part->second.relationships, writer);
+  writer.close();
+  setContent(part->second, writer.content());
+}
+
+void PackageState::refreshAll() {
+  for (auto part = parts.begin(); part != parts.end(); ++part) refresh(part);
+}
+
+zip::Content PackageState::contentOf(PartRecord const& record) const {
+  std::shared_ptr<zip::Spool const> const contentSpool = record.place == Place::Spool ? spools[record.spool] : spool;
+  return {contentSpool, record.offset, record.storedSize,
+          record.size,  record.crc,    record.isDeflated ? zip::kDeflated : zip::kStored};
+}
+
+std::uint16_t PackageState::numberOf(std::shared_ptr<zip::Spool const> const& contentSpool) {
+  auto const found = std::find(spools.begin(), spools.end(), contentSpool);
+  auto const number = narrow<std::uint16_t>(found - spools.begin());
+  if (found == spools.end()) spools.push_back(contentSpool);
+  return number;
+}
+
+void PackageState::setContent(PartRecord& record, zip::Content const& content) {
+  record.spool = numberOf(content.spool);
+  record.offset = content.offset;
+  record.storedSize = content.storedSize;
+  record.size = content.size;
+  record.crc = content.crc;
+  record.isDeflated = content.method == zip::kDeflated;
+  record.place = Place::Spool;
+}
+
+RelationshipSet* PackageState::relationshipsOf(std::string_view source) {
+  auto const part = find(relationshipsNameOf(source));
+  return part == parts.end() ? nullptr : part->second.relationships.get();
+}
+
+PartTable::iterator PackageState::relationshipsPartOf(std::string_view source) {
+  std::string const name = relationshipsNameOf(source);
+  auto part = find(name);
+  if (part != parts.end()) return part;
+  if (name.size() - 1 > kMaximumItemName) throw InvalidPartName(messages::partNameTooLong(wideName(name)));
+  if (auto const existing = existingClash(name))
+    throw PartNameClash(messages::partNameClash(wideName(name), toString(*existing, false)));
+  auto relationships = std::make_unique<RelationshipSet>();
+  part = insert(name, types.intern(kRelationshipsType));
+  part->second.relationships = std::move(relationships);
+  part->second.place = Place::Outdated;
+  return part;
+}
+
+void PackageState::relationshipsChanged(PartTable::iterator part) {
+  if (part->second.relationships->empty())
+    parts.erase(part);
+  else
+    part->second.place = Place::Outdated;
+}
+
+void PackageState::bind(std::string newPath) {
+  path = std::move(newPath);
+  spool = makeSpool();
+}
+
+std::shared_ptr<zip::Spool> PackageState::makeSpool() const {
+  return std::make_shared<zip::Spool>(std::filesystem::path(path).parent_path().string());
+}
+
+void PackageState::requirePackage() const {
+  if (isGone) throw InvalidState(messages::kPackageIsGone);
+}
+
+void PackageState::requireWritable() const {
+  requirePackage();
+  if (isReadOnly) throw PackageIsReadOnly(messages::packageIsReadOnly(path));
+}
+
+void PackageState::requireNoOpenWrites() const {
+  for (auto const& [name, write] : writes)
+    if (write->isOpen) throw InvalidState(messages::streamIsOpen(name));
+  for (auto const& [name, write] : writes)
+    if (write->failure) std::rethrow_exception(write->failure);
+}
+
+}  // namespace opc::model::detail

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "foundation/model/PartOutputStream.hpp"
+
+#include <exception>
+#include <utility>
+
+#include "foundation/model/Messages.hpp"
+#include "foundation/model/PartNameRules.hpp"
+#include "opc/model/Exceptions.hpp"
+
+namespace opc::model::detail {
+namespace {
+
+std::shared_ptr<PartWrite> begin(PackageState& state, std::string const& name) {
+  auto& write = state.writes[name];
+  if (!write) write = std::make_shared<PartWrite>();
+  write->isOpen = true;
+  return write;
+}
+
+}  // namespace
+
+PartOutputStream::PartOutputStream(std::shared_ptr<PackageState> state, PartTable::iterator part)
+    : state_(std::move(state)),
+      name_(PackageState::nameOf(part)),
+      writer_(state_->spool, part->second.isStored ? zip::Effort::Store : state_->effort),
+      exceptionsAtStart_(std::uncaught_exceptions()) {
+  auto const other = state_->writes.find(name_);
+  if (other != state_->writes.end() && other->second->isOpen) throw InvalidState(messages::streamIsOpen(name_));
+  write_ = begin(*state_, name_);
+}
+
+PartOutputStream::~PartOutputStream() {
+  if (isClosed_) return;
+  if (std::uncaught_exceptions() > exceptionsAtStart_) {
+    abandon();
+    return;
+  }
+  try {
+    complete();
+  } catch (...) {
+    write_->failure = std::current_exception();  // for the package's next save
+    write_->isOpen = false;
+  }
+}
+
+void PartOutputStream::write(void const* data, std::size_t count) {
+  if (isClosed_) throw StreamError("The stream is closed");
+  writer_.write(data, count);
+}
+
+void PartOutputStream::close() {
+  if (isClosed_) return;
+  isClosed_ = true;
+  try {
+    complete();
+  } catch (...) {
+    abandon();  // the caller is told
+    throw;
+  }
+}
+
+void PartOutputStream::complete() {
+  state_->requirePackage();
+  if (write_->isDeleted) throw PartNotFound(messages::partNotFound(wideName(name_)));
+  writer_.close();
+  PartTable::iterator const part = state_->find(name_);
+  state_->setContent(part->second, writer_.content());
+  state_->writes.erase(name_);
+}
+
+void PartOutputStream::abandon() noexcept {
+  write_->isOpen = false;
+  if (!write_->isDeleted && !write_->failure) state_->writes.erase(name_);
+}
+
+}  // namespace opc::model::detail

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "foundation/model/PartTable.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "foundation/model/PartNameRules.hpp"
+
+namespace opc::model::detail {
+namespace {
+
+/// The rank of each byte: upper case as lower case, "/" first, and what was before it one further.
+constexpr std::array<unsigned char, 256> ranks() {
+  std::array<unsigned char, 256> rank{};
+  for (unsigned c = 0; c < 256; ++c) {
+    unsigned const lower = c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c;
+    rank[c] = static_cast<unsigned char>(c == '/' ? 0 : lower < '/' ? lower + 1 : lower);
+  }
+  return rank;
+}
+
+constexpr auto kRanks = ranks();
+
+unsigned char rankOf(char c) { return kRanks[static_cast<unsigned char>(c)]; }
+
+}  // namespace
+
+PartKey PartKey::copyOf(std::string_view text) {
+  auto copy = std::make_unique<char[]>(text.size());
+  std::copy(text.begin(), text.end(), copy.get());
+  return {{copy.release(), text.size()}, true};
+}
+
+PartKey::PartKey(PartKey&& other) noexcept
+    : data_(other.data_), size_(other.size_), owns_(std::exchange(other.owns_, false)) {}
+
+PartKey::~PartKey() {
+  if (owns_) delete[] data_;
+}
+
+void PartKey::viewInstead(std::string_view same) const noexcept {
+  if (owns_) delete[] data_;
+  data_ = same.data();
+  owns_ = false;
+}
+
+bool NameLess::less(std::string_view a, std::string_view b) {
+  std::size_t const common = std::min(a.size(), b.size());
+  for (std::size_t i = 0; i < common; ++i) {
+    if (a[i] == b[i]) continue;
+    unsigned char const p = rankOf(a[i]), q = rankOf(b[i]);
+    if (p != q) return p < q;
+  }
+  return a.size() < b.size();
+}
+
+}  // namespace opc::model::detail

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+#include "foundation/model/RelationshipSet.hpp"
+#include "foundation/xml/XmlStreamReader.hpp"
+#include "opc/Streams.hpp"
+
+/// The XML of relationships parts (ECMA-376-2, 9.3).
+namespace opc::model::detail {
+
+/// Reads the relationships of a source (empty: the package) into the set. Throws InvalidPackage with the
+/// fault alone, and what the reader throws.
+void readRelationships(XmlStreamReader& reader, InputStream& input, std::string const& source, TextPool& texts,
+                       RelationshipSet& relationships);
+
+/// Does not close the stream.
+void writeRelationships(RelationshipSet const& relationships, OutputStream& output);
+
+/// Whether an internal relationship may have the target: a relative reference to anything but a
+/// relationships part. `source` is "/" for the package.
+bool isInternalTarget(std::u16string const& target, std::u16string const& source);
+
+}  // namespace opc::model::detail

@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <map>
+#include <sstream>
+
+#include "model/ModelSamples.hpp"
+#include "opc/Strings.hpp"
+#include "opc/model/Exceptions.hpp"
+#include "opc/model/PackageHelper.hpp"
+#include "support/TestSupport.hpp"
+
+/// Other people's packages.
+namespace opc::model {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<fs::path> packagesIn(std::string const& folder) {
+  std::vector<fs::path> paths;
+  for (auto const& entry : fs::directory_iterator(zt_test::corpus() / folder)) paths.push_back(entry.path());
+  std::sort(paths.begin(), paths.end());
+  return paths;
+}
+
+std::unique_ptr<Package> openFile(fs::path const& path, AccessMode mode = AccessMode::ReadOnly) {
+  return Package::open(toString(path.string()), mode);
+}
+
+std::vector<std::string> relationshipsOf(RelationshipSource const& source) {
+  std::vector<std::string> lines;
+  for (auto const& r : source.getRelationships())
+    lines.push_back(toUTF8String(r.getID() + u" " + r.getType() + u" " + r.getTargetText()) +
+                    (r.getMode() == TargetMode::External ? " external" : ""));
+  return lines;
+}
+
+/// Everything that the package holds, without the content types.
+std::vector<std::string> everythingIn(Package const& package) {
+  auto lines = samples::snapshot(package);
+  for (auto const& name : package.getItemNames()) lines.push_back(toUTF8String(name));
+  for (auto const& line : relationshipsOf(package)) lines.push_back(line);
+  for (auto const& name : package.getPartNames())
+    for (auto const& line : relationshipsOf(package.getPart(name))) lines.push_back(line);
+  std::sort(lines.begin(), lines.end());
+  return lines;
+}
+
+TEST(Corpus, GoodPackagesOpenAndSurviveAChange) {
+  ZT_SKIP_WITHOUT_CORPUS();
+  zt_test::TemporaryDirectory const directory;
+  for (auto const& path : packagesIn("opc-good")) {
+    SCOPED_TRACE(path.filename().string());
+    fs::copy_file(path, directory / "p.opc", fs::copy_options::overwrite_existing);
+    auto package = openFile(directory / "p.opc", AccessMode::ReadWrite);
+    auto before = everythingIn(*package);
+    EXPECT_FALSE(package->getPartNames().empty());
+    samples::create(*package, u"/ours/new.part-of-ours", "content", u"application/x-ours;a=b");
+    package->save();
+    auto after = everythingIn(*openFile(directory / "p.opc"));
+    EXPECT_EQ(everythingIn(*package), after);
+    before.push_back("/ours/new.part-of-ours application/x-ours;a=b content");
+    std::sort(before.begin(), before.end());
+    EXPECT_EQ(after, before);
+  }
+}
+
+enum class Outcome { Opens, RefusesContent, RefusesPackage };
+
+Outcome outcomeOf(fs::path const& path) {
+  std::unique_ptr<Package> package;
+  try {
+    package = openFile(path);
+  } catch (InvalidPackage const&) {
+    return Outcome::RefusesPackage;
+  }
+  try {
+    PackageHelper::getCoreProperties(*package);
+    samples::snapshot(*package);
+    return Outcome::Opens;
+  } catch (InvalidPartContent const&) {
+    return Outcome::RefusesContent;
+  } catch (InvalidItem const&) {
+    return Outcome::RefusesContent;
+  }
+}
+
+TEST(Corpus, GoodPackagesHaveCorePropertiesOrSayWhyNot) {
+  ZT_SKIP_WITHOUT_CORPUS();
+  for (auto const& path : packagesIn("opc-good")) {
+    // It has a document type declaration there.
+    bool const isRefused = path.filename() == "poi__CorePropertiesHasEntities.ooxml";
+    EXPECT_EQ(outcomeOf(path), isRefused ? Outcome::RefusesContent : Outcome::Opens) << path.filename();
+  }
+}
+
+TEST(Corpus, BadPackagesAreRefused) {
+  ZT_SKIP_WITHOUT_CORPUS();
+  for (auto const& path : packagesIn("opc-bad")) {
+    // Its "/xl/metadata" and "/xl/metadata.xml" break no rule: a name is derived by whole segments.
+    if (path.filename() == "poi__64473.xlsx") continue;
+    EXPECT_NE(outcomeOf(path), Outcome::Opens) << path.filename();
+  }
+}
+
+TEST(Corpus, MadePackagesFareAsExpected) {
+  ZT_SKIP_WITHOUT_CORPUS();
+  std::ifstream lines(zt_test::corpus() / "made.expect.tsv");
+  std::string line;
+  std::getline(lines, line);
+  while (std::getline(lines, line)) {
+    std::istringstream fields(line);
+    std::string file, expected, why;
+    std::getline(std::getline(fields, file, '\t'), expected, '\t');
+    std::getline(fields, why);
+    SCOPED_TRACE(file + ": " + why.substr(0, 100));
+    auto const path = zt_test::corpus() / "made" / file;
+    auto const outcome = outcomeOf(path);
+    EXPECT_EQ(outcome == Outcome::RefusesPackage, expected == "refuse-open");
+    if (expected == "open" || expected == "report") {
+      EXPECT_EQ(outcome, Outcome::Opens);
+    }
+    // A refused part is either no part at all or cannot be read.
+    if (expected == "refuse-part" && outcome == Outcome::Opens) {
+      EXPECT_FALSE(openFile(path)->getItemNames().empty());
+    }
+  }
+}
+
+}  // namespace
+}  // namespace opc::model

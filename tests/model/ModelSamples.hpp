@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "opc/model/Package.hpp"
+
+/// Small packages for the tests of this layer.
+namespace opc::model::samples {
+
+using Bytes = std::vector<unsigned char>;
+
+struct Item {
+  std::string name, content;
+};
+
+/// A ZIP archive of these items, in this order.
+Bytes archiveOf(std::vector<Item> const& items);
+
+/// A content types document with these children, and defaults for "rels" and "xml".
+std::string contentTypes(std::string const& children = {});
+std::string relationships(std::string const& children);
+/// One Relationship element.
+std::string relationship(std::string const& id, std::string const& target, std::string const& more = {});
+
+/// The items and, in front of them, the content types.
+Bytes packageOf(std::vector<Item> items, std::string const& typeChildren = {});
+std::unique_ptr<Package> open(Bytes const& bytes, AccessMode mode = AccessMode::ReadWrite);
+
+Part create(Package& package, std::u16string const& name, std::string const& text = {},
+            std::u16string const& type = u"application/xml");
+void write(Part const& part, std::string const& text);
+std::string read(Part const& part);
+std::string read(Package const& package, std::u16string const& name);
+
+/// Part names and contents, type after the name, for comparisons.
+std::vector<std::string> snapshot(Package const& package);
+
+/// The items of an archive in its order.
+std::vector<Item> itemsOf(Bytes const& bytes);
+
+}  // namespace opc::model::samples
