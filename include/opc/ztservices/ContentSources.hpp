@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <iosfwd>
+#include <memory>
+#include <string>
+
+#include "opc/Export.hpp"
+#include "opc/FileSystemOps.hpp"
+#include "opc/Streams.hpp"
+#include "opc/model/ContentType.hpp"
+#include "opc/model/Part.hpp"
+#include "opc/ztservices/Exceptions.hpp"
+
+namespace opc::ztservices {
+
+/// Bytes to be stored in a package, with the content type that they carry. Read once, by one thread.
+class ZT_API IContentSource {
+ public:
+  virtual ~IContentSource();
+  virtual model::ContentType getContentType() = 0;
+  /// The same stream at every call, owned by the source and living as long as it.
+  virtual InputStream& getInputStream() = 0;
+
+ protected:
+  IContentSource() = default;
+  IContentSource(IContentSource const&) = delete;
+  IContentSource& operator=(IContentSource const&) = delete;
+};
+
+/// A caller's standard stream, which the caller keeps alive for the life of the source.
+class ZT_API StreamContentSource final : public IContentSource {
+ public:
+  StreamContentSource(std::istream& stream, model::ContentType const& type);
+
+  model::ContentType getContentType() override;
+  InputStream& getInputStream() override;
+
+ private:
+  model::ContentType contentType_;
+  std::unique_ptr<InputStream> adaptor_;
+};
+
+/// An existing part: its bytes and its content type as they are when the source is made.
+class ZT_API PartContentSource final : public IContentSource {
+ public:
+  explicit PartContentSource(model::Part const& part);
+
+  model::ContentType getContentType() override;
+  InputStream& getInputStream() override;
+
+ private:
+  model::ContentType contentType_;
+  std::unique_ptr<InputStream> stream_;
+};
+
+/// A file on disk, opened when the source is made. Without a content type it carries the one that the
+/// extension table gives for the path, or getTALBEXDefaultContentType(); without operations it uses the
+/// local disk. Throws CouldNotOpenFile ("Could not open file: " and the path; its error code is empty).
+class ZT_API FileContentSource final : public IContentSource {
+ public:
+  explicit FileContentSource(std::u16string const& path);
+  FileContentSource(std::u16string const& path, FileSystemOps& operations);
+  FileContentSource(std::u16string const& path, model::ContentType const& type);
+  FileContentSource(std::u16string const& path, model::ContentType const& type, FileSystemOps& operations);
+
+  model::ContentType getContentType() override;
+  InputStream& getInputStream() override;
+
+ private:
+  std::shared_ptr<std::istream> file_;
+  std::unique_ptr<StreamContentSource> inner_;  // declared after file_: it goes first
+};
+
+}  // namespace opc::ztservices

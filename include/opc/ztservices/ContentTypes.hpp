@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+#include "opc/Export.hpp"
+#include "opc/FileSystemOps.hpp"
+#include "opc/model/ContentType.hpp"
+
+/// The content types of the kinds of file that packages hold, and the table from file extension to
+/// content type. All functions are thread-safe and return new objects.
+namespace opc::ztservices {
+
+ZT_API model::ContentType getJPEGContentType();
+ZT_API model::ContentType getPNGContentType();
+ZT_API model::ContentType getGIFContentType();
+ZT_API model::ContentType getBMPContentType();
+ZT_API model::ContentType getSVGContentType();
+ZT_API model::ContentType getTIFFContentType();
+ZT_API model::ContentType getTextContentType();
+ZT_API model::ContentType getHTMLContentType();
+ZT_API model::ContentType getTALBEXCodeContentType();
+ZT_API model::ContentType getTALBEXExecutableContentType();
+ZT_API model::ContentType getTALBEXVariableDataContentType();
+ZT_API model::ContentType getTALBEXAppContentType();
+ZT_API model::ContentType getTALBEXAppInstallerContentType();
+ZT_API model::ContentType getTALBEXToolboxContentType();
+ZT_API model::ContentType getTALBEXDataExportContentType();
+ZT_API model::ContentType getTALBEXProjectContentType();
+ZT_API model::ContentType getGantrelModelContentType();
+ZT_API model::ContentType getGantrelProtectedModelContentType();
+ZT_API model::ContentType getGantrelDataDictionaryContentType();
+ZT_API model::ContentType getGantrelTemplateContentType();
+ZT_API model::ContentType getQuorillChartContentType();
+/// What a file gets whose extension the table lacks, when it is added from disk.
+ZT_API model::ContentType getTALBEXDefaultContentType();
+
+/// The table's content type for the extension ("txt"; native modules with their dot: ".kvxa64"), matched
+/// exactly and case-sensitively, or `defaultType` where the table has no such row.
+ZT_API model::ContentType lookupContentType(std::u16string const& extension, model::ContentType const& defaultType);
+
+/// The same for the extension that `operations` gives for the path.
+ZT_API model::ContentType lookupContentType(FileSystemOps& operations, std::u16string const& path,
+                                            model::ContentType const& defaultType);
+
+}  // namespace opc::ztservices
