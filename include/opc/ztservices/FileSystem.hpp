@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <boost/date_time/posix_time/ptime.hpp>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "opc/Export.hpp"
+#include "opc/FileSystemOps.hpp"
+#include "opc/Streams.hpp"
+#include "opc/model/ContentType.hpp"
+#include "opc/model/DataManager.hpp"
+#include "opc/model/Package.hpp"
+#include "opc/model/URI.hpp"
+#include "opc/ztservices/ContentSources.hpp"
+#include "opc/ztservices/Exceptions.hpp"
+
+namespace opc::ztservices {
+
+struct FileSystemNode;
+class FileSystemTree;
+class FileSystemManifest;
+
+/// None copies contents unchanged. Transform, on extraction, decrypts what is encrypted.
+enum class TransformMode : std::uint32_t { None = 0, Transform = 1 };
+
+/// What extraction restores beside contents.
+enum class RestoreMode : std::uint32_t { None = 0, TimeAndPermissions = 1 };
+
+/// One file, folder or symbolic link of a package's file system: an immutable snapshot that does not see
+/// later changes and outlives its manager. Copies share the snapshot.
+class ZT_API FileSystemEntry {
+ public:
+  explicit FileSystemEntry(FileSystemNode const& node);
+
+  bool isFile() const;
+  bool isLink() const;
+  bool isFolder() const;
+
+  /// The last component of the path; "/" for the root.
+  std::u16string getBaseName() const;
+  /// The absolute path, with "/" between components.
+  std::u16string getPathName() const;
+  /// The name of the content part of a file, the target of a link, the path of a folder.
+  std::u16string getContentName() const;
+  /// Unknown permissions (0xFFFF) or the unknown time (not-a-date-time) where none are recorded.
+  Perms::Perms_tag getPermissions() const;
+  boost::posix_time::ptime getLastModifiedTime() const;
+
+  static Perms::Perms_tag getUnknownPermissions();
+  static boost::posix_time::ptime getUnknownTime();
+  static std::u16string getRootName();
+
+  /// Kind, path, permissions and time; the content name is not compared, and two unknown times are equal.
+  friend ZT_API bool operator==(FileSystemEntry const& a, FileSystemEntry const& b);
+
+ private:
+  struct Impl;
+  std::shared_ptr<Impl const> impl_;
+};
+
+/// Keeps a whole file system in a package: the contents of each file in a part of its own under
+/// "/fsroot", the tree in a manifest part that is written when the package is saved.
+///
+/// Paths are absolute within the package. Operations that create or add take backslashes for separators,
+/// put a missing leading "/" in front and keep one of several leading ones, as manifests are read too; those
+/// that look up convert separators only. Repeated slashes elsewhere are kept. A path or link
+/// target that holds what XML 1.0 cannot carry (controls other than tab, line feed and carriage return,
+/// lone surrogates, U+FFFE, U+FFFF), or is longer than 131,072 UTF-16 code units, is refused by every
+/// creating and adding operation (InvalidEntryName).
+///
+/// The manager loads the manifest at its first use and keeps references to the package and to the disk
+/// operations that it is given; it must not outlive them. One thread at a time. After an exception nothing
+/// is rolled back: what was added, deleted or written before stays; the package's file changes only at
+/// save(). Where loading fails the next operation tries again.
+///
+/// Two managers on one package do not see each other's changes: each writes the manifest from its own tree
+/// when it is dirty at a save, in order of construction, so that the last dirty one decides what the
+/// package's file system is. Content parts that this leaves unreferenced stay in the package.
+///
+/// An entry whose path was deleted, or has since become another kind of entry or another file's part or
+/// link's target, is stale: the operations that take it throw FileSystemEntryNotFound and change nothing
+/// (hasParent, getParent, hasChildren and getChildren ask about the path alone: where that is gone,
+/// hasChildren is false, getChildren is empty, hasParent is false and getParent throws
+/// FileSystemEntryHasNoParent).
+class ZT_API FileSystemManager : public model::DataManager {
+ public:
+  /// Disk operations for adding and extracting; borrowed.
+  FileSystemManager(model::Package& package, FileSystemOps& source, FileSystemOps& destination);
+  /// The selector, borrowed, chooses the operations for the roots that are added from or extracted to.
+  FileSystemManager(model::Package& package, FileSystemOpsSelector& selector);
+  /// The local disk for both.
+  explicit FileSystemManager(model::Package& package);
+  ~FileSystemManager() override;
+
+  static model::URI getPartURI();
+  static model::URI getPartURIV1();
+  static model::ContentType getPartContentType();
+  static model::ContentType getPartContentTypeV1();
+  static std::u16string getRelationshipType();
+  static std::u16string getRelationshipTypeV1();
+
+  FileSystemOps& getSourceFSImpl() const;
+  FileSystemOps& getDestFSImpl() const;
+
+  // ---- looking up
+
+  void ensureLoaded() const;
+  bool hasEntry(std::u16string const& path) const;
+  /// Throws FileSystemEntryNotFound.
+  FileSystemEntry getEntry(std::u16string const& path) const;
+  FileSystemEntry getRoot() const;
+  /// The path forms throw FileSystemEntryNotFound; getParent of the root throws FileSystemEntryHasNoParent.
+  bool hasParent(std::u16string const& path) const;
+  bool hasParent(FileSystemEntry const& entry) const;
+  FileSystemEntry getParent(std::u16string const& path) const;
+  FileSystemEntry getParent(FileSystemEntry const& entry) const;
+  bool hasChildren(std::u16string const& path) const;
+  bool hasChildren(FileSystemEntry const& entry) const;
+  /// In the order in which the children were inserted.
+  std::vector<FileSystemEntry> getChildren(std::u16string const& path) const;
+  std::vector<FileSystemEntry> getChildren(FileSystemEntry const& entry) const;
+  /// Every file, link and empty folder, in code-unit order of path; the root is none.
+  std::vector<FileSystemEntry> getAllLeafs() const;
+  /// Throws FileSystemEntryMustBeLink.
+  std::u16string getLinkTarget(FileSystemEntry const& entry) const;
+
+  /// Of the manifest that was loaded, or of this build for a new file system.
+  std::u16string getVersion() const;
+  std::u16string getCreatedByPlatform() const;
+  std::u16string getCreatedByEncoding() const;
+
+  // ---- changing the tree; missing ancestor folders are created, without permissions or times
+
+  /// The three throw FileSystemEntryAlreadyExists.
+  FileSystemEntry createFolder(std::u16string const& path);
+  FileSystemEntry createLink(std::u16string const& path, std::u16string const& target);
+  FileSystemEntry createFile(std::u16string const& path, model::ContentType const& type, Perms::Perms_tag permissions,
+                             boost::posix_time::ptime const& time);
+  /// Throw FileSystemEntryMustBeFile, -Folder, -Link. An entry goes with everything below it, which comes
+  /// first: also below a file or link, where manifests of other makers may have entries. The root is emptied
+  /// and stays.
+  void deleteFile(FileSystemEntry const& entry);
+  void deleteFolder(FileSystemEntry const& entry);
+  void deleteLink(FileSystemEntry const& entry);
+  /// A stream that replaces the file's stored bytes as they are, owned by the caller, who closes it.
+  std::unique_ptr<OutputStream> getFileOutputStream(FileSystemEntry const& entry);
+
+  // ---- adding from and extracting to a disk
+
+  /// Adds one file with its permissions and time. Throws CouldNotOpenFile, CouldNotGetPermissions,
+  /// CouldNotGetLastModifiedTime, FileSystemEntryAlreadyExists; opc::Exception for a text file that is to
+  /// be re-encoded (TransformMode::Transform), and for a null source. When reading or writing the content fails, the
+  /// entry stays, with an empty part.
+  FileSystemEntry addFile(std::u16string const& sourcePath, std::u16string const& path, TransformMode mode);
+  FileSystemEntry addFile(std::unique_ptr<IContentSource> source, std::u16string const& path,
+                          Perms::Perms_tag permissions, boost::posix_time::ptime const& time);
+  /// Adds every file and symbolic link below the root, in code-unit order of path; empty folders are not
+  /// added. An absolute link target below the root becomes absolute within the package; one outside it
+  /// throws CouldNotMakeRelativeToSourceRoot. All paths are checked before the first is added
+  /// (InvalidEntryName). Throws CouldNotGetSourceFilesAndLinks, and as addFile.
+  void addAll(std::u16string const& sourceRoot, TransformMode mode);
+
+  /// Extracts all leaves; existing files are overwritten, existing folders accepted. Throws the
+  /// CouldNotCreate..., CouldNotWriteFile and CouldNotSet... exceptions with the code of what the disk refused.
+  ///
+  /// Throws UnsafeEntryPath, before anything is made, for a path that might lead elsewhere than below the
+  /// root: one that has a ".." segment; one that, without its empty and "." segments, is the path of a link
+  /// of the package or lies below it; and one with a symbolic link on the disk among its folders below the
+  /// root. The root itself may be a link. What happens to a link in the place of a file is the disk
+  /// operations' matter: LocalFileSystemOps refuses it.
+  void extractAll(std::u16string const& destinationRoot, RestoreMode restoreMode, TransformMode transformMode);
+  /// Extracts one entry; of a folder only the folder itself. UnsafeEntryPath as for all, but for what other
+  /// entries are: links that were extracted before are found on the disk.
+  void extractEntry(std::u16string const& destinationRoot, FileSystemEntry const& entry, RestoreMode restoreMode,
+                    TransformMode transformMode);
+  /// The stored contents of a file; with TransformMode::Transform decrypted where they are encrypted
+  /// (CouldNotDecryptContent). Throws FileSystemEntryMustBeFile, PartNotFound where a damaged package
+  /// lacks the content part.
+  std::unique_ptr<IContentSource> getFileContentSource(FileSystemEntry const& entry, TransformMode transformMode);
+
+  // ---- keeping the older manifest
+
+  /// Whether saves also write a manifest of version 1, and a loaded one is kept; false at first.
+  void setSaveV1Manifest(bool save);
+
+  // ---- rules that callers may want to ask about
+
+  std::u16string normalizePath(std::u16string const& path) const;
+  std::u16string normalizeFileName(std::u16string const& name) const;
+  std::u16string normalizeLinkTarget(std::u16string const& target) const;
+  /// `path` without the leading `root` and one following "/"; throws CouldNotMakeRelativeToSourceRoot.
+  std::u16string makeRelativePath(std::u16string const& root, std::u16string const& path) const;
+  /// The part name that a new file at the path would get.
+  std::u16string makeUniquePartName(std::u16string const& path) const;
+  void throwIfAlreadyExists(std::u16string const& path) const;
+  void throwIfNotFound(std::u16string const& path) const;
+
+ protected:
+  void doLoad() override;
+  void doSave() override;
+  /// Of the file system as far as it is loaded; does not load it.
+  std::vector<std::u16string> doGetManagedPartNames() const override;
+  std::vector<std::u16string> doGetManagedRelationshipTypes() const override;
+
+ private:
+  FileSystemEntry makeEntry(FileSystemNode const& node) const;
+  std::u16string findPath(std::u16string const& path) const;
+  std::u16string findFreePath(std::u16string const& path) const;
+  void throwIfStale(FileSystemEntry const& entry) const;
+  bool hasParentInternal(std::u16string const& path) const;
+  FileSystemEntry getParentInternal(std::u16string const& path) const;
+  bool hasChildrenInternal(std::u16string const& path) const;
+  std::vector<FileSystemEntry> getChildrenInternal(std::u16string const& path) const;
+  FileSystemEntry createFileInternal(std::u16string const& path, model::ContentType const& type,
+                                     Perms::Perms_tag permissions, boost::posix_time::ptime const& time);
+  FileSystemEntry createLinkInternal(std::u16string const& path, std::u16string const& target);
+  void removeWithDescendants(std::u16string const& path);
+
+  FileSystemEntry addFileInternal(std::unique_ptr<IContentSource> source, std::u16string const& path,
+                                  Perms::Perms_tag permissions, boost::posix_time::ptime const& time);
+  void addLinkInternal(FileSystemOps& ops, std::u16string const& sourceRoot, std::u16string const& file,
+                       std::u16string const& path);
+  void selectSource(std::u16string const& path);
+  void selectDestination(std::u16string const& path);
+
+  void extractEntryInternal(std::u16string const& root, FileSystemEntry const& entry, RestoreMode restoreMode,
+                            TransformMode transformMode);
+  void extractFileInternal(std::u16string const& root, FileSystemEntry const& entry, RestoreMode restoreMode,
+                           TransformMode transformMode);
+  void extractFolderInternal(std::u16string const& root, FileSystemEntry const& entry);
+  void extractLinkInternal(std::u16string const& root, FileSystemEntry const& entry);
+  void ensureDestinationRootExists(std::u16string const& root) const;
+  std::u16string ensureDestinationParentExists(std::u16string const& root, std::u16string const& path) const;
+
+  void doSaveCurrent();
+  void doSaveV1();
+  void upgradeFromVersion1();
+  void convertVersion1ToCurrentVersion();
+  void cleanupOldPartsAndRelationships();
+
+  FileSystemOpsSelector* selector_ = nullptr;  // absent unless constructed with one; borrowed
+  std::unique_ptr<LocalFileSystemOps> localOps_;
+  FileSystemOps* source_;                         // borrowed, or localOps_
+  FileSystemOps* destination_;                    // borrowed, or localOps_
+  mutable std::unique_ptr<FileSystemTree> tree_;  // replaced by loading, which const operations do at first use
+  std::unique_ptr<FileSystemManifest> manifest_;
+  bool saveV1Manifest_ = false;
+  mutable bool convertedFromV1_ = false;  // set by a load that upgraded version 1, consumed by ensureLoaded
+};
+
+}  // namespace opc::ztservices

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "filesystem/FileSystemTree.hpp"
+#include "opc/FileSystemOps.hpp"
+
+namespace opc::ztservices {
+
+/// Refuses (UnsafeEntryPath), before anything is made, every entry that would be written elsewhere than below
+/// the destination root: through a ".." segment, through a link that is extracted too, or through a link that
+/// the disk has below the root. The root itself may be reached through links.
+class ExtractionCheck {
+ public:
+  ExtractionCheck(FileSystemOps& disk, std::u16string const& root) : disk_(disk), root_(root) {}
+
+  void checkAll(FileSystemTree const& tree);
+  /// For an entry on its own.
+  void check(std::u16string const& path);
+
+ private:
+  /// A slash comes before everything else, by which the paths below another follow directly on it.
+  struct PathLess {
+    bool operator()(std::u16string_view a, std::u16string_view b) const;
+  };
+
+  void noteLink(std::u16string const& path);
+  void throwIfThroughNotedLink(FileSystemNode const& node) const;
+  void checkParent(std::u16string const& path, std::u16string_view parent);
+  void throwIfLink(std::u16string const& path, std::u16string_view place) const;
+  bool exists(std::u16string_view place) const;
+
+  FileSystemOps& disk_;
+  std::u16string const& root_;
+  std::set<std::u16string, PathLess> links_;  // collapsed
+  std::u16string checkedParent_;              // collapsed; the root at first
+  bool parentExists_ = true;
+};
+
+}  // namespace opc::ztservices

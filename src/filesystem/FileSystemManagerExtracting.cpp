@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <boost/system/error_code.hpp>
+
+#include "filesystem/EncryptedContent.hpp"
+#include "filesystem/ExtractionCheck.hpp"
+#include "filesystem/FileSystemTree.hpp"
+#include "filesystem/Messages.hpp"
+#include "opc/ztservices/FileSystem.hpp"
+
+namespace opc::ztservices {
+namespace {
+
+using boost::system::error_code;
+
+/// Makes the folder and its ancestors where nothing is there yet.
+error_code makeFolders(FileSystemOps& ops, std::u16string const& path) {
+  error_code error;
+  bool const exists = ops.exists(path, error);
+  if (!error && !exists) ops.createFolders(path, error);
+  return error;
+}
+
+[[noreturn]] void throwCouldNotWrite(std::u16string const& path, error_code error) {
+  if (!error) error = make_error_code(boost::system::errc::io_error);
+  throw CouldNotWriteFile(messages::withPathAndError(messages::kCouldNotWriteFile, path, error), error);
+}
+
+/// Faults of the reading side pass as they are; those of the file carry the code that commit() tells.
+void writeFile(InputStream& from, FileOutputStream& to, std::u16string const& path) {
+  error_code error;
+  try {
+    StdOStreamAdaptor adaptor(to);
+    StreamHelper::copyStreamToStream(from, adaptor);
+    adaptor.close();
+  } catch (std::exception const&) {
+    if (!to.fail()) throw;
+    to.commit(error);
+    throwCouldNotWrite(path, error);
+  }
+  to.commit(error);
+  if (error) throwCouldNotWrite(path, error);
+}
+
+/// The time comes first: permissions without write access may keep the disk from setting it.
+void restore(FileSystemOps& ops, std::u16string const& path, FileSystemEntry const& entry) {
+  error_code error;
+  if (boost::posix_time::ptime const time = entry.getLastModifiedTime(); !time.is_not_a_date_time())
+    ops.setLastModifiedTime(path, time, error);
+  if (error)
+    throw CouldNotSetLastModifiedTime(messages::withPathAndError(messages::kCouldNotSetTime, path, error), error);
+  if (Perms::Perms_tag const permissions = entry.getPermissions();
+      permissions != FileSystemEntry::getUnknownPermissions())
+    ops.setPermissions(path, permissions, error);
+  if (error)
+    throw CouldNotSetPermissions(messages::withPathAndError(messages::kCouldNotSetPermissions, path, error), error);
+}
+
+}  // namespace
+
+void FileSystemManager::extractAll(std::u16string const& destinationRoot, RestoreMode restoreMode,
+                                   TransformMode transformMode) {
+  ensureLoaded();
+  selectDestination(destinationRoot);
+  ExtractionCheck(*destination_, destinationRoot).checkAll(*tree_);
+  ensureDestinationRootExists(destinationRoot);
+  tree_->forEachLeaf([&](FileSystemNode const& node) {
+    extractEntryInternal(destinationRoot, makeEntry(node), restoreMode, transformMode);
+  });
+}
+
+void FileSystemManager::extractEntry(std::u16string const& destinationRoot, FileSystemEntry const& entry,
+                                     RestoreMode restoreMode, TransformMode transformMode) {
+  ensureLoaded();
+  throwIfStale(entry);
+  selectDestination(destinationRoot);
+  ExtractionCheck(*destination_, destinationRoot).check(entry.getPathName());
+  ensureDestinationRootExists(destinationRoot);
+  extractEntryInternal(destinationRoot, entry, restoreMode, transformMode);
+}
+
+std::unique_ptr<IContentSource> FileSystemManager::getFileContentSource(FileSystemEntry const& entry,
+                                                                        TransformMode transformMode) {
+  ensureLoaded();
+  if (!entry.isFile()) throw FileSystemEntryMustBeFile(messages::kMustBeFile);
+  throwIfStale(entry);
+  auto source = std::make_unique<PartContentSource>(getPackage().getPart(model::PartName(entry.getContentName())));
+  if (transformMode == TransformMode::Transform)
+    throwIfEncrypted(source->getContentType(), messages::kContentIsEncrypted);
+  return source;
+}
+
+void FileSystemManager::extractEntryInternal(std::u16string const& root, FileSystemEntry const& entry,
+                                             RestoreMode restoreMode, TransformMode transformMode) {
+  if (entry.isFolder())
+    extractFolderInternal(root, entry);
+  else if (entry.isFile())
+    extractFileInternal(root, entry, restoreMode, transformMode);
+  else
+    extractLinkInternal(root, entry);
+}
+
+void FileSystemManager::extractFileInternal(std::u16string const& root, FileSystemEntry const& entry,
+                                            RestoreMode restoreMode, TransformMode transformMode) {
+  std::u16string const path = ensureDestinationParentExists(root, entry.getPathName());
+  error_code error;
+  std::unique_ptr<FileOutputStream> file =
+      destination_->createOutputStream(path, std::ios::out | std::ios::binary, error);
+  if (error || !file) throw CouldNotCreateFile(messages::withPath(messages::kCouldNotCreateFile, path));
+
+  writeFile(getFileContentSource(entry, transformMode)->getInputStream(), *file, path);
+  file.reset();  // closed before its time is set
+  if (restoreMode == RestoreMode::TimeAndPermissions) restore(*destination_, path, entry);
+}
+
+/// What is there already is accepted but for a file, with which the disk refuses to make the folder.
+void FileSystemManager::extractFolderInternal(std::u16string const& root, FileSystemEntry const& entry) {
+  std::u16string const path = ensureDestinationParentExists(root, entry.getPathName());
+  error_code error;
+  bool const exists = destination_->exists(path, error);
+  if (!error && (!exists || destination_->isFile(path))) destination_->createFolder(path, error);
+  if (error)
+    throw CouldNotCreateFolder(messages::withPathAndError(messages::kCouldNotCreateFolder, path, error), error);
+}
+
+/// An absolute target points into the destination tree.
+void FileSystemManager::extractLinkInternal(std::u16string const& root, FileSystemEntry const& entry) {
+  std::u16string const path = ensureDestinationParentExists(root, entry.getPathName());
+  std::u16string target = getLinkTarget(entry);
+  if (target.starts_with(u'/')) target = destination_->appendPath(root, target);
+  error_code error;
+  destination_->createSymlink(target, path, error);
+  if (error) throw CouldNotCreateLink(messages::withPathAndError(messages::kCouldNotCreateLink, path, error), error);
+}
+
+void FileSystemManager::ensureDestinationRootExists(std::u16string const& root) const {
+  if (error_code const error = makeFolders(*destination_, root))
+    throw CouldNotCreateDestinationRoot(messages::withError(messages::kCouldNotCreateRoot, error), error);
+}
+
+std::u16string FileSystemManager::ensureDestinationParentExists(std::u16string const& root,
+                                                                std::u16string const& path) const {
+  std::u16string const destination = destination_->appendPath(root, path);
+  if (error_code const error = makeFolders(*destination_, destination_->getParentPath(destination)))
+    throw CouldNotCreateDestinationParent(messages::withError(messages::kCouldNotCreateParent, error), error);
+  return destination;
+}
+
+void FileSystemManager::selectDestination(std::u16string const& path) {
+  if (selector_) destination_ = &selector_->getForPath(path);
+}
+
+}  // namespace opc::ztservices

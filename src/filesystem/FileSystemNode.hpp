@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <boost/date_time/posix_time/ptime.hpp>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "opc/FileSystemOps.hpp"
+
+namespace opc::ztservices {
+
+/// The numbers are fixed.
+enum class FileSystemNodeType : std::uint32_t { File = 0, Link = 1, Folder = 2 };
+
+inline constexpr std::u16string_view kRootPath = u"/";
+inline constexpr Perms::Perms_tag kUnknownPermissions = Perms::NotKnown;
+
+/// One entry of the tree. Unknown permissions and the unknown time leave their fields absent. Of several
+/// slashes at the beginning of a path one is kept: an empty name directly below the root would have the
+/// root's own path.
+struct FileSystemNode {
+  FileSystemNode() = default;
+  FileSystemNode(FileSystemNodeType type, std::u16string const& fullPath, std::u16string content,
+                 Perms::Perms_tag permissions, boost::posix_time::ptime const& time);
+
+  /// Derived from parent path and base name.
+  std::u16string fullPath() const;
+
+  FileSystemNodeType type = FileSystemNodeType::File;
+  std::u16string parentPath;  // empty for the root
+  std::u16string baseName;    // "/" for the root
+  std::u16string content;     // part name of a file, target of a link, own path of a folder
+  std::optional<Perms::Perms_tag> permissions;
+  std::optional<boost::posix_time::ptime> lastModified;
+};
+
+FileSystemNode makeFolderNode(std::u16string const& path, Perms::Perms_tag permissions,
+                              boost::posix_time::ptime const& time);
+FileSystemNode makeFileNode(std::u16string const& path, std::u16string const& contentPart, Perms::Perms_tag permissions,
+                            boost::posix_time::ptime const& time);
+FileSystemNode makeLinkNode(std::u16string const& path, std::u16string const& target, Perms::Perms_tag permissions,
+                            boost::posix_time::ptime const& time);
+
+}  // namespace opc::ztservices

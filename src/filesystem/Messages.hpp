@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <boost/system/error_code.hpp>
+#include <string>
+
+#include "opc/Strings.hpp"
+
+/// Everything that FileSystemManager's exceptions say.
+namespace opc::ztservices::messages {
+
+inline constexpr char kHasNoParent[] = "File system entry has no parent";
+inline constexpr char kMustBeFile[] = "File system entry must be a file";
+inline constexpr char kMustBeFolder[] = "File system entry must be a folder";
+inline constexpr char kMustBeLink[] = "File system entry must be a link";
+inline constexpr char kMustBeSymbolicLink[] = "File system entry must be a symbolic link";
+inline constexpr char kNotBelowSourceRoot[] = "Could not make source file name relative to source root";
+
+inline constexpr char kManifestIsEncrypted[] = "Manifest is encrypted but enableDecryption() has not been called yet";
+inline constexpr char kContentIsEncrypted[] = "Content is encrypted but enableDecryption() has not been called yet";
+inline constexpr char kUnknownConversionFault[] = "Unknown error converting from V1 manifest to current format.";
+
+// These are followed by a path.
+inline constexpr char kAlreadyExists[] = "File system entry already exists: ";
+inline constexpr char kDoesNotExist[] = "File system entry does not exist: ";
+inline constexpr char kNoLinkTarget[] = "Could not read link target for: ";
+inline constexpr char kLinkTargetTooLong[] = "Link target is too long for: ";
+inline constexpr char kNoSource[] = "There is no content source for: ";
+inline constexpr char kNoReencoding[] = "Text cannot be re-encoded to UTF-8 in this version: ";
+inline constexpr char kUnsafePath[] = "Entry path leaves the destination root: ";
+inline constexpr char kCouldNotCreateFile[] = "Could not create file: ";
+
+// These are followed by the text of an error.
+inline constexpr char kCouldNotConvert[] = "Error converting from V1 manifest to current format: ";
+inline constexpr char kCouldNotList[] = "Could not get source files and links at source root: ";
+inline constexpr char kCouldNotGetPermissions[] = "Could not get permissions: ";
+inline constexpr char kCouldNotGetTime[] = "Could not get last modified time: ";
+inline constexpr char kCouldNotCreateRoot[] = "Could not create the destination root directory: ";
+inline constexpr char kCouldNotCreateParent[] = "Could not create the destination parent directory: ";
+
+// These are followed by a path, ": " and the text of an error.
+inline constexpr char kCouldNotCreateFolder[] = "Could not create folder: ";
+inline constexpr char kCouldNotCreateLink[] = "Could not create link: ";
+inline constexpr char kCouldNotWriteFile[] = "Could not write file: ";
+inline constexpr char kCouldNotSetTime[] = "Could not set last modified time: ";
+inline constexpr char kCouldNotSetPermissions[] = "Could not set permissions: ";
+
+inline std::string withPath(char const* text, std::u16string const& path) { return text + toUDEString(path); }
+
+inline std::string withError(char const* text, boost::system::error_code const& error) {
+  return text + error.message();
+}
+
+inline std::string withPathAndError(char const* text, std::u16string const& path,
+                                    boost::system::error_code const& error) {
+  return withPath(text, path) + ": " + error.message();
+}
+
+}  // namespace opc::ztservices::messages
