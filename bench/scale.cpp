@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: Apache-2.0
+// Does the time for each file grow with their number, and what does an entry cost in memory? Packs, lists,
+// extracts and deletes file systems of growing size, flat and deep, each step in a process of its own, and
+// prints seconds, microseconds for each file and peak memory above that of an empty run.
+//
+//   bench_scale [DIRECTORY [COUNT...]]      (default: the temporary directory, 10000 and 100000)
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "opc/Strings.hpp"
+#include "opc/ztservices/FileSystem.hpp"
+
+namespace {
+namespace fs = std::filesystem;
+using namespace opc;
+using namespace opc::ztservices;
+
+struct Figures {
+  double seconds = 0;
+  long peakKiB = 0;
+};
+
+Figures measure(std::function<void()> const& step) {
+  auto const start = std::chrono::steady_clock::now();
+  pid_t const child = fork();
+  if (child == 0) {
+    try {
+      step();
+    } catch (std::exception const& error) {
+      std::fprintf(stderr, "bench_scale: %s\n", error.what());
+      _exit(1);
+    }
+    _exit(0);
+  }
+  int status = 0;
+  rusage usage{};
+  if (wait4(child, &status, 0, &usage) != child || status != 0) throw Exception("a step failed");
+  std::chrono::duration<double> const took = std::chrono::steady_clock::now() - start;
+  return {took.count(), usage.ru_maxrss};
+}
+
+void writeSmallFile(fs::path const& path, int number) {
+  std::ofstream file(path);
+  for (int i = 0; i < 10; ++i) file << "record=" << number + i << " value\n";
+  if (!file.flush()) throw Exception("cannot write " + path.string());
+}
+
+void makeFlat(fs::path const& root, int count) {
+  fs::create_directories(root / "all");
+  for (int i = 0; i < count; ++i) writeSmallFile(root / "all" / ("item" + std::to_string(i) + ".txt"), i);
+}
+
+// Ten files to a folder, the folders nested by the decimal digits of their number below a chain of eight.
+void makeDeep(fs::path const& root, int count) {
+  fs::path const top = root / "all/b/c/d/e/f/g/h";
+  for (int i = 0; i < count; ++i) {
+    fs::path folder = top;
+    for (char digit : std::to_string(i / 10)) folder /= std::string(1, digit);
+    if (i % 10 == 0) fs::create_directories(folder);
+    writeSmallFile(folder / ("item" + std::to_string(i) + ".txt"), i);
+  }
+}
+
+class Bench {
+ public:
+  explicit Bench(fs::path const& directory) : root_(directory / ("bench_scale-" + std::to_string(getpid()))) {
+    fs::create_directories(root_);
+    baseKiB_ = measure([] {
+                 auto package = model::Package::createInMemory();
+                 FileSystemManager files(*package);
+               }).peakKiB;
+  }
+  ~Bench() {
+    std::error_code ignored;  // nothing can be done about leftovers of a benchmark
+    fs::remove_all(root_, ignored);
+  }
+
+  void run(char const* shape, int count, void (*make)(fs::path const&, int)) {
+    fs::path const source = root_ / shape / std::to_string(count), package = root_ / "package.ztp", out = root_ / "out";
+    make(source, count);
+    auto const u16 = [](fs::path const& path) { return toString(path.string()); };
+    print(shape, "pack", count, measure([&] {
+            auto target = model::Package::create(u16(package), model::Existing::Replace);
+            FileSystemManager files(*target);
+            files.addAll(u16(source), TransformMode::None);
+            target->save();
+          }));
+    print(shape, "list", count, measure([&] {
+            auto read = model::Package::open(u16(package), model::AccessMode::ReadOnly);
+            FileSystemManager files(*read);
+            if (files.getAllLeafs().size() != static_cast<std::size_t>(count)) throw Exception("entries are missing");
+          }));
+    print(shape, "extract", count, measure([&] {
+            auto read = model::Package::open(u16(package), model::AccessMode::ReadOnly);
+            FileSystemManager(*read).extractAll(u16(out), RestoreMode::TimeAndPermissions, TransformMode::None);
+          }));
+    print(shape, "delete", count, measure([&] {
+            auto edited = model::Package::open(u16(package), model::AccessMode::ReadWrite);
+            FileSystemManager files(*edited);
+            files.deleteFolder(files.getEntry(u"/all"));
+            edited->save();
+          }));
+    fs::remove_all(out);
+    fs::remove_all(source);
+  }
+
+ private:
+  void print(char const* shape, char const* step, int count, Figures const& figures) const {
+    std::printf("%-5s %-8s %8d files %8.3f s %7.2f us each %6.0f bytes each\n", shape, step, count, figures.seconds,
+                figures.seconds * 1e6 / count, static_cast<double>(figures.peakKiB - baseKiB_) * 1024 / count);
+    std::fflush(stdout);
+  }
+
+  fs::path root_;
+  long baseKiB_ = 0;
+};
+
+}  // namespace
+
+int main(int count, char** arguments) try {
+  std::vector<std::string> const given(arguments + 1, arguments + count);
+  std::vector<int> counts;
+  for (std::size_t i = 1; i < given.size(); ++i) counts.push_back(std::stoi(given[i]));
+  if (counts.empty()) counts = {10'000, 100'000};
+  Bench bench(given.empty() ? fs::temp_directory_path() : fs::path(given[0]));
+  for (int files : counts) bench.run("flat", files, makeFlat);
+  for (int files : counts) bench.run("deep", files, makeDeep);
+} catch (std::exception const& error) {
+  std::fprintf(stderr, "bench_scale: %s\n", error.what());
+  return 1;
+}

@@ -1,0 +1,13 @@
+# SPDX-License-Identifier: Apache-2.0
+# cmake -DBUILD=build-tree -DSOURCE=source-tree -DWORK=scratch -P check.cmake
+# Installs the library, builds the example against what was installed, and runs it.
+file(REMOVE_RECURSE ${WORK})
+function(step)
+  execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET)
+endfunction()
+step(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/prefix)
+step(${CMAKE_COMMAND} -S ${SOURCE}/tests/install -B ${WORK}/build -G Ninja -DCMAKE_PREFIX_PATH=${WORK}/prefix
+  -DEXAMPLE=${SOURCE}/examples/keep_directory.cpp -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}")
+step(${CMAKE_COMMAND} --build ${WORK}/build)
+step(${WORK}/build/consumer ${SOURCE}/examples ${WORK}/examples.ztp ${WORK}/restored)
+step(${CMAKE_COMMAND} -E compare_files ${SOURCE}/examples/keep_directory.cpp ${WORK}/restored/keep_directory.cpp)

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "Commands.hpp"
+#include "Errors.hpp"
+#include "FileSystems.hpp"
+
+namespace ztpkg {
+
+void cat(CatOptions const& options, Output& out) {
+  auto const package = openFileSystem(options.package);
+  opc::ztservices::FileSystemManager manager(*package);
+  load(manager, options.package);
+  auto const entry = findEntry(manager, options.path);
+  std::u16string const path = entry.getPathName();
+  if (!entry.isFile()) {
+    std::string const kind = entry.isLink() ? " is a link, to " + shown(entry.getContentName()) : " is a folder";
+    throw Failure(Report{Exit::Package, "not-a-file", shown(path) + kind, path});
+  }
+  if (isEncrypted(*package, entry))
+    throw Failure(Report{Exit::Key, "key-required", shown(path) + " is encrypted", path});
+  auto const source = manager.getFileContentSource(entry, opc::ztservices::TransformMode::Transform);
+  opc::StreamHelper::copyStreamToStream(source->getInputStream(), out);
+}
+
+}  // namespace ztpkg

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "CheckedStreams.hpp"
+
+#include "Errors.hpp"
+#include "Process.hpp"
+#include "opc/Exception.hpp"
+
+namespace ztpkg {
+
+CheckedInput::CheckedInput(std::unique_ptr<std::istream> inner, std::u16string path)
+    : std::istream(nullptr), inner_(std::move(inner)), buffer_(*inner_, std::move(path)) {
+  rdbuf(&buffer_);
+  exceptions(std::ios::badbit);  // what the buffer throws reaches the reader as it is
+}
+
+template <typename Read>
+auto CheckedInput::Buffer::guarded(Read read) {
+  throwIfInterrupted();
+  try {
+    return read(*inner_->rdbuf());
+  } catch (opc::Exception const& error) {
+    std::string const message = "cannot read " + shown(path_) + ": " +
+                                (error.getErrorCode() ? error.getErrorCode().message() : std::string(error.what()));
+    throw Failure(Report{Exit::Disk, "cannot-read", message, path_});
+  }
+}
+
+std::streamsize CheckedInput::Buffer::xsgetn(char* to, std::streamsize count) {
+  return guarded([&](std::streambuf& inner) { return inner.sgetn(to, count); });
+}
+
+CheckedInput::Buffer::int_type CheckedInput::Buffer::underflow() {
+  return guarded([](std::streambuf& inner) { return inner.sgetc(); });
+}
+
+CheckedInput::Buffer::int_type CheckedInput::Buffer::uflow() {
+  return guarded([](std::streambuf& inner) { return inner.sbumpc(); });
+}
+
+CheckedInput::Buffer::pos_type CheckedInput::Buffer::seekoff(off_type offset, std::ios::seekdir from,
+                                                             std::ios::openmode mode) {
+  return guarded([&](std::streambuf& inner) { return inner.pubseekoff(offset, from, mode); });
+}
+
+CheckedInput::Buffer::pos_type CheckedInput::Buffer::seekpos(pos_type position, std::ios::openmode mode) {
+  return guarded([&](std::streambuf& inner) { return inner.pubseekpos(position, mode); });
+}
+
+std::streamsize CheckedOutputBuffer::xsputn(char const* from, std::streamsize count) {
+  throwIfInterrupted();
+  return inner_->write(from, count) ? count : 0;
+}
+
+CheckedOutputBuffer::int_type CheckedOutputBuffer::overflow(int_type character) {
+  if (traits_type::eq_int_type(character, traits_type::eof())) return traits_type::not_eof(character);
+  char const c = traits_type::to_char_type(character);
+  return xsputn(&c, 1) == 1 ? character : traits_type::eof();
+}
+
+int CheckedOutputBuffer::sync() { return inner_->flush() ? 0 : -1; }
+
+}  // namespace ztpkg

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <istream>
+#include <memory>
+#include <streambuf>
+#include <string>
+
+namespace ztpkg {
+
+/// Reads a file of the disk and lets signals and read errors through as exceptions that name it; owns the
+/// stream underneath.
+class CheckedInput final : public std::istream {
+ public:
+  CheckedInput(std::unique_ptr<std::istream> inner, std::u16string path);
+
+ private:
+  class Buffer final : public std::streambuf {
+   public:
+    Buffer(std::istream& inner, std::u16string path) : inner_(&inner), path_(std::move(path)) {}
+
+   protected:
+    std::streamsize xsgetn(char* to, std::streamsize count) override;
+    int_type underflow() override;
+    int_type uflow() override;
+    pos_type seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode mode) override;
+    pos_type seekpos(pos_type position, std::ios::openmode mode) override;
+
+   private:
+    template <typename Read>
+    auto guarded(Read read);
+
+    std::istream* inner_;
+    std::u16string path_;
+  };
+
+  std::unique_ptr<std::istream> inner_;
+  Buffer buffer_;
+};
+
+/// Hands what is written on to a stream that it borrows, after a look for signals.
+class CheckedOutputBuffer final : public std::streambuf {
+ public:
+  explicit CheckedOutputBuffer(std::ostream& inner) : inner_(&inner) {}
+
+ protected:
+  std::streamsize xsputn(char const* from, std::streamsize count) override;
+  int_type overflow(int_type character) override;
+  int sync() override;
+
+ private:
+  std::ostream* inner_;
+};
+
+}  // namespace ztpkg

@@ -1,0 +1,193 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "CommandLine.hpp"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+#include <sstream>
+#include <string_view>
+#include <vector>
+
+#include "Commands.hpp"
+#include "Errors.hpp"
+
+// The one file that sees CLI11, which is slow to compile.
+namespace ztpkg {
+namespace {
+
+using opc::model::CompressionLevel;
+
+// CLI11 takes "[a,b]" for a list, also where it is the name of a file. A mark in front keeps such arguments whole.
+constexpr char kMark = '\x01';
+
+std::vector<std::string> markedArguments(int argc, char const* const* argv) {
+  std::vector<std::string> arguments;
+  for (int i = argc - 1; i > 0; --i) {  // in reverse, as the parser wants them
+    std::string const argument = argv[i];
+    bool const isMarked = argument.starts_with('[') || argument.starts_with(kMark);
+    arguments.push_back(isMarked ? kMark + argument : argument);
+  }
+  return arguments;
+}
+
+void unmark(std::string& argument) {
+  if (argument.starts_with(kMark)) argument.erase(0, 1);
+}
+
+void unmark(std::vector<std::string>& arguments) {
+  for (std::string& argument : arguments) unmark(argument);
+}
+
+CompressionLevel levelOf(std::string const& name) {
+  if (name == "fast") return CompressionLevel::Fast;
+  if (name == "default") return CompressionLevel::Default;
+  if (name == "small") return CompressionLevel::Small;
+  throw CLI::ValidationError("--level", "must be fast, default or small, not " + name);
+}
+
+CLI::App& addCommand(CLI::App& app, std::string const& name, std::string const& purpose, std::string const& example) {
+  CLI::App& command = *app.add_subcommand(name, purpose);
+  command.footer("Example:\n  " + example);
+  return command;
+}
+
+CLI::Option& addPackage(CLI::App& command, std::string& package) {
+  return *command.add_option("PACKAGE", package, "The package")->required();
+}
+
+void addPack(CLI::App& app, Invocation& invocation) {
+  auto const options = std::make_shared<PackOptions>();
+  CLI::App& command = addCommand(app, "pack", "Store a directory tree in a new package",
+                                 "ztpkg pack photos photos.ztpkg --exclude '*.tmp'");
+  command.add_option("DIR", options->directory, "The directory whose contents are stored")->required();
+  addPackage(command, options->package);
+  command.add_flag("-f,--force", options->force, "Replace a package that exists");
+  command
+      .add_option("-x,--exclude", options->exclude,
+                  "Leave out what the pattern matches, with what lies below it (repeatable)")
+      ->type_name("GLOB")
+      ->allow_extra_args(false);  // or one option would swallow DIR and PACKAGE
+  command.add_flag("--skip-outside-links", options->skipOutsideLinks,
+                   "Leave out links whose absolute target lies outside DIR");
+  command
+      .add_option_function<std::string>(
+          "-l,--level", [options](std::string const& name) { options->level = levelOf(name); },
+          "How hard to compress: fast, default or small")
+      ->type_name("LEVEL");
+  command.add_flag("-n,--dry-run", options->dryRun, "Only print what would be stored");
+  command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
+  command.callback([&invocation, options] {
+    unmark(options->directory);
+    unmark(options->package);
+    unmark(options->exclude);
+    invocation.package = options->package;
+    invocation.action = [options](Output& out) { pack(*options, out); };
+  });
+}
+
+void addUnpack(CLI::App& app, Invocation& invocation) {
+  auto const options = std::make_shared<UnpackOptions>();
+  CLI::App& command = addCommand(app, "unpack", "Extract a package's file system, or parts of it, into a directory",
+                                 "ztpkg unpack photos.ztpkg restored /2024");
+  addPackage(command, options->package);
+  command.add_option("DIR", options->directory, "Where to; made where it is missing")->required();
+  command.add_option("PATH", options->paths, "Only these entries, with what lies below them");
+  command.add_flag("!--no-restore", options->restore, "Do not restore times and permissions");
+  command.add_flag("-f,--force", options->force, "Replace files and links that exist");
+  command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
+  command.callback([&invocation, options] {
+    unmark(options->package);
+    unmark(options->directory);
+    unmark(options->paths);
+    invocation.package = options->package;
+    invocation.action = [options](Output&) { unpack(*options); };
+  });
+}
+
+void addList(CLI::App& app, Invocation& invocation) {
+  auto const options = std::make_shared<ListOptions>();
+  CLI::App& command =
+      addCommand(app, "list", "List the files, folders and links of a package", "ztpkg list --long photos.ztpkg");
+  command.alias("ls");
+  addPackage(command, options->package);
+  CLI::Option* const detailed = command.add_flag("-l,--long", options->detailed,
+                                                 "Also type, permissions, sizes, time, link target and content type");
+  command.add_flag("--json", options->json, "Print a JSON array")->excludes(detailed);
+  command.callback([&invocation, options] {
+    unmark(options->package);
+    invocation.package = options->package;
+    invocation.action = [options](Output& out) { list(*options, out); };
+  });
+}
+
+void addCat(CLI::App& app, Invocation& invocation) {
+  auto const options = std::make_shared<CatOptions>();
+  CLI::App& command =
+      addCommand(app, "cat", "Print the contents of one file of a package", "ztpkg cat photos.ztpkg /2024/notes.txt");
+  addPackage(command, options->package);
+  command.add_option("PATH", options->path, "The file's path in the package")->required();
+  command.callback([&invocation, options] {
+    unmark(options->package);
+    unmark(options->path);
+    invocation.package = options->package;
+    invocation.action = [options](Output& out) { cat(*options, out); };
+  });
+}
+
+void addInfo(CLI::App& app, Invocation& invocation) {
+  auto const options = std::make_shared<InfoOptions>();
+  CLI::App& command = addCommand(app, "info", "Describe any package: parts, relationships, properties, file system",
+                                 "ztpkg info --json report.docx");
+  addPackage(command, options->package);
+  command.add_flag("--json", options->json, "Print a JSON object");
+  command.add_flag("--digest", options->digest, "Also the SHA-256 of each part");
+  command.callback([&invocation, options] {
+    unmark(options->package);
+    invocation.package = options->package;
+    invocation.action = [options](Output& out) { info(*options, out); };
+  });
+}
+
+std::string commandOf(CLI::App const& app) {
+  auto const parsed = app.get_subcommands();
+  return parsed.empty() ? "" : parsed.front()->get_name();
+}
+
+[[noreturn]] void throwUsage(std::string const& message, std::string const& command) {
+  std::string const help = "ztpkg " + (command.empty() ? "" : command + " ") + "--help";
+  throw Failure(Report{Exit::Usage, "usage", message + " (see " + help + ")", {}});
+}
+
+}  // namespace
+
+void parseCommandLine(int argc, char const* const* argv, Invocation& invocation) {
+  // Known before anything else, so that a wrong command line is reported in the form that was asked for.
+  invocation.json = std::any_of(argv, argv + argc, [](std::string_view argument) { return argument == "--json"; });
+  CLI::App app{"Keeps directory trees in packages, and looks into packages of any kind.", "ztpkg"};
+  app.require_subcommand(1);
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+  app.set_version_flag("-V,--version", "ztpkg " ZTPKG_VERSION);
+  app.footer("'ztpkg COMMAND --help' tells more of a command.\nExample:\n  ztpkg pack photos photos.ztpkg");
+  addPack(app, invocation);
+  addUnpack(app, invocation);
+  addList(app, invocation);
+  addCat(app, invocation);
+  addInfo(app, invocation);
+  try {
+    app.parse(markedArguments(argc, argv));
+    invocation.command = commandOf(app);
+  } catch (CLI::Success const& request) {  // --help, --version
+    std::ostringstream text;
+    app.exit(request, text, text);
+    invocation.action = [answer = text.str()](Output& out) { out.print(answer); };
+  } catch (CLI::ParseError const& error) {
+    invocation.command = commandOf(app);
+    std::string message = error.what();
+    std::erase(message, kMark);
+    if (invocation.command.empty() && argc == 1) message = "a command is required";
+    if (invocation.command.empty() && argc > 1 && argv[1][0] != '-') message = std::string("no command ") + argv[1];
+    throwUsage(message, invocation.command);
+  }
+}
+
+}  // namespace ztpkg

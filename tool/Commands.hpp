@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Output.hpp"
+#include "opc/model/Package.hpp"
+
+/// The commands. Each does its work or throws; data goes to `out`, which the caller closes. Texts are as the
+/// user gave them, in UTF-8.
+namespace ztpkg {
+
+struct PackOptions {
+  std::string directory;
+  std::string package;
+  std::vector<std::string> exclude;
+  opc::model::CompressionLevel level = opc::model::CompressionLevel::Default;
+  bool force = false;
+  bool skipOutsideLinks = false;
+  bool dryRun = false;
+  bool quiet = false;
+};
+void pack(PackOptions const& options, Output& out);
+
+struct UnpackOptions {
+  std::string package;
+  std::string directory;
+  std::vector<std::string> paths;
+  bool restore = true;
+  bool force = false;
+  bool quiet = false;
+};
+void unpack(UnpackOptions const& options);
+
+struct ListOptions {
+  std::string package;
+  bool detailed = false;
+  bool json = false;
+};
+void list(ListOptions const& options, Output& out);
+
+struct CatOptions {
+  std::string package;
+  std::string path;
+};
+void cat(CatOptions const& options, Output& out);
+
+struct InfoOptions {
+  std::string package;
+  bool json = false;
+  bool digest = false;
+};
+void info(InfoOptions const& options, Output& out);
+
+}  // namespace ztpkg

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "FileSystems.hpp"
+
+#include <map>
+#include <utility>
+
+#include "Errors.hpp"
+#include "Paths.hpp"
+
+namespace ztpkg {
+
+using opc::model::Package;
+using opc::ztservices::FileSystemEntry;
+using opc::ztservices::FileSystemManager;
+
+std::unique_ptr<Package> openPackage(std::string const& path) {
+  return Package::open(fromArgument(path), opc::model::AccessMode::ReadOnly);
+}
+
+bool hasFileSystem(Package const& package) {
+  return !package.getRelationshipsByType(FileSystemManager::getRelationshipType()).empty() ||
+         !package.getRelationshipsByType(FileSystemManager::getRelationshipTypeV1()).empty();
+}
+
+std::unique_ptr<Package> openFileSystem(std::string const& path) {
+  auto package = openPackage(path);
+  if (!hasFileSystem(*package)) {
+    std::u16string const name = fromArgument(path);
+    std::string const message = shown(name) + " is a package without a file system ('ztpkg info' tells what it holds)";
+    throw Failure(Report{Exit::Package, "no-file-system", message, name});
+  }
+  return package;
+}
+
+std::u16string entryPath(std::string const& argument) {
+  std::u16string path = fromArgument(argument);
+  if (path.front() != u'/') path.insert(0, 1, u'/');
+  while (path.size() > 1 && path.back() == u'/') path.pop_back();
+  return path;
+}
+
+void load(FileSystemManager const& manager, std::string const& path) {
+  try {
+    manager.ensureLoaded();
+  } catch (opc::Exception const& error) {
+    std::u16string const name = fromArgument(path);
+    Report report = describe(std::current_exception(), name).front();
+    if (report.code == "invalid-content") report.message = "the file system of " + shown(name) + ": " + error.what();
+    if (report.code == "key-required") report.message = "the file system of " + shown(name) + " is encrypted";
+    throw Failure(std::move(report));
+  }
+}
+
+FileSystemEntry findEntry(FileSystemManager const& manager, std::string const& argument) {
+  std::u16string const path = entryPath(argument);
+  if (manager.hasEntry(path)) return manager.getEntry(path);
+  std::u16string const asGiven = fromArgument(argument);  // a foreign manifest may have paths without the slash
+  if (manager.hasEntry(asGiven)) return manager.getEntry(asGiven);
+  throw Failure(Report{Exit::Package, "no-such-entry", "no entry " + shown(path) + " in the package", path});
+}
+
+bool isEncrypted(Package const& package, FileSystemEntry const& file) {
+  opc::model::PartName const name(file.getContentName());
+  return package.getPart(name).getContentType().hasParameter(u"encryption");
+}
+
+// From the leaves upwards, so that what does not hang below the root is found too.
+std::vector<FileSystemEntry> allEntries(FileSystemManager const& manager) {
+  std::map<std::u16string, FileSystemEntry> found;
+  for (FileSystemEntry const& leaf : manager.getAllLeafs()) {
+    FileSystemEntry entry = leaf;
+    while (found.emplace(entry.getPathName(), entry).second && manager.hasParent(entry))
+      entry = manager.getParent(entry);
+  }
+  found.erase(FileSystemEntry::getRootName());
+  std::vector<FileSystemEntry> entries;
+  entries.reserve(found.size());
+  for (auto const& [path, entry] : found) entries.push_back(entry);
+  return entries;
+}
+
+std::string counted(std::size_t count, std::string const& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+}  // namespace ztpkg

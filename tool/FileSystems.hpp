@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "opc/model/Package.hpp"
+#include "opc/ztservices/FileSystem.hpp"
+
+/// What the commands that read a package's file system have in common.
+namespace ztpkg {
+
+/// Opens a package for reading; the text is the user's.
+std::unique_ptr<opc::model::Package> openPackage(std::string const& path);
+
+bool hasFileSystem(opc::model::Package const& package);
+
+/// The same for a package that must have a file system; Failure where it has none.
+std::unique_ptr<opc::model::Package> openFileSystem(std::string const& path);
+
+/// Reads the manifest; a fault in it is told with the name of the package, which is the user's text.
+void load(opc::ztservices::FileSystemManager const& manager, std::string const& path);
+
+/// The path in a package that the user means: the leading slash may be left out, slashes at the end are
+/// dropped.
+std::u16string entryPath(std::string const& argument);
+
+/// The entry at the path that the user means; Failure where there is none.
+opc::ztservices::FileSystemEntry findEntry(opc::ztservices::FileSystemManager const& manager,
+                                           std::string const& argument);
+
+/// Whether the contents of a file are encrypted; throws PartNotFound where they are missing.
+bool isEncrypted(opc::model::Package const& package, opc::ztservices::FileSystemEntry const& file);
+
+/// Every entry but the root, in code-unit order of path.
+std::vector<opc::ztservices::FileSystemEntry> allEntries(opc::ztservices::FileSystemManager const& manager);
+
+/// "1 file", "2 files".
+std::string counted(std::size_t count, std::string const& noun);
+
+}  // namespace ztpkg

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+namespace ztpkg {
+
+/// A shell pattern: `*` and `?` match within one path component, `[a-z]` and `[!a-z]` one character, a
+/// backslash takes the next character as it is. A pattern without a "/" is held against every component's
+/// name, one with a "/" against the whole path below the root. A value.
+class Glob {
+ public:
+  explicit Glob(std::u16string const& pattern);
+
+  /// Whether the pattern matches the path (absolute within the tree) itself or a folder above it.
+  bool matches(std::u16string const& path) const;
+
+ private:
+  std::wstring pattern_;  // wide: one element is one character, so that "?" and ranges mean what they show
+  bool wholePath_;
+};
+
+}  // namespace ztpkg

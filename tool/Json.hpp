@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "Errors.hpp"
+#include "Records.hpp"
+#include "opc/model/CoreProperties.hpp"
+
+/// JSON texts of one object each, on one line, with their members in the documented order. Long lists are
+/// written object by object and never held as one document.
+namespace ztpkg {
+
+std::string json(EntryRecord const& record);
+std::string json(PartRecord const& record);
+std::string json(RelationshipRecord const& record);
+std::string json(FileSystemRecord const& record);
+std::string json(opc::model::CoreProperties const& properties);
+std::string errorJson(Report const& report);
+
+}  // namespace ztpkg

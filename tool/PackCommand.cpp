@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <iostream>
+
+#include "Commands.hpp"
+#include "Errors.hpp"
+#include "FileSystems.hpp"
+#include "Paths.hpp"
+#include "Process.hpp"
+#include "SourceTree.hpp"
+
+namespace ztpkg {
+namespace {
+
+using opc::model::Package;
+using opc::ztservices::FileSystemManager;
+
+// Found out before the tree is read, which may take long.
+void checkTarget(std::u16string const& package, bool force) {
+  boost::system::error_code error;
+  if (isDirectory(package, error))
+    throw Failure(Report{Exit::Disk, "folder-in-the-way", shown(package) + " is a directory", package});
+  if (isThere(package) && !force) {
+    std::string const message = shown(package) + " already exists (use --force to replace it)";
+    throw Failure(Report{Exit::Disk, "already-exists", message, package});
+  }
+  std::u16string const folder = parentOf(package);
+  if (!isDirectory(folder, error)) throw Failure(diskReport("cannot-write", "cannot write to", folder, error));
+}
+
+SourceTree::Rules rulesOf(PackOptions const& options, std::u16string const& package) {
+  SourceTree::Rules rules;
+  for (std::string const& pattern : options.exclude) rules.exclude.emplace_back(fromArgument(pattern));
+  rules.skipOutsideLinks = options.skipOutsideLinks;
+  std::u16string const absolute = absolutePath(package);
+  std::u16string const name = absolute.substr(absolute.rfind(u'/'));
+  std::u16string const folder = resolvedPath(parentOf(absolute));
+  rules.ownFiles = {resolvedPath(absolute), (folder == u"/" ? u"" : folder) + name};
+  rules.otherRoots = {absolutePath(fromArgument(options.directory))};
+  return rules;
+}
+
+void printPlan(SourceTree const& source, Output& out) {
+  ForwardingOps::Paths paths = source.leaves();
+  paths.insert(paths.end(), source.folders().begin(), source.folders().end());
+  std::ranges::sort(paths);
+  for (std::u16string const& path : paths) {
+    out.printName(path);
+    out.print("\n");
+  }
+}
+
+void tellSkipped(SourceTree const& source) {
+  for (std::u16string const& path : source.skippedLinks())
+    std::cerr << "ztpkg: pack: left out " << shown(source.diskPath(path)) << ", which points out of the directory\n";
+  for (std::u16string const& path : source.skippedOwn())
+    std::cerr << "ztpkg: pack: left out " << shown(source.diskPath(path)) << ", which is the package itself\n";
+}
+
+void tellStored(SourceTree const& source) {
+  std::cerr << "stored " << counted(source.leaves().size() - source.linkCount(), "file") << ", "
+            << counted(source.folders().size(), "folder") << " and " << counted(source.linkCount(), "link") << '\n';
+}
+
+void store(SourceTree& source, std::u16string const& path, PackOptions const& options) {
+  using opc::model::Existing;
+  auto const package = Package::create(path, options.force ? Existing::Replace : Existing::Refuse);
+  package->setCompressionLevel(options.level);
+  FileSystemManager manager(*package, source, source);
+  manager.markAsDirty();  // an empty directory is a file system too
+  manager.addAll(u"/", opc::ztservices::TransformMode::None);
+  source.checkLastFile();
+  for (std::u16string const& folder : source.folders())
+    if (!manager.hasEntry(folder)) manager.createFolder(folder);
+  throwIfInterrupted();
+  package->save();
+}
+
+}  // namespace
+
+void pack(PackOptions const& options, Output& out) {
+  noteSignals();
+  std::u16string const package = fromArgument(options.package);
+  checkTarget(package, options.force);
+  std::u16string const root = existingDirectory(fromArgument(options.directory));
+  opc::LocalFileSystemOps disk;
+  SourceTree source(disk, root, rulesOf(options, package));
+  source.survey();
+  if (!options.quiet) tellSkipped(source);
+  if (options.dryRun) return printPlan(source, out);
+  store(source, package, options);
+  if (!options.quiet) tellStored(source);
+}
+
+}  // namespace ztpkg

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Errors.hpp"
+#include "ForwardingOps.hpp"
+#include "Glob.hpp"
+
+namespace ztpkg {
+
+/// The directory that is packed, seen as a tree of its own whose root is "/": so a root with a backslash or
+/// with several names is none of the library's concern. Leaves out what is excluded and finds, before anything
+/// is written, everything that cannot be stored. Errors are thrown as Failure and name the path on disk.
+class SourceTree final : public ForwardingOps {
+ public:
+  struct Rules {
+    std::vector<Glob> exclude;
+    bool skipOutsideLinks = false;
+    Paths ownFiles;    ///< resolved paths of the package that is being written
+    Paths otherRoots;  ///< further absolute names of the root, by which links may point below it
+  };
+
+  /// `root` is resolved: no component of it is a link.
+  SourceTree(opc::FileSystemOps& disk, std::u16string root, Rules rules);
+
+  /// Lists and checks everything; throws Failure with all problems there are.
+  void survey();
+
+  std::u16string diskPath(std::u16string const& path) const;
+
+  /// What the survey found, as paths of this tree: files and links, folders, and the links and files of its
+  /// own that were left out.
+  Paths const& leaves() const { return leaves_; }
+  Paths const& folders() const { return folders_; }
+  std::size_t linkCount() const { return linkCount_; }
+  Paths const& skippedLinks() const { return skippedLinks_; }
+  Paths const& skippedOwn() const { return skippedOwn_; }
+
+  /// Throws Failure when the file that was read last has changed meanwhile; once more after the last file.
+  void checkLastFile();
+
+  bool isFile(std::u16string const& path) override;
+  /// Asked for what is no file: a leaf that is no link either is gone, which must not go unnoticed.
+  bool isSymlink(std::u16string const& path) override;
+  void getFiles(std::u16string const& root, Paths& files, bool recursive, ErrorCode& error) override;
+  std::u16string getLinkTarget(std::u16string const& path) override;
+  std::unique_ptr<std::istream> createInputStream(std::u16string const& path, std::ios::openmode mode,
+                                                  ErrorCode& error) override;
+  opc::Perms::Perms_tag getPermissions(std::u16string const& path, ErrorCode& error) override;
+  boost::posix_time::ptime getLastModifiedTime(std::u16string const& path, ErrorCode& error) override;
+
+ private:
+  Paths listed(bool folders);
+  std::u16string unreadableFolder(std::u16string const& folder);
+  bool isExcluded(std::u16string const& path) const;
+  void checkName(std::u16string const& path);
+  void checkLeaf(std::u16string const& path);
+  void checkLink(std::u16string const& path);
+  [[noreturn]] void throwChanged(std::u16string const& path) const;
+  void addProblem(Exit exit, std::string code, std::string const& message, std::u16string const& path);
+
+  std::u16string root_;
+  Rules rules_;
+  Paths leaves_, folders_, skippedLinks_, skippedOwn_;
+  std::size_t linkCount_ = 0;  // among leaves_
+  std::vector<Report> problems_;
+  std::u16string lastFile_;  // the one being read; empty for none
+  boost::posix_time::ptime lastTime_;
+};
+
+}  // namespace ztpkg
