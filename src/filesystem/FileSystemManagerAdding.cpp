@@ -95,7 +95,7 @@ void FileSystemManager::addAll(std::u16string const& sourceRoot, TransformMode m
 FileSystemEntry FileSystemManager::addFileInternal(std::unique_ptr<IContentSource> source, std::u16string const& path,
                                                    Perms::Perms_tag permissions, boost::posix_time::ptime const& time) {
   model::ContentType const type(source->getContentType().toString());
-  FileSystemEntry const entry = createFileInternal(path, type, permissions, time);
+  FileSystemEntry entry = createFileInternal(path, type, permissions, time);
   std::unique_ptr<OutputStream> const output = getFileOutputStream(entry);
   StreamHelper::copyStreamToStream(source->getInputStream(), *output);
   output->close();

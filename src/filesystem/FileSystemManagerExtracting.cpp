@@ -139,7 +139,7 @@ void FileSystemManager::ensureDestinationRootExists(std::u16string const& root) 
 
 std::u16string FileSystemManager::ensureDestinationParentExists(std::u16string const& root,
                                                                 std::u16string const& path) const {
-  std::u16string const destination = destination_->appendPath(root, path);
+  std::u16string destination = destination_->appendPath(root, path);
   if (error_code const error = makeFolders(*destination_, destination_->getParentPath(destination)))
     throw CouldNotCreateDestinationParent(messages::withError(messages::kCouldNotCreateParent, error), error);
   return destination;

@@ -79,7 +79,7 @@ std::shared_ptr<RelationshipRecord const> create(detail::PackageState& state, Pa
   record.source = state.texts.intern(source.empty() ? u"/" : detail::wideName(source));
   checkRecord(record);
   record.id = chooseId(state.relationshipsOf(source), record.id);
-  auto const shared = std::make_shared<RelationshipRecord const>(std::move(record));
+  auto shared = std::make_shared<RelationshipRecord const>(std::move(record));
   auto const part = state.relationshipsPartOf(source);
   try {
     part->second.relationships->append(shared);

@@ -26,8 +26,8 @@ void XercesErrorHandler::addFault(XmlPosition const& where, std::string const& t
 
 void XercesErrorHandler::throwFault() const {
   if (failure_) std::rethrow_exception(failure_);
-  if (fatal_) throw *fatal_;
-  if (invalid_) throw *invalid_;
+  if (fatal_) throw InvalidXMLDocument(*fatal_);
+  if (invalid_) throw InvalidXMLDocument(*invalid_);
 }
 
 bool XercesErrorHandler::handleError(xercesc::DOMError const& error) try { return keep(error); } catch (...) {

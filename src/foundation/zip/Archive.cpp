@@ -19,7 +19,7 @@ namespace {
 constexpr std::uint64_t kExtraGuess = 1024;
 // What it takes mostly, where a header is all that is read.
 constexpr std::uint64_t kSmallExtraGuess = 64;
-constexpr std::uint64_t kLongestCentral = kCentralSize + 3 * 0xFFFF;
+constexpr std::uint64_t kLongestCentral = kCentralSize + 3ULL * 0xFFFF;
 constexpr char kMoreThanItems[] = "its directory holds more than its items";
 
 std::size_t centralSize(unsigned char const* p) {

@@ -109,7 +109,7 @@ struct ArchiveWriter::Impl {
   }
 
   void putLocal(Entry const& entry, std::vector<unsigned char> const& extra) {
-    if (buffer.size() > kWriteBuffer - (kLocalSize + 2 * 0xFFFF)) flush();
+    if (buffer.size() > kWriteBuffer - (kLocalSize + 2UL * 0xFFFF)) flush();
     RecordWriter record(buffer);
     record.u32(kLocalSignature).u16(versionNeeded(entry, hasLargeSizes(entry)));
     writeCommon(record, entry, extra.size());

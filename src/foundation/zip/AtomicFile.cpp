@@ -26,7 +26,7 @@ constexpr mode_t kModeBits = 07777;
 
 /// The path as the system resolves it; for one that does not exist, its directory resolved and its name.
 fs::path resolved(fs::path const& path, std::error_code& error) {
-  fs::path const whole = fs::canonical(path, error);
+  fs::path whole = fs::canonical(path, error);
   if (error != std::errc::no_such_file_or_directory) return whole;
   fs::path const directory = fs::canonical(path.has_parent_path() ? path.parent_path() : fs::path("."), error);
   return directory / path.filename();
@@ -184,7 +184,7 @@ struct AtomicFile::Impl {
 
 /// A link that leads nowhere yet is followed one step, to where the file is to appear.
 fs::path AtomicFile::Impl::followTarget(fs::path const& target, std::error_code& error) {
-  fs::path const path = resolved(target, error);
+  fs::path path = resolved(target, error);
   if (error || !fs::is_symlink(fs::symlink_status(path, error))) {
     if (error == std::errc::no_such_file_or_directory) error.clear();
     return path;
