@@ -67,7 +67,7 @@ void makeDeep(fs::path const& root, int count) {
   fs::path const top = root / "all/b/c/d/e/f/g/h";
   for (int i = 0; i < count; ++i) {
     fs::path folder = top;
-    for (char digit : std::to_string(i / 10)) folder /= std::string(1, digit);
+    for (char digit : std::to_string(1'000'000 + i / 10)) folder /= std::string(1, digit);  // one depth for all counts
     if (i % 10 == 0) fs::create_directories(folder);
     writeSmallFile(folder / ("item" + std::to_string(i) + ".txt"), i);
   }
