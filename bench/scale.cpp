@@ -1,19 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 // Does the time for each file grow with their number, and what does an entry cost in memory? Packs, lists,
-// extracts and deletes file systems of growing size, flat and deep, each step in a process of its own, and
-// prints seconds, microseconds for each file (all, and those of the program itself) and peak memory above that of an
-// empty run.
+// extracts and deletes file systems of growing size, flat and deep, each step in a process of its own. The
+// same tree written by plain calls ("write") tells what the disk and the kernel take for themselves. Sizes
+// take turns, after one round that only warms the machine's memory; printed are medians: seconds,
+// microseconds for each file (all, and those of the program itself), peak memory above that of an empty
+// run, and the ratio of the largest to the smallest size.
 //
 //   bench_scale [DIRECTORY [COUNT...]]      (default: the temporary directory, 10000 and 100000)
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -28,7 +32,7 @@ using namespace opc::ztservices;
 struct Figures {
   double seconds = 0;
   double userSeconds = 0;  // without the kernel's share, which is the disk's and memory's and varies
-  long peakKiB = 0;
+  double peakKiB = 0;
 };
 
 Figures measure(std::function<void()> const& step) {
@@ -48,7 +52,7 @@ Figures measure(std::function<void()> const& step) {
   if (wait4(child, &status, 0, &usage) != child || status != 0) throw Exception("a step failed");
   std::chrono::duration<double> const took = std::chrono::steady_clock::now() - start;
   double const user = static_cast<double>(usage.ru_utime.tv_sec) + static_cast<double>(usage.ru_utime.tv_usec) / 1e6;
-  return {took.count(), user, usage.ru_maxrss};
+  return {took.count(), user, static_cast<double>(usage.ru_maxrss)};
 }
 
 void writeSmallFile(fs::path const& path, int number) {
@@ -73,6 +77,20 @@ void makeDeep(fs::path const& root, int count) {
   }
 }
 
+struct Shape {
+  char const* name;
+  void (*make)(fs::path const& root, int count);
+};
+
+constexpr int kRounds = 3;
+
+double median(std::vector<Figures> const& figures, double Figures::*figure) {
+  std::vector<double> values;
+  for (Figures const& one : figures) values.push_back(one.*figure);
+  std::ranges::nth_element(values, values.begin() + kRounds / 2);
+  return values[kRounds / 2];
+}
+
 class Bench {
  public:
   explicit Bench(fs::path const& directory) : root_(directory / ("bench_scale-" + std::to_string(getpid()))) {
@@ -87,45 +105,66 @@ class Bench {
     fs::remove_all(root_, ignored);
   }
 
-  void run(char const* shape, int count, void (*make)(fs::path const&, int)) {
-    fs::path const source = root_ / shape / std::to_string(count), package = root_ / "package.ztp", out = root_ / "out";
-    make(source, count);
-    auto const u16 = [](fs::path const& path) { return toString(path.string()); };
-    print(shape, "pack", count, measure([&] {
-            auto target = model::Package::create(u16(package), model::Existing::Replace);
-            FileSystemManager files(*target);
-            files.addAll(u16(source), TransformMode::None);
-            target->save();
-          }));
-    print(shape, "list", count, measure([&] {
-            auto read = model::Package::open(u16(package), model::AccessMode::ReadOnly);
-            FileSystemManager files(*read);
-            if (files.getAllLeafs().size() != static_cast<std::size_t>(count)) throw Exception("entries are missing");
-          }));
-    print(shape, "extract", count, measure([&] {
-            auto read = model::Package::open(u16(package), model::AccessMode::ReadOnly);
-            FileSystemManager(*read).extractAll(u16(out), RestoreMode::TimeAndPermissions, TransformMode::None);
-          }));
-    print(shape, "delete", count, measure([&] {
-            auto edited = model::Package::open(u16(package), model::AccessMode::ReadWrite);
-            FileSystemManager files(*edited);
-            files.deleteFolder(files.getEntry(u"/all"));
-            edited->save();
-          }));
-    fs::remove_all(out);
-    fs::remove_all(source);
+  void run(Shape const& shape, std::vector<int> const& counts) {
+    std::map<std::string, std::map<int, std::vector<Figures>>> measured;
+    for (int round = 0; round <= kRounds; ++round)
+      for (int count : counts)
+        for (auto const& [step, figures] : runOnce(shape, count))
+          if (round > 0) measured[step][count].push_back(figures);
+    for (auto const& [step, byCount] : measured) print(shape.name, step, byCount);
   }
 
  private:
-  void print(char const* shape, char const* step, int count, Figures const& figures) const {
-    std::printf("%-5s %-8s %8d files %8.3f s %7.2f us each (%6.2f us user) %6.0f bytes each\n", shape, step, count,
-                figures.seconds, figures.seconds * 1e6 / count, figures.userSeconds * 1e6 / count,
-                static_cast<double>(figures.peakKiB - baseKiB_) * 1024 / count);
+  std::vector<std::pair<std::string, Figures>> runOnce(Shape const& shape, int count) const {
+    fs::path const source = root_ / shape.name / std::to_string(count), package = root_ / "package.ztp",
+                   out = root_ / "out";
+    auto const u16 = [](fs::path const& path) { return toString(path.string()); };
+    std::vector<std::pair<std::string, Figures>> steps;
+    steps.emplace_back("write", measure([&] { shape.make(source, count); }));
+    steps.emplace_back("pack", measure([&] {
+                         auto target = model::Package::create(u16(package), model::Existing::Replace);
+                         FileSystemManager files(*target);
+                         files.addAll(u16(source), TransformMode::None);
+                         target->save();
+                       }));
+    fs::remove_all(source);
+    steps.emplace_back("list", measure([&] {
+                         auto read = model::Package::open(u16(package), model::AccessMode::ReadOnly);
+                         FileSystemManager files(*read);
+                         if (files.getAllLeafs().size() != static_cast<std::size_t>(count))
+                           throw Exception("entries are missing");
+                       }));
+    steps.emplace_back("extract", measure([&] {
+                         auto read = model::Package::open(u16(package), model::AccessMode::ReadOnly);
+                         FileSystemManager(*read).extractAll(u16(out), RestoreMode::TimeAndPermissions,
+                                                             TransformMode::None);
+                       }));
+    fs::remove_all(out);
+    steps.emplace_back("delete", measure([&] {
+                         auto edited = model::Package::open(u16(package), model::AccessMode::ReadWrite);
+                         FileSystemManager files(*edited);
+                         files.deleteFolder(files.getEntry(u"/all"));
+                         edited->save();
+                       }));
+    return steps;
+  }
+
+  void print(char const* shape, std::string const& step, std::map<int, std::vector<Figures>> const& byCount) const {
+    for (auto const& [count, figures] : byCount)
+      std::printf("%-5s %-8s %8d files %8.3f s %7.2f us each (%6.2f us user) %6.0f bytes each\n", shape, step.c_str(),
+                  count, median(figures, &Figures::seconds), median(figures, &Figures::seconds) * 1e6 / count,
+                  median(figures, &Figures::userSeconds) * 1e6 / count,
+                  std::max(0.0, median(figures, &Figures::peakKiB) - baseKiB_) * 1024 / count);
+    auto const ratio = [&](double Figures::*figure) {
+      return median(byCount.rbegin()->second, figure) / median(byCount.begin()->second, figure);
+    };
+    std::printf("%-5s %-8s %8d to %d files: ratio %.1f (%.1f user)\n", shape, step.c_str(), byCount.rbegin()->first,
+                byCount.begin()->first, ratio(&Figures::seconds), ratio(&Figures::userSeconds));
     std::fflush(stdout);
   }
 
   fs::path root_;
-  long baseKiB_ = 0;
+  double baseKiB_ = 0;
 };
 
 }  // namespace
@@ -136,8 +175,8 @@ int main(int count, char** arguments) try {
   for (std::size_t i = 1; i < given.size(); ++i) counts.push_back(std::stoi(given[i]));
   if (counts.empty()) counts = {10'000, 100'000};
   Bench bench(given.empty() ? fs::temp_directory_path() : fs::path(given[0]));
-  for (int files : counts) bench.run("flat", files, makeFlat);
-  for (int files : counts) bench.run("deep", files, makeDeep);
+  bench.run({"flat", makeFlat}, counts);
+  bench.run({"deep", makeDeep}, counts);
 } catch (std::exception const& error) {
   std::fprintf(stderr, "bench_scale: %s\n", error.what());
   return 1;

@@ -2,7 +2,6 @@
 #include "filesystem/ExtractionCheck.hpp"
 
 #include <algorithm>
-#include <boost/system/error_code.hpp>
 #include <iterator>
 
 #include "filesystem/Messages.hpp"
@@ -61,27 +60,20 @@ void ExtractionCheck::throwIfThroughNotedLink(FileSystemNode const& node) const 
   if (link != links_.begin() && isBelow(place, *std::prev(link))) throwUnsafe(path);
 }
 
-/// Begins where the path leaves the one that was checked last. Nothing is below what does not exist.
+/// Begins where the path leaves the one that was checked last.
 void ExtractionCheck::checkParent(std::u16string const& path, std::u16string_view parent) {
-  bool const goesOn = parentExists_ && (checkedParent_.empty() || isBelow(parent, checkedParent_));
+  bool const goesOn = checkedParent_.empty() || isBelow(parent, checkedParent_);
   std::size_t end = goesOn ? checkedParent_.size() : 0;
   checkedParent_.clear();  // nothing is taken for checked if the disk throws
-  parentExists_ = true;
-  while (parentExists_ && end < parent.size()) {
+  while (end < parent.size()) {
     end = std::min(parent.find(u'/', end + 1), parent.size());
     throwIfLink(path, parent.substr(0, end));
-    parentExists_ = exists(parent.substr(0, end));
   }
   checkedParent_ = parent;
 }
 
 void ExtractionCheck::throwIfLink(std::u16string const& path, std::u16string_view place) const {
   if (disk_.isSymlink(disk_.appendPath(root_, std::u16string(place)))) throwUnsafe(path);
-}
-
-bool ExtractionCheck::exists(std::u16string_view place) const {
-  boost::system::error_code error;
-  return disk_.exists(disk_.appendPath(root_, std::u16string(place)), error) && !error;
 }
 
 }  // namespace opc::ztservices

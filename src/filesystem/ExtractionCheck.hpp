@@ -31,13 +31,11 @@ class ExtractionCheck {
   void throwIfThroughNotedLink(FileSystemNode const& node) const;
   void checkParent(std::u16string const& path, std::u16string_view parent);
   void throwIfLink(std::u16string const& path, std::u16string_view place) const;
-  bool exists(std::u16string_view place) const;
 
   FileSystemOps& disk_;
   std::u16string const& root_;
   std::set<std::u16string, PathLess> links_;  // collapsed
   std::u16string checkedParent_;              // collapsed; the root at first
-  bool parentExists_ = true;
 };
 
 }  // namespace opc::ztservices

@@ -132,16 +132,21 @@ void FileSystemManager::extractLinkInternal(std::u16string const& root, FileSyst
   if (error) throw CouldNotCreateLink(messages::withPathAndError(messages::kCouldNotCreateLink, path, error), error);
 }
 
-void FileSystemManager::ensureDestinationRootExists(std::u16string const& root) const {
+void FileSystemManager::ensureDestinationRootExists(std::u16string const& root) {
+  destinationParent_.clear();
   if (error_code const error = makeFolders(*destination_, root))
     throw CouldNotCreateDestinationRoot(messages::withError(messages::kCouldNotCreateRoot, error), error);
 }
 
+/// Asks the disk once for all that follow each other in one folder.
 std::u16string FileSystemManager::ensureDestinationParentExists(std::u16string const& root,
-                                                                std::u16string const& path) const {
+                                                                std::u16string const& path) {
   std::u16string destination = destination_->appendPath(root, path);
-  if (error_code const error = makeFolders(*destination_, destination_->getParentPath(destination)))
+  std::u16string parent = destination_->getParentPath(destination);
+  if (parent == destinationParent_) return destination;
+  if (error_code const error = makeFolders(*destination_, parent))
     throw CouldNotCreateDestinationParent(messages::withError(messages::kCouldNotCreateParent, error), error);
+  destinationParent_ = std::move(parent);
   return destination;
 }
 

@@ -232,8 +232,8 @@ class ZT_API FileSystemManager : public model::DataManager {
                            TransformMode transformMode);
   void extractFolderInternal(std::u16string const& root, FileSystemEntry const& entry);
   void extractLinkInternal(std::u16string const& root, FileSystemEntry const& entry);
-  void ensureDestinationRootExists(std::u16string const& root) const;
-  std::u16string ensureDestinationParentExists(std::u16string const& root, std::u16string const& path) const;
+  void ensureDestinationRootExists(std::u16string const& root);
+  std::u16string ensureDestinationParentExists(std::u16string const& root, std::u16string const& path);
 
   void doSaveCurrent();
   void doSaveV1();
@@ -245,6 +245,7 @@ class ZT_API FileSystemManager : public model::DataManager {
   std::unique_ptr<LocalFileSystemOps> localOps_;
   FileSystemOps* source_;                         // borrowed, or localOps_
   FileSystemOps* destination_;                    // borrowed, or localOps_
+  std::u16string destinationParent_;              // the last one that an extraction made sure of
   mutable std::unique_ptr<FileSystemTree> tree_;  // replaced by loading, which const operations do at first use
   std::unique_ptr<FileSystemManifest> manifest_;
   bool saveV1Manifest_ = false;
