@@ -8,8 +8,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "foundation/core/FileDescriptor.hpp"
-#include "foundation/core/NativePath.hpp"
+#include "foundation/core/Unicode.hpp"
 #include "opc/Strings.hpp"
 
 namespace opc {
@@ -20,13 +19,8 @@ struct DirectoryCloser {
 };
 using Directory = std::unique_ptr<DIR, DirectoryCloser>;
 
-Directory openDirectory(std::u16string const& path, int flags, boost::system::error_code& error) {
-  std::string native;
-  if (!toNativePath(path, native)) {
-    error = posixError(EINVAL);
-    return nullptr;
-  }
-  FileDescriptor file = FileDescriptor::open(native.c_str(), O_RDONLY | O_DIRECTORY | flags, error);
+Directory openDirectory(std::u16string const& path, FolderOpener const& open, boost::system::error_code& error) {
+  FileDescriptor file = open(path, error);
   if (error) return nullptr;
   Directory directory(::fdopendir(file.number()));
   if (directory)
@@ -62,32 +56,34 @@ std::u16string pathIn(std::u16string const& prefix, std::string_view name) {
 
 class Walk {
  public:
-  Walk(WalkFor wanted, bool recursive) : wanted_(wanted), recursive_(recursive) {}
+  Walk(WalkFor wanted, bool recursive, FolderOpener const& open)
+      : wanted_(wanted), recursive_(recursive), open_(open) {}
 
   void run(std::u16string const& root, boost::system::error_code& error);
   std::vector<std::u16string> takeFound() { return std::move(found_); }
 
  private:
-  void visit(std::u16string const& folder, int flags, boost::system::error_code& error);
+  void visit(std::u16string const& folder, boost::system::error_code& error);
   void meet(std::u16string const& prefix, std::string_view name, unsigned char type);
 
   WalkFor wanted_;
   bool recursive_;
+  FolderOpener const& open_;
   std::vector<std::u16string> found_;
   std::vector<std::u16string> pending_;  // folders not yet visited
 };
 
 void Walk::run(std::u16string const& root, boost::system::error_code& error) {
-  visit(root, 0, error);
+  visit(root, error);
   while (!pending_.empty() && !error) {
     std::u16string const folder = std::move(pending_.back());
     pending_.pop_back();
-    visit(folder, O_NOFOLLOW, error);  // it could have become a link in the meantime
+    visit(folder, error);
   }
 }
 
-void Walk::visit(std::u16string const& folder, int flags, boost::system::error_code& error) {
-  Directory const directory = openDirectory(folder, flags, error);
+void Walk::visit(std::u16string const& folder, boost::system::error_code& error) {
+  Directory const directory = openDirectory(folder, open_, error);
   std::u16string const prefix = prefixOf(folder);
   while (!error) {
     errno = 0;
@@ -115,8 +111,8 @@ void Walk::meet(std::u16string const& prefix, std::string_view name, unsigned ch
 }  // namespace
 
 std::vector<std::u16string> walkDirectory(std::u16string const& root, WalkFor wanted, bool recursive,
-                                          boost::system::error_code& error) {
-  Walk walk(wanted, recursive);
+                                          boost::system::error_code& error, FolderOpener const& open) {
+  Walk walk(wanted, recursive, open);
   walk.run(root, error);
   if (error) return {};
   std::vector<std::u16string> found = walk.takeFound();

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "foundation/core/FileStreams.hpp"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,10 +14,34 @@ namespace opc {
 namespace {
 
 constexpr std::size_t kOutputCapacity = 65'536;
+constexpr std::size_t kSmallestBuffer = 4'096;
+constexpr std::size_t kLargestBuffer = 65'536;
 
 int whenceOf(std::ios_base::seekdir direction) {
   if (direction == std::ios_base::beg) return SEEK_SET;
   return direction == std::ios_base::cur ? SEEK_CUR : SEEK_END;
+}
+
+// The buffer is no larger than the file needs: a tree can hold many files of a few bytes.
+std::size_t bufferSizeFor(struct stat const& status) {
+  if (!S_ISREG(status.st_mode)) return kLargestBuffer;
+  auto const size = static_cast<std::size_t>(status.st_size);
+  return std::clamp(size, kSmallestBuffer, kLargestBuffer);
+}
+
+// Only what has content of its own: regular files and devices, which are read as if opened to wait.
+boost::system::error_code checkReadable(int file, struct stat& status) {
+  if (::fstat(file, &status) != 0) return lastPosixError();
+  if (S_ISDIR(status.st_mode)) return posixError(EISDIR);
+  if (!S_ISREG(status.st_mode) && !S_ISCHR(status.st_mode) && !S_ISBLK(status.st_mode)) return posixError(EINVAL);
+  int const flags = ::fcntl(file, F_GETFL);
+  if (flags < 0 || ::fcntl(file, F_SETFL, flags & ~O_NONBLOCK) < 0) return lastPosixError();
+  return {};
+}
+
+bool accept(bool isWrong, boost::system::error_code& error) {
+  error = isWrong ? posixError(EINVAL) : boost::system::error_code();
+  return !isWrong;
 }
 
 }  // namespace
@@ -134,6 +160,23 @@ std::streamsize FileOutputBuffer::xsputn(char_type const* from, std::streamsize 
 }
 
 int FileOutputBuffer::sync() { return !file_.isOpen() || flushBuffer() ? 0 : -1; }
+
+bool isReadingMode(std::ios::openmode mode, boost::system::error_code& error) {
+  return accept(static_cast<bool>(mode & (std::ios::out | std::ios::app | std::ios::trunc | std::ios::ate)), error);
+}
+
+bool isWritingMode(std::ios::openmode mode, boost::system::error_code& error) {
+  return accept(static_cast<bool>(mode & (std::ios::in | std::ios::app | std::ios::ate)),
+                error);  // these would keep what the file holds
+}
+
+std::unique_ptr<FileInputStream> makeInputStream(FileDescriptor file, std::u16string const& path,
+                                                 boost::system::error_code& error) {
+  struct stat status;
+  error = checkReadable(file.number(), status);
+  if (error) return nullptr;
+  return std::make_unique<FileInputStream>(std::move(file), path, bufferSizeFor(status));
+}
 
 LocalFileOutputStream::LocalFileOutputStream(FileDescriptor file)
     : FileOutputStream(nullptr), buffer_(std::move(file)) {

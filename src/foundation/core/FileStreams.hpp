@@ -49,6 +49,7 @@ class FileOutputBuffer final : public std::streambuf {
   explicit FileOutputBuffer(FileDescriptor file) : file_(std::move(file)) {}
   ~FileOutputBuffer() override;
 
+  int descriptor() const { return file_.number(); }
   /// Writes what is buffered and closes the file. Repeated calls give the same answer.
   boost::system::error_code commit();
 
@@ -65,6 +66,16 @@ class FileOutputBuffer final : public std::streambuf {
   std::unique_ptr<char[]> buffer_;
   boost::system::error_code firstError_;
 };
+
+/// Whether a stream of that mode begins at the first byte of a file that is to be read, or written anew; if not
+/// `error` says so.
+bool isReadingMode(std::ios::openmode mode, boost::system::error_code& error);
+bool isWritingMode(std::ios::openmode mode, boost::system::error_code& error);
+
+/// A stream over a file that was opened with O_NONBLOCK; null, with `error` set, for what has no content of its
+/// own: directories, fifos, sockets. `path` is for messages alone.
+std::unique_ptr<FileInputStream> makeInputStream(FileDescriptor file, std::u16string const& path,
+                                                 boost::system::error_code& error);
 
 class LocalFileOutputStream final : public FileOutputStream {
  public:

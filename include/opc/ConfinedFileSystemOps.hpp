@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "opc/Export.hpp"
+#include "opc/FileSystemOps.hpp"
+
+namespace opc {
+
+/// What a ConfinedFileSystemOps does where it has a choice.
+struct Confinement {
+  bool replaceExisting = true;     ///< a file or link takes the place of one that is there; else file_exists
+  bool allowOutsideLinks = false;  ///< links may be made whose targets leave the root
+};
+
+/// The local disk beneath one root directory, for extracting packages of strangers: whatever paths and links
+/// a package holds, and whatever another process does to the folders meanwhile, nothing outside the root is
+/// read, written or changed.
+///
+/// Paths are the root, as given to the constructor, or begin with it and a slash; others, and those with a
+/// ".." segment, are refused (operation_not_permitted). Each operation walks from the open root and goes
+/// through no symbolic link (too_many_symbolic_link_levels). Links may be made whose targets stay beneath
+/// the root: relative ones, or absolute ones that begin with the root; those that go up after they went down
+/// only where they go down by folders that are there (operation_not_permitted). Links themselves, not what
+/// they point to, have permissions and times here, and those permissions cannot be changed.
+///
+/// A file is written under a temporary name (".ztservices-" and a number, mode 0600) and takes its own by
+/// commit(), with the mode 0666 less the umask of the constructor's time; without commit() nothing remains.
+/// Special permission bits (set-user-ID, set-group-ID, sticky) are dropped. For the rest it does as
+/// LocalFileSystemOps does; one object may be used by any number of threads.
+class ZT_API ConfinedFileSystemOps final : public FileSystemOps {
+ public:
+  /// Makes the root and its missing ancestors, and holds it open; the way to the root itself may lead
+  /// through links. Throws opc::Exception with the system's code.
+  explicit ConfinedFileSystemOps(std::u16string const& root, Confinement const& confinement = {});
+  ~ConfinedFileSystemOps() override;
+  ConfinedFileSystemOps(ConfinedFileSystemOps const&) = delete;
+  ConfinedFileSystemOps& operator=(ConfinedFileSystemOps const&) = delete;
+
+  bool exists(std::u16string const& path, boost::system::error_code& error) override;
+  bool isFile(std::u16string const& path) override;
+  bool isSymlink(std::u16string const& path) override;
+  bool isAbsolutePath(std::u16string const& path) override;
+  void getFiles(std::u16string const& root, std::vector<std::u16string>& files, bool recursive,
+                boost::system::error_code& error) override;
+  void getFolders(std::u16string const& root, std::vector<std::u16string>& folders, bool recursive,
+                  boost::system::error_code& error) override;
+  void createFolder(std::u16string const& path, boost::system::error_code& error) override;
+  void createFolders(std::u16string const& path, boost::system::error_code& error) override;
+  void createSymlink(std::u16string const& target, std::u16string const& linkPath,
+                     boost::system::error_code& error) override;
+  std::u16string getLinkTarget(std::u16string const& path) override;
+  std::unique_ptr<std::istream> createInputStream(std::u16string const& path, std::ios::openmode mode,
+                                                  boost::system::error_code& error) override;
+  std::unique_ptr<FileOutputStream> createOutputStream(std::u16string const& path, std::ios::openmode mode,
+                                                       boost::system::error_code& error) override;
+  Perms::Perms_tag getPermissions(std::u16string const& path, boost::system::error_code& error) override;
+  void setPermissions(std::u16string const& path, Perms::Perms_tag permissions,
+                      boost::system::error_code& error) override;
+  boost::posix_time::ptime getLastModifiedTime(std::u16string const& path, boost::system::error_code& error) override;
+  void setLastModifiedTime(std::u16string const& path, boost::posix_time::ptime const& time,
+                           boost::system::error_code& error) override;
+  std::u16string appendPath(std::u16string const& base, std::u16string const& relative) override;
+  std::u16string getParentPath(std::u16string const& path) override;
+  std::u16string getExtension(std::u16string const& path) override;
+
+ private:
+  class Root;
+
+  std::unique_ptr<Root const> root_;
+  Confinement confinement_;
+  LocalFileSystemOps text_;  // for what looks at the text of a path alone
+};
+
+}  // namespace opc
