@@ -46,17 +46,29 @@ CheckedInput::Buffer::pos_type CheckedInput::Buffer::seekpos(pos_type position, 
   return guarded([&](std::streambuf& inner) { return inner.pubseekpos(position, mode); });
 }
 
-std::streamsize CheckedOutputBuffer::xsputn(char const* from, std::streamsize count) {
+CheckedOutput::CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner)
+    : FileOutputStream(nullptr), inner_(std::move(inner)), buffer_(*inner_) {
+  rdbuf(&buffer_);
+  exceptions(std::ios::badbit);  // a signal that the buffer throws reaches the writer as it is
+}
+
+// A writer that fails may still ask for the reason: what it has written must not come into place by that.
+void CheckedOutput::commit(boost::system::error_code& error) {
+  throwIfInterrupted();
+  inner_->commit(error);
+}
+
+std::streamsize CheckedOutput::Buffer::xsputn(char const* from, std::streamsize count) {
   throwIfInterrupted();
   return inner_->write(from, count) ? count : 0;
 }
 
-CheckedOutputBuffer::int_type CheckedOutputBuffer::overflow(int_type character) {
+CheckedOutput::Buffer::int_type CheckedOutput::Buffer::overflow(int_type character) {
   if (traits_type::eq_int_type(character, traits_type::eof())) return traits_type::not_eof(character);
   char const c = traits_type::to_char_type(character);
   return xsputn(&c, 1) == 1 ? character : traits_type::eof();
 }
 
-int CheckedOutputBuffer::sync() { return inner_->flush() ? 0 : -1; }
+int CheckedOutput::Buffer::sync() { return inner_->flush() ? 0 : -1; }
 
 }  // namespace ztpkg

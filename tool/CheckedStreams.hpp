@@ -6,6 +6,8 @@
 #include <streambuf>
 #include <string>
 
+#include "opc/Streams.hpp"
+
 namespace ztpkg {
 
 /// Reads a file of the disk and lets signals and read errors through as exceptions that name it; owns the
@@ -38,18 +40,30 @@ class CheckedInput final : public std::istream {
   Buffer buffer_;
 };
 
-/// Hands what is written on to a stream that it borrows, after a look for signals.
-class CheckedOutputBuffer final : public std::streambuf {
+/// Writes a file of the disk, with a look for signals at each write and before commit(); owns the stream
+/// underneath.
+class CheckedOutput final : public opc::FileOutputStream {
  public:
-  explicit CheckedOutputBuffer(std::ostream& inner) : inner_(&inner) {}
+  explicit CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner);
 
- protected:
-  std::streamsize xsputn(char const* from, std::streamsize count) override;
-  int_type overflow(int_type character) override;
-  int sync() override;
+  void commit(boost::system::error_code& error) override;
 
  private:
-  std::ostream* inner_;
+  class Buffer final : public std::streambuf {
+   public:
+    explicit Buffer(std::ostream& inner) : inner_(&inner) {}
+
+   protected:
+    std::streamsize xsputn(char const* from, std::streamsize count) override;
+    int_type overflow(int_type character) override;
+    int sync() override;
+
+   private:
+    std::ostream* inner_;
+  };
+
+  std::unique_ptr<opc::FileOutputStream> inner_;
+  Buffer buffer_;
 };
 
 }  // namespace ztpkg

@@ -94,6 +94,7 @@ void addUnpack(CLI::App& app, Invocation& invocation) {
   command.add_option("PATH", options->paths, "Only these entries, with what lies below them");
   command.add_flag("!--no-restore", options->restore, "Do not restore times and permissions");
   command.add_flag("-f,--force", options->force, "Replace files and links that exist");
+  command.add_flag("--allow-outside-links", options->allowOutsideLinks, "Also make links that point out of DIR");
   command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
   command.callback([&invocation, options] {
     unmark(options->package);

@@ -29,6 +29,7 @@ struct UnpackOptions {
   std::vector<std::string> paths;
   bool restore = true;
   bool force = false;
+  bool allowOutsideLinks = false;
   bool quiet = false;
 };
 void unpack(UnpackOptions const& options);

@@ -1,26 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <memory>
 #include <string>
-#include <unordered_set>
 
 #include "ForwardingOps.hpp"
-#include "SafeFile.hpp"
+#include "opc/ConfinedFileSystemOps.hpp"
 
 namespace ztpkg {
 
-/// The directory that a package is extracted to: files and links appear whole or not at all, replace nothing
-/// unless that is wanted, and are never written through a link that is there already. Errors are thrown as
-/// Failure and name the path.
+/// The directory that a package is extracted to: nothing is written elsewhere, and files and links appear whole
+/// or not at all. Errors are thrown as Failure and name the path, and so are signals, as Interrupted.
 class DestinationTree final : public ForwardingOps {
  public:
-  /// `root` is resolved: no component of it is a link.
-  DestinationTree(opc::FileSystemOps& disk, std::u16string root, Overwrite overwrite);
-
-  std::u16string const& root() const { return root_; }
-
-  /// Throws Failure when something on the disk is in the way of the entry at that path of the package.
-  void checkPlace(std::u16string const& path, bool isFolder);
+  explicit DestinationTree(std::unique_ptr<opc::ConfinedFileSystemOps> disk);
 
   void createFolder(std::u16string const& path, ErrorCode& error) override;
   void createFolders(std::u16string const& path, ErrorCode& error) override;
@@ -29,13 +22,21 @@ class DestinationTree final : public ForwardingOps {
                                                             ErrorCode& error) override;
 
  private:
-  bool isThere(std::u16string const& path);
-  void checkFolder(std::u16string const& path);
-  void checkParents(std::u16string const& path);
+  std::unique_ptr<opc::ConfinedFileSystemOps> disk_;
+};
 
+/// Makes and opens the directory when extraction begins: until then nothing is written.
+class Destination final : public opc::FileSystemOpsSelector {
+ public:
+  Destination(std::u16string root, opc::Confinement const& confinement)
+      : root_(std::move(root)), confinement_(confinement) {}
+
+  opc::FileSystemOps& getForPath(std::u16string const& path) override;
+
+ private:
   std::u16string root_;
-  Overwrite overwrite_;
-  std::unordered_set<std::u16string> checked_;  // folders of the package with nothing in their way
+  opc::Confinement confinement_;
+  std::unique_ptr<DestinationTree> tree_;
 };
 
 }  // namespace ztpkg

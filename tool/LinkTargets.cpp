@@ -6,19 +6,31 @@
 namespace ztpkg {
 namespace {
 
-// Whether no ".." leads above where the path starts.
-bool staysBelow(std::u16string_view path) {
-  long depth = 0;
+// Without empty and "." segments.
+std::vector<std::u16string_view> segmentsOf(std::u16string_view path) {
+  std::vector<std::u16string_view> segments;
   while (!path.empty()) {
     std::u16string_view const segment = path.substr(0, path.find(u'/'));
     path.remove_prefix(segment.size() == path.size() ? path.size() : segment.size() + 1);
-    if (segment == u"..")
-      --depth;
-    else if (!segment.empty() && segment != u".")
-      ++depth;
+    if (!segment.empty() && segment != u".") segments.push_back(segment);
+  }
+  return segments;
+}
+
+// Whether no ".." leads above where the path starts.
+bool staysBelow(std::u16string_view path) {
+  long depth = 0;
+  for (std::u16string_view const segment : segmentsOf(path)) {
+    depth += segment == u".." ? -1 : 1;
     if (depth < 0) return false;
   }
   return true;
+}
+
+std::u16string join(std::vector<std::u16string_view> const& segments) {
+  std::u16string path;
+  for (std::u16string_view const segment : segments) (path += u'/') += segment;
+  return path;
 }
 
 std::optional<std::u16string> below(std::u16string const& target, std::u16string const& root) {
@@ -38,6 +50,23 @@ std::optional<std::u16string> targetWithinRoot(std::u16string const& target, std
   for (std::u16string const& other : otherRoots)
     if (auto found = below(target, other)) return found;
   return std::nullopt;
+}
+
+bool leadsIntoTree(std::u16string const& linkPath, std::u16string const& target,
+                   std::function<bool(std::u16string const& path)> const& isFolder) {
+  std::vector<std::u16string_view> place;
+  if (!target.starts_with(u'/')) place = segmentsOf(std::u16string_view(linkPath).substr(0, linkPath.rfind(u'/')));
+  std::size_t known = place.size();  // that many of them are folders
+  for (std::u16string_view const step : segmentsOf(target)) {
+    if (step != u"..") {
+      place.push_back(step);
+      continue;
+    }
+    if (place.empty() || (place.size() > known && !isFolder(join(place)))) return false;
+    place.pop_back();
+    known = place.size();
+  }
+  return true;
 }
 
 }  // namespace ztpkg

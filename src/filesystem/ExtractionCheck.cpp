@@ -21,22 +21,15 @@ bool isBelow(std::u16string_view path, std::u16string_view folder) {
 
 }  // namespace
 
-void ExtractionCheck::checkAll(FileSystemTree const& tree) {
-  tree.forEachLeaf([this](FileSystemNode const& node) {
-    std::u16string const path = node.fullPath();
-    if (paths::hasParentSegment(path)) throwUnsafe(path);
-    if (node.type == FileSystemNodeType::Link) noteLink(path);
-  });
-  tree.forEachLeaf([this](FileSystemNode const& node) {
-    throwIfThroughNotedLink(node);
-    check(node.fullPath());
-  });
+void ExtractionCheck::note(std::u16string const& path, bool isLink) {
+  if (paths::hasParentSegment(path)) throwUnsafe(path);
+  if (isLink && !links_.insert(paths::collapse(path)).second) throwUnsafe(path);
 }
 
-void ExtractionCheck::check(std::u16string const& path) {
-  if (paths::hasParentSegment(path)) throwUnsafe(path);
+void ExtractionCheck::check(std::u16string const& path, bool isLink) {
   std::u16string const place = paths::collapse(path);
   if (place.empty()) return;
+  throwIfThroughNotedLink(path, place, isLink);
   std::u16string_view const parent = std::u16string_view(place).substr(0, place.rfind(u'/'));
   if (parent != checkedParent_) checkParent(path, parent);
 }
@@ -46,17 +39,12 @@ bool ExtractionCheck::PathLess::operator()(std::u16string_view a, std::u16string
   return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), less);
 }
 
-void ExtractionCheck::noteLink(std::u16string const& path) {
-  if (!links_.insert(paths::collapse(path)).second) throwUnsafe(path);
-}
-
 /// Where a link stands above a path, all links between the two in order stand below it. Then the last of
 /// them is refused, if not the path: looking at the one before each path finds all that is to be refused.
-void ExtractionCheck::throwIfThroughNotedLink(FileSystemNode const& node) const {
-  std::u16string const path = node.fullPath();
-  std::u16string const place = paths::collapse(path);
+void ExtractionCheck::throwIfThroughNotedLink(std::u16string const& path, std::u16string const& place,
+                                              bool isLink) const {
   auto const link = links_.lower_bound(place);
-  if (node.type != FileSystemNodeType::Link && link != links_.end() && *link == place) throwUnsafe(path);
+  if (!isLink && link != links_.end() && *link == place) throwUnsafe(path);
   if (link != links_.begin() && isBelow(place, *std::prev(link))) throwUnsafe(path);
 }
 

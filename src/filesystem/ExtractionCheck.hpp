@@ -5,7 +5,6 @@
 #include <string>
 #include <string_view>
 
-#include "filesystem/FileSystemTree.hpp"
 #include "opc/FileSystemOps.hpp"
 
 namespace opc::ztservices {
@@ -17,9 +16,9 @@ class ExtractionCheck {
  public:
   ExtractionCheck(FileSystemOps& disk, std::u16string const& root) : disk_(disk), root_(root) {}
 
-  void checkAll(FileSystemTree const& tree);
-  /// For an entry on its own.
-  void check(std::u16string const& path);
+  /// Every entry to be extracted is noted before the first is checked.
+  void note(std::u16string const& path, bool isLink);
+  void check(std::u16string const& path, bool isLink);
 
  private:
   /// A slash comes before everything else, by which the paths below another follow directly on it.
@@ -27,8 +26,7 @@ class ExtractionCheck {
     bool operator()(std::u16string_view a, std::u16string_view b) const;
   };
 
-  void noteLink(std::u16string const& path);
-  void throwIfThroughNotedLink(FileSystemNode const& node) const;
+  void throwIfThroughNotedLink(std::u16string const& path, std::u16string const& place, bool isLink) const;
   void checkParent(std::u16string const& path, std::u16string_view parent);
   void throwIfLink(std::u16string const& path, std::u16string_view place) const;
 

@@ -55,27 +55,46 @@ void restore(FileSystemOps& ops, std::u16string const& path, FileSystemEntry con
     throw CouldNotSetPermissions(messages::withPathAndError(messages::kCouldNotSetPermissions, path, error), error);
 }
 
+/// `forEachEntry` tells path and whether it is a link.
+template <typename ForEachEntry>
+void checkEach(FileSystemOps& disk, std::u16string const& root, ForEachEntry const& forEachEntry) {
+  ExtractionCheck check(disk, root);
+  forEachEntry([&](std::u16string const& path, bool isLink) { check.note(path, isLink); });
+  forEachEntry([&](std::u16string const& path, bool isLink) { check.check(path, isLink); });
+}
+
 }  // namespace
 
 void FileSystemManager::extractAll(std::u16string const& destinationRoot, RestoreMode restoreMode,
                                    TransformMode transformMode) {
   ensureLoaded();
   selectDestination(destinationRoot);
-  ExtractionCheck(*destination_, destinationRoot).checkAll(*tree_);
+  checkEach(*destination_, destinationRoot, [this](auto const& visit) {
+    tree_->forEachLeaf(
+        [&](FileSystemNode const& node) { visit(node.fullPath(), node.type == FileSystemNodeType::Link); });
+  });
   ensureDestinationRootExists(destinationRoot);
   tree_->forEachLeaf([&](FileSystemNode const& node) {
     extractEntryInternal(destinationRoot, makeEntry(node), restoreMode, transformMode);
   });
 }
 
+void FileSystemManager::extractEntries(std::u16string const& destinationRoot,
+                                       std::vector<FileSystemEntry> const& entries, RestoreMode restoreMode,
+                                       TransformMode transformMode) {
+  ensureLoaded();
+  for (FileSystemEntry const& entry : entries) throwIfStale(entry);
+  selectDestination(destinationRoot);
+  checkEach(*destination_, destinationRoot, [&](auto const& visit) {
+    for (FileSystemEntry const& entry : entries) visit(entry.getPathName(), entry.isLink());
+  });
+  ensureDestinationRootExists(destinationRoot);
+  for (FileSystemEntry const& entry : entries) extractEntryInternal(destinationRoot, entry, restoreMode, transformMode);
+}
+
 void FileSystemManager::extractEntry(std::u16string const& destinationRoot, FileSystemEntry const& entry,
                                      RestoreMode restoreMode, TransformMode transformMode) {
-  ensureLoaded();
-  throwIfStale(entry);
-  selectDestination(destinationRoot);
-  ExtractionCheck(*destination_, destinationRoot).check(entry.getPathName());
-  ensureDestinationRootExists(destinationRoot);
-  extractEntryInternal(destinationRoot, entry, restoreMode, transformMode);
+  extractEntries(destinationRoot, {entry}, restoreMode, transformMode);
 }
 
 std::unique_ptr<IContentSource> FileSystemManager::getFileContentSource(FileSystemEntry const& entry,

@@ -24,6 +24,32 @@ TEST(FileSystemManagerExtracting, AllLeavesAppear) {
   EXPECT_TRUE(fs::is_directory(directory / "new/root/e/empty"));
 }
 
+TEST(FileSystemManagerExtracting, SomeEntriesAppearAloneAndInTheOrderGiven) {
+  NewFileSystem source;
+  addText(source.manager, u"/a/f", "text");
+  addText(source.manager, u"/b", "other");
+  source.manager.createLink(u"/a/l", u"f");
+  TemporaryDirectory directory;
+  source.manager.extractEntries(directory.u16("root"),
+                                {source.manager.getEntry(u"/a/l"), source.manager.getEntry(u"/a/f")}, kRestore,
+                                TransformMode::None);
+  EXPECT_EQ(readFile(directory / "root/a/l"), "text");
+  EXPECT_FALSE(fs::exists(directory / "root/b"));
+}
+
+TEST(FileSystemManagerExtracting, OneUnsafeEntryOfSomeKeepsAllFromBeingMade) {
+  NewFileSystem source;
+  addText(source.manager, u"/-l/x", "text");
+  source.manager.createLink(u"/./-l", u"/elsewhere");
+  TemporaryDirectory directory;
+  EXPECT_THROW_MESSAGE(
+      source.manager.extractEntries(directory.u16("root"),
+                                    {source.manager.getEntry(u"/./-l"), source.manager.getEntry(u"/-l/x")}, kRestore,
+                                    TransformMode::None),
+      UnsafeEntryPath, "Entry path leaves the destination root: /-l/x");
+  EXPECT_FALSE(fs::exists(directory / "root"));
+}
+
 TEST(FileSystemManagerExtracting, EmptyFileSystemMakesTheRootAlone) {
   NewFileSystem source;
   TemporaryDirectory directory;

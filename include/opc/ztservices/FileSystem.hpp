@@ -172,8 +172,10 @@ class ZT_API FileSystemManager : public model::DataManager {
   /// root. The root itself may be a link. What happens to a link in the place of a file is the disk
   /// operations' matter: LocalFileSystemOps refuses it.
   void extractAll(std::u16string const& destinationRoot, RestoreMode restoreMode, TransformMode transformMode);
-  /// Extracts one entry; of a folder only the folder itself. UnsafeEntryPath as for all, but for what other
-  /// entries are: links that were extracted before are found on the disk.
+  /// The same for some entries, in the order given; of a folder only the folder itself. UnsafeEntryPath looks
+  /// at the links among them, and those that were extracted before are found on the disk.
+  void extractEntries(std::u16string const& destinationRoot, std::vector<FileSystemEntry> const& entries,
+                      RestoreMode restoreMode, TransformMode transformMode);
   void extractEntry(std::u16string const& destinationRoot, FileSystemEntry const& entry, RestoreMode restoreMode,
                     TransformMode transformMode);
   /// The stored contents of a file; with TransformMode::Transform decrypted where they are encrypted

@@ -137,9 +137,10 @@ void ConfinedFileSystemOps::setPermissions(std::u16string const& path, Perms::Pe
     error = posixError(EINVAL);
     return;
   }
-  callAt(root_->placeOf(path, error), error, [&](int folder, char const* name) {
-    return ::fchmodat(folder, name, permissions & kOrdinaryBits, AT_SYMLINK_NOFOLLOW);
-  });
+  FileDescriptor const file = root_->open(path, O_PATH, error);
+  if (error) return;
+  std::string const open = "/proc/self/fd/" + std::to_string(file.number());  // the one way to what may not be read
+  if (::chmod(open.c_str(), permissions & kOrdinaryBits) != 0) error = lastPosixError();
 }
 
 boost::posix_time::ptime ConfinedFileSystemOps::getLastModifiedTime(std::u16string const& path, error_code& error) {

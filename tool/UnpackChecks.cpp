@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "UnpackChecks.hpp"
+
+#include <filesystem>
+#include <unordered_set>
+
+#include "Errors.hpp"
+#include "FileSystems.hpp"
+#include "LinkTargets.hpp"
+#include "Paths.hpp"
+#include "WayCheck.hpp"
+#include "opc/Strings.hpp"
+
+namespace ztpkg {
+namespace {
+
+using opc::model::Package;
+using opc::ztservices::FileSystemManager;
+
+[[noreturn]] void throwUnsafe(std::u16string const& path, char const* why) {
+  throw Failure(Report{Exit::Package, "unsafe-path", "cannot extract " + shown(path) + ": " + why, path});
+}
+
+// Every segment must name something in the folder before it, as a disk sees it.
+void checkSegments(std::u16string const& path) {
+  constexpr std::size_t kLongestName = 255;
+  for (std::size_t start = path.starts_with(u'/') ? 1 : 0, end = 0; end != path.npos; start = end + 1) {
+    end = path.find(u'/', start);
+    std::u16string const segment = path.substr(start, end == path.npos ? end : end - start);
+    if (segment.empty() || segment == u"." || segment == u"..")
+      throwUnsafe(path, "its path would leave the directory or be ambiguous");
+    if (opc::toUTF8String(segment).size() > kLongestName) throwUnsafe(path, "a name in its path is too long");
+    if (end == path.npos) break;
+  }
+}
+
+void checkParents(FileSystemManager const& manager, std::u16string const& path,
+                  std::unordered_set<std::u16string>& checked) {
+  for (std::size_t slash = path.rfind(u'/'); slash != 0 && slash != path.npos; slash = path.rfind(u'/', slash - 1)) {
+    std::u16string const parent = path.substr(0, slash);
+    if (!checked.insert(parent).second) return;
+    if (manager.hasEntry(parent) && !manager.getEntry(parent).isFolder())
+      throwUnsafe(path, "it lies below a file or link");
+  }
+}
+
+// A file whose contents are missing or encrypted is found before anything is written.
+std::uint64_t checkedSize(Package const& package, Leaf const& leaf) {
+  if (!leaf.entry.isFile()) return 0;
+  if (isEncrypted(package, leaf.entry))
+    throw Failure(Report{Exit::Key, "key-required", shown(leaf.path) + " is encrypted", leaf.path});
+  return package.getPart(opc::model::PartName(leaf.entry.getContentName())).getSize();
+}
+
+void checkSpace(std::u16string const& root, std::uint64_t needed) {
+  std::u16string folder = root;
+  while (folder != u"/" && !isThere(folder)) folder = parentOf(folder);
+  std::error_code error;
+  auto const space = std::filesystem::space(opc::toUTF8String(folder), error);
+  if (error || space.capacity == 0 || needed <= space.available) return;  // a disk that does not tell is tried
+  throw Failure(Report{Exit::Disk, "disk-full",
+                       "not enough space for " + shown(root) + ": " + std::to_string(needed) + " bytes are needed, " +
+                           std::to_string(space.available) + " are free",
+                       root});
+}
+
+void checkLinks(FileSystemManager const& manager, Leaves const& leaves) {
+  auto const isFolder = [&](std::u16string const& path) {
+    return manager.hasEntry(path) && manager.getEntry(path).isFolder();
+  };
+  std::vector<Report> problems;
+  for (Leaf const& leaf : leaves) {
+    if (!leaf.entry.isLink()) continue;
+    std::u16string const target = manager.getLinkTarget(leaf.entry);
+    if (!leadsIntoTree(leaf.path, target, isFolder))
+      problems.push_back({Exit::Package, "outside-link",
+                          "cannot extract " + shown(leaf.path) + ": the link points out of the directory, to " +
+                              shown(target) + " (--allow-outside-links makes it all the same)",
+                          leaf.path});
+  }
+  if (!problems.empty()) throw Failure(std::move(problems));
+}
+
+}  // namespace
+
+void checkExtraction(Package const& package, FileSystemManager const& manager, Leaves const& leaves,
+                     std::u16string const& root, opc::Confinement const& confinement) {
+  std::unordered_set<std::u16string> checked;
+  std::uint64_t bytes = 0;
+  for (Leaf const& leaf : leaves) {
+    checkSegments(leaf.path);
+    checkParents(manager, leaf.path, checked);
+    bytes += checkedSize(package, leaf);
+  }
+  if (!confinement.allowOutsideLinks) checkLinks(manager, leaves);
+  opc::LocalFileSystemOps disk;
+  WayCheck way(disk, root, confinement.replaceExisting);
+  for (Leaf const& leaf : leaves) way.check(leaf.path, leaf.entry.isFolder());
+  if (!confinement.replaceExisting) checkSpace(root, bytes);  // what is replaced gives space back
+}
+
+}  // namespace ztpkg
