@@ -135,7 +135,8 @@ TEST(EndRecord, MustHaveItsZip64RecordWhereTheLocatorSays) {
   char const message[] = "Damaged ZIP archive: no zip64 end record where its locator says";
   for (std::uint64_t const offset : {UINT64_MAX, UINT64_MAX - 56, std::uint64_t{1} << 63, std::uint64_t{100000}})
     EXPECT_THROW_MESSAGE(openBytes(patched(bytes, 22 + 12, offset, 8)), InvalidPackage, message);
-  EXPECT_THROW_MESSAGE(openBytes(patched(bytes, 22 + 20 + 52, 45, 8)), InvalidPackage, message);
+  for (std::uint64_t const length : {std::uint64_t{40}, std::uint64_t{43}, std::uint64_t{45}, UINT64_MAX})
+    EXPECT_THROW_MESSAGE(openBytes(patched(bytes, 22 + 20 + 52, length, 8)), InvalidPackage, message);
   // A locator that points a little too low looks like a prefix, with which the directory disagrees.
   EXPECT_THROW_MESSAGE(openBytes(patched(bytes, 22 + 12, 0, 8)), InvalidPackage,
                        "Damaged ZIP archive: its directory does not end at the end record");

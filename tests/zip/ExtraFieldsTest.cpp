@@ -25,6 +25,13 @@ TEST(ExtraFields, FitWhenTheLastOneEndsWithTheBlock) {
   EXPECT_FALSE(extraFieldsFit(field(7, "seven") + std::string("\7\0\1\0", 4)));
 }
 
+TEST(ExtraFields, ArePaddedWithZerosOrNotAtAll) {
+  EXPECT_TRUE(isPaddedWithZeros(""));
+  EXPECT_TRUE(isPaddedWithZeros(field(7, "seven")));
+  EXPECT_TRUE(isPaddedWithZeros(field(7, "seven") + std::string(3, '\0')));
+  EXPECT_FALSE(isPaddedWithZeros(field(7, "seven") + std::string("\0\0\1", 3)));
+}
+
 TEST(ExtraFields, AreTakenOutByTheirKind) {
   std::string const broken = std::string("\7\0\xFF\xFF", 4);
   EXPECT_EQ(withoutExtraField(field(1, "x") + field(7, "y") + field(1, "z") + broken, 1), field(7, "y") + broken);

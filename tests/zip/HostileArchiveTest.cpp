@@ -147,6 +147,17 @@ TEST(HostileArchive, AnExtraFieldLongerThanItsPlaceIsRefused) {
                 "Item \"a\": an extra field is longer than its place");
 }
 
+TEST(HostileArchive, PaddingOfADirectoryEntryMustBeZeros) {
+  for (std::size_t const size : {1ul, 2ul, 3ul})
+    expectRefused(oneItem(storedItem("a", "alpha"), [&](RawItem& i) { i.central.extra = std::string(size, '\xFF'); }),
+                  "Item \"a\": something behind its extra fields");
+}
+
+TEST(HostileArchive, ALocalExtraFieldLongerThanItsPlaceIsAnItemFault) {
+  expectItemFault(oneItem(storedItem("a", "alpha"), [](RawItem& i) { i.local.extra = le(0x5455, 2) + le(1, 2); }),
+                  "an extra field is longer than its place");
+}
+
 TEST(HostileArchive, AnItemOnAnotherDiskIsRefused) {
   expectRefused(oneItem(storedItem("a", "alpha"), [](RawItem& i) { i.central.disk = 1; }),
                 "Item \"a\": it is on another disk");
@@ -288,7 +299,7 @@ TEST(HostileArchive, NoMoreThanTheDeclaredBytesAreHandedOut) {
 
 TEST(HostileArchive, AnImpossibleSizeAllocatesNothing) {
   RawItem const item = deflatedItem("a", compressible(1000));
-  for (std::uint64_t const size : {std::uint64_t{8} << 20, std::uint64_t{1} << 40, UINT64_MAX})
+  for (std::uint64_t const size : {std::uint64_t{8} << 20, std::uint64_t{1} << 40, UINT64_MAX >> 1})
     expectItemFault(oneItem(item,
                             [&](RawItem& i) {
                               bothHeaders(i, [&](RawHeader& h) {
@@ -362,7 +373,7 @@ class HugeDirectory final : public RandomAccessBytes {
   static constexpr std::uint64_t kDirectory = std::uint64_t{3} << 30;
   std::uint64_t size() const override { return kDirectory + end_.size(); }
   void readAt(std::uint64_t offset, void* buffer, std::size_t count) const override {
-    ASSERT_LT(count, 1u << 20) << "it reads what nobody needs";
+    ASSERT_LE(count, 1u << 20) << "it reads what nobody needs";
     std::string bytes(count, '\0');
     if (offset + count > kDirectory)
       for (std::size_t i = 0; i < count; ++i)
@@ -377,7 +388,7 @@ class HugeDirectory final : public RandomAccessBytes {
 
 TEST(HostileArchive, ADirectoryTooLongForItsItemsIsNotAllocated) {
   EXPECT_THROW_MESSAGE(Archive::open(std::make_shared<HugeDirectory>()), InvalidPackage,
-                       "Damaged ZIP archive: its directory holds more than its items");
+                       "Damaged ZIP archive: its directory is not where or what its end record says");
 }
 
 }  // namespace

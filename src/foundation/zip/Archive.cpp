@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "foundation/zip/DirectoryBytes.hpp"
 #include "foundation/zip/EndRecord.hpp"
 #include "foundation/zip/ExtraFields.hpp"
 #include "foundation/zip/ItemStream.hpp"
@@ -19,11 +20,24 @@ namespace {
 constexpr std::uint64_t kExtraGuess = 1024;
 // What it takes mostly, where a header is all that is read.
 constexpr std::uint64_t kSmallExtraGuess = 64;
-constexpr std::uint64_t kLongestCentral = kCentralSize + 3ULL * 0xFFFF;
+// ECMA-376-2, Annex C. Indexes of items are 32-bit numbers elsewhere, too.
+constexpr std::uint64_t kMostItems = 2'147'483'647;
+constexpr std::uint64_t kLargestSize = INT64_MAX;
+constexpr std::uint64_t kUsualItems = 131'072;
 constexpr char kMoreThanItems[] = "its directory holds more than its items";
 
-std::size_t centralSize(unsigned char const* p) {
-  return kCentralSize + load16(p + 28) + load16(p + 30) + load16(p + 32);
+/// 0 where no whole entry stands there.
+std::size_t sizeOfEntry(DirectoryBytes& directory, std::size_t at) {
+  unsigned char const* const p = directory.get(at, kCentralSize);
+  if (!p || load32(p) != kCentralSignature) return 0;
+  std::size_t const size = kCentralSize + load16(p + 28) + load16(p + 30) + load16(p + 32);
+  return directory.get(at, size) ? size : 0;
+}
+
+/// Whether the rest of the directory is its digital signature, which readers pass over (ECMA-376-2, Annex C).
+bool isSignature(DirectoryBytes& directory, std::size_t at) {
+  unsigned char const* const p = directory.get(at, kDirectorySignatureSize);
+  return p && load32(p) == kDirectorySignature && load16(p + 4) == directory.size() - at - kDirectorySignatureSize;
 }
 
 /// False when a zip64 field that the entry refers to is not there. The offset is as written.
@@ -58,7 +72,9 @@ void checkEntry(unsigned char const* p, std::uint64_t prefix, std::uint64_t dire
   std::uint32_t disk;
   if (!decode(p, entry, disk)) throw damagedArchive(entry.name, "its zip64 field is too short");
   if (disk != 0) throw damagedArchive(entry.name, "it is on another disk");
-  if (!extraFieldsFit(entry.extra)) throw damagedArchive(entry.name, "an extra field is longer than its place");
+  if (!extraFieldsFit(entry.extra)) throw damagedArchive(entry.name, fault::kExtraTooLong);
+  if (!isPaddedWithZeros(entry.extra)) throw damagedArchive(entry.name, "something behind its extra fields");
+  if (entry.size > kLargestSize) throw damagedArchive(entry.name, "its size is beyond what the format allows");
   std::uint64_t const room = directoryBegin - prefix;
   std::uint64_t const offset = entry.localHeaderOffset;
   if (offset > room || entry.storedSize > room || minimumSize(entry) > room - offset)
@@ -86,6 +102,7 @@ struct Archive::Located {
 
 std::shared_ptr<Archive const> Archive::open(std::shared_ptr<RandomAccessBytes const> bytes,
                                              std::uint64_t maximumEntries) {
+  maximumEntries = std::min(maximumEntries, kMostItems);
   DirectoryPlace const place = findDirectory(*bytes);
   if (place.count > maximumEntries)
     throw damagedArchive("it has more than " + std::to_string(maximumEntries) + " items");
@@ -100,23 +117,18 @@ std::shared_ptr<Archive const> Archive::open(std::shared_ptr<RandomAccessBytes c
 void Archive::readDirectory(DirectoryPlace const& place) {
   directoryBegin_ = place.begin;
   prefix_ = place.prefix;
-  // Before anything is allocated: a sparse file may claim a directory of any size.
-  if (place.size > 0 && (place.size - 1) / kLongestCentral >= place.count) throw damagedArchive(kMoreThanItems);
-  auto const size = static_cast<std::size_t>(place.size);
-  directory_ = std::make_unique_for_overwrite<unsigned char[]>(size);
-  bytes_->readAt(place.begin, directory_.get(), size);
-  offsets_.reserve(static_cast<std::size_t>(place.count));
+  DirectoryBytes directory(*bytes_, place.begin, place.size);
+  offsets_.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(place.count, kUsualItems)));
   std::size_t at = 0;
   for (std::uint64_t i = 0; i < place.count; ++i) {
-    std::size_t const left = size - at;
-    unsigned char const* const p = directory_.get() + at;
-    if (left < kCentralSize || load32(p) != kCentralSignature || centralSize(p) > left)
-      throw damagedArchive("its directory is not where or what its end record says");
-    checkEntry(p, prefix_, directoryBegin_);
+    std::size_t const size = sizeOfEntry(directory, at);
+    if (size == 0) throw damagedArchive("its directory is not where or what its end record says");
+    checkEntry(directory.get(at, size), prefix_, directoryBegin_);
     offsets_.push_back(at);
-    at += centralSize(p);
+    at += size;
   }
-  if (at != size) throw damagedArchive(kMoreThanItems);
+  if (at != directory.size() && !isSignature(directory, at)) throw damagedArchive(kMoreThanItems);
+  directory_ = directory.take();
 }
 
 /// No item may begin within another one. Most directories are in the order of the items.

@@ -25,11 +25,18 @@ std::optional<Field> firstField(std::string_view extra) {
   return Field{load16(bytesOf(extra)), extra.substr(kFieldHeader, size)};
 }
 
+std::string_view behindExtraFields(std::string_view extra) {
+  while (auto const field = firstField(extra)) extra.remove_prefix(field->size());
+  return extra;
+}
+
 }  // namespace
 
-bool extraFieldsFit(std::string_view extra) {
-  while (auto const field = firstField(extra)) extra.remove_prefix(field->size());
-  return extra.size() < kFieldHeader;
+bool extraFieldsFit(std::string_view extra) { return behindExtraFields(extra).size() < kFieldHeader; }
+
+bool isPaddedWithZeros(std::string_view extra) {
+  std::string_view const padding = behindExtraFields(extra);
+  return std::all_of(padding.begin(), padding.end(), [](char c) { return c == '\0'; });
 }
 
 std::optional<std::string_view> findExtraField(std::string_view extra, std::uint16_t id) {

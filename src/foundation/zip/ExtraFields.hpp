@@ -11,6 +11,9 @@ namespace opc::model::zip {
 /// Whether every field of the block ends within it. Up to three bytes behind the last field are padding.
 bool extraFieldsFit(std::string_view extra);
 
+/// Whether that padding is all zeros.
+bool isPaddedWithZeros(std::string_view extra);
+
 /// The data of the first field of that kind.
 std::optional<std::string_view> findExtraField(std::string_view extra, std::uint16_t id);
 

@@ -41,6 +41,7 @@ LocalHeader checkLocalHeader(Entry const& entry, unsigned char const* begin, std
     throw invalidItem(entry.name, fault::kLocalHeaderDiffers);
   std::size_t const fixed = kLocalSize + entry.name.size();
   std::string_view const extra = textAt(begin + fixed, size - fixed);
+  if (!extraFieldsFit(extra)) throw invalidItem(entry.name, fault::kExtraTooLong);
   if (!areValuesTheSame(entry, begin, extra, hasDescriptor)) throw invalidItem(entry.name, fault::kLocalHeaderDiffers);
   return {size, extra, hasDescriptor};
 }

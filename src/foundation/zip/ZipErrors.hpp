@@ -16,6 +16,7 @@ inline constexpr char kNoLocalHeader[] = "no local header where the directory sa
 inline constexpr char kLocalHeaderDiffers[] = "its local header disagrees with the directory";
 inline constexpr char kDescriptorDiffers[] = "its data descriptor disagrees with the directory";
 inline constexpr char kOverlap[] = "its data run into what follows it";
+inline constexpr char kExtraTooLong[] = "an extra field is longer than its place";
 inline constexpr char kOtherName[] = "its Unicode path field gives it another name";
 inline constexpr char kWrongLength[] = "wrong length";
 inline constexpr char kWrongCrc[] = "wrong CRC";

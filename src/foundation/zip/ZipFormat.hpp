@@ -11,6 +11,7 @@ namespace opc::model::zip {
 
 inline constexpr std::uint32_t kLocalSignature = 0x04034b50;
 inline constexpr std::uint32_t kCentralSignature = 0x02014b50;
+inline constexpr std::uint32_t kDirectorySignature = 0x05054b50;
 inline constexpr std::uint32_t kEndSignature = 0x06054b50;
 inline constexpr std::uint32_t kZip64EndSignature = 0x06064b50;
 inline constexpr std::uint32_t kZip64LocatorSignature = 0x07064b50;
@@ -19,6 +20,7 @@ inline constexpr std::uint32_t kDescriptorSignature = 0x08074b50;
 // Without their names, extra fields and comments.
 inline constexpr std::size_t kLocalSize = 30;
 inline constexpr std::size_t kCentralSize = 46;
+inline constexpr std::size_t kDirectorySignatureSize = 6;
 inline constexpr std::size_t kEndSize = 22;
 inline constexpr std::size_t kZip64EndSize = 56;
 inline constexpr std::size_t kZip64LocatorSize = 20;
