@@ -23,10 +23,13 @@ enum class Existing { Refuse, Replace };
 /// How hard content is compressed when it is written: Default has the size of zlib's level 6.
 enum class CompressionLevel { Fast, Default, Small };
 
-/// Limits on what open() takes in. The defaults are far beyond honest packages.
+/// Limits on what open() takes in: beyond one of them it throws InvalidPackage, which says the limit and what
+/// exceeds it, before more is held in memory. The defaults are far beyond honest packages.
 struct OpenOptions {
   std::uint64_t maximumItems = 4'000'000;            ///< items of the container
-  std::uint64_t maximumMarkupBytes = 1'073'741'824;  ///< the content types and each relationships part, inflated
+  std::uint64_t maximumTotalBytes = 1ULL << 44;      ///< all items together, inflated, as they declare it (16 TiB)
+  std::uint64_t maximumMarkupBytes = 1'073'741'824;  ///< the content types and all relationships parts, inflated
+  std::uint64_t maximumRelationships = 4'000'000;    ///< relationships of the package and of all its parts
   std::size_t maximumXmlDepth = 256;                 ///< nesting of elements
   std::size_t maximumXmlAttributeBytes = 1'048'576;  ///< one attribute of these documents
 };

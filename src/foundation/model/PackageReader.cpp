@@ -7,7 +7,6 @@
 #include "foundation/model/Messages.hpp"
 #include "foundation/model/PartNameRules.hpp"
 #include "foundation/model/PieceStream.hpp"
-#include "foundation/model/RelationshipsPart.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 
@@ -22,7 +21,13 @@ XmlLimits limitsOf(OpenOptions const& options) {
   return limits;
 }
 
-bool isFolder(std::string_view item) { return item.ends_with('/'); }
+/// Folders, by name or as MS-DOS writers mark them, and MS-DOS volume labels: items that are no files. (The
+/// same bits of other systems' attributes are not relied upon.)
+bool isNoFile(zip::Entry const& item) {
+  constexpr std::uint32_t kVolumeLabel = 0x08, kFolder = 0x10;
+  bool const isOfMSDOS = item.versionMadeBy >> 8 == 0;
+  return item.name.ends_with('/') || (isOfMSDOS && (item.externalAttributes & (kVolumeLabel | kFolder)) != 0);
+}
 
 /// Whether the content is no XML document at all but for an XML declaration, as programs leave behind that
 /// broke off. As a relationships part it says nothing, which does no harm. Longer content is not looked at.
@@ -38,6 +43,8 @@ bool holdsNoMarkup(InputStream& input) {
   return rest.find('<') == std::string_view::npos;
 }
 
+std::string bytes(std::uint64_t limit) { return std::to_string(limit) + " bytes"; }
+
 [[noreturn]] void failAt(std::string_view item, std::string_view fault) {
   throw InvalidPackage(messages::invalidItem(item, fault));
 }
@@ -47,11 +54,14 @@ bool holdsNoMarkup(InputStream& input) {
 PackageReader::PackageReader(PackageState& state, OpenOptions const& options)
     : state_(state),
       archive_(*state.archive),
-      maximumMarkupBytes_(options.maximumMarkupBytes),
+      options_(options),
+      markupBytesLeft_(options.maximumMarkupBytes),
+      relationshipCount_{options.maximumRelationships},
       reader_(nullptr, limitsOf(options), XmlSchemaLocations::Refuse),
       isDone_(archive_.size()) {}
 
 void PackageReader::read() {
+  checkTotalSize();
   archive_.checkLocalHeaders();
   collectPieces();
   findContentTypes();
@@ -60,6 +70,17 @@ void PackageReader::read() {
   refuseEqualNames();
   refuseDerivedNames();
   readAllRelationships();
+}
+
+/// Sizes of items may be summed up without a thought from here on.
+void PackageReader::checkTotalSize() const {
+  std::uint64_t left = options_.maximumTotalBytes;
+  for (std::uint32_t i = 0; i < archive_.size(); ++i) {
+    zip::Entry const item = archive_.entry(i);
+    if (item.size > left)
+      failAt(item.name, "the items up to this one are larger than " + bytes(options_.maximumTotalBytes) + " together");
+    left -= item.size;
+  }
 }
 
 void PackageReader::collectPieces() {
@@ -98,7 +119,9 @@ void PackageReader::findContentTypes() {
 
 template <typename Parse>
 void PackageReader::readMarkup(std::string const& name, std::uint64_t size, Parse const& parse) {
-  if (size > maximumMarkupBytes_) failAt(name, "it is larger than " + std::to_string(maximumMarkupBytes_) + " bytes");
+  if (size > markupBytesLeft_)
+    failAt(name, "content types and relationships are larger than " + bytes(options_.maximumMarkupBytes) + " together");
+  markupBytesLeft_ -= size;
   try {
     parse();
   } catch (InvalidPackage const& error) {
@@ -117,9 +140,10 @@ void PackageReader::classifyItems() {
 }
 
 void PackageReader::classify(std::uint32_t index) {
-  std::string_view const item = archive_.entry(index).name;
+  zip::Entry const entry = archive_.entry(index);
+  std::string_view const item = entry.name;
   bool isUntyped = false;
-  MediaType const* const type = partTypeOf(item, isUntyped);
+  MediaType const* const type = isNoFile(entry) ? nullptr : partTypeOf(item, isUntyped);
   if (!type) {
     addLooseItem(index, item.size(), isUntyped);
     return;
@@ -144,7 +168,6 @@ void PackageReader::classifySequence(PieceCollector::Sequence const& sequence) {
 }
 
 MediaType const* PackageReader::partTypeOf(std::string_view item, bool& isUntyped) {
-  if (isFolder(item)) return nullptr;
   name_.assign(1, '/').append(item);
   if (!isValidPartName(name_)) return nullptr;
   MediaType const* const type = contentTypes_.typeOf(name_);
@@ -189,7 +212,8 @@ void PackageReader::refuseEqualNames() {
     auto const part = state_.parts.find(taken(*item));
     if (part != state_.parts.end()) throw InvalidPackage(messages::namesClash(part->first.text(), nameOf(*item)));
     auto const next = item + 1;
-    if (next == items.end() || isFolder(nameOf(*item)) || !equalIgnoringCase(taken(*item), taken(*next))) continue;
+    if (next == items.end() || isNoFile(archive_.entry(item->index)) || !equalIgnoringCase(taken(*item), taken(*next)))
+      continue;
     if (!isPiece(*item) || !isPiece(*next)) throw InvalidPackage(messages::namesClash(nameOf(*item), nameOf(*next)));
   }
 }
@@ -215,7 +239,7 @@ void PackageReader::readRelationshipsOf(PartTable::iterator part) {
   readMarkup(name, state_.sizeOf(part), [&] {
     auto const input = state_.openContent(part);
     try {
-      readRelationships(reader_, *input, sourceNameOf(name), state_.texts, *relationships);
+      readRelationships(reader_, *input, sourceNameOf(name), state_.texts, relationshipCount_, *relationships);
     } catch (InvalidXMLDocument const&) {
       if (!holdsNoMarkup(*state_.openContent(part))) throw;
     }

@@ -9,6 +9,7 @@
 #include "foundation/model/ContentTypesPart.hpp"
 #include "foundation/model/PackageState.hpp"
 #include "foundation/model/Pieces.hpp"
+#include "foundation/model/RelationshipsPart.hpp"
 #include "foundation/xml/XmlStreamReader.hpp"
 #include "opc/model/Package.hpp"
 
@@ -23,6 +24,7 @@ class PackageReader {
   void read();
 
  private:
+  void checkTotalSize() const;
   void collectPieces();
   void findContentTypes();
   void classifyItems();
@@ -37,13 +39,16 @@ class PackageReader {
   void refuseDerivedNames();
   void readAllRelationships();
   void readRelationshipsOf(PartTable::iterator part);
-  /// Has `parse` read a document of the package itself of that size; its faults get the name.
+  /// Has `parse` read a document of the package itself of that size, if that much may still be read; its
+  /// faults get the name.
   template <typename Parse>
   void readMarkup(std::string const& name, std::uint64_t size, Parse const& parse);
 
   PackageState& state_;
   zip::Archive const& archive_;
-  std::uint64_t maximumMarkupBytes_;
+  OpenOptions options_;
+  std::uint64_t markupBytesLeft_;
+  RelationshipCount relationshipCount_;
   XmlStreamReader reader_;
   std::vector<PieceCollector::Sequence> sequences_;
   std::vector<bool> isDone_;  // by item: a piece, or the content types

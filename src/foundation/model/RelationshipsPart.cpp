@@ -16,15 +16,18 @@ constexpr std::u16string_view kAttributes[] = {u"Id", u"Type", u"Target", u"Targ
 
 class Handler final : public MarkupHandler {
  public:
-  Handler(TextPool::Text source, TextPool& texts, RelationshipSet& relationships)
+  Handler(TextPool::Text source, TextPool& texts, RelationshipCount& count, RelationshipSet& relationships)
       : MarkupHandler(kNamespace, u"Relationships", TextInChildren::Allowed),
         source_(std::move(source)),
         texts_(texts),
+        count_(count),
         relationships_(relationships) {}
 
  protected:
   void child(std::u16string_view name, XmlAttributes const& attributes) override {
     if (name != u"Relationship") failAtElement(name);
+    if (count_.taken == count_.maximum)
+      fail("The package has more than " + std::to_string(count_.maximum) + " relationships");
     requireOnly(attributes, name, kAttributes);
     auto record = std::make_shared<RelationshipRecord>();
     record->id = required(attributes, name, u"Id");
@@ -34,6 +37,7 @@ class Handler final : public MarkupHandler {
     record->source = source_;
     check(*record);
     relationships_.append(std::move(record));
+    ++count_.taken;
   }
 
  private:
@@ -53,6 +57,7 @@ class Handler final : public MarkupHandler {
 
   TextPool::Text source_;
   TextPool& texts_;
+  RelationshipCount& count_;
   RelationshipSet& relationships_;
 };
 
@@ -70,8 +75,8 @@ bool isInternalTarget(std::u16string const& target, std::u16string const& source
 }
 
 void readRelationships(XmlStreamReader& reader, InputStream& input, std::string const& source, TextPool& texts,
-                       RelationshipSet& relationships) {
-  Handler handler(texts.intern(source.empty() ? u"/" : wideName(source)), texts, relationships);
+                       RelationshipCount& count, RelationshipSet& relationships) {
+  Handler handler(texts.intern(source.empty() ? u"/" : wideName(source)), texts, count, relationships);
   reader.read(input, handler);
 }
 

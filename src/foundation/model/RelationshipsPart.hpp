@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "foundation/model/RelationshipSet.hpp"
@@ -10,10 +11,16 @@
 /// The XML of relationships parts (ECMA-376-2, 9.3).
 namespace opc::model::detail {
 
+/// How many relationships the parts of a package may hold together, and how many have been read.
+struct RelationshipCount {
+  std::uint64_t maximum;
+  std::uint64_t taken = 0;
+};
+
 /// Reads the relationships of a source (empty: the package) into the set. Throws InvalidPackage with the
 /// fault alone, and what the reader throws.
 void readRelationships(XmlStreamReader& reader, InputStream& input, std::string const& source, TextPool& texts,
-                       RelationshipSet& relationships);
+                       RelationshipCount& count, RelationshipSet& relationships);
 
 /// Does not close the stream.
 void writeRelationships(RelationshipSet const& relationships, OutputStream& output);

@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include "foundation/xml/XmlStreamReader.hpp"
+#include "foundation/zip/Archive.hpp"
+#include "model/ModelSamples.hpp"
+#include "opc/Strings.hpp"
+#include "opc/model/Exceptions.hpp"
+#include "opc/model/Package.hpp"
+
+/// A small package of which a part is missing or changed, exhaustively: refused with a typed error, or read
+/// as what it was; never anything else.
+namespace opc::model {
+namespace {
+
+using samples::Bytes;
+
+/// With an override, a default, parts deflated, stored and empty, relationships of package and part.
+Bytes smallPackage() {
+  return samples::packageOf({{"_rels/.rels", samples::relationships(samples::relationship("r1", "a.xml"))},
+                             {"_rels/a.xml.rels", samples::relationships(samples::relationship("r2", "b.bin"))},
+                             {"a.xml", std::string(200, 'a')},
+                             {"b.bin", "beta"},
+                             {"c.xml", ""}},
+                            "<Override PartName='/b.bin' ContentType='x/y'/>");
+}
+
+void addRelationships(RelationshipSource const& source, std::vector<std::string>& lines) {
+  for (auto const& r : source.getRelationships())
+    lines.push_back(toUTF8String(r.getID() + u" " + r.getType() + u" " + r.getTargetText()));
+}
+
+/// Parts with types and bytes, relationships, and items that are no parts.
+std::vector<std::string> everythingIn(Package const& package) {
+  auto lines = samples::snapshot(package);
+  addRelationships(package, lines);
+  for (auto const& name : package.getPartNames()) addRelationships(package.getPart(name), lines);
+  for (auto const& name : package.getItemNames()) lines.push_back(toUTF8String(name));
+  return lines;
+}
+
+/// Opening takes a fraction of its time while the XML parser stays loaded.
+class DamagedPackage : public testing::Test {
+  XmlStreamReader const keepsTheParser_;
+};
+
+/// What the package holds, or nothing where it or one of its parts is refused. Any other exception passes out.
+std::vector<std::string> readOrRefused(Bytes const& bytes) {
+  try {
+    return everythingIn(*samples::open(bytes, AccessMode::ReadOnly));
+  } catch (InvalidPackage const&) {
+  } catch (InvalidItem const&) {
+  }
+  return {};
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kIsSlow = true;
+#elif defined(__has_feature)
+constexpr bool kIsSlow = __has_feature(address_sanitizer);
+#else
+constexpr bool kIsSlow = false;
+#endif
+
+/// All other values of a byte; under a sanitizer those of one other bit, and the two ends.
+std::vector<unsigned char> otherValues(unsigned char byte) {
+  std::vector<unsigned char> values;
+  for (unsigned bit = 0; bit < 8; ++bit) values.push_back(static_cast<unsigned char>(byte ^ 1u << bit));
+  values.insert(values.end(), {0x00, 0xFF});
+  if (kIsSlow) return values;
+  values.clear();
+  for (unsigned value = 0; value < 256; ++value)
+    if (value != byte) values.push_back(static_cast<unsigned char>(value));
+  return values;
+}
+
+/// Changes each byte of a range to each other value. Says whether some were harmless, too, so that a test
+/// cannot pass by refusing everything.
+bool expectRefusedOrTheSame(Bytes bytes, std::size_t begin, std::size_t end) {
+  auto const original = readOrRefused(bytes);
+  EXPECT_FALSE(original.empty());
+  bool isSomeHarmless = false;
+  for (std::size_t at = begin; at < end; ++at) {
+    unsigned char const before = bytes[at];
+    for (unsigned char const value : otherValues(before)) {
+      bytes[at] = value;
+      auto const found = readOrRefused(bytes);
+      if (found.empty()) continue;
+      if (value != before) isSomeHarmless = true;
+      EXPECT_EQ(found, original) << "byte " << at << " as " << int{value};
+    }
+    bytes[at] = before;
+  }
+  return isSomeHarmless;
+}
+
+TEST_F(DamagedPackage, IsRefusedWhereverItIsCutOff) {
+  Bytes const bytes = smallPackage();
+  for (std::size_t size = 0; size < bytes.size(); ++size)
+    EXPECT_THROW(samples::open(Bytes(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size))), InvalidPackage)
+        << size;
+}
+
+TEST_F(DamagedPackage, IsRefusedWhereverItsBeginningIsMissing) {
+  Bytes const bytes = smallPackage();
+  for (std::size_t size = 1; size < bytes.size(); ++size)
+    EXPECT_THROW(samples::open(Bytes(bytes.begin() + static_cast<std::ptrdiff_t>(size), bytes.end())), InvalidPackage)
+        << size;
+}
+
+TEST_F(DamagedPackage, WithAnyByteOfItsDirectoryAndEndRecordChangedIsRefusedOrTheSame) {
+  Bytes const bytes = smallPackage();
+  auto const archive = zip::Archive::open(zip::makeMemoryBytes(bytes));
+  EXPECT_TRUE(expectRefusedOrTheSame(bytes, archive->limitOf(archive->size() - 1), bytes.size()));
+}
+
+TEST_F(DamagedPackage, WithAnyByteOfALocalHeaderChangedIsRefusedOrTheSame) {
+  Bytes const bytes = smallPackage();
+  auto const archive = zip::Archive::open(zip::makeMemoryBytes(bytes));
+  for (std::size_t i = 0; i < archive->size(); ++i) {
+    zip::Entry const item = archive->entry(i);
+    EXPECT_TRUE(expectRefusedOrTheSame(bytes, item.localHeaderOffset, archive->limitOf(i) - item.storedSize));
+  }
+}
+
+TEST_F(DamagedPackage, WithAnyBitOfItsContentChangedIsRefusedOrTheSame) {
+  Bytes bytes = smallPackage();
+  auto const original = readOrRefused(bytes);
+  for (std::size_t at = 0; at < bytes.size() * 8; ++at) {
+    bytes[at / 8] = static_cast<unsigned char>(bytes[at / 8] ^ 1u << at % 8);
+    auto const found = readOrRefused(bytes);
+    EXPECT_TRUE(found.empty() || found == original) << at;
+    bytes[at / 8] = static_cast<unsigned char>(bytes[at / 8] ^ 1u << at % 8);
+  }
+}
+
+TEST_F(DamagedPackage, ThatStillOpensCanBeSaved) {
+  Bytes bytes = smallPackage();
+  for (unsigned char& byte : bytes) {
+    byte = static_cast<unsigned char>(byte ^ 0x41);
+    try {
+      EXPECT_FALSE(samples::open(bytes)->saveToBytes().empty());
+    } catch (InvalidPackage const&) {
+    } catch (InvalidItem const&) {
+    }
+    byte = static_cast<unsigned char>(byte ^ 0x41);
+  }
+}
+
+}  // namespace
+}  // namespace opc::model
