@@ -7,6 +7,7 @@
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/Package.hpp"
+#include "support/BoundedRun.hpp"
 
 /// A small package of which a part is missing or changed, exhaustively: refused with a typed error, or read
 /// as what it was; never anything else.
@@ -54,20 +55,12 @@ std::vector<std::string> readOrRefused(Bytes const& bytes) {
   return {};
 }
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kIsSlow = true;
-#elif defined(__has_feature)
-constexpr bool kIsSlow = __has_feature(address_sanitizer);
-#else
-constexpr bool kIsSlow = false;
-#endif
-
 /// All other values of a byte; under a sanitizer those of one other bit, and the two ends.
 std::vector<unsigned char> otherValues(unsigned char byte) {
   std::vector<unsigned char> values;
   for (unsigned bit = 0; bit < 8; ++bit) values.push_back(static_cast<unsigned char>(byte ^ 1u << bit));
   values.insert(values.end(), {0x00, 0xFF});
-  if (kIsSlow) return values;
+  if (zt_test::kUnderAddressSanitizer) return values;
   values.clear();
   for (unsigned value = 0; value < 256; ++value)
     if (value != byte) values.push_back(static_cast<unsigned char>(value));

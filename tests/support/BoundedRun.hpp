@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <optional>
+
+namespace zt_test {
+
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool kUnderAddressSanitizer = true;
+#elif defined(__has_feature)
+inline constexpr bool kUnderAddressSanitizer = __has_feature(address_sanitizer);
+#else
+inline constexpr bool kUnderAddressSanitizer = false;
+#endif
+
+/// Runs a step in a process of its own that may take 10 s of processor time and 1 GiB of memory (which
+/// AddressSanitizer takes without asking, so that it is not limited there). Returns the step's result, 0 to
+/// 99, or nothing where it threw, crashed or was ended; what it threw is printed.
+std::optional<int> runBounded(std::function<int()> const& step);
+
+}  // namespace zt_test
