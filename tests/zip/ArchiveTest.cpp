@@ -205,13 +205,26 @@ TEST(Archive, ReadsTheSameFromAFile) {
   EXPECT_EQ(contentOf(*archive, "b"), "beta");
 }
 
-TEST(Archive, ChecksAllLocalHeadersInOneGo) {
+TEST(Archive, ChecksAllHeadersInOneGo) {
   RawItem item = storedItem("b", "beta");
-  EXPECT_NO_THROW(openBytes(RawArchive{{storedItem("a", ""), item}}.build())->checkLocalHeaders());
+  EXPECT_NO_THROW(openBytes(RawArchive{{storedItem("a", ""), item}}.build())->checkHeaders());
   item.local.name = "c";
   auto const archive = openBytes(RawArchive{{storedItem("a", ""), item}}.build());
-  EXPECT_THROW_MESSAGE(archive->checkLocalHeaders(), InvalidPackage,
+  EXPECT_THROW_MESSAGE(archive->checkHeaders(), InvalidPackage,
                        "Item \"b\": its local header disagrees with the directory");
+}
+
+TEST(Archive, ChecksAllDescriptorsInOneGo) {
+  RawItem const item = deflatedItem("b", compressible(500));
+  for (std::size_t const width : {4ul, 8ul}) {
+    std::string descriptor = descriptorOf(item, width, true);
+    EXPECT_NO_THROW(
+        openBytes(RawArchive{{streamedItem(item, descriptor), storedItem("c", "")}}.build())->checkHeaders());
+    descriptor[4] = static_cast<char>(descriptor[4] ^ 1);
+    auto const archive = openBytes(RawArchive{{streamedItem(item, descriptor), storedItem("c", "")}}.build());
+    EXPECT_THROW_MESSAGE(archive->checkHeaders(), InvalidPackage,
+                         "Item \"b\": its data descriptor disagrees with the directory");
+  }
 }
 
 /// Counts what is read.
@@ -233,12 +246,15 @@ class CountedBytes final : public RandomAccessBytes {
 
 TEST(Archive, ReadsLittleOfLargeItemsToCheckTheirHeaders) {
   std::vector<RawItem> items;
-  for (char const* name : {"a", "b", "c", "d"}) items.push_back(storedItem(name, std::string(2u << 20, 'x')));
+  for (char const* name : {"a", "b", "c", "d"}) {
+    RawItem const item = storedItem(name, std::string(2u << 20, 'x'));
+    items.push_back(*name == 'd' ? item : streamedItem(item, descriptorOf(item, 4, true)));
+  }
   auto const bytes = std::make_shared<CountedBytes>(RawArchive{items}.build());
   auto const archive = Archive::open(bytes);
   bytes->read = 0;
-  archive->checkLocalHeaders();
-  EXPECT_LT(bytes->read, 1000u);
+  archive->checkHeaders();
+  EXPECT_LT(bytes->read, 3000u);
 }
 
 }  // namespace

@@ -222,6 +222,20 @@ TEST(HostileArchive, AWrongCrcIsAnItemFault) {
                     "wrong CRC");
 }
 
+TEST(HostileArchive, UpToEightMebibytesAreVerifiedBeforeTheFirstByteAndMoreBeforeTheLast) {
+  auto const wrongCrc = [](std::size_t size) {
+    return openBytes(oneItem(deflatedItem("a", compressible(size)),
+                             [](RawItem& i) { bothHeaders(i, [](RawHeader& h) { h.crc ^= 1; }); }));
+  };
+  EXPECT_THROW_MESSAGE(wrongCrc(Archive::kVerifiedWholeBytes)->openContent(0), InvalidItem, "Item \"a\": wrong CRC");
+  auto const stream = wrongCrc(Archive::kVerifiedWholeBytes + 1)->openContent(0);
+  std::string bytes(Archive::kVerifiedWholeBytes, '\0');
+  EXPECT_EQ(stream->read(bytes.data(), bytes.size()), bytes.size());
+  EXPECT_FALSE(stream->isEnd());
+  EXPECT_THROW_MESSAGE(stream->read(bytes.data(), 1), InvalidItem, "Item \"a\": wrong CRC");
+  EXPECT_FALSE(stream->isEnd());
+}
+
 TEST(HostileArchive, LyingSizesAreItemFaults) {
   for (std::size_t const size : {std::size_t{900}, kLong})
     for (std::uint32_t const lie : {static_cast<std::uint32_t>(-1), 1u})

@@ -62,7 +62,7 @@ PackageReader::PackageReader(PackageState& state, OpenOptions const& options)
 
 void PackageReader::read() {
   checkTotalSize();
-  archive_.checkLocalHeaders();
+  archive_.checkHeaders();
   collectPieces();
   findContentTypes();
   classifyItems();

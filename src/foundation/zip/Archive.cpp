@@ -20,6 +20,8 @@ namespace {
 constexpr std::uint64_t kExtraGuess = 1024;
 // What it takes mostly, where a header is all that is read.
 constexpr std::uint64_t kSmallExtraGuess = 64;
+// Read together, a descriptor far from its own header does not look like the beginning of something long.
+constexpr std::uint64_t kDescriptorAndNextHeader = 512;
 // ECMA-376-2, Annex C. Indexes of items are 32-bit numbers elsewhere, too.
 constexpr std::uint64_t kMostItems = 2'147'483'647;
 constexpr std::uint64_t kLargestSize = INT64_MAX;
@@ -219,23 +221,37 @@ std::unique_ptr<InputStream> Archive::unpackLocated(Entry const& item, ItemFacts
   return makeStream(unpack(facts, stored));
 }
 
-void Archive::checkLocalHeaders() const {
-  ReadAhead window;
-  ReadAhead::Source const source{bytes_.get(), bytes_->size(), [this](std::uint64_t offset, void* to, std::size_t n) {
-                                   bytes_->readAt(offset, to, n);
-                                 }};
-  for (std::size_t i = 0; i < size(); ++i) {
-    Entry const item = entry(i);
-    std::uint64_t const room = limitOf(i) - item.localHeaderOffset;
-    try {
-      auto const guess = static_cast<std::size_t>(std::min(room, kLocalSize + item.name.size() + kSmallExtraGuess));
-      std::size_t const size = localHeaderSize(item, window.bytes(source, item.localHeaderOffset, guess));
-      if (size > room || item.storedSize > room - size) throw invalidItem(item.name, fault::kOverlap);
-      checkLocalHeader(item, window.bytes(source, item.localHeaderOffset, size), size);
+/// The file as it is read from its beginning to its end.
+struct Archive::Window {
+  unsigned char const* bytes(std::uint64_t offset, std::uint64_t count) {
+    return ahead.bytes(source, offset, static_cast<std::size_t>(count));
+  }
+
+  ReadAhead::Source source;
+  ReadAhead ahead{};
+};
+
+void Archive::checkHeaders() const {
+  Window window{{bytes_.get(), bytes_->size(),
+                 [this](std::uint64_t offset, void* to, std::size_t n) { bytes_->readAt(offset, to, n); }}};
+  for (std::size_t i = 0; i < size(); ++i) try {
+      checkHeaders(i, window);
     } catch (InvalidItem const& thrown) {
       throw InvalidPackage(thrown.what());
     }
-  }
+}
+
+void Archive::checkHeaders(std::size_t index, Window& window) const {
+  Entry const item = entry(index);
+  std::uint64_t const begin = item.localHeaderOffset, room = limitOf(index) - begin;
+  std::uint64_t const guess = std::min(room, kLocalSize + item.name.size() + kSmallExtraGuess);
+  std::size_t const size = localHeaderSize(item, window.bytes(begin, guess));
+  if (size > room || item.storedSize > room - size) throw invalidItem(item.name, fault::kOverlap);
+  if (!checkLocalHeader(item, window.bytes(begin, size), size).hasDescriptor) return;
+
+  std::uint64_t const behind = begin + size + item.storedSize, left = room - size - item.storedSize;
+  std::uint64_t const wanted = std::min(window.source.size - behind, kDescriptorAndNextHeader);
+  checkDescriptor(item, window.bytes(behind, wanted), static_cast<std::size_t>(std::min(left, wanted)));
 }
 
 }  // namespace opc::model::zip

@@ -57,9 +57,9 @@ class Archive : public std::enable_shared_from_this<Archive> {
   /// Where the next item begins, or the directory: no byte of this item may stand there or beyond.
   std::uint64_t limitOf(std::size_t index) const;
 
-  /// Compares every local header with the directory, as openContent does for one. Throws InvalidPackage.
-  /// Reads in large steps, so that it costs little more than opening when the items are small.
-  void checkLocalHeaders() const;
+  /// Compares every local header and descriptor with the directory, as openContent does for one item. Throws
+  /// InvalidPackage. Reads in large steps, so that it costs little more than opening when the items are small.
+  void checkHeaders() const;
 
   /// Bytes in front of the first item; 0 for an ordinary archive.
   std::uint64_t prefixSize() const;
@@ -70,10 +70,12 @@ class Archive : public std::enable_shared_from_this<Archive> {
 
  private:
   struct Located;
+  struct Window;
 
   Archive() = default;
   void readDirectory(DirectoryPlace const& place);
   void checkPlaces();
+  void checkHeaders(std::size_t index, Window& window) const;
   Located locate(std::size_t index, std::uint64_t wanted) const;
   static std::unique_ptr<InputStream> unpackLocated(Entry const& item, ItemFacts const& facts, Located const& located);
 
