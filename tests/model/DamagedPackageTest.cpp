@@ -8,6 +8,8 @@
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/Package.hpp"
 #include "support/BoundedRun.hpp"
+#include "support/TestSupport.hpp"
+#include "zip/ZipTestSupport.hpp"
 
 /// A small package of which a part is missing or changed, exhaustively: refused with a typed error, or read
 /// as what it was; never anything else.
@@ -114,6 +116,34 @@ TEST_F(DamagedPackage, WithAnyByteOfALocalHeaderChangedIsRefusedOrTheSame) {
     zip::Entry const item = archive->entry(i);
     EXPECT_TRUE(expectRefusedOrTheSame(bytes, item.localHeaderOffset, archive->limitOf(i) - item.storedSize));
   }
+}
+
+/// As a streaming writer makes it on Unix: descriptors, sizes in zip64 fields, and zip64 end records.
+Bytes streamedPackage() {
+  using namespace zt_test;
+  RawArchive archive;
+  std::string const types = samples::contentTypes();
+  for (RawItem item : {deflatedItem("[Content_Types].xml", types), storedItem("a.xml", "alpha")}) {
+    std::string const values = le(item.central.stored, 8) + le(item.central.size, 8);
+    item = streamedItem(item, "PK\7\10" + le(item.central.crc, 4) + values);
+    item.local.extra = le(1, 2) + le(16, 2) + std::string(16, '\0');
+    item.local.stored = item.local.size = item.central.size = 0xFFFFFFFF;
+    item.central.extra = le(1, 2) + le(8, 2) + values.substr(8);
+    archive.items.push_back(item);
+  }
+  std::string const plain = archive.build();
+  auto const number = [&](std::size_t fromEnd) { return plain.substr(plain.size() - fromEnd, 4) + le(0, 4); };
+  archive.beforeEnd = "PK\6\6" + le(44, 8) + le(45, 2) + le(45, 2) + le(0, 8) + le(2, 8) + le(2, 8) + number(10) +
+                      number(6) + "PK\6\7" + le(0, 4) + le(plain.size() - 22, 8) + le(1, 4);
+  std::string bytes = archive.build();
+  for (std::size_t at = bytes.find("PK\1\2"); at != std::string::npos; at = bytes.find("PK\1\2", at + 1))
+    bytes[at + 5] = 3;
+  return bytesOf(bytes);
+}
+
+TEST_F(DamagedPackage, FromAStreamingWriterWithAnyByteChangedIsRefusedOrTheSame) {
+  Bytes const bytes = streamedPackage();
+  EXPECT_TRUE(expectRefusedOrTheSame(bytes, 0, bytes.size()));
 }
 
 TEST_F(DamagedPackage, WithAnyBitOfItsContentChangedIsRefusedOrTheSame) {
