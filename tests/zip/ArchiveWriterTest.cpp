@@ -164,7 +164,7 @@ TEST(ArchiveWriter, CopiesFromAFileIntoAFile) {
   std::string const bytes = archiveOf({{"a", compressible(1000)}, {"b", incompressible(700'000)}, {"c", mixed(kLong)}});
   zt_test::writeFile(directory / "from.zip", bytes);
   auto const archive = Archive::open(openFileBytes((directory / "from.zip").string()));
-  AtomicFile file((directory / "to.zip").string(), AtomicFile::Target::MustNotExist);
+  AtomicFile file((directory / "to.zip").string(), {.target = AtomicFile::Target::MustNotExist});
   ArchiveWriter writer(file);
   for (std::size_t i = 0; i < archive->size(); ++i) writer.copy(*archive, i);
   writer.finish();

@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 using Target = AtomicFile::Target;
 
 void put(fs::path const& path, std::string const& text, Target rule = Target::MayExist) {
-  AtomicFile file(path.string(), rule);
+  AtomicFile file(path.string(), {.target = rule});
   file.write(text.data(), text.size());
   file.commit();
 }
@@ -56,7 +56,7 @@ int codeOf(std::function<void()> const& action) {
 TEST(AtomicFile, AppearsAtCommit) {
   TemporaryDirectory directory;
   {
-    AtomicFile file((directory / "new").string(), Target::MayExist);
+    AtomicFile file((directory / "new").string(), {});
     file.write("content", 7);
     EXPECT_FALSE(fs::exists(directory / "new"));
     file.commit();
@@ -68,14 +68,14 @@ TEST(AtomicFile, AppearsAtCommit) {
 TEST(AtomicFile, LeavesTheTargetAloneWithoutCommit) {
   TemporaryDirectory directory;
   zt_test::writeFile(directory / "old", "old");
-  { AtomicFile((directory / "old").string(), Target::MayExist).write("new", 3); }
+  { AtomicFile((directory / "old").string(), {}).write("new", 3); }
   EXPECT_EQ(readFile(directory / "old"), "old");
   EXPECT_EQ(countFiles(directory.path()), 1u);
 }
 
 TEST(AtomicFile, WritesUnderARecognisablePrivateName) {
   TemporaryDirectory directory;
-  AtomicFile file((directory / "name.pkg").string(), Target::MayExist);
+  AtomicFile file((directory / "name.pkg").string(), {});
   std::string const temporary = onlyTemporary(directory.path());
   EXPECT_EQ(temporary.substr(0, 21), ".name.pkg.ztservices-");
   EXPECT_EQ(temporary.size(), 27u);
@@ -88,7 +88,7 @@ TEST(AtomicFile, CutsALongNameForItsTemporary) {
   std::string umlauts;
   for (int i = 0; i < NAME_MAX / 2; ++i) umlauts += "\u00E4";
   for (auto const& name : {ascii, umlauts}) {
-    AtomicFile file((directory / name).string(), Target::MayExist);
+    AtomicFile file((directory / name).string(), {});
     std::string const temporary = onlyTemporary(directory.path());
     EXPECT_LE(temporary.size(), static_cast<std::size_t>(NAME_MAX));
     EXPECT_EQ(temporary.find(name.substr(0, 200)), 1u);
@@ -162,7 +162,7 @@ TEST(AtomicFile, ReplacesNothingWhereNothingMayBe) {
 
 TEST(AtomicFile, ReplacesNothingThatAppearedMeanwhile) {
   TemporaryDirectory directory;
-  AtomicFile file((directory / "file").string(), Target::MustNotExist);
+  AtomicFile file((directory / "file").string(), {.target = Target::MustNotExist});
   file.write("mine", 4);
   zt_test::writeFile(directory / "file", "theirs");
   EXPECT_EQ(codeOf([&] { file.commit(); }), EEXIST);
@@ -235,7 +235,7 @@ TEST(AtomicFile, CopiesARangeOfAnotherFile) {
   std::string const text(3'000'000, 'x');
   zt_test::writeFile(directory / "from", "head" + text + "tail");
   std::FILE* const from = std::fopen((directory / "from").c_str(), "rb");
-  AtomicFile file((directory / "to").string(), Target::MayExist);
+  AtomicFile file((directory / "to").string(), {});
   file.write("[", 1);
   file.copyFrom(fileno(from), 4, text.size());
   file.write("]", 1);
@@ -248,7 +248,7 @@ TEST(AtomicFile, ReportsASourceThatIsTooShort) {
   TemporaryDirectory directory;
   zt_test::writeFile(directory / "from", "short");
   std::FILE* const from = std::fopen((directory / "from").c_str(), "rb");
-  AtomicFile file((directory / "to").string(), Target::MayExist);
+  AtomicFile file((directory / "to").string(), {});
   EXPECT_EQ(codeOf([&] { file.copyFrom(fileno(from), 2, 100); }), EIO);
   std::fclose(from);
   EXPECT_EQ(countFiles(directory.path()), 1u);
@@ -260,7 +260,7 @@ TEST(AtomicFile, CopiesFromAnotherDisk) {
   TemporaryDirectory directory;
   std::FILE* const from = std::fopen("/proc/self/maps", "rb");  // a file that the kernel does not copy
   ASSERT_NE(from, nullptr);
-  AtomicFile file((directory / "to").string(), Target::MayExist);
+  AtomicFile file((directory / "to").string(), {});
   file.copyFrom(fileno(from), 0, 100);
   file.commit();
   std::fclose(from);
@@ -272,7 +272,7 @@ TEST(AtomicFile, LeavesTheOldFileOnAFullDisk) {
   if (mount("none", directory.path().c_str(), "tmpfs", 0, "size=1m") != 0) GTEST_SKIP() << "cannot mount a small disk";
   zt_test::writeFile(directory / "file", "old");
   {
-    AtomicFile file((directory / "file").string(), Target::MayExist);
+    AtomicFile file((directory / "file").string(), {});
     std::string const large(2 << 20, 'x');
     EXPECT_EQ(codeOf([&] { file.write(large.data(), large.size()); }), ENOSPC);
     EXPECT_EQ(countFiles(directory.path()), 1u);
@@ -292,7 +292,7 @@ TEST(AtomicFile, ShowsThePathEscaped) {
 
 TEST(AtomicFile, IsInPlaceWhenTheDirectoryIsSyncedLater) {
   TemporaryDirectory directory;
-  AtomicFile file((directory / "new").string(), Target::MustNotExist);
+  AtomicFile file((directory / "new").string(), {.target = Target::MustNotExist});
   file.write("content", 7);
   file.replace();
   EXPECT_EQ(readFile(directory / "new"), "content");

@@ -102,4 +102,18 @@ class ZT_API CouldNotSavePackage : public Exception {
   using Exception::Exception;
 };
 
+/// A save would have lost somebody else's: the file was written, replaced or removed since this package opened or
+/// last saved it (code ESTALE). The file is left alone; open it anew, or save elsewhere with saveAs().
+class ZT_API PackageHasChanged : public CouldNotSavePackage {
+ public:
+  using CouldNotSavePackage::CouldNotSavePackage;
+};
+
+/// Others held the lock of the file's directory for so long that a save gave up (code EBUSY). Nothing has changed,
+/// and the save can be repeated.
+class ZT_API PackageIsBusy : public CouldNotSavePackage {
+ public:
+  using CouldNotSavePackage::CouldNotSavePackage;
+};
+
 }  // namespace opc::model

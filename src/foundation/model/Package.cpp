@@ -99,12 +99,22 @@ void adoptWritten(detail::PackageWriter& writer, OpenBytes const& openBytes) {
   }
 }
 
-void saveToFile(PackageState& state, std::string const& path, AtomicFile::Target rule) {
-  AtomicFile file(path, rule);
+AtomicFile::Rules rulesFor(Existing existing) {
+  return {.target = existing == Existing::Refuse ? AtomicFile::Target::MustNotExist : AtomicFile::Target::MayExist};
+}
+
+AtomicFile::Rules rulesOf(PackageState const& state) {
+  AtomicFile::Rules rules = rulesFor(state.mustBeNew ? Existing::Refuse : Existing::Replace);
+  rules.expected = state.identity;
+  return rules;
+}
+
+void saveToFile(PackageState& state, std::string const& path, AtomicFile::Rules const& rules) {
+  AtomicFile file(path, rules);
   detail::PackageWriter writer(state);
   writer.write(file);
   std::string bound = path;
-  file.replace();
+  state.identity = file.replace();
   // Whatever fails from here on, the package is at the path: the next save must expect it there.
   state.path = std::move(bound);
   state.mustBeNew = false;
@@ -154,7 +164,11 @@ std::unique_ptr<Package> Package::createInMemory() {
 std::unique_ptr<Package> Package::open(std::u16string const& path, AccessMode mode, OpenOptions const& options) {
   std::string const text = absolutePath(path);
   if (isCutOff(path)) throw zip::couldNotOpen(text, EINVAL);
-  return std::unique_ptr<Package>(new Package(openState(zip::openFileBytes(text), text, mode, options)));
+  auto bytes = zip::openFileBytes(text);
+  auto const identity = zip::FileIdentity::of(bytes->descriptor(), text.c_str());  // before anything is read
+  auto state = openState(std::move(bytes), text, mode, options);
+  state->identity = identity;
+  return std::unique_ptr<Package>(new Package(std::move(state)));
 }
 
 std::unique_ptr<Package> Package::openInMemory(std::vector<unsigned char> bytes, AccessMode mode,
@@ -171,7 +185,7 @@ void Package::save() {
   if (state.path.empty())
     saveInMemory(state);
   else
-    saveToFile(state, state.path, state.mustBeNew ? AtomicFile::Target::MustNotExist : AtomicFile::Target::MayExist);
+    saveToFile(state, state.path, rulesOf(state));
   state.managers->markClean();
 }
 
@@ -183,8 +197,7 @@ void Package::saveAs(std::u16string const& path, Existing existing) {
   if (text.empty()) throw zip::couldNotSave(text, ENOENT);
   if (existing == Existing::Refuse) requireNothingAt(text);
   gather(state);
-  saveToFile(state, text,
-             existing == Existing::Refuse ? AtomicFile::Target::MustNotExist : AtomicFile::Target::MayExist);
+  saveToFile(state, text, rulesFor(existing));
   state.managers->markClean();
 }
 

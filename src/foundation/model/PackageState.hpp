@@ -13,6 +13,7 @@
 #include "foundation/model/Interned.hpp"
 #include "foundation/model/PartTable.hpp"
 #include "foundation/zip/Archive.hpp"
+#include "foundation/zip/FileIdentity.hpp"
 #include "foundation/zip/Spool.hpp"
 #include "opc/model/PartName.hpp"
 
@@ -99,7 +100,8 @@ class PackageState {
 
   std::string path;  // UTF-8; empty: in memory
   bool isReadOnly = false;
-  bool mustBeNew = false;  // the first save must find nothing at the path
+  bool mustBeNew = false;                     // the first save must find nothing at the path
+  std::optional<zip::FileIdentity> identity;  // of the file at the path, as it was opened or last saved
   bool isSaving = false;
   bool isGone = false;  // the Package object, so that nothing will ever be saved
   zip::Effort effort = zip::Effort::Default;

@@ -3,24 +3,22 @@
 
 #include <fcntl.h>
 #include <stdio.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <filesystem>
 #include <fstream>
 
 #include "foundation/zip/FileIo.hpp"
+#include "foundation/zip/FileLock.hpp"
+#include "foundation/zip/TemporaryNames.hpp"
 #include "foundation/zip/ZipErrors.hpp"
 
 namespace opc::model::zip {
 namespace {
 namespace fs = std::filesystem;
 
-constexpr char kTemporaryMark[] = ".ztservices-";
-constexpr std::size_t kRandomCharacters = 6;
 constexpr int kAttempts = 100;
 constexpr mode_t kModeBits = 07777;
 
@@ -30,26 +28,6 @@ fs::path resolved(fs::path const& path, std::error_code& error) {
   if (error != std::errc::no_such_file_or_directory) return whole;
   fs::path const directory = fs::canonical(path.has_parent_path() ? path.parent_path() : fs::path("."), error);
   return directory / path.filename();
-}
-
-std::string randomCharacters() {
-  constexpr char kCharacters[] = "abcdefghijklmnopqrstuvwxyzABCDEF";  // 32, so that none is preferred
-  unsigned char random[kRandomCharacters];
-  if (getrandom(random, sizeof random, 0) != static_cast<ssize_t>(sizeof random)) return {};
-  std::string text;
-  for (unsigned char const byte : random) text += kCharacters[byte % 32];
-  return text;
-}
-
-/// `.NAME.ztservices-XXXXXX`, NAME cut (between characters) to what a directory can hold.
-std::string temporaryName(std::string name) {
-  std::size_t const most = NAME_MAX - 1 - (sizeof kTemporaryMark - 1) - kRandomCharacters;
-  if (name.size() > most) {
-    std::size_t end = most;
-    while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xC0) == 0x80) --end;
-    name.resize(end);
-  }
-  return "." + name + kTemporaryMark + randomCharacters();
 }
 
 /// The mask of this process, without setting it as umask() must.
@@ -78,7 +56,7 @@ int renameWithoutReplacing(int directory, char const* from, char const* to, bool
 
 struct AtomicFile::Impl {
   std::string target;  // as given, for messages
-  Target rule;
+  Rules rules;
   std::string name{};  // of the resolved target, in `directory`
   std::string temporary{};
   Descriptor directory{};
@@ -103,6 +81,14 @@ struct AtomicFile::Impl {
     temporary.clear();
   }
 
+  /// For the moments in which names are looked at and then changed.
+  void lock(DirectoryLock& names) {
+    int const error = names.acquire(rules.patience);
+    if (error != EWOULDBLOCK) return check(error);
+    discard();
+    throw packageIsBusy(target);
+  }
+
   void openDirectory() {
     if (target.empty()) fail(ENOENT);
     if (target.find('\0') != std::string::npos) fail(EINVAL);
@@ -111,10 +97,13 @@ struct AtomicFile::Impl {
     if (error) fail(error.value());
     name = path.filename().string();
     if (name.empty()) fail(EISDIR);
-    directory = Descriptor(open(path.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    // One that may be written and searched but not read will do, though it cannot be synced.
-    if (!directory && errno == EACCES)
-      directory = Descriptor(open(path.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    fs::path const parent = path.parent_path();
+    auto const openAs = [&](int flags) {
+      return Descriptor(repeatInterrupted([&] { return open(parent.c_str(), flags | O_DIRECTORY | O_CLOEXEC); }));
+    };
+    directory = openAs(O_RDONLY);
+    // One that may be written and searched but not read will do, though it can neither be locked nor synced.
+    if (!directory && errno == EACCES) directory = openAs(O_PATH);
     if (!directory) fail(errno);
   }
 
@@ -123,17 +112,35 @@ struct AtomicFile::Impl {
     struct stat status {};
     if (fstatat(directory.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
       if (errno != ENOENT) fail(errno);
+      if (rules.expected) failAsChanged();
       return;
     }
-    if (rule == Target::MustNotExist) fail(EEXIST);
+    if (rules.target == Target::MustNotExist) fail(EEXIST);
     if (S_ISDIR(status.st_mode)) fail(EISDIR);
     if (!S_ISREG(status.st_mode)) fail(EINVAL);
+    if (rules.expected && FileIdentity::of(status) != *rules.expected) failAsChanged();
+  }
+
+  [[noreturn]] void failAsChanged() {
+    discard();
+    throw packageHasChanged(target);
+  }
+
+  /// The target is checked now as well, so that a save in vain is found out before its work is done.
+  void begin() {
+    DirectoryLock names(directory.get());
+    lock(names);
+    checkTarget();
+    if (names.isHeld()) removeOrphans(directory.get(), name);
+    makeTemporary();
+    if (names.isHeld()) check(tryLock(file.get()));
   }
 
   void makeTemporary() {
-    for (int attempt = 0; attempt < kAttempts && !file; ++attempt) {
-      temporary = temporaryName(name);
-      file = Descriptor(openat(directory.get(), temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+      temporary = temporaryNameFor(name);
+      file = Descriptor(repeatInterrupted([&] { return openat(directory.get(), temporary.c_str(), kFlags, 0600); }));
       if (file) return;
       temporary.clear();  // it is not ours
       if (errno != EEXIST) fail(errno);
@@ -152,15 +159,18 @@ struct AtomicFile::Impl {
       if (errno != ENOENT) fail(errno);
       mode &= ~currentUmask();
     }
-    if (fchmod(file.get(), mode) != 0) fail(errno);
+    if (repeatInterrupted([&] { return fchmod(file.get(), mode); }) != 0) fail(errno);
   }
 
   /// As far as this process may. Returns the mode bits that would now be somebody else's: those of the
   /// group, and what lets a program run as its owner or group.
   mode_t takeOverOwner(struct stat const& old) {
     constexpr uid_t kSame = static_cast<uid_t>(-1);
-    if (fchown(file.get(), old.st_uid, old.st_gid) == 0) return 0;
-    if (errno != EPERM || (fchown(file.get(), kSame, old.st_gid) != 0 && errno != EPERM)) fail(errno);
+    auto const give = [this](uid_t owner, gid_t group) {
+      return repeatInterrupted([&] { return fchown(file.get(), owner, group); }) == 0;
+    };
+    if (give(old.st_uid, old.st_gid)) return 0;
+    if (errno != EPERM || (!give(kSame, old.st_gid) && errno != EPERM)) fail(errno);
     struct stat taken {};
     if (fstat(file.get(), &taken) != 0) fail(errno);
     mode_t const ofOwner = taken.st_uid == old.st_uid ? 0 : S_ISUID;
@@ -168,10 +178,16 @@ struct AtomicFile::Impl {
     return ofOwner | ofGroup;
   }
 
+  FileIdentity identity() {
+    struct stat status {};
+    if (fstat(file.get(), &status) != 0) fail(errno);
+    return FileIdentity::of(status);
+  }
+
   void moveIntoPlace() {
     int const from = directory.get();
     bool hasBoth = false;
-    if (rule == Target::MustNotExist)
+    if (rules.target == Target::MustNotExist)
       check(renameWithoutReplacing(from, temporary.c_str(), name.c_str(), hasBoth));
     else if (renameat(from, temporary.c_str(), from, name.c_str()) != 0)
       fail(errno);
@@ -193,10 +209,9 @@ fs::path AtomicFile::Impl::followTarget(fs::path const& target, std::error_code&
   return error ? path : resolved(path.parent_path() / link, error);
 }
 
-AtomicFile::AtomicFile(std::string const& target, Target rule) : impl_(new Impl{target, rule}) {
+AtomicFile::AtomicFile(std::string const& target, Rules const& rules) : impl_(new Impl{target, rules}) {
   impl_->openDirectory();
-  impl_->checkTarget();
-  impl_->makeTemporary();
+  impl_->begin();
 }
 
 AtomicFile::~AtomicFile() = default;
@@ -214,11 +229,16 @@ void AtomicFile::commit() {
   syncDirectory();
 }
 
-void AtomicFile::replace() {
+FileIdentity AtomicFile::replace() {
   impl_->takeOverAttributes();
   impl_->check(syncFully(impl_->file.get()));
+  FileIdentity const identity = impl_->identity();
+  DirectoryLock names(impl_->directory.get());
+  impl_->lock(names);
+  impl_->checkTarget();
   impl_->check(impl_->file.close());
   impl_->moveIntoPlace();
+  return identity;
 }
 
 /// Some file systems cannot sync a directory, and nobody can one that is open by its path alone.

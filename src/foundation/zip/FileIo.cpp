@@ -63,6 +63,7 @@ int writeFully(int fd, void const* data, std::size_t count) {
     ssize_t const put = ::write(fd, from, count);
     if (put < 0 && errno == EINTR) continue;
     if (put < 0) return errno;
+    if (put == 0) return EIO;  // whoever takes nothing would be asked for ever
     from += put;
     count -= static_cast<std::size_t>(put);
   }
@@ -75,6 +76,7 @@ int writeFullyAt(int fd, std::uint64_t offset, void const* data, std::size_t cou
     ssize_t const put = pwrite(fd, from, count, static_cast<off_t>(offset));
     if (put < 0 && errno == EINTR) continue;
     if (put < 0) return errno;
+    if (put == 0) return EIO;  // whoever takes nothing would be asked for ever
     from += put;
     offset += static_cast<std::size_t>(put);
     count -= static_cast<std::size_t>(put);
@@ -83,9 +85,7 @@ int writeFullyAt(int fd, std::uint64_t offset, void const* data, std::size_t cou
 }
 
 int syncFully(int fd) {
-  while (fsync(fd) != 0)
-    if (errno != EINTR) return errno;
-  return 0;
+  return repeatInterrupted([fd] { return fsync(fd); }) == 0 ? 0 : errno;
 }
 
 int copyRange(int from, std::uint64_t offset, std::uint64_t count, int to) {

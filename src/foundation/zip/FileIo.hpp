@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -21,11 +22,20 @@ class Descriptor {
 
   int get() const { return fd_; }
   explicit operator bool() const { return fd_ >= 0; }
+  int release() { return std::exchange(fd_, -1); }
   int close();
 
  private:
   int fd_;
 };
+
+/// The result of a system call, which is made again as long as a signal interrupts it.
+template <typename Call>
+auto repeatInterrupted(Call call) {
+  auto result = call();
+  while (result == -1 && errno == EINTR) result = call();
+  return result;
+}
 
 /// What `readFully` returns when the file ends before the buffer is full.
 inline constexpr int kEndOfFile = -1;

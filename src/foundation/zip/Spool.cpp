@@ -2,7 +2,6 @@
 #include "foundation/zip/Spool.hpp"
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +12,7 @@
 
 #include "foundation/zip/FileIo.hpp"
 #include "foundation/zip/ItemStream.hpp"
+#include "foundation/zip/TemporaryNames.hpp"
 #include "foundation/zip/ZipErrors.hpp"
 
 namespace opc::model::zip {
@@ -31,11 +31,16 @@ std::string temporaryDirectory() {
 /// with errno set, where the directory gives none.
 Descriptor tryUnnamedFile(std::string const& directory) {
   if (directory.find('\0') != std::string::npos) throw couldNotSave(directory, EINVAL);
-  Descriptor file(open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
-  if (file) return file;
-  std::string name = directory + "/.ztservices-XXXXXX";
-  file = Descriptor(mkostemp(name.data(), O_CLOEXEC));
-  if (file && unlink(name.c_str()) != 0) throw couldNotSave(name, errno);
+  auto const make = [](std::string const& path, int flags) {
+    return Descriptor(repeatInterrupted([&] { return open(path.c_str(), flags | O_RDWR | O_CLOEXEC, 0600); }));
+  };
+  Descriptor file = make(directory, O_TMPFILE);
+  // EISDIR is the answer of a kernel that does not know the flag.
+  if (file || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)) return file;
+  std::string const name = directory + "/" + temporaryNameForSpool();
+  file = make(name, O_CREAT | O_EXCL);
+  // A save of somebody else may have taken the name for one left behind, which is as good.
+  if (file && unlink(name.c_str()) != 0 && errno != ENOENT) throw couldNotSave(name, errno);
   return file;
 }
 

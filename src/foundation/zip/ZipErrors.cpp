@@ -2,6 +2,7 @@
 #include "foundation/zip/ZipErrors.hpp"
 
 #include <boost/system/error_code.hpp>
+#include <cerrno>
 
 #include "opc/Strings.hpp"
 
@@ -63,6 +64,16 @@ CouldNotOpenPackage couldNotOpen(std::string const& path, int error) {
 CouldNotSavePackage couldNotSave(std::string const& path, int error) {
   auto const code = codeOf(error);
   return CouldNotSavePackage("Could not save package: " + shownPath(path) + ": " + code.message(), code);
+}
+
+PackageHasChanged packageHasChanged(std::string const& path) {
+  return PackageHasChanged("Could not save package: " + shownPath(path) + ": it was changed since it was opened",
+                           codeOf(ESTALE));
+}
+
+PackageIsBusy packageIsBusy(std::string const& path) {
+  return PackageIsBusy("Could not save package: " + shownPath(path) + ": its directory is locked by another process",
+                       codeOf(EBUSY));
 }
 
 CouldNotSavePackage couldNotSaveItem(std::string_view rawName, std::string_view what) {

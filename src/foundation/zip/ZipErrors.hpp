@@ -38,6 +38,8 @@ InvalidPackage damagedArchive(std::string_view rawName, std::string_view what);
 /// `path` is UTF-8, `error` an errno value.
 CouldNotOpenPackage couldNotOpen(std::string const& path, int error);
 CouldNotSavePackage couldNotSave(std::string const& path, int error);
+PackageHasChanged packageHasChanged(std::string const& path);
+PackageIsBusy packageIsBusy(std::string const& path);
 /// An item that the format cannot hold.
 CouldNotSavePackage couldNotSaveItem(std::string_view rawName, std::string_view what);
 
