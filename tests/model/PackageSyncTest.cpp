@@ -1,31 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <sys/stat.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <functional>
 #include <gtest/gtest.h>
 
 #include "model/ModelSamples.hpp"
+#include "model/SystemCalls.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "support/TestSupport.hpp"
-
-namespace {
-
-bool failsForDirectories = false;
-
-}  // namespace
-
-/// In the place of the system's, so that it can fail as on a disk that is about to break.
-extern "C" int fsync(int file) {
-  struct stat status {};
-  if (failsForDirectories && fstat(file, &status) == 0 && S_ISDIR(status.st_mode)) {
-    errno = EIO;
-    return -1;
-  }
-  return static_cast<int>(syscall(SYS_fsync, file));
-}
 
 namespace opc::model {
 namespace {
@@ -34,9 +15,9 @@ using samples::create;
 using samples::read;
 
 void expectSyncToFail(std::function<void()> const& save, std::string const& path) {
-  failsForDirectories = true;
+  zt_test::calls::begin("fsync directory", EIO);
   EXPECT_THROW_MESSAGE(save(), CouldNotSavePackage, "Could not save package: " + path + ": Input/output error");
-  failsForDirectories = false;
+  zt_test::calls::end();
 }
 
 TEST(PackageSync, LeavesANewPackageInPlaceThatCanBeSavedAgain) {

@@ -65,7 +65,16 @@ class ZT_API Package : public RelationshipSource {
   /// the whole new one. After an exception the file is as before, the managers are still dirty and the
   /// package can be used and saved again. Throws InvalidState, naming the part, while an output stream is
   /// open or when a manager calls this, what an unclosed stream could not complete, PackageIsReadOnly,
-  /// CouldNotSavePackage. In memory it replaces the bytes that the package reads from. One failure comes
+  /// CouldNotSavePackage, CouldNotOpenPackage when what is kept can no longer be read from the old file.
+  ///
+  /// A file that is no longer the one that was opened or last saved is never overwritten: PackageHasChanged. That
+  /// is checked before the work and again, under an advisory lock (flock) of the directory, right before the file
+  /// is replaced, so that of several processes that edit one package none loses what another has saved. The lock is
+  /// held for instants and waited for; PackageIsBusy after ten seconds. Where the system has no such lock for the
+  /// directory (some network file systems, a directory that may not be read) the save goes without it.
+  /// A save removes the temporary files that killed processes have left beside the package.
+  ///
+  /// In memory it replaces the bytes that the package reads from. One failure comes
   /// after the replacement: when the directory cannot be synced, CouldNotSavePackage means that the new
   /// package is in place, but may not survive a power failure; saving again is all there is to do.
   void save();
