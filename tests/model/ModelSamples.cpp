@@ -2,6 +2,7 @@
 #include "model/ModelSamples.hpp"
 
 #include "foundation/zip/ArchiveWriter.hpp"
+#include "foundation/zip/ContentWriter.hpp"
 #include "opc/Strings.hpp"
 #include "support/TestSupport.hpp"
 

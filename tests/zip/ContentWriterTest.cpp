@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include "foundation/zip/ContentWriter.hpp"
 #include "foundation/zip/Deflate.hpp"
 #include "foundation/zip/Spool.hpp"
 #include "opc/Streams.hpp"

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "foundation/zip/ContentWriter.hpp"
 #include "foundation/zip/Inflate.hpp"
 #include "support/TestSupport.hpp"
 

@@ -266,4 +266,6 @@ std::vector<std::u16string> Package::getItemNames() const {
 
 void Package::setCompressionLevel(CompressionLevel level) { state().effort = effortOf(level); }
 
+void Package::setCompressionThreads(unsigned count) { state().deflating.setThreads(count); }
+
 }  // namespace opc::model

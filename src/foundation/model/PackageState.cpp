@@ -10,6 +10,7 @@
 #include "foundation/model/PartNameRules.hpp"
 #include "foundation/model/PieceStream.hpp"
 #include "foundation/model/RelationshipsPart.hpp"
+#include "foundation/zip/ContentWriter.hpp"
 #include "foundation/zip/ZipFormat.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
@@ -88,6 +89,7 @@ void PackageState::erase(PartTable::iterator part) {
 }
 
 std::unique_ptr<InputStream> PackageState::openContent(PartTable::iterator part) {
+  awaitContent(part);
   refresh(part);
   PartRecord const& record = part->second;
   switch (record.place) {
@@ -106,6 +108,7 @@ std::unique_ptr<InputStream> PackageState::openContent(PartTable::iterator part)
 }
 
 std::uint64_t PackageState::sizeOf(PartTable::iterator part) {
+  awaitContent(part);
   refresh(part);
   PartRecord const& record = part->second;
   if (record.place == Place::Archive) return archive->entry(static_cast<std::size_t>(record.offset)).size;
@@ -116,6 +119,7 @@ std::uint64_t PackageState::sizeOf(PartTable::iterator part) {
 }
 
 std::uint64_t PackageState::storedSizeOf(PartTable::iterator part) {
+  awaitContent(part);
   refresh(part);
   PartRecord const& record = part->second;
   if (record.place == Place::Archive) return archive->entry(static_cast<std::size_t>(record.offset)).storedSize;
@@ -158,6 +162,11 @@ void PackageState::setContent(PartRecord& record, zip::Content const& content) {
   record.crc = content.crc;
   record.isDeflated = content.method == zip::kDeflated;
   record.place = Place::Spool;
+}
+
+void PackageState::awaitContent(PartTable::const_iterator part) {
+  auto const write = writes.empty() ? writes.end() : writes.find(nameOf(part));
+  if (write != writes.end() && write->second->isDeflating) deflating.deliverAll();
 }
 
 RelationshipSet* PackageState::relationshipsOf(std::string_view source) {
@@ -204,7 +213,8 @@ void PackageState::requireWritable() const {
   if (isReadOnly) throw PackageIsReadOnly(messages::packageIsReadOnly(path));
 }
 
-void PackageState::requireNoOpenWrites() const {
+void PackageState::requireNoOpenWrites() {
+  deflating.deliverAll();
   for (auto const& [name, write] : writes)
     if (write->isOpen) throw InvalidState(messages::streamIsOpen(name));
   for (auto const& [name, write] : writes)

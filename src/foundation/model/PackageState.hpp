@@ -13,6 +13,7 @@
 #include "foundation/model/Interned.hpp"
 #include "foundation/model/PartTable.hpp"
 #include "foundation/zip/Archive.hpp"
+#include "foundation/zip/DeflateQueue.hpp"
 #include "foundation/zip/FileIdentity.hpp"
 #include "foundation/zip/Spool.hpp"
 #include "opc/model/PartName.hpp"
@@ -24,10 +25,12 @@ class ManagerRegistry;
 inline constexpr char16_t kRelationshipsType[] = u"application/vnd.openxmlformats-package.relationships+xml";
 inline constexpr char kContentTypesItem[] = "[Content_Types].xml";
 
-/// One output stream of a part: under way, or what it could not complete when it was destroyed unclosed.
+/// One output stream of a part: under way, or being deflated, or what it could not complete when it was destroyed
+/// unclosed.
 struct PartWrite {
   bool isOpen = true;
-  bool isDeleted = false;  // the part was deleted meanwhile
+  bool isDeflating = false;  // closed, and its content is not the part's yet
+  bool isDeleted = false;    // the part was deleted meanwhile
   std::exception_ptr failure;
 };
 
@@ -76,6 +79,8 @@ class PackageState {
   /// What a record in the spool, or nowhere, stands for.
   zip::Content contentOf(PartRecord const& record) const;
   void setContent(PartRecord& record, zip::Content const& content);
+  /// Waits for the threads that deflate what was written to the part, if any do.
+  void awaitContent(PartTable::const_iterator part);
 
   /// The relationships of a source (empty for the package), or null where it has none.
   RelationshipSet* relationshipsOf(std::string_view source);
@@ -93,8 +98,9 @@ class PackageState {
   void requirePackage() const;
   /// The same, and PackageIsReadOnly.
   void requireWritable() const;
-  /// Throws InvalidState while an output stream is open, and what an unclosed one could not complete.
-  void requireNoOpenWrites() const;
+  /// Waits for the threads that deflate. Throws what went wrong there, InvalidState while an output stream is open,
+  /// and what an unclosed one could not complete.
+  void requireNoOpenWrites();
 
   std::string_view nameOf(LooseItem const& item) const;
 
@@ -117,7 +123,8 @@ class PackageState {
   std::map<std::string, MediaType const*> defaults;                       // by extension in lower case
   std::map<std::string, MediaType const*> overrides;                      // of what is no part, by part name as written
   std::map<std::string, std::shared_ptr<PartWrite>, std::less<>> writes;  // by part name
-  std::shared_ptr<ManagerRegistry> managers;                              // null in a package that is being made
+  zip::DeflateQueue deflating;
+  std::shared_ptr<ManagerRegistry> managers;  // null in a package that is being made
 
  private:
   std::uint16_t numberOf(std::shared_ptr<zip::Spool const> const& contentSpool);

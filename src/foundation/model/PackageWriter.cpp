@@ -7,6 +7,7 @@
 #include "foundation/core/Narrow.hpp"
 #include "foundation/model/ContentTypesPart.hpp"
 #include "foundation/model/PartNameRules.hpp"
+#include "foundation/zip/ContentWriter.hpp"
 #include "opc/model/Exceptions.hpp"
 
 namespace opc::model::detail {

@@ -23,8 +23,9 @@ std::shared_ptr<PartWrite> begin(PackageState& state, std::string const& name) {
 PartOutputStream::PartOutputStream(std::shared_ptr<PackageState> state, PartTable::iterator part)
     : state_(std::move(state)),
       name_(PackageState::nameOf(part)),
-      writer_(state_->spool, part->second.isStored ? zip::Effort::Store : state_->effort),
+      writer_(state_->spool, part->second.isStored ? zip::Effort::Store : state_->effort, &state_->deflating),
       exceptionsAtStart_(std::uncaught_exceptions()) {
+  state_->awaitContent(part);
   auto const other = state_->writes.find(name_);
   if (other != state_->writes.end() && other->second->isOpen) throw InvalidState(messages::streamIsOpen(name_));
   write_ = begin(*state_, name_);
@@ -40,7 +41,7 @@ PartOutputStream::~PartOutputStream() {
     complete();
   } catch (...) {
     write_->failure = std::current_exception();  // for the package's next save
-    write_->isOpen = false;
+    write_->isOpen = write_->isDeflating = false;
   }
 }
 
@@ -63,14 +64,17 @@ void PartOutputStream::close() {
 void PartOutputStream::complete() {
   state_->requirePackage();
   if (write_->isDeleted) throw PartNotFound(messages::partNotFound(wideName(name_)));
-  writer_.close();
-  PartTable::iterator const part = state_->find(name_);
-  state_->setContent(part->second, writer_.content());
-  state_->writes.erase(name_);
+  write_->isDeflating = true;
+  writer_.closeLater([state = state_.get(), name = name_, write = write_](zip::Content const& content) {
+    if (write->isDeleted) return;
+    state->setContent(state->find(name)->second, content);
+    state->writes.erase(name);
+  });
+  write_->isOpen = false;
 }
 
 void PartOutputStream::abandon() noexcept {
-  write_->isOpen = false;
+  write_->isOpen = write_->isDeflating = false;
   if (!write_->isDeleted && !write_->failure) state_->writes.erase(name_);
 }
 

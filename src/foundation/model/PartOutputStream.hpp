@@ -5,12 +5,13 @@
 #include <string>
 
 #include "foundation/model/PackageState.hpp"
-#include "foundation/zip/Spool.hpp"
+#include "foundation/zip/ContentWriter.hpp"
 #include "opc/Streams.hpp"
 
 namespace opc::model::detail {
 
-/// Replaces the bytes of a part when it is closed. Keeps the package's data alive.
+/// Replaces the bytes of a part when it is closed, at once or when the package's threads have deflated them. Keeps
+/// the package's data alive.
 class PartOutputStream final : public OutputStream {
  public:
   /// Throws InvalidState when another one is open for the part.

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "foundation/zip/ContentWriter.hpp"
+
 #include <algorithm>
 #include <exception>
 #include <optional>
@@ -6,7 +8,6 @@
 #include <vector>
 
 #include "foundation/zip/Deflate.hpp"
-#include "foundation/zip/Spool.hpp"
 #include "foundation/zip/ZipErrors.hpp"
 #include "foundation/zip/ZipFormat.hpp"
 
@@ -15,23 +16,133 @@ namespace {
 
 constexpr std::size_t kWholeBytes = 8u << 20;
 
+using Bytes = std::vector<unsigned char>;
+
+/// Where a content comes to be; shared by its writer and the tasks that deflate it.
+struct Delivery {
+  std::shared_ptr<Spool> spool;
+  std::shared_ptr<Spool> lane{};  // once the content is long
+  Content content{};
+  std::function<void(Content const&)> done{};
+  bool isAbandoned = false;
+  bool isComplete = false;
+
+  Delivery(Delivery const&) = delete;
+  Delivery& operator=(Delivery const&) = delete;
+  explicit Delivery(std::shared_ptr<Spool> to) : spool(std::move(to)) {}
+  ~Delivery() { giveBack(); }
+
+  void giveBack() {
+    if (auto const borrowed = std::exchange(lane, nullptr)) borrowed->giveBack();
+  }
+
+  void store(void const* data, std::size_t count) {
+    std::uint64_t const offset = (lane ? lane : spool)->append(data, count);
+    if (content.storedSize == 0) content.offset = offset;
+    content.storedSize += count;
+  }
+
+  void complete(std::uint16_t method) {
+    content.method = method;
+    content.spool = lane ? lane : spool;
+    if (done) done(content);
+    isComplete = true;
+    giveBack();
+  }
+};
+
+/// Stores something in one step, however often it is tried, and may complete the content.
+class StoringTask : public DeflateQueue::Task {
+ public:
+  explicit StoringTask(std::shared_ptr<Delivery> to) : to_(std::move(to)) {}
+
+  void deliver() final {
+    if (to_->isAbandoned) return;
+    if (!isStored_) storeResult(*to_);
+    isStored_ = true;
+    finish(*to_);
+  }
+
+ private:
+  virtual void storeResult(Delivery& to) = 0;
+  virtual void finish(Delivery& to) = 0;
+
+  std::shared_ptr<Delivery> to_;
+  bool isStored_ = false;
+};
+
+class WholeTask final : public StoringTask {
+ public:
+  WholeTask(std::shared_ptr<Delivery> to, Effort effort, Bytes bytes)
+      : StoringTask(std::move(to)), effort_(effort), bytes_(std::move(bytes)) {}
+
+  void run() override {
+    bool const isWorthIt =
+        effort_ != Effort::Store && (bytes_.size() <= kProbeSize || doesShrink(bytes_.data(), kProbeSize));
+    if (isWorthIt) deflated_ = deflateWhole(effort_, bytes_.data(), bytes_.size());
+    if (isDeflated()) bytes_ = {};
+  }
+
+ private:
+  bool isDeflated() const { return deflated_.size > 0; }
+
+  void storeResult(Delivery& to) override {
+    if (isDeflated())
+      to.store(deflated_.data.get(), deflated_.size);
+    else
+      to.store(bytes_.data(), bytes_.size());
+  }
+
+  void finish(Delivery& to) override { to.complete(isDeflated() ? kDeflated : kStored); }
+
+  Effort effort_;
+  Bytes bytes_;
+  Buffer deflated_{0};
+};
+
+class ChunkTask final : public StoringTask {
+ public:
+  /// The first `before` bytes are those in front of the chunk.
+  ChunkTask(std::shared_ptr<Delivery> to, Effort effort, Bytes bytes, std::size_t before, bool last)
+      : StoringTask(std::move(to)), effort_(effort), bytes_(std::move(bytes)), before_(before), last_(last) {}
+
+  void run() override {
+    deflated_ = deflateChunk(effort_, bytes_.data(), before_, bytes_.data() + before_, bytes_.size() - before_, last_);
+    bytes_ = {};
+  }
+
+ private:
+  void storeResult(Delivery& to) override { to.store(deflated_.data.get(), deflated_.size); }
+
+  void finish(Delivery& to) override {
+    if (last_) to.complete(kDeflated);
+  }
+
+  Effort effort_;
+  Bytes bytes_;
+  std::size_t before_;
+  bool last_;
+  Buffer deflated_{0};
+};
+
 }  // namespace
 
 /// Content goes through three states: held back while it is at most kWholeBytes; beyond that a decision
 /// taken from its beginning, stored or deflated in chunks; complete.
 struct ContentWriter::Impl {
-  std::shared_ptr<Spool> spool;
+  std::shared_ptr<Delivery> delivery;
   Effort effort;
-  std::vector<unsigned char> held{};  // not in the spool yet; in chunks preceded by `before` bytes of the last one
+  DeflateQueue* queue;
+  Bytes held{};  // neither stored nor in a task yet; in chunks preceded by `before` bytes of the last one
   std::size_t before = 0;
-  std::shared_ptr<Spool> lane{};          // once the content is long
-  std::optional<ChunkDeflater> chunks{};  // unless it is stored
-  Content content{};
+  bool inChunks = false;
   std::exception_ptr failure{};
   bool closed = false;
 
   ~Impl() {
-    if (lane) lane->giveBack();
+    if (closed) return;
+    delivery->isAbandoned = true;
+    delivery->giveBack();
   }
 
   template <typename Action>
@@ -45,12 +156,19 @@ struct ContentWriter::Impl {
     }
   }
 
+  void perform(std::unique_ptr<StoringTask> task, std::size_t size) const {
+    if (queue) return queue->add(std::move(task), size);
+    task->run();
+    task->deliver();
+  }
+
   void hold(unsigned char const* data, std::size_t count) { held.insert(held.end(), data, data + count); }
 
   void take(unsigned char const* data, std::size_t count) {
+    Content& content = delivery->content;
     content.crc = crcOf(content.crc, data, count);
     content.size += count;
-    if (!lane) {
+    if (!delivery->lane) {
       std::size_t const room = std::min(count, kWholeBytes - held.size());
       hold(data, room);
       if (room == count) return;
@@ -58,34 +176,31 @@ struct ContentWriter::Impl {
       data += room;
       count -= room;
     }
-    if (chunks)
+    if (inChunks)
       takeChunks(data, count);
     else
-      store(*lane, data, count);
+      delivery->store(data, count);
   }
 
   void becomeLong() {
-    lane = spool->borrowLane();
-    content.offset = lane->size();
-    std::vector<unsigned char> const beginning = std::move(held);
-    held = {};
-    if (effort != Effort::Store && doesShrink(beginning.data(), kProbeSize)) {
-      chunks.emplace(effort);
-      held.reserve(ChunkDeflater::kWindow + ChunkDeflater::kChunk);
+    delivery->lane = delivery->spool->borrowLane();
+    Bytes const beginning = std::exchange(held, {});
+    inChunks = effort != Effort::Store && doesShrink(beginning.data(), kProbeSize);
+    if (inChunks)
       takeChunks(beginning.data(), beginning.size());
-    } else {
-      store(*lane, beginning.data(), beginning.size());
-    }
+    else
+      delivery->store(beginning.data(), beginning.size());
   }
 
   /// A full chunk waits for what follows it, since the last one ends differently.
   void takeChunks(unsigned char const* data, std::size_t count) {
     while (count > 0) {
-      std::size_t const room = before + ChunkDeflater::kChunk - held.size();
+      std::size_t const room = before + kDeflateChunk - held.size();
       if (room == 0) {
         deflateHeld(false);
         continue;
       }
+      held.reserve(before + kDeflateChunk);
       std::size_t const step = std::min(count, room);
       hold(data, step);
       data += step;
@@ -94,41 +209,26 @@ struct ContentWriter::Impl {
   }
 
   void deflateHeld(bool last) {
-    auto const deflated = chunks->deflateChunk(held.data(), before, held.data() + before, held.size() - before, last);
-    store(*lane, deflated.data, deflated.size);
-    before = ChunkDeflater::kWindow;
-    held.erase(held.begin(), held.end() - static_cast<std::ptrdiff_t>(before));
-  }
-
-  void store(Spool& to, void const* data, std::size_t count) {
-    to.append(data, count);
-    content.storedSize += count;
+    Bytes const window(held.end() - static_cast<std::ptrdiff_t>(std::min(held.size(), kDeflateWindow)), held.end());
+    std::size_t const size = held.size();
+    perform(std::make_unique<ChunkTask>(delivery, effort, std::exchange(held, {}), before, last), size);
+    held = window;
+    before = window.size();
   }
 
   void complete() {
-    if (!lane) {
-      completeShort();
-      content.spool = spool;
-      return;
-    }
-    if (chunks) deflateHeld(true);
-    content.method = chunks ? kDeflated : kStored;
-    content.spool = lane;
-  }
-
-  void completeShort() {
-    content.offset = spool->size();
-    bool const probed = effort != Effort::Store && (held.size() <= kProbeSize || doesShrink(held.data(), kProbeSize));
-    Buffer const deflated = probed ? deflateWhole(effort, held.data(), held.size()) : Buffer(0);
-    content.method = deflated.size > 0 ? kDeflated : kStored;
-    if (deflated.size > 0)
-      store(*spool, deflated.data.get(), deflated.size);
+    std::size_t const size = held.size();
+    if (inChunks)
+      deflateHeld(true);
+    else if (delivery->lane)
+      delivery->complete(kStored);
     else
-      store(*spool, held.data(), held.size());
+      perform(std::make_unique<WholeTask>(delivery, effort, std::exchange(held, {})), size);
   }
 };
 
-ContentWriter::ContentWriter(std::shared_ptr<Spool> spool, Effort effort) : impl_(new Impl{std::move(spool), effort}) {}
+ContentWriter::ContentWriter(std::shared_ptr<Spool> spool, Effort effort, DeflateQueue* queue)
+    : impl_(new Impl{std::make_shared<Delivery>(std::move(spool)), effort, queue}) {}
 
 ContentWriter::~ContentWriter() = default;
 
@@ -138,17 +238,21 @@ void ContentWriter::write(void const* data, std::size_t count) {
 }
 
 void ContentWriter::close() {
+  closeLater({});
+  if (!impl_->delivery->isComplete) impl_->queue->deliverAll();
+}
+
+void ContentWriter::closeLater(std::function<void(Content const&)> done) {
   if (impl_->closed) return;
+  impl_->delivery->done = std::move(done);
   impl_->guarded([&] { impl_->complete(); });
   impl_->closed = true;
   impl_->held = {};
-  impl_->chunks.reset();
-  if (auto const lane = std::exchange(impl_->lane, nullptr)) lane->giveBack();
 }
 
 Content const& ContentWriter::content() const {
-  if (!impl_->closed) throw InvalidState("The content is not complete");
-  return impl_->content;
+  if (!impl_->delivery->isComplete) throw InvalidState("The content is not complete");
+  return impl_->delivery->content;
 }
 
 }  // namespace opc::model::zip

@@ -2,6 +2,7 @@
 #include "foundation/zip/Deflate.hpp"
 
 #include <libdeflate.h>
+#include <zlib.h>
 
 #include <array>
 #include <new>
@@ -40,6 +41,29 @@ libdeflate_compressor* compressor(int level) {
   return place.get();
 }
 
+/// The bound of zlib is for one block sequence that is finished; a sync flush adds an empty block.
+constexpr std::size_t kFlushRoom = 64;
+
+class ChunkStream {
+ public:
+  explicit ChunkStream(int level) {
+    if (deflateInit2(&stream, level, Z_DEFLATED, -MAX_WBITS, MAX_MEM_LEVEL, Z_DEFAULT_STRATEGY) != Z_OK)
+      throw std::bad_alloc();
+  }
+  ~ChunkStream() { deflateEnd(&stream); }
+  ChunkStream(ChunkStream const&) = delete;
+  ChunkStream& operator=(ChunkStream const&) = delete;
+
+  z_stream stream{};
+};
+
+z_stream& chunkStream(int level) {
+  thread_local std::array<std::unique_ptr<ChunkStream>, 10> kept;
+  auto& place = kept.at(static_cast<std::size_t>(level));
+  if (!place) place = std::make_unique<ChunkStream>(level);
+  return place->stream;
+}
+
 }  // namespace
 
 bool doesShrink(void const* data, std::size_t count) {
@@ -54,29 +78,20 @@ Buffer deflateWhole(Effort effort, void const* data, std::size_t count) {
   return deflated;
 }
 
-ChunkDeflater::ChunkDeflater(Effort effort) {
-  if (deflateInit2(&stream_, levelOf(effort), Z_DEFLATED, -MAX_WBITS, MAX_MEM_LEVEL, Z_DEFAULT_STRATEGY) != Z_OK)
-    throw std::bad_alloc();
-  // The bound of zlib is for one block sequence that is finished; a sync flush adds an empty block.
-  constexpr std::size_t kFlushRoom = 64;
-  output_ = Buffer(deflateBound(&stream_, kChunk) + kFlushRoom);
-}
-
-ChunkDeflater::~ChunkDeflater() { deflateEnd(&stream_); }
-
-ChunkDeflater::Result ChunkDeflater::deflateChunk(void const* before, std::size_t beforeCount, void const* data,
-                                                  std::size_t count, bool last) {
-  deflateReset(&stream_);
-  if (beforeCount > 0)
-    deflateSetDictionary(&stream_, static_cast<Bytef const*>(before), static_cast<uInt>(beforeCount));
-  stream_.next_in = static_cast<Bytef*>(const_cast<void*>(data));  // zlib does not write to it
-  stream_.avail_in = static_cast<uInt>(count);
-  stream_.next_out = output_.data.get();
-  stream_.avail_out = static_cast<uInt>(output_.size);
-  int const result = deflate(&stream_, last ? Z_FINISH : Z_SYNC_FLUSH);
-  if (result != (last ? Z_STREAM_END : Z_OK) || stream_.avail_out == 0)
-    throw Exception("A chunk could not be deflated");
-  return {output_.data.get(), output_.size - stream_.avail_out};
+Buffer deflateChunk(Effort effort, void const* before, std::size_t beforeCount, void const* data, std::size_t count,
+                    bool last) {
+  z_stream& stream = chunkStream(levelOf(effort));
+  Buffer deflated(deflateBound(&stream, static_cast<uLong>(count)) + kFlushRoom);
+  deflateReset(&stream);
+  if (beforeCount > 0) deflateSetDictionary(&stream, static_cast<Bytef const*>(before), static_cast<uInt>(beforeCount));
+  stream.next_in = static_cast<Bytef*>(const_cast<void*>(data));  // zlib does not write to it
+  stream.avail_in = static_cast<uInt>(count);
+  stream.next_out = deflated.data.get();
+  stream.avail_out = static_cast<uInt>(deflated.size);
+  int const result = deflate(&stream, last ? Z_FINISH : Z_SYNC_FLUSH);
+  if (result != (last ? Z_STREAM_END : Z_OK) || stream.avail_out == 0) throw Exception("A chunk could not be deflated");
+  deflated.size -= stream.avail_out;
+  return deflated;
 }
 
 }  // namespace opc::model::zip

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <zlib.h>
-
 #include <cstddef>
 
 #include "foundation/zip/Inflate.hpp"
@@ -20,28 +18,13 @@ bool doesShrink(void const* data, std::size_t count);
 /// Deflates everything at once. The result is empty when it would not be smaller than the content.
 Buffer deflateWhole(Effort effort, void const* data, std::size_t count);
 
-/// Deflates content in chunks that are independent but for the 32 KiB in front of each, so that memory is
-/// bounded and the bytes depend on nothing but the content.
-class ChunkDeflater {
- public:
-  static constexpr std::size_t kChunk = 1u << 20;
-  static constexpr std::size_t kWindow = 32u << 10;
+inline constexpr std::size_t kDeflateChunk = 1u << 20;
+inline constexpr std::size_t kDeflateWindow = 32u << 10;
 
-  explicit ChunkDeflater(Effort effort);
-  ~ChunkDeflater();
-  ChunkDeflater(ChunkDeflater const&) = delete;
-  ChunkDeflater& operator=(ChunkDeflater const&) = delete;
-
-  /// `before` are the up to kWindow bytes that precede the chunk. The result is valid until the next call.
-  struct Result {
-    unsigned char const* data;
-    std::size_t size;
-  };
-  Result deflateChunk(void const* before, std::size_t beforeCount, void const* data, std::size_t count, bool last);
-
- private:
-  z_stream stream_{};
-  Buffer output_{0};
-};
+/// Deflates one chunk of a content, of kDeflateChunk bytes unless it is the `last`. Chunks are independent but for
+/// the up to kDeflateWindow bytes `before` each, so that memory is bounded, several can be deflated at a time, and
+/// the bytes depend on nothing but the content.
+Buffer deflateChunk(Effort effort, void const* before, std::size_t beforeCount, void const* data, std::size_t count,
+                    bool last);
 
 }  // namespace opc::model::zip

@@ -58,23 +58,4 @@ struct Content {
   std::unique_ptr<InputStream> open(std::string const& name) const;
 };
 
-/// Compresses what is written into a spool. Content is deflated whole up to 8 MiB, in primed chunks of
-/// 1 MiB beyond; stored with Effort::Store, and where its first 64 KiB or the whole does not shrink. close()
-/// makes content() available. A failed write is final: further writes and close() throw it again. Destroyed
-/// unclosed it abandons the content. Throws CouldNotSavePackage, and StreamError for a write after close().
-class ContentWriter final : public OutputStream {
- public:
-  ContentWriter(std::shared_ptr<Spool> spool, Effort effort);
-  ~ContentWriter() override;
-
-  void write(void const* data, std::size_t count) override;
-  void close() override;
-  /// After a close() that did not throw.
-  Content const& content() const;
-
- private:
-  struct Impl;
-  std::unique_ptr<Impl> impl_;
-};
-
 }  // namespace opc::model::zip
