@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <iostream>
+#include <thread>
 
 #include "Commands.hpp"
 #include "Errors.hpp"
@@ -66,6 +67,7 @@ void store(SourceTree& source, std::u16string const& path, PackOptions const& op
   using opc::model::Existing;
   auto const package = Package::create(path, options.force ? Existing::Replace : Existing::Refuse);
   package->setCompressionLevel(options.level);
+  package->setCompressionThreads(std::thread::hardware_concurrency());
   FileSystemManager manager(*package, source, source);
   manager.markAsDirty();  // an empty directory is a file system too
   manager.addAll(u"/", opc::ztservices::TransformMode::None);

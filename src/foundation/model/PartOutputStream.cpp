@@ -12,10 +12,10 @@ namespace opc::model::detail {
 namespace {
 
 std::shared_ptr<PartWrite> begin(PackageState& state, std::string const& name) {
-  auto& write = state.writes[name];
-  if (!write) write = std::make_shared<PartWrite>();
-  write->isOpen = true;
-  return write;
+  auto write = state.writes.find(name);
+  if (write == state.writes.end()) write = state.writes.emplace(name, std::make_shared<PartWrite>()).first;
+  write->second->isOpen = true;
+  return write->second;
 }
 
 }  // namespace

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+// Each allocation of an edit and its save fails once.
+#include <cstdlib>
+#include <gtest/gtest.h>
+#include <new>
+
+#include "model/ModelSamples.hpp"
+#include "opc/model/Exceptions.hpp"
+#include "support/TestSupport.hpp"
+
+namespace {
+
+/// The number of allocations until one fails; 0 for none.
+thread_local std::size_t allocationsLeft = 0;
+
+void* allocate(std::size_t size) {
+  if (allocationsLeft > 0 && --allocationsLeft == 0) throw std::bad_alloc();
+  if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
+  throw std::bad_alloc();
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return allocate(size); }
+void* operator new[](std::size_t size) { return allocate(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+
+namespace opc::model {
+namespace {
+
+namespace fs = std::filesystem;
+
+class OutOfMemory : public testing::Test {
+ protected:
+  OutOfMemory() {
+    auto const package = Package::create(directory_.u16("p.opc"));
+    samples::create(*package, u"/a.xml", "old");
+    package->createInternalRelationship(u"urn:x", URI(u"a.xml"));
+    package->save();
+    old_ = zt_test::readFile(directory_ / "p.opc");
+  }
+
+  static void edit(Package& package) {
+    samples::write(package.getPart(PartName(u"/a.xml")), "changed");
+    if (!package.hasPart(PartName(u"/b.xml"))) samples::create(package, u"/b.xml");
+    samples::write(package.getPart(PartName(u"/b.xml")), "new");
+    package.save();
+  }
+
+  void restore() const { zt_test::writeFile(directory_ / "p.opc", old_); }
+
+  /// The edit without memory at that allocation: it fails as such, and can be made afterwards. False when there
+  /// are fewer.
+  bool survives(std::size_t number) {
+    restore();
+    auto const package = Package::open(directory_.u16("p.opc"), AccessMode::ReadWrite);
+    bool thrown = false;
+    allocationsLeft = number;
+    try {
+      edit(*package);
+    } catch (std::bad_alloc const&) {
+      thrown = true;
+    }
+    bool const reached = allocationsLeft == 0;
+    allocationsLeft = 0;
+    SCOPED_TRACE(number);
+    bool const isOld = zt_test::readFile(directory_ / "p.opc") == old_;
+    EXPECT_EQ(isOld, thrown);
+    EXPECT_EQ(std::distance(fs::directory_iterator(directory_.path()), fs::directory_iterator()), 1);
+    edit(*package);
+    EXPECT_EQ(samples::snapshot(*Package::open(directory_.u16("p.opc"), AccessMode::ReadOnly)), expected());
+    return reached;
+  }
+
+  static std::vector<std::string> expected() {
+    auto const package = Package::createInMemory();
+    samples::create(*package, u"/a.xml", "changed");
+    samples::create(*package, u"/b.xml", "new");
+    package->createInternalRelationship(u"urn:x", URI(u"a.xml"));
+    return samples::snapshot(*package);
+  }
+
+  zt_test::TemporaryDirectory directory_;
+  std::string old_;
+};
+
+TEST_F(OutOfMemory, AtAnyAllocationLeavesTheOldPackageAndOneThatCanSave) {
+  std::size_t number = 1;
+  while (survives(number)) ++number;
+  EXPECT_GT(number, 100u);
+}
+
+}  // namespace
+}  // namespace opc::model
