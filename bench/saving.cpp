@@ -35,6 +35,14 @@ double seconds(std::function<void()> const& step) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
+/// Of this process, in user and system mode: what does not depend on the disk and on what else runs.
+double processorSeconds() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  auto const of = [](timeval const& t) { return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6; };
+  return of(usage.ru_utime) + of(usage.ru_stime);
+}
+
 double median(std::vector<double> values) {
   std::sort(values.begin(), values.end());
   return values.at(values.size() / 2);
@@ -137,7 +145,7 @@ void writeMany(fs::path const& path, int parts, std::size_t size) {
   for (int i = 0; i < parts; ++i) {
     source.fill(bytes);
     auto const stream =
-        newPart(*package, u"/d" + toString(std::to_string(i / 1000)) + u"/p" + toString(std::to_string(i)))
+        newPart(*package, u"/d" + toString(std::to_string(i / 1000)) + u"/p" + toString(std::to_string(i)) + u".bin")
             .getOutputStream();
     stream->write(bytes.data(), bytes.size());
     stream->close();
@@ -148,16 +156,22 @@ void writeMany(fs::path const& path, int parts, std::size_t size) {
 void add(fs::path const& directory, int parts, std::size_t size, int runs) {
   fs::path const path = directory / "many.opc", copy = directory / "copy.opc", work = directory / "work.opc";
   writeMany(path, parts, size);
-  std::vector<double> copies, additions, saves;
+  std::vector<double> copies, additions, saves, copyWork, openWork, saveWork;
   for (int run = 0; run < runs; ++run) {
+    double const begin = processorSeconds();
     copies.push_back(seconds([&] { copyAndSync(path, copy); }));
+    copyWork.push_back(processorSeconds() - begin);
     fs::remove(copy);
     copyAndSync(path, work);
     double save = 0;
+    double const opening = processorSeconds();
     additions.push_back(seconds([&] {
       auto const package = Package::open(u16(work), AccessMode::ReadWrite);
-      newPart(*package, u"/added").getOutputStream()->write("added", 5);
+      newPart(*package, u"/added.bin").getOutputStream()->write("added", 5);
+      double const saving = processorSeconds();
+      openWork.push_back(saving - opening);
       save = seconds([&] { package->save(); });
+      saveWork.push_back(processorSeconds() - saving);
     }));
     saves.push_back(save);
     fs::remove(work);
@@ -166,6 +180,8 @@ void add(fs::path const& directory, int parts, std::size_t size, int runs) {
   double const a = median(additions), c = median(copies);
   std::printf("medians: copy %.3f s, add %.3f s (save %.3f s): %.2f times, %.3f s more\n", c, a, median(saves), a / c,
               a - c);
+  std::printf("processor time: copy %.3f s, open and add %.3f s, save %.3f s\n", median(copyWork), median(openWork),
+              median(saveWork));
 }
 
 void threads(fs::path const& directory, std::size_t mib) {
