@@ -95,7 +95,8 @@ TEST(RelationshipSource, RefusesBadTargets) {
   auto const package = Package::createInMemory();
   EXPECT_THROW_MESSAGE(package->createInternalRelationship(u"urn:t", URI(u"http://a")), InvalidRelationship,
                        "Invalid relationship target: http://a");
-  for (auto target : {u"_rels/.rels", u"/a/_RELS/b.RELS#x", u"x/../_rels/.rels", u"a b", u"a\n", u"a\xD800", u"a\\b"})
+  for (auto target : {u"_rels/.rels", u"/a/_RELS/b.RELS#x", u"x/../_rels/.rels", u"a b", u"a\n", u"a\xD800", u"a\\b",
+                      u"100%", u"a%4", u"%zz", u"a[1]", u"%5Frels/a.%72els"})
     EXPECT_THROW(package->createInternalRelationship(u"urn:t", URI(target)), InvalidRelationship);
   for (auto target : {u"a\x01", u"\xFFFE", u"\xDC00"})
     EXPECT_THROW(package->createExternalRelationship(u"urn:t", target), InvalidRelationship);
@@ -107,6 +108,7 @@ TEST(RelationshipSource, RefusesBadTypes) {
   EXPECT_THROW_MESSAGE(package->createInternalRelationship(u"", URI(u"a")), InvalidRelationship,
                        "Invalid relationship type: ");
   EXPECT_THROW(package->createInternalRelationship(u"a b", URI(u"a")), InvalidRelationship);
+  EXPECT_THROW(package->createInternalRelationship(u"urn:%a", URI(u"a")), InvalidRelationship);
   EXPECT_THROW(package->createExternalRelationship(u"a\x01", u"a"), InvalidRelationship);
 }
 

@@ -30,7 +30,7 @@ TEST(URI, ResolvesRelativePathsAgainstTheFolderOfTheBase) {
   EXPECT_EQ(resolved(u"d.xml"), u"/a/b/d.xml");
   EXPECT_EQ(resolved(u"./d.xml"), u"/a/b/d.xml");
   EXPECT_EQ(resolved(u"../d.xml"), u"/a/d.xml");
-  EXPECT_EQ(resolved(u"d/../e//f"), u"/a/b/e//f");
+  EXPECT_EQ(resolved(u"d/../e/f"), u"/a/b/e/f");
   EXPECT_EQ(resolved(u"d", u"/"), u"/d");
 }
 
@@ -52,7 +52,55 @@ TEST(URI, DropsQueryAndFragment) {
 
 TEST(URI, EncodesWhatAUriCannotHoldWhenItResolves) {
   EXPECT_EQ(resolved(u"d e\u00e4\U0001F600.xml"), u"/a/b/d%20e%C3%A4%F0%9F%98%80.xml");
-  EXPECT_EQ(resolved(u"%20%7e"), u"/a/b/%20%7e");
+}
+
+// ECMA-376-2, A.4
+TEST(URI, TurnsUnicodeStringsIntoPartNames) {
+  EXPECT_EQ(resolved(u"/a/b.xml"), u"/a/b.xml");
+  EXPECT_EQ(resolved(u"/a/\u0446.xml"), u"/a/%D1%86.xml");
+  EXPECT_EQ(resolved(u"/%41/%61.xml"), u"/A/a.xml");
+  EXPECT_EQ(resolved(u"/%25XY.xml"), u"/%25XY.xml");
+  EXPECT_EQ(resolved(u"/%XY.xml"), u"/%25XY.xml");
+  EXPECT_EQ(resolved(u"/%2541.xml"), u"/%2541.xml");
+  EXPECT_EQ(resolved(u"/../a.xml"), u"/a.xml");
+  EXPECT_EQ(resolved(u"/./\u0446.xml"), u"/%D1%86.xml");
+  EXPECT_EQ(resolved(u"/%2e/%2E/a.xml"), u"/a.xml");
+  EXPECT_EQ(resolved(u"\\a.xml"), u"/a.xml");
+  EXPECT_EQ(resolved(u"\\%41.xml"), u"/A.xml");
+  EXPECT_EQ(resolved(u"/%D1%86.xml"), u"/%D1%86.xml");
+  EXPECT_EQ(resolved(u"\\%2e/a.xml"), u"/a.xml");
+}
+
+// ECMA-376-2, A.3, steps 1 and 2
+TEST(URI, EncodesBracketsAndBarePercentSigns) {
+  EXPECT_EQ(resolved(u"a[1].xml"), u"/a/b/a%5B1%5D.xml");
+  EXPECT_EQ(resolved(u"100%"), u"/a/b/100%25");
+  EXPECT_EQ(resolved(u"%4"), u"/a/b/%254");
+  EXPECT_EQ(resolved(u"%%41%4G"), u"/a/b/%25A%254G");
+}
+
+// ECMA-376-2, A.3, steps 3 to 5
+TEST(URI, DecodesUnreservedCharactersAndSlashesOnce) {
+  EXPECT_EQ(resolved(u"%20%7e%2D%5f%2e%5A"), u"/a/b/%20~-_.Z");
+  EXPECT_EQ(resolved(u"x%2fy%5Cz"), u"/a/b/x/y/z");
+  EXPECT_EQ(resolved(u"..\\x\\y.xml"), u"/a/x/y.xml");
+  EXPECT_EQ(resolved(u"%2e%2e%2fx"), u"/a/x");
+  EXPECT_EQ(resolved(u"%252e%00%c3"), u"/a/b/%252e%00%c3");
+}
+
+// ECMA-376-2, A.3, steps 6 to 9
+TEST(URI, DropsWhatNoSegmentMayBe) {
+  EXPECT_EQ(resolved(u"x./y../z."), u"/a/b/x/y/z");
+  EXPECT_EQ(resolved(u"x//y///z"), u"/a/b/x/y/z");
+  EXPECT_EQ(resolved(u"x/y/"), u"/a/b/x/y");
+  EXPECT_EQ(resolved(u"x/.../y/....../z"), u"/a/b/x/y/z");
+  EXPECT_EQ(resolved(u".x"), u"/a/b/.x");
+}
+
+TEST(URI, ResolvesToTheBaseWhereNoPathIsLeft) {
+  EXPECT_EQ(resolved(u"..."), u"/a/b/c.xml");
+  EXPECT_EQ(resolved(u"/"), u"/");
+  EXPECT_EQ(resolved(u"/..."), u"/");
 }
 
 TEST(URI, RefusesToResolveWhatLeavesThePackage) {

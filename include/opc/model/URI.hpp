@@ -19,8 +19,11 @@ class ZT_API URI {
   /// Whether the reference begins with a scheme (RFC 3986, 3.1) and so is not relative.
   bool hasScheme() const;
 
-  /// The reference resolved against an absolute package path (RFC 3986, 5.2), without its query and
-  /// fragment: the URI of a part. Throws InvalidURI for a reference with a scheme or an authority.
+  /// The reference resolved against an absolute package path, without its query and fragment: the URI of a
+  /// part. Its path is first made one that part names may have (ECMA-376-2, A.1 to A.3): what a URI cannot
+  /// hold is percent-encoded, what need not be is not, backslashes become slashes, empty segments and dots
+  /// at the ends of segments go; then RFC 3986, 5.2. Throws InvalidURI for a reference with a scheme or an
+  /// authority.
   URI resolvedAgainst(URI const& base) const;
 
   static char16_t getSlash() { return u'/'; }

@@ -27,11 +27,25 @@ bool isWritable(std::u16string const& text) {
   }
 }
 
-/// No character that a URI or IRI excludes.
+bool isHexDigit(char16_t c) { return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F'); }
+
+/// Every percent sign stands before two hexadecimal digits.
+bool hasWholeEncodings(std::u16string_view text) {
+  for (std::size_t at = text.find(u'%'); at != std::u16string_view::npos; at = text.find(u'%', at + 1))
+    if (text.size() < at + 3 || !isHexDigit(text[at + 1]) || !isHexDigit(text[at + 2])) return false;
+  return true;
+}
+
+/// No character that a URI or IRI excludes (RFC 3986, 2; RFC 3987, 2.2).
 bool isReference(std::u16string const& text) {
   constexpr std::u16string_view kExcluded = u" \"<>\\^`{|}\x7F";
   auto const isExcluded = [&](char16_t c) { return c < 0x20 || kExcluded.find(c) != std::u16string_view::npos; };
-  return std::none_of(text.begin(), text.end(), isExcluded) && isWritable(text);
+  return std::none_of(text.begin(), text.end(), isExcluded) && hasWholeEncodings(text) && isWritable(text);
+}
+
+/// In a reference without an authority brackets stand nowhere.
+bool isRelativeReference(std::u16string const& text) {
+  return isReference(text) && text.find_first_of(u"[]") == std::u16string::npos;
 }
 
 /// Resolves to a name, which need not be that of a part.
@@ -50,7 +64,7 @@ void checkRecord(RelationshipRecord const& record) {
     throw InvalidRelationship(messages::invalidRelationshipType(*record.type));
   bool const isTarget = record.mode == TargetMode::External
                             ? isWritable(record.target)
-                            : isReference(record.target) && isResolvable(record) &&
+                            : isRelativeReference(record.target) && isResolvable(record) &&
                                   detail::isInternalTarget(record.target, *record.source);
   if (!isTarget) throw InvalidRelationship(messages::invalidRelationshipTarget(record.target));
 }

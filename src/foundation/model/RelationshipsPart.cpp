@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "foundation/model/RelationshipsPart.hpp"
 
+#include "foundation/model/MarkupCompatibility.hpp"
 #include "foundation/model/MarkupHandler.hpp"
 #include "foundation/model/Messages.hpp"
 #include "foundation/model/PartNameRules.hpp"
@@ -66,7 +67,9 @@ class Handler final : public MarkupHandler {
 bool isInternalTarget(std::u16string const& target, std::u16string const& source) {
   URI const reference(target);
   if (reference.hasScheme()) return false;
-  if (lowerCased(narrowName(target)).find(".rels") == std::string::npos) return true;
+  // Most targets need no resolving: nothing else can come out as ".rels", but for what is percent-encoded.
+  std::string const name = lowerCased(narrowName(target));
+  if (name.find(".rels") == std::string::npos && name.find('%') == std::string::npos) return true;
   try {
     return !PartName(reference.resolvedAgainst(URI(source))).isRelationshipsPart();
   } catch (InvalidURI const&) {
@@ -77,7 +80,8 @@ bool isInternalTarget(std::u16string const& target, std::u16string const& source
 void readRelationships(XmlStreamReader& reader, InputStream& input, std::string const& source, TextPool& texts,
                        RelationshipCount& count, RelationshipSet& relationships) {
   Handler handler(texts.intern(source.empty() ? u"/" : wideName(source)), texts, count, relationships);
-  reader.read(input, handler);
+  MarkupCompatibility compatibility(handler, kNamespace);
+  reader.read(input, compatibility);
 }
 
 void writeRelationships(RelationshipSet const& relationships, OutputStream& output) {

@@ -17,8 +17,9 @@ struct RelationshipCount {
   std::uint64_t taken = 0;
 };
 
-/// Reads the relationships of a source (empty: the package) into the set. Throws InvalidPackage with the
-/// fault alone, and what the reader throws.
+/// Reads the relationships of a source (empty: the package) into the set. Markup compatibility is processed
+/// (9.3.4), and what it leaves out is not kept. Throws InvalidPackage with the fault alone, and what the
+/// reader throws.
 void readRelationships(XmlStreamReader& reader, InputStream& input, std::string const& source, TextPool& texts,
                        RelationshipCount& count, RelationshipSet& relationships);
 

@@ -98,8 +98,10 @@ void XmlSaxParser::collect(xercesc::RefVectorOf<xercesc::XMLAttr> const& attribu
     xercesc::XMLAttr const& attribute = *attributes.elementAt(i);
     std::u16string_view const namespaceURI = getURIText(attribute.getURIId());
     std::u16string_view const name = attribute.getName();
-    if (isNamespaceDeclaration(namespaceURI, name) || check_.takeSchemaLocation(namespaceURI, name)) continue;
-    attributes_.add({namespaceURI, name, attribute.getValue()});
+    if (isNamespaceDeclaration(namespaceURI, name))
+      tellHandler([&] { handler_->namespaceDeclared(name == u"xmlns" ? u"" : name, attribute.getValue()); });
+    else if (!check_.takeSchemaLocation(namespaceURI, name))
+      attributes_.add({namespaceURI, name, attribute.getValue()});
   }
 }
 

@@ -16,6 +16,8 @@ std::optional<std::u16string_view> XmlAttributes::find(std::u16string_view name)
   return std::nullopt;
 }
 
+void XmlContentHandler::namespaceDeclared(std::u16string_view, std::u16string_view) {}
+
 void XmlContentHandler::endElement(std::u16string_view, std::u16string_view) {}
 
 void XmlContentHandler::characters(std::u16string_view) {}

@@ -33,6 +33,8 @@ class XmlAttributes {
 /// once the rest of the document has been read without a fault; nothing more is told meanwhile.
 class XmlContentHandler {
  public:
+  /// A namespace declaration of the element whose start comes next; an empty prefix for the default one.
+  virtual void namespaceDeclared(std::u16string_view prefix, std::u16string_view namespaceURI);
   virtual void startElement(std::u16string_view namespaceURI, std::u16string_view localName,
                             XmlAttributes const& attributes) = 0;
   virtual void endElement(std::u16string_view namespaceURI, std::u16string_view localName);
