@@ -152,6 +152,7 @@ void printProperties(Summary const& summary, Output& out) {
   printProperty("keywords", keywords, out);
   printProperty("category", properties.getCategory(), out);
   printProperty("content status", properties.getContentStatus(), out);
+  printProperty("content type", properties.getContentType(), out);
   printProperty("language", properties.getLanguage(), out);
   printProperty("identifier", properties.getIdentifier(), out);
   printProperty("version", properties.getVersion(), out);

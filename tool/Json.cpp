@@ -104,6 +104,7 @@ std::string json(opc::model::CoreProperties const& properties) {
   Object object = Object::object();
   addText(object, "category", properties.getCategory());
   addText(object, "contentStatus", properties.getContentStatus());
+  addText(object, "contentType", properties.getContentType());
   addTime(object, "created", properties.getCreated());
   addText(object, "creator", properties.getCreator());
   addText(object, "description", properties.getDescription());

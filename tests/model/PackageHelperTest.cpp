@@ -49,7 +49,8 @@ CoreProperties everything() {
   CoreProperties p;
   p.setCategory(u"category");
   p.setContentStatus(u"status");
-  p.setCreated(convertStringToTime(u"2024-02-29T23:59:58.125Z"));
+  p.setContentType(u"Document");
+  p.setCreated(convertStringToTime(u"2024-02-29T23:59:58.125006Z"));
   p.setCreator(u"\u00c9l\u00e8ve \U0001F600");
   p.setDescription(u"  two\n lines\r\t<&>\"' ]]> ");
   p.setIdentifier(u"id");
@@ -68,6 +69,7 @@ CoreProperties everything() {
 void expectEqual(CoreProperties const& a, CoreProperties const& b) {
   EXPECT_EQ(a.getCategory(), b.getCategory());
   EXPECT_EQ(a.getContentStatus(), b.getContentStatus());
+  EXPECT_EQ(a.getContentType(), b.getContentType());
   EXPECT_EQ(convertTimeToString(a.getCreated()), convertTimeToString(b.getCreated()));
   EXPECT_EQ(a.getCreator(), b.getCreator());
   EXPECT_EQ(a.getDescription(), b.getDescription());
@@ -193,8 +195,91 @@ TEST(CoreProperties, ReadTimesInEveryForm) {
             u"2006-10-13T18:06:00Z");
 }
 
-TEST(CoreProperties, PassOverTheContentTypeOfTheFirstEdition) {
-  EXPECT_EQ(readChildren("<cp:contentType>Document</cp:contentType><dc:title>t</dc:title>").getTitle(), u"t");
+TEST(CoreProperties, KeepTheContentTypeOfTheFirstEdition) {
+  auto const package = packageWith(core("<cp:contentType>Document</cp:contentType><dc:title>t</dc:title>"));
+  CoreProperties p = PackageHelper::getCoreProperties(*package);
+  EXPECT_EQ(p.getContentType(), u"Document");
+  p.setTitle(u"new");
+  PackageHelper::createOrUpdateCoreProperties(*package, p);
+  EXPECT_EQ(PackageHelper::getCoreProperties(*package).getContentType(), u"Document");
+}
+
+TEST(CoreProperties, KeepWhatIsThereWhenOneIsSet) {
+  auto const package = Package::createInMemory();
+  PackageHelper::createOrUpdateCoreProperties(*package, everything());
+  CoreProperties p = PackageHelper::getCoreProperties(*package), expected = everything();
+  p.setTitle(u"new");
+  expected.setTitle(u"new");
+  PackageHelper::createOrUpdateCoreProperties(*package, p);
+  expectEqual(PackageHelper::getCoreProperties(*open(package->saveToBytes())), expected);
+}
+
+TEST(CoreProperties, ReadValuesToTheLetter) {
+  auto const p = readChildren(
+      "<dc:title> \n a\t<![CDATA[<b>]]>&#13;<!-- no --> &amp; </dc:title>"
+      "<dc:creator>one\r\ntwo</dc:creator><dc:subject/>");
+  EXPECT_EQ(p.getTitle(), u" \n a\t<b>\r & ");
+  EXPECT_EQ(p.getCreator(), u"one\ntwo");
+  EXPECT_EQ(p.getSubject(), u"");
+}
+
+TEST(CoreProperties, KeepTimesToTheMicrosecond) {
+  auto const created = [](std::string const& text) {
+    return convertTimeToString(
+        readChildren("<dcterms:created xsi:type='dcterms:W3CDTF'>" + text + "</dcterms:created>").getCreated());
+  };
+  EXPECT_EQ(created("2024-01-02T03:04:05.000001Z"), u"2024-01-02T03:04:05.000001Z");
+  EXPECT_EQ(created("2024-01-02T03:04:05.123456789-00:30"), u"2024-01-02T03:34:05.123456Z");
+}
+
+TEST(CoreProperties, TakeSpecialTimesForAbsentOnes) {
+  auto const package = Package::createInMemory();
+  CoreProperties p;
+  p.setCreated(boost::posix_time::pos_infin);
+  p.setModified(boost::posix_time::not_a_date_time);
+  PackageHelper::createOrUpdateCoreProperties(*package, p);
+  EXPECT_TRUE(PackageHelper::getCoreProperties(*package).getCreated().is_not_a_date_time());
+}
+
+// ECMA-376-2, 11.2
+TEST(CoreProperties, HaveOneRelationshipAtTheMost) {
+  auto const package = Package::createInMemory();
+  Part part = create(*package, u"/a.xml");
+  package->createInternalRelationship(kU16Type, URI(u"a.xml"));
+  EXPECT_THROW_MESSAGE(package->createInternalRelationship(kU16Type, URI(u"b.xml")), InvalidRelationship,
+                       "The package already has a core-properties relationship");
+  EXPECT_THROW(package->createExternalRelationship(kU16Type, u"http://x"), InvalidRelationship);
+  EXPECT_EQ(package->getRelationships().size(), 1U);
+  part.createInternalRelationship(kU16Type, URI(u"b.xml"));
+  EXPECT_NO_THROW(part.createInternalRelationship(kU16Type, URI(u"c.xml")));
+}
+
+TEST(CoreProperties, ReplaceRelationshipsThatLeadNowhere) {
+  auto const package = open(samples::packageOf(
+      {{"_rels/.rels", samples::relationships(coreRelationship("x", "http://x", "TargetMode='External'") +
+                                              coreRelationship("y", "none.xml") + samples::relationship("z", "z"))}}));
+  PackageHelper::createOrUpdateCoreProperties(*package, everything());
+  ASSERT_EQ(package->getRelationships().size(), 2U);
+  EXPECT_EQ(package->getRelationships()[0].getID(), u"z");
+  EXPECT_EQ(package->getRelationships()[1].getTargetURI(), URI(u"/docProps/core.xml"));
+  expectEqual(PackageHelper::getCoreProperties(*package), everything());
+}
+
+TEST(CoreProperties, OfSeveralAreChangedWhereTheyAreRead) {
+  auto const package = open(samples::packageOf(
+      {{"_rels/.rels", samples::relationships(coreRelationship("b", "b.xml") + coreRelationship("a", "a.xml"))},
+       {"a.xml", core("<dc:title>a</dc:title>")},
+       {"b.xml", core("<dc:title>b</dc:title>")}}));
+  PackageHelper::createOrUpdateCoreProperties(*package, everything());
+  EXPECT_EQ(package->getRelationships().size(), 2U);
+  EXPECT_EQ(samples::read(*package, u"/a.xml"), core("<dc:title>a</dc:title>"));
+  expectEqual(PackageHelper::getCoreProperties(*package), everything());
+}
+
+TEST(CoreProperties, WithADocumentTypeAreRefusedAlone) {
+  auto const package = packageWith("<!DOCTYPE x [<!ENTITY e 'e'>]>" + core("<dc:title>&e;</dc:title>"));
+  EXPECT_THROW(PackageHelper::getCoreProperties(*package), InvalidPartContent);
+  EXPECT_EQ(open(package->saveToBytes())->getPartNames(), package->getPartNames());
 }
 
 TEST(CoreProperties, ResolveThePrefixOfTheTimeType) {

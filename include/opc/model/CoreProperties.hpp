@@ -11,7 +11,8 @@
 namespace opc::model {
 
 /// The standard core properties of a package (ECMA-376-2, 11). A value; an empty text, an empty list and
-/// not-a-date-time mean that the property is absent. Texts are kept to the letter.
+/// not-a-date-time (or another special value) mean that the property is absent. Texts are kept to the letter,
+/// times to the microsecond.
 class ZT_API CoreProperties {
  public:
   using Time = boost::posix_time::ptime;
@@ -22,6 +23,9 @@ class ZT_API CoreProperties {
   void setCategory(std::u16string const& value) { category_ = value; }
   std::u16string const& getContentStatus() const { return contentStatus_; }
   void setContentStatus(std::u16string const& value) { contentStatus_ = value; }
+  /// What the first edition of the standard had: the kind of the content, in words; no media type.
+  std::u16string const& getContentType() const { return contentType_; }
+  void setContentType(std::u16string const& value) { contentType_ = value; }
   Time getCreated() const { return created_; }
   void setCreated(Time value) { created_ = value; }
   std::u16string const& getCreator() const { return creator_; }
@@ -50,8 +54,8 @@ class ZT_API CoreProperties {
   void setVersion(std::u16string const& value) { version_ = value; }
 
  private:
-  std::u16string category_, contentStatus_, creator_, description_, identifier_, language_, lastModifiedBy_, revision_,
-      subject_, title_, version_;
+  std::u16string category_, contentStatus_, contentType_, creator_, description_, identifier_, language_,
+      lastModifiedBy_, revision_, subject_, title_, version_;
   std::vector<Keyword> keywords_;
   Time created_, lastPrinted_, modified_;
 };

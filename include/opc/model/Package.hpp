@@ -88,7 +88,8 @@ class ZT_API Package : public RelationshipSource {
   /// Whether the package was opened without write access.
   virtual bool isReadOnly() const;
 
-  /// A new, empty part. Throws InvalidPartName, PartNameClash (names equal but for ASCII case, or one
+  /// A new, empty part. Throws InvalidPartName, InvalidContentType (one that the standard defines for the
+  /// package's own parts, with parameters: ECMA-376-2, 9.1.2), PartNameClash (names equal but for ASCII case, or one
   /// formed from the other by adding segments: ECMA-376-2, 9.1.1.4), PackageIsReadOnly.
   Part createPart(PartName const& name, ContentType const& type, IPhysicalPartInfo const& info);
   /// Deletes the part and its relationships; relationships that target it stay. Throws PartNotFound,

@@ -12,12 +12,17 @@ namespace opc::model {
 
 class ZT_API PackageHelper {
  public:
-  /// The standard core properties of the package; all absent where it has no such part, the first part's
-  /// where it has several. Throws InvalidPartContent, naming the part and the fault, when the part breaks
+  /// The standard core properties of the package; all absent where it has no such part. Where it has
+  /// several, which breaks the rules (11.2) and yet is found, they are the first relationship's that leads
+  /// to a part. Throws InvalidPartContent, naming the part and the fault, when the part breaks
   /// the rules of ECMA-376-2, 11.
   static CoreProperties getCoreProperties(Package const& package);
 
-  /// Writes the part (created with its relationship, as "/docProps/core.xml", where the package has none).
+  /// Writes the part that getCoreProperties reads; where the package has none it is created, as
+  /// "/docProps/core.xml", with its relationship, which takes the place of any that lead to no part. Every
+  /// property is written anew: to change some, start from what getCoreProperties returned. Throws
+  /// InvalidXMLDocument for a text that XML cannot carry, before anything is changed, and what createPart
+  /// and createInternalRelationship throw.
   static void createOrUpdateCoreProperties(Package& package, CoreProperties const& properties);
 
   /// Deletes every package relationship of that type and the parts that they target.
@@ -27,6 +32,7 @@ class ZT_API PackageHelper {
   /// The part that the relationship targets, if there is one.
   static std::optional<Part> findTarget(Package const& package, Relationship const& relationship);
   static std::optional<Part> findCoreProperties(Package const& package);
+  static Part createCorePropertiesPart(Package& package);
 };
 
 }  // namespace opc::model

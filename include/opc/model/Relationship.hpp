@@ -51,7 +51,9 @@ class ZT_API RelationshipSource {
 
   /// Adds a relationship to a part; the target is kept as given and need not exist. An empty id lets the
   /// source choose the first free one of rId1, rId2 ... Throws InvalidRelationship for an id that is no
-  /// NCName or is taken, or a target that has a scheme or is a relationships part.
+  /// NCName or is taken, a type that is no URI, a target that is no relative reference (RFC 3986, 4.2; other
+  /// than ASCII letters may stand in it) or leads to a relationships part, and for a second core-properties
+  /// relationship of the package (ECMA-376-2, 11.2).
   Relationship createInternalRelationship(std::u16string const& type, URI const& target, std::u16string const& id = {});
   /// The same for a target outside the package, which is kept to the letter and never opened.
   Relationship createExternalRelationship(std::u16string const& type, std::u16string const& target,

@@ -8,6 +8,10 @@
 /// The XML of the core-properties part (ECMA-376-2, 11).
 namespace opc::model::detail {
 
+inline constexpr char16_t kCorePropertiesRelationshipType[] =
+    u"http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties";
+inline constexpr char16_t kCorePropertiesType[] = u"application/vnd.openxmlformats-package.core-properties+xml";
+
 /// Throws InvalidPartContent, naming the part and the fault.
 CoreProperties readCoreProperties(InputStream& input, PartName const& part);
 

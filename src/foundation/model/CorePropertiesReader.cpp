@@ -115,10 +115,8 @@ class Reader {
       if (isIt(property)) return readText(element, property);
     for (TimeProperty const& property : kTimeProperties)
       if (isIt(property)) return readTime(element, property);
-    if (uri == kCoreNamespace && name == u"keywords") return readKeywords(element);
-    // The first edition of the standard had it; here it has no meaning, and is not written.
-    if (uri != kCoreNamespace || name != u"contentType") failAt("Unexpected element", element);
-    requireAttributes(element, Allowed::Nothing);
+    if (uri != kCoreNamespace || name != u"keywords") failAt("Unexpected element", element);
+    readKeywords(element);
   }
 
   void readText(DOMElement const& element, TextProperty const& property) {

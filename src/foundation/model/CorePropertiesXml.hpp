@@ -29,6 +29,8 @@ struct TextProperty {
 inline constexpr TextProperty kTextProperties[] = {
     {kCoreNamespace, u"cp:category", &CoreProperties::getCategory, &CoreProperties::setCategory},
     {kCoreNamespace, u"cp:contentStatus", &CoreProperties::getContentStatus, &CoreProperties::setContentStatus},
+    // Only the first edition of the standard has it.
+    {kCoreNamespace, u"cp:contentType", &CoreProperties::getContentType, &CoreProperties::setContentType},
     {kDublinCoreNamespace, u"dc:creator", &CoreProperties::getCreator, &CoreProperties::setCreator},
     {kDublinCoreNamespace, u"dc:description", &CoreProperties::getDescription, &CoreProperties::setDescription},
     {kDublinCoreNamespace, u"dc:identifier", &CoreProperties::getIdentifier, &CoreProperties::setIdentifier},

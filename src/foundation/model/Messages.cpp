@@ -40,6 +40,10 @@ std::string partNotFound(std::u16string_view name) { return "Part not found: " +
 
 std::string invalidContentType(std::u16string_view text) { return "Invalid content type: " + shown(text); }
 
+std::string parametersNotAllowed(std::u16string_view type) {
+  return "This content type has no parameters: " + shown(type);
+}
+
 std::string invalidParameter(std::u16string_view name, std::u16string_view value) {
   return "Invalid content type parameter: " + shown(name) + "=" + shown(value);
 }

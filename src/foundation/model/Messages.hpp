@@ -20,6 +20,7 @@ std::string partNameClash(std::u16string_view name, std::u16string_view existing
 std::string namesClash(std::string_view a, std::string_view b);
 std::string partNotFound(std::u16string_view name);
 std::string invalidContentType(std::u16string_view text);
+std::string parametersNotAllowed(std::u16string_view type);
 std::string invalidParameter(std::u16string_view name, std::u16string_view value);
 std::string invalidURI(std::u16string_view text);
 std::string relationshipNotFound(std::u16string_view id, std::u16string_view source);
@@ -33,6 +34,7 @@ std::string streamIsOpen(std::string_view name);
 std::string partIsPackagesOwn(std::u16string_view name);
 std::string invalidPartContent(std::u16string_view part, std::string_view fault);
 
+inline constexpr char kSecondCoreProperties[] = "The package already has a core-properties relationship";
 inline constexpr char kPackageIsGone[] = "The package is gone";
 inline constexpr char kBeingSaved[] = "The package is being saved";
 

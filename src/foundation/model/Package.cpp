@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <exception>
 #include <filesystem>
+#include <string_view>
 #include <utility>
 
 #include "foundation/model/ManagerRegistry.hpp"
@@ -52,6 +53,15 @@ std::shared_ptr<PackageState> openState(std::shared_ptr<zip::RandomAccessBytes c
     throw InvalidPackage(detail::messages::invalidPackage(state->path, error.what()));
   }
   return state;
+}
+
+/// Relationships, core properties and signatures, whose types the standard defines, have no parameters.
+void requireNoParametersOfOwnTypes(ContentType const& type) {
+  constexpr std::u16string_view kOwn = u"application/vnd.openxmlformats-package.";
+  if (type.getParameters().empty()) return;
+  std::u16string const name = type.getType() + u"/" + type.getSubType();
+  if (caselessCompare(name.substr(0, kOwn.size()), std::u16string(kOwn)))
+    throw InvalidContentType(detail::messages::parametersNotAllowed(type.toString()));
 }
 
 zip::Effort effortOf(CompressionLevel level) {
@@ -219,6 +229,7 @@ Part Package::createPart(PartName const& name, ContentType const& type, IPhysica
   if (name.isRelationshipsPart()) throw InvalidPartName(messages::reservedPartName(text));
   if (text.size() - 1 > detail::kMaximumItemName) throw InvalidPartName(messages::partNameTooLong(text));
   if (auto const existing = state().clash(text)) throw PartNameClash(messages::partNameClash(text, *existing));
+  requireNoParametersOfOwnTypes(type);
   bool const isStored = info.getCompressionType() == CompressionType::Stored;
   auto const part = state().insert(detail::narrowName(text), state().types.intern(type.toString()));
   part->second.isStored = isStored;

@@ -16,10 +16,6 @@
 namespace opc::model {
 namespace {
 
-constexpr char16_t kRelationshipType[] =
-    u"http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties";
-constexpr char16_t kContentType[] = u"application/vnd.openxmlformats-package.core-properties+xml";
-
 /// The name that an internal target resolves to, if to any.
 std::optional<PartName> targetOf(Relationship const& relationship) {
   if (relationship.getMode() == TargetMode::External) return std::nullopt;
@@ -50,7 +46,7 @@ std::optional<Part> PackageHelper::findTarget(Package const& package, Relationsh
 }
 
 std::optional<Part> PackageHelper::findCoreProperties(Package const& package) {
-  for (auto const& relationship : package.getRelationshipsByType(kRelationshipType))
+  for (auto const& relationship : package.getRelationshipsByType(detail::kCorePropertiesRelationshipType))
     if (auto part = findTarget(package, relationship)) return part;
   return std::nullopt;
 }
@@ -66,21 +62,28 @@ CoreProperties PackageHelper::getCoreProperties(Package const& package) {
   return detail::readCoreProperties(*input, part->getName());
 }
 
+Part PackageHelper::createCorePropertiesPart(Package& package) {
+  PartName const name = freeName(package);
+  Part const part =
+      package.createPart(name, ContentType(detail::kCorePropertiesType), StandardPartInfo(CompressionType::Markup));
+  // There may be one at the most, and these lead nowhere.
+  for (auto const& relationship : package.getRelationshipsByType(detail::kCorePropertiesRelationshipType))
+    package.deleteRelationship(relationship.getID());
+  try {
+    package.createInternalRelationship(detail::kCorePropertiesRelationshipType, name.getURI());
+  } catch (...) {
+    package.deletePart(name);  // nothing would lead to it
+    throw;
+  }
+  return part;
+}
+
 void PackageHelper::createOrUpdateCoreProperties(Package& package, CoreProperties const& properties) {
   std::vector<unsigned char> bytes;
   ByteArrayOutAdaptor document(bytes);
   detail::writeCoreProperties(properties, document);  // before anything of the package is changed
   auto part = findCoreProperties(package);
-  if (!part) {
-    PartName const name = freeName(package);
-    part = package.createPart(name, ContentType(kContentType), StandardPartInfo(CompressionType::Markup));
-    try {
-      package.createInternalRelationship(kRelationshipType, name.getURI());
-    } catch (...) {
-      package.deletePart(name);  // nothing would lead to it
-      throw;
-    }
-  }
+  if (!part) part = createCorePropertiesPart(package);
   auto const output = part->getOutputStream();
   output->write(bytes.data(), bytes.size());
   output->close();

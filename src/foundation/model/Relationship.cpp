@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "foundation/model/CorePropertiesPart.hpp"
 #include "foundation/model/Messages.hpp"
 #include "foundation/model/PackageState.hpp"
 #include "foundation/model/PartNameRules.hpp"
@@ -84,12 +85,20 @@ std::string checkedSource(detail::PackageState& state, PartName const& source) {
   return detail::PackageState::nameOf(state.get(source));
 }
 
+/// ECMA-376-2, 11.2: a package has one core-properties relationship at the most.
+void requireFirstOfItsKind(detail::PackageState& state, std::string const& source, std::u16string const& type) {
+  if (!source.empty() || type != detail::kCorePropertiesRelationshipType) return;
+  auto const* const existing = state.relationshipsOf(source);
+  if (existing && existing->hasType(type)) throw InvalidRelationship(detail::messages::kSecondCoreProperties);
+}
+
 std::shared_ptr<RelationshipRecord const> create(detail::PackageState& state, PartName const& sourceName,
                                                  RelationshipRecord record) {
   state.requireWritable();
   std::string const source = checkedSource(state, sourceName);
   if (detail::isRelationshipsName(source))
     throw InvalidRelationship(detail::messages::relationshipsHaveNone(sourceName.toString()));
+  requireFirstOfItsKind(state, source, *record.type);
   record.source = state.texts.intern(source.empty() ? u"/" : detail::wideName(source));
   checkRecord(record);
   record.id = chooseId(state.relationshipsOf(source), record.id);

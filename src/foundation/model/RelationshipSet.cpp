@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "foundation/model/RelationshipSet.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace opc::model::detail {
@@ -59,6 +60,10 @@ bool isNCName(std::u16string_view text) {
     if (!isIn(kStart, c) && !isIn(kFurther, c)) return false;
   }
   return true;
+}
+
+bool RelationshipSet::hasType(std::u16string_view type) const {
+  return std::any_of(records_.begin(), records_.end(), [type](auto const& one) { return *one.second->type == type; });
 }
 
 std::u16string RelationshipSet::freeId() {

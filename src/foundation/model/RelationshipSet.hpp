@@ -31,6 +31,7 @@ class RelationshipSet {
   using Record = std::shared_ptr<RelationshipRecord const>;
 
   bool contains(std::u16string_view id) const { return positions_.find(id) != positions_.end(); }
+  bool hasType(std::u16string_view type) const;
   bool empty() const { return records_.empty(); }
   /// By position.
   std::map<std::uint64_t, Record> const& records() const { return records_; }
