@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <random>
 
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
@@ -107,6 +108,21 @@ TEST(URI, RefusesToResolveWhatLeavesThePackage) {
   EXPECT_THROW_MESSAGE(resolved(u"http://host/x"), InvalidURI, "URI cannot be resolved to a part: http://host/x");
   EXPECT_THROW_MESSAGE(resolved(u"//host/x"), InvalidURI, "URI cannot be resolved to a part: //host/x");
   EXPECT_THROW_MESSAGE(resolved(u"a\xD800"), InvalidURI, "URI cannot be resolved to a part: a\\u{D800}");
+}
+
+TEST(URI, ResolvesToWhatResolvesToItself) {
+  std::u16string_view const pieces[] = {u"/", u"\\", u".",   u"..", u"%2e", u"%2F", u"%5c",
+                                        u"%", u"%4", u"%41", u"a",  u"[",   u" ",   u"\u00e9"};
+  std::mt19937 random(1);
+  for (int i = 0; i < 20'000; ++i) {
+    std::u16string text = u"a";  // two slashes in front would be an authority
+    for (auto count = random() % 10; count > 0; --count) text += pieces[random() % std::size(pieces)];
+    std::u16string name = URI(text).resolvedAgainst(URI(u"/a/b/c.xml")).toString();
+    EXPECT_EQ(name.find(u"//"), std::u16string::npos);
+    EXPECT_EQ((name + u"/").find(u"./"), std::u16string::npos);
+    if (name.size() > 1 && name.back() == u'/') name.pop_back();
+    EXPECT_EQ(URI(name).resolvedAgainst(URI(u"/x")), URI(name)) << toUTF8String(text);
+  }
 }
 
 TEST(URI, EncodesComponentsButForUnreservedAndAllowedCharacters) {
