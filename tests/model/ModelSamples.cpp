@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "model/ModelSamples.hpp"
 
+#include <regex>
+
 #include "foundation/zip/ArchiveWriter.hpp"
 #include "foundation/zip/ContentWriter.hpp"
 #include "opc/Strings.hpp"
@@ -70,6 +72,11 @@ std::vector<std::string> snapshot(Package const& package) {
                     read(part));
   }
   return lines;
+}
+
+std::string withoutPosition(std::string const& message) {
+  static std::regex const position("line [0-9]+, column [0-9]+: ");
+  return std::regex_replace(message, position, "", std::regex_constants::format_first_only);
 }
 
 std::vector<Item> itemsOf(Bytes const& bytes) {

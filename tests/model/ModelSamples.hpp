@@ -38,6 +38,9 @@ std::string read(Package const& package, std::u16string const& name);
 /// Part names and contents, type after the name, for comparisons.
 std::vector<std::string> snapshot(Package const& package);
 
+/// A message without the "line N, column M: " in it, whose numbers are no matter of most tests.
+std::string withoutPosition(std::string const& message);
+
 /// The items of an archive in its order.
 std::vector<Item> itemsOf(Bytes const& bytes);
 

@@ -24,7 +24,7 @@ std::string faultOf(Bytes const& bytes) {
   try {
     open(bytes);
   } catch (InvalidPackage const& error) {
-    return std::string(error.what()).substr(std::string("Invalid package: ").size());
+    return samples::withoutPosition(error.what()).substr(std::string("Invalid package: ").size());
   }
   return "none";
 }

@@ -150,6 +150,35 @@ TEST(XmlStreamReader, PassesOnWhatTheHandlerThrew) {
   EXPECT_EQ(streamFault(reader, "<a/>"), "");
 }
 
+TEST(XmlStreamReader, SaysWhereTheHandlerFoundAFault) {
+  XmlStreamReader reader;
+  OnStart handler([](std::u16string_view name, XmlAttributes const&) {
+    if (name == u"b") throw XmlContentFault("no such element");
+  });
+  auto const bytes = zt_test::bytesOf("<a>\n <b/>\n <b/></a>");
+  opc::ByteArrayInAdaptor input(bytes);
+  EXPECT_THROW_MESSAGE(reader.read(input, handler), InvalidXMLDocument, "line 2, column 6: no such element");
+}
+
+TEST(XmlStreamReader, TellsOfNamespaceDeclarationsBeforeTheirElement) {
+  struct Declarations final : XmlContentHandler {
+    void namespaceDeclared(std::u16string_view prefix, std::u16string_view uri) override {
+      ((log += prefix) += u"=") += uri;
+      log += u" ";
+    }
+    void startElement(std::u16string_view, std::u16string_view name, XmlAttributes const& attributes) override {
+      (log += name) += u" ";
+      EXPECT_EQ(attributes.size(), name == u"b" ? 1U : 0U);
+    }
+    std::u16string log;
+  } handler;
+  XmlStreamReader reader;
+  auto const bytes = zt_test::bytesOf("<a xmlns='urn:1' xmlns:p='urn:2'><p:b x='1' xmlns:p='urn:3'/><c xmlns=''/></a>");
+  opc::ByteArrayInAdaptor input(bytes);
+  reader.read(input, handler);
+  EXPECT_EQ(handler.log, u"=urn:1 p=urn:2 a p=urn:3 b = c ");
+}
+
 TEST(XmlStreamReader, SaysThatADocumentIsFaultyBeforeWhatTheHandlerThrew) {
   XmlStreamReader reader(listGrammars());
   EXPECT_THROW_MESSAGE(readThrowing(reader, listOf("<entry id='1'/>\n<other/>")), InvalidXMLDocument,

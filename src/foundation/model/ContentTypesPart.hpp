@@ -27,7 +27,7 @@ struct ContentTypes {
   MediaType const* typeOf(std::string_view name);
 };
 
-/// Throws InvalidPackage with the fault alone, and what the reader throws.
+/// Throws what the reader throws; the faults of content types are InvalidXMLDocument too.
 ContentTypes readContentTypes(XmlStreamReader& reader, InputStream& input, MediaTypePool& types);
 
 /// The defaults to be written: those that the package has, and one for each further extension, which is the

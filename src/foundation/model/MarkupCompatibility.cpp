@@ -4,7 +4,6 @@
 #include <algorithm>
 
 #include "foundation/model/Messages.hpp"
-#include "opc/model/Exceptions.hpp"
 
 namespace opc::model::detail {
 namespace {
@@ -12,7 +11,7 @@ namespace {
 constexpr std::u16string_view kNamespace = u"http://schemas.openxmlformats.org/markup-compatibility/2006";
 constexpr std::u16string_view kBlanks = u" \t\r\n";
 
-[[noreturn]] void fail(std::string const& fault) { throw InvalidPackage(fault); }
+[[noreturn]] void fail(std::string const& fault) { throw XmlContentFault(fault); }
 
 [[noreturn]] void fail(std::string const& fault, std::u16string_view name) {
   fail(fault + ": " + messages::shown(name));

@@ -17,7 +17,7 @@ namespace opc::model::detail {
 /// Hands on what a document says to a reader that understands one namespace, as ECMA-376-3, 10 has it:
 /// what is ignorable is left out (10.1.1) but for content that is to be processed (10.1.2), of alternate
 /// content the first choice that is understood stays (10.2), and what must be understood and is not refuses
-/// the document (10.1.4). For one document; its faults are thrown as InvalidPackage with the fault alone.
+/// the document (10.1.4). For one document; its faults are thrown as XmlContentFault.
 class MarkupCompatibility final : public XmlContentHandler {
  public:
   /// Both arguments are kept by reference.

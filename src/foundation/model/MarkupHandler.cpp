@@ -4,11 +4,10 @@
 #include <algorithm>
 
 #include "foundation/model/Messages.hpp"
-#include "opc/model/Exceptions.hpp"
 
 namespace opc::model::detail {
 
-void MarkupHandler::fail(std::string const& fault) { throw InvalidPackage(fault); }
+void MarkupHandler::fail(std::string const& fault) { throw XmlContentFault(fault); }
 
 void MarkupHandler::failAtElement(std::u16string_view name) { fail("Unexpected element: " + messages::shown(name)); }
 

@@ -11,7 +11,7 @@ namespace opc::model::detail {
 
 /// Reads the two documents of the package itself, content types and relationships: a root element and a
 /// flat list of children, all of one namespace, with attributes in none. Everything else is a fault
-/// (ECMA-376-2, 7.2 and 7.3), thrown as InvalidPackage with the fault alone; markup compatibility too, which
+/// (ECMA-376-2, 7.2 and 7.3), thrown as XmlContentFault; markup compatibility too, which
 /// content types must not use (10.1.2.5) and relationships have behind them when they come here.
 class MarkupHandler : public XmlContentHandler {
  public:

@@ -18,8 +18,8 @@ struct RelationshipCount {
 };
 
 /// Reads the relationships of a source (empty: the package) into the set. Markup compatibility is processed
-/// (9.3.4), and what it leaves out is not kept. Throws InvalidPackage with the fault alone, and what the
-/// reader throws.
+/// (9.3.4), and what it leaves out is not kept. Throws what the reader throws;
+/// the faults of relationships are InvalidXMLDocument too.
 void readRelationships(XmlStreamReader& reader, InputStream& input, std::string const& source, TextPool& texts,
                        RelationshipCount& count, RelationshipSet& relationships);
 

@@ -7,6 +7,7 @@
 #include <xercesc/util/XMLUni.hpp>
 #include <xercesc/validators/DTD/DTDElementDecl.hpp>
 
+#include "foundation/xml/XmlFault.hpp"
 #include "foundation/xml/XmlGrammars.hpp"
 
 namespace opc::model {
@@ -112,6 +113,8 @@ void XmlSaxParser::tellHandler(Call&& call) {
   if (thrown_ || check_.errors().hasFault()) return;
   try {
     call();
+  } catch (XmlContentFault const& fault) {
+    thrown_ = std::make_exception_ptr(xmlFault(check_.position(), fault.what()));
   } catch (...) {
     thrown_ = std::current_exception();
   }

@@ -29,8 +29,15 @@ class XmlAttributes {
   ~XmlAttributes() = default;
 };
 
-/// What a document holds, as it streams by. An exception thrown from here passes out of read() unchanged,
-/// once the rest of the document has been read without a fault; nothing more is told meanwhile.
+/// Thrown by a handler: the document is not what it should be. The text alone; the reader adds where.
+class XmlContentFault : public Exception {
+ public:
+  using Exception::Exception;
+};
+
+/// What a document holds, as it streams by. An exception thrown from here passes out of read(), once the rest
+/// of the document has been read without a fault; nothing more is told meanwhile. An XmlContentFault becomes
+/// an InvalidXMLDocument that names line and column, every other one stays what it is.
 class XmlContentHandler {
  public:
   /// A namespace declaration of the element whose start comes next; an empty prefix for the default one.
