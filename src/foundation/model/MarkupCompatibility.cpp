@@ -128,7 +128,7 @@ bool MarkupCompatibility::isProcessed(std::u16string_view namespaceURI, std::u16
 
 std::u16string const& MarkupCompatibility::namespaceOf(std::u16string_view prefix) const {
   auto const found = declarations_.find(prefix);
-  if (prefix.empty() || found == declarations_.end() || found->second.empty()) fail("Undeclared prefix", prefix);
+  if (prefix.empty() || found == declarations_.end()) fail("Undeclared prefix", prefix);
   return found->second.back();
 }
 
@@ -145,7 +145,10 @@ void MarkupCompatibility::open() {
 
 void MarkupCompatibility::close() {
   Element const& element = elements_.back();
-  for (; declared_.size() > element.declared; declared_.pop_back()) declared_.back()->second.pop_back();
+  for (; declared_.size() > element.declared; declared_.pop_back()) {
+    declared_.back()->second.pop_back();
+    if (declared_.back()->second.empty()) declarations_.erase(declared_.back());
+  }
   for (; processedOrder_.size() > element.processed; processedOrder_.pop_back())
     processed_.erase(processedOrder_.back());
   for (; ignorableOrder_.size() > element.ignorable; ignorableOrder_.pop_back())
@@ -232,13 +235,16 @@ void MarkupCompatibility::handOn(std::u16string_view namespaceURI, std::u16strin
                                  XmlAttributes const& attributes) {
   if (handedOn_ == 0 && std::exchange(hasRoot_, true)) fail("More than one root element is left");
   ++handedOn_;
+  auto const isLeftOut = [&](std::size_t i) {
+    return attributes.namespaceURI(i) == kNamespace || isIgnored(attributes.namespaceURI(i));
+  };
+  std::size_t kept = 0;
+  while (kept < attributes.size() && !isLeftOut(kept)) ++kept;
+  if (kept == attributes.size()) return reader_.startElement(namespaceURI, localName, attributes);
   Selection remaining(attributes);
   for (std::size_t i = 0; i < attributes.size(); ++i)
-    if (attributes.namespaceURI(i) != kNamespace && !isIgnored(attributes.namespaceURI(i))) remaining.add(i);
-  if (remaining.size() == attributes.size())
-    reader_.startElement(namespaceURI, localName, attributes);
-  else
-    reader_.startElement(namespaceURI, localName, remaining);
+    if (!isLeftOut(i)) remaining.add(i);
+  reader_.startElement(namespaceURI, localName, remaining);
 }
 
 }  // namespace opc::model::detail

@@ -64,7 +64,7 @@ CoreProperties PackageHelper::getCoreProperties(Package const& package) {
 
 Part PackageHelper::createCorePropertiesPart(Package& package) {
   PartName const name = freeName(package);
-  Part const part =
+  Part part =
       package.createPart(name, ContentType(detail::kCorePropertiesType), StandardPartInfo(CompressionType::Markup));
   // There may be one at the most, and these lead nowhere.
   for (auto const& relationship : package.getRelationshipsByType(detail::kCorePropertiesRelationshipType))
