@@ -16,6 +16,9 @@ namespace opc::ztservices {
 
 ZT_EXCEPTION(CouldNotOpenFile);
 
+ZT_EXCEPTION(CouldNotTransformContentType);
+ZT_EXCEPTION(CouldNotTransformContentData);
+
 ZT_EXCEPTION(FileSystemEntryAlreadyExists);
 ZT_EXCEPTION(FileSystemEntryNotFound);
 ZT_EXCEPTION(FileSystemEntryHasNoParent);

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "opc/Export.hpp"
+#include "opc/Streams.hpp"
+#include "opc/model/ContentType.hpp"
+#include "opc/ztservices/ContentSources.hpp"
+#include "opc/ztservices/Exceptions.hpp"
+
+namespace opc::ztservices {
+
+class Transformer;
+
+/// A content source that wraps another one, which it owns, and changes its bytes and its content type on the
+/// way through. A subclass says how; what is read, and when, is decided here. Transforms stack. One thread.
+class ZT_API TransformSource : public IContentSource {
+ public:
+  /// Throws opc::Exception for a null source.
+  explicit TransformSource(std::unique_ptr<IContentSource> source);
+  ~TransformSource() override;
+
+  /// The wrapped source's content type as transformed, worked out at each call. Throws
+  /// CouldNotTransformContentType, which names the wrapped source's content type.
+  model::ContentType getContentType() override;
+
+  /// The transformed bytes; the same stream at every call. Where the whole stream has to be transformed at
+  /// once, the first call reads and transforms all of it; otherwise nothing is read before the stream is, and
+  /// each read that finds nothing pending transforms one block of as many bytes as it was asked for. So a read
+  /// may deliver fewer bytes than asked for, and none, before the end. reset() and clear() of a stream that is
+  /// transformed in blocks are those of the wrapped stream and leave pending output as it is.
+  ///
+  /// CouldNotTransformContentData, which names the wrapped source's content type, is thrown by this call for
+  /// a whole stream, and a later call tries again with what is then left to read; by the read for a block,
+  /// which is skipped. What the wrapped source throws comes through unchanged.
+  InputStream& getInputStream() override;
+
+  /// Whether transformData() has to see the whole stream at once. Asked by the first getInputStream().
+  virtual bool mustTransformEntireStream() = 0;
+  /// `out` comes as a copy of `in`, the wrapped source's content type. False for failure.
+  virtual bool transformContentType(model::ContentType const& in, model::ContentType& out) = 0;
+  /// Puts what becomes of the bytes `in` into `out`, which comes empty and may become of any size. False for
+  /// failure.
+  virtual bool transformData(std::vector<unsigned char> const& in, std::vector<unsigned char>& out) = 0;
+
+ private:
+  std::unique_ptr<IContentSource> source_;
+  std::unique_ptr<Transformer> transformer_;  // reads from source_ and goes first; empty until it is needed
+};
+
+}  // namespace opc::ztservices
