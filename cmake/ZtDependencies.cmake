@@ -4,6 +4,7 @@ find_package(Boost 1.74 REQUIRED)
 find_package(XercesC 3.2 REQUIRED)
 find_package(ZLIB REQUIRED)
 find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
+find_package(ICU 70 REQUIRED COMPONENTS i18n uc)
 
 # Debian's libdeflate brings no CMake package.
 if(NOT TARGET libdeflate::libdeflate)

@@ -18,6 +18,12 @@ class ZT_API InvalidText : public Exception {
   using Exception::Exception;
 };
 
+/// Contents of a file that are text of no known character set, or hold what is no character of theirs.
+class ZT_API UndecodableText : public Exception {
+ public:
+  using Exception::Exception;
+};
+
 /// UTF-16 from UTF-8. Ill-formed input throws InvalidText when `strict`, otherwise each ill-formed piece
 /// becomes U+FFFD.
 ZT_API std::u16string toString(std::string const& utf8, bool strict = true);
