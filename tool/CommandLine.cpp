@@ -74,6 +74,7 @@ void addPack(CLI::App& app, Invocation& invocation) {
           "-l,--level", [options](std::string const& name) { options->level = levelOf(name); },
           "How hard to compress: fast, default or small")
       ->type_name("LEVEL");
+  command.add_flag("--text-to-utf8", options->textToUTF8, "Store text files as UTF-8, whatever they are in");
   command.add_flag("-n,--dry-run", options->dryRun, "Only print what would be stored");
   command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
   command.callback([&invocation, options] {

@@ -18,6 +18,7 @@ struct PackOptions {
   opc::model::CompressionLevel level = opc::model::CompressionLevel::Default;
   bool force = false;
   bool skipOutsideLinks = false;
+  bool textToUTF8 = false;
   bool dryRun = false;
   bool quiet = false;
 };

@@ -9,6 +9,7 @@
 #include "Paths.hpp"
 #include "Process.hpp"
 #include "SourceTree.hpp"
+#include "TreeAdding.hpp"
 
 namespace ztpkg {
 namespace {
@@ -70,10 +71,7 @@ void store(SourceTree& source, std::u16string const& path, PackOptions const& op
   package->setCompressionThreads(std::thread::hardware_concurrency());
   FileSystemManager manager(*package, source, source);
   manager.markAsDirty();  // an empty directory is a file system too
-  manager.addAll(u"/", opc::ztservices::TransformMode::None);
-  source.checkLastFile();
-  for (std::u16string const& folder : source.folders())
-    if (!manager.hasEntry(folder)) manager.createFolder(folder);
+  addTree(manager, source, options.textToUTF8);
   throwIfInterrupted();
   package->save();
 }

@@ -41,6 +41,9 @@ class SourceTree final : public ForwardingOps {
   /// Throws Failure when the file that was read last has changed meanwhile; once more after the last file.
   void checkLastFile();
 
+  /// The file that was opened last, as a path of this tree.
+  std::u16string const& lastFile() const { return lastFile_; }
+
   bool isFile(std::u16string const& path) override;
   /// Asked for what is no file: a leaf that is no link either is gone, which must not go unnoticed.
   bool isSymlink(std::u16string const& path) override;

@@ -6,6 +6,7 @@
 #include "filesystem/PathRules.hpp"
 #include "opc/ztservices/ContentTypes.hpp"
 #include "opc/ztservices/FileSystem.hpp"
+#include "opc/ztservices/Transforms.hpp"
 
 namespace opc::ztservices {
 namespace {
@@ -58,10 +59,9 @@ FileSystemEntry FileSystemManager::addFile(std::u16string const& sourcePath, std
                                            TransformMode mode) {
   std::u16string const normal = findFreePath(path);
   selectSource(sourcePath);
-  auto source = std::make_unique<FileContentSource>(sourcePath, *source_);
-  // Silently storing the text as it is would be worse than refusing it.
+  std::unique_ptr<IContentSource> source = std::make_unique<FileContentSource>(sourcePath, *source_);
   if (mode == TransformMode::Transform && source->getContentType() == getTextContentType())
-    throw Exception(messages::withPath(messages::kNoReencoding, sourcePath));
+    source = std::make_unique<UDEToUTF8Transform>(std::move(source));
 
   Perms::Perms_tag const permissions = readPermissions(*source_, sourcePath);
   boost::posix_time::ptime const time = readTime(*source_, sourcePath);

@@ -26,7 +26,6 @@ inline constexpr char kDoesNotExist[] = "File system entry does not exist: ";
 inline constexpr char kNoLinkTarget[] = "Could not read link target for: ";
 inline constexpr char kLinkTargetTooLong[] = "Link target is too long for: ";
 inline constexpr char kNoSource[] = "There is no content source for: ";
-inline constexpr char kNoReencoding[] = "Text cannot be re-encoded to UTF-8 in this version: ";
 inline constexpr char kUnsafePath[] = "Entry path leaves the destination root: ";
 inline constexpr char kCouldNotCreateFile[] = "Could not create file: ";
 

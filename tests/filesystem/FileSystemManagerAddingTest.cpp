@@ -229,22 +229,89 @@ TEST(FileSystemManagerAdding, UncarriableLinkTargetIsRefused) {
   EXPECT_THROW(target.manager.addAll(source.u16(), TransformMode::None), InvalidEntryName);
 }
 
-TEST(FileSystemManagerAdding, TextIsNotSilentlyStoredUntransformed) {
+std::string contentTypeAt(NewFileSystem& target, std::u16string const& path) {
+  PartName const part(target.manager.getEntry(path).getContentName());
+  return opc::toUTF8String(target.package->getPart(part).getContentType().toString());
+}
+
+std::string const kLatin1 = "Nous \xE9tions all\xE9s \xE0 la for\xEAt cet \xE9t\xE9.\n";
+std::string const kUTF8 = "Nous \u00E9tions all\u00E9s \u00E0 la for\u00EAt cet \u00E9t\u00E9.\n";
+
+TEST(FileSystemManagerAdding, TransformMakesTextUTF8AndSaysSoInItsType) {
   TemporaryDirectory source;
-  writeFile(source / "t.txt", "text");
+  writeFile(source / "t.txt", kLatin1);
+  writeFile(source / "d/t.tq", kLatin1);
   NewFileSystem target;
-  EXPECT_THROW_MESSAGE(target.manager.addFile(source.u16("t.txt"), u"/t.txt", TransformMode::Transform), opc::Exception,
-                       "Text cannot be re-encoded to UTF-8 in this version: " + (source / "t.txt").string());
-  EXPECT_FALSE(target.manager.hasEntry(u"/t.txt"));
-  EXPECT_FALSE(target.manager.isDirty());
+  target.manager.addAll(source.u16(), TransformMode::Transform);
+  for (std::u16string const path : {u"/t.txt", u"/d/t.tq"}) {
+    EXPECT_EQ(textAt(target.manager, path), kUTF8);
+    EXPECT_EQ(contentTypeAt(target, path), "text/plain;charset=utf-8");
+  }
+}
+
+TEST(FileSystemManagerAdding, TransformMarksTextThatIsUTF8OrEmptyAlready) {
+  TemporaryDirectory source;
+  writeFile(source / "u.txt", "\uFEFF" + kUTF8);
+  writeFile(source / "e.txt", "");
+  NewFileSystem target;
+  target.manager.addFile(source.u16("u.txt"), u"/u.txt", TransformMode::Transform);
+  target.manager.addFile(source.u16("e.txt"), u"/e.txt", TransformMode::Transform);
+  EXPECT_EQ(textAt(target.manager, u"/u.txt"), "\uFEFF" + kUTF8);
+  EXPECT_EQ(textAt(target.manager, u"/e.txt"), "");
+  EXPECT_EQ(contentTypeAt(target, u"/e.txt"), "text/plain;charset=utf-8");
 }
 
 TEST(FileSystemManagerAdding, TransformLeavesOtherFilesAsTheyAre) {
   TemporaryDirectory source;
-  writeFile(source / "b.bin", "\xE9\xFF bytes");
+  for (std::string const name : {"p.png", "plain", "h.html", "b.bin"}) writeFile(source / name, kLatin1);
   NewFileSystem target;
   target.manager.addAll(source.u16(), TransformMode::Transform);
-  EXPECT_EQ(textAt(target.manager, u"/b.bin"), "\xE9\xFF bytes");
+  for (std::u16string const path : {u"/p.png", u"/plain", u"/h.html", u"/b.bin"}) {
+    EXPECT_EQ(textAt(target.manager, path), kLatin1);
+    EXPECT_EQ(contentTypeAt(target, path).find(';'), std::string::npos);
+  }
+}
+
+TEST(FileSystemManagerAdding, TextStaysAsItIsWithoutTransform) {
+  TemporaryDirectory source;
+  writeFile(source / "t.txt", kLatin1);
+  NewFileSystem target;
+  for (TransformMode const mode : {TransformMode::None, TransformMode(2)}) {
+    std::u16string const path = numbered(u"/t", static_cast<std::size_t>(mode));
+    target.manager.addFile(source.u16("t.txt"), path, mode);
+    EXPECT_EQ(textAt(target.manager, path), kLatin1);
+    EXPECT_EQ(contentTypeAt(target, path), "text/plain");
+  }
+}
+
+TEST(FileSystemManagerAdding, NoTransformAppliesToAGivenSource) {
+  NewFileSystem target;
+  target.manager.addFile(std::make_unique<TextSource>(kLatin1, ContentType(u"text/plain")), u"/t.txt",
+                         opc::Perms::OwnerRead, kTime);
+  EXPECT_EQ(textAt(target.manager, u"/t.txt"), kLatin1);
+}
+
+TEST(FileSystemManagerAdding, UndecodableTextEndsTheOperation) {
+  TemporaryDirectory source;
+  writeFile(source / "a.txt", "a");
+  writeFile(source / "b.txt", "\uFEFF\xFF");
+  writeFile(source / "c.txt", "c");
+  NewFileSystem target;
+  EXPECT_THROW_MESSAGE(target.manager.addAll(source.u16(), TransformMode::Transform), opc::UndecodableText,
+                       "Text is not valid UTF-8 at byte 3");
+  EXPECT_EQ(textAt(target.manager, u"/a.txt"), "a");
+  EXPECT_FALSE(target.manager.hasEntry(u"/c.txt"));
+}
+
+TEST(FileSystemManagerAdding, TransformedTextSurvivesASave) {
+  TemporaryDirectory source;
+  writeFile(source / "t.txt", kLatin1);
+  NewFileSystem target;
+  target.manager.addAll(source.u16(), TransformMode::Transform);
+  auto const package = reopen(*target.package);
+  FileSystemManager manager(*package);
+  EXPECT_EQ(textAt(manager, u"/t.txt"), kUTF8);
+  EXPECT_EQ(package->getPart(PartName(u"/fsroot/t.txt")).getContentType().toString(), u"text/plain;charset=utf-8");
 }
 
 TEST(FileSystemManagerAdding, SelectorChoosesTheOperationsForRootAndFiles) {

@@ -23,7 +23,8 @@ struct FileSystemNode;
 class FileSystemTree;
 class FileSystemManifest;
 
-/// None copies contents unchanged. Transform, on extraction, decrypts what is encrypted.
+/// None copies contents unchanged. Transform turns text into UTF-8 where it is added (UDEToUTF8Transform), and
+/// decrypts what is encrypted where it is extracted.
 enum class TransformMode : std::uint32_t { None = 0, Transform = 1 };
 
 /// What extraction restores beside contents.
@@ -151,9 +152,10 @@ class ZT_API FileSystemManager : public model::DataManager {
   // ---- adding from and extracting to a disk
 
   /// Adds one file with its permissions and time. Throws CouldNotOpenFile, CouldNotGetPermissions,
-  /// CouldNotGetLastModifiedTime, FileSystemEntryAlreadyExists; opc::Exception for a text file that is to
-  /// be re-encoded (TransformMode::Transform), and for a null source. When reading or writing the content fails, the
-  /// entry stays, with an empty part.
+  /// CouldNotGetLastModifiedTime, FileSystemEntryAlreadyExists; opc::Exception for a null source. With
+  /// TransformMode::Transform a file whose content type equals getTextContentType() becomes UTF-8;
+  /// opc::UndecodableText where that cannot be done. When reading, transforming or writing the content fails,
+  /// the entry stays, with an empty part.
   FileSystemEntry addFile(std::u16string const& sourcePath, std::u16string const& path, TransformMode mode);
   FileSystemEntry addFile(std::unique_ptr<IContentSource> source, std::u16string const& path,
                           Perms::Perms_tag permissions, boost::posix_time::ptime const& time);

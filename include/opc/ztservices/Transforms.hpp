@@ -50,4 +50,20 @@ class ZT_API TransformSource : public IContentSource {
   std::unique_ptr<Transformer> transformer_;  // reads from source_ and goes first; empty until it is needed
 };
 
+/// Turns text into UTF-8. What is UTF-8 already, plain ASCII included, passes byte for byte; of anything else the
+/// character set is told by the text itself, and where that fails by the user's default encoding. A byte-order
+/// mark is neither added nor removed. The content type gains the parameter charset=utf-8 where it equals
+/// getTextContentType(), and encoding=utf-8 where it is any other.
+///
+/// The whole text is held in memory. getInputStream() throws opc::UndecodableText for what is text of no known
+/// character set; CouldNotTransformContentData is never thrown.
+class ZT_API UDEToUTF8Transform : public TransformSource {
+ public:
+  using TransformSource::TransformSource;
+
+  bool mustTransformEntireStream() override;
+  bool transformContentType(model::ContentType const& in, model::ContentType& out) override;
+  bool transformData(std::vector<unsigned char> const& in, std::vector<unsigned char>& out) override;
+};
+
 }  // namespace opc::ztservices

@@ -36,6 +36,10 @@ CharsetDecoder::CharsetDecoder(std::string const& charset, Invalid invalid) : ch
   ucnv_setToUCallBack(converter_.get(), callback, nullptr, nullptr, nullptr, &error);
 }
 
+bool CharsetDecoder::isSingleByte() const {
+  return ucnv_getMinCharSize(converter_.get()) == 1 && ucnv_getMaxCharSize(converter_.get()) == 1;
+}
+
 void CharsetDecoder::decode(std::string_view bytes, Piece const& take) {
   ucnv_resetToUnicode(converter_.get());
   std::vector<char16_t> units(kUnitsAtOnce);

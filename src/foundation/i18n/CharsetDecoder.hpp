@@ -20,6 +20,9 @@ class CharsetDecoder {
   /// Throws opc::UndecodableText for a character set that is not known.
   CharsetDecoder(std::string const& charset, Invalid invalid);
 
+  /// Whether each byte is a character of its own, wherever it stands.
+  bool isSingleByte() const;
+
   /// Decodes all of `bytes`, handing out one piece after the other until `take` returns false. Begins anew at
   /// each call. Throws opc::UndecodableText, which names the position of what is no character.
   void decode(std::string_view bytes, Piece const& take);

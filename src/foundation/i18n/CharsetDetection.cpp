@@ -2,6 +2,7 @@
 #include "foundation/i18n/CharsetDetection.hpp"
 
 #include <algorithm>
+#include <array>
 #include <ostream>
 #include <string_view>
 
@@ -54,16 +55,29 @@ void throwIfNot(std::string const& charset, std::string_view bytes) {
 // Windows code pages appears as such.
 bool isNoText(char16_t c) { return c == 0 || (c >= 0x80 && c < 0xA0 && c != 0x85); }
 
+std::string distinctBytes(std::string_view bytes) {
+  std::array<bool, 256> isThere{};
+  for (char const byte : bytes) isThere[static_cast<unsigned char>(byte)] = true;
+  std::string distinct;
+  for (std::size_t byte = 0; byte < isThere.size(); ++byte)
+    if (isThere[byte]) distinct += static_cast<char>(byte);
+  return distinct;
+}
+
+bool isText(CharsetDecoder& decoder, std::string_view bytes) {
+  bool good = true;
+  decoder.decode(
+      bytes, [&good](std::u16string_view piece) { return good = std::none_of(piece.begin(), piece.end(), isNoText); });
+  return good;
+}
+
 bool isTextOf(std::string const& charset, std::string_view bytes) {
-  bool isText = true;
   try {
-    CharsetDecoder(charset, CharsetDecoder::Invalid::Throw).decode(bytes, [&](std::u16string_view piece) {
-      return isText = std::none_of(piece.begin(), piece.end(), isNoText);
-    });
+    CharsetDecoder decoder(charset, CharsetDecoder::Invalid::Throw);
+    return decoder.isSingleByte() ? isText(decoder, distinctBytes(bytes)) : isText(decoder, bytes);
   } catch (opc::UndecodableText const&) {
     return false;  // or a name that the converter does not know, as the locale's may be
   }
-  return isText;
 }
 
 // The user's encoding, of which nothing in the bytes speaks.

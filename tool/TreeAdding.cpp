@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "TreeAdding.hpp"
+
+#include "Errors.hpp"
+#include "opc/Strings.hpp"
+
+namespace ztpkg {
+
+using opc::ztservices::TransformMode;
+
+void addTree(opc::ztservices::FileSystemManager& manager, SourceTree& source, bool textToUTF8) {
+  try {
+    manager.addAll(u"/", textToUTF8 ? TransformMode::Transform : TransformMode::None);
+  } catch (opc::UndecodableText const& undecodable) {
+    std::u16string const file = source.diskPath(source.lastFile());
+    std::string const message = "cannot store " + shown(file) + " as UTF-8: " + undecodable.what();
+    throw Failure(Report{Exit::Package, "bad-text", message, file});
+  }
+  source.checkLastFile();
+  for (std::u16string const& folder : source.folders())
+    if (!manager.hasEntry(folder)) manager.createFolder(folder);
+}
+
+}  // namespace ztpkg
