@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "foundation/i18n/CharsetDetection.hpp"
-
-#include <gmock/gmock.h>
-
 #include <cstdio>
+#include <gmock/gmock.h>
 #include <sstream>
 
+#include "foundation/i18n/CharsetDetection.hpp"
 #include "foundation/i18n/Conversion.hpp"
 #include "i18n/Iconv.hpp"
 #include "i18n/TextSamples.hpp"
@@ -65,6 +63,104 @@ TEST(CharsetDetection, MarkDecidesAndStays) {
       EXPECT_EQ(detect(bytes), charset) << sample.language;
       EXPECT_EQ(toUtf8(bytes, charset), text);
     }
+}
+
+TEST(CharsetDetection, AsciiAndUtf8AndEmptyTextAreUtf8) {
+  for (std::string const& text : {""s, "a"s, "plain\r\n"s, "\t\v\f\b\a"s, "caf\u00E9"s, "\u20AC"s, "\U0010FFFF"s})
+    EXPECT_EQ(detect(text), "UTF-8");
+  for (Sample const& sample : samples()) EXPECT_EQ(detect(sample.text), "UTF-8") << sample.language;
+  EXPECT_EQ(fl::i18n::detect_charset(nullptr, 0, std::cout, u"x"), "UTF-8");
+}
+
+TEST(CharsetDetection, ControlsAndNulsDoNotMakeAsciiAnythingElse) {
+  for (std::string const& text :
+       {"\0"s, "\0\0"s, "\0\0\0\0"s, "one\0two\0three\0"s, "foo\0bar\0"s, "ab\0cd\0ef\0gh\0"s, "N\bNA\bAM\bME\bE\n"s,
+        "a\x1F"
+        "b\x1F"
+        "c\x1F"
+        "d\x1F"s,
+        "1\t2\t3\t4\t"s, "\x1B[31mred\x1B[0m"s, "\x1B$ is no escape"s, "\x1B$B"s, "caf\u00E9\0th\u00E9\0"s})
+    EXPECT_EQ(detect(text), "UTF-8") << testing::PrintToString(text);
+}
+
+TEST(CharsetDetection, WellFormedIsStrict) {
+  ScopedLocale const locale("C.UTF-8");
+  for (std::string const ill :
+       {"\xC0\xAF", "\xE0\x80\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\x80", "\xE2\x82", "\xFF"})
+    EXPECT_THROW(detect("\u00E9\u00E8\u00EA\u00E0\u00F9\u00E7\u00E9\u00E8\u00EA\u00E0 " + ill), UndecodableText)
+        << testing::PrintToString(ill);
+}
+
+TEST(CharsetDetection, DamagedUtf8IsNotTakenForAnythingElse) {
+  for (char const* const locale : {"C.UTF-8", "xx_XX.ISO-8859-1"}) {
+    ScopedLocale const scope(locale);
+    std::string text = samples().front().text;
+    text[text.size() - 2] = '\xFF';
+    EXPECT_THROW_MESSAGE(detect(text), UndecodableText,
+                         "Text is not valid UTF-8 at byte " + std::to_string(text.size() - 2));
+  }
+}
+
+TEST(CharsetDetection, BrokenPromiseOfAMarkIsAnError) {
+  ScopedLocale const locale("xx_XX.ISO-8859-1");
+  EXPECT_THROW_MESSAGE(detect("\xEF\xBB\xBF\xE9"), UndecodableText, "Text is not valid UTF-8 at byte 3");
+  EXPECT_THROW_MESSAGE(detect("\xFF\xFE\0\xD8z\0"s), UndecodableText, "Text is not valid UTF-16LE at byte 2");
+  EXPECT_THROW_MESSAGE(detect("\xFE\xFF\0zz"s), UndecodableText, "Text is not valid UTF-16BE at byte 4");
+}
+
+TEST(CharsetDetection, MarkAloneIsText) {
+  EXPECT_EQ(detect("\xFF\xFE"), "UTF-16LE");
+  EXPECT_EQ(detect("\xFE\xFF"), "UTF-16BE");
+  EXPECT_EQ(detect("\xFF\xFE\0\0"s), "UTF-32LE");
+  EXPECT_EQ(detect("\xEF\xBB\xBF"), "UTF-8");
+}
+
+TEST(CharsetDetection, TextThatIsAsciiForLongIsToldByWhatIsNot) {
+  std::string const code =
+      "int main() { return 0; }  // nothing here but ASCII, as in most of what programmers write\n";
+  std::string text;
+  for (int i = 0; i < 1000; ++i) text += code;
+  for (Sample const& sample : samples())
+    for (char const* const charset : sample.charsets) {
+      std::string const whole = text + sample.text;
+      EXPECT_EQ(toUtf8(encode(whole, charset), detect(encode(whole, charset))), whole) << sample.language << charset;
+    }
+}
+
+TEST(CharsetDetection, LongTextOfOneLineIsTold) {
+  for (Sample const& sample : samples())
+    for (char const* const charset : sample.charsets) {
+      std::string text;
+      for (int i = 0; i < 20; ++i) text += sample.text.substr(0, sample.text.find('\n')) + " ";
+      EXPECT_EQ(toUtf8(encode(text, charset), detect(encode(text, charset))), text) << sample.language << charset;
+    }
+}
+
+TEST(CharsetDetection, BytesThatAreNoTextAreRefused) {
+  ScopedLocale const locale("xx_XX.ISO-8859-1");
+  std::string every;
+  for (int byte = 0; byte < 256; ++byte) every += static_cast<char>(byte);
+  EXPECT_THROW_MESSAGE(detect(every), UndecodableText, "The character set of the text cannot be told");
+  EXPECT_THROW(detect("caf\xE9\0 and NULs \0\0"s), UndecodableText);
+}
+
+TEST(CharsetDetection, FallsBackToTheUsersEncodingAndSaysSo) {
+  ScopedLocale const locale("xx_XX.IBM850");
+  std::ostringstream diagnostics;
+  EXPECT_EQ(fl::i18n::detect_charset("\x81", 1, diagnostics, u"a.txt"), "IBM850");
+  EXPECT_EQ(diagnostics.str(), "a.txt: the character set cannot be told; taken for IBM850\n");
+}
+
+TEST(CharsetDetection, EveryTruncationIsDetectedOrRefused) {
+  ScopedLocale const locale("C.UTF-8");
+  for (std::string const charset : {"UTF-16LE", "SHIFT_JIS", "ISO-2022-JP", "EUC-JP"}) {
+    std::string const bytes = encode(samples()[12].line, charset);
+    for (std::size_t size = 0; size <= bytes.size(); ++size) try {
+        std::string const charsetFound = detect(bytes.substr(0, size));
+        EXPECT_NO_THROW(charsetFound == "UTF-8" ? bytes : toUtf8(bytes.substr(0, size), charsetFound));
+      } catch (UndecodableText const&) {
+      }
+  }
 }
 
 }  // namespace

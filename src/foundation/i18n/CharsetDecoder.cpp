@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <new>
 #include <unicode/ucnv.h>
+#include <unicode/ucnv_cb.h>
 #include <vector>
 
 #include "foundation/i18n/Messages.hpp"
@@ -21,6 +22,15 @@ void throwIfOutOfMemory(UErrorCode error) {
   if (error == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
 }
 
+// ICU's own callback puts a control in the place of some.
+void replaceInvalid(void const*, UConverterToUnicodeArgs* arguments, char const*, int32_t,
+                    UConverterCallbackReason reason, UErrorCode* error) {
+  constexpr char16_t kReplacement = 0xFFFD;
+  if (reason > UCNV_IRREGULAR) return;  // the converter was reset or closed
+  *error = U_ZERO_ERROR;
+  ucnv_cbToUWriteUChars(arguments, &kReplacement, 1, 0, error);
+}
+
 }  // namespace
 
 void CharsetDecoder::Closer::operator()(UConverter* converter) const noexcept { ucnv_close(converter); }
@@ -32,7 +42,7 @@ CharsetDecoder::CharsetDecoder(std::string const& charset, Invalid invalid) : ch
   if (isName) converter_.reset(ucnv_open(charset.c_str(), &error));
   throwIfOutOfMemory(error);
   if (!converter_ || U_FAILURE(error)) throw opc::UndecodableText(messages::unknownCharset(charset));
-  auto const callback = invalid == Invalid::Throw ? UCNV_TO_U_CALLBACK_STOP : UCNV_TO_U_CALLBACK_SUBSTITUTE;
+  auto const callback = invalid == Invalid::Throw ? UCNV_TO_U_CALLBACK_STOP : replaceInvalid;
   ucnv_setToUCallBack(converter_.get(), callback, nullptr, nullptr, nullptr, &error);
 }
 

@@ -36,6 +36,11 @@ constexpr Designation kDesignations[] = {
     {"\x1B$)C", "ISO-2022-KR"}, {"\x1B$)A", "ISO-2022-CN"}, {"\x1B$)G", "ISO-2022-CN"},
 };
 
+// Nothing is designated where not a single character follows.
+bool isDesignation(std::string_view bytes, std::string_view escape) {
+  return bytes.starts_with(escape) && bytes.size() >= escape.size() + 2;
+}
+
 struct DetectorCloser {
   void operator()(UCharsetDetector* detector) const noexcept { ucsdet_close(detector); }
 };
@@ -67,7 +72,7 @@ std::string likeliestCharset(std::string_view sample) {
 std::string guessEscapedCharset(std::string_view bytes) {
   for (std::size_t at = bytes.find('\x1B'); at != std::string_view::npos; at = bytes.find('\x1B', at + 1))
     for (Designation const& designation : kDesignations)
-      if (bytes.substr(at).starts_with(designation.escape)) return designation.charset;
+      if (isDesignation(bytes.substr(at), designation.escape)) return designation.charset;
   return {};
 }
 

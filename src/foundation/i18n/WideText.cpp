@@ -114,7 +114,7 @@ bool isUtf32(std::string_view bytes, Order order) {
 bool mayBeByteText(std::string_view bytes) {
   std::size_t const foreign = countOf(bytes, isForeignToByteText);
   if (foreign == 0 || foreign < bytes.size() / 100) return true;
-  if (opc::unicode::asciiPrefix(bytes) == bytes.size()) return countOf(bytes, isControl) < bytes.size() / 3;
+  if (opc::unicode::asciiPrefix(bytes) == bytes.size()) return countOf(bytes, isControl) * 3 < bytes.size();
   std::size_t const tornOff = bytes.size() == kSampleSize ? 3 : 0;  // of the sample's last character
   return utf8Prefix(bytes) + tornOff >= bytes.size();
 }
