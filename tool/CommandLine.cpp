@@ -86,6 +86,26 @@ void addPack(CLI::App& app, Invocation& invocation) {
   });
 }
 
+void addAdd(CLI::App& app, Invocation& invocation) {
+  auto const options = std::make_shared<AddOptions>();
+  CLI::App& command = addCommand(app, "add", "Add files, directories and links to a package",
+                                 "ztpkg add photos.ztpkg new/*.jpg --to /2025");
+  addPackage(command, options->package);
+  command.add_option("SOURCE", options->sources, "What is added, under its own name")->required();
+  command.add_option("-t,--to", options->to, "The folder of the package that it is added to; the root without it")
+      ->type_name("DIR");
+  command.add_flag("--text-to-utf8", options->textToUTF8, "Store text files as UTF-8, whatever they are in");
+  command.add_flag("-f,--force", options->force, "Replace files and links that are in the package");
+  command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
+  command.callback([&invocation, options] {
+    unmark(options->package);
+    unmark(options->sources);
+    unmark(options->to);
+    invocation.package = options->package;
+    invocation.action = [options](Output&) { add(*options); };
+  });
+}
+
 void addUnpack(CLI::App& app, Invocation& invocation) {
   auto const options = std::make_shared<UnpackOptions>();
   CLI::App& command = addCommand(app, "unpack", "Extract a package's file system, or parts of it, into a directory",
@@ -171,6 +191,7 @@ void parseCommandLine(int argc, char const* const* argv, Invocation& invocation)
   app.set_version_flag("-V,--version", "ztpkg " ZTPKG_VERSION);
   app.footer("'ztpkg COMMAND --help' tells more of a command.\nExample:\n  ztpkg pack photos photos.ztpkg");
   addPack(app, invocation);
+  addAdd(app, invocation);
   addUnpack(app, invocation);
   addList(app, invocation);
   addCat(app, invocation);

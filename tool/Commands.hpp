@@ -24,6 +24,16 @@ struct PackOptions {
 };
 void pack(PackOptions const& options, Output& out);
 
+struct AddOptions {
+  std::string package;
+  std::vector<std::string> sources;
+  std::string to = "/";
+  bool textToUTF8 = false;
+  bool force = false;
+  bool quiet = false;
+};
+void add(AddOptions const& options);
+
 struct UnpackOptions {
   std::string package;
   std::string directory;

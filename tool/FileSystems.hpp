@@ -11,13 +11,15 @@
 /// What the commands that read a package's file system have in common.
 namespace ztpkg {
 
-/// Opens a package for reading; the text is the user's.
-std::unique_ptr<opc::model::Package> openPackage(std::string const& path);
+using opc::model::AccessMode;
+
+/// Opens a package; the text is the user's.
+std::unique_ptr<opc::model::Package> openPackage(std::string const& path, AccessMode mode = AccessMode::ReadOnly);
 
 bool hasFileSystem(opc::model::Package const& package);
 
 /// The same for a package that must have a file system; Failure where it has none.
-std::unique_ptr<opc::model::Package> openFileSystem(std::string const& path);
+std::unique_ptr<opc::model::Package> openFileSystem(std::string const& path, AccessMode mode = AccessMode::ReadOnly);
 
 /// Reads the manifest; a fault in it is told with the name of the package, which is the user's text.
 void load(opc::ztservices::FileSystemManager const& manager, std::string const& path);

@@ -34,10 +34,7 @@ SourceTree::Rules rulesOf(PackOptions const& options, std::u16string const& pack
   SourceTree::Rules rules;
   for (std::string const& pattern : options.exclude) rules.exclude.emplace_back(fromArgument(pattern));
   rules.skipOutsideLinks = options.skipOutsideLinks;
-  std::u16string const absolute = absolutePath(package);
-  std::u16string const name = absolute.substr(absolute.rfind(u'/'));
-  std::u16string const folder = resolvedPath(parentOf(absolute));
-  rules.ownFiles = {resolvedPath(absolute), (folder == u"/" ? u"" : folder) + name};
+  rules.ownFiles = namesOf(package);
   rules.otherRoots = {absolutePath(fromArgument(options.directory))};
   return rules;
 }

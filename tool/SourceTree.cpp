@@ -34,8 +34,9 @@ SourceTree::SourceTree(opc::FileSystemOps& disk, std::u16string root, Rules rule
     : ForwardingOps(disk), root_(std::move(root)), rules_(std::move(rules)) {}
 
 std::u16string SourceTree::diskPath(std::u16string const& path) const {
-  if (path == u"/") return root_;
-  return root_ == u"/" ? path : root_ + path;
+  std::u16string const below = path.substr(std::min(path.size(), rules_.place.size()));
+  if (below.empty() || below == u"/") return root_;
+  return root_ == u"/" ? below : root_ + below;
 }
 
 void SourceTree::survey() {
@@ -52,6 +53,23 @@ void SourceTree::survey() {
 }
 
 ForwardingOps::Paths SourceTree::listed(bool folders) {
+  if (!rules_.only.empty()) return folders ? Paths() : theOnly();
+  Paths paths = listedOnDisk(folders);
+  if (folders && !rules_.place.empty()) paths.insert(paths.begin(), root_);
+  std::size_t const rootLength = root_ == u"/" ? 0 : root_.size();
+  for (std::u16string& path : paths) path.replace(0, rootLength, rules_.place);
+  return paths;
+}
+
+ForwardingOps::Paths SourceTree::theOnly() const {
+  std::u16string path = rules_.place + u"/" + rules_.only;
+  std::u16string const onDisk = diskPath(path);
+  if (!inner().isFile(onDisk) && !inner().isSymlink(onDisk))
+    throw Failure(Report{Exit::Disk, "cannot-read", shown(onDisk) + " is neither file, link nor directory", onDisk});
+  return {std::move(path)};
+}
+
+ForwardingOps::Paths SourceTree::listedOnDisk(bool folders) {
   Paths paths;
   ErrorCode error;
   try {
@@ -63,8 +81,6 @@ ForwardingOps::Paths SourceTree::listed(bool folders) {
     throw Failure(Report{Exit::Package, "bad-name", invalid.what(), root_});
   }
   if (error) throw Failure(diskReport("cannot-read", "cannot list", unreadableFolder(root_), error));
-  std::size_t const rootLength = root_ == u"/" ? 0 : root_.size();
-  for (std::u16string& path : paths) path.erase(0, rootLength);
   return paths;
 }
 
@@ -161,7 +177,8 @@ void SourceTree::getFiles(std::u16string const&, Paths& files, bool, ErrorCode& 
 std::u16string SourceTree::getLinkTarget(std::u16string const& path) {
   std::u16string target = inner().getLinkTarget(diskPath(path));
   if (!target.starts_with(u'/')) return target;
-  if (auto const within = targetWithinRoot(target, root_, rules_.otherRoots)) return *within;
+  if (auto const within = targetWithinRoot(target, root_, rules_.otherRoots))
+    return *within == u"/" && !rules_.place.empty() ? rules_.place : rules_.place + *within;
   throwChanged(path);
 }
 

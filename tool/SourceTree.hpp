@@ -10,16 +10,19 @@
 
 namespace ztpkg {
 
-/// The directory that is packed, seen as a tree of its own whose root is "/": so a root with a backslash or
-/// with several names is none of the library's concern. Leaves out what is excluded and finds, before anything
-/// is written, everything that cannot be stored. Errors are thrown as Failure and name the path on disk.
+/// The directory that is stored, or one file or link of it, seen as a tree of its own whose root is "/": so a
+/// root with a backslash or with several names is none of the library's concern. Leaves out what is excluded and finds,
+/// before anything is written, everything that cannot be stored. Errors are thrown as Failure and name the path on
+/// disk.
 class SourceTree final : public ForwardingOps {
  public:
   struct Rules {
     std::vector<Glob> exclude;
     bool skipOutsideLinks = false;
-    Paths ownFiles;    ///< resolved paths of the package that is being written
-    Paths otherRoots;  ///< further absolute names of the root, by which links may point below it
+    std::u16string place;  ///< folder of this tree that the directory appears as; empty for the root
+    std::u16string only;   ///< name of the one file or link that the tree holds; empty for all there are
+    Paths ownFiles;        ///< resolved paths of the package that is being written
+    Paths otherRoots;      ///< further absolute names of the root, by which links may point below it
   };
 
   /// `root` is resolved: no component of it is a link.
@@ -56,6 +59,8 @@ class SourceTree final : public ForwardingOps {
 
  private:
   Paths listed(bool folders);
+  Paths listedOnDisk(bool folders);
+  Paths theOnly() const;
   std::u16string unreadableFolder(std::u16string const& folder);
   bool isExcluded(std::u16string const& path) const;
   void checkName(std::u16string const& path);

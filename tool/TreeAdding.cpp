@@ -2,11 +2,18 @@
 #include "TreeAdding.hpp"
 
 #include "Errors.hpp"
+#include "Paths.hpp"
 #include "opc/Strings.hpp"
 
 namespace ztpkg {
 
 using opc::ztservices::TransformMode;
+
+ForwardingOps::Paths namesOf(std::u16string const& package) {
+  std::u16string const absolute = absolutePath(package);
+  std::u16string const folder = resolvedPath(parentOf(absolute));
+  return {resolvedPath(absolute), (folder == u"/" ? u"" : folder) + absolute.substr(absolute.rfind(u'/'))};
+}
 
 void addTree(opc::ztservices::FileSystemManager& manager, SourceTree& source, bool textToUTF8) {
   try {
