@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstdio>
 #include <gmock/gmock.h>
+#include <map>
 #include <sstream>
 
 #include "foundation/i18n/CharsetDetection.hpp"
@@ -53,6 +54,27 @@ TEST(CharsetDetection, TellsTheOlderCharacterSets) {
 TEST(CharsetDetection, TellsUtf16AndUtf32WithoutAMark) {
   for (Sample const& sample : samples())
     for (char const* charset : {"UTF-16LE", "UTF-16BE", "UTF-32LE", "UTF-32BE"}) expectRight(sample, charset);
+}
+
+TEST(CharsetDetection, FewWordsMayHoldTooLittleButNeverPassForUtf8) {
+  struct Words {
+    char const* text;
+    char const* charset;
+  };
+  for (Words const& words : {Words{"Gr\u00FC\u00DFe", "ISO-8859-1"}, Words{"\u4F60\u597D\uFF0C\u4E16\u754C", "GB2312"},
+                             Words{"\u3053\u3093\u306B\u3061\u306F", "EUC-JP"}, Words{"\uC548\uB155", "EUC-KR"},
+                             Words{"\u041F\u0440\u0438\u0432\u0435\u0442", "WINDOWS-1251"}}) {
+    ScopedLocale const locale("C.UTF-8");
+    std::string const bytes = encode(words.text, words.charset);
+    std::string result = "refused";
+    try {
+      std::string const detected = detect(bytes);
+      EXPECT_NE(detected, "UTF-8");
+      result = detected + (toUtf8(bytes, detected) == words.text ? " right" : " wrong: too little evidence");
+    } catch (UndecodableText const&) {
+    }
+    std::printf("%-22s %-13s %-6s %6zu bytes  %s\n", words.text, words.charset, "words", bytes.size(), result.c_str());
+  }
 }
 
 TEST(CharsetDetection, MarkDecidesAndStays) {
@@ -136,6 +158,20 @@ TEST(CharsetDetection, LongTextOfOneLineIsTold) {
     }
 }
 
+TEST(CharsetDetection, DamagedTextOfSeveralBytesACharacterIsRefused) {
+  ScopedLocale const locale("C.UTF-8");
+  std::map<std::string, std::string> const halves = {
+      {"SHIFT_JIS", "\x81"}, {"EUC-JP", "\xA4"}, {"BIG5", "\xA4"}, {"EUC-KR", "\xB0"}};
+  std::size_t refused = 0;
+  for (Sample const& sample : samples())
+    for (std::string const charset : sample.charsets) {
+      if (!halves.contains(charset)) continue;
+      EXPECT_THROW(detect(encode(sample.text, charset) + halves.at(charset)), UndecodableText) << charset;
+      ++refused;
+    }
+  EXPECT_EQ(refused, halves.size());
+}
+
 TEST(CharsetDetection, BytesThatAreNoTextAreRefused) {
   ScopedLocale const locale("xx_XX.ISO-8859-1");
   std::string every;
@@ -152,9 +188,12 @@ TEST(CharsetDetection, FallsBackToTheUsersEncodingAndSaysSo) {
 }
 
 TEST(CharsetDetection, EveryTruncationIsDetectedOrRefused) {
+  std::string const line =
+      "\u660E\u65E5\u306E\u671D\u3001\u53CB\u3060\u3061\u3068\u4E00\u7DD2\u306B\u5C71\u3078\u884C\u304F\u3053\u3068"
+      "\u306B\u3057\u307E\u3057\u305F\u3002\n";
   ScopedLocale const locale("C.UTF-8");
   for (std::string const charset : {"UTF-16LE", "SHIFT_JIS", "ISO-2022-JP", "EUC-JP"}) {
-    std::string const bytes = encode(samples()[12].line, charset);
+    std::string const bytes = encode(line, charset);
     for (std::size_t size = 0; size <= bytes.size(); ++size) try {
         std::string const charsetFound = detect(bytes.substr(0, size));
         EXPECT_NO_THROW(charsetFound == "UTF-8" ? bytes : toUtf8(bytes.substr(0, size), charsetFound));

@@ -52,19 +52,54 @@ void throwIfOutOfMemory(UErrorCode error) {
 // UTF was decided by stricter means, and EBCDIC is not the text of this world's files.
 bool isCandidate(std::string_view name) { return !name.starts_with("UTF-") && !name.starts_with("IBM"); }
 
-// Of ICU's detector; empty where it has no idea.
-std::string likeliestCharset(std::string_view sample) {
+bool hasSingleBytes(std::string_view name) {
+  return name.starts_with("ISO-8859-") || name.starts_with("windows-") || name.starts_with("KOI8-");
+}
+
+// By ICU's detector, the likeliest first. What it is sure to be text of several bytes a character is nothing else,
+// be it damaged: as single bytes nearly everything passes.
+std::vector<std::string> likelyCharsets(std::string_view sample) {
+  constexpr int32_t kSure = 50;
   UErrorCode error = U_ZERO_ERROR;
   std::unique_ptr<UCharsetDetector, DetectorCloser> const detector(ucsdet_open(&error));
   ucsdet_setText(detector.get(), sample.data(), static_cast<int32_t>(sample.size()), &error);
   int32_t count = 0;
   UCharsetMatch const** const matches = ucsdet_detectAll(detector.get(), &count, &error);
   throwIfOutOfMemory(error);
+  std::vector<std::string> charsets;
   for (int32_t i = 0; U_SUCCESS(error) && i < count; ++i) {
-    char const* const name = ucsdet_getName(matches[i], &error);
-    if (U_SUCCESS(error) && isCandidate(name)) return name;
+    std::string const name = ucsdet_getName(matches[i], &error);
+    if (!isCandidate(name)) continue;
+    charsets.push_back(name);
+    if (!hasSingleBytes(name) && ucsdet_getConfidence(matches[i], &error) >= kSure) break;
   }
-  return {};
+  return charsets;
+}
+
+bool isLetter(std::string_view sample, std::size_t at) {
+  return at < sample.size() && static_cast<unsigned char>(sample[at]) >= 0xC0;
+}
+
+// Ukrainian letters stand in KOI8-U where KOI8-R has lines for boxes, which do not touch letters.
+bool hasUkrainianLetters(std::string_view sample) {
+  constexpr std::string_view kLetters = "\xA4\xA6\xA7\xAD\xB4\xB6\xB7\xBD";
+  for (std::size_t at = sample.find_first_of(kLetters); at < sample.size(); at = sample.find_first_of(kLetters, at + 1))
+    if (isLetter(sample, at + 1) || (at > 0 && isLetter(sample, at - 1))) return true;
+  return false;
+}
+
+// A capital alpha with tonos begins words in windows-1253 where ISO 8859-7 has the apostrophe that ends them.
+bool hasWindowsAlpha(std::string_view sample) {
+  for (std::size_t at = sample.find('\xA2'); at < sample.size(); at = sample.find('\xA2', at + 1))
+    if (isLetter(sample, at + 1) && (at == 0 || !isLetter(sample, at - 1))) return true;
+  return false;
+}
+
+// Tells apart what ICU does not, by the letters that only one of the two has.
+std::string refined(std::string const& charset, std::string_view sample) {
+  if (charset == "KOI8-R" && hasUkrainianLetters(sample)) return "KOI8-U";
+  if (charset == "ISO-8859-7" && hasWindowsAlpha(sample)) return "windows-1253";
+  return charset;
 }
 
 }  // namespace
@@ -94,9 +129,11 @@ std::string sampleBeyondAscii(std::string_view bytes) {
 std::vector<std::string> guessLegacyCharsets(std::string_view sample) {
   if (looksThai(sample)) return {"windows-874"};
   std::vector<std::string> charsets;
-  if (std::string name = likeliestCharset(sample); !name.empty()) charsets.push_back(std::move(name));
-  for (Superset const& known : kSupersets)
-    if (!charsets.empty() && charsets.front() == known.charset) charsets.emplace_back(known.superset);
+  for (std::string const& likely : likelyCharsets(sample)) {
+    charsets.push_back(refined(likely, sample));
+    for (Superset const& known : kSupersets)
+      if (likely == known.charset) charsets.emplace_back(known.superset);
+  }
   return charsets;
 }
 
