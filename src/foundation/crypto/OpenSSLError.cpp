@@ -3,16 +3,19 @@
 
 #include <array>
 #include <openssl/err.h>
-#include <string>
 
 namespace foundation::crypto::detail {
 
-void throwOpenSSLError(char const* operation) {
+void clearOpenSSLErrors() noexcept { ERR_clear_error(); }
+
+std::string takeOpenSSLError(char const* operation) {
   unsigned long const code = ERR_get_error();
-  ERR_clear_error();  // what is left would be blamed on the next failure
+  clearOpenSSLErrors();
   std::array<char, 256> text{};
   ERR_error_string_n(code, text.data(), text.size());
-  throw CryptoError(std::string(operation) + " failed: " + (code ? text.data() : "no reason given"));
+  return std::string(operation) + " failed: " + (code ? text.data() : "no reason given");
 }
+
+void throwOpenSSLError(char const* operation) { throw CryptoError(takeOpenSSLError(operation)); }
 
 }  // namespace foundation::crypto::detail

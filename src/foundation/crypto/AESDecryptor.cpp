@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "foundation/crypto/AESDecryptor.hpp"
+
+namespace foundation::crypto {
+
+AESDecryptor::AESDecryptor(AESKey const& key, BytesView iv) : key_(key), iv_(iv.begin(), iv.end()) {
+  detail::AESGCM::checkIVForOpening(iv_);
+}
+
+void AESDecryptor::append(BytesView message, Bytes& out) { key_.cipher().open(iv_, message, out); }
+
+Bytes decrypt(BytesView message, interfaces::IDecryptor& decryptor) {
+  Bytes content;
+  decryptor.append(message, content);
+  return content;
+}
+
+}  // namespace foundation::crypto

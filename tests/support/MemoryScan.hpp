@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+namespace zt_test {
+
+/// A random key that does not itself stand in memory, so that copies of it can be searched for there. Its bytes
+/// are ASCII characters, so that it may be a password too.
+class HiddenKey {
+ public:
+  HiddenKey();
+
+  /// A plain copy, which the caller has to overwrite.
+  std::vector<unsigned char> reveal() const;
+  /// How often the key stands in this process's writable memory.
+  std::size_t countInMemory() const;
+
+ private:
+  unsigned char at(std::size_t i) const { return static_cast<unsigned char>(masked_[i] ^ mask_[i]); }
+  std::size_t countIn(unsigned char const* memory, std::size_t count) const;
+
+  std::array<unsigned char, 32> masked_;
+  std::array<unsigned char, 32> mask_;
+};
+
+/// Whether this process may read its own memory as a file, as the search does.
+bool canScanMemory();
+
+}  // namespace zt_test
