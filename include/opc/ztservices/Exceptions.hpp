@@ -40,6 +40,7 @@ ZT_EXCEPTION(CouldNotGetSourceFilesAndLinks);
 
 ZT_EXCEPTION(CouldNotConvertFileSystemManifest);
 ZT_EXCEPTION(CouldNotDecryptContent);
+ZT_EXCEPTION(InvalidIVBytesSize);
 
 /// A file was opened for extraction but could not be written to its end.
 ZT_EXCEPTION(CouldNotWriteFile);

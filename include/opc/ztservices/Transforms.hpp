@@ -66,4 +66,45 @@ class ZT_API UDEToUTF8Transform : public TransformSource {
   bool transformData(std::vector<unsigned char> const& in, std::vector<unsigned char>& out) override;
 };
 
+/// AES-256-GCM encryption of the whole content as one message, the ciphertext followed by its tag. The initialization
+/// vector is not in it. The content type says so with its parameter "encryption", "AES".
+class ZT_API AESEncryptionTransform : public TransformSource {
+ public:
+  /// The key has 32 bytes; the IV has 16, or none for a random one. An IV must never serve twice under one key.
+  /// Throws where a length is wrong (opc::Exception for the key, std::runtime_error for the IV).
+  AESEncryptionTransform(std::unique_ptr<IContentSource> source, std::vector<unsigned char> const& key,
+                         std::vector<unsigned char> const& iv);
+  AESEncryptionTransform(std::unique_ptr<IContentSource> source, std::vector<unsigned char> const& key);
+
+  /// The IV in use, given or random.
+  std::vector<unsigned char> getInitializationVector() const;
+
+  bool mustTransformEntireStream() override;
+  bool transformContentType(model::ContentType const& in, model::ContentType& out) override;
+  /// Does not throw: what goes wrong is told in one line on standard output.
+  bool transformData(std::vector<unsigned char> const& in, std::vector<unsigned char>& out) override;
+
+ private:
+  struct Impl;
+  std::shared_ptr<Impl> impl_;
+};
+
+/// Decryption of what AESEncryptionTransform made; takes the parameter "encryption" off the content type. Content
+/// that was changed in any way, or another key or IV, fails as a whole.
+class ZT_API AESDecryptionTransform : public TransformSource {
+ public:
+  /// Throws where a length is wrong, as AESEncryptionTransform does.
+  AESDecryptionTransform(std::unique_ptr<IContentSource> source, std::vector<unsigned char> const& key,
+                         std::vector<unsigned char> const& iv);
+
+  bool mustTransformEntireStream() override;
+  bool transformContentType(model::ContentType const& in, model::ContentType& out) override;
+  /// Does not throw: what goes wrong is told in one line on standard output.
+  bool transformData(std::vector<unsigned char> const& in, std::vector<unsigned char>& out) override;
+
+ private:
+  struct Impl;
+  std::shared_ptr<Impl> impl_;
+};
+
 }  // namespace opc::ztservices

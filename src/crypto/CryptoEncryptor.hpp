@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+
+#include "crypto/CryptoInterfaces.hpp"
+#include "foundation/crypto/AESEncryptor.hpp"
+#include "foundation/crypto/AESKey.hpp"
+#include "foundation/crypto/Interfaces.hpp"
+
+namespace opc::ztservices {
+
+/// AES-256-GCM (the one algorithm, "AES256-GCM") under one key.
+class CryptoEncryptor final : public IEncryptor {
+ public:
+  /// Throws CryptoError for a key that is not of 32 bytes. Keeps no copy of them.
+  explicit CryptoEncryptor(std::vector<unsigned char> const& keyBytes);
+
+  /// Throws std::runtime_error for another algorithm, and CouldNotEncrypt for an IV that is not of 16 bytes.
+  void initialize(std::string const& algorithm, std::vector<unsigned char> const& iv) override;
+  /// Throws CouldNotEncrypt, and std::logic_error before initialize().
+  std::vector<unsigned char> encrypt(std::vector<unsigned char> const& data) override;
+  void encryptTo(std::span<unsigned char const> data, std::vector<unsigned char>& out) override;
+
+ private:
+  std::shared_ptr<foundation::crypto::interfaces::ICryptoProvider> provider_;
+  foundation::crypto::AESKey key_;
+  std::shared_ptr<foundation::crypto::AESEncryptor> current_;  // empty until initialize()
+};
+
+}  // namespace opc::ztservices

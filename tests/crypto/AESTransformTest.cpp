@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+#include <set>
+
+#include "crypto/TransformSamples.hpp"
+#include "foundation/crypto/CipherErrors.hpp"
+#include "foundation/crypto/CryptoError.hpp"
+#include "foundation/crypto/SecretBytes.hpp"
+#include "foundation/crypto/Utils.hpp"
+#include "opc/ztservices/Transforms.hpp"
+#include "support/MemoryScan.hpp"
+
+namespace opc::ztservices {
+namespace {
+
+using namespace crypto_test;
+using foundation::crypto::CryptoError;
+using foundation::crypto::utils::CouldNotDecrypt;
+using foundation::crypto::utils::CouldNotEncrypt;
+using zt_test::fromHex;
+
+Bytes const kKey = sampleContent(32);
+Bytes const kIV(16, 0x33);
+
+Bytes encrypted(Bytes const& content) {
+  AESEncryptionTransform transform(sourceOf(content), kKey, kIV);
+  return readAll(transform);
+}
+
+TEST(AESEncryptionTransform, AgreesWithAnIndependentImplementation) {
+  for (auto const& row : zt_test::knownAnswers("aes")) {
+    if (row[3].starts_with("sha256:")) continue;
+    AESEncryptionTransform transform(sourceOf(sampleContent(std::stoul(row[2]))), fromHex(row[0]), fromHex(row[1]));
+    EXPECT_EQ(foundation::crypto::utils::hexEncode(readAll(transform)), row[3]);
+  }
+}
+
+TEST(AESEncryptionTransform, KeepsTheIVOutOfTheData) { EXPECT_EQ(encrypted(Bytes(5)).size(), 5U + 16U); }
+
+TEST(AESEncryptionTransform, TellsTheIVThatItWasGiven) {
+  EXPECT_EQ(AESEncryptionTransform(sourceOf({}), kKey, kIV).getInitializationVector(), kIV);
+}
+
+TEST(AESEncryptionTransform, TellsTheRandomIVThatItUsed) {
+  AESEncryptionTransform transform(sourceOf(sampleContent(50)), kKey);
+  Bytes const iv = transform.getInitializationVector();
+  EXPECT_EQ(iv.size(), 16U);
+  AESDecryptionTransform back(sourceOf(readAll(transform)), kKey, iv);
+  EXPECT_EQ(readAll(back), sampleContent(50));
+}
+
+TEST(AESEncryptionTransform, DrawsAnIVForEachTransform) {
+  std::set<std::string> seen;
+  for (int i = 0; i < 100; ++i) {
+    AESEncryptionTransform const transform(sourceOf({}), kKey, Bytes{});
+    EXPECT_TRUE(seen.insert(zt_test::textOf(transform.getInitializationVector())).second);
+  }
+}
+
+TEST(AESEncryptionTransform, MarksTheContentType) {
+  AESEncryptionTransform transform(sourceOf({}, u"text/plain;charset=UTF-8"), kKey, kIV);
+  EXPECT_EQ(transform.getContentType().toString(), u"text/plain;charset=UTF-8;encryption=AES");
+}
+
+TEST(AESEncryptionTransform, NeedsTheWholeContent) {
+  EXPECT_TRUE(AESEncryptionTransform(sourceOf({}), kKey).mustTransformEntireStream());
+}
+
+TEST(AESEncryptionTransform, RefusesAKeyOfAnotherLength) {
+  for (std::size_t length : {0U, 16U, 31U, 33U})
+    EXPECT_THROW_MESSAGE(AESEncryptionTransform(sourceOf({}), Bytes(length), kIV), CryptoError,
+                         "An AES-256 key must be 32 bytes long, not " + std::to_string(length));
+}
+
+TEST(AESEncryptionTransform, RefusesAnIVOfAnotherLength) {
+  for (std::size_t length : {1U, 12U, 15U, 17U})
+    EXPECT_THROW_MESSAGE(AESEncryptionTransform(sourceOf({}), kKey, Bytes(length)), CouldNotEncrypt,
+                         "An initialization vector must be 16 bytes long, not " + std::to_string(length));
+}
+
+TEST(AESEncryptionTransform, LeavesNoKeyInMemory) {
+  if (!zt_test::canScanMemory()) GTEST_SKIP() << "this process may not read its own memory";
+  zt_test::HiddenKey const hidden;
+  {
+    Bytes revealed = hidden.reveal();
+    AESEncryptionTransform transform(sourceOf(Bytes(50)), revealed, kIV);
+    AESDecryptionTransform back(sourceOf(readAll(transform)), revealed, kIV);
+    foundation::crypto::wipe(revealed.data(), revealed.size());
+    EXPECT_EQ(readAll(back), Bytes(50));
+    EXPECT_GT(hidden.countInMemory(), 1U) << "the search finds nothing";
+  }
+  EXPECT_EQ(hidden.countInMemory(), 0U);
+}
+
+TEST(AESDecryptionTransform, GivesTheContentBack) {
+  for (std::size_t length : {0U, 1U, 15U, 16U, 17U, 4096U, 40'000U}) {
+    AESDecryptionTransform transform(sourceOf(encrypted(sampleContent(length))), kKey, kIV);
+    EXPECT_EQ(readAll(transform), sampleContent(length));
+  }
+}
+
+TEST(AESDecryptionTransform, TakesEncryptionOffTheContentType) {
+  AESDecryptionTransform transform(sourceOf({}, u"text/plain;encryption=AES;charset=UTF-8;iv=inline"), kKey, kIV);
+  EXPECT_EQ(transform.getContentType().toString(), u"text/plain;charset=UTF-8;iv=inline");
+}
+
+TEST(AESDecryptionTransform, NeedsTheWholeContent) {
+  EXPECT_TRUE(AESDecryptionTransform(sourceOf({}), kKey, kIV).mustTransformEntireStream());
+}
+
+TEST(AESDecryptionTransform, RefusesEveryTruncationAndEveryChangedByte) {
+  Bytes const message = encrypted(sampleContent(20));
+  std::string const line = std::string("An error within the decryption library occurred:") + kDamaged + "\n";
+  AESDecryptionTransform transform(sourceOf({}), kKey, kIV);
+  for (std::size_t i = 0; i < message.size(); ++i) {
+    EXPECT_EQ(lineOfRefusal(transform, front(message, i)), line);
+    Bytes changed = message;
+    changed[i] ^= 1;
+    EXPECT_EQ(lineOfRefusal(transform, changed), line);
+  }
+}
+
+TEST(AESDecryptionTransform, FailsAsEveryTransformDoes) {
+  AESDecryptionTransform transform(sourceOf(Bytes(40), u"text/plain;encryption=AES"), kKey, kIV);
+  testing::internal::CaptureStdout();
+  EXPECT_THROW_MESSAGE(transform.getInputStream(), CouldNotTransformContentData,
+                       "Failure when attempting to transform data for content type:text/plain;encryption=AES");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            std::string("An error within the decryption library occurred:") + kDamaged + "\n");
+}
+
+TEST(AESDecryptionTransform, RefusesKeysAndIVsOfOtherLengths) {
+  EXPECT_THROW_MESSAGE(AESDecryptionTransform(sourceOf({}), Bytes(31), kIV), CryptoError,
+                       "An AES-256 key must be 32 bytes long, not 31");
+  for (std::size_t length : {0U, 12U, 17U})
+    EXPECT_THROW_MESSAGE(AESDecryptionTransform(sourceOf({}), kKey, Bytes(length)), CouldNotDecrypt, kDamaged);
+}
+
+}  // namespace
+}  // namespace opc::ztservices

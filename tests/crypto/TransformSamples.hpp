@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "opc/ztservices/ContentSources.hpp"
+#include "support/CryptoAnswers.hpp"
+#include "support/TestSupport.hpp"
+
+namespace crypto_test {
+
+using opc::model::ContentType;
+using zt_test::Bytes;
+using zt_test::sampleContent;
+
+/// A source of these bytes.
+class BytesSource final : public opc::ztservices::IContentSource {
+ public:
+  BytesSource(Bytes bytes, std::u16string const& type) : bytes_(std::move(bytes)), type_(type), stream_(bytes_) {}
+
+  ContentType getContentType() override { return type_; }
+  opc::InputStream& getInputStream() override { return stream_; }
+
+ private:
+  Bytes bytes_;
+  ContentType type_;
+  opc::ByteArrayInAdaptor stream_;
+};
+
+inline std::unique_ptr<BytesSource> sourceOf(Bytes bytes, std::u16string const& type = u"text/plain") {
+  return std::make_unique<BytesSource>(std::move(bytes), type);
+}
+
+inline Bytes readAll(opc::ztservices::IContentSource& source) {
+  return zt_test::bytesOf(zt_test::readAll(source.getInputStream()));
+}
+
+inline Bytes front(Bytes const& bytes, std::size_t count) {
+  return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(count)};
+}
+inline Bytes behind(Bytes const& bytes, std::size_t count) {
+  return {bytes.begin() + static_cast<std::ptrdiff_t>(count), bytes.end()};
+}
+
+/// What the transform writes to standard output while it refuses these bytes.
+template <typename Transform>
+std::string lineOfRefusal(Transform& transform, Bytes const& in) {
+  Bytes out;
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(transform.transformData(in, out));
+  EXPECT_TRUE(out.empty());
+  return testing::internal::GetCapturedStdout();
+}
+
+constexpr char kDamaged[] = "The key is wrong or the content is damaged";
+
+}  // namespace crypto_test
