@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <utility>
 
-#include "crypto/TransformReport.hpp"
+#include "crypto/AESMessages.hpp"
 #include "foundation/crypto/CryptoEngine.hpp"
 #include "foundation/crypto/CryptoProvider.hpp"
 #include "opc/ztservices/Transforms.hpp"
@@ -12,7 +12,6 @@ using foundation::crypto::AESDecryptor;
 using foundation::crypto::CryptoEngine;
 using foundation::crypto::cryptopp::CryptoProvider;
 using foundation::crypto::utils::AESMode;
-using foundation::crypto::utils::CouldNotDecrypt;
 
 struct AESDecryptionTransform::Impl {
   AESDecryptor decryptor;
@@ -37,14 +36,7 @@ bool AESDecryptionTransform::transformContentType(model::ContentType const& in, 
 }
 
 bool AESDecryptionTransform::transformData(std::vector<unsigned char> const& in, std::vector<unsigned char>& out) {
-  try {
-    out = decrypt(in, impl_->decryptor);
-    return true;
-  } catch (CouldNotDecrypt const& error) {
-    return reportFailure("An error within the decryption library occurred:" + std::string(error.what()));
-  } catch (...) {
-    return reportFailure("An error during the decryption process occurred.");
-  }
+  return decryptOrReport(in, impl_->decryptor, out);
 }
 
 }  // namespace opc::ztservices

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <utility>
 
-#include "crypto/TransformReport.hpp"
+#include "crypto/AESMessages.hpp"
 #include "foundation/crypto/CryptoEngine.hpp"
 #include "foundation/crypto/CryptoProvider.hpp"
 #include "opc/ztservices/Transforms.hpp"
@@ -12,7 +12,6 @@ using foundation::crypto::AESEncryptor;
 using foundation::crypto::CryptoEngine;
 using foundation::crypto::cryptopp::CryptoProvider;
 using foundation::crypto::utils::AESMode;
-using foundation::crypto::utils::CouldNotEncrypt;
 
 struct AESEncryptionTransform::Impl {
   Impl(CryptoEngine const& engine, std::vector<unsigned char> const& key, std::vector<unsigned char> ivInUse)
@@ -50,14 +49,7 @@ bool AESEncryptionTransform::transformContentType(model::ContentType const& in, 
 }
 
 bool AESEncryptionTransform::transformData(std::vector<unsigned char> const& in, std::vector<unsigned char>& out) {
-  try {
-    out = encrypt(in, impl_->encryptor);
-    return true;
-  } catch (CouldNotEncrypt const& error) {
-    return reportFailure("An error within the encryption library occurred:" + std::string(error.what()));
-  } catch (...) {
-    return reportFailure("An error during the encryption process occurred.");
-  }
+  return encryptOrReport(in, impl_->encryptor, out);
 }
 
 }  // namespace opc::ztservices

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <set>
 
+#include "crypto/AESMessages.hpp"
 #include "crypto/TransformSamples.hpp"
 #include "foundation/crypto/CipherErrors.hpp"
 #include "foundation/crypto/CryptoError.hpp"
@@ -134,6 +135,52 @@ TEST(AESDecryptionTransform, RefusesKeysAndIVsOfOtherLengths) {
                        "An AES-256 key must be 32 bytes long, not 31");
   for (std::size_t length : {0U, 12U, 17U})
     EXPECT_THROW_MESSAGE(AESDecryptionTransform(sourceOf({}), kKey, Bytes(length)), CouldNotDecrypt, kDamaged);
+}
+
+/// Fails as it is told to.
+template <typename Failure>
+class FailingCipher final : public foundation::crypto::interfaces::IEncryptor,
+                            public foundation::crypto::interfaces::IDecryptor {
+ public:
+  explicit FailingCipher(Failure failure) : failure_(failure) {}
+  void append(foundation::crypto::BytesView, Bytes&) override { throw failure_; }
+
+ private:
+  Failure failure_;
+};
+
+template <typename Failure>
+std::string lineOfEncryption(Failure failure) {
+  FailingCipher<Failure> cipher(failure);
+  Bytes out = {1};
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(encryptOrReport({}, cipher, out));
+  EXPECT_EQ(out, Bytes{1});
+  return testing::internal::GetCapturedStdout();
+}
+
+template <typename Failure>
+std::string lineOfDecryption(Failure failure) {
+  FailingCipher<Failure> cipher(failure);
+  Bytes out = {1};
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(decryptOrReport({}, cipher, out));
+  EXPECT_EQ(out, Bytes{1});
+  return testing::internal::GetCapturedStdout();
+}
+
+TEST(AESMessages, TellWhatTheLibraryRefused) {
+  EXPECT_EQ(lineOfEncryption(CouldNotEncrypt("too bad")), "An error within the encryption library occurred:too bad\n");
+  EXPECT_EQ(lineOfDecryption(CouldNotDecrypt()),
+            std::string("An error within the decryption library occurred:") + kDamaged + "\n");
+}
+
+TEST(AESMessages, TellOfAnythingElseWithoutAMessage) {
+  EXPECT_EQ(lineOfEncryption(std::runtime_error("hidden")), "An error during the encryption process occurred.\n");
+  EXPECT_EQ(lineOfEncryption(CouldNotDecrypt()), "An error during the encryption process occurred.\n");
+  EXPECT_EQ(lineOfEncryption(42), "An error during the encryption process occurred.\n");
+  EXPECT_EQ(lineOfDecryption(std::runtime_error("hidden")), "An error during the decryption process occurred.\n");
+  EXPECT_EQ(lineOfDecryption(42), "An error during the decryption process occurred.\n");
 }
 
 }  // namespace
