@@ -143,7 +143,7 @@ class FailingCipher final : public foundation::crypto::interfaces::IEncryptor,
                             public foundation::crypto::interfaces::IDecryptor {
  public:
   explicit FailingCipher(Failure failure) : failure_(failure) {}
-  void append(foundation::crypto::BytesView, Bytes&) override { throw failure_; }
+  void put(foundation::crypto::BytesView, Bytes&, std::size_t) override { throw failure_; }
 
  private:
   Failure failure_;

@@ -94,6 +94,21 @@ TEST(AESDecryptor, RefusesAShortenedTag) {
     expectRefused(sampleKey(), sampleIV(), {message.begin(), message.begin() + static_cast<std::ptrdiff_t>(length)});
 }
 
+TEST(AESDecryptor, UsesABufferAgain) {
+  auto decryptor = decryptorOf(sampleKey(), sampleIV());
+  Bytes const message = encrypted(sampleKey(), sampleIV(), zt_test::sampleContent(20'000));
+  Bytes out(50'000, 9);
+  decryptor.put(message, out, 0);
+  EXPECT_EQ(out, zt_test::sampleContent(20'000));
+}
+
+TEST(AESDecryptor, CutsAUsedBufferWhenItFails) {
+  auto decryptor = decryptorOf(sampleKey(), sampleIV());
+  Bytes out(50'000, 9);
+  EXPECT_THROW(decryptor.put(Bytes(100), out, 2), CouldNotDecrypt);
+  EXPECT_EQ(out, (Bytes{9, 9}));
+}
+
 TEST(AESDecryptor, RefusesAnIVOfAnotherLengthWithTheSameError) {
   for (std::size_t length : {0U, 1U, 12U, 15U, 17U, 32U})
     EXPECT_THROW_MESSAGE(decryptorOf(sampleKey(), Bytes(length)), CouldNotDecrypt, kCouldNotDecrypt);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include "cryptolib/CryptoSamples.hpp"
@@ -72,6 +73,17 @@ TEST(AESEncryptor, AppendsToWhatIsThere) {
   Bytes expected = encrypt(Bytes(5, 'x'), encryptor);
   expected.insert(expected.begin(), {1, 2, 3});
   EXPECT_EQ(out, expected);
+}
+
+TEST(AESEncryptor, UsesABufferAgain) {
+  auto encryptor = encryptorOf(sampleKey(), sampleIV());
+  for (std::size_t before : {0U, 3U, 10U, 18U, 19U, 20U, 40'000U}) {
+    Bytes out(std::max<std::size_t>(before, 3), 9);
+    encryptor.put(Bytes(5, 'x'), out, 3);
+    Bytes expected = encrypt(Bytes(5, 'x'), encryptor);
+    expected.insert(expected.begin(), {9, 9, 9});
+    EXPECT_EQ(out, expected) << before;
+  }
 }
 
 TEST(AESEncryptor, RefusesAnIVOfAnotherLength) {

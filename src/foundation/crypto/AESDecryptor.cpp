@@ -7,7 +7,7 @@ AESDecryptor::AESDecryptor(AESKey const& key, BytesView iv) : key_(key), iv_(iv.
   detail::AESGCM::checkIVForOpening(iv_);
 }
 
-void AESDecryptor::append(BytesView message, Bytes& out) { key_.cipher().open(iv_, message, out); }
+void AESDecryptor::put(BytesView message, Bytes& out, std::size_t at) { key_.cipher().open(iv_, message, out, at); }
 
 Bytes decrypt(BytesView message, interfaces::IDecryptor& decryptor) {
   Bytes content;

@@ -12,7 +12,7 @@ class AESDecryptor final : public interfaces::IDecryptor {
   /// Throws utils::CouldNotDecrypt for an IV that is not of 16 bytes.
   AESDecryptor(AESKey const& key, BytesView iv);
 
-  void append(BytesView message, Bytes& out) override;
+  void put(BytesView message, Bytes& out, std::size_t at) override;
 
  private:
   AESKey key_;

@@ -7,7 +7,7 @@ AESEncryptor::AESEncryptor(AESKey const& key, BytesView iv) : key_(key), iv_(iv.
   detail::AESGCM::checkIVForSealing(iv_);
 }
 
-void AESEncryptor::append(BytesView content, Bytes& out) { key_.cipher().seal(iv_, content, out); }
+void AESEncryptor::put(BytesView content, Bytes& out, std::size_t at) { key_.cipher().seal(iv_, content, out, at); }
 
 Bytes encrypt(BytesView content, interfaces::IEncryptor& encryptor) {
   Bytes message;

@@ -13,7 +13,7 @@ class AESEncryptor final : public interfaces::IEncryptor {
   /// Throws utils::CouldNotEncrypt for an IV that is not of 16 bytes.
   AESEncryptor(AESKey const& key, BytesView iv);
 
-  void append(BytesView content, Bytes& out) override;
+  void put(BytesView content, Bytes& out, std::size_t at) override;
 
  private:
   AESKey key_;

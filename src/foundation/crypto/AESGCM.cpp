@@ -39,29 +39,35 @@ EVP_CIPHER const* cipher() {
   return fetched.get();
 }
 
-// What was appended to a vector, taken back and wiped unless it is kept.
+// What is put behind the first bytes of a vector, wiped and cut off again unless it is kept.
 class Addition {
  public:
-  Addition(Bytes& bytes, std::size_t expected) : bytes_(bytes), before_(bytes.size()) {
-    bytes_.reserve(before_ + expected);  // growing later would leave copies behind
+  Addition(Bytes& bytes, std::size_t at, std::size_t expected) : bytes_(bytes), begin_(at), end_(at) {
+    bytes_.reserve(begin_ + expected);  // growing later would leave copies behind
   }
   ~Addition() {
     if (kept_) return;
-    wipe(bytes_.data() + before_, bytes_.size() - before_);
-    bytes_.resize(before_);
+    wipe(bytes_.data() + begin_, end_ - begin_);
+    bytes_.resize(begin_);
   }
   Addition(Addition const&) = delete;
   Addition& operator=(Addition const&) = delete;
 
+  // Where the next bytes go.
   unsigned char* grow(std::size_t count) {
-    bytes_.resize(bytes_.size() + count);
-    return bytes_.data() + bytes_.size() - count;
+    end_ += count;
+    if (bytes_.size() < end_) bytes_.resize(end_);
+    return bytes_.data() + end_ - count;
   }
-  void keep() { kept_ = true; }
+  void keep() {
+    bytes_.resize(end_);
+    kept_ = true;
+  }
 
  private:
   Bytes& bytes_;
-  std::size_t before_;
+  std::size_t begin_;
+  std::size_t end_;
   bool kept_ = false;
 };
 
@@ -136,20 +142,20 @@ void AESGCM::checkIVForOpening(BytesView iv) {
   if (iv.size() != kIVBytes) throw CouldNotDecrypt();
 }
 
-void AESGCM::seal(BytesView iv, BytesView content, Bytes& out) {
+void AESGCM::seal(BytesView iv, BytesView content, Bytes& out, std::size_t at) {
   checkIVForSealing(iv);
   if (content.size() > kMaximalContent) throw CouldNotEncrypt("The content is too long to be one message");
-  Addition message(out, content.size() + kTagBytes);
+  Addition message(out, at, content.size() + kTagBytes);
   bool const done = context_->start(iv, kSeal) && context_->update(content, message) && context_->finish() &&
                     context_->getTag(message.grow(kTagBytes));
   if (!done) throwCouldNotEncrypt();
   message.keep();
 }
 
-void AESGCM::open(BytesView iv, BytesView message, Bytes& out) {
+void AESGCM::open(BytesView iv, BytesView message, Bytes& out, std::size_t at) {
   checkIVForOpening(iv);
   if (message.size() < kTagBytes || message.size() - kTagBytes > kMaximalContent) throw CouldNotDecrypt();
-  Addition content(out, message.size() - kTagBytes);
+  Addition content(out, at, message.size() - kTagBytes);
   bool const done = context_->start(iv, kOpen) && context_->expectTag(message.last(kTagBytes)) &&
                     context_->update(message.first(message.size() - kTagBytes), content) && context_->finish();
   if (!done) throwCouldNotDecrypt();

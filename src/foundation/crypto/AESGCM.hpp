@@ -30,12 +30,12 @@ class AESGCM {
   static void checkIVForSealing(BytesView iv);
   static void checkIVForOpening(BytesView iv);
 
-  /// Appends the message to `out`, which must not hold `content` itself. Throws CouldNotEncrypt, and then
-  /// leaves `out` as it was.
-  void seal(BytesView iv, BytesView content, Bytes& out);
-  /// Appends the content of `message` to `out`, which must not hold `message` itself. Throws CouldNotDecrypt,
-  /// and then leaves `out` as it was and nothing of the content in its memory.
-  void open(BytesView iv, BytesView message, Bytes& out);
+  /// Puts the message behind the first `at` bytes of `out`, in place of what is there; `out` must not hold
+  /// `content` itself. Throws CouldNotEncrypt, and then leaves those `at` bytes.
+  void seal(BytesView iv, BytesView content, Bytes& out, std::size_t at);
+  /// Puts the content of `message` there. Throws CouldNotDecrypt, and then leaves those `at` bytes, and nothing of
+  /// the content in memory.
+  void open(BytesView iv, BytesView message, Bytes& out, std::size_t at);
 
  private:
   struct Context;

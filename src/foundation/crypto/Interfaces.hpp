@@ -31,18 +31,22 @@ class ICryptoPRNG {
 class IEncryptor {
  public:
   virtual ~IEncryptor() = default;
-  /// Appends the message to `out`, which must not hold `content` itself. Throws utils::CouldNotEncrypt, and then
-  /// leaves `out` as it was.
-  virtual void append(BytesView content, Bytes& out) = 0;
+  /// Puts the message behind the first `at` bytes of `out`, which ends with it then and must not hold `content`
+  /// itself. What is behind them already is overwritten, so that a buffer can be used again. Throws
+  /// utils::CouldNotEncrypt, and then leaves those `at` bytes.
+  virtual void put(BytesView content, Bytes& out, std::size_t at) = 0;
+  void append(BytesView content, Bytes& out) { put(content, out, out.size()); }
 };
 
 /// Decrypts whole messages.
 class IDecryptor {
  public:
   virtual ~IDecryptor() = default;
-  /// Appends the content to `out`, which must not hold `message` itself. Throws utils::CouldNotDecrypt, and then
-  /// leaves `out` as it was and nothing of the content in its memory.
-  virtual void append(BytesView message, Bytes& out) = 0;
+  /// Puts the content behind the first `at` bytes of `out`, which ends with it then and must not hold `message`
+  /// itself. What is behind them already is overwritten, so that a buffer can be used again. Throws
+  /// utils::CouldNotDecrypt, and then leaves those `at` bytes, and nothing of the content in its memory.
+  virtual void put(BytesView message, Bytes& out, std::size_t at) = 0;
+  void append(BytesView message, Bytes& out) { put(message, out, out.size()); }
 };
 
 }  // namespace foundation::crypto::interfaces
