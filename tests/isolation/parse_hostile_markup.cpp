@@ -17,6 +17,7 @@
 #include "foundation/xml/XercesHelper.hpp"
 #include "foundation/xml/XmlStreamReader.hpp"
 #include "foundation/zip/ArchiveWriter.hpp"
+#include "foundation/zip/ContentWriter.hpp"
 #include "opc/Exception.hpp"
 #include "opc/model/Package.hpp"
 #include "opc/model/PackageHelper.hpp"
