@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # The libraries underneath. Only Boost shows in the public headers.
-find_package(Boost 1.74 REQUIRED)
+find_package(Boost 1.74 REQUIRED COMPONENTS regex)
 find_package(XercesC 3.2 REQUIRED)
 find_package(ZLIB REQUIRED)
 find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)

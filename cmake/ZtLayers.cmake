@@ -42,7 +42,7 @@ function(zt_library name)
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR}/include FILES ${headers})
   target_link_libraries(${name} PUBLIC Boost::boost
-    PRIVATE XercesC::XercesC ZLIB::ZLIB libdeflate::libdeflate OpenSSL::Crypto ICU::i18n ICU::uc)
+    PRIVATE Boost::regex XercesC::XercesC ZLIB::ZLIB libdeflate::libdeflate OpenSSL::Crypto ICU::i18n ICU::uc)
   target_link_options(${name} PRIVATE $<$<BOOL:${BUILD_SHARED_LIBS}>:-Wl,--no-undefined>)
 
   include(CMakePackageConfigHelpers)

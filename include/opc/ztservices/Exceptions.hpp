@@ -42,6 +42,11 @@ ZT_EXCEPTION(CouldNotConvertFileSystemManifest);
 ZT_EXCEPTION(CouldNotDecryptContent);
 ZT_EXCEPTION(InvalidIVBytesSize);
 
+/// A value that an extended core property cannot take.
+ZT_EXCEPTION(InvalidCorePropertyValue);
+/// Extended core properties that cannot be loaded or saved.
+ZT_EXCEPTION(InvalidCoreProperties);
+
 /// A file was opened for extraction but could not be written to its end.
 ZT_EXCEPTION(CouldNotWriteFile);
 /// A path or link target that the manifest could not carry, or a name on disk that is not UTF-8.
