@@ -10,6 +10,7 @@
 
 #include "Commands.hpp"
 #include "Errors.hpp"
+#include "Properties.hpp"
 
 // The one file that sees CLI11, which is slow to compile.
 namespace ztpkg {
@@ -55,6 +56,21 @@ CLI::Option& addPackage(CLI::App& command, std::string& package) {
   return *command.add_option("PACKAGE", package, "The package")->required();
 }
 
+/// An option for each core property.
+void addProperties(CLI::App& command, std::shared_ptr<PackOptions> const& options) {
+  for (PropertyName const& property : propertyNames())
+    command
+        .add_option_function<std::string>(
+            "--" + property.name,
+            [options, name = property.name](std::string value) {
+              unmark(value);
+              options->properties.emplace_back(name, std::move(value));
+            },
+            property.purpose)
+        ->type_name("TEXT")
+        ->group("Properties");
+}
+
 void addPack(CLI::App& app, Invocation& invocation) {
   auto const options = std::make_shared<PackOptions>();
   CLI::App& command = addCommand(app, "pack", "Store a directory tree in a new package",
@@ -75,6 +91,7 @@ void addPack(CLI::App& app, Invocation& invocation) {
           "How hard to compress: fast, default or small")
       ->type_name("LEVEL");
   command.add_flag("--text-to-utf8", options->textToUTF8, "Store text files as UTF-8, whatever they are in");
+  addProperties(command, options);
   command.add_flag("-n,--dry-run", options->dryRun, "Only print what would be stored");
   command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
   command.callback([&invocation, options] {
@@ -170,9 +187,55 @@ void addInfo(CLI::App& app, Invocation& invocation) {
   });
 }
 
+void addGetProperties(CLI::App& props, Invocation& invocation) {
+  auto const options = std::make_shared<GetPropertiesOptions>();
+  CLI::App& command =
+      addCommand(props, "get", "Print what properties a package has", "ztpkg props get --json report.docx");
+  addPackage(command, options->package);
+  command.add_flag("--json", options->json, "Print a JSON object");
+  command.callback([&invocation, options] {
+    unmark(options->package);
+    invocation.package = options->package;
+    invocation.action = [options](Output& out) { getProperties(*options, out); };
+  });
+}
+
+std::string listOfProperties() {
+  std::string list = "Properties:\n";
+  for (PropertyName const& property : propertyNames())
+    list += "  " + property.name + std::string(20 - property.name.size(), ' ') + property.purpose + "\n";
+  return list + "\n";
+}
+
+void addSetProperties(CLI::App& props, Invocation& invocation) {
+  auto const options = std::make_shared<SetPropertiesOptions>();
+  CLI::App& command = addCommand(props, "set", "Change properties of a package in place",
+                                 "ztpkg props set report.docx title=Report keywords='spring, rain'");
+  command.footer(listOfProperties() + command.get_footer());
+  addPackage(command, options->package);
+  command.add_option("NAME=VALUE", options->assignments, "What to set; an empty value removes a standard property")
+      ->required();
+  command.callback([&invocation, options] {
+    unmark(options->package);
+    unmark(options->assignments);
+    invocation.package = options->package;
+    invocation.action = [options](Output&) { setProperties(*options); };
+  });
+}
+
+void addProps(CLI::App& app, Invocation& invocation) {
+  CLI::App& command = addCommand(app, "props", "Print or change the core properties of any package",
+                                 "ztpkg props set report.docx title=Report");
+  command.require_subcommand(1);
+  addGetProperties(command, invocation);
+  addSetProperties(command, invocation);
+}
+
 std::string commandOf(CLI::App const& app) {
   auto const parsed = app.get_subcommands();
-  return parsed.empty() ? "" : parsed.front()->get_name();
+  if (parsed.empty()) return "";
+  std::string const below = commandOf(*parsed.front());
+  return parsed.front()->get_name() + (below.empty() ? "" : " " + below);
 }
 
 [[noreturn]] void throwUsage(std::string const& message, std::string const& command) {
@@ -196,6 +259,7 @@ void parseCommandLine(int argc, char const* const* argv, Invocation& invocation)
   addList(app, invocation);
   addCat(app, invocation);
   addInfo(app, invocation);
+  addProps(app, invocation);
   try {
     app.parse(markedArguments(argc, argv));
     invocation.command = commandOf(app);
@@ -207,8 +271,11 @@ void parseCommandLine(int argc, char const* const* argv, Invocation& invocation)
     invocation.command = commandOf(app);
     std::string message = error.what();
     std::erase(message, kMark);
-    if (invocation.command.empty() && argc == 1) message = "a command is required";
-    if (invocation.command.empty() && argc > 1 && argv[1][0] != '-') message = std::string("no command ") + argv[1];
+    int const next = invocation.command.empty() ? 1 : 2;  // where the name of a command should stand
+    if (invocation.command.empty() || invocation.command == "props") {
+      if (argc == next) message = "a command is required";
+      if (argc > next && argv[next][0] != '-') message = std::string("no command ") + argv[next];
+    }
     throwUsage(message, invocation.command);
   }
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Output.hpp"
@@ -19,6 +20,7 @@ struct PackOptions {
   bool force = false;
   bool skipOutsideLinks = false;
   bool textToUTF8 = false;
+  std::vector<std::pair<std::string, std::string>> properties;  ///< names and values
   bool dryRun = false;
   bool quiet = false;
 };
@@ -64,5 +66,17 @@ struct InfoOptions {
   bool digest = false;
 };
 void info(InfoOptions const& options, Output& out);
+
+struct GetPropertiesOptions {
+  std::string package;
+  bool json = false;
+};
+void getProperties(GetPropertiesOptions const& options, Output& out);
+
+struct SetPropertiesOptions {
+  std::string package;
+  std::vector<std::string> assignments;  ///< NAME=VALUE
+};
+void setProperties(SetPropertiesOptions const& options);
 
 }  // namespace ztpkg

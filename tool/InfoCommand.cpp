@@ -8,6 +8,7 @@
 #include "FileSystems.hpp"
 #include "Json.hpp"
 #include "Paths.hpp"
+#include "Properties.hpp"
 #include "Records.hpp"
 #include "opc/Strings.hpp"
 #include "opc/Time.hpp"
@@ -31,6 +32,8 @@ struct Summary {
   std::exception_ptr fileSystemFault;            ///< what reading the file system came to; null for success
   std::optional<CoreProperties> coreProperties;  ///< absent where their part breaks the rules
   std::string corePropertiesFault;
+  std::optional<opc::ztservices::CoreProperties> extendedProperties;  ///< absent where they cannot be loaded
+  std::string extendedPropertiesFault;
   std::vector<PartName> parts;
   std::vector<RelationshipRecord> relationships;
   std::vector<std::string> digests;  ///< of `parts`; empty where they are not asked for
@@ -77,6 +80,18 @@ std::vector<RelationshipRecord> relationshipsOf(Package const& package, std::vec
   return records;
 }
 
+// Where there are none, a fault in the standard ones says nothing of them.
+void describeExtendedProperties(Package& package, Summary& summary) {
+  summary.extendedProperties.emplace();
+  if (!hasExtendedProperties(package)) return;
+  try {
+    summary.extendedProperties = opc::ztservices::CorePropertiesManager(package).getCoreProperties();
+  } catch (opc::ztservices::InvalidCoreProperties const& fault) {
+    summary.extendedProperties.reset();
+    summary.extendedPropertiesFault = fault.what();
+  }
+}
+
 Summary summarise(Package& package, InfoOptions const& options) {
   Summary summary;
   try {
@@ -89,6 +104,7 @@ Summary summarise(Package& package, InfoOptions const& options) {
   } catch (opc::model::InvalidPartContent const& fault) {
     summary.corePropertiesFault = fault.what();
   }
+  describeExtendedProperties(package, summary);
   summary.parts = package.getPartNames();
   summary.relationships = relationshipsOf(package, summary.parts);
   if (options.digest)
@@ -117,7 +133,8 @@ void printJson(Package const& package, Summary const& summary, Output& out) {
     separator = ",\n";
   }
   out.print("\n],\n\"coreProperties\": " + (summary.coreProperties ? json(*summary.coreProperties) : "null"));
-  out.print(",\n\"extendedProperties\": {}");
+  out.print(",\n\"extendedProperties\": " +
+            (summary.extendedProperties ? json(*summary.extendedProperties) : std::string("null")));
   out.print(",\n\"fileSystem\": " + json(summary.fileSystem) + "}\n");
 }
 
@@ -163,6 +180,21 @@ void printProperties(Summary const& summary, Output& out) {
   printProperty("last printed", opc::convertTimeToString(properties.getLastPrinted()), out);
 }
 
+void printExtendedProperties(Summary const& summary, Output& out) {
+  if (!summary.extendedProperties)
+    return out.print("Extended properties: not readable: " + summary.extendedPropertiesFault + "\n");
+  auto const& properties = *summary.extendedProperties;
+  auto const release = properties.getTALBEXReleaseInfo();
+  out.print(json(properties) == "{}" ? "Extended properties: none\n" : "Extended properties:\n");
+  printProperty("content type", properties.getContentType(), out);
+  printProperty("friendly name", properties.getContentTypeFriendlyName(), out);
+  printProperty("release", properties.getTALBEXRelease(), out);
+  printProperty("release version", opc::toString(release.getTALBEXVersion()), out);
+  printProperty("release description", opc::toString(release.getDescription()), out);
+  printProperty("release date", opc::toString(release.getDate()), out);
+  printProperty("uuid", properties.getUUID().value_or(u""), out);
+}
+
 void printParts(Package const& package, Summary const& summary, Output& out) {
   out.print("Parts: " + std::to_string(summary.parts.size()) + "\n");
   for (std::size_t i = 0; i < summary.parts.size(); ++i) {
@@ -181,6 +213,7 @@ void printText(Package const& package, Summary const& summary, std::u16string co
   out.print("\n");
   printFileSystem(summary.fileSystem, out);
   printProperties(summary, out);
+  printExtendedProperties(summary, out);
   printParts(package, summary, out);
   out.print("Relationships: " + std::to_string(summary.relationships.size()) + "\n");
   for (RelationshipRecord const& record : summary.relationships) {

@@ -121,6 +121,19 @@ std::string json(opc::model::CoreProperties const& properties) {
   return dump(object);
 }
 
+std::string json(opc::ztservices::CoreProperties const& properties) {
+  auto const release = properties.getTALBEXReleaseInfo();
+  Object object = Object::object();
+  addText(object, "contentType", properties.getContentType());
+  addText(object, "friendlyName", properties.getContentTypeFriendlyName());
+  addText(object, "release", properties.getTALBEXRelease());
+  addText(object, "releaseVersion", opc::toString(release.getTALBEXVersion()));
+  addText(object, "releaseDescription", opc::toString(release.getDescription()));
+  addText(object, "releaseDate", opc::toString(release.getDate()));
+  addText(object, "uuid", properties.getUUID().value_or(u""));
+  return dump(object);
+}
+
 std::string errorJson(Report const& report) {
   Object const error{{"code", report.code}, {"message", report.message}, {"item", value(report.item)}};
   return dump({{"error", error}});

@@ -8,6 +8,7 @@
 #include "Errors.hpp"
 #include "Records.hpp"
 #include "opc/model/CoreProperties.hpp"
+#include "opc/ztservices/CoreProperties.hpp"
 
 /// JSON texts of one object each, on one line, with their members in the documented order. Long lists are
 /// written object by object and never held as one document.
@@ -18,6 +19,8 @@ std::string json(PartRecord const& record);
 std::string json(RelationshipRecord const& record);
 std::string json(FileSystemRecord const& record);
 std::string json(opc::model::CoreProperties const& properties);
+/// The extended ones alone.
+std::string json(opc::ztservices::CoreProperties const& properties);
 std::string errorJson(Report const& report);
 
 }  // namespace ztpkg

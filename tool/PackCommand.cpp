@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <boost/date_time/posix_time/conversion.hpp>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
 #include <iostream>
+#include <optional>
 #include <thread>
 
 #include "Commands.hpp"
@@ -8,14 +13,21 @@
 #include "FileSystems.hpp"
 #include "Paths.hpp"
 #include "Process.hpp"
+#include "Properties.hpp"
 #include "SourceTree.hpp"
 #include "TreeAdding.hpp"
+#include "opc/ztservices/ContentTypes.hpp"
 
 namespace ztpkg {
 namespace {
 
+using boost::posix_time::ptime;
 using opc::model::Package;
+using opc::ztservices::CoreProperties;
+using opc::ztservices::CorePropertiesManager;
 using opc::ztservices::FileSystemManager;
+
+constexpr long long kLastSecond = 253'402'300'799;  // of the year 9999
 
 // Found out before the tree is read, which may take long.
 void checkTarget(std::u16string const& package, bool force) {
@@ -61,7 +73,28 @@ void tellStored(SourceTree const& source) {
             << counted(source.folders().size(), "folder") << " and " << counted(source.linkCount(), "link") << '\n';
 }
 
-void store(SourceTree& source, std::u16string const& path, PackOptions const& options) {
+/// The time that builds are to take for the current one (reproducible-builds.org), if they are.
+std::optional<ptime> sourceDate() {
+  char const* const text = std::getenv("SOURCE_DATE_EPOCH");
+  if (!text) return std::nullopt;
+  long long seconds = 0;
+  auto const [end, error] = std::from_chars(text, text + std::strlen(text), seconds);
+  if (error != std::errc() || *end != '\0' || seconds < 0 || seconds > kLastSecond)
+    throw Failure(Report{Exit::Usage, "usage", "SOURCE_DATE_EPOCH must be a number of seconds since 1970", {}});
+  return boost::posix_time::from_time_t(static_cast<std::time_t>(seconds));
+}
+
+CoreProperties propertiesFor(PackOptions const& options) {
+  CoreProperties record(opc::ztservices::getTALBEXProjectContentType().toString(), u"Project Archive",
+                        CoreProperties::getCurrentTALBEXReleaseInfo());
+  for (auto const& [name, value] : options.properties) setProperty(record, name, value);
+  auto const date = sourceDate();
+  if (date && !CoreProperties::isValidTime(record.getCreatedTime())) record.setCreatedTime(*date);
+  return record;
+}
+
+void store(SourceTree& source, std::u16string const& path, PackOptions const& options,
+           CoreProperties const& properties) {
   using opc::model::Existing;
   auto const package = Package::create(path, options.force ? Existing::Replace : Existing::Refuse);
   package->setCompressionLevel(options.level);
@@ -69,6 +102,8 @@ void store(SourceTree& source, std::u16string const& path, PackOptions const& op
   FileSystemManager manager(*package, source, source);
   manager.markAsDirty();  // an empty directory is a file system too
   addTree(manager, source, options.textToUTF8);
+  CorePropertiesManager identity(*package);
+  identity.setCoreProperties(properties);
   throwIfInterrupted();
   package->save();
 }
@@ -77,6 +112,7 @@ void store(SourceTree& source, std::u16string const& path, PackOptions const& op
 
 void pack(PackOptions const& options, Output& out) {
   noteSignals();
+  CoreProperties const properties = propertiesFor(options);
   std::u16string const package = fromArgument(options.package);
   checkTarget(package, options.force);
   std::u16string const root = existingDirectory(fromArgument(options.directory));
@@ -85,7 +121,7 @@ void pack(PackOptions const& options, Output& out) {
   source.survey();
   if (!options.quiet) tellSkipped(source);
   if (options.dryRun) return printPlan(source, out);
-  store(source, package, options);
+  store(source, package, options, properties);
   if (!options.quiet) tellStored(source);
 }
 
