@@ -15,6 +15,7 @@ namespace {
 using opc::ztservices::CoreProperties;
 using opc::ztservices::CorePropertiesManager;
 using Standard = opc::model::CoreProperties;
+using Keywords = std::vector<CoreProperties::Keyword>;
 using Time = boost::posix_time::ptime;
 
 struct Property {
@@ -48,20 +49,9 @@ Property time(char const* name, char const* purpose, Time (Standard::*get)() con
           }};
 }
 
-std::u16string trimmed(std::u16string const& value) {
-  auto const begin = value.find_first_not_of(u' ');
-  return begin == std::u16string::npos ? u"" : value.substr(begin, value.find_last_not_of(u' ') - begin + 1);
-}
-
+/// All of them as one text, as other programs write and show them.
 void setKeywords(CoreProperties& record, std::u16string const& value) {
-  std::vector<CoreProperties::Keyword> keywords;
-  for (std::size_t begin = 0; begin <= value.size();) {
-    std::size_t const end = std::min(value.find(u',', begin), value.size());
-    std::u16string const word = trimmed(value.substr(begin, end - begin));
-    if (!word.empty()) keywords.emplace_back(word, u"");
-    begin = end + 1;
-  }
-  record.setKeywords(keywords);
+  record.setKeywords(value.empty() ? Keywords() : Keywords{{value, u""}});
 }
 
 std::u16string getKeywords(CoreProperties const& record) {
@@ -88,7 +78,7 @@ std::vector<Property> makeProperties() {
       text("subject", "The subject", &Standard::getSubject, &Standard::setSubject),
       text("creator", "Who made it", &Standard::getCreator, &Standard::setCreator),
       text("description", "The description", &Standard::getDescription, &Standard::setDescription),
-      {{"keywords", "Words between commas"}, getKeywords, setKeywords},
+      {{"keywords", "Words, such as spring, rain"}, getKeywords, setKeywords},
       text("category", "The category", &Standard::getCategory, &Standard::setCategory),
       text("content-status", "Such as Draft or Final", &Standard::getContentStatus, &Standard::setContentStatus),
       text("language", "Such as en-GB", &Standard::getLanguage, &Standard::setLanguage),
