@@ -13,9 +13,9 @@ if(ZT_RELEASE_VERSION STREQUAL "")
   message(FATAL_ERROR "ZT_RELEASE_VERSION must not be empty")
 endif()
 
-# zt_release_values(layer): the layer's sources see the values as literals.
-function(zt_release_values layer)
-  foreach(name FAMILY VERSION DESCRIPTION DATE)
-    target_compile_definitions(${layer} PRIVATE "ZT_RELEASE_${name}=\"${ZT_RELEASE_${name}}\"")
-  endforeach()
+# zt_running_release(layer): the values become a source of the layer, as literals, whatever is in them.
+function(zt_running_release layer)
+  set(source ${PROJECT_BINARY_DIR}/RunningRelease.cpp)
+  configure_file(${PROJECT_SOURCE_DIR}/src/foundation/release_info/RunningRelease.cpp.in ${source} @ONLY)
+  target_sources(${layer} PRIVATE ${source})
 endfunction()

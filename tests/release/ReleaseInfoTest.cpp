@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "foundation/release_info/ReleaseInfo.hpp"
+#include "foundation/release_info/RunningRelease.hpp"
 #include "opc/Streams.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
@@ -27,10 +28,10 @@ ReleaseInfo const kOther("R2019b", "9.7.0", "the \u00e9lan <release> & more", "2
 
 TEST(ReleaseInfo, IsTheConfiguredReleaseByDefault) {
   ReleaseInfo const running;
-  EXPECT_EQ(running.getReleaseFamily(), ZT_RELEASE_FAMILY);
-  EXPECT_EQ(running.getTALBEXVersion(), ZT_RELEASE_VERSION);
-  EXPECT_EQ(running.getDescription(), ZT_RELEASE_DESCRIPTION);
-  EXPECT_EQ(running.getDate(), ZT_RELEASE_DATE);
+  EXPECT_EQ(running.getReleaseFamily(), running::kFamily);
+  EXPECT_EQ(running.getTALBEXVersion(), running::kVersion);
+  EXPECT_EQ(running.getDescription(), running::kDescription);
+  EXPECT_EQ(running.getDate(), running::kDate);
   EXPECT_FALSE(running.isLegacy());
   EXPECT_TRUE(std::regex_match(running.getReleaseFamily(), std::regex("R[0-9]{4}[ab]")));
 }

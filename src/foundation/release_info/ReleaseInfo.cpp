@@ -4,6 +4,7 @@
 #include <istream>
 
 #include "foundation/core/SchemaBaseURI.hpp"
+#include "foundation/release_info/RunningRelease.hpp"
 #include "foundation/xml/XmlTextRecord.hpp"
 #include "opc/Streams.hpp"
 #include "opc/Strings.hpp"
@@ -43,8 +44,7 @@ XmlTextRecord makeRecord() { return XmlTextRecord(u"" ZT_RELEASE_NAMESPACE, kRoo
 
 }  // namespace
 
-ReleaseInfo::ReleaseInfo()
-    : ReleaseInfo(ZT_RELEASE_FAMILY, ZT_RELEASE_VERSION, ZT_RELEASE_DESCRIPTION, ZT_RELEASE_DATE) {}
+ReleaseInfo::ReleaseInfo() : ReleaseInfo(running::kFamily, running::kVersion, running::kDescription, running::kDate) {}
 
 ReleaseInfo::ReleaseInfo(std::string const& family) : family_(family) {}
 
