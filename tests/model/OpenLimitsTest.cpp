@@ -76,9 +76,9 @@ TEST(OpenLimits, OfRelationshipsOfAllSources) {
   options.maximumRelationships = 5;
   expectOpens(bytes, options);
   options.maximumRelationships = 4;
-  expectRefused(bytes, options, "/_rels/a.xml.rels: The package has more than 4 relationships");
+  expectRefused(bytes, options, "/_rels/a.xml.rels: line 1, column 241: The package has more than 4 relationships");
   options.maximumRelationships = 0;
-  expectRefused(bytes, options, "/_rels/.rels: The package has more than 0 relationships");
+  expectRefused(bytes, options, "/_rels/.rels: line 1, column 137: The package has more than 0 relationships");
 }
 
 TEST(OpenLimits, OfXmlDepth) {

@@ -66,7 +66,7 @@ TEST(ContentTypesStream, IsNoPart) {
 
 TEST(ContentTypesStream, GivesItselfNoType) {
   expectRefused(packageOf({}, "<Override PartName='/[Content_Types].xml' ContentType='a/b'/>"),
-                "[Content_Types].xml: Invalid part name: /[Content_Types].xml");
+                "[Content_Types].xml: line 1, column 292: Invalid part name: /[Content_Types].xml");
 }
 
 TEST(ContentTypesStream, IsAskedForOverridesFirst) {
@@ -91,41 +91,41 @@ TEST(ContentTypesStream, MakesNoPartOfWhatItGivesNoType) {
 
 TEST(ContentTypesStream, HasOneDefaultForAnExtensionInWhateverCase) {
   expectRefused(packageOf({}, "<Default Extension='XML' ContentType='application/xml'/>"),
-                "[Content_Types].xml: Two defaults for the extension XML");
+                "[Content_Types].xml: line 1, column 287: Two defaults for the extension XML");
 }
 
 TEST(ContentTypesStream, HasOneOverrideForANameInWhateverCase) {
   expectRefused(packageOf({}, "<Override PartName='/a' ContentType='b/c'/><Override PartName='/A' ContentType='b/c'/>"),
-                "[Content_Types].xml: Two overrides for the part /A");
+                "[Content_Types].xml: line 1, column 317: Two overrides for the part /A");
 }
 
 TEST(ContentTypesStream, HasDefaultsWithAnExtensionAndAType) {
   expectRefused(packageOf({}, "<Default ContentType='a/b'/>"),
-                "[Content_Types].xml: Missing attribute: Default/@Extension");
+                "[Content_Types].xml: line 1, column 259: Missing attribute: Default/@Extension");
   expectRefused(packageOf({}, "<Default Extension='' ContentType='a/b'/>"),
-                "[Content_Types].xml: A default without an extension");
+                "[Content_Types].xml: line 1, column 272: A default without an extension");
   expectRefused(packageOf({}, "<Default Extension='a'/>"),
-                "[Content_Types].xml: Missing attribute: Default/@ContentType");
+                "[Content_Types].xml: line 1, column 255: Missing attribute: Default/@ContentType");
 }
 
 TEST(ContentTypesStream, HasOverridesWithANameAndAType) {
   expectRefused(packageOf({}, "<Override ContentType='a/b'/>"),
-                "[Content_Types].xml: Missing attribute: Override/@PartName");
+                "[Content_Types].xml: line 1, column 260: Missing attribute: Override/@PartName");
   expectRefused(packageOf({}, "<Override PartName='/a'/>"),
-                "[Content_Types].xml: Missing attribute: Override/@ContentType");
+                "[Content_Types].xml: line 1, column 256: Missing attribute: Override/@ContentType");
   expectRefused(packageOf({}, "<Override PartName='a.xml' ContentType='a/b'/>"),
-                "[Content_Types].xml: Invalid part name: a.xml");
+                "[Content_Types].xml: line 1, column 277: Invalid part name: a.xml");
 }
 
 TEST(ContentTypesStream, KnowsNoMarkupCompatibility) {
   expectRefused(packageOf({},
                           "<mc:AlternateContent "
                           "xmlns:mc='http://schemas.openxmlformats.org/markup-compatibility/2006'/>"),
-                "[Content_Types].xml: Unexpected element: AlternateContent");
+                "[Content_Types].xml: line 1, column 324: Unexpected element: AlternateContent");
   std::string types = contentTypes();
   types.insert(6, " xmlns:mc='http://schemas.openxmlformats.org/markup-compatibility/2006' mc:Ignorable='mc'");
   expectRefused(samples::archiveOf({{"[Content_Types].xml", types}}),
-                "[Content_Types].xml: Unexpected attribute: Types/@Ignorable");
+                "[Content_Types].xml: line 1, column 166: Unexpected attribute: Types/@Ignorable");
 }
 
 // 10.1.3 and 10.1.4, names and pieces
