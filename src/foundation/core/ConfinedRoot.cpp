@@ -3,11 +3,11 @@
 
 #include <fcntl.h>
 
-#include <fstream>
 #include <vector>
 
 #include "foundation/core/NativePath.hpp"
 #include "foundation/core/OpenBeneath.hpp"
+#include "foundation/core/Umask.hpp"
 #include "opc/Strings.hpp"
 
 namespace opc {
@@ -17,15 +17,6 @@ using boost::system::error_code;
 
 constexpr int kPathOnly = O_PATH | O_DIRECTORY;
 constexpr mode_t kNewFolderMode = 0777;  // less the umask
-
-// To ask by umask() would change it for a moment, for other threads too. Where the system does not tell, the
-// owner alone gets access.
-mode_t currentUmask() {
-  std::ifstream status("/proc/self/status");
-  for (std::string line; std::getline(status, line);)
-    if (line.starts_with("Umask:")) return static_cast<mode_t>(std::stoul(line.substr(6), nullptr, 8));
-  return 077;
-}
 
 FileDescriptor openRoot(std::u16string const& path) {
   error_code error;
