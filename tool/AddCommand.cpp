@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 
+#include "Amounts.hpp"
 #include "Commands.hpp"
 #include "Errors.hpp"
 #include "FileSystems.hpp"
@@ -85,7 +86,7 @@ struct Source {
 
 // A link is stored as one, wherever it leads.
 Source sourceOf(opc::FileSystemOps& disk, std::string const& argument, std::u16string const& folder,
-                ForwardingOps::Paths const& ownFiles) {
+                ForwardingOps::Paths const& ownFiles, Progress& progress) {
   std::u16string const path = absolutePath(fromArgument(argument));
   std::u16string const name = path.substr(path.rfind(u'/') + 1);
   SourceTree::Rules rules;
@@ -95,12 +96,12 @@ Source sourceOf(opc::FileSystemOps& disk, std::string const& argument, std::u16s
   if (!disk.isSymlink(path) && isDirectory(path, error)) {
     rules.place = placeOf(folder, name);
     rules.otherRoots = {path};
-    return {std::make_unique<SourceTree>(disk, existingDirectory(path), rules), rules.place};
+    return {std::make_unique<SourceTree>(disk, existingDirectory(path), rules, progress), rules.place};
   }
   if (!isThere(path)) throw Failure(diskReport("cannot-read", "cannot read", path, error));
   rules.only = name;
   rules.otherRoots = {parentOf(path)};
-  return {std::make_unique<SourceTree>(disk, existingDirectory(parentOf(path)), rules), folder};
+  return {std::make_unique<SourceTree>(disk, existingDirectory(parentOf(path)), rules, progress), folder};
 }
 
 // Tidied, without a slash at its end, and empty for the root.
@@ -111,29 +112,36 @@ std::u16string folderOf(std::string const& argument) {
   return path == u"/" ? u"" : path;
 }
 
-std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, Addition& addition) {
+std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, Addition& addition,
+                           Progress& progress) {
   std::u16string const folder = folderOf(options.to);
   ForwardingOps::Paths const ownFiles = namesOf(fromArgument(options.package));
   std::vector<Source> sources;
   for (std::string const& argument : options.sources) {
-    sources.push_back(sourceOf(disk, argument, folder, ownFiles));
+    sources.push_back(sourceOf(disk, argument, folder, ownFiles, progress));
     sources.back().tree->survey();
     addition.add(*sources.back().tree, sources.back().place);
   }
+  Amount total;
+  for (Source const& source : sources) {
+    total.files += source.tree->fileCount();
+    total.bytes += source.tree->fileBytes();
+  }
+  progress.expect(total);
   return sources;
 }
 
-void tellAdded(std::vector<Source> const& sources) {
-  std::size_t files = 0, folders = 0, links = 0;
+void tellAdded(std::vector<Source> const& sources, std::u16string const& package, Progress const& progress) {
+  Entries added{0, 0, 0, progress.done().bytes};
   for (Source const& source : sources) {
-    files += source.tree->leaves().size() - source.tree->linkCount();
-    folders += source.tree->folders().size();
-    links += source.tree->linkCount();
+    added.files += source.tree->fileCount();
+    added.folders += source.tree->folders().size();
+    added.links += source.tree->linkCount();
     for (std::u16string const& path : source.tree->skippedOwn())
       std::cerr << "ztpkg: add: left out " << shown(source.tree->diskPath(path)) << ", which is the package itself\n";
   }
-  std::cerr << "added " << counted(files, "file") << ", " << counted(folders, "folder") << " and "
-            << counted(links, "link") << '\n';
+  std::cerr << "added " << entriesText(added, "folder") << ", the package now has " << sizeText(sizeOfFile(package))
+            << ", " << secondsText(progress.elapsed()) << '\n';
 }
 
 }  // namespace
@@ -146,7 +154,8 @@ void add(AddOptions const& options) {
   FileSystemManager manager(*package, selector);
   load(manager, options.package);
   Addition addition(manager, options.force);
-  std::vector<Source> const sources = survey(disk, options, addition);
+  Progress progress(options.progress && !options.quiet);
+  std::vector<Source> const sources = survey(disk, options, addition, progress);
   addition.removeReplaced();
   for (Source const& source : sources) {
     selector.take(*source.tree);
@@ -154,7 +163,8 @@ void add(AddOptions const& options) {
   }
   throwIfInterrupted();
   package->save();
-  if (!options.quiet) tellAdded(sources);
+  progress.finish();
+  if (!options.quiet) tellAdded(sources, fromArgument(options.package), progress);
 }
 
 }  // namespace ztpkg

@@ -7,8 +7,8 @@
 
 namespace ztpkg {
 
-CheckedInput::CheckedInput(std::unique_ptr<std::istream> inner, std::u16string path)
-    : std::istream(nullptr), inner_(std::move(inner)), buffer_(*inner_, std::move(path)) {
+CheckedInput::CheckedInput(std::unique_ptr<std::istream> inner, std::u16string path, Progress& progress)
+    : std::istream(nullptr), inner_(std::move(inner)), buffer_(*inner_, std::move(path), progress) {
   rdbuf(&buffer_);
   exceptions(std::ios::badbit);  // what the buffer throws reaches the reader as it is
 }
@@ -26,7 +26,9 @@ auto CheckedInput::Buffer::guarded(Read read) {
 }
 
 std::streamsize CheckedInput::Buffer::xsgetn(char* to, std::streamsize count) {
-  return guarded([&](std::streambuf& inner) { return inner.sgetn(to, count); });
+  std::streamsize const got = guarded([&](std::streambuf& inner) { return inner.sgetn(to, count); });
+  progress_->addBytes(static_cast<std::uint64_t>(got));
+  return got;
 }
 
 CheckedInput::Buffer::int_type CheckedInput::Buffer::underflow() {
@@ -34,7 +36,9 @@ CheckedInput::Buffer::int_type CheckedInput::Buffer::underflow() {
 }
 
 CheckedInput::Buffer::int_type CheckedInput::Buffer::uflow() {
-  return guarded([](std::streambuf& inner) { return inner.sbumpc(); });
+  int_type const got = guarded([](std::streambuf& inner) { return inner.sbumpc(); });
+  if (!traits_type::eq_int_type(got, traits_type::eof())) progress_->addBytes(1);
+  return got;
 }
 
 CheckedInput::Buffer::pos_type CheckedInput::Buffer::seekoff(off_type offset, std::ios::seekdir from,
@@ -46,8 +50,8 @@ CheckedInput::Buffer::pos_type CheckedInput::Buffer::seekpos(pos_type position, 
   return guarded([&](std::streambuf& inner) { return inner.pubseekpos(position, mode); });
 }
 
-CheckedOutput::CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner)
-    : FileOutputStream(nullptr), inner_(std::move(inner)), buffer_(*inner_) {
+CheckedOutput::CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress)
+    : FileOutputStream(nullptr), inner_(std::move(inner)), buffer_(*inner_, progress) {
   rdbuf(&buffer_);
   exceptions(std::ios::badbit);  // a signal that the buffer throws reaches the writer as it is
 }
@@ -60,7 +64,9 @@ void CheckedOutput::commit(boost::system::error_code& error) {
 
 std::streamsize CheckedOutput::Buffer::xsputn(char const* from, std::streamsize count) {
   throwIfInterrupted();
-  return inner_->write(from, count) ? count : 0;
+  if (!inner_->write(from, count)) return 0;
+  progress_->addBytes(static_cast<std::uint64_t>(count));
+  return count;
 }
 
 CheckedOutput::Buffer::int_type CheckedOutput::Buffer::overflow(int_type character) {

@@ -6,20 +6,22 @@
 #include <streambuf>
 #include <string>
 
+#include "Progress.hpp"
 #include "opc/Streams.hpp"
 
 namespace ztpkg {
 
-/// Reads a file of the disk and lets signals and read errors through as exceptions that name it; owns the
-/// stream underneath.
+/// Reads a file of the disk, counts what is read, and lets signals and read errors through as exceptions that name
+/// it; owns the stream underneath.
 class CheckedInput final : public std::istream {
  public:
-  CheckedInput(std::unique_ptr<std::istream> inner, std::u16string path);
+  CheckedInput(std::unique_ptr<std::istream> inner, std::u16string path, Progress& progress);
 
  private:
   class Buffer final : public std::streambuf {
    public:
-    Buffer(std::istream& inner, std::u16string path) : inner_(&inner), path_(std::move(path)) {}
+    Buffer(std::istream& inner, std::u16string path, Progress& progress)
+        : inner_(&inner), path_(std::move(path)), progress_(&progress) {}
 
    protected:
     std::streamsize xsgetn(char* to, std::streamsize count) override;
@@ -34,24 +36,25 @@ class CheckedInput final : public std::istream {
 
     std::istream* inner_;
     std::u16string path_;
+    Progress* progress_;
   };
 
   std::unique_ptr<std::istream> inner_;
   Buffer buffer_;
 };
 
-/// Writes a file of the disk, with a look for signals at each write and before commit(); owns the stream
-/// underneath.
+/// Writes a file of the disk and counts what is written, with a look for signals at each write and before commit();
+/// owns the stream underneath.
 class CheckedOutput final : public opc::FileOutputStream {
  public:
-  explicit CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner);
+  CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress);
 
   void commit(boost::system::error_code& error) override;
 
  private:
   class Buffer final : public std::streambuf {
    public:
-    explicit Buffer(std::ostream& inner) : inner_(&inner) {}
+    Buffer(std::ostream& inner, Progress& progress) : inner_(&inner), progress_(&progress) {}
 
    protected:
     std::streamsize xsputn(char const* from, std::streamsize count) override;
@@ -60,6 +63,7 @@ class CheckedOutput final : public opc::FileOutputStream {
 
    private:
     std::ostream* inner_;
+    Progress* progress_;
   };
 
   std::unique_ptr<opc::FileOutputStream> inner_;

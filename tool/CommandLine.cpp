@@ -93,6 +93,7 @@ void addPack(CLI::App& app, Invocation& invocation) {
   command.add_flag("--text-to-utf8", options->textToUTF8, "Store text files as UTF-8, whatever they are in");
   addProperties(command, options);
   command.add_flag("-n,--dry-run", options->dryRun, "Only print what would be stored");
+  command.add_flag("!--no-progress", options->progress, "Show no bar while the work goes on");
   command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
   command.callback([&invocation, options] {
     unmark(options->directory);
@@ -113,6 +114,7 @@ void addAdd(CLI::App& app, Invocation& invocation) {
       ->type_name("DIR");
   command.add_flag("--text-to-utf8", options->textToUTF8, "Store text files as UTF-8, whatever they are in");
   command.add_flag("-f,--force", options->force, "Replace files and links that are in the package");
+  command.add_flag("!--no-progress", options->progress, "Show no bar while the work goes on");
   command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
   command.callback([&invocation, options] {
     unmark(options->package);
@@ -133,6 +135,7 @@ void addUnpack(CLI::App& app, Invocation& invocation) {
   command.add_flag("!--no-restore", options->restore, "Do not restore times and permissions");
   command.add_flag("-f,--force", options->force, "Replace files and links that exist");
   command.add_flag("--allow-outside-links", options->allowOutsideLinks, "Also make links that point out of DIR");
+  command.add_flag("!--no-progress", options->progress, "Show no bar while the work goes on");
   command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
   command.callback([&invocation, options] {
     unmark(options->package);
@@ -151,6 +154,7 @@ void addList(CLI::App& app, Invocation& invocation) {
   addPackage(command, options->package);
   CLI::Option* const detailed = command.add_flag("-l,--long", options->detailed,
                                                  "Also type, permissions, sizes, time, link target and content type");
+  command.add_flag("-H,--human", options->human, "Sizes as people say them, such as 1.2 MB")->needs(detailed);
   command.add_flag("--json", options->json, "Print a JSON array")->excludes(detailed);
   command.callback([&invocation, options] {
     unmark(options->package);

@@ -22,6 +22,7 @@ struct PackOptions {
   bool textToUTF8 = false;
   std::vector<std::pair<std::string, std::string>> properties;  ///< names and values
   bool dryRun = false;
+  bool progress = true;
   bool quiet = false;
 };
 void pack(PackOptions const& options, Output& out);
@@ -32,6 +33,7 @@ struct AddOptions {
   std::string to = "/";
   bool textToUTF8 = false;
   bool force = false;
+  bool progress = true;
   bool quiet = false;
 };
 void add(AddOptions const& options);
@@ -43,6 +45,7 @@ struct UnpackOptions {
   bool restore = true;
   bool force = false;
   bool allowOutsideLinks = false;
+  bool progress = true;
   bool quiet = false;
 };
 void unpack(UnpackOptions const& options);
@@ -50,6 +53,7 @@ void unpack(UnpackOptions const& options);
 struct ListOptions {
   std::string package;
   bool detailed = false;
+  bool human = false;
   bool json = false;
 };
 void list(ListOptions const& options, Output& out);

@@ -8,8 +8,8 @@
 
 namespace ztpkg {
 
-DestinationTree::DestinationTree(std::unique_ptr<opc::ConfinedFileSystemOps> disk)
-    : ForwardingOps(*disk), disk_(std::move(disk)) {}
+DestinationTree::DestinationTree(std::unique_ptr<opc::ConfinedFileSystemOps> disk, Progress& progress)
+    : ForwardingOps(*disk), disk_(std::move(disk)), progress_(&progress) {}
 
 void DestinationTree::createFolder(std::u16string const& path, ErrorCode& error) {
   throwIfInterrupted();
@@ -33,13 +33,15 @@ std::unique_ptr<opc::FileOutputStream> DestinationTree::createOutputStream(std::
   throwIfInterrupted();
   auto file = inner().createOutputStream(path, mode, error);
   if (!file) throw Failure(diskReport("cannot-write", "cannot make file", path, error));
-  return std::make_unique<CheckedOutput>(std::move(file));
+  progress_->addFile();
+  return std::make_unique<CheckedOutput>(std::move(file), *progress_);
 }
 
 opc::FileSystemOps& Destination::getForPath(std::u16string const&) {
   if (tree_) return *tree_;
   try {
-    tree_ = std::make_unique<DestinationTree>(std::make_unique<opc::ConfinedFileSystemOps>(root_, confinement_));
+    auto disk = std::make_unique<opc::ConfinedFileSystemOps>(root_, confinement_);
+    tree_ = std::make_unique<DestinationTree>(std::move(disk), *progress_);
   } catch (opc::Exception const& error) {
     throw Failure(diskReport("cannot-write", "cannot make folder", root_, error.getErrorCode()));
   }

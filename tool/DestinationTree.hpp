@@ -5,6 +5,7 @@
 #include <string>
 
 #include "ForwardingOps.hpp"
+#include "Progress.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"
 
 namespace ztpkg {
@@ -13,7 +14,7 @@ namespace ztpkg {
 /// or not at all. Errors are thrown as Failure and name the path, and so are signals, as Interrupted.
 class DestinationTree final : public ForwardingOps {
  public:
-  explicit DestinationTree(std::unique_ptr<opc::ConfinedFileSystemOps> disk);
+  DestinationTree(std::unique_ptr<opc::ConfinedFileSystemOps> disk, Progress& progress);
 
   void createFolder(std::u16string const& path, ErrorCode& error) override;
   void createFolders(std::u16string const& path, ErrorCode& error) override;
@@ -23,19 +24,21 @@ class DestinationTree final : public ForwardingOps {
 
  private:
   std::unique_ptr<opc::ConfinedFileSystemOps> disk_;
+  Progress* progress_;
 };
 
 /// Makes and opens the directory when extraction begins: until then nothing is written.
 class Destination final : public opc::FileSystemOpsSelector {
  public:
-  Destination(std::u16string root, opc::Confinement const& confinement)
-      : root_(std::move(root)), confinement_(confinement) {}
+  Destination(std::u16string root, opc::Confinement const& confinement, Progress& progress)
+      : root_(std::move(root)), confinement_(confinement), progress_(&progress) {}
 
   opc::FileSystemOps& getForPath(std::u16string const& path) override;
 
  private:
   std::u16string root_;
   opc::Confinement confinement_;
+  Progress* progress_;
   std::unique_ptr<DestinationTree> tree_;
 };
 

@@ -79,8 +79,4 @@ std::vector<FileSystemEntry> allEntries(FileSystemManager const& manager) {
   return entries;
 }
 
-std::string counted(std::size_t count, std::string const& noun) {
-  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
 }  // namespace ztpkg

@@ -38,7 +38,4 @@ bool isEncrypted(opc::model::Package const& package, opc::ztservices::FileSystem
 /// Every entry but the root, in code-unit order of path.
 std::vector<opc::ztservices::FileSystemEntry> allEntries(opc::ztservices::FileSystemManager const& manager);
 
-/// "1 file", "2 files".
-std::string counted(std::size_t count, std::string const& noun);
-
 }  // namespace ztpkg

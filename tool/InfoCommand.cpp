@@ -3,6 +3,7 @@
 #include <optional>
 #include <utility>
 
+#include "Amounts.hpp"
 #include "Commands.hpp"
 #include "Errors.hpp"
 #include "FileSystems.hpp"

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
-#include <array>
 
+#include "Amounts.hpp"
+#include "Colour.hpp"
 #include "Commands.hpp"
 #include "FileSystems.hpp"
 #include "Json.hpp"
@@ -27,10 +28,14 @@ void addContents(EntryRecord& record, Package const& package, std::u16string con
   record.contentType = content.getContentType().toString();
 }
 
+Type typeOf(FileSystemEntry const& entry) {
+  return entry.isFile() ? Type::File : (entry.isLink() ? Type::Link : Type::Folder);
+}
+
 EntryRecord recordOf(Package const& package, FileSystemEntry const& entry) {
   EntryRecord record;
   record.path = entry.getPathName();
-  record.type = entry.isFile() ? Type::File : (entry.isLink() ? Type::Link : Type::Folder);
+  record.type = typeOf(entry);
   if (entry.getPermissions() != FileSystemEntry::getUnknownPermissions()) record.permissions = entry.getPermissions();
   std::u16string time = opc::convertTimeToString(entry.getLastModifiedTime());
   if (!time.empty()) record.modified = std::move(time);
@@ -48,30 +53,62 @@ std::string modeText(EntryRecord const& record) {
   return text;
 }
 
-std::string padded(std::optional<std::uint64_t> number, std::size_t width) {
-  std::string const digits = number ? std::to_string(*number) : "-";
-  return std::string(width - std::min(width, digits.size()), ' ') + digits;
+std::string padded(std::string const& text, std::size_t width) {
+  return std::string(width - std::min(width, text.size()), ' ') + text;
 }
 
-void printDetailed(EntryRecord const& record, std::size_t width, Output& out) {
+/// How the sizes of a listing are written, and in how many columns.
+class SizeColumn {
+ public:
+  SizeColumn(Package const& package, std::vector<FileSystemEntry> const& entries, bool human) : human_(human) {
+    for (FileSystemEntry const& entry : entries) {
+      EntryRecord const record = recordOf(package, entry);
+      width_ = std::max({width_, text(record.size).size(), text(record.storedSize).size()});
+    }
+  }
+
+  std::string of(std::optional<std::uint64_t> size) const { return padded(text(size), width_); }
+
+ private:
+  std::string text(std::optional<std::uint64_t> size) const {
+    if (!size) return "-";
+    return human_ ? sizeText(*size) : std::to_string(*size);
+  }
+
+  bool human_;
+  std::size_t width_ = 1;
+};
+
+void printPath(std::u16string const& path, Type type, Colours const& colours, Output& out) {
+  if (type != Type::File) out.print(type == Type::Folder ? colours.folder : colours.link);
+  out.printName(path);
+  if (type != Type::File) out.print(colours.end);
+}
+
+void printDetailed(EntryRecord const& record, SizeColumn const& sizes, Colours const& colours, Output& out) {
   constexpr std::size_t kTimeWidth = 27;
-  out.print(modeText(record) + "  " + padded(record.size, width) + "  " + padded(record.storedSize, width) + "  ");
+  out.print(modeText(record) + "  " + sizes.of(record.size) + "  " + sizes.of(record.storedSize) + "  ");
   std::u16string time = record.modified.value_or(u"-");
   time.resize(std::max(time.size(), kTimeWidth), u' ');
-  out.printName(time + u"  " + record.path);
+  out.printName(time + u"  ");
+  printPath(record.path, record.type, colours, out);
   if (record.target) out.printName(u" -> " + *record.target);
   if (record.contentType) out.printName(u"  " + *record.contentType);
   out.print("\n");
 }
 
-// Wide enough for every size, so that the columns stand under each other.
-std::size_t sizeWidth(Package const& package, std::vector<FileSystemEntry> const& entries) {
-  std::uint64_t greatest = 0;
+void printPaths(std::vector<FileSystemEntry> const& entries, Output& out) {
+  Colours const colours = Colours::ofStandardOutput();
   for (FileSystemEntry const& entry : entries) {
-    EntryRecord const record = recordOf(package, entry);
-    greatest = std::max({greatest, record.size.value_or(0), record.storedSize.value_or(0)});
+    printPath(entry.getPathName(), typeOf(entry), colours, out);
+    out.print("\n");
   }
-  return std::to_string(greatest).size();
+}
+
+void printTable(Package const& package, std::vector<FileSystemEntry> const& entries, bool human, Output& out) {
+  Colours const colours = Colours::ofStandardOutput();
+  SizeColumn const sizes(package, entries, human);
+  for (FileSystemEntry const& entry : entries) printDetailed(recordOf(package, entry), sizes, colours, out);
 }
 
 void printJson(Package const& package, std::vector<FileSystemEntry> const& entries, Output& out) {
@@ -91,15 +128,8 @@ void list(ListOptions const& options, Output& out) {
   load(manager, options.package);
   auto const entries = allEntries(manager);
   if (options.json) return printJson(*package, entries, out);
-  std::size_t const width = options.detailed ? sizeWidth(*package, entries) : 0;
-  for (FileSystemEntry const& entry : entries) {
-    if (options.detailed) {
-      printDetailed(recordOf(*package, entry), width, out);
-    } else {
-      out.printName(entry.getPathName());
-      out.print("\n");
-    }
-  }
+  if (options.detailed) return printTable(*package, entries, options.human, out);
+  printPaths(entries, out);
 }
 
 }  // namespace ztpkg

@@ -8,6 +8,7 @@
 #include <optional>
 #include <thread>
 
+#include "Amounts.hpp"
 #include "Commands.hpp"
 #include "Errors.hpp"
 #include "FileSystems.hpp"
@@ -68,9 +69,10 @@ void tellSkipped(SourceTree const& source) {
     std::cerr << "ztpkg: pack: left out " << shown(source.diskPath(path)) << ", which is the package itself\n";
 }
 
-void tellStored(SourceTree const& source) {
-  std::cerr << "stored " << counted(source.leaves().size() - source.linkCount(), "file") << ", "
-            << counted(source.folders().size(), "folder") << " and " << counted(source.linkCount(), "link") << '\n';
+void tellStored(SourceTree const& source, std::u16string const& package, Progress const& progress) {
+  Entries const stored{source.fileCount(), source.folders().size(), source.linkCount(), progress.done().bytes};
+  std::cerr << "stored " << entriesText(stored, "folder") << " in " << sizeText(sizeOfFile(package)) << ", "
+            << secondsText(progress.elapsed()) << '\n';
 }
 
 /// The time that builds are to take for the current one (reproducible-builds.org), if they are.
@@ -117,12 +119,15 @@ void pack(PackOptions const& options, Output& out) {
   checkTarget(package, options.force);
   std::u16string const root = existingDirectory(fromArgument(options.directory));
   opc::LocalFileSystemOps disk;
-  SourceTree source(disk, root, rulesOf(options, package));
+  Progress progress(options.progress && !options.quiet);
+  SourceTree source(disk, root, rulesOf(options, package), progress);
   source.survey();
+  progress.expect({source.fileCount(), source.fileBytes()});
   if (!options.quiet) tellSkipped(source);
   if (options.dryRun) return printPlan(source, out);
   store(source, package, options, properties);
-  if (!options.quiet) tellStored(source);
+  progress.finish();
+  if (!options.quiet) tellStored(source, package, progress);
 }
 
 }  // namespace ztpkg

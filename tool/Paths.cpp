@@ -76,6 +76,12 @@ bool isThere(std::u16string const& path) {
   return fs::exists(fs::symlink_status(native(path), ignored));
 }
 
+std::uint64_t sizeOfFile(std::u16string const& path) {
+  std::error_code error;
+  std::uintmax_t const size = fs::file_size(native(path), error);
+  return error ? 0 : size;
+}
+
 std::u16string parentOf(std::u16string const& path) {
   fs::path const parent = native(path).parent_path();
   return parent.empty() ? u"." : textOf(parent);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <boost/system/error_code.hpp>
+#include <cstdint>
 #include <string>
 
 /// Paths of the command line. Disk paths are UTF-8 in every locale.
@@ -29,5 +30,8 @@ bool isThere(std::u16string const& path);
 
 /// The path without its last component; "." for a mere name.
 std::u16string parentOf(std::u16string const& path);
+
+/// In bytes; 0 where it cannot be told.
+std::uint64_t sizeOfFile(std::u16string const& path);
 
 }  // namespace ztpkg

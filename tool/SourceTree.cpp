@@ -2,6 +2,7 @@
 #include "SourceTree.hpp"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -30,8 +31,8 @@ char const* faultOf(std::u16string_view text) {
 
 }  // namespace
 
-SourceTree::SourceTree(opc::FileSystemOps& disk, std::u16string root, Rules rules)
-    : ForwardingOps(disk), root_(std::move(root)), rules_(std::move(rules)) {}
+SourceTree::SourceTree(opc::FileSystemOps& disk, std::u16string root, Rules rules, Progress& progress)
+    : ForwardingOps(disk), root_(std::move(root)), rules_(std::move(rules)), progress_(&progress) {}
 
 std::u16string SourceTree::diskPath(std::u16string const& path) const {
   std::u16string const below = path.substr(std::min(path.size(), rules_.place.size()));
@@ -115,7 +116,10 @@ void SourceTree::checkLeaf(std::u16string const& path) {
     checkLink(path);
     return;
   }
-  if (faccessat(AT_FDCWD, opc::toUTF8String(onDisk).c_str(), R_OK, AT_EACCESS) != 0)
+  std::string const native = opc::toUTF8String(onDisk);
+  struct stat status {};
+  if (stat(native.c_str(), &status) == 0) fileBytes_ += static_cast<std::uint64_t>(status.st_size);
+  if (faccessat(AT_FDCWD, native.c_str(), R_OK, AT_EACCESS) != 0)
     addProblem(Exit::Disk, "cannot-read", ErrorCode(errno, boost::system::system_category()).message(), path);
   leaves_.push_back(path);
 }
@@ -189,7 +193,8 @@ std::unique_ptr<std::istream> SourceTree::createInputStream(std::u16string const
   std::u16string const onDisk = diskPath(path);
   auto stream = inner().createInputStream(onDisk, mode, error);
   if (!stream) throw Failure(diskReport("cannot-read", "cannot read", onDisk, error));
-  return std::make_unique<CheckedInput>(std::move(stream), onDisk);
+  progress_->addFile();
+  return std::make_unique<CheckedInput>(std::move(stream), onDisk, *progress_);
 }
 
 opc::Perms::Perms_tag SourceTree::getPermissions(std::u16string const& path, ErrorCode& error) {

@@ -7,6 +7,7 @@
 #include "Errors.hpp"
 #include "ForwardingOps.hpp"
 #include "Glob.hpp"
+#include "Progress.hpp"
 
 namespace ztpkg {
 
@@ -25,8 +26,8 @@ class SourceTree final : public ForwardingOps {
     Paths otherRoots;      ///< further absolute names of the root, by which links may point below it
   };
 
-  /// `root` is resolved: no component of it is a link.
-  SourceTree(opc::FileSystemOps& disk, std::u16string root, Rules rules);
+  /// `root` is resolved: no component of it is a link. `progress`, borrowed, learns of what is read.
+  SourceTree(opc::FileSystemOps& disk, std::u16string root, Rules rules, Progress& progress);
 
   /// Lists and checks everything; throws Failure with all problems there are.
   void survey();
@@ -38,6 +39,8 @@ class SourceTree final : public ForwardingOps {
   Paths const& leaves() const { return leaves_; }
   Paths const& folders() const { return folders_; }
   std::size_t linkCount() const { return linkCount_; }
+  std::size_t fileCount() const { return leaves_.size() - linkCount_; }
+  std::uint64_t fileBytes() const { return fileBytes_; }
   Paths const& skippedLinks() const { return skippedLinks_; }
   Paths const& skippedOwn() const { return skippedOwn_; }
 
@@ -71,8 +74,10 @@ class SourceTree final : public ForwardingOps {
 
   std::u16string root_;
   Rules rules_;
+  Progress* progress_;
   Paths leaves_, folders_, skippedLinks_, skippedOwn_;
   std::size_t linkCount_ = 0;  // among leaves_
+  std::uint64_t fileBytes_ = 0;
   std::vector<Report> problems_;
   std::u16string lastFile_;  // the one being read; empty for none
   boost::posix_time::ptime lastTime_;

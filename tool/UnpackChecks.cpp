@@ -45,11 +45,14 @@ void checkParents(FileSystemManager const& manager, std::u16string const& path,
 }
 
 // A file whose contents are missing or encrypted is found before anything is written.
-std::uint64_t checkedSize(Package const& package, Leaf const& leaf) {
-  if (!leaf.entry.isFile()) return 0;
+void addCheckedSize(ExtractionSize& size, Package const& package, Leaf const& leaf) {
+  if (!leaf.entry.isFile()) return;
   if (isEncrypted(package, leaf.entry))
     throw Failure(Report{Exit::Key, "key-required", shown(leaf.path) + " is encrypted", leaf.path});
-  return package.getPart(opc::model::PartName(leaf.entry.getContentName())).getSize();
+  opc::model::Part const part = package.getPart(opc::model::PartName(leaf.entry.getContentName()));
+  ++size.content.files;
+  size.content.bytes += part.getSize();
+  size.stored += part.getStoredSize();
 }
 
 void checkSpace(std::u16string const& root, std::uint64_t needed) {
@@ -83,20 +86,21 @@ void checkLinks(FileSystemManager const& manager, Leaves const& leaves) {
 
 }  // namespace
 
-void checkExtraction(Package const& package, FileSystemManager const& manager, Leaves const& leaves,
-                     std::u16string const& root, opc::Confinement const& confinement) {
+ExtractionSize checkExtraction(Package const& package, FileSystemManager const& manager, Leaves const& leaves,
+                               std::u16string const& root, opc::Confinement const& confinement) {
   std::unordered_set<std::u16string> checked;
-  std::uint64_t bytes = 0;
+  ExtractionSize size;
   for (Leaf const& leaf : leaves) {
     checkSegments(leaf.path);
     checkParents(manager, leaf.path, checked);
-    bytes += checkedSize(package, leaf);
+    addCheckedSize(size, package, leaf);
   }
   if (!confinement.allowOutsideLinks) checkLinks(manager, leaves);
   opc::LocalFileSystemOps disk;
   WayCheck way(disk, root, confinement.replaceExisting);
   for (Leaf const& leaf : leaves) way.check(leaf.path, leaf.entry.isFolder());
-  if (!confinement.replaceExisting) checkSpace(root, bytes);  // what is replaced gives space back
+  if (!confinement.replaceExisting) checkSpace(root, size.content.bytes);  // what is replaced gives space back
+  return size;
 }
 
 }  // namespace ztpkg

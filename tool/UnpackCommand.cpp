@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <iostream>
 
+#include "Amounts.hpp"
 #include "Commands.hpp"
 #include "DestinationTree.hpp"
 #include "FileSystems.hpp"
@@ -43,14 +44,15 @@ void extract(FileSystemManager& manager, std::u16string const& root, Leaves cons
                          opc::ztservices::TransformMode::Transform);
 }
 
-void tellExtracted(Leaves const& leaves) {
+void tellExtracted(Leaves const& leaves, ExtractionSize const& size, Progress const& progress) {
   auto const count = [&](bool (FileSystemEntry::*kind)() const) {
     return static_cast<std::size_t>(
         std::ranges::count_if(leaves, [&](Leaf const& leaf) { return (leaf.entry.*kind)(); }));
   };
-  std::cerr << "extracted " << counted(count(&FileSystemEntry::isFile), "file") << ", "
-            << counted(count(&FileSystemEntry::isFolder), "empty folder") << " and "
-            << counted(count(&FileSystemEntry::isLink), "link") << '\n';
+  Entries const extracted{count(&FileSystemEntry::isFile), count(&FileSystemEntry::isFolder),
+                          count(&FileSystemEntry::isLink), progress.done().bytes};
+  std::cerr << "extracted " << entriesText(extracted, "empty folder") << " from " << sizeText(size.stored)
+            << " stored, " << secondsText(progress.elapsed()) << '\n';
 }
 
 }  // namespace
@@ -61,13 +63,16 @@ void unpack(UnpackOptions const& options) {
   std::u16string const directory = fromArgument(options.directory);
   std::u16string const root = isThere(directory) ? existingDirectory(directory) : resolvedPath(directory);
   opc::Confinement const confinement{.replaceExisting = options.force, .allowOutsideLinks = options.allowOutsideLinks};
-  Destination destination(root, confinement);
+  Progress progress(options.progress && !options.quiet);
+  Destination destination(root, confinement, progress);
   FileSystemManager manager(*package, destination);
   load(manager, options.package);
   Leaves const leaves = selectedLeaves(manager, options.paths);
-  checkExtraction(*package, manager, leaves, root, confinement);
+  ExtractionSize const size = checkExtraction(*package, manager, leaves, root, confinement);
+  progress.expect(size.content);
   extract(manager, root, leaves, options.restore);
-  if (!options.quiet) tellExtracted(leaves);
+  progress.finish();
+  if (!options.quiet) tellExtracted(leaves, size, progress);
 }
 
 }  // namespace ztpkg

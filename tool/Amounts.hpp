@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+namespace ztpkg {
+
+/// "5 B", "1.2 kB", "980 MB": powers of 1000, and no more digits than people read.
+std::string sizeText(std::uint64_t bytes);
+
+/// "0.4 s", "95 s".
+std::string secondsText(std::chrono::duration<double> time);
+
+/// "0:07", "1:02:33".
+std::string clockText(std::chrono::duration<double> time);
+
+/// What a command has stored or extracted.
+struct Entries {
+  std::size_t files = 0;
+  std::size_t folders = 0;
+  std::size_t links = 0;
+  std::uint64_t bytes = 0;  ///< of the files
+};
+
+/// "3 files, 2 folders and 1 link (1.2 MB)".
+std::string entriesText(Entries const& entries, std::string const& folder);
+
+/// "1 file", "2 files".
+std::string counted(std::size_t count, std::string const& noun);
+
+}  // namespace ztpkg
