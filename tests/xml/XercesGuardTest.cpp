@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
+#include <cstdlib>
+#include <functional>
 #include <gtest/gtest.h>
-#include <optional>
 #include <thread>
 #include <vector>
 #include <xercesc/util/PlatformUtils.hpp>
@@ -11,24 +14,30 @@
 using namespace opc::model;
 using xercesc::XMLPlatformUtils;
 
-TEST(XercesGuard, InitialisesWhileTheFirstAndTheLastLive) {
-  ASSERT_EQ(XMLPlatformUtils::fgMemoryManager, nullptr);
-  std::optional<XercesGuard> first(std::in_place);
-  std::optional<XercesGuard> second(std::in_place);
-  first.reset();
-  EXPECT_NE(XMLPlatformUtils::fgMemoryManager, nullptr);
-  second.reset();
-  EXPECT_EQ(XMLPlatformUtils::fgMemoryManager, nullptr);
+namespace {
+
+bool isInitialised() { return XMLPlatformUtils::fgMemoryManager != nullptr; }
+
+/// Ends the process with 0 where the platform is terminated once static objects are gone, and with 1 where not.
+[[noreturn]] void exitWith(std::function<void()> const& uses) {
+  std::atexit([] { _exit(isInitialised() ? 1 : 0); });  // called after what is made from here on is destroyed
+  uses();
+  std::exit(2);
 }
 
-TEST(XercesGuard, CountsCopies) {
-  std::optional<XercesGuard> first(std::in_place);
-  std::optional<XercesGuard> copy(first);
-  copy = first;
-  first.reset();
-  EXPECT_NE(XMLPlatformUtils::fgMemoryManager, nullptr);
-  copy.reset();
-  EXPECT_EQ(XMLPlatformUtils::fgMemoryManager, nullptr);
+/// The platform is the process's, so that each of these begins a process of its own.
+class XercesProcess : public testing::Test {
+ protected:
+  XercesProcess() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+using XercesProcessDeathTest = XercesProcess;
+
+}  // namespace
+
+TEST(XercesGuard, InitialisesOnceAndForAll) {
+  { XercesGuard const guard; }
+  EXPECT_TRUE(isInitialised());
 }
 
 TEST(XercesGuard, RemovesTheNetworkAccessor) {
@@ -36,13 +45,42 @@ TEST(XercesGuard, RemovesTheNetworkAccessor) {
   EXPECT_EQ(XMLPlatformUtils::fgNetAccessor, nullptr);
 }
 
-TEST(XercesGuard, LeavesThePlatformOfTheApplicationAlone) {
-  XMLPlatformUtils::Initialize();
-  xercesc::XMLNetAccessor const* const accessor = XMLPlatformUtils::fgNetAccessor;
-  { XercesGuard const guard; }
-  EXPECT_EQ(XMLPlatformUtils::fgNetAccessor, accessor);
-  EXPECT_NE(XMLPlatformUtils::fgMemoryManager, nullptr);
-  XMLPlatformUtils::Terminate();
+TEST_F(XercesProcessDeathTest, TerminatesThePlatformAtItsEnd) {
+  EXPECT_EXIT(exitWith([] {
+                XercesGuard const first, second, copy(first);
+                XercesGuard assigned;
+                assigned = copy;
+              }),
+              testing::ExitedWithCode(0), "");
+}
+
+TEST_F(XercesProcessDeathTest, LeavesThePlatformToGuardsThatLiveOn) {
+  EXPECT_EXIT(exitWith([] {
+                XercesGuard const guard;
+                new XercesGuard(guard);
+              }),
+              testing::ExitedWithCode(1), "");
+}
+
+TEST_F(XercesProcessDeathTest, LeavesThePlatformOfTheApplicationAlone) {
+  EXPECT_EXIT(
+      {
+        XMLPlatformUtils::Initialize();
+        auto const* const accessor = XMLPlatformUtils::fgNetAccessor;
+        { XercesGuard const guard; }
+        bool const same = accessor && XMLPlatformUtils::fgNetAccessor == accessor;
+        XMLPlatformUtils::Terminate();
+        std::exit(same && isInitialised() ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+}
+
+TEST_F(XercesProcessDeathTest, LeavesThePlatformToAnApplicationThatNeedsItLonger) {
+  EXPECT_EXIT(exitWith([] {
+                { XercesGuard const guard; }
+                XMLPlatformUtils::Initialize();
+              }),
+              testing::ExitedWithCode(1), "");
 }
 
 TEST(XercesGuard, MayComeAndGoInManyThreads) {
@@ -55,5 +93,4 @@ TEST(XercesGuard, MayComeAndGoInManyThreads) {
       }
     });
   for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(XMLPlatformUtils::fgMemoryManager, nullptr);
 }

@@ -35,15 +35,30 @@ void acquire() {
   ++guardCount;
 }
 
-}  // namespace
-
-XercesGuard::XercesGuard() { acquire(); }
-
-XercesGuard::XercesGuard(XercesGuard const&) { acquire(); }
-
-XercesGuard::~XercesGuard() {
+void release() {
   std::scoped_lock const lock(guardMutex());
   if (--guardCount == 0) xercesc::XMLPlatformUtils::Terminate();
 }
+
+/// A use that ends with the process, at the earliest: initialising takes a millisecond, fifty times as long as reading
+/// a small package does.
+class Keeper {
+ public:
+  Keeper() { acquire(); }
+  ~Keeper() { release(); }
+  Keeper(Keeper const&) = delete;
+  Keeper& operator=(Keeper const&) = delete;
+};
+
+}  // namespace
+
+XercesGuard::XercesGuard() {
+  static Keeper const keeper;
+  acquire();
+}
+
+XercesGuard::XercesGuard(XercesGuard const&) { acquire(); }
+
+XercesGuard::~XercesGuard() { release(); }
 
 }  // namespace opc::model
