@@ -312,9 +312,10 @@ TEST(ZipHeaders, MayLeaveSizesAndCRCToADescriptor) {
 
 TEST(ZipHeaders, MustAgreeWithTheirDescriptor) {
   RawItem const item = storedItem("b.xml", "beta");
-  std::string const wrong = "PK\7\10" + le(item.central.crc, 4) + le(4, 4) + le(5, 4);
-  expectRefused(withSecond(streamedItem(item, wrong)),
-                "Item \"b.xml\": its data descriptor disagrees with the directory");
+  std::string const wrong = le(item.central.crc, 4) + le(4, 4) + le(5, 4);
+  for (auto const& descriptor : {wrong, "PK\7\10" + wrong, std::string()})
+    expectRefused(withSecond(streamedItem(item, descriptor)),
+                  "Item \"b.xml\": its data descriptor disagrees with the directory");
 }
 
 TEST(ZipHeaders, MayNotSayThatSizesHaveTheirTopBitSet) {

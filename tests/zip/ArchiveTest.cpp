@@ -91,9 +91,28 @@ TEST(Archive, RefusesADescriptorThatDisagrees) {
   }
 }
 
-TEST(Archive, AcceptsAnItemWhoseDescriptorIsMissing) {
-  auto const archive = openBytes(RawArchive{{streamedItem(storedItem("a", "alpha"), "")}}.build());
-  EXPECT_EQ(contentOf(*archive, "a"), "alpha");
+TEST(Archive, RefusesADescriptorWithoutSignatureThatDisagrees) {
+  for (std::size_t const size : {std::size_t{500}, kLong}) {
+    RawItem const item = deflatedItem("d", compressible(size));
+    for (std::size_t at = 0; at < 20; ++at) {
+      std::size_t const width = at < 12 ? 4 : 8;
+      std::string descriptor = descriptorOf(item, width, false);
+      descriptor[at] = static_cast<char>(descriptor[at] ^ 1);
+      auto const archive = openBytes(RawArchive{{streamedItem(item, descriptor)}}.build());
+      EXPECT_THROW_MESSAGE(archive->openContent(0), InvalidItem,
+                           "Item \"d\": its data descriptor disagrees with the directory");
+    }
+  }
+}
+
+TEST(Archive, RefusesAnItemWithoutADescriptorThatItNeeds) {
+  RawItem const item = storedItem("a", "alpha");
+  for (auto const& rest : {std::string(), std::string("PK\7\10"), descriptorOf(item, 4, false).substr(0, 11)}) {
+    auto const archive = openBytes(RawArchive{{streamedItem(item, rest)}}.build());
+    EXPECT_THROW(archive->openContent(0), InvalidItem) << rest.size();
+    EXPECT_THROW(archive->checkHeaders(), InvalidPackage) << rest.size();
+  }
+  EXPECT_EQ(contentOf(*openBytes(RawArchive{{streamedItem(storedItem("a", ""), "")}}.build()), "a"), "");
 }
 
 TEST(Archive, AcceptsRightValuesBesideADescriptor) {

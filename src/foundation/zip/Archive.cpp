@@ -205,7 +205,7 @@ std::unique_ptr<InputStream> Archive::openContent(std::size_t index) const {
     std::uint64_t const behind = begin + facts.storedSize;
     std::uint64_t const available = std::min<std::uint64_t>(sizeof descriptor, limitOf(index) - behind);
     bytes_->readAt(behind, descriptor, static_cast<std::size_t>(available));
-    checkDescriptor(item, descriptor, static_cast<std::size_t>(available));
+    checkDescriptor(item, located.header, descriptor, static_cast<std::size_t>(available));
   }
   return openItem(std::move(facts), [self = shared_from_this(), begin](std::uint64_t offset, void* to, std::size_t n) {
     self->bytes_->readAt(begin + offset, to, n);
@@ -217,7 +217,7 @@ std::unique_ptr<InputStream> Archive::unpackLocated(Entry const& item, ItemFacts
   unsigned char const* const stored = located.bytes.data.get() + located.header.size;
   auto const size = static_cast<std::size_t>(facts.storedSize);
   if (located.header.hasDescriptor)
-    checkDescriptor(item, stored + size, located.bytes.size - located.header.size - size);
+    checkDescriptor(item, located.header, stored + size, located.bytes.size - located.header.size - size);
   return makeStream(unpack(facts, stored));
 }
 
@@ -247,11 +247,12 @@ void Archive::checkHeaders(std::size_t index, Window& window) const {
   std::uint64_t const guess = std::min(room, kLocalSize + item.name.size() + kSmallExtraGuess);
   std::size_t const size = localHeaderSize(item, window.bytes(begin, guess));
   if (size > room || item.storedSize > room - size) throw invalidItem(item.name, fault::kOverlap);
-  if (!checkLocalHeader(item, window.bytes(begin, size), size).hasDescriptor) return;
+  LocalHeader const header = checkLocalHeader(item, window.bytes(begin, size), size);
+  if (!header.hasDescriptor) return;
 
   std::uint64_t const behind = begin + size + item.storedSize, left = room - size - item.storedSize;
   std::uint64_t const wanted = std::min(window.source.size - behind, kDescriptorAndNextHeader);
-  checkDescriptor(item, window.bytes(behind, wanted), static_cast<std::size_t>(std::min(left, wanted)));
+  checkDescriptor(item, header, window.bytes(behind, wanted), static_cast<std::size_t>(std::min(left, wanted)));
 }
 
 }  // namespace opc::model::zip

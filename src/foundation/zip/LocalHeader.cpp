@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "foundation/zip/LocalHeader.hpp"
 
+#include <optional>
+
 #include "foundation/zip/ExtraFields.hpp"
 #include "foundation/zip/ZipErrors.hpp"
 #include "foundation/zip/ZipFormat.hpp"
@@ -8,20 +10,39 @@
 namespace opc::model::zip {
 namespace {
 
-constexpr std::size_t kNarrowDescriptor = 16;
+constexpr std::size_t kSignatureSize = 4, kNarrowValues = 12, kWideValues = 20;
 
 bool isNameTheSame(Entry const& entry, unsigned char const* header) {
   return load16(header + 26) == entry.name.size() && textAt(header + kLocalSize, entry.name.size()) == entry.name;
 }
 
-/// CRC and sizes. With a descriptor they may be 0, which is what a writer knows before the data; sizes that
-/// are said to be in a zip64 field must be there all the same.
-bool areValuesTheSame(Entry const& entry, unsigned char const* header, std::string_view extra, bool mayBeZero) {
-  std::uint64_t stored = load32(header + 18), size = load32(header + 22);
+/// CRC and sizes.
+struct Values {
+  std::uint64_t crc, stored, size;
+  bool operator==(Values const&) const = default;
+};
+
+Values valuesOf(Entry const& entry) { return {entry.crc, entry.storedSize, entry.size}; }
+
+/// None where sizes are said to be in a zip64 field that is not there.
+std::optional<Values> valuesOf(unsigned char const* header, std::string_view extra) {
+  Values values{load32(header + 14), load32(header + 18), load32(header + 22)};
   Zip64Numbers wide(extra);
-  bool const known = wide.widen(size) && wide.widen(stored);
-  auto const same = [mayBeZero](std::uint64_t a, std::uint64_t b) { return a == b || (mayBeZero && a == 0); };
-  return known && same(load32(header + 14), entry.crc) && same(stored, entry.storedSize) && same(size, entry.size);
+  if (!wide.widen(values.size) || !wide.widen(values.stored)) return std::nullopt;
+  return values;
+}
+
+/// With a descriptor each of them may be 0, which is what a writer knows before the data.
+bool areRightOrZero(Values const& values, Entry const& entry) {
+  auto const same = [](std::uint64_t a, std::uint64_t b) { return a == b || a == 0; };
+  return same(values.crc, entry.crc) && same(values.stored, entry.storedSize) && same(values.size, entry.size);
+}
+
+/// Whether these bytes are the values of a descriptor of either width.
+bool describes(Entry const& entry, unsigned char const* values, std::size_t available) {
+  Values const expected = valuesOf(entry);
+  return (available >= kNarrowValues && Values{load32(values), load32(values + 4), load32(values + 8)} == expected) ||
+         (available >= kWideValues && Values{load32(values), load64(values + 4), load64(values + 12)} == expected);
 }
 
 }  // namespace
@@ -42,20 +63,20 @@ LocalHeader checkLocalHeader(Entry const& entry, unsigned char const* begin, std
   std::size_t const fixed = kLocalSize + entry.name.size();
   std::string_view const extra = textAt(begin + fixed, size - fixed);
   if (!extraFieldsFit(extra)) throw invalidItem(entry.name, fault::kExtraTooLong);
-  if (!areValuesTheSame(entry, begin, extra, hasDescriptor)) throw invalidItem(entry.name, fault::kLocalHeaderDiffers);
-  return {size, extra, hasDescriptor};
+  auto const values = valuesOf(begin, extra);
+  bool const isComplete = values == valuesOf(entry);
+  if (!isComplete && !(values && hasDescriptor && areRightOrZero(*values, entry)))
+    throw invalidItem(entry.name, fault::kLocalHeaderDiffers);
+  return {size, extra, hasDescriptor, isComplete};
 }
 
-void checkDescriptor(Entry const& entry, unsigned char const* behindData, std::size_t available) {
-  if (available < kNarrowDescriptor || load32(behindData) != kDescriptorSignature) return;
-  unsigned char const* const values = behindData + 4;
-  bool const narrow =
-      load32(values) == entry.crc && load32(values + 4) == entry.storedSize && load32(values + 8) == entry.size;
-  bool const wide = available >= kMaximumDescriptorSize && load32(values) == entry.crc &&
-                    load64(values + 4) == entry.storedSize && load64(values + 12) == entry.size;
+void checkDescriptor(Entry const& entry, LocalHeader const& header, unsigned char const* behindData,
+                     std::size_t available) {
+  bool const isSigned = available >= kSignatureSize && load32(behindData) == kDescriptorSignature;
+  if (isSigned && describes(entry, behindData + kSignatureSize, available - kSignatureSize)) return;
   // Without a signature of its own the descriptor begins with the CRC, which may look like one.
-  bool const bare = load32(behindData) == entry.crc && load32(behindData + 4) == entry.storedSize;
-  if (!narrow && !wide && !bare) throw invalidItem(entry.name, fault::kDescriptorDiffers);
+  if (describes(entry, behindData, available) || (!isSigned && header.isComplete)) return;
+  throw invalidItem(entry.name, fault::kDescriptorDiffers);
 }
 
 }  // namespace opc::model::zip

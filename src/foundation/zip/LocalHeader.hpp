@@ -14,6 +14,7 @@ struct LocalHeader {
   std::size_t size;        // with name and extra field
   std::string_view extra;  // a view into the bytes given
   bool hasDescriptor;
+  bool isComplete;  // holds CRC and sizes whether there is a descriptor or not
 };
 
 /// Length of the local header that begins with these kLocalSize bytes, its name and extra field included.
@@ -25,8 +26,9 @@ std::size_t localHeaderSize(Entry const& entry, unsigned char const* begin);
 /// InvalidItem.
 LocalHeader checkLocalHeader(Entry const& entry, unsigned char const* begin, std::size_t size);
 
-/// Compares a data descriptor with the directory, where it can be recognised in the bytes behind the
-/// item's data: by its signature, which writers may leave out. Throws InvalidItem.
-void checkDescriptor(Entry const& entry, unsigned char const* behindData, std::size_t available);
+/// Compares the data descriptor in the bytes behind the item's data with the directory. Writers may leave out
+/// its signature, and the descriptor itself where the local header is complete. Throws InvalidItem.
+void checkDescriptor(Entry const& entry, LocalHeader const& header, unsigned char const* behindData,
+                     std::size_t available);
 
 }  // namespace opc::model::zip
