@@ -21,6 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kAttempts = 100;
+constexpr int kMostLinks = 40;  // as many as the kernel follows
 constexpr mode_t kModeBits = 07777;
 constexpr std::uint64_t kStretch = 8u << 20;
 
@@ -198,15 +199,16 @@ struct AtomicFile::Impl {
   static fs::path followTarget(fs::path const& target, std::error_code& error);
 };
 
-/// A link that leads nowhere yet is followed one step, to where the file is to appear.
+/// Links that lead nowhere yet are followed to where the file is to appear.
 fs::path AtomicFile::Impl::followTarget(fs::path const& target, std::error_code& error) {
   fs::path path = resolved(target, error);
-  if (error || !fs::is_symlink(fs::symlink_status(path, error))) {
-    if (error == std::errc::no_such_file_or_directory) error.clear();
-    return path;
+  for (int links = 0; !error && fs::is_symlink(fs::symlink_status(path, error)); ++links) {
+    if (links == kMostLinks) error = std::make_error_code(std::errc::too_many_symbolic_link_levels);
+    fs::path const link = error ? fs::path() : fs::read_symlink(path, error);
+    if (!error) path = resolved(path.parent_path() / link, error);
   }
-  fs::path const link = fs::read_symlink(path, error);
-  return error ? path : resolved(path.parent_path() / link, error);
+  if (error == std::errc::no_such_file_or_directory) error.clear();  // it is to be made
+  return path;
 }
 
 AtomicFile::AtomicFile(std::string const& target, Rules const& rules) : impl_(new Impl{target, rules}) {
