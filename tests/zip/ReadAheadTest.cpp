@@ -11,16 +11,18 @@ using namespace zt_test;
 
 /// Counts the reads of a text.
 struct CountedSource {
-  explicit CountedSource(std::string bytes) : text(std::move(bytes)) {}
+  explicit CountedSource(std::string content) : text(std::move(content)) {}
   ReadAhead::Source source() {
     return {this, text.size(), [this](std::uint64_t offset, void* to, std::size_t count) {
               ++reads;
+              bytes += count;
               text.copy(static_cast<char*>(to), count, offset);
               if (offset + count > text.size()) throw std::out_of_range("beyond the end");
             }};
   }
   std::string text;
   int reads = 0;
+  std::size_t bytes = 0;  // asked for
 };
 
 std::string get(ReadAhead& window, CountedSource& from, std::uint64_t offset, std::size_t count) {
@@ -33,7 +35,17 @@ TEST(ReadAhead, ReadsPiecesInARowInFewSteps) {
   ReadAhead window;
   for (std::size_t at = 0; at + 100 <= source.text.size(); at += 150)
     ASSERT_EQ(get(window, source, at, 100), source.text.substr(at, 100));
-  EXPECT_LE(source.reads, 6);
+  EXPECT_LE(source.reads, 7);
+}
+
+TEST(ReadAhead, ReadsLittleAheadWhereNoLongRowFollows) {
+  CountedSource source(incompressible(3 << 20));
+  ReadAhead window;
+  for (std::size_t at = 2 << 20; at > 100'000; at -= 100'000) {  // pairs, one behind the other
+    ASSERT_EQ(get(window, source, at, 100), source.text.substr(at, 100));
+    ASSERT_EQ(get(window, source, at + 200, 100), source.text.substr(at + 200, 100));
+  }
+  EXPECT_LE(source.bytes, 20u * (100 + (16 << 10)));
 }
 
 TEST(ReadAhead, ReadsNoMoreThanAskedElsewhere) {

@@ -10,7 +10,7 @@
 namespace opc::model::zip {
 
 /// Saves system calls when many small pieces are read: as long as they follow one another they come out of
-/// one large read; a piece elsewhere is read alone.
+/// one read, the larger the longer the row is; a piece elsewhere is read alone.
 class ReadAhead {
  public:
   struct Source {
@@ -28,6 +28,7 @@ class ReadAhead {
   void const* id_ = nullptr;
   std::uint64_t begin_ = 0;
   std::size_t filled_ = 0;
+  std::size_t window_ = 0;  // of the last read; 0 for one alone
   Buffer buffer_{0};
 };
 
