@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cerrno>
 #include <gtest/gtest.h>
 
@@ -123,6 +124,36 @@ TEST(CompressionThreads, HaveSaveThrowWhatWentWrongBehindAClosedStreamUntilItGoe
   package->save();
   auto const again = Package::open(directory.u16("p.opc"), AccessMode::ReadOnly);
   for (int i = 0; i < 2; ++i) EXPECT_TRUE(read(*again, nameOf(i)) == text);
+}
+
+/// Every stream is either closed, and then its content is kept, or tells its caller; whatever the spool behind it does.
+TEST(CompressionThreads, KeepWhatWasClosedAndTellWhatWasNotWhereTheSpoolFailsNowAndThen) {
+  constexpr int kParts = 1000;
+  zt_test::TemporaryDirectory const directory;
+  auto const package = Package::create(directory.u16("p.opc"));
+  package->setCompressionThreads(8);
+  package->setCompressionLevel(CompressionLevel::Fast);
+  std::string const text = textOf(40'000);
+  std::vector<bool> isClosed;
+  for (int i = 0; i < kParts; ++i) {
+    bool const fails = i % 100 >= 70;
+    if (fails) zt_test::calls::begin("pwrite", ENOSPC);
+    try {
+      create(*package, nameOf(i), std::to_string(i) + text);
+      isClosed.push_back(true);
+    } catch (CouldNotSavePackage const&) {
+      isClosed.push_back(false);
+    }
+    if (fails) zt_test::calls::end();
+  }
+  package->save();
+  EXPECT_GT(std::count(isClosed.begin(), isClosed.end(), true), kParts / 2);
+  EXPECT_GT(std::count(isClosed.begin(), isClosed.end(), false), 0);
+  auto const again = Package::open(directory.u16("p.opc"), AccessMode::ReadOnly);
+  for (int i = 0; i < kParts; ++i) {
+    bool const kept = isClosed[static_cast<std::size_t>(i)];
+    ASSERT_TRUE(read(*again, nameOf(i)) == (kept ? std::to_string(i) + text : "")) << i;
+  }
 }
 
 }  // namespace
