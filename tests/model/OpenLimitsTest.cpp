@@ -58,6 +58,15 @@ TEST(OpenLimits, OfTheContentTypes) {
                     std::to_string(options.maximumMarkupBytes) + " bytes together");
 }
 
+TEST(OpenLimits, OfDefaultsAndOverrides) {
+  auto const bytes = packageOf({}, R"(<Override PartName="/a" ContentType="a/b"/>)");
+  OpenOptions options;
+  options.maximumContentTypes = 3;  // two are defaults
+  expectOpens(bytes, options);
+  options.maximumContentTypes = 2;
+  expectRefused(bytes, options, "[Content_Types].xml: line 1, column 274: The package has more than 2 content types");
+}
+
 TEST(OpenLimits, OfTheMarkupOfAllRelationshipsParts) {
   auto const bytes = packageOf({{"_rels/.rels", withRelationships(1)}, {"_rels/a.xml.rels", withRelationships(2)}});
   OpenOptions options;

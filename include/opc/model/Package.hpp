@@ -29,6 +29,7 @@ struct OpenOptions {
   std::uint64_t maximumItems = 4'000'000;            ///< items of the container
   std::uint64_t maximumTotalBytes = 1ULL << 44;      ///< all items together, inflated, as they declare it (16 TiB)
   std::uint64_t maximumMarkupBytes = 1'073'741'824;  ///< the content types and all relationships parts, inflated
+  std::uint64_t maximumContentTypes = 4'000'000;     ///< defaults and overrides of the content types
   std::uint64_t maximumRelationships = 4'000'000;    ///< relationships of the package and of all its parts
   std::size_t maximumXmlDepth = 256;                 ///< nesting of elements
   std::size_t maximumXmlAttributeBytes = 1'048'576;  ///< one attribute of these documents

@@ -23,11 +23,16 @@ using Defaults = std::map<std::string, MediaType const*>;
 
 class Handler final : public MarkupHandler {
  public:
-  Handler(MediaTypePool& types, ContentTypes& result)
-      : MarkupHandler(kNamespace, u"Types", TextInChildren::Refused), types_(types), result_(result) {}
+  Handler(std::uint64_t maximum, MediaTypePool& types, ContentTypes& result)
+      : MarkupHandler(kNamespace, u"Types", TextInChildren::Refused),
+        maximum_(maximum),
+        types_(types),
+        result_(result) {}
 
  protected:
   void child(std::u16string_view name, XmlAttributes const& attributes) override {
+    if (result_.defaults.size() + result_.overrides.size() == maximum_)
+      fail("The package has more than " + std::to_string(maximum_) + " content types");
     if (name == u"Default")
       addDefault(name, attributes);
     else if (name == u"Override")
@@ -55,6 +60,7 @@ class Handler final : public MarkupHandler {
       fail("Two overrides for the part " + messages::shown(name));
   }
 
+  std::uint64_t maximum_;
   MediaTypePool& types_;
   ContentTypes& result_;
 };
@@ -121,9 +127,10 @@ MediaType const* ContentTypes::typeOf(std::string_view name) {
   return found == defaults.end() ? nullptr : found->second;
 }
 
-ContentTypes readContentTypes(XmlStreamReader& reader, InputStream& input, MediaTypePool& types) {
+ContentTypes readContentTypes(XmlStreamReader& reader, InputStream& input, std::uint64_t maximum,
+                              MediaTypePool& types) {
   ContentTypes result;
-  Handler handler(types, result);
+  Handler handler(maximum, types, result);
   reader.read(input, handler);
   return result;
 }

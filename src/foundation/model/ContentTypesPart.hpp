@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <unordered_map>
@@ -27,8 +28,9 @@ struct ContentTypes {
   MediaType const* typeOf(std::string_view name);
 };
 
-/// Throws what the reader throws; the faults of content types are InvalidXMLDocument too.
-ContentTypes readContentTypes(XmlStreamReader& reader, InputStream& input, MediaTypePool& types);
+/// Takes so many defaults and overrides at the most. Throws what the reader throws; the faults of content types are
+/// InvalidXMLDocument too.
+ContentTypes readContentTypes(XmlStreamReader& reader, InputStream& input, std::uint64_t maximum, MediaTypePool& types);
 
 /// The defaults to be written: those that the package has, and one for each further extension, which is the
 /// most frequent type of its parts.

@@ -113,7 +113,7 @@ void PackageReader::findContentTypes() {
   for (auto const item : found.front()) size += archive_.entry(item).size;
   readMarkup(kContentTypesItem, size, [&] {
     PieceStream input(state_.archive, found.front());
-    contentTypes_ = readContentTypes(reader_, input, state_.types);
+    contentTypes_ = readContentTypes(reader_, input, options_.maximumContentTypes, state_.types);
   });
 }
 
