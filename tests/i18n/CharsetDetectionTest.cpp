@@ -51,6 +51,29 @@ TEST(CharsetDetection, TellsTheOlderCharacterSets) {
     for (char const* charset : sample.charsets) expectRight(sample, charset);
 }
 
+TEST(CharsetDetection, LettersThatBalticLanguagesShareAreNotTakenForTheirs) {
+  struct Words {
+    char const* text;
+    char const* charset;
+  };
+  for (Words const& words :
+       {Words{"Það er gott að fá sér kaffi á morgnana áður en þú ferð í vinnuna, sögðu þær og hlógu.\n", "ISO-8859-1"},
+        Words{"Ærlig talt, så blæser det på øen, og fløjen står åben hele året.\n", "ISO-8859-1"},
+        Words{"Gdje ćeš večeras? Doći ću u đurđevačku kuću čim završim, žao mi je.\n", "WINDOWS-1250"},
+        Words{"Àpres la pluja, û è ë æ sont des lettres que le français connaît toutes.\n", "WINDOWS-1252"}})
+    EXPECT_NE(detect(encode(words.text, words.charset)), "windows-1257") << words.text;
+}
+
+TEST(CharsetDetection, OddSignsBetweenLettersDoNotOutweighTheRestOfAText) {
+  std::string const text = "Nous étions allés à la forêt : x²y, a§b, n°5, l´été, ½ heure, 2½h, 5µm, Straße, Foo®Bar.\n";
+  for (std::string const charset : {"ISO-8859-1", "WINDOWS-1252"})
+    EXPECT_EQ(toUtf8(encode(text, charset), detect(encode(text, charset))), text);
+}
+
+TEST(CharsetDetection, SignOfCurrencyIsTakenForTheEuro) {
+  EXPECT_EQ(detect("d\xE9j\xE0 pay\xE9 : 12 \xA4, et trois caf\xE9s.\n"), "ISO-8859-15");
+}
+
 TEST(CharsetDetection, TellsUtf16AndUtf32WithoutAMark) {
   for (Sample const& sample : samples())
     for (char const* charset : {"UTF-16LE", "UTF-16BE", "UTF-32LE", "UTF-32BE"}) expectRight(sample, charset);

@@ -18,7 +18,7 @@ struct Sample {
 inline std::vector<Sample> const& samples() {
   static std::vector<Sample> const all = {
       {"French",
-       {"ISO-8859-1", "WINDOWS-1252"},
+       {"ISO-8859-1", "WINDOWS-1252", "CP850", "MACINTOSH"},
        "Le vieux libraire ouvrait sa boutique à huit heures précises, été comme hiver. Il balayait le trottoir, "
        "rangeait les caisses de livres abîmés et préparait un café très fort dont l'odeur se mêlait à celle du "
        "papier. Les premiers clients étaient presque toujours les mêmes : une institutrice à la retraite, un "
@@ -29,7 +29,7 @@ inline std::vector<Sample> const& samples() {
        "Où êtes-vous allés cet été ? Nous étions à la montagne, près du vieux château, et la forêt était déjà "
        "dorée.\n"},
       {"German",
-       {"ISO-8859-1", "WINDOWS-1252"},
+       {"ISO-8859-1", "WINDOWS-1252", "CP850", "MACINTOSH"},
        "Über den Dächern der kleinen Stadt lag noch der Nebel, als der Bäcker die Tür öffnete und die ersten Körbe "
        "hinaustrug. Früher hatten hier fünf Bäckereien gestanden, jetzt war er der letzte, und das wussten alle. "
        "Die Brötchen waren nicht größer als anderswo, doch sie schmeckten nach Mühe und nach Geduld. Wer spät kam, "
@@ -39,7 +39,7 @@ inline std::vector<Sample> const& samples() {
        "Für die Prüfung müssen wir am Samstag natürlich noch einmal üben; danach gehen wir für zwei Tage in die Berge "
        "und schlafen in einer Hütte.\n"},
       {"Spanish",
-       {"ISO-8859-1", "WINDOWS-1252"},
+       {"ISO-8859-1", "WINDOWS-1252", "CP850", "MACINTOSH"},
        "La estación llevaba años cerrada, pero aún había quien bajaba cada mañana a mirar las vías. Decían que el "
        "último tren pasó una noche de otoño, sin detenerse, con todas las luces encendidas. El señor Núñez, que "
        "había sido jefe de estación, conservaba el reloj y le daba cuerda los domingos. «Algún día volverá», "
@@ -47,8 +47,40 @@ inline std::vector<Sample> const& samples() {
        "nuevas miraban al sur, y la estación quedó a espaldas de todos, como un recuerdo que nadie quería tirar.\n",
        "El niño pequeño soñó que el año próximo también habría vacaciones más largas y que su corazón sería de "
        "montaña.\n"},
+      {"French with a ligature",
+       {"ISO-8859-15"},
+       "Ma sœur avait le cœur léger ce matin-là. Elle préparait des œufs et des crêpes pour toute la famille, et "
+       "personne n'osait lui dire qu'il était déjà midi. À côté de l'évier, une vieille horloge répétait les "
+       "quarts d'heure sans que nul n'y prête attention. Le déjeuner ne coûtait que 4 € par personne.\n",
+       "Sa sœur a préparé des œufs ; l'été a été très beau.\n"},
+      {"German with the euro sign",
+       {"ISO-8859-15"},
+       "Die Fahrkarte kostet jetzt 12 €, für Schüler und Studierende nur 8 €. Wer früher bucht, zahlt weniger, und "
+       "wer öfter fährt, bekommt eine Ermäßigung. Gültig ist sie für alle Züge außer den Nachtzügen.\n",
+       "Für die Übernachtung mit Frühstück zahlen Sie 45 €.\n"},
+      {"Lithuanian",
+       {"WINDOWS-1257", "ISO-8859-13"},
+       "Senas laikrodininkas atidarydavo savo dirbtuvę šeštą valandą ryto, vasarą ir žiemą. Ant sienų kabėjo daugybė "
+       "laikrodžių, ir nė vienas nerodė to paties laiko. Vaikai mėgdavo užsukti po pamokų ir žiūrėti, kaip jis krausto "
+       "mažus krumpliaračius. Jis sakydavo, kad teisingas laikas yra ne vienas, ir visi juo tikėjo.\n",
+       "Rytoj ryte važiuosime į mišką grybauti, todėl pasiimkite šiltų drabužių ir šiek tiek duonos.\n"},
+      {"Latvian",
+       {"WINDOWS-1257", "ISO-8859-13"},
+       "Vecais pulksteņmeistars atvēra savu darbnīcu sešos no rīta gan vasarā, gan ziemā. Pie sienām karājās daudz "
+       "pulksteņu, un neviens nerādīja vienu un to pašu laiku. Bērni pēc skolas mīlēja ieskatīties pa logu un vērot, "
+       "kā viņš kārto mazos zobratiņus. Viņš mēdza teikt, ka pareizu laiku ir vairāk nekā viens, un visi ticēja. "
+       "Ķirši ziedēja, un ģimenes devās pastaigā.\n",
+       "Rīt no rīta mēs brauksim uz mežu lasīt sēnes, tāpēc paņemiet līdzi siltas drēbes un nedaudz maizes. Būs "
+       "jāšķērso upe.\n"},
+      {"Estonian",
+       {"WINDOWS-1257", "ISO-8859-13"},
+       "Vana kellassepp avas oma töökoja kell kuus hommikul, nii suvel kui ka talvel. Seintel rippus palju kelli ja "
+       "ükski neist ei näidanud sama aega. Lapsed armastasid pärast kooli sisse astuda, süüa šokolaadi ja mängida "
+       "malet, ning ühel õhtul kuulasid nad žürii otsust raadiost. Õige aeg ei ole üks, ütles ta.\n",
+       "Homme hommikul sõidame metsa seeni korjama, võtke kaasa soojad riided, šokolaadi ja žurnaal. Õhtul tuleme "
+       "tagasi, sööme süldi ära.\n"},
       {"Polish",
-       {"ISO-8859-2", "WINDOWS-1250"},
+       {"ISO-8859-2", "WINDOWS-1250", "CP852"},
        "Nad rzeką stał stary młyn, w którym od lat nikt nie mełł już zboża. Dzieci bały się tam chodzić po zmroku, "
        "choć żadne nie chciało się do tego przyznać. Mówiono, że młynarz odszedł pewnej jesieni i zostawił wszystko "
        "tak, jak było: mąkę w workach, kożuch na gwoździu, a na stole niedokończony list. Wiosną woda podchodziła "
@@ -58,7 +90,7 @@ inline std::vector<Sample> const& samples() {
        "Proszę przyjść jutro o ósmej rano, ponieważ wtedy będzie można spokojnie porozmawiać o wszystkim, co się "
        "wczoraj wydarzyło. Dziękuję za cierpliwość i życzę miłego wieczoru.\n"},
       {"Czech",
-       {"ISO-8859-2", "WINDOWS-1250"},
+       {"ISO-8859-2", "WINDOWS-1250", "CP852"},
        "Když se ráno zvedla mlha, bylo vidět až ke starému kostelu na kopci. Cesta k němu vedla kolem rybníka, přes "
        "dřevěný můstek a potom mezi třešněmi, které nikdo nečesal. Říkalo se, že kdo vyjde až nahoru dřív než slunce, "
        "tomu se splní přání, ale musí přitom mlčet. Babička tomu nevěřila, a přesto tam každý rok šla.\nNahoře stála "
@@ -88,7 +120,7 @@ inline std::vector<Sample> const& samples() {
        "Yarın akşam arkadaşlarımla birlikte deniz kıyısında yürüyüş yapacağız, sonra da küçük bir lokantada balık "
        "yiyeceğiz. Sen de gelmek ister misin, yoksa çalışıyor musun?\n"},
       {"Russian",
-       {"ISO-8859-5", "WINDOWS-1251", "KOI8-R"},
+       {"ISO-8859-5", "WINDOWS-1251", "KOI8-R", "CP866", "MAC-CYRILLIC"},
        "Старый смотритель маяка просыпался раньше всех в посёлке и первым делом смотрел на море. Он знал его так, как "
        "другие знают своих соседей: по голосу, по походке, по настроению. Если вода была тёмной и гладкой, он "
        "качал головой и шёл проверять лампу. Рыбаки верили ему больше, чем радио, и редко ошибались.\nЗимой дорогу "
@@ -97,7 +129,7 @@ inline std::vector<Sample> const& samples() {
        "Завтра утром мы поедем за город, чтобы собрать грибы и подышать свежим воздухом. Возьмите с собой тёплую "
        "одежду и немного хлеба.\n"},
       {"Ukrainian",
-       {"ISO-8859-5", "WINDOWS-1251", "KOI8-U"},
+       {"ISO-8859-5", "WINDOWS-1251", "KOI8-U", "MAC-CYRILLIC"},
        "Завтра вранці ми поїдемо за місто, щоб зібрати гриби й подихати свіжим повітрям. Старий млин стоїть біля "
        "річки, і колесо його вже не крутиться, але діти люблять там гратися. Її бабуся розповідала, що колись тут "
        "мололи зерно з усіх навколишніх сіл, а мірошник знав кожного на ім'я.\n",
@@ -108,7 +140,7 @@ inline std::vector<Sample> const& samples() {
        "βράδυ και μιλούσαν για τα παλιά. Κανείς δεν θυμόταν πια ποιος είχε φτιάξει το μικρό σπίτι στην άκρη.\n",
        "Άνοιξε το παράθυρο, είπε η Άννα. Αύριο το πρωί θα πάμε στην αγορά για να πάρουμε φρέσκα λαχανικά.\n"},
       {"Bulgarian",
-       {"WINDOWS-1251"},
+       {"WINDOWS-1251", "CP866", "MAC-CYRILLIC"},
        "В малкото планинско село часовникът на кулата беше спрял преди много години и никой не бързаше да го поправи. "
        "Хората знаеха кое време е по сенките, по камбаните на стадото и по миризмата на хляб. Учителят, който дойде "
        "от града, в началото се ядосваше, после свикна, а накрая сам започна да казва: ще се видим, когато слънцето "

@@ -15,7 +15,8 @@ namespace fl::i18n {
 ///    without a single one, a few ideographs without punctuation, is not recognised.
 /// 3. ASCII with the escape sequences of ISO-2022 is in the variant that they belong to.
 /// 4. What is well-formed UTF-8 is UTF-8.
-/// 5. Statistics over the first lines that hold more than ASCII, up to 8 KiB, tell the older character sets.
+/// 5. Statistics over the first lines that hold more than ASCII, up to 8 KiB, tell the older character sets. Where
+///    several fit (those of DOS share most letters, say, and text of a few words fits many), it is the likelier.
 /// 6. Where the whole text cannot be of that set, the user's default encoding is tried; that it was taken is
 ///    said in one line on `diagnostics`, under the `name` of the text.
 ///

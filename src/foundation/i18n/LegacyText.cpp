@@ -4,10 +4,15 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <optional>
 #include <unicode/ucsdet.h>
 
 #include "foundation/core/Unicode.hpp"
+#include "foundation/i18n/BalticText.hpp"
+#include "foundation/i18n/CharsetDecoder.hpp"
 #include "foundation/i18n/ThaiText.hpp"
+#include "foundation/i18n/WordText.hpp"
+#include "opc/Strings.hpp"
 
 namespace fl::i18n {
 namespace {
@@ -102,6 +107,38 @@ std::string refined(std::string const& charset, std::string_view sample) {
   return charset;
 }
 
+/// What ICU's detector does not know and takes for a set with other letters or signs in the same places.
+constexpr char const* kUnknownToICU[] = {"ISO-8859-15", "x-mac-cyrillic", "IBM866", "IBM850", "macintosh", "IBM852"};
+
+// Nothing where the bytes cannot be of that set.
+std::optional<WordFit> fitAs(std::string const& charset, std::string_view sample) {
+  try {
+    std::u16string text;
+    CharsetDecoder decoder(charset, CharsetDecoder::Invalid::Throw);
+    decoder.decode(sample, [&text](std::u16string_view piece) { return text.append(piece), true; });
+    return fitOfWords(text);
+  } catch (opc::UndecodableText const&) {
+    return std::nullopt;
+  }
+}
+
+// One such set in which the words are whole that ICU's guess tears apart; empty for none.
+std::string betterThan(std::string const& guess, std::string_view sample) {
+  constexpr std::size_t kFewestLetters = 3, kTimesBetter = 4;
+  auto const guessed = fitAs(guess, sample);
+  std::size_t const torn = guessed ? guessed->misfitting : sample.size();
+  std::size_t fewest = torn / kTimesBetter + 1;
+  std::string best;
+  for (char const* const charset : kUnknownToICU) {
+    auto const fit = fitAs(charset, sample);
+    bool const isWhole = fit && fit->fitting >= std::max(kFewestLetters, kTimesBetter * fit->misfitting);
+    if (torn == 0 || !isWhole || fit->misfitting >= fewest) continue;
+    best = charset;
+    fewest = fit->misfitting;
+  }
+  return best;
+}
+
 }  // namespace
 
 std::string guessEscapedCharset(std::string_view bytes) {
@@ -128,11 +165,16 @@ std::string sampleBeyondAscii(std::string_view bytes) {
 
 std::vector<std::string> guessLegacyCharsets(std::string_view sample) {
   if (looksThai(sample)) return {"windows-874"};
+  if (looksBaltic(sample)) return {"windows-1257"};
   std::vector<std::string> charsets;
   for (std::string const& likely : likelyCharsets(sample)) {
+    bool const isBest = charsets.empty();
     charsets.push_back(refined(likely, sample));
     for (Superset const& known : kSupersets)
       if (likely == known.charset) charsets.emplace_back(known.superset);
+    if (!isBest || !hasSingleBytes(likely)) continue;
+    std::string better = betterThan(charsets.front(), sample);
+    if (!better.empty()) charsets.insert(charsets.begin(), std::move(better));
   }
   return charsets;
 }
