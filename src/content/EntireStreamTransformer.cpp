@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "content/TransformErrors.hpp"
+#include "foundation/core/LargePages.hpp"
 
 namespace opc::ztservices {
 namespace {
@@ -26,7 +27,7 @@ class CollectedBytes final : public OutputStream {
   Bytes take() {
     if (pieces_.size() == 1) return std::move(pieces_.front());
     Bytes all;
-    all.reserve(size_);
+    reserveToFill(all, size_);
     for (Bytes& piece : pieces_) {
       all.insert(all.end(), piece.begin(), piece.end());
       piece = Bytes();
@@ -35,7 +36,7 @@ class CollectedBytes final : public OutputStream {
   }
 
  private:
-  void addPiece(std::size_t count) { pieces_.emplace_back().reserve(std::max(size_, count)); }
+  void addPiece(std::size_t count) { reserveToFill(pieces_.emplace_back(), std::max(size_, count)); }
 
   std::vector<Bytes> pieces_;
   std::size_t size_ = 0;

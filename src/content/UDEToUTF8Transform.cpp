@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <iostream>
 
+#include "foundation/core/LargePages.hpp"
 #include "foundation/i18n/CharsetDetection.hpp"
 #include "foundation/i18n/Conversion.hpp"
 #include "opc/ztservices/ContentTypes.hpp"
@@ -12,6 +13,12 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 
 char const* charsOf(Bytes const& bytes) { return reinterpret_cast<char const*>(bytes.data()); }
+
+void put(char const* bytes, std::size_t count, Bytes& out) {
+  out.clear();
+  reserveToFill(out, count);
+  out.assign(bytes, bytes + count);
+}
 
 std::string toUTF8(Bytes const& bytes, std::string const& charset) {
   if (bytes.empty()) return {};
@@ -34,10 +41,10 @@ bool UDEToUTF8Transform::transformContentType(model::ContentType const& in, mode
 bool UDEToUTF8Transform::transformData(Bytes const& in, Bytes& out) {
   std::string const charset = fl::i18n::detect_charset(charsOf(in), in.size(), std::cout, u"<unknown>");
   if (charset == "UTF-8") {
-    out = in;
+    put(charsOf(in), in.size(), out);
   } else {
     std::string const utf8 = toUTF8(in, charset);
-    out.assign(utf8.begin(), utf8.end());
+    put(utf8.data(), utf8.size(), out);
   }
   return true;
 }

@@ -5,6 +5,7 @@
 #include <unicode/ustring.h>
 #include <vector>
 
+#include "foundation/core/LargePages.hpp"
 #include "foundation/i18n/CharsetDecoder.hpp"
 #include "foundation/i18n/Messages.hpp"
 #include "opc/Strings.hpp"
@@ -31,7 +32,7 @@ codecvt_string_to_ustring::codecvt_string_to_ustring(std::string const& charset,
 std::u16string codecvt_string_to_ustring::do_convert(char const* bytes, std::size_t count) const {
   CharsetDecoder decoder(charset_, strict_ ? CharsetDecoder::Invalid::Throw : CharsetDecoder::Invalid::Replace);
   std::u16string text;
-  text.reserve(count);  // at most one unit for a byte, but for a few characters
+  opc::reserveToFill(text, count);  // at most one unit for a byte, but for a few characters
   decoder.decode({bytes, count}, [&text](std::u16string_view piece) {
     text.append(piece);
     return true;
@@ -42,7 +43,7 @@ std::u16string codecvt_string_to_ustring::do_convert(char const* bytes, std::siz
 std::string ustring_to_utf8(std::u16string const& text) {
   std::vector<char> buffer(kUnitsAtOnce * kLongestUnit);
   std::string utf8;
-  utf8.reserve(text.size());
+  opc::reserveToFill(utf8, text.size());
   for (std::u16string_view rest = text; !rest.empty();) {
     std::size_t const length = pieceLength(rest);
     int32_t written = 0;
