@@ -43,8 +43,8 @@ struct Summary {
 bool isManifestEncrypted(Package const& package, std::u16string const& relationshipType) {
   auto const found = package.getRelationshipsByType(relationshipType);
   if (found.empty()) return false;
-  PartName const name(found.front().getTargetURI());
-  return package.hasPart(name) && package.getPart(name).getContentType().hasParameter(u"encryption");
+  auto const manifest = opc::model::PackageHelper::findTarget(package, found.front());
+  return manifest && manifest->getContentType().hasParameter(u"encryption");
 }
 
 void describeFileSystem(Package& package, std::string const& path, FileSystemRecord& record) {

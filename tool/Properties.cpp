@@ -81,6 +81,8 @@ std::vector<Property> makeProperties() {
       {{"keywords", "Words, such as spring, rain"}, getKeywords, setKeywords},
       text("category", "The category", &Standard::getCategory, &Standard::setCategory),
       text("content-status", "Such as Draft or Final", &Standard::getContentStatus, &Standard::setContentStatus),
+      text("content-kind", "The kind of the contents, in words; no media type", &Standard::getContentType,
+           &Standard::setContentType),
       text("language", "Such as en-GB", &Standard::getLanguage, &Standard::setLanguage),
       text("identifier", "An identifier of any kind", &Standard::getIdentifier, &Standard::setIdentifier),
       text("version", "The version of the contents", &Standard::getVersion, &Standard::setVersion),

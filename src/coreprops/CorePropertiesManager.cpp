@@ -37,7 +37,7 @@ constexpr PartKind kReleaseInfo = {u"/metadata/ztcorePropertiesReleaseInfo.xml",
 std::optional<Part> findPart(model::Package const& package, PartKind const& kind) {
   auto const found = package.getRelationshipsByType(kind.relationshipType);
   if (found.empty()) return std::nullopt;
-  return package.getPart(PartName(found.front().getTargetURI()));
+  return model::PackageHelper::getTarget(package, found.front());
 }
 
 std::u16string const& requiredText(std::map<std::u16string, std::u16string> const& texts, std::u16string const& name) {

@@ -7,6 +7,7 @@
 #include "filesystem/ManifestNames.hpp"
 #include "filesystem/Messages.hpp"
 #include "filesystem/NameRules.hpp"
+#include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 
 namespace opc::ztservices {
@@ -22,15 +23,11 @@ std::vector<model::Relationship> findManifests(model::Package const& package) {
   return found;
 }
 
-Part targetOf(model::Package const& package, model::Relationship const& relationship) {
-  return package.getPart(PartName(relationship.getTargetURI()));
-}
-
 /// The part that the first relationship of the type targets, made with its relationship where there is none.
 Part findOrCreatePart(model::Package& package, std::u16string const& relationshipType, model::URI const& uri,
                       model::ContentType const& contentType) {
   auto const found = package.getRelationshipsByType(relationshipType);
-  if (!found.empty()) return targetOf(package, found.front());
+  if (!found.empty()) return model::PackageHelper::getTarget(package, found.front());
   Part part = package.createPart(PartName(uri), contentType, model::StandardPartInfo(model::CompressionType::Markup));
   package.createInternalRelationship(relationshipType, part.getName().getURI());
   return part;
@@ -81,7 +78,7 @@ void FileSystemManager::doLoad() {
   auto const manifests = findManifests(getPackage());
   if (manifests.empty()) return;
 
-  PartContentSource source(targetOf(getPackage(), manifests.front()));
+  PartContentSource source(model::PackageHelper::getTarget(getPackage(), manifests.front()));
   throwIfEncrypted(source.getContentType(), messages::kManifestIsEncrypted);
   manifest_->read(source.getInputStream(), *tree_);
   if (source.getContentType() == getPartContentTypeV1()) upgradeFromVersion1();
@@ -120,7 +117,7 @@ void FileSystemManager::cleanupOldPartsAndRelationships() {
   model::Package& package = getPackage();
   auto const old = package.getRelationshipsByType(getRelationshipTypeV1());
   if (old.empty() || package.isReadOnly()) return;
-  package.deletePart(PartName(old.front().getTargetURI()));
+  package.deletePart(model::PackageHelper::getTarget(package, old.front()).getName());
   package.deleteRelationship(old.front().getID());
   markAsDirty();
 }

@@ -264,6 +264,21 @@ TEST(CorePropertiesSave, RewritesPartsWhereTheyAre) {
   EXPECT_EQ(load(*reopen(*package)).getTALBEXReleaseInfo(), kOther);
 }
 
+TEST(CorePropertiesSave, FindsPartsWhoseRelationshipsWriteThemInAnotherCase) {
+  auto const package = Package::createInMemory();
+  addPart(*package, "/Meta/V.xml", vendorXml("application/vnd.corvanta.a.b", "old", "R2009a"));
+  addPart(*package, "/Meta/E.xml", extensionXml("<uuid>" + toUTF8String(kUUID) + "</uuid>"));
+  addPart(*package, "/Meta/R.xml", kOther.getVersionInfo());
+  for (auto const& [name, type] : {std::pair(u"/meta/v.XML", kVendorType), std::pair(u"/META/e.xml", kExtensionType),
+                                   std::pair(u"/meta/r.xml", kReleaseInfoType)})
+    package->createInternalRelationship(toString(type), model::URI(name));
+  EXPECT_EQ(load(*package).getUUID().value(), kUUID);
+  EXPECT_EQ(load(*package).getTALBEXReleaseInfo(), kOther);
+  save(*package, record(u"R2009a"));
+  EXPECT_NE(read(*package, "/Meta/V.xml").find("My Toolbox"), std::string::npos);
+  EXPECT_FALSE(has(*package, "/Meta/R.xml"));
+}
+
 TEST(CorePropertiesSave, DeletesARenamedReleaseInfoToo) {
   auto const package = Package::createInMemory();
   addPart(*package, "/c/r.xml", kOther.getVersionInfo(), kReleaseInfoType);

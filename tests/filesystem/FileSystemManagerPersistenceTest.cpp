@@ -105,6 +105,16 @@ TEST(FileSystemManagerPersistence, ManifestIsFoundByItsRelationship) {
   EXPECT_THAT(leafs(FileSystemManager(*package)), ElementsAre(u"/d", u"/x"));
 }
 
+TEST(FileSystemManagerPersistence, ManifestIsFoundWhereItsRelationshipWritesItInAnotherCase) {
+  auto const package = Package::createInMemory();
+  addPart(*package, u"/Here.xml", kManifestType, manifestOf("<fileEntry name=\"/d\" content=\"\" type=\"Folder\"/>"));
+  package->createInternalRelationship(FileSystemManager::getRelationshipType(), opc::model::URI(u"/hERE.xml"));
+  FileSystemManager manager(*package);
+  manager.createFolder(u"/x");
+  package->saveToBytes();
+  EXPECT_THAT(leafs(FileSystemManager(*package)), ElementsAre(u"/d", u"/x"));
+}
+
 TEST(FileSystemManagerPersistence, HeadersComeFromTheManifest) {
   auto const package = packageWithManifest(manifestOf(""));
   FileSystemManager const manager(*package);

@@ -68,6 +68,16 @@ TEST(FileSystemManagerVersion1, IsRetiredAtTheFirstUse) {
   EXPECT_TRUE(manager.isDirty());
 }
 
+TEST(FileSystemManagerVersion1, IsRetiredWhereItsRelationshipWritesItInAnotherCase) {
+  auto const package = version1Package();
+  std::u16string const type = FileSystemManager::getRelationshipTypeV1();
+  package->deleteRelationship(package->getRelationshipsByType(type).front().getID());
+  package->createInternalRelationship(type, opc::model::URI(u"/METADATA/filesystemManifestV1.xml"));
+  FileSystemManager manager(*package);
+  EXPECT_TRUE(manager.hasEntry(u"/l"));
+  EXPECT_FALSE(package->hasPart(PartName(kManifestV1)));
+}
+
 TEST(FileSystemManagerVersion1, SaveWritesTheCurrentVersion) {
   auto const package = version1Package();
   FileSystemManager manager(*package);

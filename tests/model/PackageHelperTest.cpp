@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "model/ModelSamples.hpp"
+#include "opc/Strings.hpp"
 #include "opc/Time.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/PackageHelper.hpp"
@@ -323,6 +324,26 @@ TEST(CoreProperties, RefuseAttributesOfTheRoot) {
 TEST(CoreProperties, RefuseOtherDocuments) {
   for (auto text : {"", "no xml", "<other/>", "<coreProperties/>"})
     EXPECT_TRUE(faultOf(text).starts_with("/p/core.xml: ")) << text;
+}
+
+TEST(Target, IsFoundInAnotherCase) {
+  auto const package = open(samples::packageOf(
+      {{"_rels/.rels", samples::relationships(coreRelationship("a", "P/CORE.xml"))}, {"p/core.xml", core("")}}));
+  Relationship const relationship = package->getRelationshipsByType(kU16Type).front();
+  EXPECT_EQ(PackageHelper::findTarget(*package, relationship)->getName().toString(), u"/p/core.xml");
+  EXPECT_EQ(PackageHelper::getTarget(*package, relationship).getName().toString(), u"/p/core.xml");
+}
+
+TEST(Target, IsNoPartWhereItIsMissingOrOutside) {
+  auto const package = packageWith(core(""));
+  for (Relationship const& relationship :
+       {package->createInternalRelationship(u"http://x", URI(u"/gone.xml")),
+        package->createExternalRelationship(u"http://x", u"http://example.org/p/core.xml"),
+        package->createExternalRelationship(u"http://x", u"/p/core.xml")}) {
+    EXPECT_FALSE(PackageHelper::findTarget(*package, relationship));
+    EXPECT_THROW_MESSAGE(PackageHelper::getTarget(*package, relationship), PartNotFound,
+                         "Part not found: " + toUTF8String(relationship.getTargetURI().toString()));
+  }
 }
 
 TEST(DeleteRelationshipsAndTargets, DeletesBoth) {

@@ -12,6 +12,13 @@ namespace opc::model {
 
 class ZT_API PackageHelper {
  public:
+  /// The part that an internal relationship of the package leads to, if there is one; its name may differ from
+  /// the target's in ASCII case (ECMA-376-2, 9.1.1.2).
+  static std::optional<Part> findTarget(Package const& package, Relationship const& relationship);
+  /// The same; throws PartNotFound, naming the target, where there is none, and InvalidURI for a target that is
+  /// no URI.
+  static Part getTarget(Package const& package, Relationship const& relationship);
+
   /// The standard core properties of the package; all absent where it has no such part. Where it has
   /// several, which breaks the rules (11.2) and yet is found, they are the first relationship's that leads
   /// to a part. Throws InvalidPartContent, naming the part and the fault, when the part breaks
@@ -29,8 +36,6 @@ class ZT_API PackageHelper {
   static void deleteRelationshipsAndTargets(Package& package, std::u16string const& relationshipType);
 
  private:
-  /// The part that the relationship targets, if there is one.
-  static std::optional<Part> findTarget(Package const& package, Relationship const& relationship);
   static std::optional<Part> findCoreProperties(Package const& package);
   static Part createCorePropertiesPart(Package& package);
 };

@@ -45,6 +45,11 @@ std::optional<Part> PackageHelper::findTarget(Package const& package, Relationsh
   return package.getPart(detail::PackageState::partNameOf(part));
 }
 
+Part PackageHelper::getTarget(Package const& package, Relationship const& relationship) {
+  if (auto part = findTarget(package, relationship)) return std::move(*part);
+  throw PartNotFound(detail::messages::partNotFound(relationship.getTargetURI().toString()));
+}
+
 std::optional<Part> PackageHelper::findCoreProperties(Package const& package) {
   for (auto const& relationship : package.getRelationshipsByType(detail::kCorePropertiesRelationshipType))
     if (auto part = findTarget(package, relationship)) return part;
