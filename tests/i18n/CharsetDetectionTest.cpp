@@ -64,6 +64,14 @@ TEST(CharsetDetection, LettersThatBalticLanguagesShareAreNotTakenForTheirs) {
     EXPECT_NE(detect(encode(words.text, words.charset)), "windows-1257") << words.text;
 }
 
+TEST(CharsetDetection, BalticTextMayHoldAForeignName) {
+  std::string const text =
+      "Rytoj ryte važiuosime į Miuncheną (München) pas René, todėl pasiimkite šiltų drabužių ir šiek tiek duonos. "
+      "Ant sienų kabėjo daugybė laikrodžių, ir nė vienas nerodė to paties laiko, kaip ir kiekvieną šeštadienį. "
+      "Vaikai mėgdavo užsukti po pamokų ir žiūrėti, kaip jis krausto mažus krumpliaračius.\n";
+  EXPECT_EQ(detect(encode(text, "WINDOWS-1257")), "windows-1257");
+}
+
 TEST(CharsetDetection, OddSignsBetweenLettersDoNotOutweighTheRestOfAText) {
   std::string const text = "Nous étions allés à la forêt : x²y, a§b, n°5, l´été, ½ heure, 2½h, 5µm, Straße, Foo®Bar.\n";
   for (std::string const charset : {"ISO-8859-1", "WINDOWS-1252"})

@@ -16,26 +16,28 @@ constexpr std::string_view kAlphabets[] = {
 // Only Icelandic has as Western text what is s and z with caron, and it has other vowels.
 constexpr std::string_view kCarons = "\xF0\xFE";
 
-/// Each of the small letters, once.
-std::string lettersOf(std::string_view sample) {
-  std::string letters;
+/// Whether the letters beyond ASCII are those of an alphabet, but for some of a foreign name.
+bool isWrittenIn(std::string_view alphabet, std::string_view sample) {
+  constexpr std::size_t kFewestDistinct = 4, kToEachForeign = 9;
+  std::string distinct;
+  std::size_t known = 0, foreign = 0;
   for (char const c : sample) {
     auto const byte = static_cast<unsigned char>(c);
     char const small = static_cast<char>(byte | 0x20);
-    if (byte >= 0xC0 && letters.find(small) == std::string::npos) letters += small;
+    if (byte < 0xC0) continue;
+    bool const isKnown = alphabet.find(small) != std::string_view::npos;
+    ++(isKnown ? known : foreign);
+    if (isKnown && distinct.find(small) == std::string::npos) distinct += small;
   }
-  return letters;
+  bool const hasCaron = distinct.find_first_of(kCarons) != std::string::npos;
+  return hasCaron && distinct.size() >= kFewestDistinct && known >= kToEachForeign * foreign;
 }
 
 }  // namespace
 
 bool looksBaltic(std::string_view sample) {
-  constexpr std::size_t kFewestLetters = 4;
-  std::string const letters = lettersOf(sample);
-  if (letters.size() < kFewestLetters || letters.find_first_of(kCarons) == std::string::npos) return false;
-  return std::any_of(std::begin(kAlphabets), std::end(kAlphabets), [&](std::string_view alphabet) {
-    return letters.find_first_not_of(alphabet) == std::string::npos;
-  });
+  return std::any_of(std::begin(kAlphabets), std::end(kAlphabets),
+                     [sample](std::string_view alphabet) { return isWrittenIn(alphabet, sample); });
 }
 
 }  // namespace fl::i18n
