@@ -21,14 +21,6 @@ XmlLimits limitsOf(OpenOptions const& options) {
   return limits;
 }
 
-/// Folders, by name or as MS-DOS writers mark them, and MS-DOS volume labels: items that are no files. (The
-/// same bits of other systems' attributes are not relied upon.)
-bool isNoFile(zip::Entry const& item) {
-  constexpr std::uint32_t kVolumeLabel = 0x08, kFolder = 0x10;
-  bool const isOfMSDOS = item.versionMadeBy >> 8 == 0;
-  return item.name.ends_with('/') || (isOfMSDOS && (item.externalAttributes & (kVolumeLabel | kFolder)) != 0);
-}
-
 /// Whether the content is no XML document at all but for an XML declaration, as programs leave behind that
 /// broke off. As a relationships part it says nothing, which does no harm. Longer content is not looked at.
 bool holdsNoMarkup(InputStream& input) {
@@ -50,6 +42,12 @@ std::string bytes(std::uint64_t limit) { return std::to_string(limit) + " bytes"
 }
 
 }  // namespace
+
+bool isNoFile(zip::Entry const& item) {
+  constexpr std::uint32_t kVolumeLabel = 0x08, kFolder = 0x10;
+  bool const isOfMSDOS = item.versionMadeBy >> 8 == 0;
+  return item.name.ends_with('/') || (isOfMSDOS && (item.externalAttributes & (kVolumeLabel | kFolder)) != 0);
+}
 
 PackageReader::PackageReader(PackageState& state, OpenOptions const& options)
     : state_(state),

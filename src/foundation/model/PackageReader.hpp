@@ -15,6 +15,10 @@
 
 namespace opc::model::detail {
 
+/// Folders, by name or as MS-DOS writers mark them, and MS-DOS volume labels: items that are no files. (The
+/// same bits of other systems' attributes are not relied upon.)
+bool isNoFile(zip::Entry const& item);
+
 /// Finds out what the items of an archive are and fills an empty state with it. Throws InvalidPackage with
 /// the fault alone.
 class PackageReader {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "foundation/zip/DirectoryBytes.hpp"
+#include "foundation/zip/DirectoryEntry.hpp"
 #include "foundation/zip/EndRecord.hpp"
 #include "foundation/zip/ExtraFields.hpp"
 #include "foundation/zip/ItemStream.hpp"
@@ -24,75 +25,8 @@ constexpr std::uint64_t kSmallExtraGuess = 64;
 constexpr std::uint64_t kDescriptorAndNextHeader = 512;
 // ECMA-376-2, Annex C. Indexes of items are 32-bit numbers elsewhere, too.
 constexpr std::uint64_t kMostItems = 2'147'483'647;
-constexpr std::uint64_t kLargestSize = INT64_MAX;
 constexpr std::uint64_t kUsualItems = 131'072;
 constexpr char kMoreThanItems[] = "its directory holds more than its items";
-
-/// 0 where no whole entry stands there.
-std::size_t sizeOfEntry(DirectoryBytes& directory, std::size_t at) {
-  unsigned char const* const p = directory.get(at, kCentralSize);
-  if (!p || load32(p) != kCentralSignature) return 0;
-  std::size_t const size = kCentralSize + load16(p + 28) + load16(p + 30) + load16(p + 32);
-  return directory.get(at, size) ? size : 0;
-}
-
-/// Whether the rest of the directory is its digital signature, which readers pass over (ECMA-376-2, Annex C).
-bool isSignature(DirectoryBytes& directory, std::size_t at) {
-  unsigned char const* const p = directory.get(at, kDirectorySignatureSize);
-  return p && load32(p) == kDirectorySignature && load16(p + 4) == directory.size() - at - kDirectorySignatureSize;
-}
-
-/// False when a zip64 field that the entry refers to is not there. The offset is as written.
-bool decode(unsigned char const* p, Entry& entry, std::uint32_t& disk) {
-  std::size_t const name = load16(p + 28), extra = load16(p + 30), comment = load16(p + 32);
-  entry.name = textAt(p + kCentralSize, name);
-  entry.versionMadeBy = load16(p + 4);
-  entry.versionNeeded = load16(p + 6);
-  entry.flags = load16(p + 8);
-  entry.method = load16(p + 10);
-  entry.dosTimeAndDate = load32(p + 12);
-  entry.crc = load32(p + 16);
-  entry.storedSize = load32(p + 20);
-  entry.size = load32(p + 24);
-  entry.internalAttributes = load16(p + 36);
-  entry.externalAttributes = load32(p + 38);
-  entry.localHeaderOffset = load32(p + 42);
-  entry.extra = textAt(p + kCentralSize + name, extra);
-  entry.comment = textAt(p + kCentralSize + name + extra, comment);
-  disk = load16(p + 34);
-  Zip64Numbers wide(entry.extra);
-  return wide.widen(entry.size) && wide.widen(entry.storedSize) && wide.widen(entry.localHeaderOffset) &&
-         wide.widenDisk(disk);
-}
-
-/// The bytes that the item takes at least; its local extra field is not known yet.
-std::uint64_t minimumSize(Entry const& entry) { return kLocalSize + entry.name.size() + entry.storedSize; }
-
-/// Entry by itself, and against the directory before which it must end.
-void checkEntry(unsigned char const* p, std::uint64_t prefix, std::uint64_t directoryBegin) {
-  Entry entry;
-  std::uint32_t disk;
-  if (!decode(p, entry, disk)) throw damagedArchive(entry.name, "its zip64 field is too short");
-  if (disk != 0) throw damagedArchive(entry.name, "it is on another disk");
-  if (!extraFieldsFit(entry.extra)) throw damagedArchive(entry.name, fault::kExtraTooLong);
-  if (!isPaddedWithZeros(entry.extra)) throw damagedArchive(entry.name, "something behind its extra fields");
-  if (entry.size > kLargestSize) throw damagedArchive(entry.name, "its size is beyond what the format allows");
-  std::uint64_t const room = directoryBegin - prefix;
-  std::uint64_t const offset = entry.localHeaderOffset;
-  if (offset > room || entry.storedSize > room || minimumSize(entry) > room - offset)
-    throw damagedArchive(entry.name, "it does not fit into the file");
-}
-
-ItemFacts factsOf(Entry const& entry) {
-  return {std::string(entry.name), entry.method, entry.storedSize, entry.size, entry.crc};
-}
-
-void checkReadable(Entry const& entry) {
-  constexpr std::uint16_t kUnreadable = kEncryptedFlag | kPatchFlag | kStrongEncryptionFlag | kMaskedFlag;
-  if ((entry.flags & kUnreadable & ~kPatchFlag) != 0) throw invalidItem(entry.name, fault::kEncrypted);
-  if ((entry.flags & kPatchFlag) != 0) throw invalidItem(entry.name, fault::kDamagedData);
-  if (isRenamedByUnicodePath(entry.name, entry.extra)) throw invalidItem(entry.name, fault::kOtherName);
-}
 
 }  // namespace
 
@@ -123,13 +57,13 @@ void Archive::readDirectory(DirectoryPlace const& place) {
   offsets_.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(place.count, kUsualItems)));
   std::size_t at = 0;
   for (std::uint64_t i = 0; i < place.count; ++i) {
-    std::size_t const size = sizeOfEntry(directory, at);
+    std::size_t const size = entrySizeAt(directory, at);
     if (size == 0) throw damagedArchive("its directory is not where or what its end record says");
-    checkEntry(directory.get(at, size), prefix_, directoryBegin_);
+    checkEntry(directory.get(at, size), directoryBegin_ - prefix_);
     offsets_.push_back(at);
     at += size;
   }
-  if (at != directory.size() && !isSignature(directory, at)) throw damagedArchive(kMoreThanItems);
+  if (at != directory.size() && !isDirectorySignature(directory, at)) throw damagedArchive(kMoreThanItems);
   directory_ = directory.take();
 }
 
@@ -153,7 +87,7 @@ void Archive::checkPlaces() {
 Entry Archive::entry(std::size_t index) const {
   Entry entry;
   std::uint32_t disk;
-  decode(directory_.get() + offsets_.at(index), entry, disk);
+  decodeEntry(directory_.get() + offsets_.at(index), entry, disk);
   entry.localHeaderOffset += prefix_;
   return entry;
 }
