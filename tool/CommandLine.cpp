@@ -146,6 +146,36 @@ void addUnpack(CLI::App& app, Invocation& invocation) {
   });
 }
 
+void addRemove(CLI::App& app, Invocation& invocation) {
+  auto const options = std::make_shared<RemoveOptions>();
+  CLI::App& command = addCommand(app, "remove", "Remove files, folders and links from a package",
+                                 "ztpkg remove photos.ztpkg /2024/notes.txt /drafts");
+  command.alias("rm");
+  addPackage(command, options->package);
+  command.add_option("PATH", options->paths, "What is removed; a folder with all that lies below it")->required();
+  command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
+  command.callback([&invocation, options] {
+    unmark(options->package);
+    unmark(options->paths);
+    invocation.package = options->package;
+    invocation.action = [options](Output&) { remove(*options); };
+  });
+}
+
+void addVerify(CLI::App& app, Invocation& invocation) {
+  auto const options = std::make_shared<VerifyOptions>();
+  CLI::App& command =
+      addCommand(app, "verify", "Read every byte of a package and list all its faults", "ztpkg verify photos.ztpkg");
+  addPackage(command, options->package);
+  command.add_flag("--json", options->json, "Print a JSON object");
+  command.add_flag("-q,--quiet", options->quiet, "Do not list the faults");
+  command.callback([&invocation, options] {
+    unmark(options->package);
+    invocation.package = options->package;
+    invocation.action = [options](Output& out) { verify(*options, out); };
+  });
+}
+
 void addList(CLI::App& app, Invocation& invocation) {
   auto const options = std::make_shared<ListOptions>();
   CLI::App& command =
@@ -259,10 +289,12 @@ void parseCommandLine(int argc, char const* const* argv, Invocation& invocation)
   app.footer("'ztpkg COMMAND --help' tells more of a command.\nExample:\n  ztpkg pack photos photos.ztpkg");
   addPack(app, invocation);
   addAdd(app, invocation);
+  addRemove(app, invocation);
   addUnpack(app, invocation);
   addList(app, invocation);
   addCat(app, invocation);
   addInfo(app, invocation);
+  addVerify(app, invocation);
   addProps(app, invocation);
   try {
     app.parse(markedArguments(argc, argv));

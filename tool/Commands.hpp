@@ -50,6 +50,21 @@ struct UnpackOptions {
 };
 void unpack(UnpackOptions const& options);
 
+struct RemoveOptions {
+  std::string package;
+  std::vector<std::string> paths;
+  bool quiet = false;
+};
+void remove(RemoveOptions const& options);
+
+struct VerifyOptions {
+  std::string package;
+  bool json = false;
+  bool quiet = false;
+};
+/// Throws Failure where there are faults, once they have been printed.
+void verify(VerifyOptions const& options, Output& out);
+
 struct ListOptions {
   std::string package;
   bool detailed = false;

@@ -134,6 +134,12 @@ std::string json(opc::ztservices::CoreProperties const& properties) {
   return dump(object);
 }
 
+std::string json(opc::ztservices::VerificationFault const& fault) {
+  std::optional<std::u16string> item;
+  if (!fault.item.empty()) item = fault.item;
+  return dump({{"code", fault.code}, {"item", value(item)}, {"message", fault.message}});
+}
+
 std::string errorJson(Report const& report) {
   Object const error{{"code", report.code}, {"message", report.message}, {"item", value(report.item)}};
   return dump({{"error", error}});

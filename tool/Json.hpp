@@ -9,6 +9,7 @@
 #include "Records.hpp"
 #include "opc/model/CoreProperties.hpp"
 #include "opc/ztservices/CoreProperties.hpp"
+#include "opc/ztservices/Verification.hpp"
 
 /// JSON texts of one object each, on one line, with their members in the documented order. Long lists are
 /// written object by object and never held as one document.
@@ -21,6 +22,7 @@ std::string json(FileSystemRecord const& record);
 std::string json(opc::model::CoreProperties const& properties);
 /// The extended ones alone.
 std::string json(opc::ztservices::CoreProperties const& properties);
+std::string json(opc::ztservices::VerificationFault const& fault);
 std::string errorJson(Report const& report);
 
 }  // namespace ztpkg

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "opc/Export.hpp"
+#include "opc/model/Package.hpp"
 #include "opc/model/Part.hpp"
 
 namespace opc::ztservices {
@@ -11,5 +15,39 @@ namespace opc::ztservices {
 /// SHA-256 of the part's bytes as stored (before any decryption), as 64 lower-case hexadecimal digits.
 /// Reads the whole part; throws what reading it throws.
 ZT_API std::string digestPart(model::Part const& part);
+
+struct VerificationOptions {
+  model::OpenOptions limits;            ///< as for opening; beyond one of them is a fault
+  std::size_t maximumFaults = 100'000;  ///< further ones are only counted, in one last fault
+};
+
+/// One thing that is wrong with a package, or that a reader has to tolerate.
+struct VerificationFault {
+  std::string code;     ///< a stable word; docs/tool.md lists them
+  std::u16string item;  ///< the part, item of the container or path of the file system; empty for the package itself
+  std::string message;  ///< one sentence, names escaped for display, in the user's default encoding
+};
+
+struct VerificationReport {
+  std::uint64_t parts = 0;  ///< parts that were looked for in the container's directory and found there
+  std::uint64_t bytes = 0;  ///< bytes of those that could be read to their end, inflated
+  std::vector<VerificationFault> faults;
+
+  bool isHealthy() const { return faults.empty(); }
+};
+
+/// Reads every byte of every item of the package at the path, held against what the container says of it, and
+/// checks names, content types, relationships, core properties and the manifest of the file system against the
+/// parts. Lists every fault, also of a file that Package::open refuses, as far as its container can be read: for
+/// one whose directory is gone the items that their local headers lead to. An XML document that breaks the rules
+/// is one fault, told at the first place. What a reader tolerates (ECMA-376-2 lets items stand that are no parts,
+/// for one) is told too.
+///
+/// Encrypted contents are held against the container, not decrypted, and an encrypted manifest tells nothing.
+///
+/// Contents are read once, in the order of the file, in memory that does not grow with their size; names and what
+/// the package says of itself are held. Throws CouldNotOpenPackage when the file cannot be read, nothing for what
+/// it holds. Independent calls may run in different threads.
+ZT_API VerificationReport verifyPackage(std::u16string const& path, VerificationOptions const& options = {});
 
 }  // namespace opc::ztservices

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "verification/FaultList.hpp"
+
+#include <utility>
+
+#include "opc/Strings.hpp"
+#include "verification/FaultCodes.hpp"
+
+namespace opc::ztservices {
+
+void FaultList::add(char const* code, std::u16string item, std::string message) {
+  if (!code::isTolerated(code)) isTolerable_ = false;
+  if (faults_.size() == maximum_) {
+    ++dropped_;
+    return;
+  }
+  faults_.push_back({code, std::move(item), std::move(message)});
+}
+
+void FaultList::addItem(char const* code, std::string_view rawName, std::string message) {
+  add(code, rawName.empty() ? u"" : u"/" + toString(std::string(rawName), false), std::move(message));
+}
+
+std::vector<VerificationFault> FaultList::take() {
+  if (dropped_ > 0)
+    faults_.push_back({code::kMoreFaults, u"", "There are " + std::to_string(dropped_) + " faults more"});
+  return std::move(faults_);
+}
+
+}  // namespace opc::ztservices

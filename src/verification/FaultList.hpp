@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "opc/ztservices/Verification.hpp"
+
+namespace opc::ztservices {
+
+/// Takes faults in, up to a number.
+class FaultList {
+ public:
+  explicit FaultList(std::size_t maximum) : maximum_(maximum) {}
+
+  void add(char const* code, std::u16string item, std::string message);
+  /// An item of the container by its raw name, told as the part that it would be.
+  void addItem(char const* code, std::string_view rawName, std::string message);
+  /// Whether nothing has been told that keeps a package from being opened.
+  bool isTolerable() const { return isTolerable_; }
+  /// With one more for those that went beyond the number.
+  std::vector<VerificationFault> take();
+
+ private:
+  std::size_t maximum_;
+  std::uint64_t dropped_ = 0;
+  bool isTolerable_ = true;
+  std::vector<VerificationFault> faults_;
+};
+
+}  // namespace opc::ztservices

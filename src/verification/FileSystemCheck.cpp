@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "verification/FileSystemCheck.hpp"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "foundation/model/Messages.hpp"
+#include "foundation/model/PartNameRules.hpp"
+#include "opc/ztservices/FileSystem.hpp"
+#include "verification/FaultCodes.hpp"
+
+namespace opc::ztservices {
+namespace {
+
+using model::detail::wideName;
+using model::detail::messages::shown;
+
+constexpr std::string_view kContents = "/fsroot/";
+// An initialization vector and a tag of 16 bytes each are the least that encrypted content takes.
+constexpr std::uint64_t kLeastEncrypted = 32;
+
+/// Has the paths below another follow directly on it.
+bool comesFirst(FileSystemCheck::Listed const& a, FileSystemCheck::Listed const& b) {
+  auto const rank = [](char16_t c) { return c == u'/' ? 0u : 1u + c; };
+  return std::lexicographical_compare(a.path.begin(), a.path.end(), b.path.begin(), b.path.end(),
+                                      [&](char16_t x, char16_t y) { return rank(x) < rank(y); });
+}
+
+bool isBelow(std::u16string_view path, std::u16string_view other) {
+  return path.size() > other.size() && path.starts_with(other) && path[other.size()] == u'/';
+}
+
+/// What is wrong with a path by itself, or null.
+char const* faultOf(std::u16string_view path) {
+  if (path == u"/") return nullptr;
+  char const* fault = path.starts_with(u'/') ? nullptr : code::kUnclearPath;
+  if (path.starts_with(u'/')) path.remove_prefix(1);
+  for (std::size_t slash = 0; slash != std::u16string_view::npos; path.remove_prefix(slash + 1)) {
+    slash = path.find(u'/');
+    std::u16string_view const name = path.substr(0, slash);
+    if (name == u"..") return code::kUnsafePath;
+    if (name.empty() || name == u".") fault = code::kUnclearPath;
+    if (slash == std::u16string_view::npos) break;
+  }
+  return fault;
+}
+
+bool hasType(CheckedPart const& part, model::ContentType const& type) {
+  return part.type && part.type->is(type.getType() + u"/" + type.getSubType());
+}
+
+bool isEncrypted(CheckedPart const& part) {
+  return part.type && part.type->value && part.type->value->hasParameter(u"encryption");
+}
+
+}  // namespace
+
+FileSystemCheck::FileSystemCheck(PackageCheck const& package, FaultList& faults)
+    : package_(package), faults_(faults), owners_(package.parts().size()) {}
+
+void FileSystemCheck::check() {
+  CheckedPart const* const manifest = findManifest();
+  if (!manifest || !package_.isSound(*manifest)) return;
+  if (isEncrypted(*manifest)) return checkEncrypted(*manifest, wideName(manifest->name));
+  bool const isWhole = read(*manifest);
+  checkPlaces();
+  if (isWhole) checkUnreferenced();
+}
+
+CheckedPart const* FileSystemCheck::findManifest() {
+  auto found = package_.targetsOf(FileSystemManager::getRelationshipType());
+  if (found.empty()) found = package_.targetsOf(FileSystemManager::getRelationshipTypeV1());
+  if (found.empty()) return nullptr;
+  CheckedPart const& manifest = *found.front();
+  std::u16string const name = wideName(manifest.name);
+  if (found.size() > 1)
+    faults_.add(code::kSeveralManifests, name,
+                "The package has " + std::to_string(found.size()) + " manifests, of which " + shown(name) + " counts");
+  if (manifest.type && !hasType(manifest, FileSystemManager::getPartContentType()) &&
+      !hasType(manifest, FileSystemManager::getPartContentTypeV1()))
+    faults_.add(code::kManifestType, name,
+                shown(name) + ": a manifest with another content type, " + shown(manifest.type->text));
+  return &manifest;
+}
+
+/// False where the document breaks off, so that what it does not list says nothing.
+bool FileSystemCheck::read(CheckedPart const& manifest) {
+  bool const isVersion1 = hasType(manifest, FileSystemManager::getPartContentTypeV1());
+  try {
+    auto const input = package_.open(manifest.items);
+    readManifestEntries(
+        *input, [&](ManifestEntry entry) { take(std::move(entry), isVersion1); },
+        [&](char const* code, std::u16string const& path, std::string const& what) {
+          faults_.add(code, path, shown(path) + ": " + what);
+        });
+    return true;
+  } catch (Exception const& fault) {
+    if (fault.getErrorCode()) throw;
+    faults_.add(code::kInvalidManifest, wideName(manifest.name), shown(manifest.name) + ": " + fault.what());
+    return false;
+  }
+}
+
+void FileSystemCheck::take(ManifestEntry entry, bool isVersion1) {
+  char const* const fault = faultOf(entry.path);
+  if (fault)
+    faults_.add(fault, entry.path,
+                shown(entry.path) + (fault == code::kUnsafePath ? ": a path that leads upwards"
+                                                                : ": a path that is not absolute, or has an empty name "
+                                                                  "or a dot in it"));
+  bool const hasPart = entry.type == FileSystemNodeType::File || (isVersion1 && entry.type == FileSystemNodeType::Link);
+  entries_.push_back({entry.path, entry.type});
+  if (hasPart) checkContent(entry);
+}
+
+void FileSystemCheck::checkContent(ManifestEntry const& entry) {
+  CheckedPart const* const part = package_.find(entry.content);
+  if (!part)
+    return faults_.add(code::kMissingPart, entry.path,
+                       shown(entry.path) + ": its contents are not in the package: " + shown(entry.content));
+  std::uint32_t& owner = owners_[static_cast<std::size_t>(part - package_.parts().data())];
+  if (owner != 0)
+    faults_.add(code::kSharedPart, entry.path,
+                shown(entry.path) + ": its contents are those of " + shown(entries_[owner - 1].path) +
+                    " too: " + shown(entry.content));
+  else
+    owner = static_cast<std::uint32_t>(entries_.size());
+  if (isEncrypted(*part)) checkEncrypted(*part, entry.path);
+}
+
+/// Nothing may stand below a file or link. The path that is told is the highest one above.
+void FileSystemCheck::checkPlaces() {
+  std::vector<Listed const*> sorted;
+  sorted.reserve(entries_.size());
+  for (Listed const& entry : entries_) sorted.push_back(&entry);
+  std::sort(sorted.begin(), sorted.end(), [](Listed const* a, Listed const* b) { return comesFirst(*a, *b); });
+  Listed const* above = nullptr;
+  for (Listed const* const entry : sorted) {
+    if (above && isBelow(entry->path, above->path)) {
+      bool const isLink = above->type == FileSystemNodeType::Link;
+      faults_.add(isLink ? code::kBelowLink : code::kBelowFile, entry->path,
+                  shown(entry->path) + ": it is below the " + (isLink ? "link " : "file ") + shown(above->path));
+    } else if (entry->type != FileSystemNodeType::Folder) {
+      above = entry;
+    }
+  }
+}
+
+void FileSystemCheck::checkUnreferenced() {
+  for (std::size_t i = 0; i < owners_.size(); ++i) {
+    std::string const& name = package_.parts()[i].name;
+    if (owners_[i] == 0 && name.starts_with(kContents) && !model::detail::isRelationshipsName(name))
+      faults_.add(code::kUnreferencedPart, wideName(name), shown(name) + ": contents that belong to no entry");
+  }
+}
+
+void FileSystemCheck::checkEncrypted(CheckedPart const& part, std::u16string const& path) {
+  if (package_.sizeOf(part) < kLeastEncrypted)
+    faults_.add(code::kTruncatedEncryption, path,
+                shown(path) + ": too short to be encrypted, as its content type says that it is");
+}
+
+}  // namespace opc::ztservices

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/model/ContentTypesPart.hpp"
+#include "foundation/model/Interned.hpp"
+#include "foundation/model/Pieces.hpp"
+#include "foundation/model/RelationshipSet.hpp"
+#include "foundation/model/RelationshipsPart.hpp"
+#include "foundation/xml/XmlStreamReader.hpp"
+#include "foundation/zip/ArchiveSurvey.hpp"
+#include "opc/Streams.hpp"
+#include "opc/model/Package.hpp"
+#include "verification/FaultList.hpp"
+
+namespace opc::ztservices {
+
+/// A part of a package that is being verified, whatever else is wrong with the package.
+struct CheckedPart {
+  std::string name;                      // with its leading slash
+  model::detail::MediaType const* type;  // null where it could not be told
+  std::vector<std::uint32_t> items;      // one, or its pieces
+};
+
+/// What a container's items are: parts with content types, relationships, items that are no parts. Tells every
+/// breach of ECMA-376-2 that PackageReader refuses, and what it tolerates.
+class PackageCheck {
+ public:
+  /// `isSound` tells of each item whether it could be read; what could not has been told already.
+  PackageCheck(model::zip::ArchiveSurvey const& survey, std::vector<bool> const& isSound,
+               model::OpenOptions const& limits, FaultList& faults);
+
+  void check();
+
+  /// By name, without regard to ASCII case.
+  std::vector<CheckedPart> const& parts() const { return parts_; }
+  /// The part of exactly that name, or null.
+  CheckedPart const* find(std::u16string const& name) const;
+  bool isSound(CheckedPart const& part) const;
+  std::uint64_t sizeOf(CheckedPart const& part) const;
+  /// Throws InvalidItem and, for more pieces than may be held, InvalidPackage.
+  std::unique_ptr<InputStream> open(std::vector<std::uint32_t> const& items) const;
+  /// Parts that relationships of the package with that type lead to, the missing ones left out.
+  std::vector<CheckedPart const*> targetsOf(std::u16string_view type) const;
+
+ private:
+  void collectPieces();
+  void findContentTypes();
+  void readContentTypes(std::vector<std::uint32_t> const& items);
+  void classifyItems();
+  void classify(std::string_view name, std::vector<std::uint32_t> items);
+  model::detail::MediaType const* typeOf(std::string const& name);
+  void checkType(std::string const& name, model::detail::MediaType const& type);
+  void checkRelationshipsName(std::string const& name, model::detail::MediaType const* type);
+  void checkNames();
+  void checkDerivedNames();
+  void readAllRelationships();
+  void readRelationships(CheckedPart const& part);
+  void checkTargets(std::string const& source, model::detail::RelationshipSet const& relationships);
+  void checkTarget(std::string const& source, model::detail::RelationshipRecord const& relationship);
+  void checkCoreProperties();
+
+  model::zip::ArchiveSurvey const& survey_;
+  std::vector<bool> const& isSound_;
+  model::OpenOptions limits_;
+  FaultList& faults_;
+  model::XmlStreamReader reader_;
+  model::detail::MediaTypePool types_;
+  model::detail::TextPool texts_;
+  model::detail::RelationshipCount relationshipCount_;
+  model::detail::ContentTypes contentTypes_;
+  bool knowsTypes_ = false;
+  std::vector<bool> isDone_;  // by item: a piece, or the content types
+  std::vector<model::detail::PieceCollector::Sequence> sequences_;
+  std::vector<std::string> looseNames_;  // of items that are no parts
+  std::vector<CheckedPart> parts_;
+  model::detail::RelationshipSet packageRelationships_;
+};
+
+}  // namespace opc::ztservices

@@ -1,0 +1,503 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""Does every kind of damage to a good package and holds what `ztpkg verify` lists against it: verify_damage.py ZTPKG
+
+Each damage is a function that takes the bytes of a good package and returns those of a bad one, with the faults
+that must be listed: the code and the item of each, no more and no fewer.
+"""
+import io
+import json
+import pathlib
+import struct
+import subprocess
+import sys
+import tempfile
+import warnings
+import zipfile
+
+warnings.filterwarnings("ignore", message="Duplicate name")  # which is what one of them is about
+BASE = "http://schemas.corvanta.example"
+MANIFEST = "metadata/filesystemManifest.xml"
+TYPES = "[Content_Types].xml"
+RELS = "_rels/.rels"
+A, B, SECRET = "fsroot/a.txt", "fsroot/b.bin", "fsroot/c.key"
+RELATIONS = "http://schemas.openxmlformats.org/package/2006/relationships"
+CORE = RELATIONS + "/metadata/core-properties"
+RELATIONS_TYPE = "application/vnd.openxmlformats-package.relationships+xml"
+CASES = []
+
+
+def entry(name, content, kind="File"):
+    return f'<fileEntry name="{name}" type="{kind}" content="{content}"/>'
+
+
+ENTRIES = [entry("/a.txt", "/" + A), entry("/b.bin", "/" + B), entry("/c.key", "/" + SECRET),
+           entry("/d", "", "Folder"), entry("/l", "a.txt", "SymLink")]
+
+
+def manifest(entries):
+    return (f'<fileEntries xmlns="{BASE}/package/2013/filesystemManifest" createdByEncoding="UTF-8" '
+            f'createdByPlatform="lxamd64" version="2.0">{"".join(entries)}</fileEntries>')
+
+
+def relation(number, kind, target):
+    return f'<Relationship Id="rId{number}" Type="{kind}" Target="{target}"/>'
+
+
+def relations(rows):
+    return f'<Relationships xmlns="{RELATIONS}">{"".join(rows)}</Relationships>'
+
+
+RELATION = relation(1, BASE + "/package/2013/relationships/filesystemManifest", "/" + MANIFEST)
+OVERRIDE = f'<Override PartName="/{MANIFEST}" ContentType="application/vnd.corvanta.package.filesystemManifest+xml"/>'
+SECRET_ROW = f'<Override PartName="/{SECRET}" ContentType="application/octet-stream;encryption=AES256-GCM-InlineIV"/>'
+DEFAULTS = [f'<Default Extension="rels" ContentType="{RELATIONS_TYPE}"/>',
+            '<Default Extension="txt" ContentType="text/plain"/>',
+            '<Default Extension="bin" ContentType="application/octet-stream"/>',
+            '<Default Extension="xml" ContentType="application/xml"/>', OVERRIDE, SECRET_ROW]
+
+
+def types(rows):
+    return f'<Types xmlns="http://schemas.openxmlformats.org/package/2006/content-types">{"".join(rows)}</Types>'
+
+
+def items(**changes):
+    """The good package's items; a change of None takes one out."""
+    good = {TYPES: types(DEFAULTS), RELS: relations([RELATION]), A: "alpha " * 50, B: "\x00\x01beta" * 50,
+            SECRET: "s" * 40, MANIFEST: manifest(ENTRIES)}
+    good.update(changes.pop("more", {}))
+    return {name: text for name, text in good.items() if text is not None}
+
+
+def archive(contents):
+    target = io.BytesIO()
+    with zipfile.ZipFile(target, "w", zipfile.ZIP_STORED) as out:
+        for name, text in contents if isinstance(contents, list) else contents.items():
+            info = zipfile.ZipInfo(name)
+            info.create_system = 3
+            out.writestr(info, text)
+    return target.getvalue()
+
+
+def with_items(more):
+    return archive(items(more=more))
+
+
+GOOD = with_items({})
+
+
+def starts(data, signature):
+    at = data.find(signature)
+    while at >= 0:
+        yield at
+        at = data.find(signature, at + 1)
+
+
+def places(data, name):
+    """Where an item's local header, its data and its directory entry begin."""
+    raw = name.encode()
+    local = next(at for at in starts(data, b"PK\3\4") if data[at + 30:].startswith(raw))
+    central = next(at for at in starts(data, b"PK\1\2") if data[at + 46:].startswith(raw))
+    return local, local + 30 + len(raw), central
+
+
+def flipped(data, at, mask=0x01):
+    return data[:at] + bytes([data[at] ^ mask]) + data[at + 1:]
+
+
+def put(data, at, form, *numbers):
+    return data[:at] + struct.pack("<" + form, *numbers) + data[at + struct.calcsize("<" + form):]
+
+
+def end(data):
+    return data.rindex(b"PK\5\6")
+
+
+def case(*faults):
+    def take(make):
+        CASES.append((make.__name__.replace("_", " "), make, sorted(faults, key=str)))
+        return make
+    return take
+
+
+def item(name):
+    return "/" + name
+
+
+# ---- the container
+
+@case()
+def a_good_package():
+    return GOOD
+
+
+@case(("damaged-content", item(A)))
+def a_flipped_bit_in_content():
+    return flipped(GOOD, places(GOOD, A)[1] + 3)
+
+
+@case(("damaged-content", item(MANIFEST)))
+def a_flipped_bit_in_the_manifest():
+    return flipped(GOOD, places(GOOD, MANIFEST)[1] + 30)
+
+
+@case(("damaged-content", item(RELS)))
+def a_flipped_bit_in_relationships():
+    return flipped(GOOD, places(GOOD, RELS)[1] + 30)
+
+
+@case(("damaged-content", item(TYPES)))
+def a_flipped_bit_in_content_types():
+    return flipped(GOOD, places(GOOD, TYPES)[1] + 30)
+
+
+@case(("bad-local-header", item(A)), ("damaged-content", item(A)))
+def a_flipped_bit_in_the_crc_of_the_directory():
+    return flipped(GOOD, places(GOOD, A)[2] + 16)
+
+
+@case(("damaged-directory", None))
+def a_flipped_bit_in_a_signature_of_the_directory():
+    return flipped(GOOD, places(GOOD, B)[2] + 1)
+
+
+@case(("bad-local-header", item("fsroot/q.txt")), ("unreferenced-part", item("fsroot/q.txt")),
+      ("missing-part", item("a.txt")))
+def a_changed_name_in_the_directory():
+    at = places(GOOD, A)[2] + 46
+    return GOOD[:at] + b"fsroot/q.txt" + GOOD[at + 12:]
+
+
+@case(("bad-local-header", item(A)))
+def a_changed_name_in_a_local_header():
+    at = places(GOOD, A)[0] + 30
+    return GOOD[:at] + b"fsroot/q.txt" + GOOD[at + 12:]
+
+
+@case(("bad-local-header", item(A)))
+def no_local_header():
+    return flipped(GOOD, places(GOOD, A)[0] + 2)
+
+
+@case(("bad-local-header", item(A)), ("damaged-content", item(A)), ("gap", item(A)))
+def a_smaller_size_in_the_directory():
+    at = places(GOOD, A)[2]
+    return put(GOOD, at + 20, "II", 290, 290)
+
+
+@case(("bad-local-header", item(A)), ("damaged-content", item(A)), ("overlap", item(A)))
+def a_larger_size_in_the_directory():
+    at = places(GOOD, A)[2]
+    return put(GOOD, at + 20, "II", 310, 310)
+
+
+@case(("bad-local-header", item(A)))
+def a_wrong_size_in_a_local_header():
+    return put(GOOD, places(GOOD, A)[0] + 18, "II", 290, 290)
+
+
+@case(("damaged-entry", item(A)), ("gap", item(RELS)))
+def a_size_beyond_the_file():
+    return put(GOOD, places(GOOD, A)[2] + 20, "I", 1 << 30)
+
+
+@case(("damaged-entry", item(A)), ("gap", item(RELS)))
+def an_offset_beyond_the_file():
+    return put(GOOD, places(GOOD, A)[2] + 42, "I", 1 << 30)
+
+
+@case(("damaged-content", item(A)), ("damaged-content", item(B)))
+def contents_of_two_parts_swapped():
+    a, b = places(GOOD, A)[1], places(GOOD, B)[1]
+    return GOOD[:a] + GOOD[b:b + 300] + GOOD[a + 300:b] + GOOD[a:a + 300] + GOOD[b + 300:]
+
+
+@case(("bad-local-header", item(A)), ("bad-local-header", item(B)), ("damaged-content", item(A)),
+      ("damaged-content", item(B)))
+def headers_of_two_parts_swapped():
+    a, b = places(GOOD, A)[2] + 42, places(GOOD, B)[2] + 42
+    changed = put(GOOD, a, "4s", GOOD[b:b + 4])
+    return put(changed, b, "4s", GOOD[a:a + 4])
+
+
+@case(("unreadable-item", item(A)), ("bad-local-header", item(A)))
+def an_unknown_method():
+    return put(GOOD, places(GOOD, A)[2] + 10, "H", 99)
+
+
+@case(("unreadable-item", item(A)), ("bad-local-header", item(A)))
+def an_encrypted_item():
+    return put(GOOD, places(GOOD, A)[2] + 8, "H", 1)
+
+
+@case(("no-end-record", None))
+def a_truncated_tail():
+    return GOOD[:end(GOOD)]
+
+
+@case(("no-end-record", None), ("damaged-content", item(MANIFEST)))
+def several_faults_in_a_truncated_package():
+    return flipped(GOOD, places(GOOD, MANIFEST)[1] + 30)[:end(GOOD) - 10]
+
+
+@case(("trailing-data", None))
+def data_behind_the_end():
+    return GOOD + b"something else"
+
+
+@case(("damaged-end-record", None))
+def a_wrong_count_in_the_end_record():
+    return put(GOOD, end(GOOD) + 8, "HH", 3, 3)
+
+
+@case(("damaged-end-record", None))
+def a_wrong_offset_in_the_end_record():
+    return put(GOOD, end(GOOD) + 16, "I", 1 << 30)
+
+
+@case(("damaged-end-record", None))
+def an_archive_in_the_comment():
+    inner = archive({"x": "y"})
+    return put(GOOD, end(GOOD) + 20, "H", len(inner)) + inner
+
+
+@case(("prefix-bytes", None))
+def bytes_in_front():
+    return b"#!/bin/false\n" + GOOD
+
+
+@case(("gap", item(RELS)), ("missing-part", "/a.txt"))
+def an_item_that_only_the_file_has():
+    start, stop = places(GOOD, A)[2], places(GOOD, B)[2]
+    data = GOOD[:start] + GOOD[stop:]
+    data = put(data, end(data) + 8, "HH", 5, 5)
+    return put(data, end(data) + 12, "I", len(data) - 22 - data.index(b"PK\1\2"))
+
+
+@case(("names-clash", item(A)))
+def an_item_twice():
+    return archive(list(items().items()) + [(A, "y")])
+
+
+@case(("names-clash", item("fsroot/A.TXT")), ("unreferenced-part", item("fsroot/A.TXT")))
+def names_that_differ_in_case():
+    return with_items({"fsroot/A.TXT": "x"})
+
+
+@case(("derived-name", item("fsroot/a.txt/x.bin")), ("unreferenced-part", item("fsroot/a.txt/x.bin")))
+def a_name_derived_from_another():
+    return with_items({"fsroot/a.txt/x.bin": "x"})
+
+
+# ---- the package
+
+@case(("no-content-types", None))
+def no_content_types():
+    return with_items({TYPES: None})
+
+
+@case(("several-content-types", item(TYPES)))
+def two_content_types():
+    return with_items({TYPES.upper(): types(DEFAULTS)})
+
+
+@case(("invalid-content-types", item(TYPES)))
+def content_types_that_break_the_rules():
+    return with_items({TYPES: types(DEFAULTS + DEFAULTS[:1])})
+
+
+@case(("invalid-content-types", item(TYPES)))
+def content_types_that_are_no_xml():
+    return with_items({TYPES: "<Types"})
+
+
+@case(("untyped-item", item("x.unknown")))
+def an_item_without_a_type():
+    return with_items({"x.unknown": "x"})
+
+
+@case(("invalid-part-name", item("a b.txt")))
+def a_name_that_no_part_may_have():
+    return with_items({"a b.txt": "x"})
+
+
+@case(("invalid-content-type", item("x.odd")))
+def a_type_that_is_none():
+    return with_items({TYPES: types(DEFAULTS + ['<Default Extension="odd" ContentType="no type"/>']), "x.odd": "x"})
+
+
+@case(("type-parameters", item("_rels/x.xml.rels")))
+def parameters_of_a_type_of_the_package():
+    row = f'<Override PartName="/_rels/x.xml.rels" ContentType="{RELATIONS_TYPE};a=b"/>'
+    return with_items({TYPES: types(DEFAULTS + [row]), "x.xml": "<x/>", "_rels/x.xml.rels": relations([])})
+
+
+@case(("relationships-type", item("_rels/x.xml.rels")))
+def relationships_of_another_type():
+    row = '<Override PartName="/_rels/x.xml.rels" ContentType="application/xml"/>'
+    return with_items({TYPES: types(DEFAULTS + [row]), "x.xml": "<x/>", "_rels/x.xml.rels": relations([])})
+
+
+@case(("relationships-of-relationships", item("_rels/_rels/.rels.rels")))
+def relationships_of_relationships():
+    return with_items({"_rels/_rels/.rels.rels": relations([])})
+
+
+@case(("invalid-relationships", item(RELS)))
+def two_relationships_of_one_id():
+    return with_items({RELS: relations([RELATION, RELATION])})
+
+
+@case(("missing-target", "/"))
+def a_relationship_to_nothing():
+    return with_items({RELS: relations([RELATION, relation(2, "http://x/y", "/gone.xml")])})
+
+
+@case(("backslash-target", "/"), ("missing-target", "/"))
+def a_backslash_in_a_target():
+    return with_items({RELS: relations([RELATION, relation(2, "http://x/y", "a\\b.xml")])})
+
+
+@case(("duplicate-piece", item("x.bin/[0].PIECE")))
+def a_piece_twice():
+    return with_items({"x.bin/[0].piece": "1", "x.bin/[0].PIECE": "2", "x.bin/[1].last.piece": "3"})
+
+
+@case(("missing-piece", item("x.bin")))
+def a_piece_that_is_missing():
+    return with_items({"x.bin/[0].piece": "1", "x.bin/[2].last.piece": "3"})
+
+
+def core(texts):
+    row = '<Override PartName="/core%d.xml" ContentType="application/vnd.openxmlformats-package.core-properties+xml"/>'
+    more = {f"core{i}.xml": text for i, text in enumerate(texts)}
+    more[TYPES] = types(DEFAULTS + [row % i for i in range(len(texts))])
+    more[RELS] = relations([RELATION] + [relation(i + 2, CORE, f"/core{i}.xml") for i in range(len(texts))])
+    return with_items(more)
+
+
+NO_PROPERTIES = f'<coreProperties xmlns="{CORE.replace("relationships/", "")}"/>'
+
+
+@case(("several-core-properties", "/"))
+def two_core_properties():
+    return core([NO_PROPERTIES, NO_PROPERTIES])
+
+
+@case(("invalid-core-properties", item("core0.xml")))
+def core_properties_that_break_the_rules():
+    return core(["<x/>"])
+
+
+# ---- the file system
+
+@case(("missing-part", "/b.bin"))
+def a_missing_part():
+    return with_items({B: None})
+
+
+@case(("unreferenced-part", item("fsroot/extra.bin")))
+def an_extra_part():
+    return with_items({"fsroot/extra.bin": "x"})
+
+
+@case(("shared-part", "/again"))
+def a_part_of_two_files():
+    return with_items({MANIFEST: manifest(ENTRIES + [entry("/again", "/" + A)])})
+
+
+@case(("missing-target", "/"))
+def a_missing_manifest():
+    return with_items({MANIFEST: None})
+
+
+@case(("manifest-type", item(MANIFEST)))
+def a_manifest_of_another_type():
+    return with_items({TYPES: types(DEFAULTS[:4] + [SECRET_ROW])})
+
+
+@case(("several-manifests", item(MANIFEST)))
+def two_manifests():
+    other = relation(2, BASE + "/package/2013/relationships/filesystemManifest", "/other.xml")
+    return with_items({RELS: relations([RELATION, other]), "other.xml": manifest([])})
+
+
+@case(("invalid-manifest", item(MANIFEST)))
+def a_manifest_that_breaks_off():
+    return with_items({MANIFEST: manifest(ENTRIES)[:-5]})
+
+
+@case(("invalid-manifest", item(MANIFEST)))
+def a_manifest_that_is_not_valid():
+    return with_items({MANIFEST: manifest(ENTRIES + ["<odd/>"])})
+
+
+@case(("invalid-entry", "/x"), ("invalid-entry", "/y"))
+def entries_with_bad_values():
+    return with_items({MANIFEST: manifest(ENTRIES + [
+        entry("/x", "", "Folder").replace("/>", ' permissions="755"/>'),
+        entry("/y", "", "Folder").replace("/>", ' permissions="7"/>')])})
+
+
+@case(("duplicate-entry", "/a.txt"))
+def an_entry_twice():
+    return with_items({MANIFEST: manifest(ENTRIES + [entry("/a.txt", "/" + A)])})
+
+
+@case(("unsafe-path", "/d/../../x"))
+def a_path_that_leads_upwards():
+    return with_items({MANIFEST: manifest(ENTRIES + [entry("/d/../../x", "y", "SymLink")])})
+
+
+@case(("unclear-path", "/d//x"), ("unclear-path", "/./x"))
+def paths_that_name_no_single_place():
+    return with_items({MANIFEST: manifest(ENTRIES + [entry("/d//x", "y", "SymLink"), entry("/./x", "y", "SymLink")])})
+
+
+@case(("below-file", "/a.txt/x"))
+def an_entry_below_a_file():
+    return with_items({MANIFEST: manifest(ENTRIES + [entry("/a.txt/x", "y", "SymLink")])})
+
+
+@case(("below-link", "/l/x"), ("below-link", "/l/y"))
+def entries_below_a_link():
+    return with_items({MANIFEST: manifest(ENTRIES + [entry("/l/x", "y", "SymLink"), entry("/l/y", "y", "SymLink")])})
+
+
+@case(("truncated-encryption", "/c.key"))
+def content_too_short_to_be_encrypted():
+    return with_items({SECRET: "short"})
+
+
+@case(("damaged-content", item(B)), ("missing-part", "/gone"), ("prefix-bytes", None), ("trailing-data", None),
+      ("unreferenced-part", item("fsroot/extra.bin")), ("untyped-item", item("x.unknown")), ("unsafe-path", "/.."))
+def everything_at_once():
+    data = with_items({"fsroot/extra.bin": "x", "x.unknown": "x",
+                       MANIFEST: manifest(ENTRIES + [entry("/gone", "/fsroot/gone"), entry("/..", "x", "SymLink")])})
+    return b"in front" + flipped(data, places(data, B)[1] + 5) + b"behind"
+
+
+def faults_of(tool, data, directory):
+    path = pathlib.Path(directory, "p.ztpkg")
+    path.write_bytes(data)
+    done = subprocess.run([tool, "verify", "--json", path], capture_output=True, timeout=100, check=False)
+    report = json.loads(done.stdout)
+    found = sorted(((fault["code"], fault["item"]) for fault in report["faults"]), key=str)
+    sound = report["ok"] == (not found) and done.returncode == (1 if found else 0)
+    return found if sound else f"exit code {done.returncode}, ok {report['ok']}"
+
+
+def main():
+    failed = 0
+    kinds = {code for _, _, faults in CASES for code, _ in faults}
+    with tempfile.TemporaryDirectory() as directory:
+        for name, make, expected in CASES:
+            found = faults_of(sys.argv[1], make(), directory)
+            if found != expected:
+                failed += 1
+                print(f"{name}: should be\n  {expected}\nand was\n  {found}")
+    print(f"{len(CASES)} damages with {len(kinds)} codes, {failed} not as they should be")
+    return 1 if failed else 0
+
+
+sys.exit(main())
