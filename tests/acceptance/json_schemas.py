@@ -1,0 +1,120 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""Holds the JSON of every command against the schemas of docs/schemas: json_schemas.py ZTPKG SCHEMAS CORPUS
+
+For packages of the tool's own (plain, empty, marked as encrypted, damaged), and for other people's where the corpus
+is there; and the words of the fault and error tables in docs/tool.md against those of the schemas.
+"""
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+SKIPPED = 77
+try:
+    import jsonschema
+except ImportError:
+    print("skipped: no python3-jsonschema")
+    sys.exit(SKIPPED)
+
+KINDS = (".docx", ".xlsx", ".3mf", ".nupkg")
+COMMANDS = {"list": ["list", "--json"], "info": ["info", "--digest", "--json"], "verify": ["verify", "--json"],
+            "props": ["props", "get", "--json"]}
+MAKER = pathlib.Path(__file__).with_name("make_package.py")
+
+
+def load(folder):
+    schemas = {path.name.split(".")[0]: json.loads(path.read_text()) for path in folder.glob("*.schema.json")}
+    for schema in schemas.values():
+        jsonschema.Draft202012Validator.check_schema(schema)
+    return {name: jsonschema.Draft202012Validator(schema) for name, schema in schemas.items()}
+
+
+class Check:
+    def __init__(self, tool, schemas):
+        self.tool, self.schemas, self.documents, self.failed = tool, schemas, 0, 0
+
+    def document(self, name, text, of):
+        self.documents += 1
+        try:
+            fault = jsonschema.exceptions.best_match(self.schemas[name].iter_errors(json.loads(text)))
+        except ValueError as error:
+            fault = error
+        if fault:
+            self.failed += 1
+            print(f"{of}: {name}: {str(fault)[:1000]}")
+
+    def command(self, name, arguments):
+        done = subprocess.run([self.tool, *arguments], capture_output=True, timeout=100, check=False)
+        of = " ".join(str(argument) for argument in arguments)
+        if done.returncode == 0 or done.stdout:
+            self.document(name, done.stdout, of)
+        if done.returncode != 0:
+            self.document("error", done.stderr, of)
+        return done.returncode
+
+    def package(self, path):
+        return {name: self.command(name, arguments + [path]) for name, arguments in COMMANDS.items()}
+
+
+def run(*arguments, text=None):
+    subprocess.run(arguments, check=True, capture_output=True, input=text)
+
+
+def own_packages(tool, place):
+    tree = place / "tree"
+    (tree / "dir é\n").mkdir(parents=True)
+    (tree / "empty").mkdir()
+    (tree / "a.txt").write_text("alpha")
+    (tree / "dir é\n" / "b.bin").write_bytes(bytes(range(256)))
+    (tree / "link").symlink_to("a.txt")
+    os.utime(tree / "a.txt", ns=(0, 1_700_000_000_123_456_000))
+    run(tool, "pack", "-q", tree, place / "plain.ztp", "--title", "T", "--keywords", "k", "--modified",
+        "2026-03-01T12:30:00Z")
+    (place / "none").mkdir()
+    run(tool, "pack", "-q", place / "none", place / "empty.ztp")
+    run(sys.executable, MAKER, place / "secret.ztp", "--entries", "--encrypted", "--secret", "/fsroot/x=y", text=b"")
+    run(sys.executable, MAKER, place / "parts.zip", "--part", "/a=b")
+    plain = (place / "plain.ztp").read_bytes()
+    (place / "damaged.ztp").write_bytes(plain.replace(b"alpha", b"Alpha"))
+    (place / "truncated.ztp").write_bytes(plain[:-10])
+    return sorted(place.glob("*.ztp")) + [place / "parts.zip"]
+
+
+def words_of_tables(text):
+    """The codes of the tables of faults and of errors in the documentation."""
+    def codes(heading, following):
+        rows = text[text.index(heading):text.index(following)].splitlines()
+        return {word for row in rows if row.startswith("| `") for word in re.findall("`([a-z0-9-]+)`", row.split("|")[1])}
+    return codes("| code | item |", "## props"), codes("## Errors", "## JSON")
+
+
+def main():
+    tool, folder, corpus = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
+    check = Check(tool, load(folder))
+    faults, errors = words_of_tables((folder.parent / "tool.md").read_text())
+    schema = check.schemas["verify"].schema["properties"]["faults"]["items"]["properties"]["code"]["enum"]
+    words = check.schemas["error"].schema["properties"]["error"]["properties"]["code"]["enum"]
+    if set(schema) != faults or set(words) != errors:
+        check.failed += 1
+        print("the tables differ from the schemas:", set(schema) ^ faults, set(words) ^ errors)
+    with tempfile.TemporaryDirectory() as name:
+        place = pathlib.Path(name)
+        for path in own_packages(tool, place):
+            codes = check.package(path)
+            if path.name in ("plain.ztp", "empty.ztp") and set(codes.values()) != {0}:
+                check.failed += 1
+                print(path.name, codes)
+        for arguments in (["list", "--json", place / "gone"], ["info", "--json"], ["--json"], ["verify", "--json", place]):
+            check.command("list", arguments)
+    foreign = sorted(path for path in (corpus / "opc-good").glob("*") if path.suffix in KINDS)
+    for path in foreign:
+        check.package(path)
+    print(f"{check.documents} documents, {len(foreign)} packages of the corpus, {check.failed} failures")
+    return 1 if check.failed else 0
+
+
+sys.exit(main())
