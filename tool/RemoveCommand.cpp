@@ -38,11 +38,10 @@ void remove(RemoveOptions const& options) {
   FileSystemManager manager(*package);
   load(manager, options.package);
   std::vector<FileSystemEntry> const entries = findAll(manager, options.paths);
-  std::size_t const before = allEntries(manager).size();
   for (FileSystemEntry const& entry : entries) removeEntry(manager, entry);
   throwIfInterrupted();
   package->save();
-  if (!options.quiet) std::cerr << "removed " << counted(before - allEntries(manager).size(), "path") << '\n';
+  if (!options.quiet) std::cerr << "removed " << counted(entries.size(), "path") << '\n';
 }
 
 }  // namespace ztpkg

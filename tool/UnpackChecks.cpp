@@ -2,11 +2,11 @@
 #include "UnpackChecks.hpp"
 
 #include <filesystem>
-#include <unordered_set>
 
 #include "Errors.hpp"
 #include "FileSystems.hpp"
 #include "LinkTargets.hpp"
+#include "NewParents.hpp"
 #include "Paths.hpp"
 #include "WayCheck.hpp"
 #include "opc/Strings.hpp"
@@ -23,7 +23,12 @@ using opc::ztservices::FileSystemManager;
 
 // Every segment must name something in the folder before it, as a disk sees it.
 void checkSegments(std::u16string const& path) {
-  constexpr std::size_t kLongestName = 255;
+  constexpr std::size_t kLongestName = 255, kLongestPath = 4095;  // in bytes, as disks count
+  if (path.size() > kLongestPath || opc::toUTF8String(path).size() > kLongestPath)
+    throw Failure(Report{Exit::Package, "unsafe-path",
+                         "cannot extract a path of " + counted(path.size(), "character") +
+                             ", which no disk takes: " + shown(path.substr(0, 64)) + "...",
+                         path});
   for (std::size_t start = path.starts_with(u'/') ? 1 : 0, end = 0; end != path.npos; start = end + 1) {
     end = path.find(u'/', start);
     std::u16string const segment = path.substr(start, end == path.npos ? end : end - start);
@@ -34,14 +39,12 @@ void checkSegments(std::u16string const& path) {
   }
 }
 
-void checkParents(FileSystemManager const& manager, std::u16string const& path,
-                  std::unordered_set<std::u16string>& checked) {
-  for (std::size_t slash = path.rfind(u'/'); slash != 0 && slash != path.npos; slash = path.rfind(u'/', slash - 1)) {
-    std::u16string const parent = path.substr(0, slash);
-    if (!checked.insert(parent).second) return;
+void checkParents(FileSystemManager const& manager, std::u16string const& path, std::u16string const& previous) {
+  visitNewParents(path, previous, [&](std::u16string const& parent) {
     if (manager.hasEntry(parent) && !manager.getEntry(parent).isFolder())
       throwUnsafe(path, "it lies below a file or link");
-  }
+    return true;
+  });
 }
 
 // A file whose contents are missing or encrypted is found before anything is written.
@@ -88,11 +91,12 @@ void checkLinks(FileSystemManager const& manager, Leaves const& leaves) {
 
 ExtractionSize checkExtraction(Package const& package, FileSystemManager const& manager, Leaves const& leaves,
                                std::u16string const& root, opc::Confinement const& confinement) {
-  std::unordered_set<std::u16string> checked;
+  std::u16string previous;
   ExtractionSize size;
   for (Leaf const& leaf : leaves) {
     checkSegments(leaf.path);
-    checkParents(manager, leaf.path, checked);
+    checkParents(manager, leaf.path, previous);
+    previous = leaf.path;
     addCheckedSize(size, package, leaf);
   }
   if (!confinement.allowOutsideLinks) checkLinks(manager, leaves);

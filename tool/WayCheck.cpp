@@ -2,6 +2,7 @@
 #include "WayCheck.hpp"
 
 #include "Errors.hpp"
+#include "NewParents.hpp"
 
 namespace ztpkg {
 namespace {
@@ -13,8 +14,11 @@ namespace {
 }  // namespace
 
 void WayCheck::check(std::u16string const& path, bool isFolder) {
-  checkParents(path);
-  if (isFolder) return checkFolder(path);
+  if (!checkParents(path)) return;
+  if (isFolder) {
+    checkFolder(path);
+    return;
+  }
   std::u16string const onDisk = disk_->appendPath(root_, path);
   if (!isThere(onDisk)) return;
   if (!disk_->isFile(onDisk) && !disk_->isSymlink(onDisk))
@@ -29,21 +33,26 @@ bool WayCheck::isThere(std::u16string const& path) {
   return there;
 }
 
-void WayCheck::checkFolder(std::u16string const& path) {
+/// False where there is nothing yet.
+bool WayCheck::checkFolder(std::u16string const& path) {
   std::u16string const onDisk = disk_->appendPath(root_, path);
-  if (!isThere(onDisk)) return;
+  if (!isThere(onDisk)) return false;
   if (disk_->isSymlink(onDisk)) throwInTheWay("link-in-the-way", onDisk, "is a link, where a folder is to be");
   if (disk_->isFile(onDisk)) throwInTheWay("file-in-the-way", onDisk, "is a file, where a folder is to be");
+  return true;
 }
 
-void WayCheck::checkParents(std::u16string const& path) {
-  std::size_t const slash = path.rfind(u'/');
-  if (slash == 0 || slash == std::u16string::npos) return;
-  std::u16string const parent = path.substr(0, slash);
-  if (checked_.contains(parent)) return;
-  checkParents(parent);
-  checkFolder(parent);
-  checked_.insert(parent);
+/// False where one of them is missing, so that nothing can be in the way further down.
+bool WayCheck::checkParents(std::u16string const& path) {
+  if (!missing_.empty() && path.starts_with(missing_)) return false;
+  missing_.clear();
+  visitNewParents(path, previous_, [this](std::u16string const& parent) {
+    if (checkFolder(parent)) return true;
+    missing_ = parent + u"/";
+    return false;
+  });
+  previous_ = path;
+  return missing_.empty();
 }
 
 }  // namespace ztpkg
