@@ -56,7 +56,7 @@ class Handler final : public MarkupHandler {
     std::string const name = narrowName(required(attributes, element, u"PartName"));
     std::u16string_view const type = required(attributes, element, u"ContentType");
     if (!isValidPartName(name)) fail("Invalid part name: " + messages::shown(*attributes.find(u"PartName")));
-    if (!result_.overrides.emplace(lowerCased(name), ContentTypes::Override{name, types_.intern(type)}).second)
+    if (!result_.overrides.emplace(name, ContentTypes::Override{types_.intern(type)}).second)
       fail("Two overrides for the part " + messages::shown(name));
   }
 
@@ -115,12 +115,10 @@ std::vector<std::pair<std::string, MediaType const*>> overridesFor(PackageState 
 }  // namespace
 
 MediaType const* ContentTypes::typeOf(std::string_view name) {
-  if (!overrides.empty()) {
-    auto const found = overrides.find(lowerCased(name));
-    if (found != overrides.end()) {
-      found->second.isUsed = found->second.type->value.has_value();
-      return found->second.type;
-    }
+  auto const override = overrides.find(name);
+  if (override != overrides.end()) {
+    override->second.isUsed = override->second.type->value.has_value();
+    return override->second.type;
   }
   std::string const extension = extensionOf(name);
   auto const found = extension.empty() ? defaults.end() : defaults.find(extension);

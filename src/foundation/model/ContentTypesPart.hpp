@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <unordered_map>
 
 #include "foundation/model/PackageState.hpp"
 #include "foundation/xml/XmlStreamReader.hpp"
@@ -15,13 +14,12 @@ namespace opc::model::detail {
 
 struct ContentTypes {
   struct Override {
-    std::string name;  // as written
     MediaType const* type;
     bool isUsed = false;  // by a part
   };
 
-  std::map<std::string, MediaType const*> defaults;     // by extension in lower case
-  std::unordered_map<std::string, Override> overrides;  // by name in lower case
+  std::map<std::string, MediaType const*> defaults;  // by extension in lower case
+  std::map<std::string, Override, NameLess> overrides;
 
   /// The type of an item under a valid part name, or null. An override, once asked for, counts as used
   /// when its text is a media type.

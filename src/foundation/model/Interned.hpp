@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 #include "opc/model/ContentType.hpp"
 
-/// Texts that a package repeats for many parts or relationships, kept once.
+/// Texts that a package repeats for many parts or relationships, kept once. Here and wherever else texts of a package
+/// are keys they are ordered, since anyone can make up texts that the standard library hashes alike.
 namespace opc::model::detail {
 
 /// A content type as it is written; without a value where the text is no media type.
@@ -26,7 +27,7 @@ class MediaTypePool {
   MediaType const* intern(std::u16string_view text);
 
  private:
-  std::unordered_map<std::u16string_view, std::unique_ptr<MediaType const>> types_;
+  std::map<std::u16string_view, std::unique_ptr<MediaType const>> types_;
 };
 
 class TextPool {
@@ -35,7 +36,7 @@ class TextPool {
   Text intern(std::u16string_view text);
 
  private:
-  std::unordered_map<std::u16string_view, Text> texts_;
+  std::map<std::u16string_view, Text> texts_;
 };
 
 }  // namespace opc::model::detail

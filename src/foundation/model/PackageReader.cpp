@@ -191,8 +191,8 @@ void PackageReader::addLooseItem(std::uint32_t index, std::size_t nameLength, bo
 }
 
 void PackageReader::keepUnusedOverrides() {
-  for (auto const& [key, entry] : contentTypes_.overrides)
-    if (!entry.isUsed) state_.overrides.emplace(entry.name, entry.type);
+  for (auto const& [name, entry] : contentTypes_.overrides)
+    if (!entry.isUsed) state_.overrides.emplace(name, entry.type);
   state_.defaults = std::move(contentTypes_.defaults);
   contentTypes_ = {};
 }

@@ -7,7 +7,6 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 #include "foundation/model/Interned.hpp"
 #include "opc/model/Relationship.hpp"
@@ -45,7 +44,7 @@ class RelationshipSet {
 
  private:
   std::map<std::uint64_t, Record> records_;
-  std::unordered_map<std::u16string_view, std::uint64_t> positions_;  // keys are texts of the records
+  std::map<std::u16string_view, std::uint64_t> positions_;  // keys are texts of the records
   std::uint64_t nextPosition_ = 0;
   // Every rIdN below firstUntried_ is taken or listed as freed, so that no number is tried twice.
   std::uint64_t firstUntried_ = 1;
