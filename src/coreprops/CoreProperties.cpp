@@ -2,11 +2,13 @@
 #include "opc/ztservices/CoreProperties.hpp"
 
 #include <boost/uuid/nil_generator.hpp>
-#include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/uuid_io.hpp>
 
 #include "coreprops/Messages.hpp"
 #include "coreprops/Patterns.hpp"
+#include "coreprops/RandomUUID.hpp"
+#include "foundation/crypto/CryptoEngine.hpp"
+#include "foundation/crypto/CryptoProvider.hpp"
 #include "opc/Strings.hpp"
 #include "opc/Time.hpp"
 
@@ -66,7 +68,11 @@ void CoreProperties::setUUID(std::u16string const& value) {
   uuid_ = value;
 }
 
-void CoreProperties::generateAndSetUUID() { setUUID(toText(boost::uuids::random_generator()())); }
+void CoreProperties::generateAndSetUUID() {
+  using namespace foundation::crypto;
+  auto generator = CryptoEngine(std::make_shared<cryptopp::CryptoProvider>()).createDefaultCryptoPRNG({});
+  setUUID(toText(makeRandomUUID(generator)));
+}
 
 void CoreProperties::setTALBEXReleaseInfo(ReleaseInfo const& value) {
   require(isValidTALBEXReleaseInfo(value), messages::kRelease);

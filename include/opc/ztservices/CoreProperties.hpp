@@ -80,7 +80,8 @@ class ZT_API CoreProperties {
   /// Write-once: takes another UUID, or the same one in another letter case, only where there is none.
   void setUUID(std::u16string const& value);
   boost::optional<std::u16string> const& getUUID() const { return uuid_; }
-  /// Sets a random UUID (RFC 4122, version 4, in lower case) from the operating system's random source.
+  /// Sets a random UUID (RFC 4122, version 4, in lower case) from the cryptographic generator. Throws where there is a
+  /// UUID already, and when the generator fails.
   void generateAndSetUUID();
   /// Looks at the release family alone, which must be like "R2026b".
   void setTALBEXReleaseInfo(ReleaseInfo const& value);
