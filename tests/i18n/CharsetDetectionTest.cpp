@@ -64,6 +64,20 @@ TEST(CharsetDetection, LettersThatBalticLanguagesShareAreNotTakenForTheirs) {
     EXPECT_NE(detect(encode(words.text, words.charset)), "windows-1257") << words.text;
 }
 
+TEST(CharsetDetection, ApostrophesAndDashesOfOldMacsAreTold) {
+  EXPECT_EQ(detect("{ \xA5 The window\xD5s contents are drawn }\n{ \xD2real\xD3: it can\xD5t, and won\xD5t }\n"),
+            "macintosh");
+}
+
+TEST(CharsetDetection, FewOddWordsDoNotOutweighTheOthers) {
+  for (Sample const& sample : samples())
+    for (std::string const charset : sample.charsets) {
+      if (!charset.starts_with("KOI8") && charset != "WINDOWS-1251") continue;
+      std::string const text = sample.text + "Допомога: ЯкЗробити, користувачаЯ.\n";
+      EXPECT_EQ(toUtf8(encode(text, charset), detect(encode(text, charset))), text) << sample.language;
+    }
+}
+
 TEST(CharsetDetection, BalticTextMayHoldAForeignName) {
   std::string const text =
       "Rytoj ryte važiuosime į Miuncheną (München) pas René, todėl pasiimkite šiltų drabužių ir šiek tiek duonos. "

@@ -57,13 +57,18 @@ void throwIfOutOfMemory(UErrorCode error) {
 // UTF was decided by stricter means, and EBCDIC is not the text of this world's files.
 bool isCandidate(std::string_view name) { return !name.starts_with("UTF-") && !name.starts_with("IBM"); }
 
+struct Likely {
+  std::string charset;
+  bool isSure;  // and of several bytes a character
+};
+
 bool hasSingleBytes(std::string_view name) {
   return name.starts_with("ISO-8859-") || name.starts_with("windows-") || name.starts_with("KOI8-");
 }
 
 // By ICU's detector, the likeliest first. What it is sure to be text of several bytes a character is nothing else,
 // be it damaged: as single bytes nearly everything passes.
-std::vector<std::string> likelyCharsets(std::string_view sample) {
+std::vector<Likely> likelyCharsets(std::string_view sample) {
   constexpr int32_t kSure = 50;
   UErrorCode error = U_ZERO_ERROR;
   std::unique_ptr<UCharsetDetector, DetectorCloser> const detector(ucsdet_open(&error));
@@ -71,12 +76,13 @@ std::vector<std::string> likelyCharsets(std::string_view sample) {
   int32_t count = 0;
   UCharsetMatch const** const matches = ucsdet_detectAll(detector.get(), &count, &error);
   throwIfOutOfMemory(error);
-  std::vector<std::string> charsets;
+  std::vector<Likely> charsets;
   for (int32_t i = 0; U_SUCCESS(error) && i < count; ++i) {
     std::string const name = ucsdet_getName(matches[i], &error);
     if (!isCandidate(name)) continue;
-    charsets.push_back(name);
-    if (!hasSingleBytes(name) && ucsdet_getConfidence(matches[i], &error) >= kSure) break;
+    bool const isSure = !hasSingleBytes(name) && ucsdet_getConfidence(matches[i], &error) >= kSure;
+    charsets.push_back({name, isSure});
+    if (isSure) break;
   }
   return charsets;
 }
@@ -108,7 +114,7 @@ std::string refined(std::string const& charset, std::string_view sample) {
 }
 
 /// What ICU's detector does not know and takes for a set with other letters or signs in the same places.
-constexpr char const* kUnknownToICU[] = {"ISO-8859-15", "x-mac-cyrillic", "IBM866", "IBM850", "macintosh", "IBM852"};
+constexpr char const* kUnknownToICU[] = {"ISO-8859-15", "macintosh", "x-mac-cyrillic", "IBM866", "IBM850", "IBM852"};
 
 // Nothing where the bytes cannot be of that set.
 std::optional<WordFit> fitAs(std::string const& charset, std::string_view sample) {
@@ -124,14 +130,15 @@ std::optional<WordFit> fitAs(std::string const& charset, std::string_view sample
 
 // One such set in which the words are whole that ICU's guess tears apart; empty for none.
 std::string betterThan(std::string const& guess, std::string_view sample) {
-  constexpr std::size_t kFewestLetters = 3, kTimesBetter = 4;
+  constexpr std::size_t kFewest = 3, kTimesBetter = 4;
   auto const guessed = fitAs(guess, sample);
   std::size_t const torn = guessed ? guessed->misfitting : sample.size();
+  std::size_t const whole = std::max(kFewest, guessed ? guessed->fitting : 0);
   std::size_t fewest = torn / kTimesBetter + 1;
   std::string best;
   for (char const* const charset : kUnknownToICU) {
     auto const fit = fitAs(charset, sample);
-    bool const isWhole = fit && fit->fitting >= std::max(kFewestLetters, kTimesBetter * fit->misfitting);
+    bool const isWhole = fit && fit->fitting >= std::max(whole, kTimesBetter * fit->misfitting);
     if (torn == 0 || !isWhole || fit->misfitting >= fewest) continue;
     best = charset;
     fewest = fit->misfitting;
@@ -167,14 +174,13 @@ std::vector<std::string> guessLegacyCharsets(std::string_view sample) {
   if (looksThai(sample)) return {"windows-874"};
   if (looksBaltic(sample)) return {"windows-1257"};
   std::vector<std::string> charsets;
-  for (std::string const& likely : likelyCharsets(sample)) {
-    bool const isBest = charsets.empty();
-    charsets.push_back(refined(likely, sample));
+  for (auto const& [likely, isSure] : likelyCharsets(sample)) {
+    std::string const guess = refined(likely, sample);
+    if (charsets.empty() && !isSure)
+      if (std::string const better = betterThan(guess, sample); !better.empty()) charsets.push_back(better);
+    charsets.push_back(guess);
     for (Superset const& known : kSupersets)
       if (likely == known.charset) charsets.emplace_back(known.superset);
-    if (!isBest || !hasSingleBytes(likely)) continue;
-    std::string better = betterThan(charsets.front(), sample);
-    if (!better.empty()) charsets.insert(charsets.begin(), std::move(better));
   }
   return charsets;
 }

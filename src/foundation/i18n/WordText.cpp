@@ -32,6 +32,11 @@ bool joinsLetters(char16_t c) {
 /// In the place of the sign for any currency, which nobody writes, newer character sets have that of the euro.
 bool isUnused(char16_t c) { return c == 0xA4 || u_charType(c) == U_CONTROL_CHAR; }
 
+bool isFit(char16_t before, char16_t c, char16_t after) {
+  if (isLetter(c)) return isLetter(before) || isLetter(after);
+  return isLetter(before) && isLetter(after) && joinsLetters(c);
+}
+
 bool isMisfit(char16_t before, char16_t c, char16_t after) {
   if (c >= 0x80 && !isLetter(c)) return isUnused(c) || (isLetter(before) && isLetter(after) && !joinsLetters(c));
   if (!isLetter(c) || !isLetter(before)) return false;
@@ -48,7 +53,7 @@ WordFit fitOfWords(std::u16string_view text) {
     if (std::max(before, c) < 0x80) continue;
     if (isMisfit(before, c, after))
       ++fit.misfitting;
-    else if (c >= 0x80 && isLetter(c) && (isLetter(before) || isLetter(after)))
+    else if (c >= 0x80 && isFit(before, c, after))
       ++fit.fitting;
   }
   return fit;

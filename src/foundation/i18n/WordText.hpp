@@ -9,7 +9,7 @@ namespace fl::i18n {
 /// How the characters beyond ASCII fit into the words of a text. Read in the wrong character set, words come out
 /// with signs or capitals in their midst, or in letters of two scripts.
 struct WordFit {
-  std::size_t fitting = 0;     // letters beside others of their script and case
+  std::size_t fitting = 0;     // letters and apostrophes that a word has there
   std::size_t misfitting = 0;  // what no word has where it stands
 };
 
