@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "crypto/Algorithms.hpp"
 #include "filesystem/FileSystemManifest.hpp"
 #include "filesystem/FileSystemTree.hpp"
 #include "filesystem/PartNaming.hpp"
@@ -14,7 +15,9 @@ FileSystemManager::FileSystemManager(model::Package& package, FileSystemOps& sou
       source_(&source),
       destination_(&destination),
       tree_(std::make_unique<FileSystemTree>()),
-      manifest_(std::make_unique<FileSystemManifest>()) {}
+      manifest_(std::make_unique<FileSystemManifest>()),
+      encryptionAlgorithm_(kEncryptionAlgorithm),
+      digestAlgorithm_(kDigestAlgorithm) {}
 
 FileSystemManager::FileSystemManager(model::Package& package)
     : DataManager(package, false),
@@ -22,7 +25,9 @@ FileSystemManager::FileSystemManager(model::Package& package)
       source_(localOps_.get()),
       destination_(localOps_.get()),
       tree_(std::make_unique<FileSystemTree>()),
-      manifest_(std::make_unique<FileSystemManifest>()) {}
+      manifest_(std::make_unique<FileSystemManifest>()),
+      encryptionAlgorithm_(kEncryptionAlgorithm),
+      digestAlgorithm_(kDigestAlgorithm) {}
 
 FileSystemManager::FileSystemManager(model::Package& package, FileSystemOpsSelector& selector)
     : FileSystemManager(package) {
@@ -88,7 +93,7 @@ std::u16string FileSystemManager::makeRelativePath(std::u16string const& root, s
 
 std::u16string FileSystemManager::makeUniquePartName(std::u16string const& path) const {
   ensureLoaded();
-  return ztservices::makeUniquePartName(getPackage(), path);
+  return ztservices::makeUniquePartName(getPackage(), path, digestEngine_.get());
 }
 
 }  // namespace opc::ztservices

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <utility>
 
+#include "crypto/EncryptionWithInlineIVTransform.hpp"
 #include "filesystem/Messages.hpp"
 #include "filesystem/NameRules.hpp"
 #include "filesystem/PathRules.hpp"
@@ -94,6 +95,9 @@ void FileSystemManager::addAll(std::u16string const& sourceRoot, TransformMode m
 
 FileSystemEntry FileSystemManager::addFileInternal(std::unique_ptr<IContentSource> source, std::u16string const& path,
                                                    Perms::Perms_tag permissions, boost::posix_time::ptime const& time) {
+  if (isEncryptionEnabled())
+    source = std::make_unique<EncryptionWithInlineIVTransform>(std::move(source), encryptor_, encryptionAlgorithm_,
+                                                               ivGenerator_);
   model::ContentType const type(source->getContentType().toString());
   FileSystemEntry entry = createFileInternal(path, type, permissions, time);
   std::unique_ptr<OutputStream> const output = getFileOutputStream(entry);

@@ -103,9 +103,8 @@ std::unique_ptr<IContentSource> FileSystemManager::getFileContentSource(FileSyst
   if (!entry.isFile()) throw FileSystemEntryMustBeFile(messages::kMustBeFile);
   throwIfStale(entry);
   auto source = std::make_unique<PartContentSource>(getPackage().getPart(model::PartName(entry.getContentName())));
-  if (transformMode == TransformMode::Transform)
-    throwIfEncrypted(source->getContentType(), messages::kContentIsEncrypted);
-  return source;
+  if (transformMode != TransformMode::Transform) return source;
+  return decrypted(std::move(source), decryptor_, messages::kContentIsEncrypted);
 }
 
 void FileSystemManager::extractEntryInternal(std::u16string const& root, FileSystemEntry const& entry,
@@ -118,15 +117,18 @@ void FileSystemManager::extractEntryInternal(std::u16string const& root, FileSys
     extractLinkInternal(root, entry);
 }
 
+// Content that cannot be had, above all what does not authenticate, leaves a file of that name alone.
 void FileSystemManager::extractFileInternal(std::u16string const& root, FileSystemEntry const& entry,
                                             RestoreMode restoreMode, TransformMode transformMode) {
   std::u16string const path = ensureDestinationParentExists(root, entry.getPathName());
+  std::unique_ptr<IContentSource> const source = getFileContentSource(entry, transformMode);
+  InputStream& content = source->getInputStream();
   error_code error;
   std::unique_ptr<FileOutputStream> file =
       destination_->createOutputStream(path, std::ios::out | std::ios::binary, error);
   if (error || !file) throw CouldNotCreateFile(messages::withPath(messages::kCouldNotCreateFile, path));
 
-  writeFile(getFileContentSource(entry, transformMode)->getInputStream(), *file, path);
+  writeFile(content, *file, path);
   file.reset();  // closed before its time is set
   if (restoreMode == RestoreMode::TimeAndPermissions) restore(*destination_, path, entry);
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <set>
+#include <utility>
 
+#include "crypto/EncryptionWithInlineIVTransform.hpp"
 #include "filesystem/EncryptedContent.hpp"
 #include "filesystem/FileSystemManifest.hpp"
 #include "filesystem/FileSystemTree.hpp"
@@ -32,6 +34,21 @@ Part findOrCreatePart(model::Package& package, std::u16string const& relationshi
   package.createInternalRelationship(relationshipType, part.getName().getURI());
   return part;
 }
+
+/// A document in memory.
+class BytesSource final : public IContentSource {
+ public:
+  BytesSource(std::vector<unsigned char> bytes, model::ContentType type)
+      : bytes_(std::move(bytes)), type_(std::move(type)), stream_(bytes_) {}
+
+  model::ContentType getContentType() override { return type_; }
+  InputStream& getInputStream() override { return stream_; }
+
+ private:
+  std::vector<unsigned char> bytes_;
+  model::ContentType type_;
+  ByteArrayInAdaptor stream_;
+};
 
 /// In order of path.
 std::vector<FileSystemNode> linksOf(FileSystemTree const& tree) {
@@ -78,10 +95,10 @@ void FileSystemManager::doLoad() {
   auto const manifests = findManifests(getPackage());
   if (manifests.empty()) return;
 
-  PartContentSource source(model::PackageHelper::getTarget(getPackage(), manifests.front()));
-  throwIfEncrypted(source.getContentType(), messages::kManifestIsEncrypted);
-  manifest_->read(source.getInputStream(), *tree_);
-  if (source.getContentType() == getPartContentTypeV1()) upgradeFromVersion1();
+  Part const part = model::PackageHelper::getTarget(getPackage(), manifests.front());
+  auto const source = decrypted(std::make_unique<PartContentSource>(part), decryptor_, messages::kManifestIsEncrypted);
+  manifest_->read(source->getInputStream(), *tree_);
+  if (part.getContentType() == getPartContentTypeV1()) upgradeFromVersion1();
 }
 
 /// A save must not leave a version-1 manifest behind whose targets are gone: what was upgraded is unsaved.
@@ -126,6 +143,7 @@ void FileSystemManager::cleanupOldPartsAndRelationships() {
 // empty one.
 void FileSystemManager::doSave() {
   ensureLoaded();
+  throwIfSavingChangesEncryption();
   doSaveCurrent();
   if (saveV1Manifest_) doSaveV1();
 }
@@ -137,9 +155,13 @@ void FileSystemManager::doSaveCurrent() {
   std::vector<unsigned char> bytes;
   ByteArrayOutAdaptor buffer(bytes);
   manifest_->write(*tree_, buffer);
-  Part const part = findOrCreatePart(getPackage(), getRelationshipType(), getPartURI(), getPartContentType());
+  std::unique_ptr<IContentSource> source = std::make_unique<BytesSource>(std::move(bytes), getPartContentType());
+  if (isEncryptionEnabled())
+    source = std::make_unique<EncryptionWithInlineIVTransform>(std::move(source), encryptor_, encryptionAlgorithm_,
+                                                               ivGenerator_);
+  InputStream& input = source->getInputStream();
+  Part const part = findOrCreatePart(getPackage(), getRelationshipType(), getPartURI(), source->getContentType());
   std::unique_ptr<OutputStream> const output = part.getOutputStream();
-  ByteArrayInAdaptor input(bytes);
   StreamHelper::copyStreamToStream(input, *output);
   output->close();
 }

@@ -16,6 +16,9 @@ inline constexpr char kMustBeLink[] = "File system entry must be a link";
 inline constexpr char kMustBeSymbolicLink[] = "File system entry must be a symbolic link";
 inline constexpr char kNotBelowSourceRoot[] = "Could not make source file name relative to source root";
 
+inline constexpr char kCannotStartEncryption[] =
+    "Cannot change from a non-encrypted file system to an encrypted file-system";
+inline constexpr char kCannotStopEncryption[] = "Cannot save an encrypted file system while encryption is not enabled";
 inline constexpr char kManifestIsEncrypted[] = "Manifest is encrypted but enableDecryption() has not been called yet";
 inline constexpr char kContentIsEncrypted[] = "Content is encrypted but enableDecryption() has not been called yet";
 inline constexpr char kUnknownConversionFault[] = "Unknown error converting from V1 manifest to current format.";

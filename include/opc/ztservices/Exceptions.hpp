@@ -39,6 +39,7 @@ ZT_EXCEPTION(CouldNotCreateDestinationParent);
 ZT_EXCEPTION(CouldNotGetSourceFilesAndLinks);
 
 ZT_EXCEPTION(CouldNotConvertFileSystemManifest);
+ZT_EXCEPTION(CannotChangeEncryption);
 ZT_EXCEPTION(CouldNotDecryptContent);
 ZT_EXCEPTION(InvalidIVBytesSize);
 

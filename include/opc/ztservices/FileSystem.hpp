@@ -4,6 +4,7 @@
 #include <boost/date_time/posix_time/ptime.hpp>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,10 +16,14 @@
 #include "opc/model/Package.hpp"
 #include "opc/model/URI.hpp"
 #include "opc/ztservices/ContentSources.hpp"
+#include "opc/ztservices/Encryption.hpp"
 #include "opc/ztservices/Exceptions.hpp"
 
 namespace opc::ztservices {
 
+class IDecryptor;
+class IDigestEngine;
+class IEncryptor;
 struct FileSystemNode;
 class FileSystemTree;
 class FileSystemManifest;
@@ -86,6 +91,10 @@ class ZT_API FileSystemEntry {
 /// (hasParent, getParent, hasChildren and getChildren ask about the path alone: where that is gone,
 /// hasChildren is false, getChildren is empty, hasParent is false and getParent throws
 /// FileSystemEntryHasNoParent).
+///
+/// Contents and manifest may be encrypted with AES-256-GCM. What is encrypted says so in the content type of its
+/// part; the names of encrypted contents' parts do not show the paths. Nothing hides sizes and the number of files,
+/// and nothing binds contents to their entries: docs/threat-model.md tells what that means.
 class ZT_API FileSystemManager : public model::DataManager {
  public:
   /// Disk operations for adding and extracting; borrowed.
@@ -146,7 +155,8 @@ class ZT_API FileSystemManager : public model::DataManager {
   void deleteFile(FileSystemEntry const& entry);
   void deleteFolder(FileSystemEntry const& entry);
   void deleteLink(FileSystemEntry const& entry);
-  /// A stream that replaces the file's stored bytes as they are, owned by the caller, who closes it.
+  /// A stream that replaces the file's stored bytes as they are, owned by the caller, who closes it: nothing that
+  /// is written here is encrypted.
   std::unique_ptr<OutputStream> getFileOutputStream(FileSystemEntry const& entry);
 
   // ---- adding from and extracting to a disk
@@ -180,14 +190,38 @@ class ZT_API FileSystemManager : public model::DataManager {
                       RestoreMode restoreMode, TransformMode transformMode);
   void extractEntry(std::u16string const& destinationRoot, FileSystemEntry const& entry, RestoreMode restoreMode,
                     TransformMode transformMode);
-  /// The stored contents of a file; with TransformMode::Transform decrypted where they are encrypted
-  /// (CouldNotDecryptContent). Throws FileSystemEntryMustBeFile, PartNotFound where a damaged package
-  /// lacks the content part.
+  /// The stored contents of a file. With TransformMode::Transform they are decrypted where they are encrypted:
+  /// CouldNotDecryptContent before enableDecryption(); from the source's getInputStream(), before the first byte,
+  /// CouldNotTransformContentData where the key is another one or anything was changed. Throws
+  /// FileSystemEntryMustBeFile, PartNotFound where a damaged package lacks the content part.
   std::unique_ptr<IContentSource> getFileContentSource(FileSystemEntry const& entry, TransformMode transformMode);
+
+  // ---- encryption; keys have 32 bytes, and opc::Exception refuses others
+
+  /// From now on contents that are added, and the manifest, are stored encrypted, each under an initialization
+  /// vector of its own. `ivBytes` are the fixed portion of deterministic ones (8 bytes or more, of which 8 count),
+  /// which must never serve twice under one key: calling this again begins the sequence again. For random ones they
+  /// are a seed, of 8 bytes or more, or none.
+  ///
+  /// What was added before stays as it is, as does what a package of version 1 holds. Throws InvalidIVBytesSize, and
+  /// CannotChangeEncryption where the package has a plain manifest; what was enabled before then stays enabled. There
+  /// is no way back: a save throws CannotChangeEncryption where the package has an encrypted manifest and encryption
+  /// is not enabled, or a plain one (of another manager) and it is.
+  void enableEncryption(std::vector<unsigned char> const& key, IVMode ivMode,
+                        std::vector<unsigned char> const& ivBytes);
+  /// From now on encrypted contents and manifests can be read, where this is their key.
+  void enableDecryption(std::vector<unsigned char> const& key);
+  bool isEncryptionEnabled() const;
+  bool isDecryptionEnabled() const;
+  /// Whether the package has a manifest (of the current version) that is encrypted, or one that is not. A package
+  /// without one is neither. Throw PartNotFound where a damaged package lacks the manifest's part.
+  bool isEncrypted() const;
+  bool isNonEncrypted() const;
 
   // ---- keeping the older manifest
 
-  /// Whether saves also write a manifest of version 1, and a loaded one is kept; false at first.
+  /// Whether saves also write a manifest of version 1, and a loaded one is kept; false at first. That manifest is
+  /// never encrypted, and shows all paths.
   void setSaveV1Manifest(bool save);
 
   // ---- rules that callers may want to ask about
@@ -197,7 +231,8 @@ class ZT_API FileSystemManager : public model::DataManager {
   std::u16string normalizeLinkTarget(std::u16string const& target) const;
   /// `path` without the leading `root` and one following "/"; throws CouldNotMakeRelativeToSourceRoot.
   std::u16string makeRelativePath(std::u16string const& root, std::u16string const& path) const;
-  /// The part name that a new file at the path would get.
+  /// The part name that a new file at the path would get. While encryption is enabled it is made of a digest of the
+  /// path under the key, and does not show the path.
   std::u16string makeUniquePartName(std::u16string const& path) const;
   void throwIfAlreadyExists(std::u16string const& path) const;
   void throwIfNotFound(std::u16string const& path) const;
@@ -239,6 +274,8 @@ class ZT_API FileSystemManager : public model::DataManager {
   void ensureDestinationRootExists(std::u16string const& root);
   std::u16string ensureDestinationParentExists(std::u16string const& root, std::u16string const& path);
 
+  std::optional<model::ContentType> findManifestType() const;
+  void throwIfSavingChangesEncryption() const;
   void doSaveCurrent();
   void doSaveV1();
   void upgradeFromVersion1();
@@ -253,7 +290,13 @@ class ZT_API FileSystemManager : public model::DataManager {
   mutable std::unique_ptr<FileSystemTree> tree_;  // replaced by loading, which const operations do at first use
   std::unique_ptr<FileSystemManifest> manifest_;
   bool saveV1Manifest_ = false;
-  mutable bool convertedFromV1_ = false;  // set by a load that upgraded version 1, consumed by ensureLoaded
+  std::string encryptionAlgorithm_;
+  std::shared_ptr<IVGenerator> ivGenerator_;  // empty until encryption is enabled, as are
+  std::shared_ptr<IEncryptor> encryptor_;     // this one
+  std::shared_ptr<IDecryptor> decryptor_;     // empty until decryption is enabled
+  std::string digestAlgorithm_;
+  std::shared_ptr<IDigestEngine> digestEngine_;  // for the names of content parts; empty until encryption is enabled
+  mutable bool convertedFromV1_ = false;         // set by a load that upgraded version 1, consumed by ensureLoaded
 };
 
 }  // namespace opc::ztservices
