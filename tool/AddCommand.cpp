@@ -7,6 +7,7 @@
 #include "Commands.hpp"
 #include "Errors.hpp"
 #include "FileSystems.hpp"
+#include "Keys.hpp"
 #include "Paths.hpp"
 #include "Process.hpp"
 #include "TreeAdding.hpp"
@@ -131,6 +132,18 @@ std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, 
   return sources;
 }
 
+// An encrypted package stays encrypted, under random initialization vectors: a sequence that was begun elsewhere
+// cannot be continued. A plain one stays plain, so that none holds in the clear what its user believes encrypted.
+void keepEncryption(FileSystemManager& manager, AddOptions const& options) {
+  if (options.keyFile.empty()) return;
+  if (!manager.isEncrypted()) {
+    std::u16string const name = fromArgument(options.package);
+    throw Failure(
+        Report{Exit::Package, "not-encrypted", shown(name) + " is not encrypted, and adding cannot change that", name});
+  }
+  manager.enableEncryption(Key(options.keyFile).bytes(), opc::ztservices::IVMode::Random, {});
+}
+
 void tellAdded(std::vector<Source> const& sources, std::u16string const& package, Progress const& progress) {
   Entries added{0, 0, 0, progress.done().bytes};
   for (Source const& source : sources) {
@@ -152,7 +165,9 @@ void add(AddOptions const& options) {
   opc::LocalFileSystemOps disk;
   TreeInTurn selector(disk);
   FileSystemManager manager(*package, selector);
+  enableDecryption(manager, options.keyFile);
   load(manager, options.package);
+  keepEncryption(manager, options);
   Addition addition(manager, options.force);
   Progress progress(options.progress && !options.quiet);
   std::vector<Source> const sources = survey(disk, options, addition, progress);

@@ -2,12 +2,14 @@
 #include "Commands.hpp"
 #include "Errors.hpp"
 #include "FileSystems.hpp"
+#include "Keys.hpp"
 
 namespace ztpkg {
 
 void cat(CatOptions const& options, Output& out) {
   auto const package = openFileSystem(options.package);
   opc::ztservices::FileSystemManager manager(*package);
+  enableDecryption(manager, options.keyFile);
   load(manager, options.package);
   auto const entry = findEntry(manager, options.path);
   std::u16string const path = entry.getPathName();
@@ -15,10 +17,13 @@ void cat(CatOptions const& options, Output& out) {
     std::string const kind = entry.isLink() ? " is a link, to " + shown(entry.getContentName()) : " is a folder";
     throw Failure(Report{Exit::Package, "not-a-file", shown(path) + kind, path});
   }
-  if (isEncrypted(*package, entry))
-    throw Failure(Report{Exit::Key, "key-required", shown(path) + " is encrypted", path});
-  auto const source = manager.getFileContentSource(entry, opc::ztservices::TransformMode::Transform);
-  opc::StreamHelper::copyStreamToStream(source->getInputStream(), out);
+  throwIfKeyIsMissing(*package, manager, entry);
+  try {
+    auto const source = manager.getFileContentSource(entry, opc::ztservices::TransformMode::Transform);
+    opc::StreamHelper::copyStreamToStream(source->getInputStream(), out);
+  } catch (opc::ztservices::CouldNotTransformContentData const&) {
+    throw Failure(cannotDecrypt(shown(path), path));
+  }
 }
 
 }  // namespace ztpkg

@@ -56,6 +56,11 @@ CLI::Option& addPackage(CLI::App& command, std::string& package) {
   return *command.add_option("PACKAGE", package, "The package")->required();
 }
 
+void addKeyFile(CLI::App& command, std::string& file) {
+  command.add_option("-k,--key-file", file, "The file with the key: 32 bytes or 64 hexadecimal digits")
+      ->type_name("FILE");
+}
+
 /// An option for each core property.
 void addProperties(CLI::App& command, std::shared_ptr<PackOptions> const& options) {
   for (PropertyName const& property : propertyNames())
@@ -91,6 +96,14 @@ void addPack(CLI::App& app, Invocation& invocation) {
           "How hard to compress: fast, default or small")
       ->type_name("LEVEL");
   command.add_flag("--text-to-utf8", options->textToUTF8, "Store text files as UTF-8, whatever they are in");
+  addKeyFile(command, options->keyFile);
+  command.add_option("--iv", options->ivMode, "Where initialization vectors come from: random or deterministic")
+      ->check(CLI::IsMember({"random", "deterministic"}))
+      ->type_name("MODE");
+  command
+      .add_option("--iv-prefix", options->ivPrefix,
+                  "The beginning of deterministic ones, 16 digits, never used before with this key")
+      ->type_name("HEX");
   addProperties(command, options);
   command.add_flag("-n,--dry-run", options->dryRun, "Only print what would be stored");
   command.add_flag("!--no-progress", options->progress, "Show no bar while the work goes on");
@@ -99,6 +112,7 @@ void addPack(CLI::App& app, Invocation& invocation) {
     unmark(options->directory);
     unmark(options->package);
     unmark(options->exclude);
+    unmark(options->keyFile);
     invocation.package = options->package;
     invocation.action = [options](Output& out) { pack(*options, out); };
   });
@@ -113,6 +127,7 @@ void addAdd(CLI::App& app, Invocation& invocation) {
   command.add_option("-t,--to", options->to, "The folder of the package that it is added to; the root without it")
       ->type_name("DIR");
   command.add_flag("--text-to-utf8", options->textToUTF8, "Store text files as UTF-8, whatever they are in");
+  addKeyFile(command, options->keyFile);
   command.add_flag("-f,--force", options->force, "Replace files and links that are in the package");
   command.add_flag("!--no-progress", options->progress, "Show no bar while the work goes on");
   command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
@@ -120,6 +135,7 @@ void addAdd(CLI::App& app, Invocation& invocation) {
     unmark(options->package);
     unmark(options->sources);
     unmark(options->to);
+    unmark(options->keyFile);
     invocation.package = options->package;
     invocation.action = [options](Output&) { add(*options); };
   });
@@ -132,6 +148,8 @@ void addUnpack(CLI::App& app, Invocation& invocation) {
   addPackage(command, options->package);
   command.add_option("DIR", options->directory, "Where to; made where it is missing")->required();
   command.add_option("PATH", options->paths, "Only these entries, with what lies below them");
+  addKeyFile(command, options->keyFile);
+  command.add_flag("--raw", options->raw, "Write contents as they are stored, without decrypting them");
   command.add_flag("!--no-restore", options->restore, "Do not restore times and permissions");
   command.add_flag("-f,--force", options->force, "Replace files and links that exist");
   command.add_flag("--allow-outside-links", options->allowOutsideLinks, "Also make links that point out of DIR");
@@ -141,6 +159,7 @@ void addUnpack(CLI::App& app, Invocation& invocation) {
     unmark(options->package);
     unmark(options->directory);
     unmark(options->paths);
+    unmark(options->keyFile);
     invocation.package = options->package;
     invocation.action = [options](Output&) { unpack(*options); };
   });
@@ -182,12 +201,14 @@ void addList(CLI::App& app, Invocation& invocation) {
       addCommand(app, "list", "List the files, folders and links of a package", "ztpkg list --long photos.ztpkg");
   command.alias("ls");
   addPackage(command, options->package);
+  addKeyFile(command, options->keyFile);
   CLI::Option* const detailed = command.add_flag("-l,--long", options->detailed,
                                                  "Also type, permissions, sizes, time, link target and content type");
   command.add_flag("-H,--human", options->human, "Sizes as people say them, such as 1.2 MB")->needs(detailed);
   command.add_flag("--json", options->json, "Print a JSON array")->excludes(detailed);
   command.callback([&invocation, options] {
     unmark(options->package);
+    unmark(options->keyFile);
     invocation.package = options->package;
     invocation.action = [options](Output& out) { list(*options, out); };
   });
@@ -199,9 +220,11 @@ void addCat(CLI::App& app, Invocation& invocation) {
       addCommand(app, "cat", "Print the contents of one file of a package", "ztpkg cat photos.ztpkg /2024/notes.txt");
   addPackage(command, options->package);
   command.add_option("PATH", options->path, "The file's path in the package")->required();
+  addKeyFile(command, options->keyFile);
   command.callback([&invocation, options] {
     unmark(options->package);
     unmark(options->path);
+    unmark(options->keyFile);
     invocation.package = options->package;
     invocation.action = [options](Output& out) { cat(*options, out); };
   });
@@ -213,9 +236,11 @@ void addInfo(CLI::App& app, Invocation& invocation) {
                                  "ztpkg info --json report.docx");
   addPackage(command, options->package);
   command.add_flag("--json", options->json, "Print a JSON object");
+  addKeyFile(command, options->keyFile);
   command.add_flag("--digest", options->digest, "Also the SHA-256 of each part");
   command.callback([&invocation, options] {
     unmark(options->package);
+    unmark(options->keyFile);
     invocation.package = options->package;
     invocation.action = [options](Output& out) { info(*options, out); };
   });
@@ -265,6 +290,17 @@ void addProps(CLI::App& app, Invocation& invocation) {
   addSetProperties(command, invocation);
 }
 
+void addKeygen(CLI::App& app, Invocation& invocation) {
+  auto const options = std::make_shared<KeygenOptions>();
+  CLI::App& command = addCommand(app, "keygen", "Make a file with a new random key", "ztpkg keygen photos.key");
+  command.add_option("FILE", options->file, "The file, which must not exist and which only its owner can read")
+      ->required();
+  command.callback([&invocation, options] {
+    unmark(options->file);
+    invocation.action = [options](Output&) { keygen(*options); };
+  });
+}
+
 std::string commandOf(CLI::App const& app) {
   auto const parsed = app.get_subcommands();
   if (parsed.empty()) return "";
@@ -296,6 +332,7 @@ void parseCommandLine(int argc, char const* const* argv, Invocation& invocation)
   addInfo(app, invocation);
   addVerify(app, invocation);
   addProps(app, invocation);
+  addKeygen(app, invocation);
   try {
     app.parse(markedArguments(argc, argv));
     invocation.command = commandOf(app);

@@ -21,6 +21,9 @@ struct PackOptions {
   bool skipOutsideLinks = false;
   bool textToUTF8 = false;
   std::vector<std::pair<std::string, std::string>> properties;  ///< names and values
+  std::string keyFile;                                          ///< empty for none
+  std::string ivMode;                                           ///< "random", "deterministic" or empty
+  std::string ivPrefix;                                         ///< hexadecimal digits
   bool dryRun = false;
   bool progress = true;
   bool quiet = false;
@@ -31,6 +34,7 @@ struct AddOptions {
   std::string package;
   std::vector<std::string> sources;
   std::string to = "/";
+  std::string keyFile;  ///< empty for none
   bool textToUTF8 = false;
   bool force = false;
   bool progress = true;
@@ -42,6 +46,8 @@ struct UnpackOptions {
   std::string package;
   std::string directory;
   std::vector<std::string> paths;
+  std::string keyFile;  ///< empty for none
+  bool raw = false;
   bool restore = true;
   bool force = false;
   bool allowOutsideLinks = false;
@@ -67,6 +73,7 @@ void verify(VerifyOptions const& options, Output& out);
 
 struct ListOptions {
   std::string package;
+  std::string keyFile;  ///< empty for none
   bool detailed = false;
   bool human = false;
   bool json = false;
@@ -76,11 +83,13 @@ void list(ListOptions const& options, Output& out);
 struct CatOptions {
   std::string package;
   std::string path;
+  std::string keyFile;  ///< empty for none
 };
 void cat(CatOptions const& options, Output& out);
 
 struct InfoOptions {
   std::string package;
+  std::string keyFile;  ///< empty for none
   bool json = false;
   bool digest = false;
 };
@@ -97,5 +106,10 @@ struct SetPropertiesOptions {
   std::vector<std::string> assignments;  ///< NAME=VALUE
 };
 void setProperties(SetPropertiesOptions const& options);
+
+struct KeygenOptions {
+  std::string file;
+};
+void keygen(KeygenOptions const& options);
 
 }  // namespace ztpkg

@@ -37,6 +37,11 @@ std::unique_ptr<opc::FileOutputStream> DestinationTree::createOutputStream(std::
   return std::make_unique<CheckedOutput>(std::move(file), *progress_);
 }
 
+std::u16string DestinationTree::appendPath(std::u16string const& base, std::u16string const& relative) {
+  lastEntry_ = relative;
+  return inner().appendPath(base, relative);
+}
+
 opc::FileSystemOps& Destination::getForPath(std::u16string const&) {
   if (tree_) return *tree_;
   try {

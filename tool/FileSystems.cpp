@@ -46,7 +46,9 @@ void load(FileSystemManager const& manager, std::string const& path) {
     std::u16string const name = fromArgument(path);
     Report report = describe(std::current_exception(), name).front();
     if (report.code == "invalid-content") report.message = "the file system of " + shown(name) + ": " + error.what();
-    if (report.code == "key-required") report.message = "the file system of " + shown(name) + " is encrypted";
+    if (report.code == "key-required")
+      report.message = "the file system of " + shown(name) + " is encrypted: its key is needed (--key-file)";
+    if (report.code == "cannot-decrypt") report = cannotDecrypt("the file system of " + shown(name), name);
     throw Failure(std::move(report));
   }
 }
@@ -57,6 +59,17 @@ FileSystemEntry findEntry(FileSystemManager const& manager, std::string const& a
   std::u16string const asGiven = fromArgument(argument);  // a foreign manifest may have paths without the slash
   if (manager.hasEntry(asGiven)) return manager.getEntry(asGiven);
   throw Failure(Report{Exit::Package, "no-such-entry", "no entry " + shown(path) + " in the package", path});
+}
+
+Report cannotDecrypt(std::string const& what, std::u16string const& item) {
+  return {Exit::Key, "cannot-decrypt", what + " cannot be decrypted: the key is another one, or something was changed",
+          item};
+}
+
+void throwIfKeyIsMissing(Package const& package, FileSystemManager const& manager, FileSystemEntry const& file) {
+  if (manager.isDecryptionEnabled() || !isEncrypted(package, file)) return;
+  std::u16string const path = file.getPathName();
+  throw Failure(Report{Exit::Key, "key-required", shown(path) + " is encrypted: its key is needed (--key-file)", path});
 }
 
 bool isEncrypted(Package const& package, FileSystemEntry const& file) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "Errors.hpp"
 #include "opc/model/Package.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 
@@ -34,6 +35,13 @@ opc::ztservices::FileSystemEntry findEntry(opc::ztservices::FileSystemManager co
 
 /// Whether the contents of a file are encrypted; throws PartNotFound where they are missing.
 bool isEncrypted(opc::model::Package const& package, opc::ztservices::FileSystemEntry const& file);
+
+/// Failure where the contents of a file are encrypted and the manager has no key.
+void throwIfKeyIsMissing(opc::model::Package const& package, opc::ztservices::FileSystemManager const& manager,
+                         opc::ztservices::FileSystemEntry const& file);
+
+/// What is said of contents that do not authenticate under the key.
+Report cannotDecrypt(std::string const& what, std::u16string const& item);
 
 /// Every entry but the root, in code-unit order of path.
 std::vector<opc::ztservices::FileSystemEntry> allEntries(opc::ztservices::FileSystemManager const& manager);

@@ -8,6 +8,7 @@
 #include "Errors.hpp"
 #include "FileSystems.hpp"
 #include "Json.hpp"
+#include "Keys.hpp"
 #include "Paths.hpp"
 #include "Properties.hpp"
 #include "Records.hpp"
@@ -47,12 +48,13 @@ bool isManifestEncrypted(Package const& package, std::u16string const& relations
   return manifest && manifest->getContentType().hasParameter(u"encryption");
 }
 
-void describeFileSystem(Package& package, std::string const& path, FileSystemRecord& record) {
+void describeFileSystem(Package& package, InfoOptions const& options, FileSystemRecord& record) {
   record.present = hasFileSystem(package);
   record.encrypted = isManifestEncrypted(package, FileSystemManager::getRelationshipType());
-  if (!record.present || record.encrypted) return;
-  FileSystemManager const manager(package);
-  load(manager, path);
+  if (!record.present || (record.encrypted && options.keyFile.empty())) return;
+  FileSystemManager manager(package);
+  enableDecryption(manager, options.keyFile);
+  load(manager, options.package);
   record.entries = allEntries(manager).size();
   record.manifestVersion = manager.getVersion();
   record.createdByPlatform = manager.getCreatedByPlatform();
@@ -96,7 +98,7 @@ void describeExtendedProperties(Package& package, Summary& summary) {
 Summary summarise(Package& package, InfoOptions const& options) {
   Summary summary;
   try {
-    describeFileSystem(package, options.package, summary.fileSystem);
+    describeFileSystem(package, options, summary.fileSystem);
   } catch (Failure const&) {  // a broken manifest is a reason to look at the rest
     summary.fileSystemFault = std::current_exception();
   }
@@ -142,8 +144,9 @@ void printJson(Package const& package, Summary const& summary, Output& out) {
 void printFileSystem(FileSystemRecord const& record, Output& out) {
   out.print("File system: ");
   if (!record.present) return out.print("none\n");
-  if (record.encrypted) return out.print("encrypted\n");
-  if (!record.entries) return out.print("not readable\n");
+  if (record.encrypted) out.print("encrypted");
+  if (!record.entries) return out.print(record.encrypted ? "\n" : "not readable\n");
+  if (record.encrypted) out.print(", ");
   out.print(counted(static_cast<std::size_t>(*record.entries), "path") + ", manifest version ");
   out.printName(*record.manifestVersion + u", made on " + *record.createdByPlatform + u" with " +
                 *record.createdByEncoding);

@@ -16,6 +16,7 @@ using Object = nlohmann::ordered_json;
 
 Object value(std::u16string const& text) { return opc::toUTF8String(text); }
 Object value(std::uint64_t number) { return number; }
+Object value(bool truth) { return truth; }
 
 template <typename Value>
 Object value(std::optional<Value> const& held) {
@@ -71,7 +72,8 @@ std::string json(EntryRecord const& record) {
                {"modified", value(record.modified)},
                {"target", value(record.target)},
                {"contentType", value(record.contentType)},
-               {"part", value(record.part)}});
+               {"part", value(record.part)},
+               {"encrypted", value(record.encrypted)}});
 }
 
 std::string json(PartRecord const& record) {

@@ -6,6 +6,7 @@
 #include "Commands.hpp"
 #include "FileSystems.hpp"
 #include "Json.hpp"
+#include "Keys.hpp"
 #include "Records.hpp"
 #include "opc/Time.hpp"
 
@@ -23,9 +24,10 @@ void addContents(EntryRecord& record, Package const& package, std::u16string con
   opc::model::PartName const name(part);
   if (!package.hasPart(name)) return;
   opc::model::Part const content = package.getPart(name);
-  record.size = content.getSize();
+  record.size = contentSize(content);
   record.storedSize = content.getStoredSize();
   record.contentType = content.getContentType().toString();
+  record.encrypted = content.getContentType().hasParameter(u"encryption");
 }
 
 Type typeOf(FileSystemEntry const& entry) {
@@ -124,7 +126,8 @@ void printJson(Package const& package, std::vector<FileSystemEntry> const& entri
 
 void list(ListOptions const& options, Output& out) {
   auto const package = openFileSystem(options.package);
-  FileSystemManager const manager(*package);
+  FileSystemManager manager(*package);
+  enableDecryption(manager, options.keyFile);
   load(manager, options.package);
   auto const entries = allEntries(manager);
   if (options.json) return printJson(*package, entries, out);

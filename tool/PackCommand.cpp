@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <thread>
 
@@ -12,6 +13,7 @@
 #include "Commands.hpp"
 #include "Errors.hpp"
 #include "FileSystems.hpp"
+#include "Keys.hpp"
 #include "Paths.hpp"
 #include "Process.hpp"
 #include "Properties.hpp"
@@ -95,13 +97,39 @@ CoreProperties propertiesFor(PackOptions const& options) {
   return record;
 }
 
-void store(SourceTree& source, std::u16string const& path, PackOptions const& options,
-           CoreProperties const& properties) {
+[[noreturn]] void throwUsage(char const* message) { throw Failure(Report{Exit::Usage, "usage", message, {}}); }
+
+/// How contents are to be encrypted.
+struct Encryption {
+  explicit Encryption(PackOptions const& options) : key(options.keyFile), prefix(fromHex(options.ivPrefix)) {
+    constexpr std::size_t kPrefixBytes = 8;
+    bool const deterministic = options.ivMode == "deterministic";
+    if (deterministic && prefix.size() != kPrefixBytes)
+      throwUsage("--iv deterministic needs --iv-prefix, 16 hexadecimal digits that were never used with this key");
+    if (!deterministic && !options.ivPrefix.empty()) throwUsage("--iv-prefix is for --iv deterministic");
+    mode = deterministic ? opc::ztservices::IVMode::Deterministic : opc::ztservices::IVMode::Random;
+  }
+
+  Key key;
+  opc::ztservices::IVMode mode;
+  std::vector<unsigned char> prefix;
+};
+
+/// Null for none.
+std::unique_ptr<Encryption const> encryptionFor(PackOptions const& options) {
+  if (options.keyFile.empty() && !(options.ivMode.empty() && options.ivPrefix.empty()))
+    throwUsage("--iv and --iv-prefix need --key-file");
+  return options.keyFile.empty() ? nullptr : std::make_unique<Encryption const>(options);
+}
+
+void store(SourceTree& source, std::u16string const& path, PackOptions const& options, CoreProperties const& properties,
+           Encryption const* encryption) {
   using opc::model::Existing;
   auto const package = Package::create(path, options.force ? Existing::Replace : Existing::Refuse);
   package->setCompressionLevel(options.level);
   package->setCompressionThreads(std::thread::hardware_concurrency());
   FileSystemManager manager(*package, source, source);
+  if (encryption) manager.enableEncryption(encryption->key.bytes(), encryption->mode, encryption->prefix);
   manager.markAsDirty();  // an empty directory is a file system too
   addTree(manager, source, options.textToUTF8);
   CorePropertiesManager identity(*package);
@@ -115,6 +143,7 @@ void store(SourceTree& source, std::u16string const& path, PackOptions const& op
 void pack(PackOptions const& options, Output& out) {
   noteSignals();
   CoreProperties const properties = propertiesFor(options);
+  auto const encryption = encryptionFor(options);
   std::u16string const package = fromArgument(options.package);
   checkTarget(package, options.force);
   std::u16string const root = existingDirectory(fromArgument(options.directory));
@@ -125,7 +154,7 @@ void pack(PackOptions const& options, Output& out) {
   progress.expect({source.fileCount(), source.fileBytes()});
   if (!options.quiet) tellSkipped(source);
   if (options.dryRun) return printPlan(source, out);
-  store(source, package, options, properties);
+  store(source, package, options, properties, encryption.get());
   progress.finish();
   if (!options.quiet) tellStored(source, package, progress);
 }

@@ -21,6 +21,7 @@ struct EntryRecord {
   std::optional<std::u16string> target;
   std::optional<std::u16string> contentType;
   std::optional<std::u16string> part;
+  std::optional<bool> encrypted;
 };
 
 /// What `info` tells of a part.
@@ -42,7 +43,7 @@ struct RelationshipRecord {
 };
 
 /// What `info` tells of the file system; all but the first is absent where there is none, and all but the
-/// first two where it is encrypted.
+/// first two where it is encrypted and there is no key.
 struct FileSystemRecord {
   bool present = false;
   bool encrypted = false;

@@ -37,6 +37,7 @@ int run(int argc, char const* const* argv) {
   try {
     Output out;
     parseCommandLine(argc, argv, invocation);
+    if (invocation.json) std::cout.rdbuf(nullptr);  // what the library says of failures would break the JSON
     invocation.action(out);
     out.close();
     return static_cast<int>(Exit::Done);

@@ -5,6 +5,7 @@
 
 #include "Errors.hpp"
 #include "FileSystems.hpp"
+#include "Keys.hpp"
 #include "LinkTargets.hpp"
 #include "NewParents.hpp"
 #include "Paths.hpp"
@@ -47,14 +48,14 @@ void checkParents(FileSystemManager const& manager, std::u16string const& path, 
   });
 }
 
-// A file whose contents are missing or encrypted is found before anything is written.
-void addCheckedSize(ExtractionSize& size, Package const& package, Leaf const& leaf) {
+// A file whose contents are missing, or encrypted without a key being given, is found before anything is written.
+void addCheckedSize(ExtractionSize& size, Package const& package, FileSystemManager const& manager, Leaf const& leaf,
+                    bool raw) {
   if (!leaf.entry.isFile()) return;
-  if (isEncrypted(package, leaf.entry))
-    throw Failure(Report{Exit::Key, "key-required", shown(leaf.path) + " is encrypted", leaf.path});
+  if (!raw) throwIfKeyIsMissing(package, manager, leaf.entry);
   opc::model::Part const part = package.getPart(opc::model::PartName(leaf.entry.getContentName()));
   ++size.content.files;
-  size.content.bytes += part.getSize();
+  size.content.bytes += raw ? part.getSize() : contentSize(part);
   size.stored += part.getStoredSize();
 }
 
@@ -90,14 +91,14 @@ void checkLinks(FileSystemManager const& manager, Leaves const& leaves) {
 }  // namespace
 
 ExtractionSize checkExtraction(Package const& package, FileSystemManager const& manager, Leaves const& leaves,
-                               std::u16string const& root, opc::Confinement const& confinement) {
+                               std::u16string const& root, opc::Confinement const& confinement, bool raw) {
   std::u16string previous;
   ExtractionSize size;
   for (Leaf const& leaf : leaves) {
     checkSegments(leaf.path);
     checkParents(manager, leaf.path, previous);
     previous = leaf.path;
-    addCheckedSize(size, package, leaf);
+    addCheckedSize(size, package, manager, leaf, raw);
   }
   if (!confinement.allowOutsideLinks) checkLinks(manager, leaves);
   opc::LocalFileSystemOps disk;

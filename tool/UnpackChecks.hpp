@@ -17,8 +17,9 @@ struct ExtractionSize {
 };
 
 /// Everything that can be known before the first file is written; throws Failure. `root` is where the entries are to
-/// go.
+/// go; `raw` when they go as they are stored.
 ExtractionSize checkExtraction(opc::model::Package const& package, opc::ztservices::FileSystemManager const& manager,
-                               Leaves const& leaves, std::u16string const& root, opc::Confinement const& confinement);
+                               Leaves const& leaves, std::u16string const& root, opc::Confinement const& confinement,
+                               bool raw);
 
 }  // namespace ztpkg

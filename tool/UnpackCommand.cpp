@@ -6,6 +6,7 @@
 #include "Commands.hpp"
 #include "DestinationTree.hpp"
 #include "FileSystems.hpp"
+#include "Keys.hpp"
 #include "Paths.hpp"
 #include "Process.hpp"
 #include "UnpackChecks.hpp"
@@ -35,13 +36,17 @@ Leaves selectedLeaves(FileSystemManager const& manager, std::vector<std::string>
   return leaves;
 }
 
-void extract(FileSystemManager& manager, std::u16string const& root, Leaves const& leaves, bool restore) {
+void extract(FileSystemManager& manager, Destination const& destination, std::u16string const& root,
+             Leaves const& leaves, UnpackOptions const& options) try {
   using opc::ztservices::RestoreMode;
+  using opc::ztservices::TransformMode;
   std::vector<FileSystemEntry> entries;
   entries.reserve(leaves.size());
   for (Leaf const& leaf : leaves) entries.push_back(leaf.entry);
-  manager.extractEntries(root, entries, restore ? RestoreMode::TimeAndPermissions : RestoreMode::None,
-                         opc::ztservices::TransformMode::Transform);
+  manager.extractEntries(root, entries, options.restore ? RestoreMode::TimeAndPermissions : RestoreMode::None,
+                         options.raw ? TransformMode::None : TransformMode::Transform);
+} catch (opc::ztservices::CouldNotTransformContentData const&) {
+  throw Failure(cannotDecrypt(shown(destination.lastEntry()), destination.lastEntry()));
 }
 
 void tellExtracted(Leaves const& leaves, ExtractionSize const& size, Progress const& progress) {
@@ -66,11 +71,12 @@ void unpack(UnpackOptions const& options) {
   Progress progress(options.progress && !options.quiet);
   Destination destination(root, confinement, progress);
   FileSystemManager manager(*package, destination);
+  enableDecryption(manager, options.keyFile);
   load(manager, options.package);
   Leaves const leaves = selectedLeaves(manager, options.paths);
-  ExtractionSize const size = checkExtraction(*package, manager, leaves, root, confinement);
+  ExtractionSize const size = checkExtraction(*package, manager, leaves, root, confinement, options.raw);
   progress.expect(size.content);
-  extract(manager, root, leaves, options.restore);
+  extract(manager, destination, root, leaves, options);
   progress.finish();
   if (!options.quiet) tellExtracted(leaves, size, progress);
 }
