@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "filesystem/EncryptedContent.hpp"
 #include "filesystem/FileSystemTree.hpp"
 #include "filesystem/Messages.hpp"
 #include "filesystem/NameRules.hpp"
@@ -7,6 +8,11 @@
 
 namespace opc::ztservices {
 namespace {
+
+/// Ciphertext does not shrink, and a package of many small files takes twice as long when that is tried for each.
+model::CompressionType compressionFor(model::ContentType const& type) {
+  return isMarkedEncrypted(type) ? model::CompressionType::Stored : model::CompressionType::Content;
+}
 
 /// Whether both stand for the same thing; times and permissions do not matter, nor how a folder was spelt.
 bool isSameNode(FileSystemEntry const& a, FileSystemEntry const& b) {
@@ -171,7 +177,7 @@ FileSystemEntry FileSystemManager::createFileInternal(std::u16string const& path
                                                       Perms::Perms_tag permissions,
                                                       boost::posix_time::ptime const& time) {
   std::u16string const name = makeUniquePartName(path);
-  getPackage().createPart(model::PartName(name), type, model::StandardPartInfo(model::CompressionType::Content));
+  getPackage().createPart(model::PartName(name), type, model::StandardPartInfo(compressionFor(type)));
   FileSystemNode const node = makeFileNode(path, name, permissions, time);
   tree_->addNode(node);
   markAsDirty();
