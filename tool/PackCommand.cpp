@@ -127,7 +127,7 @@ void store(SourceTree& source, std::u16string const& path, PackOptions const& op
   using opc::model::Existing;
   auto const package = Package::create(path, options.force ? Existing::Replace : Existing::Refuse);
   package->setCompressionLevel(options.level);
-  package->setCompressionThreads(std::thread::hardware_concurrency());
+  if (!encryption) package->setCompressionThreads(std::thread::hardware_concurrency());  // ciphertext is only stored
   FileSystemManager manager(*package, source, source);
   if (encryption) manager.enableEncryption(encryption->key.bytes(), encryption->mode, encryption->prefix);
   manager.markAsDirty();  // an empty directory is a file system too
