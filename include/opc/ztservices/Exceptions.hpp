@@ -43,6 +43,10 @@ ZT_EXCEPTION(CannotChangeEncryption);
 ZT_EXCEPTION(CouldNotDecryptContent);
 ZT_EXCEPTION(InvalidIVBytesSize);
 
+/// A cipher entry that cannot be added, or cipher data with two for one selector.
+ZT_EXCEPTION(InvalidCipherData);
+ZT_EXCEPTION(CipherEntryNotFound);
+
 /// A value that an extended core property cannot take.
 ZT_EXCEPTION(InvalidCorePropertyValue);
 /// Extended core properties that cannot be loaded or saved.

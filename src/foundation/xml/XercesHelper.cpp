@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "foundation/xml/XercesHelper.hpp"
 
-#include <memory>
 #include <stdexcept>
 #include <string_view>
 #include <xercesc/framework/XMLFormatter.hpp>
@@ -9,6 +8,7 @@
 
 #include "foundation/xml/XercesErrors.hpp"
 #include "foundation/xml/XercesOutput.hpp"
+#include "foundation/xml/XercesOwned.hpp"
 #include "foundation/xml/XmlCharacters.hpp"
 #include "foundation/xml/XmlDomParser.hpp"
 
@@ -16,13 +16,6 @@ namespace opc::model {
 namespace {
 
 using xercesc::DOMElement;
-
-struct Release {
-  template <typename T>
-  void operator()(T* object) const {
-    object->release();
-  }
-};
 
 xercesc::DOMImplementation& implementation() {
   xercesc::DOMImplementation* const found = xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS");
@@ -67,7 +60,7 @@ void XercesHelper::loadSchema(xercesc::DOMLSParser* parser, char const* schema, 
 
 xercesc::DOMLSSerializer* XercesHelper::createPrettyPrintingWriter() {
   return callXerces([] {
-    std::unique_ptr<xercesc::DOMLSSerializer, Release> writer(implementation().createLSSerializer());
+    XercesOwned<xercesc::DOMLSSerializer> writer(implementation().createLSSerializer());
     writer->setNewLine(u"\n");
     writer->getDomConfig()->setParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, true);
     return writer.release();
@@ -141,7 +134,7 @@ xercesc::DOMDocument* XercesHelper::readDocumentFromStream(xercesc::DOMLSParser*
 void XercesHelper::writeDocumentToStream(xercesc::DOMLSSerializer* writer, xercesc::DOMDocument* document,
                                          OutputStream& output) {
   callXerces([&] {
-    std::unique_ptr<xercesc::DOMLSOutput, Release> const target(implementation().createLSOutput());
+    XercesOwned<xercesc::DOMLSOutput> const target(implementation().createLSOutput());
     XercesOutput bytes(output);
     target->setByteStream(&bytes);
     target->setEncoding(u"UTF-8");

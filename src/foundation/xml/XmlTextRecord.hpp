@@ -2,7 +2,6 @@
 #pragma once
 
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -10,6 +9,7 @@
 
 #include "foundation/xml/XercesGuard.hpp"
 #include "foundation/xml/XercesHelper.hpp"
+#include "foundation/xml/XercesOwned.hpp"
 #include "foundation/xml/XmlStreamReader.hpp"
 
 namespace opc::model {
@@ -33,20 +33,14 @@ class XmlTextRecord {
   void write(std::vector<std::pair<char16_t const*, std::u16string>> const& texts, OutputStream& output);
 
  private:
-  struct Release {
-    template <typename T>
-    void operator()(T* object) const {
-      object->release();
-    }
-  };
-  using Document = std::unique_ptr<xercesc::DOMDocument, Release>;
+  using Document = XercesOwned<xercesc::DOMDocument>;
 
   XercesGuard guard_;  // outlives what follows
   XercesString namespaceURI_;
   XercesString rootName_;
   bool validates_;
-  std::unique_ptr<xercesc::DOMLSParser, Release> parser_;
-  std::unique_ptr<xercesc::DOMLSSerializer, Release> writer_;
+  XercesOwned<xercesc::DOMLSParser> parser_;
+  XercesOwned<xercesc::DOMLSSerializer> writer_;
 };
 
 }  // namespace opc::model

@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <optional>
+#include <tuple>
+
+#include "crypto/CipherDataXml.hpp"
+#include "crypto/CipherMessages.hpp"
+#include "foundation/core/SchemaBaseURI.hpp"
+#include "foundation/crypto/CryptoEngine.hpp"
+#include "foundation/crypto/CryptoProvider.hpp"
+#include "foundation/crypto/Utils.hpp"
+#include "foundation/xml/XmlCharacters.hpp"
+#include "opc/model/Exceptions.hpp"
+#include "opc/model/PackageHelper.hpp"
+#include "opc/ztservices/CipherData.hpp"
+
+namespace opc::ztservices {
+namespace {
+
+using foundation::crypto::CryptoEngine;
+using foundation::crypto::SecretBytes;
+using model::Part;
+using model::PartName;
+using model::RelationshipSelector;
+using Bytes = std::vector<unsigned char>;
+
+constexpr char16_t kPartName[] = u"/metadata/ztCipherData.xml";
+constexpr char16_t kContentType[] = u"application/vnd.corvanta.package.cipherData+xml";
+constexpr char16_t kRelationshipType[] = u"" ZT_SCHEMA_BASE_URI "/package/2018/relationships/cipherData";
+
+CryptoEngine engine() { return CryptoEngine(std::make_shared<foundation::crypto::cryptopp::CryptoProvider>()); }
+
+Bytes randomBlock() {
+  return engine().createDefaultCryptoPRNG({}).generateByteArray(engine().getAESBlockSizeInBytes());
+}
+
+Bytes handedOut(SecretBytes const& secret) { return {secret.begin(), secret.end()}; }
+
+/// The part that the first relationship of the type targets; nothing where there is none.
+std::optional<Part> findPart(model::Package const& package) {
+  auto const found = package.getRelationshipsByType(kRelationshipType);
+  if (found.empty()) return std::nullopt;
+  return package.getPart(PartName(found.front().getTargetURI()));
+}
+
+Part createPart(model::Package& package) {
+  Part part = package.createPart(PartName(kPartName), model::ContentType(kContentType),
+                                 model::StandardPartInfo(model::CompressionType::Markup));
+  try {
+    package.createInternalRelationship(kRelationshipType, part.getName().getURI());
+  } catch (...) {
+    package.deletePart(part.getName());  // nothing would lead to it
+    throw;
+  }
+  return part;
+}
+
+/// Into the part that the relationship leads to, wherever it is. One of the manager's name that no relationship
+/// leads to is nobody's, and gives way.
+void savePart(model::Package& package, Bytes const& content) {
+  auto part = findPart(package);
+  if (!part && package.hasPart(PartName(kPartName))) package.deletePart(PartName(kPartName));
+  if (!part) part = createPart(package);
+  auto const output = part->getOutputStream();
+  output->write(content.data(), content.size());
+  output->close();
+}
+
+void checkInput(Bytes const& hash, std::u16string const& salt, Bytes const& iv) {
+  if (hash.empty()) throw Exception(cipher_messages::kHashIsEmpty);
+  if (salt.empty()) throw Exception(cipher_messages::kSaltIsEmpty);
+  if (iv.empty()) throw Exception(cipher_messages::kIVIsEmpty);
+}
+
+// Found out now, not when the package is saved.
+CipherEntry makeEntry(RelationshipSelector const& selector, Bytes const& hash, std::u16string const& salt,
+                      Bytes const& iv) {
+  try {
+    model::requireXmlCharacters(selector.getSourceURI().toString());
+    model::requireXmlCharacters(selector.getSelectionCriteria());
+    model::requireXmlCharacters(salt);
+  } catch (model::InvalidXMLDocument const& error) {
+    throw InvalidCipherData(cipher_messages::kCouldNotCreate + std::string(error.what()));
+  }
+  return {selector, hash, salt, iv};
+}
+
+}  // namespace
+
+bool CipherDataManager::SelectorOrder::operator()(RelationshipSelector const& a, RelationshipSelector const& b) const {
+  auto const key = [](RelationshipSelector const& selector) {
+    return std::tuple<std::u16string const&, model::RelationshipSelectorType, std::u16string const&>(
+        selector.getSourceURI().toString(), selector.getSelectorType(), selector.getSelectionCriteria());
+  };
+  return key(a) < key(b);
+}
+
+CipherDataManager::CipherDataManager(model::Package& package)
+    : DataManager(package, false), xml_(std::make_unique<CipherDataXml>()) {}
+
+CipherDataManager::~CipherDataManager() = default;
+
+void CipherDataManager::addCipherEntry(RelationshipSelector const& selector, Bytes const& hash,
+                                       std::u16string const& salt, Bytes const& iv) {
+  load();
+  checkInput(hash, salt, iv);
+  CipherEntry entry = makeEntry(selector, hash, salt, iv);
+  if (entries_.contains(selector)) throw InvalidCipherData(cipher_messages::kIsPresent);
+  markAsDirty();
+  entries_.emplace(selector, std::move(entry));
+}
+
+void CipherDataManager::deleteCipherEntry(RelationshipSelector const& selector) {
+  auto const found = find(selector);
+  markAsDirty();
+  entries_.erase(found);
+}
+
+CipherEntry CipherDataManager::getCipherEntry(RelationshipSelector const& selector) { return find(selector)->second; }
+
+bool CipherDataManager::hasCipherEntry(RelationshipSelector const& selector) {
+  load();
+  return entries_.contains(selector);
+}
+
+CipherDataManager::Entries::iterator CipherDataManager::find(RelationshipSelector const& selector) {
+  load();
+  auto const found = entries_.find(selector);
+  if (found == entries_.end()) throw CipherEntryNotFound(cipher_messages::kNotFound);
+  return found;
+}
+
+std::u16string CipherDataManager::generateRandomSalt() {
+  return toString(foundation::crypto::utils::hexEncode(randomBlock()));
+}
+
+Bytes CipherDataManager::generateRandomInitVector() { return randomBlock(); }
+
+Bytes CipherDataManager::deriveEncryptionKey(std::u16string const& password, std::u16string const& salt,
+                                             Bytes const& iv, int iterations, int keyBytes) {
+  return handedOut(engine().getEncryptionKeyFromPassword(password, salt, iv, iterations, keyBytes));
+}
+
+Bytes CipherDataManager::derivePasswordHash(std::u16string const& password, std::u16string const& salt, Bytes const& iv,
+                                            int iterations, int keyBytes) {
+  return engine().getPasswordHash(password, salt, iv, iterations, keyBytes);
+}
+
+Bytes CipherDataManager::deriveDecryptionKey(std::u16string const& password, std::u16string const& salt,
+                                             Bytes const& hash, Bytes const& iv, int iterations, int keyBytes) {
+  return handedOut(engine().getDecryptionKeyFromPassword(password, salt, hash, iv, iterations, keyBytes));
+}
+
+void CipherDataManager::doLoad() {
+  entries_.clear();
+  auto const part = findPart(getPackage());
+  if (!part) return;
+  Entries loaded;
+  for (CipherEntry& entry : xml_->read(*part->getInputStream())) {
+    RelationshipSelector const selector = entry.getRelationshipSelector();
+    if (!loaded.emplace(selector, std::move(entry)).second) throw InvalidCipherData(cipher_messages::kIsRepeated);
+  }
+  entries_ = std::move(loaded);
+}
+
+// Loads first: a manager that was marked dirty but never used has nothing else to save. The document is made
+// before the part is touched; the schema wants one entry or more.
+void CipherDataManager::doSave() {
+  load();
+  if (entries_.empty()) return model::PackageHelper::deleteRelationshipsAndTargets(getPackage(), kRelationshipType);
+  std::vector<CipherEntry> entries;
+  for (auto const& [selector, entry] : entries_) entries.push_back(entry);
+  savePart(getPackage(), xml_->write(entries));
+}
+
+std::vector<std::u16string> CipherDataManager::doGetManagedPartNames() const { return {kPartName}; }
+std::vector<std::u16string> CipherDataManager::doGetManagedRelationshipTypes() const { return {kRelationshipType}; }
+
+}  // namespace opc::ztservices
