@@ -84,8 +84,9 @@ class OwnMemory {
 
 HiddenKey::HiddenKey() {
   std::random_device random;
-  for (auto& byte : masked_) byte = static_cast<unsigned char>(random() & 0x7F);
-  for (auto& byte : mask_) byte = static_cast<unsigned char>(random() & 0x7F);
+  for (auto& byte : mask_) byte = static_cast<unsigned char>(random());
+  for (std::size_t i = 0; i < mask_.size(); ++i)
+    masked_[i] = static_cast<unsigned char>((random() % 94 + '!') ^ mask_[i]);
 }
 
 std::vector<unsigned char> HiddenKey::reveal() const {
@@ -94,27 +95,30 @@ std::vector<unsigned char> HiddenKey::reveal() const {
   return key;
 }
 
-std::size_t HiddenKey::countIn(unsigned char const* memory, std::size_t count) const {
+std::size_t HiddenKey::countIn(unsigned char const* memory, std::size_t count, std::size_t width) const {
+  // Little-endian characters, as they are where the tests run.
+  auto const wanted = [&](std::size_t i) { return i % width == 0 ? at(i / width) : static_cast<unsigned char>(0); };
+  std::size_t const length = mask_.size() * width;
   std::size_t found = 0;
   unsigned char const* const end = memory + count;
   for (auto const* p = memory; (p = std::find(p, end, at(0))) != end; ++p) {
     std::size_t i = 1;
-    while (i < mask_.size() && p + i < end && p[i] == at(i)) ++i;
-    if (i == mask_.size()) ++found;
+    while (i < length && p + i < end && p[i] == wanted(i)) ++i;
+    if (i == length) ++found;
   }
   return found;
 }
 
-std::size_t HiddenKey::countInMemory() const {
+std::size_t HiddenKey::countInMemory(std::size_t width) const {
   OwnMemory const memory;
   Window const window;
   std::size_t found = 0;
   for (Region const& region : writableRegions()) {
     if (window.isIn(region)) continue;
     // Steps overlap by one byte less than a key, which none can hide behind.
-    for (std::uint64_t at = region.begin; at < region.end; at += kStep - (mask_.size() - 1)) {
+    for (std::uint64_t at = region.begin; at < region.end; at += kStep - (mask_.size() * width - 1)) {
       std::size_t const wanted = static_cast<std::size_t>(std::min<std::uint64_t>(kStep, region.end - at));
-      found += countIn(window.data(), memory.read(at, window.data(), wanted));
+      found += countIn(window.data(), memory.read(at, window.data(), wanted), width);
     }
   }
   return found;

@@ -8,19 +8,19 @@
 namespace zt_test {
 
 /// A random key that does not itself stand in memory, so that copies of it can be searched for there. Its bytes
-/// are ASCII characters, so that it may be a password too.
+/// are printable ASCII characters, so that it may be a password too.
 class HiddenKey {
  public:
   HiddenKey();
 
   /// A plain copy, which the caller has to overwrite.
   std::vector<unsigned char> reveal() const;
-  /// How often the key stands in this process's writable memory.
-  std::size_t countInMemory() const;
+  /// How often the key stands in this process's writable memory, each of its bytes as a character of so many bytes.
+  std::size_t countInMemory(std::size_t width = 1) const;
 
  private:
   unsigned char at(std::size_t i) const { return static_cast<unsigned char>(masked_[i] ^ mask_[i]); }
-  std::size_t countIn(unsigned char const* memory, std::size_t count) const;
+  std::size_t countIn(unsigned char const* memory, std::size_t count, std::size_t width) const;
 
   std::array<unsigned char, 32> masked_;
   std::array<unsigned char, 32> mask_;

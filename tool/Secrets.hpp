@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// Memory that forgets.
+namespace ztpkg {
+
+/// Overwrites memory in a way that no optimiser removes.
+void wipe(void* memory, std::size_t count) noexcept;
+
+/// Gives memory back wiped, so that growing and destroying a container leaves nothing behind.
+template <typename T>
+struct WipingAllocator {
+  using value_type = T;
+
+  WipingAllocator() = default;
+  template <typename Other>
+  WipingAllocator(WipingAllocator<Other> const&) noexcept {}
+
+  T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
+  void deallocate(T* memory, std::size_t count) noexcept {
+    wipe(memory, count * sizeof(T));
+    std::allocator<T>().deallocate(memory, count);
+  }
+  friend bool operator==(WipingAllocator const&, WipingAllocator const&) { return true; }
+};
+
+/// A password as it came in.
+using SecretBytes = std::vector<char, WipingAllocator<char>>;
+
+/// A password as the library takes it. It neither moves nor copies, so that there is one place to wipe.
+class Password {
+ public:
+  /// `decode` fills the text, which has room for so many code units and must not be made longer.
+  template <typename Decode>
+  Password(std::size_t units, Decode const& decode) : text_(units, u'\0') {
+    decode(text_);
+  }
+  ~Password() { wipe(text_.data(), text_.capacity() * sizeof(char16_t)); }
+  Password(Password const&) = delete;
+  Password& operator=(Password const&) = delete;
+
+  std::u16string const& text() const { return text_; }
+
+ private:
+  std::u16string text_;
+};
+
+}  // namespace ztpkg
