@@ -134,14 +134,13 @@ std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, 
 
 // An encrypted package stays encrypted, under random initialization vectors: a sequence that was begun elsewhere
 // cannot be continued. A plain one stays plain, so that none holds in the clear what its user believes encrypted.
-void keepEncryption(FileSystemManager& manager, AddOptions const& options) {
-  if (options.keyFile.empty()) return;
-  if (!manager.isEncrypted()) {
+void keepEncryption(FileSystemManager& manager, Secret const* key, AddOptions const& options) {
+  if (options.key.isGiven() && !manager.isEncrypted()) {
     std::u16string const name = fromArgument(options.package);
     throw Failure(
         Report{Exit::Package, "not-encrypted", shown(name) + " is not encrypted, and adding cannot change that", name});
   }
-  manager.enableEncryption(Key(options.keyFile).bytes(), opc::ztservices::IVMode::Random, {});
+  if (key) manager.enableEncryption(key->bytes(), opc::ztservices::IVMode::Random, {});
 }
 
 void tellAdded(std::vector<Source> const& sources, std::u16string const& package, Progress const& progress) {
@@ -165,9 +164,9 @@ void add(AddOptions const& options) {
   opc::LocalFileSystemOps disk;
   TreeInTurn selector(disk);
   FileSystemManager manager(*package, selector);
-  enableDecryption(manager, options.keyFile);
+  auto const key = enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
-  keepEncryption(manager, options);
+  keepEncryption(manager, key.get(), options);
   Addition addition(manager, options.force);
   Progress progress(options.progress && !options.quiet);
   std::vector<Source> const sources = survey(disk, options, addition, progress);

@@ -2,14 +2,13 @@
 #include "Commands.hpp"
 #include "Errors.hpp"
 #include "FileSystems.hpp"
-#include "Keys.hpp"
 
 namespace ztpkg {
 
 void cat(CatOptions const& options, Output& out) {
   auto const package = openFileSystem(options.package);
   opc::ztservices::FileSystemManager manager(*package);
-  enableDecryption(manager, options.keyFile);
+  enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
   auto const entry = findEntry(manager, options.path);
   std::u16string const path = entry.getPathName();

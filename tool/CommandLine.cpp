@@ -39,6 +39,12 @@ void unmark(std::vector<std::string>& arguments) {
   for (std::string& argument : arguments) unmark(argument);
 }
 
+void unmark(KeyOptions& key) {
+  unmark(key.file);
+  unmark(key.password.file);
+  unmark(key.password.environment);
+}
+
 CompressionLevel levelOf(std::string const& name) {
   if (name == "fast") return CompressionLevel::Fast;
   if (name == "default") return CompressionLevel::Default;
@@ -56,10 +62,34 @@ CLI::Option& addPackage(CLI::App& command, std::string& package) {
   return *command.add_option("PACKAGE", package, "The package")->required();
 }
 
-void addKeyFile(CLI::App& command, std::string& file) {
-  command.add_option("-k,--key-file", file, "The file with the key: 32 bytes or 64 hexadecimal digits")
-      ->type_name("FILE");
+// An empty name would mean no key, and what was to be secret would lie open.
+std::string refuseEmpty(std::string const& argument) { return argument.empty() ? "must not be empty" : ""; }
+
+/// The options that tell where a key comes from; `ask` is what asking for a password means to the command.
+void addKey(CLI::App& command, KeyOptions& key, std::string const& ask) {
+  CLI::Option* const options[] = {
+      command.add_option("-k,--key-file", key.file, "The file with the key: 32 bytes or 64 hexadecimal digits")
+          ->type_name("FILE")
+          ->check(refuseEmpty),
+      command.add_flag("-p,--password", key.password.ask, ask),
+      command.add_option("--password-file", key.password.file, "The file whose first line is the password")
+          ->type_name("FILE")
+          ->check(refuseEmpty),
+      command.add_option("--password-env", key.password.environment, "The environment variable with the password")
+          ->type_name("NAME")
+          ->check(refuseEmpty),
+      command
+          .add_option("--password-fd", key.password.descriptor,
+                      "The file descriptor from which a line with the password is read")
+          ->type_name("N")
+          ->check(CLI::NonNegativeNumber)};
+  for (CLI::Option* const one : options)
+    for (CLI::Option* const other : options)
+      if (one != other) one->excludes(other);
+  for (CLI::Option* const option : options) option->group("Encryption");
 }
+
+constexpr char kAsk[] = "Ask for the password on the terminal, as is done where one is needed";
 
 /// An option for each core property.
 void addProperties(CLI::App& command, std::shared_ptr<PackOptions> const& options) {
@@ -96,7 +126,7 @@ void addPack(CLI::App& app, Invocation& invocation) {
           "How hard to compress: fast, default or small")
       ->type_name("LEVEL");
   command.add_flag("--text-to-utf8", options->textToUTF8, "Store text files as UTF-8, whatever they are in");
-  addKeyFile(command, options->keyFile);
+  addKey(command, options->key, "Encrypt, and ask for a password on the terminal");
   command.add_option("--iv", options->ivMode, "Where initialization vectors come from: random or deterministic")
       ->check(CLI::IsMember({"random", "deterministic"}))
       ->type_name("MODE");
@@ -112,7 +142,7 @@ void addPack(CLI::App& app, Invocation& invocation) {
     unmark(options->directory);
     unmark(options->package);
     unmark(options->exclude);
-    unmark(options->keyFile);
+    unmark(options->key);
     invocation.package = options->package;
     invocation.action = [options](Output& out) { pack(*options, out); };
   });
@@ -127,7 +157,7 @@ void addAdd(CLI::App& app, Invocation& invocation) {
   command.add_option("-t,--to", options->to, "The folder of the package that it is added to; the root without it")
       ->type_name("DIR");
   command.add_flag("--text-to-utf8", options->textToUTF8, "Store text files as UTF-8, whatever they are in");
-  addKeyFile(command, options->keyFile);
+  addKey(command, options->key, kAsk);
   command.add_flag("-f,--force", options->force, "Replace files and links that are in the package");
   command.add_flag("!--no-progress", options->progress, "Show no bar while the work goes on");
   command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
@@ -135,7 +165,7 @@ void addAdd(CLI::App& app, Invocation& invocation) {
     unmark(options->package);
     unmark(options->sources);
     unmark(options->to);
-    unmark(options->keyFile);
+    unmark(options->key);
     invocation.package = options->package;
     invocation.action = [options](Output&) { add(*options); };
   });
@@ -148,7 +178,7 @@ void addUnpack(CLI::App& app, Invocation& invocation) {
   addPackage(command, options->package);
   command.add_option("DIR", options->directory, "Where to; made where it is missing")->required();
   command.add_option("PATH", options->paths, "Only these entries, with what lies below them");
-  addKeyFile(command, options->keyFile);
+  addKey(command, options->key, kAsk);
   command.add_flag("--raw", options->raw, "Write contents as they are stored, without decrypting them");
   command.add_flag("!--no-restore", options->restore, "Do not restore times and permissions");
   command.add_flag("-f,--force", options->force, "Replace files and links that exist");
@@ -159,7 +189,7 @@ void addUnpack(CLI::App& app, Invocation& invocation) {
     unmark(options->package);
     unmark(options->directory);
     unmark(options->paths);
-    unmark(options->keyFile);
+    unmark(options->key);
     invocation.package = options->package;
     invocation.action = [options](Output&) { unpack(*options); };
   });
@@ -201,14 +231,14 @@ void addList(CLI::App& app, Invocation& invocation) {
       addCommand(app, "list", "List the files, folders and links of a package", "ztpkg list --long photos.ztpkg");
   command.alias("ls");
   addPackage(command, options->package);
-  addKeyFile(command, options->keyFile);
+  addKey(command, options->key, kAsk);
   CLI::Option* const detailed = command.add_flag("-l,--long", options->detailed,
                                                  "Also type, permissions, sizes, time, link target and content type");
   command.add_flag("-H,--human", options->human, "Sizes as people say them, such as 1.2 MB")->needs(detailed);
   command.add_flag("--json", options->json, "Print a JSON array")->excludes(detailed);
   command.callback([&invocation, options] {
     unmark(options->package);
-    unmark(options->keyFile);
+    unmark(options->key);
     invocation.package = options->package;
     invocation.action = [options](Output& out) { list(*options, out); };
   });
@@ -220,11 +250,11 @@ void addCat(CLI::App& app, Invocation& invocation) {
       addCommand(app, "cat", "Print the contents of one file of a package", "ztpkg cat photos.ztpkg /2024/notes.txt");
   addPackage(command, options->package);
   command.add_option("PATH", options->path, "The file's path in the package")->required();
-  addKeyFile(command, options->keyFile);
+  addKey(command, options->key, kAsk);
   command.callback([&invocation, options] {
     unmark(options->package);
     unmark(options->path);
-    unmark(options->keyFile);
+    unmark(options->key);
     invocation.package = options->package;
     invocation.action = [options](Output& out) { cat(*options, out); };
   });
@@ -236,11 +266,11 @@ void addInfo(CLI::App& app, Invocation& invocation) {
                                  "ztpkg info --json report.docx");
   addPackage(command, options->package);
   command.add_flag("--json", options->json, "Print a JSON object");
-  addKeyFile(command, options->keyFile);
+  addKey(command, options->key, kAsk);
   command.add_flag("--digest", options->digest, "Also the SHA-256 of each part");
   command.callback([&invocation, options] {
     unmark(options->package);
-    unmark(options->keyFile);
+    unmark(options->key);
     invocation.package = options->package;
     invocation.action = [options](Output& out) { info(*options, out); };
   });

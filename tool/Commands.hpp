@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Output.hpp"
+#include "PackageKey.hpp"
 #include "opc/model/Package.hpp"
 
 /// The commands. Each does its work or throws; data goes to `out`, which the caller closes. Texts are as the
@@ -21,9 +22,9 @@ struct PackOptions {
   bool skipOutsideLinks = false;
   bool textToUTF8 = false;
   std::vector<std::pair<std::string, std::string>> properties;  ///< names and values
-  std::string keyFile;                                          ///< empty for none
-  std::string ivMode;                                           ///< "random", "deterministic" or empty
-  std::string ivPrefix;                                         ///< hexadecimal digits
+  KeyOptions key;
+  std::string ivMode;    ///< "random", "deterministic" or empty
+  std::string ivPrefix;  ///< hexadecimal digits
   bool dryRun = false;
   bool progress = true;
   bool quiet = false;
@@ -34,7 +35,7 @@ struct AddOptions {
   std::string package;
   std::vector<std::string> sources;
   std::string to = "/";
-  std::string keyFile;  ///< empty for none
+  KeyOptions key;
   bool textToUTF8 = false;
   bool force = false;
   bool progress = true;
@@ -46,7 +47,7 @@ struct UnpackOptions {
   std::string package;
   std::string directory;
   std::vector<std::string> paths;
-  std::string keyFile;  ///< empty for none
+  KeyOptions key;
   bool raw = false;
   bool restore = true;
   bool force = false;
@@ -73,7 +74,7 @@ void verify(VerifyOptions const& options, Output& out);
 
 struct ListOptions {
   std::string package;
-  std::string keyFile;  ///< empty for none
+  KeyOptions key;
   bool detailed = false;
   bool human = false;
   bool json = false;
@@ -83,13 +84,13 @@ void list(ListOptions const& options, Output& out);
 struct CatOptions {
   std::string package;
   std::string path;
-  std::string keyFile;  ///< empty for none
+  KeyOptions key;
 };
 void cat(CatOptions const& options, Output& out);
 
 struct InfoOptions {
   std::string package;
-  std::string keyFile;  ///< empty for none
+  KeyOptions key;
   bool json = false;
   bool digest = false;
 };

@@ -8,7 +8,7 @@
 #include "Errors.hpp"
 #include "FileSystems.hpp"
 #include "Json.hpp"
-#include "Keys.hpp"
+#include "PackagePassword.hpp"
 #include "Paths.hpp"
 #include "Properties.hpp"
 #include "Records.hpp"
@@ -51,9 +51,10 @@ bool isManifestEncrypted(Package const& package, std::u16string const& relations
 void describeFileSystem(Package& package, InfoOptions const& options, FileSystemRecord& record) {
   record.present = hasFileSystem(package);
   record.encrypted = isManifestEncrypted(package, FileSystemManager::getRelationshipType());
-  if (!record.present || (record.encrypted && options.keyFile.empty())) return;
+  record.hasPassword = record.encrypted && hasPassword(package, options.package);
+  if (!record.present || (record.encrypted && !options.key.isGiven())) return;
   FileSystemManager manager(package);
-  enableDecryption(manager, options.keyFile);
+  if (record.encrypted) enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
   record.entries = allEntries(manager).size();
   record.manifestVersion = manager.getVersion();
@@ -145,7 +146,8 @@ void printFileSystem(FileSystemRecord const& record, Output& out) {
   out.print("File system: ");
   if (!record.present) return out.print("none\n");
   if (record.encrypted) out.print("encrypted");
-  if (!record.entries) return out.print(record.encrypted ? "\n" : "not readable\n");
+  if (!record.entries && record.encrypted) return out.print(record.hasPassword ? ", a password is needed\n" : "\n");
+  if (!record.entries) return out.print("not readable\n");
   if (record.encrypted) out.print(", ");
   out.print(counted(static_cast<std::size_t>(*record.entries), "path") + ", manifest version ");
   out.printName(*record.manifestVersion + u", made on " + *record.createdByPlatform + u" with " +

@@ -97,6 +97,7 @@ std::string json(FileSystemRecord const& record) {
   return dump({{"present", record.present},
                {"manifestVersion", value(record.manifestVersion)},
                {"encrypted", record.encrypted},
+               {"hasPassword", record.hasPassword},
                {"createdByPlatform", value(record.createdByPlatform)},
                {"createdByEncoding", value(record.createdByEncoding)},
                {"entries", value(record.entries)}});

@@ -2,7 +2,6 @@
 #include "Keys.hpp"
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,6 +9,7 @@
 
 #include "Errors.hpp"
 #include "Paths.hpp"
+#include "Process.hpp"
 #include "opc/Strings.hpp"
 
 namespace ztpkg {
@@ -50,11 +50,6 @@ std::string_view withoutLineEnd(std::vector<unsigned char> const& bytes) {
   return text;
 }
 
-void leaveNoCoreFile() {
-  rlimit const none{0, 0};
-  setrlimit(RLIMIT_CORE, &none);
-}
-
 int valueOf(char digit) {
   if (digit >= '0' && digit <= '9') return digit - '0';
   if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
@@ -81,23 +76,20 @@ std::vector<unsigned char> fromHex(std::string_view digits) {
   return bytes;
 }
 
-Key::Key(std::string const& file) {
+std::unique_ptr<Secret const> readKey(std::string const& file) {
   leaveNoCoreFile();
   std::u16string const name = fromArgument(file);
   Secret read;
   readInto(read.bytes(), name);
   std::string_view const text = withoutLineEnd(read.bytes());
+  auto key = std::make_unique<Secret>();
   if (read.bytes().size() == kKeyBytes)
-    bytes_.bytes().assign(read.bytes().begin(), read.bytes().end());
+    key->bytes().assign(read.bytes().begin(), read.bytes().end());
   else if (text.size() == 2 * kKeyBytes)
-    bytes_.bytes() = fromHex(text);
-  if (bytes_.bytes().size() == kKeyBytes) return;
+    key->bytes() = fromHex(text);
+  if (key->bytes().size() == kKeyBytes) return key;
   std::string const message = shown(name) + " holds no key, which is 32 bytes or 64 hexadecimal digits";
   throw Failure(Report{Exit::Key, "bad-key", message, name});
-}
-
-void enableDecryption(opc::ztservices::FileSystemManager& manager, std::string const& keyFile) {
-  if (!keyFile.empty()) manager.enableDecryption(Key(keyFile).bytes());
 }
 
 std::uint64_t contentSize(opc::model::Part const& part) {

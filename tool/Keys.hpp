@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "opc/model/Package.hpp"
-#include "opc/ztservices/FileSystem.hpp"
 
-/// The keys of encrypted file systems. They come by files, never as arguments, which every user of the machine sees.
+/// The keys of encrypted file systems. They come by files and passwords, never as arguments, which every user of the
+/// machine sees.
 namespace ztpkg {
 
 /// Bytes that are overwritten at the end.
@@ -27,18 +29,7 @@ class Secret {
 
 /// The key in a file, which the user names: 32 bytes, or 64 hexadecimal digits and perhaps the end of a line. Throws
 /// Failure. The process leaves no core file from then on.
-class Key {
- public:
-  explicit Key(std::string const& file);
-
-  std::vector<unsigned char> const& bytes() const { return bytes_.bytes(); }
-
- private:
-  Secret bytes_;
-};
-
-/// Lets the manager read what is encrypted, where the user names a file with the key.
-void enableDecryption(opc::ztservices::FileSystemManager& manager, std::string const& keyFile);
+std::unique_ptr<Secret const> readKey(std::string const& file);
 
 /// The bytes that an even number of hexadecimal digits stand for; empty where the text is anything else.
 std::vector<unsigned char> fromHex(std::string_view digits);

@@ -127,7 +127,7 @@ void printJson(Package const& package, std::vector<FileSystemEntry> const& entri
 void list(ListOptions const& options, Output& out) {
   auto const package = openFileSystem(options.package);
   FileSystemManager manager(*package);
-  enableDecryption(manager, options.keyFile);
+  enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
   auto const entries = allEntries(manager);
   if (options.json) return printJson(*package, entries, out);

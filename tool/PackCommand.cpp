@@ -14,6 +14,7 @@
 #include "Errors.hpp"
 #include "FileSystems.hpp"
 #include "Keys.hpp"
+#include "PackagePassword.hpp"
 #include "Paths.hpp"
 #include "Process.hpp"
 #include "Properties.hpp"
@@ -101,25 +102,43 @@ CoreProperties propertiesFor(PackOptions const& options) {
 
 /// How contents are to be encrypted.
 struct Encryption {
-  explicit Encryption(PackOptions const& options) : key(options.keyFile), prefix(fromHex(options.ivPrefix)) {
-    constexpr std::size_t kPrefixBytes = 8;
-    bool const deterministic = options.ivMode == "deterministic";
-    if (deterministic && prefix.size() != kPrefixBytes)
-      throwUsage("--iv deterministic needs --iv-prefix, 16 hexadecimal digits that were never used with this key");
-    if (!deterministic && !options.ivPrefix.empty()) throwUsage("--iv-prefix is for --iv deterministic");
-    mode = deterministic ? opc::ztservices::IVMode::Deterministic : opc::ztservices::IVMode::Random;
-  }
+  Secret const& key() const { return password ? password->key() : *keyOfFile; }
 
-  Key key;
+  std::unique_ptr<Secret const> keyOfFile;         ///< null where a password is given
+  std::unique_ptr<NewPasswordKey const> password;  ///< null where a file is
   opc::ztservices::IVMode mode;
   std::vector<unsigned char> prefix;
 };
 
-/// Null for none.
+/// What the sequence of initialization vectors begins with; empty for random ones.
+std::vector<unsigned char> prefixFor(PackOptions const& options) {
+  constexpr std::size_t kPrefixBytes = 8;
+  bool const deterministic = options.ivMode == "deterministic";
+  if (!deterministic && !options.ivPrefix.empty()) throwUsage("--iv-prefix is for --iv deterministic");
+  if (!deterministic) return {};
+  if (options.key.file.empty())
+    throwUsage("--iv deterministic needs --key-file: each package of a password has a key of its own");
+  auto prefix = fromHex(options.ivPrefix);
+  if (prefix.size() != kPrefixBytes)
+    throwUsage("--iv deterministic needs --iv-prefix, 16 hexadecimal digits that were never used with this key");
+  return prefix;
+}
+
+/// Null for none. A password is forgotten here.
 std::unique_ptr<Encryption const> encryptionFor(PackOptions const& options) {
-  if (options.keyFile.empty() && !(options.ivMode.empty() && options.ivPrefix.empty()))
+  if (!options.key.isGiven() && !(options.ivMode.empty() && options.ivPrefix.empty()))
     throwUsage("--iv and --iv-prefix need --key-file");
-  return options.keyFile.empty() ? nullptr : std::make_unique<Encryption const>(options);
+  if (!options.key.isGiven()) return nullptr;
+  auto encryption = std::make_unique<Encryption>();
+  encryption->prefix = prefixFor(options);
+  using opc::ztservices::IVMode;
+  encryption->mode = encryption->prefix.empty() ? IVMode::Random : IVMode::Deterministic;
+  if (!options.key.file.empty())
+    encryption->keyOfFile = readKey(options.key.file);
+  else
+    encryption->password =
+        std::make_unique<NewPasswordKey const>(readPassword(options.key.password, options.package, PasswordUse::New));
+  return encryption;
 }
 
 void store(SourceTree& source, std::u16string const& path, PackOptions const& options, CoreProperties const& properties,
@@ -129,7 +148,9 @@ void store(SourceTree& source, std::u16string const& path, PackOptions const& op
   package->setCompressionLevel(options.level);
   if (!encryption) package->setCompressionThreads(std::thread::hardware_concurrency());  // ciphertext is only stored
   FileSystemManager manager(*package, source, source);
-  if (encryption) manager.enableEncryption(encryption->key.bytes(), encryption->mode, encryption->prefix);
+  opc::ztservices::CipherDataManager cipherData(*package);
+  if (encryption) manager.enableEncryption(encryption->key().bytes(), encryption->mode, encryption->prefix);
+  if (encryption && encryption->password) encryption->password->record(cipherData);
   manager.markAsDirty();  // an empty directory is a file system too
   addTree(manager, source, options.textToUTF8);
   CorePropertiesManager identity(*package);
@@ -143,10 +164,10 @@ void store(SourceTree& source, std::u16string const& path, PackOptions const& op
 void pack(PackOptions const& options, Output& out) {
   noteSignals();
   CoreProperties const properties = propertiesFor(options);
-  auto const encryption = encryptionFor(options);
   std::u16string const package = fromArgument(options.package);
   checkTarget(package, options.force);
   std::u16string const root = existingDirectory(fromArgument(options.directory));
+  auto const encryption = encryptionFor(options);
   opc::LocalFileSystemOps disk;
   Progress progress(options.progress && !options.quiet);
   SourceTree source(disk, root, rulesOf(options, package), progress);

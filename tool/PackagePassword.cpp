@@ -4,7 +4,8 @@
 #include <stdexcept>
 
 #include "Errors.hpp"
-#include "opc/ztservices/FileSystem.hpp"
+#include "FileSystems.hpp"
+#include "Paths.hpp"
 
 namespace ztpkg {
 namespace {
@@ -12,7 +13,6 @@ namespace {
 using opc::model::RelationshipSelector;
 using opc::ztservices::CipherDataManager;
 using opc::ztservices::CipherEntry;
-using Bytes = std::vector<unsigned char>;
 
 // Packages do not say how many there are: the number is part of the format (docs/formats.md).
 constexpr int kIterations = 600'000;
@@ -23,28 +23,45 @@ RelationshipSelector selector() {
           opc::ztservices::FileSystemManager::getRelationshipType()};
 }
 
-}  // namespace
-
-PackagePassword::PackagePassword(opc::model::Package& package) : cipherData_(package) {}
-
-bool PackagePassword::isSet() { return cipherData_.hasCipherEntry(selector()); }
-
-Bytes PackagePassword::set(Password const& password) {
-  std::u16string const salt = CipherDataManager::generateRandomSalt();
-  Bytes const iv = CipherDataManager::generateRandomInitVector();
-  Bytes const hash = CipherDataManager::derivePasswordHash(password.text(), salt, iv, kIterations, kKeyBytes);
-  cipherData_.addCipherEntry(selector(), hash, salt, iv);
-  return CipherDataManager::deriveEncryptionKey(password.text(), salt, iv, kIterations, kKeyBytes);
+[[noreturn]] void throwFaultOfCipherData(std::string const& path) {
+  std::u16string const name = fromArgument(path);
+  Report report = describe(std::current_exception(), name).front();
+  report.message = "the cipher data of " + shown(name) + ": " + report.message;
+  throw Failure(std::move(report));
 }
 
-// A wrong password is told as a damaged content is: an attacker learns nothing from the difference.
-Bytes PackagePassword::check(Password const& password) {
-  CipherEntry const entry = cipherData_.getCipherEntry(selector());
+}  // namespace
+
+NewPasswordKey::NewPasswordKey(Password const& password)
+    : salt_(CipherDataManager::generateRandomSalt()),
+      iv_(CipherDataManager::generateRandomInitVector()),
+      hash_(CipherDataManager::derivePasswordHash(password.text(), salt_, iv_, kIterations, kKeyBytes)),
+      key_(CipherDataManager::deriveEncryptionKey(password.text(), salt_, iv_, kIterations, kKeyBytes)) {}
+
+void NewPasswordKey::record(CipherDataManager& cipherData) const {
+  cipherData.addCipherEntry(selector(), hash_, salt_, iv_);
+}
+
+bool hasPassword(opc::model::Package& package, std::string const& path) {
   try {
-    return CipherDataManager::deriveDecryptionKey(password.text(), entry.getSalt(), entry.getHash(), entry.getIV(),
-                                                  kIterations, kKeyBytes);
-  } catch (std::runtime_error const& refusal) {
-    throw Failure(Report{Exit::Key, "wrong-key", refusal.what(), {}});
+    return CipherDataManager(package).hasCipherEntry(selector());
+  } catch (opc::Exception const&) {
+    throwFaultOfCipherData(path);
+  }
+}
+
+// A wrong password is told as damaged contents are: a difference would help an attacker.
+std::unique_ptr<Secret const> keyOfPassword(opc::model::Package& package, std::string const& path,
+                                            Password const& password) {
+  try {
+    CipherEntry const entry = CipherDataManager(package).getCipherEntry(selector());
+    return std::make_unique<Secret const>(CipherDataManager::deriveDecryptionKey(
+        password.text(), entry.getSalt(), entry.getHash(), entry.getIV(), kIterations, kKeyBytes));
+  } catch (opc::Exception const&) {
+    throwFaultOfCipherData(path);
+  } catch (std::runtime_error const&) {
+    std::u16string const name = fromArgument(path);
+    throw Failure(cannotDecrypt("the file system of " + shown(name), name));
   }
 }
 

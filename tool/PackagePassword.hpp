@@ -1,30 +1,40 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <memory>
+#include <string>
 #include <vector>
 
+#include "Keys.hpp"
 #include "Secrets.hpp"
 #include "opc/model/Package.hpp"
 #include "opc/ztservices/CipherData.hpp"
 
+/// The password that protects the file system of a package, and its key of 32 bytes.
 namespace ztpkg {
 
-/// The password that protects the file system of a package: its cipher entry, and the key that belongs to it. Keys
-/// have 32 bytes, and are the caller's to wipe. It must live until the package is saved.
-class PackagePassword {
+/// The key that a password comes to in a new package; salt and IV are random.
+class NewPasswordKey {
  public:
-  explicit PackagePassword(opc::model::Package& package);
+  explicit NewPasswordKey(Password const& password);
 
-  /// Whether the package has a cipher entry for its file system. Throws what CipherDataManager throws for cipher
-  /// data that breaks the rules.
-  bool isSet();
-  /// The key for a new package, into which the entry goes with the next save; salt and IV are random.
-  std::vector<unsigned char> set(Password const& password);
-  /// The key of a package whose password is set. Throws Failure for another password.
-  std::vector<unsigned char> check(Password const& password);
+  Secret const& key() const { return key_; }
+  /// Adds what is needed to find the key again.
+  void record(opc::ztservices::CipherDataManager& cipherData) const;
 
  private:
-  opc::ztservices::CipherDataManager cipherData_;
+  std::u16string salt_;
+  std::vector<unsigned char> iv_;
+  std::vector<unsigned char> hash_;
+  Secret key_;
 };
+
+/// Whether the package has a cipher entry for its file system. This and the next throw Failure for cipher data that
+/// breaks the rules; `path` is the user's text for the package.
+bool hasPassword(opc::model::Package& package, std::string const& path);
+
+/// The key of a package that has a password; Failure where it is another one.
+std::unique_ptr<Secret const> keyOfPassword(opc::model::Package& package, std::string const& path,
+                                            Password const& password);
 
 }  // namespace ztpkg

@@ -83,6 +83,7 @@ SecretBytes valueOfVariable(std::string const& name) {
 }  // namespace
 
 Password readPassword(PasswordOptions const& options, std::string const& package, PasswordUse use) {
+  leaveNoCoreFile();
   if (!options.file.empty()) return storedPassword(lineOfFile(options.file));
   if (!options.environment.empty()) return storedPassword(valueOfVariable(options.environment));
   if (options.descriptor) return storedPassword(lineOfDescriptor(*options.descriptor));

@@ -16,10 +16,12 @@
 namespace ztpkg {
 namespace {
 
+constexpr char kTerminal[] = "/dev/tty";
+
 /// The terminal that the process belongs to, whatever its descriptors are.
 class Terminal {
  public:
-  Terminal() : descriptor_(open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY)) {
+  Terminal() : descriptor_(open(kTerminal, O_RDWR | O_CLOEXEC | O_NOCTTY)) {
     if (descriptor_ < 0)
       throw Failure(Report{Exit::Key,
                            "key-required",
@@ -94,6 +96,12 @@ std::string questionFor(std::string const& package) {
 }
 
 }  // namespace
+
+bool canAskForPassword() {
+  int const descriptor = open(kTerminal, O_RDWR | O_CLOEXEC | O_NOCTTY);
+  if (descriptor >= 0) close(descriptor);
+  return descriptor >= 0;
+}
 
 Password askForPassword(std::string const& package) { return typedPassword(ask(Terminal(), questionFor(package))); }
 

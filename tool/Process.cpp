@@ -2,6 +2,7 @@
 #include "Process.hpp"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -40,6 +41,11 @@ void prepareProcess() {
 
 void noteSignals() {
   for (int const signal : {SIGINT, SIGTERM, SIGHUP}) install(signal);
+}
+
+void leaveNoCoreFile() {
+  rlimit const none{0, 0};
+  setrlimit(RLIMIT_CORE, &none);
 }
 
 void throwIfInterrupted() {

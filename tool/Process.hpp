@@ -14,6 +14,9 @@ void prepareProcess();
 /// temporary files are removed on the way out. For commands that write to the disk.
 void noteSignals();
 
+/// From here on a crash leaves no file with what is in memory, keys and passwords among it.
+void leaveNoCoreFile();
+
 /// Throws Interrupted once a signal has come.
 void throwIfInterrupted();
 

@@ -43,10 +43,11 @@ struct RelationshipRecord {
 };
 
 /// What `info` tells of the file system; all but the first is absent where there is none, and all but the
-/// first two where it is encrypted and there is no key.
+/// first three where it is encrypted and there is no key.
 struct FileSystemRecord {
   bool present = false;
   bool encrypted = false;
+  bool hasPassword = false;  ///< whether its key is that of a password
   std::optional<std::u16string> manifestVersion;
   std::optional<std::u16string> createdByPlatform;
   std::optional<std::u16string> createdByEncoding;

@@ -6,7 +6,6 @@
 #include "Commands.hpp"
 #include "DestinationTree.hpp"
 #include "FileSystems.hpp"
-#include "Keys.hpp"
 #include "Paths.hpp"
 #include "Process.hpp"
 #include "UnpackChecks.hpp"
@@ -71,7 +70,7 @@ void unpack(UnpackOptions const& options) {
   Progress progress(options.progress && !options.quiet);
   Destination destination(root, confinement, progress);
   FileSystemManager manager(*package, destination);
-  enableDecryption(manager, options.keyFile);
+  enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
   Leaves const leaves = selectedLeaves(manager, options.paths);
   ExtractionSize const size = checkExtraction(*package, manager, leaves, root, confinement, options.raw);

@@ -30,66 +30,70 @@ std::unique_ptr<Package> protectedBy(Bytes const& hash, std::u16string const& sa
   return Package::openInMemory(package->saveToBytes(), opc::model::AccessMode::ReadOnly);
 }
 
-void expectWrongKey(PackagePassword& password, SecretBytes const& bytes) {
-  try {
-    password.check(typedPassword(bytes));
-    ADD_FAILURE() << "was taken";
-  } catch (Failure const& failure) {
-    EXPECT_EQ(failure.reports().front().exit, Exit::Key);
-    EXPECT_EQ(failure.reports().front().code, "wrong-key");
-  }
+std::unique_ptr<Package> protectedBy(NewPasswordKey const& key) {
+  auto const package = Package::createInMemory();
+  CipherDataManager manager(*package);
+  key.record(manager);
+  return Package::openInMemory(package->saveToBytes(), opc::model::AccessMode::ReadOnly);
 }
 
+Report refusalOf(Package& package, SecretBytes const& password) {
+  try {
+    keyOfPassword(package, "p.ztp", typedPassword(password));
+  } catch (Failure const& failure) {
+    return failure.reports().front();
+  }
+  return {};
+}
+
+constexpr char kWrongKey[] =
+    "the file system of p.ztp cannot be decrypted: the key is another one, or something was changed";
+
 TEST(PackagePassword, GivesTheKeyThatItWasSetWith) {
-  auto const package = Package::createInMemory();
-  PackagePassword password(*package);
-  EXPECT_FALSE(password.isSet());
-  Bytes const key = password.set(typedPassword(kPassword));
-  auto const reopened = Package::openInMemory(package->saveToBytes(), opc::model::AccessMode::ReadOnly);
-  PackagePassword again(*reopened);
-  EXPECT_TRUE(again.isSet());
-  EXPECT_EQ(again.check(typedPassword(kPassword)), key);
-  EXPECT_EQ(key.size(), 32U);
+  NewPasswordKey const made(typedPassword(kPassword));
+  auto const package = protectedBy(made);
+  EXPECT_TRUE(hasPassword(*package, "p.ztp"));
+  EXPECT_EQ(keyOfPassword(*package, "p.ztp", typedPassword(kPassword))->bytes(), made.key().bytes());
+  EXPECT_EQ(made.key().bytes().size(), 32U);
 }
 
 TEST(PackagePassword, RefusesAnother) {
-  auto const package = Package::createInMemory();
-  PackagePassword password(*package);
-  password.set(typedPassword(kPassword));
-  expectWrongKey(password, kOther);
+  auto const package = protectedBy(NewPasswordKey(typedPassword(kPassword)));
+  Report const report = refusalOf(*package, kOther);
+  EXPECT_EQ(report.message, kWrongKey);
+  EXPECT_EQ(report.code, "cannot-decrypt");
+  EXPECT_EQ(report.exit, Exit::Key);
 }
 
 TEST(PackagePassword, NeverGivesTheSameKeyTwice) {
-  auto const first = Package::createInMemory(), second = Package::createInMemory();
-  EXPECT_NE(PackagePassword(*first).set(typedPassword(kPassword)),
-            PackagePassword(*second).set(typedPassword(kPassword)));
+  EXPECT_NE(NewPasswordKey(typedPassword(kPassword)).key().bytes(),
+            NewPasswordKey(typedPassword(kPassword)).key().bytes());
+}
+
+TEST(PackagePassword, IsNotThereWithoutAnEntryForTheFileSystem) {
+  auto const package = Package::createInMemory();
+  CipherDataManager manager(*package);
+  manager.addCipherEntry({opc::model::URI(u"/"), opc::model::RelationshipSelectorType::ByID, u"rId1"}, {1}, u"s", {1});
+  EXPECT_FALSE(hasPassword(*Package::openInMemory(package->saveToBytes(), opc::model::AccessMode::ReadOnly), "p"));
 }
 
 TEST(PackagePassword, IsKeptUnderTheSelectorOfTheFileSystem) {
-  auto const package = Package::createInMemory();
-  PackagePassword password(*package);
-  password.set(typedPassword(kPassword));
-  package->saveToBytes();
-  CipherDataManager manager(*package);
-  auto const entry = manager.getCipherEntry(selector());
+  auto const package = protectedBy(NewPasswordKey(typedPassword(kPassword)));
+  auto const entry = CipherDataManager(*package).getCipherEntry(selector());
   EXPECT_EQ(entry.getSalt().size(), 32U);
   EXPECT_EQ(entry.getIV().size(), 16U);
-  std::u16string const text = u"sesame";
-  EXPECT_EQ(entry.getHash(), CipherDataManager::derivePasswordHash(text, entry.getSalt(), entry.getIV(), 600'000, 32));
+  EXPECT_EQ(entry.getHash(),
+            CipherDataManager::derivePasswordHash(u"sesame", entry.getSalt(), entry.getIV(), 600'000, 32));
 }
 
 TEST(PackagePassword, TellsADamagedHashAsAWrongPassword) {
-  auto const package = protectedBy({1, 2, 3}, u"0123456789");
-  PackagePassword password(*package);
-  expectWrongKey(password, kPassword);
+  EXPECT_EQ(refusalOf(*protectedBy({1, 2, 3}, u"0123456789"), kPassword).message, kWrongKey);
 }
 
 TEST(PackagePassword, RefusesASaltOutOfBounds) {
-  for (std::size_t length : {6U, 1024U}) {
-    auto const package = protectedBy({1, 2, 3}, std::u16string(length, u's'));
-    PackagePassword password(*package);
-    EXPECT_THROW(password.check(typedPassword(kPassword)), opc::Exception);
-  }
+  for (std::size_t length : {6U, 1024U})
+    EXPECT_EQ(refusalOf(*protectedBy({1, 2, 3}, std::u16string(length, u's')), kPassword).message,
+              "the cipher data of p.ztp: Salt and initialization vector must have 8 to 1024 bytes together");
 }
 
 }  // namespace
