@@ -8,9 +8,13 @@
 #include <string_view>
 #include <vector>
 
+#include "CommandDetails.hpp"
 #include "Commands.hpp"
 #include "Errors.hpp"
+#include "HelpText.hpp"
+#include "Json.hpp"
 #include "Properties.hpp"
+#include "opc/ztservices/About.hpp"
 
 // The one file that sees CLI11, which is slow to compile.
 namespace ztpkg {
@@ -20,6 +24,7 @@ using opc::model::CompressionLevel;
 
 // CLI11 takes "[a,b]" for a list, also where it is the name of a file. A mark in front keeps such arguments whole.
 constexpr char kMark = '\x01';
+constexpr char const* kPurpose = "Keep directory trees in packages, and look into packages of any kind";
 
 std::vector<std::string> markedArguments(int argc, char const* const* argv) {
   std::vector<std::string> arguments;
@@ -54,12 +59,12 @@ CompressionLevel levelOf(std::string const& name) {
 
 CLI::App& addCommand(CLI::App& app, std::string const& name, std::string const& purpose, std::string const& example) {
   CLI::App& command = *app.add_subcommand(name, purpose);
-  command.footer("Example:\n  " + example);
+  command.footer(example);
   return command;
 }
 
-CLI::Option& addPackage(CLI::App& command, std::string& package) {
-  return *command.add_option("PACKAGE", package, "The package")->required();
+CLI::Option& addPackage(CLI::App& command, std::string& package, std::string const& purpose = "The package") {
+  return *command.add_option("PACKAGE", package, purpose)->required();
 }
 
 // An empty name would mean no key, and what was to be secret would lie open.
@@ -111,31 +116,32 @@ void addPack(CLI::App& app, Invocation& invocation) {
   CLI::App& command = addCommand(app, "pack", "Store a directory tree in a new package",
                                  "ztpkg pack photos photos.ztpkg --exclude '*.tmp'");
   command.add_option("DIR", options->directory, "The directory whose contents are stored")->required();
-  addPackage(command, options->package);
+  addPackage(command, options->package, "The package to make");
   command.add_flag("-f,--force", options->force, "Replace a package that exists");
   command
       .add_option("-x,--exclude", options->exclude,
-                  "Leave out what the pattern matches, with what lies below it (repeatable)")
+                  "Leave out what the pattern matches, with all that lies below it; may be given several times")
       ->type_name("GLOB")
       ->allow_extra_args(false);  // or one option would swallow DIR and PACKAGE
   command.add_flag("--skip-outside-links", options->skipOutsideLinks,
-                   "Leave out links whose absolute target lies outside DIR");
+                   "Leave out links with an absolute target outside DIR, which otherwise fail the command");
   command
       .add_option_function<std::string>(
           "-l,--level", [options](std::string const& name) { options->level = levelOf(name); },
-          "How hard to compress: fast, default or small")
-      ->type_name("LEVEL");
-  command.add_flag("--text-to-utf8", options->textToUTF8, "Store text files as UTF-8, whatever they are in");
+          "How hard to compress: quickly, as usual, or to a small package")
+      ->type_name("fast|default|small");
+  command.add_flag("--text-to-utf8", options->textToUTF8, "Convert text files (.txt, .tq) to UTF-8");
   addKey(command, options->key, "Encrypt, and ask for a password on the terminal");
-  command.add_option("--iv", options->ivMode, "Where initialization vectors come from: random or deterministic")
+  command.add_option("--iv", options->ivMode, "Where initialization vectors come from: chance, or a sequence")
       ->check(CLI::IsMember({"random", "deterministic"}))
-      ->type_name("MODE");
+      ->type_name("random|deterministic");
   command
       .add_option("--iv-prefix", options->ivPrefix,
                   "The beginning of deterministic ones, 16 digits, never used before with this key")
       ->type_name("HEX");
   addProperties(command, options);
-  command.add_flag("-n,--dry-run", options->dryRun, "Only print what would be stored");
+  command.add_flag("-n,--dry-run", options->dryRun,
+                   "Check everything, print the paths that would be stored, and write nothing");
   command.add_flag("!--no-progress", options->progress, "Show no bar while the work goes on");
   command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
   command.callback([&invocation, options] {
@@ -153,10 +159,12 @@ void addAdd(CLI::App& app, Invocation& invocation) {
   CLI::App& command = addCommand(app, "add", "Add files, directories and links to a package",
                                  "ztpkg add photos.ztpkg new/*.jpg --to /2025");
   addPackage(command, options->package);
-  command.add_option("SOURCE", options->sources, "What is added, under its own name")->required();
-  command.add_option("-t,--to", options->to, "The folder of the package that it is added to; the root without it")
-      ->type_name("DIR");
-  command.add_flag("--text-to-utf8", options->textToUTF8, "Store text files as UTF-8, whatever they are in");
+  command.add_option("SOURCE", options->sources, "A file, directory or link, which is added under its own name")
+      ->required();
+  command
+      .add_option("-t,--to", options->to, "The folder of the package to add to, made where it is missing (default: /)")
+      ->type_name("PATH");
+  command.add_flag("--text-to-utf8", options->textToUTF8, "Convert text files (.txt, .tq) to UTF-8");
   addKey(command, options->key, kAsk);
   command.add_flag("-f,--force", options->force, "Replace files and links that are in the package");
   command.add_flag("!--no-progress", options->progress, "Show no bar while the work goes on");
@@ -173,16 +181,18 @@ void addAdd(CLI::App& app, Invocation& invocation) {
 
 void addUnpack(CLI::App& app, Invocation& invocation) {
   auto const options = std::make_shared<UnpackOptions>();
-  CLI::App& command = addCommand(app, "unpack", "Extract a package's file system, or parts of it, into a directory",
+  CLI::App& command = addCommand(app, "unpack", "Extract all files of a package, or some, into a directory",
                                  "ztpkg unpack photos.ztpkg restored /2024");
   addPackage(command, options->package);
-  command.add_option("DIR", options->directory, "Where to; made where it is missing")->required();
-  command.add_option("PATH", options->paths, "Only these entries, with what lies below them");
+  command.add_option("DIR", options->directory, "The directory to extract into, made where it is missing")->required();
+  command.add_option("PATH", options->paths,
+                     "Extract only these files, folders or links, with all that lies below them");
   addKey(command, options->key, kAsk);
   command.add_flag("--raw", options->raw, "Write contents as they are stored, without decrypting them");
-  command.add_flag("!--no-restore", options->restore, "Do not restore times and permissions");
+  command.add_flag("!--no-restore", options->restore, "Leave times and permissions as the disk gives them");
   command.add_flag("-f,--force", options->force, "Replace files and links that exist");
-  command.add_flag("--allow-outside-links", options->allowOutsideLinks, "Also make links that point out of DIR");
+  command.add_flag("--allow-outside-links", options->allowOutsideLinks,
+                   "Also make links that point out of DIR, which otherwise fail the command");
   command.add_flag("!--no-progress", options->progress, "Show no bar while the work goes on");
   command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
   command.callback([&invocation, options] {
@@ -232,10 +242,11 @@ void addList(CLI::App& app, Invocation& invocation) {
   command.alias("ls");
   addPackage(command, options->package);
   addKey(command, options->key, kAsk);
-  CLI::Option* const detailed = command.add_flag("-l,--long", options->detailed,
-                                                 "Also type, permissions, sizes, time, link target and content type");
-  command.add_flag("-H,--human", options->human, "Sizes as people say them, such as 1.2 MB")->needs(detailed);
-  command.add_flag("--json", options->json, "Print a JSON array")->excludes(detailed);
+  CLI::Option* const detailed =
+      command.add_flag("-l,--long", options->detailed,
+                       "Also print type, permissions, size, stored size, time, link target and content type");
+  command.add_flag("-H,--human", options->human, "Print sizes as people say them, such as 1.2 MB")->needs(detailed);
+  command.add_flag("--json", options->json, "Print a JSON array of objects, for programs")->excludes(detailed);
   command.callback([&invocation, options] {
     unmark(options->package);
     unmark(options->key);
@@ -265,9 +276,9 @@ void addInfo(CLI::App& app, Invocation& invocation) {
   CLI::App& command = addCommand(app, "info", "Describe any package: parts, relationships, properties, file system",
                                  "ztpkg info --json report.docx");
   addPackage(command, options->package);
-  command.add_flag("--json", options->json, "Print a JSON object");
+  command.add_flag("--json", options->json, "Print one JSON object, for programs");
   addKey(command, options->key, kAsk);
-  command.add_flag("--digest", options->digest, "Also the SHA-256 of each part");
+  command.add_flag("--digest", options->digest, "Also print the SHA-256 of each part");
   command.callback([&invocation, options] {
     unmark(options->package);
     unmark(options->key);
@@ -279,9 +290,9 @@ void addInfo(CLI::App& app, Invocation& invocation) {
 void addGetProperties(CLI::App& props, Invocation& invocation) {
   auto const options = std::make_shared<GetPropertiesOptions>();
   CLI::App& command =
-      addCommand(props, "get", "Print what properties a package has", "ztpkg props get --json report.docx");
+      addCommand(props, "get", "Print the core properties that a package has", "ztpkg props get --json report.docx");
   addPackage(command, options->package);
-  command.add_flag("--json", options->json, "Print a JSON object");
+  command.add_flag("--json", options->json, "Print one JSON object, for programs");
   command.callback([&invocation, options] {
     unmark(options->package);
     invocation.package = options->package;
@@ -289,20 +300,14 @@ void addGetProperties(CLI::App& props, Invocation& invocation) {
   });
 }
 
-std::string listOfProperties() {
-  std::string list = "Properties:\n";
-  for (PropertyName const& property : propertyNames())
-    list += "  " + property.name + std::string(20 - property.name.size(), ' ') + property.purpose + "\n";
-  return list + "\n";
-}
-
 void addSetProperties(CLI::App& props, Invocation& invocation) {
   auto const options = std::make_shared<SetPropertiesOptions>();
-  CLI::App& command = addCommand(props, "set", "Change properties of a package in place",
+  CLI::App& command = addCommand(props, "set", "Change core properties of a package in place",
                                  "ztpkg props set report.docx title=Report keywords='spring, rain'");
-  command.footer(listOfProperties() + command.get_footer());
   addPackage(command, options->package);
-  command.add_option("NAME=VALUE", options->assignments, "What to set; an empty value removes a standard property")
+  command
+      .add_option("NAME=VALUE", options->assignments,
+                  "What to set to which value; an empty value removes a property, but for the first four")
       ->required();
   command.callback([&invocation, options] {
     unmark(options->package);
@@ -331,6 +336,72 @@ void addKeygen(CLI::App& app, Invocation& invocation) {
   });
 }
 
+std::vector<std::string> namesOf(CLI::Option const& option) {
+  std::vector<std::string> names;
+  for (std::string const& name : option.get_snames()) names.push_back("-" + name);
+  for (std::string const& name : option.get_lnames()) names.push_back("--" + name);
+  return names;
+}
+
+OptionDescription describeOption(CLI::Option const& option) {
+  OptionDescription described{namesOf(option), option.get_description(), option.get_group(), {}, false};
+  bool const isFlag = option.get_items_expected_max() == 0;
+  if (!isFlag) described.value = describeValue(option.get_type_name());
+  described.isRepeatable = !isFlag && option.get_items_expected_max() > 1;
+  return described;
+}
+
+ArgumentDescription describeArgument(CLI::Option const& argument) {
+  return {describeValue(argument.get_name(true)), argument.get_description(), argument.get_required(),
+          argument.get_items_expected_max() > 1};
+}
+
+CommandDescription describe(CLI::App const& app) {
+  CommandDescription described;
+  described.name = (app.get_parent() == nullptr ? "" : describe(*app.get_parent()).name + " ") + app.get_name();
+  described.aliases = app.get_aliases();
+  described.purpose = app.get_description();
+  described.details = detailsOf(described.name);
+  described.example = app.get_footer();
+  for (CLI::Option const* option : app.get_options()) {
+    if (option->get_positional())
+      described.arguments.push_back(describeArgument(*option));
+    else
+      described.options.push_back(describeOption(*option));
+  }
+  return described;
+}
+
+CommandDescription describeAll(CLI::App const& app) {
+  CommandDescription described = describe(app);
+  for (CLI::App const* below : app.get_subcommands(nullptr)) described.commands.push_back(describeAll(*below));
+  return described;
+}
+
+std::string versions() {
+  std::string text = "ztpkg " ZTPKG_VERSION;
+  for (auto const& [name, version] : opc::ztservices::getLibraryVersions()) text += "\n" + name + " " + version;
+  return text + "\nCLI11 " CLI11_VERSION "\nnlohmann-json " + jsonLibraryVersion();
+}
+
+void addAll(CLI::App& app, Invocation& invocation) {
+  app.require_subcommand(1);
+  app.formatter_fn([](CLI::App const* asked, auto&&...) { return helpText(describeAll(*asked)); });
+  app.set_help_flag("-h,--help", "Print this help and exit");
+  app.set_version_flag("-V,--version", versions, "Print the versions of ztpkg and of its libraries, and exit");
+  app.footer("ztpkg pack photos photos.ztpkg");
+  addPack(app, invocation);
+  addAdd(app, invocation);
+  addRemove(app, invocation);
+  addUnpack(app, invocation);
+  addList(app, invocation);
+  addCat(app, invocation);
+  addInfo(app, invocation);
+  addVerify(app, invocation);
+  addProps(app, invocation);
+  addKeygen(app, invocation);
+}
+
 std::string commandOf(CLI::App const& app) {
   auto const parsed = app.get_subcommands();
   if (parsed.empty()) return "";
@@ -348,21 +419,8 @@ std::string commandOf(CLI::App const& app) {
 void parseCommandLine(int argc, char const* const* argv, Invocation& invocation) {
   // Known before anything else, so that a wrong command line is reported in the form that was asked for.
   invocation.json = std::any_of(argv, argv + argc, [](std::string_view argument) { return argument == "--json"; });
-  CLI::App app{"Keeps directory trees in packages, and looks into packages of any kind.", "ztpkg"};
-  app.require_subcommand(1);
-  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-  app.set_version_flag("-V,--version", "ztpkg " ZTPKG_VERSION);
-  app.footer("'ztpkg COMMAND --help' tells more of a command.\nExample:\n  ztpkg pack photos photos.ztpkg");
-  addPack(app, invocation);
-  addAdd(app, invocation);
-  addRemove(app, invocation);
-  addUnpack(app, invocation);
-  addList(app, invocation);
-  addCat(app, invocation);
-  addInfo(app, invocation);
-  addVerify(app, invocation);
-  addProps(app, invocation);
-  addKeygen(app, invocation);
+  CLI::App app{kPurpose, "ztpkg"};
+  addAll(app, invocation);
   try {
     app.parse(markedArguments(argc, argv));
     invocation.command = commandOf(app);
@@ -381,6 +439,13 @@ void parseCommandLine(int argc, char const* const* argv, Invocation& invocation)
     }
     throwUsage(message, invocation.command);
   }
+}
+
+CommandDescription describeCommandLine() {
+  Invocation unused;
+  CLI::App app{kPurpose, "ztpkg"};
+  addAll(app, unused);
+  return describeAll(app);
 }
 
 }  // namespace ztpkg

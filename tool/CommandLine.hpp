@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 
+#include "Description.hpp"
 #include "Output.hpp"
 
 namespace ztpkg {
@@ -19,5 +20,8 @@ struct Invocation {
 /// Reads the command line. Requests for help and for the version become actions too. Throws Failure with
 /// Exit::Usage; `invocation` then holds what was understood before.
 void parseCommandLine(int argc, char const* const* argv, Invocation& invocation);
+
+/// What parseCommandLine understands.
+CommandDescription describeCommandLine();
 
 }  // namespace ztpkg

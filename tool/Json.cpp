@@ -148,4 +148,6 @@ std::string errorJson(Report const& report) {
   return dump({{"error", error}});
 }
 
+std::string jsonLibraryVersion() { return nlohmann::json::meta().at("version").at("string"); }
+
 }  // namespace ztpkg

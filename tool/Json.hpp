@@ -25,4 +25,7 @@ std::string json(opc::ztservices::CoreProperties const& properties);
 std::string json(opc::ztservices::VerificationFault const& fault);
 std::string errorJson(Report const& report);
 
+/// Of the library underneath, such as "3.11.2".
+std::string jsonLibraryVersion();
+
 }  // namespace ztpkg

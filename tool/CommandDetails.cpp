@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "CommandDetails.hpp"
+
+#include <map>
+
+namespace ztpkg {
+namespace {
+
+using Details = std::map<std::string, std::vector<std::string>>;
+
+Details makeDetails() {
+  return {
+      {"ztpkg",
+       {"Data goes to standard output, everything else to standard error. A path in a package is printed with its "
+        "leading slash and may be given without it. After -- nothing is an option."}},
+      {"ztpkg pack",
+       {"Files are stored with their permissions and times, symbolic links as they are, empty folders too; sockets, "
+        "fifos and devices are left out. When PACKAGE lies in DIR, it is left out as well.",
+        "A pattern without a slash is held against each name on the way ('*.tmp'), one with a slash against the path "
+        "below DIR ('a/*/c', '/top').",
+        "What cannot be stored is listed, all of it, and nothing is written. The same tree gives the same bytes when "
+        "--uuid is given, and --created or the variable SOURCE_DATE_EPOCH."}},
+      {"ztpkg add",
+       {"A folder that is there already takes what is added; a file or link never replaces a folder, nor a folder "
+        "them. All is checked before the package is changed, and it is changed in one step."}},
+      {"ztpkg unpack",
+       {"All is checked before anything is written: that the contents are there, that nothing is in the way, that "
+        "the disk has room, and that no entry leaves DIR."}},
+      {"ztpkg list",
+       {"Prints one path a line, sorted. Control characters and others that could disguise a line are escaped."}},
+      {"ztpkg cat", {"Prints the bytes of the file as they are. PATH may not be a folder or a link."}},
+      {"ztpkg info",
+       {"Works on packages of any kind, with or without files that ztpkg has stored. Relationships within the package "
+        "are shown with the part that they lead to, external ones as they are written."}},
+      {"ztpkg props",
+       {"These are the standard core properties of any package (title, creator and so on), and this system's own: "
+        "content-type, friendly-name, release and uuid."}},
+      {"ztpkg props get", {"Prints a line NAME=VALUE for each property that is there."}},
+      {"ztpkg props set",
+       {"All properties are set in one step, and the rest of the package stays byte for byte. A package has "
+        "content-type, friendly-name and release, all three, or none of them; it gets a uuid when they are first "
+        "set. These and the uuid cannot be removed."}},
+  };
+}
+
+}  // namespace
+
+std::vector<std::string> detailsOf(std::string const& command) {
+  static Details const details = makeDetails();
+  auto const found = details.find(command);
+  return found == details.end() ? std::vector<std::string>() : found->second;
+}
+
+}  // namespace ztpkg
