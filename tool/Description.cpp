@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Description.hpp"
 
+#include <algorithm>
 #include <map>
 #include <sstream>
 
@@ -43,12 +44,29 @@ void collect(CommandDescription const& command, std::vector<CommandDescription>&
 
 }  // namespace
 
-std::string CommandDescription::word() const { return name.substr(name.rfind(' ') + 1); }
+std::vector<std::string> CommandDescription::words() const {
+  std::vector<std::string> all{name.substr(name.rfind(' ') + 1)};
+  all.insert(all.end(), aliases.begin(), aliases.end());
+  return all;
+}
+
+std::vector<std::string> CommandDescription::names() const {
+  std::vector<std::string> all = words();
+  std::string const parent = name.substr(0, name.size() - all.front().size());
+  for (std::string& word : all) word.insert(0, parent);
+  return all;
+}
 
 std::string CommandDescription::usage() const {
   std::string text = name + (commands.empty() ? " [OPTION...]" : " COMMAND");
   for (ArgumentDescription const& argument : arguments) text += " " + shownIn(argument);
   return text;
+}
+
+std::size_t CommandDescription::placeOfPackage() const {
+  auto const isPackage = [](ArgumentDescription const& argument) { return argument.value.kind == ValueKind::Package; };
+  auto const found = std::ranges::find_if(arguments, isPackage);
+  return found == arguments.end() ? 0 : static_cast<std::size_t>(found - arguments.begin()) + 1;
 }
 
 ValueDescription describeValue(std::string const& name) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -47,10 +48,14 @@ struct CommandDescription {
   std::vector<ArgumentDescription> arguments;
   std::vector<CommandDescription> commands;
 
-  /// The last word of the name.
-  std::string word() const;
+  /// The last word of the name, then the aliases.
+  std::vector<std::string> words() const;
+  /// The name, then those that it has by its aliases.
+  std::vector<std::string> names() const;
   /// "ztpkg unpack [OPTION...] PACKAGE DIR [PATH...]".
   std::string usage() const;
+  /// The number, from 1, of the argument that is the package; 0 where there is none.
+  std::size_t placeOfPackage() const;
 };
 
 /// The value called `name` in help. Its name tells its kind: words with bars between them are a choice.

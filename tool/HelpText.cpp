@@ -49,12 +49,6 @@ std::string nameOf(OptionDescription const& option) {
   return (isLongOnly ? "    " : "") + joined(option.names) + (option.value ? " " + option.value->name : "");
 }
 
-std::string nameOf(CommandDescription const& command) {
-  std::vector<std::string> names{command.word()};
-  names.insert(names.end(), command.aliases.begin(), command.aliases.end());
-  return joined(names);
-}
-
 std::string argumentsOf(CommandDescription const& command) {
   if (command.arguments.empty()) return "";
   std::string text = "\nArguments:\n";
@@ -73,7 +67,7 @@ std::string wordsOf(CommandDescription const& command) {
 std::string commandsOf(CommandDescription const& command) {
   if (command.commands.empty()) return "";
   std::string text = "\nCommands:\n";
-  for (CommandDescription const& below : command.commands) text += row(nameOf(below), below.purpose);
+  for (CommandDescription const& below : command.commands) text += row(joined(below.words()), below.purpose);
   return text + "\n'" + command.name + " COMMAND --help' tells more of a command.\n";
 }
 
