@@ -36,17 +36,29 @@ _ztpkg_unquote() {
   esac
 }
 
+# Sets "expected" to the kind of the value that the option $1, or the last of several letters, takes from the next word.
+_ztpkg_expect() {
+  local i
+  expected=${values[$1]-}
+  [[ $1 == --* ]] && return
+  for ((i = 1; i < ${#1}; i++)); do
+    expected=${values[-${1:i:1}]-}
+    [[ -z $expected ]] || break
+  done
+  ((i + 1 >= ${#1})) || expected=''
+}
+
 # Offers those of the words that begin with $cur, without what stands before the place that bash completes at.
 _ztpkg_offer() {
   local word
   for word in "$@"; do
-    [[ $word == "$cur"* ]] && COMPREPLY+=("${word#"$before"}")
+    [[ $word == "$cur"* && $word != "$before" ]] && COMPREPLY+=("${word#"$before"}")
   done
   [[ ${#COMPREPLY[@]} -eq 1 && ${COMPREPLY[0]} == *[/=] ]] && compopt -o nospace
 }
 
-# Offers the paths of the package $2 that begin with $cur, as far as the next slash. $1 is the program. Names that
-# are printed with escapes cannot be offered.
+# Offers the paths of the package $2 that begin with $cur, as far as the next slash; whole in quotes, which bash
+# would close there. $1 is the program. Names that are printed with escapes cannot be offered.
 _ztpkg_offer_paths() {
   local path slash='' rest candidate package=$2
   local -A found=()
@@ -55,7 +67,7 @@ _ztpkg_offer_paths() {
   while IFS= read -r path; do
     [[ $path == "$slash$cur"* && $path != *\\* ]] || continue
     rest=${path#"$slash$cur"}
-    [[ $rest == */* ]] && path=${path%"${rest#*/}"}
+    [[ $rest == */* && ${words[-1]} != [\"\']* ]] && path=${path%"${rest#*/}"}
     found[${path#"$slash"}]=yes
   done < <("$1" list -- "$package" 2>/dev/null </dev/null)
   compopt -o filenames
@@ -94,7 +106,7 @@ _ztpkg() {
     elif [[ -z $ended && $word == -- ]]; then
       ended=yes
     elif [[ -z $ended && $word == -?* ]]; then
-      expected=${values[$word]-}
+      _ztpkg_expect "$word"
     elif [[ ${#commands[@]} -gt 0 ]]; then
       _ztpkg_describe "$command $word"
     else
