@@ -67,6 +67,9 @@ TEST(CharsetDetection, LettersThatBalticLanguagesShareAreNotTakenForTheirs) {
 TEST(CharsetDetection, ApostrophesAndDashesOfOldMacsAreTold) {
   EXPECT_EQ(detect("{ \xA5 The window\xD5s contents are drawn }\n{ \xD2real\xD3: it can\xD5t, and won\xD5t }\n"),
             "macintosh");
+  std::string const rule(60, '\xD1');
+  EXPECT_EQ(detect("{" + rule + "}\n{ \xA5\xA5\xA5 the instance\xD5s class, which isn\xD5t one\xD5s own }\n"),
+            "macintosh");
 }
 
 TEST(CharsetDetection, FewOddWordsDoNotOutweighTheOthers) {

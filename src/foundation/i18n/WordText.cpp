@@ -37,7 +37,14 @@ bool isFit(char16_t before, char16_t c, char16_t after) {
   return isLetter(before) && isLetter(after) && joinsLetters(c);
 }
 
+/// A letter three times over, as rules of dashes look in the wrong set, or a line of a box that touches a letter.
+bool isDrawn(char16_t before, char16_t c, char16_t after) {
+  if (isLetter(c)) return c >= 0x80 && c == before && c == after;
+  return c >= 0x2500 && c < 0x25A0 && (isLetter(before) || isLetter(after));
+}
+
 bool isMisfit(char16_t before, char16_t c, char16_t after) {
+  if (isDrawn(before, c, after)) return true;
   if (c >= 0x80 && !isLetter(c)) return isUnused(c) || (isLetter(before) && isLetter(after) && !joinsLetters(c));
   if (!isLetter(c) || !isLetter(before)) return false;
   return !shareScript(before, c) || (u_islower(before) && u_isupper(c));
