@@ -74,7 +74,7 @@ SecretBytes valueOfVariable(std::string const& name) {
     std::string const message = "there is no variable " + shown(fromArgument(name)) + " in the environment";
     throw Failure(Report{Exit::Key, "key-required", message, {}});
   }
-  SecretBytes const bytes(value, value + std::strlen(value));
+  SecretBytes bytes(value, value + std::strlen(value));
   wipe(value, bytes.size());
   unsetenv(name.c_str());
   return bytes;
