@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Passwords as people and programs give them: passwords.py ZTPKG
+"""Passwords as people and programs give them: password_terminal.py ZTPKG
 
 A terminal is played by a pseudo-terminal; what a running ztpkg still knows is read from its memory.
 """
