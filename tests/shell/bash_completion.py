@@ -60,7 +60,8 @@ CASES = [
     ("ztpkg cat 'a package.ztp' /e", ["compopt -o filenames", "/empty"]),
     ("ztpkg cat ~/work/p.ztp /e", ["compopt -o filenames", "/empty"]),
     ("ztpkg cat p.ztp /plain:c", ["compopt -o filenames", "colon"]),
-    ("ztpkg cat p.ztp /it", ["compopt -o filenames", "/it's $HOME"]),
+    ("ztpkg cat p.ztp /x", ["compopt -o filenames"]),
+    ("ztpkg cat p.ztp /it", ["compopt -o filenames"]),
     ("ztpkg cat p.ztp /no-such", ["compopt -o filenames"]),
     ("ztpkg cat no-such.ztp /", ["compopt -o filenames"]),
     ("ztpkg cat tree /", ["compopt -o filenames"]),
@@ -98,6 +99,7 @@ def check_terminal(checks, setup, work, environment):
                               ("ztpkg pack -qfl sm\ttr\t out/t.ztp && ztpkg cat out/t.ztp plain.txt\n", "the plain one")):
             terminal.type(keys)
             checks.equal(f"typing {keys!r} prints {printed}", terminal.wait_for(printed) is not None, True)
+        checks.equal("a name was run", (work / "hostile").exists(), False)
     finally:
         terminal.close()
 

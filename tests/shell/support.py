@@ -14,7 +14,7 @@ import tempfile
 import time
 
 SKIPPED = 77
-PATIENCE = 30  # seconds until a terminal that stays silent is a fault
+PATIENCE = 20  # seconds until a terminal that stays silent is a fault
 
 
 def skip_without(*programs):
@@ -69,7 +69,8 @@ def workplace(tool):
         for folder in ("tree/with space/deep", "tree/empty", "out"):
             (work / folder).mkdir(parents=True)
         for file, text in (("with space/a file.txt", "the spaced one\n"), ("with space/deep/q", "q\n"),
-                           ("plain.txt", "the plain one\n"), ("plain:colon", ":\n"), ("it's $HOME", "h\n")):
+                           ("plain.txt", "the plain one\n"), ("plain:colon", ":\n"), ("it's $HOME", "h\n"),
+                           ("x$(touch hostile)", "the hostile one\n")):
             (work / "tree" / file).write_text(text)
         for package in ("p.ztp", "a package.ztp"):
             subprocess.run([tool, "pack", "-q", work / "tree", work / package], check=True)

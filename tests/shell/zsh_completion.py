@@ -15,6 +15,7 @@ TYPED = [
     ("ztpkg cat a\\ pack\t/wi\t/a\t\n", "the spaced one"),
     ("ztpkg pack -q --lev\tsm\ttr\t out/t.ztp && ztpkg cat out/t.ztp plain.txt\n", "the plain one"),
     ("ztpkg props s\tp.ztp ti\tspring && ztpkg props get p.ztp\n", "title=spring"),
+    ("ztpkg cat p.ztp /x\t\n", "the hostile one"),
     ("ztpkg ls --js\tp.ztp\n", '[\r\n{"path"'),
 ]
 
@@ -37,6 +38,7 @@ def check_terminal(checks, functions, work, environment):
         for keys, printed in TYPED:
             terminal.type(keys)
             checks.equal(f"typing {keys!r} prints {printed}", terminal.wait_for(printed) is not None, True)
+        checks.equal("a name was run", (work / "hostile").exists(), False)
     finally:
         terminal.close()
 

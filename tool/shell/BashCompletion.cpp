@@ -58,14 +58,15 @@ _ztpkg_offer() {
 }
 
 # Offers the paths of the package $2 that begin with $cur, as far as the next slash; whole in quotes, which bash
-# would close there. $1 is the program. Names that are printed with escapes cannot be offered.
+# would close there. $1 is the program. Names that are printed with escapes
+# cannot be offered, nor those with $ or `, which bash would not quote.
 _ztpkg_offer_paths() {
   local path slash='' rest candidate package=$2
   local -A found=()
   [[ $package == \~/* ]] && package=$HOME/${package#\~/}
   [[ $cur == /* ]] || slash=/
   while IFS= read -r path; do
-    [[ $path == "$slash$cur"* && $path != *\\* ]] || continue
+    [[ $path == "$slash$cur"* && $path != *[\\\$\`]* ]] || continue
     rest=${path#"$slash$cur"}
     [[ $rest == */* && ${words[-1]} != [\"\']* ]] && path=${path%"${rest#*/}"}
     found[${path#"$slash"}]=yes
