@@ -132,17 +132,6 @@ std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, 
   return sources;
 }
 
-// An encrypted package stays encrypted, under random initialization vectors: a sequence that was begun elsewhere
-// cannot be continued. A plain one stays plain, so that none holds in the clear what its user believes encrypted.
-void keepEncryption(FileSystemManager& manager, Secret const* key, AddOptions const& options) {
-  if (options.key.isGiven() && !manager.isEncrypted()) {
-    std::u16string const name = fromArgument(options.package);
-    throw Failure(
-        Report{Exit::Package, "not-encrypted", shown(name) + " is not encrypted, and adding cannot change that", name});
-  }
-  if (key) manager.enableEncryption(key->bytes(), opc::ztservices::IVMode::Random, {});
-}
-
 void tellAdded(std::vector<Source> const& sources, std::u16string const& package, Progress const& progress) {
   Entries added{0, 0, 0, progress.done().bytes};
   for (Source const& source : sources) {
@@ -166,7 +155,7 @@ void add(AddOptions const& options) {
   FileSystemManager manager(*package, selector);
   auto const key = enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
-  keepEncryption(manager, key.get(), options);
+  keepEncryption(manager, key.get(), options.key, options.package);
   Addition addition(manager, options.force);
   Progress progress(options.progress && !options.quiet);
   std::vector<Source> const sources = survey(disk, options, addition, progress);

@@ -23,6 +23,7 @@ Details makeDetails() {
       {"ztpkg add",
        {"A folder that is there already takes what is added; a file or link never replaces a folder, nor a folder "
         "them. All is checked before the package is changed, and it is changed in one step."}},
+      {"ztpkg remove", {"When one of the paths is not there nothing is removed. The package is changed in one step."}},
       {"ztpkg unpack",
        {"All is checked before anything is written: that the contents are there, that nothing is in the way, that "
         "the disk has room, and that no entry leaves DIR."}},
@@ -32,6 +33,10 @@ Details makeDetails() {
       {"ztpkg info",
        {"Works on packages of any kind, with or without files that ztpkg has stored. Relationships within the package "
         "are shown with the part that they lead to, external ones as they are written."}},
+      {"ztpkg verify",
+       {"Reads every byte of a package of any kind, and lists all its faults, not only the first. Encrypted contents "
+        "are checked as far as that goes without their key."}},
+      {"ztpkg keygen", {"An existing file is never replaced. Who loses the file loses the packages."}},
       {"ztpkg props",
        {"These are the standard core properties of any package (title, creator and so on), and this system's own: "
         "content-type, friendly-name, release and uuid."}},

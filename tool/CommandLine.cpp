@@ -87,7 +87,7 @@ void addKey(CLI::App& command, KeyOptions& key, std::string const& ask) {
           .add_option("--password-fd", key.password.descriptor,
                       "The file descriptor from which a line with the password is read")
           ->type_name("N")
-          ->check(CLI::NonNegativeNumber)};
+          ->check(CLI::Validator(CLI::NonNegativeNumber).description(""))};
   for (CLI::Option* const one : options)
     for (CLI::Option* const other : options)
       if (one != other) one->excludes(other);
@@ -212,10 +212,12 @@ void addRemove(CLI::App& app, Invocation& invocation) {
   command.alias("rm");
   addPackage(command, options->package);
   command.add_option("PATH", options->paths, "What is removed; a folder with all that lies below it")->required();
+  addKey(command, options->key, kAsk);
   command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
   command.callback([&invocation, options] {
     unmark(options->package);
     unmark(options->paths);
+    unmark(options->key);
     invocation.package = options->package;
     invocation.action = [options](Output&) { remove(*options); };
   });

@@ -60,6 +60,7 @@ void unpack(UnpackOptions const& options);
 struct RemoveOptions {
   std::string package;
   std::vector<std::string> paths;
+  KeyOptions key;
   bool quiet = false;
 };
 void remove(RemoveOptions const& options);

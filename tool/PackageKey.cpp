@@ -39,4 +39,13 @@ std::unique_ptr<Secret const> enableDecryption(FileSystemManager& manager, KeyOp
   return key;
 }
 
+void keepEncryption(FileSystemManager& manager, Secret const* key, KeyOptions const& options, std::string const& path) {
+  if (options.isGiven() && !manager.isEncrypted()) {
+    std::u16string const name = fromArgument(path);
+    std::string const message = shown(name) + " is not encrypted, and that cannot be changed";
+    throw Failure(Report{Exit::Package, "not-encrypted", message, name});
+  }
+  if (key) manager.enableEncryption(key->bytes(), opc::ztservices::IVMode::Random, {});
+}
+
 }  // namespace ztpkg

@@ -28,4 +28,10 @@ std::unique_ptr<Secret const> findKey(opc::ztservices::FileSystemManager const& 
 std::unique_ptr<Secret const> enableDecryption(opc::ztservices::FileSystemManager& manager, KeyOptions const& options,
                                                std::string const& path);
 
+/// An encrypted package that is changed stays encrypted, under random initialization vectors: a sequence that was begun
+/// elsewhere cannot be continued. A plain one stays plain, so that none holds in the clear what its user believes
+/// encrypted: Failure where a key is given for it.
+void keepEncryption(opc::ztservices::FileSystemManager& manager, Secret const* key, KeyOptions const& options,
+                    std::string const& path);
+
 }  // namespace ztpkg

@@ -2,8 +2,10 @@
 #include <iostream>
 #include <vector>
 
+#include "Amounts.hpp"
 #include "Commands.hpp"
 #include "FileSystems.hpp"
+#include "PackageKey.hpp"
 #include "Process.hpp"
 
 namespace ztpkg {
@@ -36,7 +38,9 @@ void remove(RemoveOptions const& options) {
   noteSignals();
   auto const package = openFileSystem(options.package, AccessMode::ReadWrite);
   FileSystemManager manager(*package);
+  auto const key = enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
+  keepEncryption(manager, key.get(), options.key, options.package);
   std::vector<FileSystemEntry> const entries = findAll(manager, options.paths);
   for (FileSystemEntry const& entry : entries) removeEntry(manager, entry);
   throwIfInterrupted();

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "Amounts.hpp"
 #include "Errors.hpp"
 #include "FileSystems.hpp"
 #include "Keys.hpp"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Amounts.hpp"
 #include "Commands.hpp"
 #include "Errors.hpp"
 #include "FileSystems.hpp"

@@ -178,7 +178,7 @@ void PackageCheck::findContentTypes() {
 void PackageCheck::readContentTypes(std::vector<std::uint32_t> const& items) {
   try {
     auto const input = open(items);
-    contentTypes_ = detail::readContentTypes(reader_, *input, types_);
+    contentTypes_ = detail::readContentTypes(reader_, *input, limits_.maximumContentTypes, types_);
     knowsTypes_ = true;
   } catch (InvalidItem const&) {  // told with its content
   } catch (Exception const& fault) {

@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Holds the JSON of every command against the schemas of docs/schemas: json_schemas.py ZTPKG SCHEMAS CORPUS
 
-For packages of the tool's own (plain, empty, marked as encrypted, damaged), and for other people's where the corpus
+For packages of the tool's own (plain, empty, encrypted, damaged), and for other people's where the corpus
 is there; and the words of the fault and error tables in docs/tool.md against those of the schemas.
 """
 import json
@@ -76,6 +76,8 @@ def own_packages(tool, place):
         "2026-03-01T12:30:00Z")
     (place / "none").mkdir()
     run(tool, "pack", "-q", place / "none", place / "empty.ztp")
+    run(tool, "keygen", place / "key")
+    run(tool, "pack", "-q", tree, place / "encrypted.ztp", "--key-file", place / "key")
     run(sys.executable, MAKER, place / "secret.ztp", "--entries", "--encrypted", "--secret", "/fsroot/x=y", text=b"")
     run(sys.executable, MAKER, place / "parts.zip", "--part", "/a=b")
     plain = (place / "plain.ztp").read_bytes()
@@ -108,6 +110,10 @@ def main():
             if path.name in ("plain.ztp", "empty.ztp") and set(codes.values()) != {0}:
                 check.failed += 1
                 print(path.name, codes)
+        with_key = [place / "encrypted.ztp", "--key-file", place / "key"]
+        if [check.command(name, [name, "--json", *with_key]) for name in ("list", "info")] != [0, 0]:
+            check.failed += 1
+            print("the encrypted package cannot be read with its key")
         for arguments in (["list", "--json", place / "gone"], ["info", "--json"], ["--json"], ["verify", "--json", place]):
             check.command("list", arguments)
     foreign = sorted(path for path in (corpus / "opc-good").glob("*") if path.suffix in KINDS)

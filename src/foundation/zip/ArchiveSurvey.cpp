@@ -203,11 +203,12 @@ void ArchiveSurvey::readItem(std::size_t index, std::uint64_t limit, ItemSink co
   Entry const item = entry(index);
   std::uint64_t const begin = item.localHeaderOffset, left = bytes_->size() - begin;
   std::size_t headerSize = 0;
+  LocalHeader header{0, {}, false, true};  // of one that is none no descriptor is expected
   bool isSound = true;
   try {
     headerSize = localHeaderSize(item, window(begin, std::min<std::uint64_t>(left, kLocalSize)));
     if (headerSize > left || item.storedSize > left - headerSize) throw invalidItem(item.name, fault::kOverlap);
-    LocalHeader const header = checkLocalHeader(item, window(begin, headerSize), headerSize);
+    header = checkLocalHeader(item, window(begin, headerSize), headerSize);
     tellHints(item, header.extra);
     if (isRenamedByUnicodePath(item.name, header.extra)) throw invalidItem(item.name, fault::kOtherName);
   } catch (InvalidItem const& fault) {
@@ -217,15 +218,13 @@ void ArchiveSurvey::readItem(std::size_t index, std::uint64_t limit, ItemSink co
   if (headerSize == 0 || headerSize > left || item.storedSize > left - headerSize) return done(index, false);
   std::uint64_t const data = begin + headerSize;
   isSound &= readContent(item, data);
-  checkGap(item, data + item.storedSize, limit);
+  checkGap(item, header, data + item.storedSize, limit);
   done(index, isSound);
 }
 
-void ArchiveSurvey::checkGap(Entry const& item, std::uint64_t end, std::uint64_t limit) {
+void ArchiveSurvey::checkGap(Entry const& item, LocalHeader const& header, std::uint64_t end, std::uint64_t limit) {
   if (end > limit) return tell(ArchiveFault::Overlap, item.name, inItem(item.name, fault::kOverlap));
-  unsigned char flags[2];
-  bytes_->readAt(item.localHeaderOffset + 6, flags, sizeof flags);
-  if ((load16(flags) & kDescriptorFlag) != 0) end = endOfDescriptor(item, end, limit);
+  if (header.hasDescriptor) end = endOfDescriptor(item, header, end, limit);
   if (end < limit && isComplete_)
     tell(ArchiveFault::Gap, item.name,
          inItem(item.name, "it is followed by " + bytesText(limit - end) + " that belong to no item"));
@@ -233,12 +232,13 @@ void ArchiveSurvey::checkGap(Entry const& item, std::uint64_t end, std::uint64_t
 
 /// Of the forms that a descriptor may have (with its signature or without, with sizes of 32 or 64 bits) the one that
 /// says what the directory says; `begin` where it is none of them.
-std::uint64_t ArchiveSurvey::endOfDescriptor(Entry const& item, std::uint64_t begin, std::uint64_t limit) {
+std::uint64_t ArchiveSurvey::endOfDescriptor(Entry const& item, LocalHeader const& header, std::uint64_t begin,
+                                             std::uint64_t limit) {
   auto const available = static_cast<std::size_t>(std::min<std::uint64_t>(limit - begin, kMaximumDescriptorSize));
   unsigned char p[kMaximumDescriptorSize] = {};
   bytes_->readAt(begin, p, available);
   try {
-    checkDescriptor(item, p, available);
+    checkDescriptor(item, header, p, available);
   } catch (InvalidItem const& fault) {
     tell(ArchiveFault::BadDescriptor, item.name, fault.what());
     return limit;  // whatever it is, it has been told

@@ -11,6 +11,7 @@
 
 #include "foundation/zip/Archive.hpp"
 #include "foundation/zip/EndRecord.hpp"
+#include "foundation/zip/LocalHeader.hpp"
 #include "foundation/zip/RandomAccessBytes.hpp"
 #include "foundation/zip/ReadAhead.hpp"
 #include "opc/Streams.hpp"
@@ -68,8 +69,8 @@ class ArchiveSurvey {
   void takeDirectory(RandomAccessBytes const& bytes, DirectoryPlace const& place);
   void checkEntries();
   void readItem(std::size_t index, std::uint64_t limit, ItemSink const& done);
-  void checkGap(Entry const& item, std::uint64_t end, std::uint64_t limit);
-  std::uint64_t endOfDescriptor(Entry const& item, std::uint64_t begin, std::uint64_t limit);
+  void checkGap(Entry const& item, LocalHeader const& header, std::uint64_t end, std::uint64_t limit);
+  std::uint64_t endOfDescriptor(Entry const& item, LocalHeader const& header, std::uint64_t begin, std::uint64_t limit);
   void tellHints(Entry const& item, std::string_view localExtra);
   bool readContent(Entry const& item, std::uint64_t begin);
   unsigned char const* window(std::uint64_t offset, std::uint64_t count);
