@@ -59,7 +59,9 @@ int valueOf(char digit) {
 
 }  // namespace
 
-Secret::~Secret() { explicit_bzero(bytes_.data(), bytes_.size()); }
+Secret::~Secret() {
+  if (!bytes_.empty()) explicit_bzero(bytes_.data(), bytes_.size());  // it takes no null pointer
+}
 
 std::vector<unsigned char> fromHex(std::string_view digits) {
   if (digits.size() % 2 != 0) return {};

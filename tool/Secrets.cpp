@@ -5,6 +5,8 @@
 
 namespace ztpkg {
 
-void wipe(void* memory, std::size_t count) noexcept { explicit_bzero(memory, count); }
+void wipe(void* memory, std::size_t count) noexcept {
+  if (count > 0) explicit_bzero(memory, count);  // it takes no null pointer
+}
 
 }  // namespace ztpkg

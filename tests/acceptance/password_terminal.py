@@ -20,6 +20,8 @@ import unittest
 from pathlib import Path
 
 ZTPKG = os.path.abspath(sys.argv.pop(1))
+# It keeps what was freed, so that nothing can be said of memory.
+SANITIZED = b"__asan_init" in Path(ZTPKG).read_bytes()
 PASSWORD = "Sésame-ouvre-toi-2741"
 LATIN1 = "de_DE.ISO-8859-1"
 LONGEST = 60
@@ -187,7 +189,8 @@ class Passwords(unittest.TestCase):
         made = subprocess.run(["localedef", "-i", "de_DE", "-f", "ISO-8859-1", self.directory / LATIN1], check=False,
                               capture_output=True)
         self.assertTrue((self.directory / LATIN1).exists(), made.stderr)
-        secret = {"LOCPATH": str(self.directory), "P": PASSWORD.encode("latin-1").decode("utf-8", "surrogateescape")}
+        # The C library does not give back what it keeps of LOCPATH.
+        secret = {"LOCPATH": str(self.directory), "ASAN_OPTIONS": "detect_leaks=0", "P": PASSWORD.encode("latin-1").decode("utf-8", "surrogateescape")}
         done = ztpkg(self.directory, "pack", "-q", "--password-env", "P", "tree", "p.ztp", locale=LATIN1, env=secret)
         self.assertEqual((done.returncode, done.stderr), (0, b""))
         self.assertEqual(self.note_by("--password-file", "password"), "a secret")
@@ -244,7 +247,7 @@ class Passwords(unittest.TestCase):
             running.kill()
         return found
 
-    @unittest.skipUnless(os.access("/proc/self/mem", os.R_OK), "no memory to read")
+    @unittest.skipUnless(os.access("/proc/self/mem", os.R_OK) and not SANITIZED, "no memory to read")
     def test_nothing_is_left_in_memory_or_in_the_environment(self):
         self.pack()
         self.assertEqual(self.remains("--password-file", "password"), 0)

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/XMLGrammarPoolImpl.hpp>
+#include <xercesc/validators/schema/ComplexTypeInfo.hpp>
+#include <xercesc/validators/schema/SchemaGrammar.hpp>
 
 #include "foundation/xml/XercesErrors.hpp"
 #include "foundation/xml/XmlSaxParser.hpp"
@@ -26,11 +28,31 @@ void loadXmlSchema(XmlSchemaText const& schema, XercesErrorHandler& errors,
   }
 }
 
+namespace {
+
+/// Xerces makes the content model of a type when a document first needs it, and without a lock: two threads that
+/// share the grammar would make it both.
+void completeTypes(xercesc::XMLGrammarPool& pool) {
+  xercesc::RefHashTableOfEnumerator<xercesc::Grammar> grammars = pool.getGrammarEnumerator();
+  while (grammars.hasMoreElements()) {
+    auto& grammar = dynamic_cast<xercesc::SchemaGrammar&>(grammars.nextElement());
+    xercesc::RefHashTableOfEnumerator<xercesc::ComplexTypeInfo> types(grammar.getComplexTypeRegistry());
+    while (types.hasMoreElements()) {
+      xercesc::ComplexTypeInfo& type = types.nextElement();
+      type.getContentModel();
+      type.getFormattedContentModel();
+    }
+  }
+}
+
+}  // namespace
+
 XmlGrammars::XmlGrammars(std::initializer_list<XmlSchemaText> schemas) {
   callXerces([&] {
     pool_ = std::make_unique<xercesc::XMLGrammarPoolImpl>(xercesc::XMLPlatformUtils::fgMemoryManager);
     XmlSaxParser parser(pool_.get(), {}, XmlSchemaLocations::Ignore);
     for (XmlSchemaText const& schema : schemas) parser.loadSchema(schema);
+    completeTypes(*pool_);
     pool_->lockPool();
   });
 }
