@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "FuzzTarget.hpp"
+#include "opc/model/Package.hpp"
+
+/// Packages for the targets that look at one as a whole.
+namespace zt_fuzz {
+
+struct Item {
+  std::string name, content;
+};
+
+/// A ZIP archive of these items, in this order.
+Bytes archiveOf(std::vector<Item> const& items);
+/// A content types document with these children, and defaults for "rels" and "xml".
+std::string contentTypes(std::string const& children = {});
+std::string relationships(std::string const& children);
+/// A package with parts, relationships of all kinds, and items that are no parts.
+Bytes samplePackage();
+
+/// Limits within which no input is slow to read.
+opc::model::OpenOptions smallLimits();
+/// Null where open refuses the bytes.
+std::unique_ptr<opc::model::Package> openOrRefuse(Bytes const& bytes);
+
+/// Everything that can be asked about a package, in comparable lines; the content of a part that cannot be read is
+/// the message that says so.
+std::vector<std::string> everythingOf(opc::model::Package const& package);
+
+/// Requires what holds for every package that opens: it can be read through, saved and opened again without a
+/// change, and saving what was saved changes no byte.
+void requireKept(opc::model::Package& package);
+
+}  // namespace zt_fuzz
