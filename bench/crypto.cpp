@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <openssl/evp.h>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "crypto/CryptoDecryptor.hpp"
@@ -145,7 +145,7 @@ void measureDigests() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  int const rounds = argc > 1 ? std::max(1, std::atoi(argv[1])) : 41;
+  int const rounds = argc > 1 ? std::max(1, std::stoi(argv[1])) : 41;
   std::printf("%-28s %9s  %13s %11s  %13s %11s  ratio\n", "", "bytes", "ours", "", "OpenSSL", "");
   for (std::size_t size : {std::size_t{256}, std::size_t{4096}, std::size_t{65536}, std::size_t{16} << 20})
     compareMessages(size, rounds);

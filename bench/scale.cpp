@@ -86,6 +86,7 @@ constexpr int kRounds = 3;
 
 double median(std::vector<Figures> const& figures, double Figures::*figure) {
   std::vector<double> values;
+  values.reserve(figures.size());
   for (Figures const& one : figures) values.push_back(one.*figure);
   std::ranges::nth_element(values, values.begin() + kRounds / 2);
   return values[kRounds / 2];

@@ -67,7 +67,7 @@ void measure(char const* kind, std::string const& line, std::size_t size, int ru
 
 int main(int argc, char** argv) {
   std::size_t const size = std::strtoull(argc > 1 ? argv[1] : "64", nullptr, 10) << 20;
-  int const runs = std::atoi(argc > 2 ? argv[2] : "5");
+  int const runs = std::stoi(argc > 2 ? argv[2] : "5");
   measure("ASCII", "The quick brown fox jumps over the lazy dog, and nothing else happens.\n", size, runs);
   measure("UTF-8, French",
           "O\u00f9 \u00eates-vous all\u00e9s cet \u00e9t\u00e9 ? Nous \u00e9tions \u00e0 la montagne, pr\u00e8s du "
