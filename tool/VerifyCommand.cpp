@@ -19,7 +19,8 @@ std::string checkedText(VerificationReport const& report) {
 }
 
 void printText(VerificationReport const& report, Output& out) {
-  for (VerificationFault const& fault : report.faults) out.print(fault.code + ": " + oneLine(fault.message) + "\n");
+  for (VerificationFault const& fault : report.faults)
+    out.print((fault.isNote ? "note: " : "") + fault.code + ": " + oneLine(fault.message) + "\n");
   if (report.isHealthy()) out.print(checkedText(report) + ", no faults\n");
 }
 
@@ -32,7 +33,7 @@ void printJson(VerificationReport const& report, Output& out) {
     out.print(separator + json(fault));
     separator = ",\n";
   }
-  out.print(report.isHealthy() ? "]}\n" : "\n]}\n");
+  out.print(report.faults.empty() ? "]}\n" : "\n]}\n");
 }
 
 }  // namespace
@@ -47,7 +48,7 @@ void verify(VerifyOptions const& options, Output& out) {
   if (report.isHealthy()) return;
   out.close();
   throw Failure(Report{Exit::Package, "faults-found",
-                       shown(path) + ": " + counted(report.faults.size(), "fault") + ", " + checkedText(report), path});
+                       shown(path) + ": " + counted(report.countFaults(), "fault") + ", " + checkedText(report), path});
 }
 
 }  // namespace ztpkg

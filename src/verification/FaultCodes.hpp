@@ -68,4 +68,7 @@ inline bool isTolerated(std::string_view code) {
   return std::ranges::find(kTolerated, code) != std::end(kTolerated);
 }
 
+/// Whether it is told without being a breach of any rule.
+inline bool isNote(std::string_view code) { return code == kGrowthHint; }
+
 }  // namespace opc::ztservices::code

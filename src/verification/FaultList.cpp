@@ -10,11 +10,13 @@ namespace opc::ztservices {
 
 void FaultList::add(char const* code, std::u16string item, std::string message) {
   if (!code::isTolerated(code)) isTolerable_ = false;
+  bool const isNote = code::isNote(code);
   if (faults_.size() == maximum_) {
     ++dropped_;
+    hasDroppedNotesAlone_ &= isNote;
     return;
   }
-  faults_.push_back({code, std::move(item), std::move(message)});
+  faults_.push_back({code, std::move(item), std::move(message), isNote});
 }
 
 void FaultList::addItem(char const* code, std::string_view rawName, std::string message) {
@@ -23,7 +25,8 @@ void FaultList::addItem(char const* code, std::string_view rawName, std::string 
 
 std::vector<VerificationFault> FaultList::take() {
   if (dropped_ > 0)
-    faults_.push_back({code::kMoreFaults, u"", "There are " + std::to_string(dropped_) + " faults more"});
+    faults_.push_back(
+        {code::kMoreFaults, u"", "There are " + std::to_string(dropped_) + " faults more", hasDroppedNotesAlone_});
   return std::move(faults_);
 }
 

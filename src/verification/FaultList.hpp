@@ -27,6 +27,7 @@ class FaultList {
  private:
   std::size_t maximum_;
   std::uint64_t dropped_ = 0;
+  bool hasDroppedNotesAlone_ = true;
   bool isTolerable_ = true;
   std::vector<VerificationFault> faults_;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opc/ztservices/Verification.hpp"
 
+#include <algorithm>
 #include <vector>
 
 #include "foundation/crypto/Sha256.hpp"
@@ -87,6 +88,10 @@ std::string digestPart(model::Part const& part) {
   std::vector<unsigned char> buffer(kStep);
   while (!stream->isEnd()) digest.update(buffer.data(), stream->read(buffer.data(), buffer.size()));
   return foundation::crypto::utils::hexEncode(digest.finish());
+}
+
+std::size_t VerificationReport::countFaults() const {
+  return static_cast<std::size_t>(std::ranges::count(faults, false, &VerificationFault::isNote));
 }
 
 VerificationReport verifyPackage(std::u16string const& path, VerificationOptions const& options) {

@@ -7,6 +7,7 @@
 #include "opc/model/Package.hpp"
 #include "opc/ztservices/Verification.hpp"
 #include "support/TestSupport.hpp"
+#include "zip/ZipTestSupport.hpp"
 
 namespace opc::ztservices {
 namespace {
@@ -78,6 +79,46 @@ TEST_F(VerifyPackage, CountsFaultsBeyondTheirNumber) {
   auto const report = verify(bytes, {.limits = {}, .maximumFaults = 1});
   ASSERT_EQ(codesOf(report), "damaged-content more-faults");
   EXPECT_EQ(report.faults.back().message, "There are 2 faults more");
+}
+
+/// A good package of parts /0.bin, /1.bin ... that have growth hints.
+std::string withGrowthHints(std::size_t count) {
+  zt_test::RawArchive archive{
+      {zt_test::storedItem("[Content_Types].xml",
+                           "<Types xmlns='http://schemas.openxmlformats.org/package/2006/content-types'>"
+                           "<Default Extension='bin' ContentType='application/octet-stream'/></Types>")}};
+  for (std::size_t i = 0; i < count; ++i) {
+    zt_test::RawItem item = zt_test::storedItem(std::to_string(i) + ".bin", "content");
+    item.local.extra = std::string("\x20\xA2\x04\x00\x28\x1C\x02\x00", 8);
+    archive.items.push_back(item);
+  }
+  return archive.build();
+}
+
+TEST_F(VerifyPackage, TellsAGrowthHintAndIsHealthyWithIt) {
+  auto const report = verify(withGrowthHints(1));
+  ASSERT_EQ(codesOf(report), "growth-hint");
+  EXPECT_EQ(report.faults.front().item, u"/0.bin");
+  EXPECT_TRUE(report.faults.front().isNote);
+  EXPECT_TRUE(report.isHealthy());
+  EXPECT_EQ(report.countFaults(), 0u);
+}
+
+TEST_F(VerifyPackage, CountsGrowthHintsBeyondTheNumberOfFaultsWithoutTakingThemForFaults) {
+  auto const report = verify(withGrowthHints(3), {.limits = {}, .maximumFaults = 1});
+  ASSERT_EQ(codesOf(report), "growth-hint more-faults");
+  EXPECT_TRUE(report.isHealthy());
+}
+
+TEST_F(VerifyPackage, IsNotHealthyWhereAFaultIsAmongThoseThatAreOnlyCounted) {
+  std::string const bytes = withGrowthHints(3);
+  std::string const last = "content";
+  std::string changed = bytes;
+  changed[bytes.rfind(last)] ^= 1;
+  auto const report = verify(changed, {.limits = {}, .maximumFaults = 1});
+  ASSERT_EQ(codesOf(report), "growth-hint more-faults");
+  EXPECT_FALSE(report.isHealthy());
+  EXPECT_EQ(report.countFaults(), 1u);
 }
 
 TEST_F(VerifyPackage, ReadsNothingOfAPackageThatDeclaresTooMuch) {

@@ -26,14 +26,17 @@ struct VerificationFault {
   std::string code;     ///< a stable word; docs/tool.md lists them
   std::u16string item;  ///< the part, item of the container or path of the file system; empty for the package itself
   std::string message;  ///< one sentence, names escaped for display, in the user's default encoding
+  bool isNote = false;  ///< it breaks no rule (a growth hint: ECMA-376-2, Annex C), and the package is healthy with it
 };
 
-struct VerificationReport {
+struct ZT_API VerificationReport {
   std::uint64_t parts = 0;  ///< parts that were looked for in the container's directory and found there
   std::uint64_t bytes = 0;  ///< bytes of those that could be read to their end, inflated
   std::vector<VerificationFault> faults;
 
-  bool isHealthy() const { return faults.empty(); }
+  /// How many faults there are that are no notes.
+  std::size_t countFaults() const;
+  bool isHealthy() const { return countFaults() == 0; }
 };
 
 /// Reads every byte of every item of the package at the path, held against what the container says of it, and
