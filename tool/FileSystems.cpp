@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "FileSystems.hpp"
 
-#include <map>
 #include <utility>
 
 #include "Errors.hpp"
@@ -53,6 +52,10 @@ void load(FileSystemManager const& manager, std::string const& path) {
   }
 }
 
+bool hasEntry(FileSystemManager const& manager, std::string const& argument) {
+  return manager.hasEntry(entryPath(argument)) || manager.hasEntry(fromArgument(argument));
+}
+
 FileSystemEntry findEntry(FileSystemManager const& manager, std::string const& argument) {
   std::u16string const path = entryPath(argument);
   if (manager.hasEntry(path)) return manager.getEntry(path);
@@ -75,21 +78,6 @@ void throwIfKeyIsMissing(Package const& package, FileSystemManager const& manage
 bool isEncrypted(Package const& package, FileSystemEntry const& file) {
   opc::model::PartName const name(file.getContentName());
   return package.getPart(name).getContentType().hasParameter(u"encryption");
-}
-
-// From the leaves upwards, so that what does not hang below the root is found too.
-std::vector<FileSystemEntry> allEntries(FileSystemManager const& manager) {
-  std::map<std::u16string, FileSystemEntry> found;
-  for (FileSystemEntry const& leaf : manager.getAllLeafs()) {
-    FileSystemEntry entry = leaf;
-    while (found.emplace(entry.getPathName(), entry).second && manager.hasParent(entry))
-      entry = manager.getParent(entry);
-  }
-  found.erase(FileSystemEntry::getRootName());
-  std::vector<FileSystemEntry> entries;
-  entries.reserve(found.size());
-  for (auto const& [path, entry] : found) entries.push_back(entry);
-  return entries;
 }
 
 }  // namespace ztpkg

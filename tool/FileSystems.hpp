@@ -3,7 +3,6 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "Errors.hpp"
 #include "opc/model/Package.hpp"
@@ -29,6 +28,8 @@ void load(opc::ztservices::FileSystemManager const& manager, std::string const& 
 /// dropped.
 std::u16string entryPath(std::string const& argument);
 
+bool hasEntry(opc::ztservices::FileSystemManager const& manager, std::string const& argument);
+
 /// The entry at the path that the user means; Failure where there is none.
 opc::ztservices::FileSystemEntry findEntry(opc::ztservices::FileSystemManager const& manager,
                                            std::string const& argument);
@@ -42,8 +43,5 @@ void throwIfKeyIsMissing(opc::model::Package const& package, opc::ztservices::Fi
 
 /// What is said of contents that do not authenticate under the key.
 Report cannotDecrypt(std::string const& what, std::u16string const& item);
-
-/// Every entry but the root, in code-unit order of path.
-std::vector<opc::ztservices::FileSystemEntry> allEntries(opc::ztservices::FileSystemManager const& manager);
 
 }  // namespace ztpkg

@@ -4,6 +4,7 @@
 #include "Amounts.hpp"
 #include "Colour.hpp"
 #include "Commands.hpp"
+#include "EntryMeasure.hpp"
 #include "FileSystems.hpp"
 #include "Json.hpp"
 #include "Keys.hpp"
@@ -62,11 +63,11 @@ std::string padded(std::string const& text, std::size_t width) {
 /// How the sizes of a listing are written, and in how many columns.
 class SizeColumn {
  public:
-  SizeColumn(Package const& package, std::vector<FileSystemEntry> const& entries, bool human) : human_(human) {
-    for (FileSystemEntry const& entry : entries) {
+  SizeColumn(Package const& package, FileSystemManager const& manager, bool human) : human_(human) {
+    manager.visitLeafs([&](FileSystemEntry const& entry) {
       EntryRecord const record = recordOf(package, entry);
       width_ = std::max({width_, text(record.size).size(), text(record.storedSize).size()});
-    }
+    });
   }
 
   std::string of(std::optional<std::uint64_t> size) const { return padded(text(size), width_); }
@@ -99,27 +100,28 @@ void printDetailed(EntryRecord const& record, SizeColumn const& sizes, Colours c
   out.print("\n");
 }
 
-void printPaths(std::vector<FileSystemEntry> const& entries, Output& out) {
+void printPaths(FileSystemManager const& manager, Output& out) {
   Colours const colours = Colours::ofStandardOutput();
-  for (FileSystemEntry const& entry : entries) {
+  manager.visitEntries([&](FileSystemEntry const& entry) {
     printPath(entry.getPathName(), typeOf(entry), colours, out);
     out.print("\n");
-  }
+  });
 }
 
-void printTable(Package const& package, std::vector<FileSystemEntry> const& entries, bool human, Output& out) {
+void printTable(Package const& package, FileSystemManager const& manager, bool human, Output& out) {
   Colours const colours = Colours::ofStandardOutput();
-  SizeColumn const sizes(package, entries, human);
-  for (FileSystemEntry const& entry : entries) printDetailed(recordOf(package, entry), sizes, colours, out);
+  SizeColumn const sizes(package, manager, human);
+  manager.visitEntries(
+      [&](FileSystemEntry const& entry) { printDetailed(recordOf(package, entry), sizes, colours, out); });
 }
 
-void printJson(Package const& package, std::vector<FileSystemEntry> const& entries, Output& out) {
-  char const* separator = "[\n";
-  for (FileSystemEntry const& entry : entries) {
+void printJson(Package const& package, FileSystemManager const& manager, Output& out) {
+  std::string separator = "[\n";
+  manager.visitEntries([&](FileSystemEntry const& entry) {
     out.print(separator + json(recordOf(package, entry)));
     separator = ",\n";
-  }
-  out.print(entries.empty() ? "[]\n" : "\n]\n");
+  });
+  out.print(separator == "[\n" ? "[]\n" : "\n]\n");
 }
 
 }  // namespace
@@ -129,10 +131,10 @@ void list(ListOptions const& options, Output& out) {
   FileSystemManager manager(*package);
   enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
-  auto const entries = allEntries(manager);
-  if (options.json) return printJson(*package, entries, out);
-  if (options.detailed) return printTable(*package, entries, options.human, out);
-  printPaths(entries, out);
+  throwIfTooDeep(measureEntries(manager), options.package);
+  if (options.json) return printJson(*package, manager, out);
+  if (options.detailed) return printTable(*package, manager, options.human, out);
+  printPaths(manager, out);
 }
 
 }  // namespace ztpkg

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <algorithm>
-#include <string>
+#include <string_view>
 
 namespace ztpkg {
 
@@ -10,7 +10,7 @@ namespace ztpkg {
 /// long as `visit` answers true. Paths that come in order so have few folders visited twice, and none is kept: a
 /// hostile package can have more of them than memory holds.
 template <typename Visit>
-void visitNewParents(std::u16string const& path, std::u16string const& previous, Visit const& visit) {
+void visitNewParents(std::u16string_view path, std::u16string_view previous, Visit const& visit) {
   auto const differ = std::mismatch(path.begin(), path.end(), previous.begin(), previous.end()).first;
   auto const shared = static_cast<std::size_t>(differ - path.begin());
   std::size_t const known = shared == 0 ? path.npos : path.rfind(u'/', shared - 1);

@@ -42,7 +42,8 @@ void checkSegments(std::u16string const& path) {
 }
 
 void checkParents(FileSystemManager const& manager, std::u16string const& path, std::u16string const& previous) {
-  visitNewParents(path, previous, [&](std::u16string const& parent) {
+  visitNewParents(path, previous, [&](std::u16string_view folder) {
+    std::u16string const parent(folder);
     if (manager.hasEntry(parent) && !manager.getEntry(parent).isFolder())
       throwUnsafe(path, "it lies below a file or link");
     return true;

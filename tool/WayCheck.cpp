@@ -46,9 +46,9 @@ bool WayCheck::checkFolder(std::u16string const& path) {
 bool WayCheck::checkParents(std::u16string const& path) {
   if (!missing_.empty() && path.starts_with(missing_)) return false;
   missing_.clear();
-  visitNewParents(path, previous_, [this](std::u16string const& parent) {
-    if (checkFolder(parent)) return true;
-    missing_ = parent + u"/";
+  visitNewParents(path, previous_, [this](std::u16string_view parent) {
+    if (checkFolder(std::u16string(parent))) return true;
+    missing_ = std::u16string(parent) + u"/";
     return false;
   });
   previous_ = path;

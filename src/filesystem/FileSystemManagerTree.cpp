@@ -70,6 +70,16 @@ std::vector<FileSystemEntry> FileSystemManager::getAllLeafs() const {
   return entries;
 }
 
+void FileSystemManager::visitLeafs(std::function<void(FileSystemEntry const&)> const& visitor) const {
+  ensureLoaded();
+  tree_->forEachLeaf([&](FileSystemNode const& node) { visitor(makeEntry(node)); });
+}
+
+void FileSystemManager::visitEntries(std::function<void(FileSystemEntry const&)> const& visitor) const {
+  ensureLoaded();
+  tree_->forEachNode([&](FileSystemNode const& node) { visitor(makeEntry(node)); });
+}
+
 std::u16string FileSystemManager::getLinkTarget(FileSystemEntry const& entry) const {
   ensureLoaded();
   if (!entry.isLink()) throw FileSystemEntryMustBeLink(messages::kMustBeSymbolicLink);

@@ -100,6 +100,10 @@ void FileSystemTree::forEachLeaf(NodeVisitor const& visit) const {
   walk([](Entry const& entry) { return isLeaf(entry) && !isRoot(entry); }, visit);
 }
 
+void FileSystemTree::forEachNode(NodeVisitor const& visit) const {
+  walk([](Entry const& entry) { return !isRoot(entry); }, visit);
+}
+
 void FileSystemTree::forEachLink(NodeVisitor const& visit) const {
   walk([](Entry const& entry) { return entry.second.type == FileSystemNodeType::Link; }, visit);
 }

@@ -51,6 +51,8 @@ class FileSystemTree {
   std::vector<FileSystemNode> getLeafNodes() const;
   /// The same without a list of copies. The tree must not be changed meanwhile.
   void forEachLeaf(NodeVisitor const& visit) const;
+  /// Every node but the root, in key order. The tree must not be changed meanwhile.
+  void forEachNode(NodeVisitor const& visit) const;
   /// Every link, also one with children, in key order. The tree must not be changed meanwhile.
   void forEachLink(NodeVisitor const& visit) const;
 

@@ -5,7 +5,7 @@
 Every package is made here, from a manifest and parts of any kind. For each of them nothing may change in the whole
 tree above the destination but below the destination, and the tool must end within 10 seconds and 1 GiB, with
 success or with an error of its own; for those that lead outside, an error is what must come. `ztpkg verify` must
-end within the same bounds.
+end within the same bounds, and every other command with those packages that are deep or wide.
 """
 import io
 import itertools
@@ -123,6 +123,33 @@ def cases():
     yield "contents with an upward name", package([file("/a", "/fsroot/../../victim")]), REFUSED
 
 
+def large_cases():
+    """Name, package, whether it can be listed: small files that stand for very much."""
+    yield f"{DEPTH:,} levels of folders, and a file", package([folder("/d" * DEPTH), file("/x")]), False
+    yield "100 paths of 2,000 levels each", package([file("/x")] + [folder(f"/{i}" + "/d" * 2000) for i in range(100)]), False
+    yield "20 entries, 60,000 levels down", package([file("/x")] + [file("/d" * 60_000 + f"/{i}") for i in range(20)]), False
+    yield "1,000 names of 4,096 letters", package([file("/x")] + [folder(f"/{i}" + "n" * 4090) for i in range(1000)]), True
+
+
+COMMANDS = (["list"], ["list", "--long"], ["list", "--json"], ["info"], ["info", "--json"], ["cat", "/x"], ["verify"],
+            ["add", "victim/kept", "--to", "/d"], ["remove", "--glob", "d"], ["remove", "/"])
+
+
+def faults_of_commands(tool, place, data, can_be_listed):
+    """What every command but `unpack` does wrong; the package comes after the command's name."""
+    for name, *arguments in COMMANDS:
+        (place / "p.ztpkg").write_bytes(data)
+        try:
+            done = subprocess.run([tool, name, "../p.ztpkg", *arguments], cwd=place / "parent", capture_output=True,
+                                  timeout=SECONDS, preexec_fn=limit, check=False)
+        except subprocess.TimeoutExpired:
+            yield f"{name} {arguments} took more than {SECONDS} seconds"
+            continue
+        wanted = (0, 1) if name != "list" else (0,) if can_be_listed else (1,)
+        if done.returncode not in wanted or b"internal error" in done.stderr:
+            yield f"{name} {arguments} ended with {done.returncode}: {done.stderr[:300]!r}"
+
+
 def snapshot(root, without):
     """Everything below the root: kind, mode, size or target and contents."""
     found = {}
@@ -197,6 +224,12 @@ def main():
                 failed += 1
                 print(f"{what[:200]}: {fault}")
         remove(place / "parent" / "out")
+        for what, data, can_be_listed in large_cases():
+            count += 1
+            faults = list(faults_of_commands(tool, place, data, can_be_listed))
+            failed += bool(faults)
+            for fault in faults:
+                print(f"{what}: {fault}")
     print(f"{count} hostile packages, {failed} not as they should be")
     return 1 if failed else 0
 

@@ -146,6 +146,16 @@ TEST(FileSystemManagerTree, ChildrenComeAsInsertedAndLeavesInOrderOfPath) {
   EXPECT_THAT(leafs(fs.manager), ElementsAre(u"/B", u"/a", u"/z"));
 }
 
+TEST(FileSystemManagerTree, VisitsEntriesAndLeafsInOrderOfPath) {
+  NewFileSystem fs;
+  for (auto const path : {u"/b/c", u"/b!", u"/a"}) fs.manager.createFolder(path);
+  std::vector<std::u16string> entries, leaves;
+  fs.manager.visitEntries([&](FileSystemEntry const& entry) { entries.push_back(entry.getPathName()); });
+  fs.manager.visitLeafs([&](FileSystemEntry const& leaf) { leaves.push_back(leaf.getPathName()); });
+  EXPECT_THAT(entries, ElementsAre(u"/a", u"/b", u"/b!", u"/b/c"));
+  EXPECT_THAT(leaves, ElementsAre(u"/a", u"/b!", u"/b/c"));
+}
+
 TEST(FileSystemManagerTree, EmptyFolderIsALeaf) {
   NewFileSystem fs;
   fs.manager.createFolder(u"/e");

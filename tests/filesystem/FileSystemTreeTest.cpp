@@ -93,6 +93,14 @@ TEST(FileSystemTree, ListsLeavesByCodeUnit) {
               ElementsAre(u"/A", u"/Aa", u"/B", u"/a!", u"/a/!", u"/a/b", u"/a0", u"/\U0001F600", u"/\uFF5E"));
 }
 
+TEST(FileSystemTree, VisitsEveryNodeButTheRootByCodeUnit) {
+  FileSystemTree tree;
+  for (auto const path : {u"/a/b/c", u"/a!", u"x/y", u"/B", u"//"}) tree.insertNode(file(path));
+  std::vector<std::u16string> visited;
+  tree.forEachNode([&](FileSystemNode const& node) { visited.push_back(node.fullPath()); });
+  EXPECT_THAT(visited, ElementsAre(u"/B", u"/a", u"/a!", u"/a/b", u"/a/b/c", u"x", u"x/y"));
+}
+
 TEST(FileSystemTree, CountsFilesLinksAndEmptyFoldersAsLeaves) {
   FileSystemTree tree;
   tree.addNode(file(u"/f"));

@@ -3,6 +3,7 @@
 
 #include <boost/date_time/posix_time/ptime.hpp>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -134,6 +135,10 @@ class ZT_API FileSystemManager : public model::DataManager {
   std::vector<FileSystemEntry> getChildren(FileSystemEntry const& entry) const;
   /// Every file, link and empty folder, in code-unit order of path; the root is none.
   std::vector<FileSystemEntry> getAllLeafs() const;
+  /// The same, and every entry but the root in the same order, handed over one at a time: of trees whose paths
+  /// together are too much for memory too. The visitor must not change the file system; what it throws ends the visit.
+  void visitLeafs(std::function<void(FileSystemEntry const&)> const& visitor) const;
+  void visitEntries(std::function<void(FileSystemEntry const&)> const& visitor) const;
   /// Throws FileSystemEntryMustBeLink.
   std::u16string getLinkTarget(FileSystemEntry const& entry) const;
 
