@@ -23,9 +23,16 @@ Details makeDetails() {
       {"ztpkg add",
        {"A folder that is there already takes what is added; a file or link never replaces a folder, nor a folder "
         "them. All is checked before the package is changed, and it is changed in one step."}},
-      {"ztpkg remove", {"When one of the paths is not there nothing is removed. The package is changed in one step."}},
+      {"ztpkg remove",
+       {"When one of the paths is not there, or a pattern matches nothing, nothing is removed. The package is changed "
+        "in one step.",
+        "A pattern without a slash is held against each name on the way ('*.tmp'), one with a slash against the whole "
+        "path ('/2024/*.txt')."}},
       {"ztpkg unpack",
-       {"All is checked before anything is written: that the contents are there, that nothing is in the way, that "
+       {"A PATH that is no entry and has '*', '?' or '[' in it is a pattern, to be quoted from the shell. Without a "
+        "slash it is held against each name on the way ('*.txt'), with one against the whole path ('/2024/*.txt'). One "
+        "that matches nothing fails the command.",
+        "All is checked before anything is written: that the contents are there, that nothing is in the way, that "
         "the disk has room, and that no entry leaves DIR."}},
       {"ztpkg list",
        {"Prints one path a line, sorted. Control characters and others that could disguise a line are escaped."}},

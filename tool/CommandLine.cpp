@@ -186,7 +186,7 @@ void addUnpack(CLI::App& app, Invocation& invocation) {
   addPackage(command, options->package);
   command.add_option("DIR", options->directory, "The directory to extract into, made where it is missing")->required();
   command.add_option("PATH", options->paths,
-                     "Extract only these files, folders or links, with all that lies below them");
+                     "Extract only these files, folders or links, with all that lies below them; may be a pattern");
   addKey(command, options->key, kAsk);
   command.add_flag("--raw", options->raw, "Write contents as they are stored, without decrypting them");
   command.add_flag("!--no-restore", options->restore, "Leave times and permissions as the disk gives them");
@@ -211,13 +211,21 @@ void addRemove(CLI::App& app, Invocation& invocation) {
                                  "ztpkg remove photos.ztpkg /2024/notes.txt /drafts");
   command.alias("rm");
   addPackage(command, options->package);
-  command.add_option("PATH", options->paths, "What is removed; a folder with all that lies below it")->required();
+  command.add_option("PATH", options->paths,
+                     "What is removed, a folder with all that lies below it; never taken for a pattern");
+  command
+      .add_option("-g,--glob", options->patterns,
+                  "Also remove what the pattern matches, with all that lies below it; may be given several times")
+      ->type_name("GLOB")
+      ->allow_extra_args(false);  // or it would swallow PACKAGE
   addKey(command, options->key, kAsk);
   command.add_flag("-q,--quiet", options->quiet, "Print nothing but errors");
   command.callback([&invocation, options] {
     unmark(options->package);
     unmark(options->paths);
+    unmark(options->patterns);
     unmark(options->key);
+    if (options->paths.empty() && options->patterns.empty()) throw CLI::RequiredError("PATH or --glob");
     invocation.package = options->package;
     invocation.action = [options](Output&) { remove(*options); };
   });

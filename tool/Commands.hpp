@@ -60,6 +60,7 @@ void unpack(UnpackOptions const& options);
 struct RemoveOptions {
   std::string package;
   std::vector<std::string> paths;
+  std::vector<std::string> patterns;
   KeyOptions key;
   bool quiet = false;
 };

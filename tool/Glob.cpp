@@ -84,16 +84,17 @@ Glob::Glob(std::u16string const& pattern)
   if (pattern.find(u'/') == pattern.size() - 1) wholePath_ = false;  // "name/" is a name
 }
 
-bool Glob::matches(std::u16string const& path) const {
+std::size_t Glob::matchedNames(std::u16string const& path) const {
   std::wstring const wide = opc::toWideString(path);
   View const whole = withoutSlashes(wide);
-  for (std::size_t start = 0, end = 0; end != View::npos; start = end + 1) {
-    end = whole.find(L'/', start);
+  std::size_t names = 1;
+  for (std::size_t start = 0;; ++names) {
+    std::size_t const end = whole.find(L'/', start);
     View const piece = wholePath_ ? whole.substr(0, end) : whole.substr(start, end - start);
-    if (matchesText(pattern_, piece)) return true;
-    if (end == View::npos) break;
+    if (matchesText(pattern_, piece)) return names;
+    if (end == View::npos) return 0;
+    start = end + 1;
   }
-  return false;
 }
 
 }  // namespace ztpkg

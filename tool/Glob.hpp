@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace ztpkg {
@@ -13,7 +14,10 @@ class Glob {
   explicit Glob(std::u16string const& pattern);
 
   /// Whether the pattern matches the path (absolute within the tree) itself or a folder above it.
-  bool matches(std::u16string const& path) const;
+  bool matches(std::u16string const& path) const { return matchedNames(path) > 0; }
+
+  /// How many of the path's names lead to the first that is matched: 2 for "b" and "/a/b/c". 0 for none.
+  std::size_t matchedNames(std::u16string const& path) const;
 
  private:
   std::wstring pattern_;  // wide: one element is one character, so that "?" and ranges mean what they show

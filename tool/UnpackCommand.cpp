@@ -8,6 +8,7 @@
 #include "FileSystems.hpp"
 #include "Paths.hpp"
 #include "Process.hpp"
+#include "Selection.hpp"
 #include "UnpackChecks.hpp"
 
 namespace ztpkg {
@@ -16,21 +17,15 @@ namespace {
 using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
 
-bool isAtOrBelow(std::u16string const& path, std::u16string const& folder) {
-  return folder == u"/" || (path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == u'/'));
-}
-
 // What is to be extracted, links last: nothing is ever written through one of them.
 Leaves selectedLeaves(FileSystemManager const& manager, std::vector<std::string> const& arguments) {
-  std::vector<std::u16string> wanted;
-  wanted.reserve(arguments.size());
-  for (std::string const& argument : arguments) wanted.push_back(findEntry(manager, argument).getPathName());
+  Selection selection(manager, arguments);
   Leaves leaves;
-  for (FileSystemEntry const& entry : manager.getAllLeafs()) {
+  manager.visitLeafs([&](FileSystemEntry const& entry) {
     std::u16string path = entry.getPathName();
-    if (wanted.empty() || std::ranges::any_of(wanted, [&](auto const& folder) { return isAtOrBelow(path, folder); }))
-      leaves.push_back({std::move(path), entry});
-  }
+    if (selection.has(path)) leaves.push_back({std::move(path), entry});
+  });
+  selection.throwIfUnmatched();
   std::stable_partition(leaves.begin(), leaves.end(), [](Leaf const& leaf) { return !leaf.entry.isLink(); });
   return leaves;
 }
