@@ -205,6 +205,18 @@ TEST(FileSystemManagerVersion1, WrittenManifestWithLinksIsNotReadAlone) {
   EXPECT_THROW(FileSystemManager(*package).getRoot(), CouldNotConvertFileSystemManifest);
 }
 
+// The schema of version 1 takes URIs alone, and what a folder has there is its path as it is.
+TEST(FileSystemManagerVersion1, WrittenManifestWithAFolderThatIsNoURIIsNotReadAlone) {
+  NewFileSystem fs;
+  fs.manager.setSaveV1Manifest(true);
+  fs.manager.createFolder(u"/a[1]");
+  auto const package = reopen(*fs.package);
+  EXPECT_TRUE(FileSystemManager(*package).hasEntry(u"/a[1]"));
+  package->deleteRelationship(
+      package->getRelationshipsByType(FileSystemManager::getRelationshipType()).front().getID());
+  EXPECT_THROW(FileSystemManager(*package).getRoot(), opc::model::InvalidPartContent);
+}
+
 TEST(FileSystemManagerVersion1, WrittenManifestWithoutLinksIsReadAlone) {
   NewFileSystem fs;
   fs.manager.setSaveV1Manifest(true);

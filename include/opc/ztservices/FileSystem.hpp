@@ -226,7 +226,8 @@ class ZT_API FileSystemManager : public model::DataManager {
   // ---- keeping the older manifest
 
   /// Whether saves also write a manifest of version 1, and a loaded one is kept; false at first. That manifest is
-  /// never encrypted, and shows all paths.
+  /// never encrypted, and shows all paths. Its schema takes URIs for link targets and for the paths of empty folders:
+  /// where one is none ("a[1]"), readers of version 1 refuse the manifest.
   void setSaveV1Manifest(bool save);
 
   // ---- rules that callers may want to ask about
