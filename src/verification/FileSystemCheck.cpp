@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <string_view>
-#include <utility>
 
 #include "foundation/model/Messages.hpp"
 #include "foundation/model/PartNameRules.hpp"
@@ -90,7 +89,7 @@ bool FileSystemCheck::read(CheckedPart const& manifest) {
   try {
     auto const input = package_.open(manifest.items);
     readManifestEntries(
-        *input, [&](ManifestEntry entry) { take(std::move(entry), isVersion1); },
+        *input, [&](ManifestEntry const& entry) { take(entry, isVersion1); },
         [&](char const* code, std::u16string const& path, std::string const& what) {
           faults_.add(code, path, shown(path) + ": " + what);
         });
@@ -102,7 +101,7 @@ bool FileSystemCheck::read(CheckedPart const& manifest) {
   }
 }
 
-void FileSystemCheck::take(ManifestEntry entry, bool isVersion1) {
+void FileSystemCheck::take(ManifestEntry const& entry, bool isVersion1) {
   char const* const fault = faultOf(entry.path);
   if (fault)
     faults_.add(fault, entry.path,

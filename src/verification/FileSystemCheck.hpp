@@ -26,7 +26,7 @@ class FileSystemCheck {
  private:
   CheckedPart const* findManifest();
   bool read(CheckedPart const& manifest);
-  void take(ManifestEntry entry, bool isVersion1);
+  void take(ManifestEntry const& entry, bool isVersion1);
   void checkContent(ManifestEntry const& entry);
   void checkPlaces();
   void checkUnreferenced();
