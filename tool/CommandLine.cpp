@@ -390,7 +390,8 @@ CommandDescription describeAll(CLI::App const& app) {
 
 std::string versions() {
   std::string text = "ztpkg " ZTPKG_VERSION;
-  for (auto const& [name, version] : opc::ztservices::getLibraryVersions()) text += "\n" + name + " " + version;
+  for (auto const& [name, version] : opc::ztservices::getLibraryVersions())
+    text.append("\n").append(name).append(" ").append(version);
   return text + "\nCLI11 " CLI11_VERSION "\nnlohmann-json " + jsonLibraryVersion();
 }
 
