@@ -70,6 +70,10 @@ CLI::Option& addPackage(CLI::App& command, std::string& package, std::string con
 // An empty name would mean no key, and what was to be secret would lie open.
 std::string refuseEmpty(std::string const& argument) { return argument.empty() ? "must not be empty" : ""; }
 
+std::string refuseOtherModes(std::string const& mode) {
+  return mode == "random" || mode == "deterministic" ? "" : "must be random or deterministic, not " + mode;
+}
+
 /// The options that tell where a key comes from; `ask` is what asking for a password means to the command.
 void addKey(CLI::App& command, KeyOptions& key, std::string const& ask) {
   CLI::Option* const options[] = {
@@ -133,12 +137,14 @@ void addPack(CLI::App& app, Invocation& invocation) {
   command.add_flag("--text-to-utf8", options->textToUTF8, "Convert text files (.txt, .tq) to UTF-8");
   addKey(command, options->key, "Encrypt, and ask for a password on the terminal");
   command.add_option("--iv", options->ivMode, "Where initialization vectors come from: chance, or a sequence")
-      ->check(CLI::IsMember({"random", "deterministic"}))
-      ->type_name("random|deterministic");
+      ->check(refuseOtherModes)
+      ->type_name("random|deterministic")
+      ->group("Encryption");
   command
       .add_option("--iv-prefix", options->ivPrefix,
-                  "The beginning of deterministic ones, 16 digits, never used before with this key")
-      ->type_name("HEX");
+                  "The beginning of deterministic ones: 16 hexadecimal digits, never used before with this key")
+      ->type_name("HEX")
+      ->group("Encryption");
   addProperties(command, options);
   command.add_flag("-n,--dry-run", options->dryRun,
                    "Check everything, print the paths that would be stored, and write nothing");
@@ -182,7 +188,7 @@ void addAdd(CLI::App& app, Invocation& invocation) {
 void addUnpack(CLI::App& app, Invocation& invocation) {
   auto const options = std::make_shared<UnpackOptions>();
   CLI::App& command = addCommand(app, "unpack", "Extract all files of a package, or some, into a directory",
-                                 "ztpkg unpack photos.ztpkg restored /2024");
+                                 "ztpkg unpack photos.ztpkg restored /2024 '*.txt'");
   addPackage(command, options->package);
   command.add_option("DIR", options->directory, "The directory to extract into, made where it is missing")->required();
   command.add_option("PATH", options->paths,
@@ -208,7 +214,7 @@ void addUnpack(CLI::App& app, Invocation& invocation) {
 void addRemove(CLI::App& app, Invocation& invocation) {
   auto const options = std::make_shared<RemoveOptions>();
   CLI::App& command = addCommand(app, "remove", "Remove files, folders and links from a package",
-                                 "ztpkg remove photos.ztpkg /2024/notes.txt /drafts");
+                                 "ztpkg remove photos.ztpkg /2024/notes.txt --glob '*.tmp'");
   command.alias("rm");
   addPackage(command, options->package);
   command.add_option("PATH", options->paths,
@@ -255,7 +261,8 @@ void addList(CLI::App& app, Invocation& invocation) {
   CLI::Option* const detailed =
       command.add_flag("-l,--long", options->detailed,
                        "Also print type, permissions, size, stored size, time, link target and content type");
-  command.add_flag("-H,--human", options->human, "Print sizes as people say them, such as 1.2 MB")->needs(detailed);
+  command.add_flag("-H,--human", options->human, "With --long: sizes as people say them, such as 1.2 MB")
+      ->needs(detailed);
   command.add_flag("--json", options->json, "Print a JSON array of objects, for programs")->excludes(detailed);
   command.callback([&invocation, options] {
     unmark(options->package);

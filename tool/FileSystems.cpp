@@ -65,8 +65,8 @@ FileSystemEntry findEntry(FileSystemManager const& manager, std::string const& a
 }
 
 Report cannotDecrypt(std::string const& what, std::u16string const& item) {
-  return {Exit::Key, "cannot-decrypt", what + " cannot be decrypted: the key is another one, or something was changed",
-          item};
+  return {Exit::Key, "cannot-decrypt",
+          what + " cannot be decrypted: the key or password is another one, or something was changed", item};
 }
 
 void throwIfKeyIsMissing(Package const& package, FileSystemManager const& manager, FileSystemEntry const& file) {

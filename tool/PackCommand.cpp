@@ -159,6 +159,14 @@ void store(SourceTree& source, std::u16string const& path, PackOptions const& op
   package->save();
 }
 
+/// Names the way out where there is one, which other commands do not have.
+void survey(SourceTree& source) try { source.survey(); } catch (Failure const& failure) {
+  std::vector<Report> reports = failure.reports();
+  for (Report& report : reports)
+    if (report.code == "outside-link") report.message += " (--skip-outside-links leaves it out)";
+  throw Failure(std::move(reports));
+}
+
 }  // namespace
 
 void pack(PackOptions const& options, Output& out) {
@@ -171,7 +179,7 @@ void pack(PackOptions const& options, Output& out) {
   opc::LocalFileSystemOps disk;
   Progress progress(options.progress && !options.quiet);
   SourceTree source(disk, root, rulesOf(options, package), progress);
-  source.survey();
+  survey(source);
   progress.expect({source.fileCount(), source.fileBytes()});
   if (!options.quiet) tellSkipped(source);
   if (options.dryRun) return printPlan(source, out);

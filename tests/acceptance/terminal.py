@@ -96,10 +96,14 @@ def bar_fits_narrow_windows(ztpkg, scratch):
 
 
 def no_bar_where_it_is_not_wanted(ztpkg, scratch):
-    for option in ("--no-progress", "--quiet"):
-        run = Terminal([ztpkg, "unpack", "-f", option, scratch + "/bar.ztp", scratch + "/out"])
-        run.pause(scratch + "/out/")
-        check(run.finish() == 0 and not lines_of_the_bar(run.printed), f"{option}: {run.printed}")
+    large, new, out = scratch + "/src/large", scratch + "/new.ztp", scratch + "/out"
+    for place, command in ((out + "/", ["unpack", "--no-progress", "-f", scratch + "/bar.ztp", out]),
+                           (out + "/", ["unpack", "--quiet", "-f", scratch + "/bar.ztp", out]),
+                           (large, ["pack", "--no-progress", "-f", "--level", "fast", scratch + "/src", new]),
+                           (large, ["add", "--no-progress", scratch + "/small.ztp", large])):
+        run = Terminal([ztpkg, *command])
+        run.pause(place)
+        check(run.finish() == 0 and not lines_of_the_bar(run.printed), f"{command}: {run.printed}")
     piped = subprocess.run([ztpkg, "unpack", "-f", scratch + "/bar.ztp", scratch + "/out"], capture_output=True)
     check(piped.returncode == 0 and b"%" not in piped.stderr + piped.stdout, piped.stderr)
 
