@@ -18,6 +18,8 @@ Details makeDetails() {
         "fifos and devices are left out. When PACKAGE lies in DIR, it is left out as well.",
         "A pattern without a slash is held against each name on the way ('*.tmp'), one with a slash against the path "
         "below DIR ('a/*/c', '/top').",
+        "A link that points out of DIR by a relative path is stored, but 'ztpkg unpack' makes it only with "
+        "--allow-outside-links.",
         "What cannot be stored is listed, all of it, and nothing is written. The same tree gives the same bytes when "
         "--uuid is given, and --created or the variable SOURCE_DATE_EPOCH."}},
       {"ztpkg add",

@@ -100,7 +100,7 @@ std::string exitStatus() {
          tagged("2", "The command line is wrong.") +
          tagged("3",
                 "The disk failed: missing, not readable, not writable, full, already there; also standard output.") +
-         tagged("4", "A key is needed, or what was given does not fit.") +
+         tagged("4", "A key or password is needed or wrong, or what is encrypted was changed.") +
          tagged("128+\\fIn\\fR", "Ended by signal n, after the temporary files were removed.");
 }
 
