@@ -43,8 +43,10 @@ Details makeDetails() {
        {"Works on packages of any kind, with or without files that ztpkg has stored. Relationships within the package "
         "are shown with the part that they lead to, external ones as they are written."}},
       {"ztpkg verify",
-       {"Reads every byte of a package of any kind, and lists all its faults, not only the first. Encrypted contents "
-        "are checked as far as that goes without their key."}},
+       {"Reads every byte of a package of any kind, and lists all its faults, not only the first. With the key, or the "
+        "password, encrypted contents are authenticated and the encrypted manifest is checked as a plain one; without "
+        "it they are checked as far as that goes, and one line says so. A key that opens nothing in the package is an "
+        "error (exit code 4)."}},
       {"ztpkg keygen", {"An existing file is never replaced. Who loses the file loses the packages."}},
       {"ztpkg props",
        {"These are the standard core properties of any package (title, creator and so on), and this system's own: "

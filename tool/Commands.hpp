@@ -68,6 +68,7 @@ void remove(RemoveOptions const& options);
 
 struct VerifyOptions {
   std::string package;
+  KeyOptions key;
   bool json = false;
   bool quiet = false;
 };

@@ -2,9 +2,9 @@
 #include <optional>
 #include <tuple>
 
+#include "crypto/CipherDataNames.hpp"
 #include "crypto/CipherDataXml.hpp"
 #include "crypto/CipherMessages.hpp"
-#include "foundation/core/SchemaBaseURI.hpp"
 #include "foundation/crypto/CryptoEngine.hpp"
 #include "foundation/crypto/CryptoProvider.hpp"
 #include "foundation/crypto/Utils.hpp"
@@ -23,9 +23,9 @@ using model::PartName;
 using model::RelationshipSelector;
 using Bytes = std::vector<unsigned char>;
 
-constexpr char16_t kPartName[] = u"/metadata/ztCipherData.xml";
-constexpr char16_t kContentType[] = u"application/vnd.corvanta.package.cipherData+xml";
-constexpr char16_t kRelationshipType[] = u"" ZT_SCHEMA_BASE_URI "/package/2018/relationships/cipherData";
+using cipher_data::kContentType;
+using cipher_data::kPartName;
+using cipher_data::kRelationshipType;
 
 CryptoEngine engine() { return CryptoEngine(std::make_shared<foundation::crypto::cryptopp::CryptoProvider>()); }
 

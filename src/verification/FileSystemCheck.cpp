@@ -16,8 +16,6 @@ using model::detail::wideName;
 using model::detail::messages::shown;
 
 constexpr std::string_view kContents = "/fsroot/";
-// An initialization vector and a tag of 16 bytes each are the least that encrypted content takes.
-constexpr std::uint64_t kLeastEncrypted = 32;
 
 /// Has the paths below another follow directly on it.
 bool comesFirst(FileSystemCheck::Listed const& a, FileSystemCheck::Listed const& b) {
@@ -49,20 +47,26 @@ bool hasType(CheckedPart const& part, model::ContentType const& type) {
   return part.type && part.type->is(type.getType() + u"/" + type.getSubType());
 }
 
-bool isEncrypted(CheckedPart const& part) {
-  return part.type && part.type->value && part.type->value->hasParameter(u"encryption");
-}
+bool isEncrypted(CheckedPart const& part) { return EncryptionCheck::isEncrypted(part); }
 
 }  // namespace
 
-FileSystemCheck::FileSystemCheck(PackageCheck const& package, FaultList& faults)
-    : package_(package), faults_(faults), owners_(package.parts().size()) {}
+FileSystemCheck::FileSystemCheck(PackageCheck const& package, EncryptionCheck const& encryption, FaultList& faults)
+    : package_(package), encryption_(encryption), faults_(faults), owners_(package.parts().size()) {}
 
-void FileSystemCheck::check() {
+bool FileSystemCheck::check() {
   CheckedPart const* const manifest = findManifest();
-  if (!manifest || !package_.isSound(*manifest)) return;
-  if (isEncrypted(*manifest)) return checkEncrypted(*manifest, wideName(manifest->name));
-  bool const isWhole = read(*manifest);
+  isKeyWrong_ = isKeyWrong(manifest);
+  if (manifest && package_.isSound(*manifest)) checkManifest(*manifest);
+  checkEncryption(manifest);
+  return !isKeyWrong_;
+}
+
+/// An encrypted one tells nothing unless it is authentic.
+void FileSystemCheck::checkManifest(CheckedPart const& manifest) {
+  if (isEncrypted(manifest) && !encryption_.isAuthentic(manifest)) return;
+  isDecrypted_ = isEncrypted(manifest);
+  bool const isWhole = read(manifest);
   checkPlaces();
   if (isWhole) checkUnreferenced();
 }
@@ -87,7 +91,7 @@ CheckedPart const* FileSystemCheck::findManifest() {
 bool FileSystemCheck::read(CheckedPart const& manifest) {
   bool const isVersion1 = hasType(manifest, FileSystemManager::getPartContentTypeV1());
   try {
-    auto const input = package_.open(manifest.items);
+    auto const input = isDecrypted_ ? encryption_.open(manifest) : package_.open(manifest.items);
     readManifestEntries(
         *input, [&](ManifestEntry const& entry) { take(entry, isVersion1); },
         [&](char const* code, std::u16string const& path, std::string const& what) {
@@ -125,7 +129,9 @@ void FileSystemCheck::checkContent(ManifestEntry const& entry) {
                     " too: " + shown(entry.content));
   else
     owner = static_cast<std::uint32_t>(entries_.size());
-  if (isEncrypted(*part)) checkEncrypted(*part, entry.path);
+  if (isDecrypted_ && !isEncrypted(*part))
+    faults_.add(code::kPlainContent, entry.path,
+                shown(entry.path) + ": its contents are not encrypted, as the manifest is: " + shown(entry.content));
 }
 
 /// Nothing may stand below a file or link. The path that is told is the highest one above.
@@ -154,10 +160,37 @@ void FileSystemCheck::checkUnreferenced() {
   }
 }
 
+bool FileSystemCheck::isContents(CheckedPart const& part) const {
+  return part.name.starts_with(kContents) || owners_[static_cast<std::size_t>(&part - package_.parts().data())] != 0;
+}
+
+/// A key is told from another one by what it opens: where that is nothing, of all that could be read of the container,
+/// either the key is wrong or everything was changed.
+bool FileSystemCheck::isKeyWrong(CheckedPart const* manifest) const {
+  if (!encryption_.hasKey() || encryption_.countAuthentic() > 0) return false;
+  return std::ranges::any_of(package_.parts(), [&](CheckedPart const& part) {
+    return isEncrypted(part) && (&part == manifest || isContents(part)) && package_.isSound(part) &&
+           !EncryptionCheck::isTooShort(package_.sizeOf(part));
+  });
+}
+
+void FileSystemCheck::checkEncryption(CheckedPart const* manifest) {
+  for (std::size_t i = 0; i < owners_.size(); ++i) {
+    CheckedPart const& part = package_.parts()[i];
+    if (isEncrypted(part) && (&part == manifest || isContents(part)))
+      checkEncrypted(part, owners_[i] != 0 ? entries_[owners_[i] - 1].path : wideName(part.name));
+  }
+}
+
 void FileSystemCheck::checkEncrypted(CheckedPart const& part, std::u16string const& path) {
-  if (package_.sizeOf(part) < kLeastEncrypted)
+  std::string const of = path == wideName(part.name) ? "" : ": " + shown(part.name);
+  if (EncryptionCheck::isTooShort(package_.sizeOf(part)))
     faults_.add(code::kTruncatedEncryption, path,
-                shown(path) + ": too short to be encrypted, as its content type says that it is");
+                shown(path) + ": too short to be encrypted, as its content type says that it is" + of);
+  else if (encryption_.hasKey() && !isKeyWrong_ && package_.isSound(part) && !encryption_.isAuthentic(part))
+    faults_.add(
+        code::kNotAuthentic, path,
+        shown(path) + ": it does not authenticate; it was changed, or its key or algorithm is another one" + of);
 }
 
 }  // namespace opc::ztservices

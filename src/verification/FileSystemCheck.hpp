@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "verification/EncryptionCheck.hpp"
 #include "verification/FaultList.hpp"
 #include "verification/ManifestEntries.hpp"
 #include "verification/PackageCheck.hpp"
@@ -14,9 +15,11 @@ namespace opc::ztservices {
 /// The manifest of a file system against itself and against the parts. A package without one has no faults here.
 class FileSystemCheck {
  public:
-  FileSystemCheck(PackageCheck const& package, FaultList& faults);
+  FileSystemCheck(PackageCheck const& package, EncryptionCheck const& encryption, FaultList& faults);
 
-  void check();
+  /// False, where a key was given that is not the package's: of several encrypted parts not one is authentic under it.
+  /// Then no more is told than without a key.
+  bool check();
 
   struct Listed {
     std::u16string path;
@@ -30,12 +33,19 @@ class FileSystemCheck {
   void checkContent(ManifestEntry const& entry);
   void checkPlaces();
   void checkUnreferenced();
+  void checkManifest(CheckedPart const& manifest);
+  bool isKeyWrong(CheckedPart const* manifest) const;
+  void checkEncryption(CheckedPart const* manifest);
   void checkEncrypted(CheckedPart const& part, std::u16string const& path);
+  bool isContents(CheckedPart const& part) const;
 
   PackageCheck const& package_;
+  EncryptionCheck const& encryption_;
   FaultList& faults_;
   std::vector<Listed> entries_;
   std::vector<std::uint32_t> owners_;  // of each part: the number of its first entry, from 1; 0 for none
+  bool isDecrypted_ = false;           // whether the manifest was encrypted, and the key opened it
+  bool isKeyWrong_ = false;
 };
 
 }  // namespace opc::ztservices

@@ -13,6 +13,7 @@
 #include "foundation/model/PartTable.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
+#include "verification/BytesStream.hpp"
 #include "verification/FaultCodes.hpp"
 
 namespace opc::ztservices {
@@ -30,20 +31,6 @@ model::XmlLimits limitsOf(model::OpenOptions const& options) {
   limits.documentBytes = options.maximumMarkupBytes;
   return limits;
 }
-
-/// Several pieces as one content; they are markup of the package's own, or a manifest, and so held whole.
-class JoinedStream final : public InputStream {
- public:
-  explicit JoinedStream(std::vector<unsigned char> bytes) : bytes_(std::move(bytes)), input_(bytes_) {}
-  void reset() override { input_.reset(); }
-  std::size_t read(void* buffer, std::size_t count) override { return input_.read(buffer, count); }
-  bool isEnd() override { return input_.isEnd(); }
-  void clear() override { input_.clear(); }
-
- private:
-  std::vector<unsigned char> bytes_;
-  ByteArrayInAdaptor input_;
-};
 
 void append(InputStream& input, std::vector<unsigned char>& bytes) {
   std::vector<unsigned char> buffer(65536);
@@ -85,12 +72,15 @@ PackageCheck::PackageCheck(model::zip::ArchiveSurvey const& survey, std::vector<
       relationshipCount_{limits.maximumRelationships},
       isDone_(survey.size()) {}
 
-void PackageCheck::check() {
+void PackageCheck::identify() {
   collectPieces();
   findContentTypes();
   classifyItems();
   checkNames();
   checkDerivedNames();
+}
+
+void PackageCheck::check() {
   readAllRelationships();
   checkCoreProperties();
 }
@@ -113,6 +103,7 @@ std::uint64_t PackageCheck::sizeOf(CheckedPart const& part) const {
   return size;
 }
 
+// The pieces are markup of the package's own, or a manifest, and so held whole.
 std::unique_ptr<InputStream> PackageCheck::open(std::vector<std::uint32_t> const& items) const {
   if (items.size() == 1) return survey_.openContent(items.front());
   std::vector<unsigned char> bytes;
@@ -122,7 +113,18 @@ std::unique_ptr<InputStream> PackageCheck::open(std::vector<std::uint32_t> const
       throw InvalidPackage(messages::invalidItem(survey_.entry(item).name, "its pieces are too large together"));
     append(*survey_.openContent(item), bytes);
   }
-  return std::make_unique<JoinedStream>(std::move(bytes));
+  return std::make_unique<BytesStream>(std::move(bytes));
+}
+
+void PackageCheck::read(CheckedPart const& part, ContentSink const& take) const {
+  std::vector<unsigned char> buffer(65536);
+  for (std::uint32_t const item : part.items) {
+    auto const input = survey_.openContent(item);
+    while (!input->isEnd()) {
+      std::size_t const count = input->read(buffer.data(), buffer.size());
+      take({buffer.data(), count});
+    }
+  }
 }
 
 std::vector<CheckedPart const*> PackageCheck::targetsOf(std::u16string_view type) const {

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,8 +37,13 @@ class PackageCheck {
   PackageCheck(model::zip::ArchiveSurvey const& survey, std::vector<bool> const& isSound,
                model::OpenOptions const& limits, FaultList& faults);
 
+  /// What the items are, and whether their names and content types may stand together. Before anything else, and
+  /// perhaps before the items are read to their ends.
+  void identify();
+  /// What the parts hold that the package itself is made of.
   void check();
 
+  std::size_t itemCount() const { return survey_.size(); }
   /// By name, without regard to ASCII case.
   std::vector<CheckedPart> const& parts() const { return parts_; }
   /// The part of exactly that name, or null.
@@ -45,6 +52,9 @@ class PackageCheck {
   std::uint64_t sizeOf(CheckedPart const& part) const;
   /// Throws InvalidItem and, for more pieces than may be held, InvalidPackage.
   std::unique_ptr<InputStream> open(std::vector<std::uint32_t> const& items) const;
+  /// The content of a part piece by piece, with little memory. Throws InvalidItem.
+  using ContentSink = std::function<void(std::span<unsigned char const> bytes)>;
+  void read(CheckedPart const& part, ContentSink const& take) const;
   /// Parts that relationships of the package with that type lead to, the missing ones left out.
   std::vector<CheckedPart const*> targetsOf(std::u16string_view type) const;
 

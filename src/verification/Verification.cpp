@@ -2,14 +2,18 @@
 #include "opc/ztservices/Verification.hpp"
 
 #include <algorithm>
+#include <span>
 #include <vector>
 
+#include "crypto/CipherDataNames.hpp"
 #include "foundation/crypto/Sha256.hpp"
 #include "foundation/crypto/Utils.hpp"
 #include "foundation/model/Messages.hpp"
 #include "foundation/zip/ArchiveSurvey.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
+#include "opc/ztservices/CipherData.hpp"
+#include "verification/EncryptionCheck.hpp"
 #include "verification/FaultCodes.hpp"
 #include "verification/FaultList.hpp"
 #include "verification/FileSystemCheck.hpp"
@@ -70,13 +74,43 @@ bool isWithin(ArchiveSurvey const& survey, std::uint64_t maximumBytes, FaultList
   return true;
 }
 
+void checkCipherData(model::Package& package, FaultList& faults) {
+  if (package.getRelationshipsByType(cipher_data::kRelationshipType).empty()) return;
+  try {
+    CipherDataManager(package).hasCipherEntry({model::URI(u"/"), model::RelationshipSelectorType::ByType, u""});
+  } catch (model::InvalidItem const&) {   // told with its content
+  } catch (model::PartNotFound const&) {  // told with the relationship
+  } catch (Exception const& fault) {
+    if (fault.getErrorCode()) throw;
+    faults.add(code::kInvalidCipherData, cipher_data::kPartName, std::string("The cipher data: ") + fault.what());
+  }
+}
+
 /// Whatever keeps a package from being opened is a fault, also where nothing above has found a name for it.
 void checkThatItOpens(std::u16string const& path, model::OpenOptions const& limits, FaultList& faults) {
   try {
-    model::Package::open(path, model::AccessMode::ReadOnly, limits);
+    checkCipherData(*model::Package::open(path, model::AccessMode::ReadOnly, limits), faults);
   } catch (model::InvalidPackage const& fault) {
     faults.add(code::kInvalidPackage, u"", fault.what());
   }
+}
+
+void readItems(ArchiveSurvey& survey, EncryptionCheck& encryption, std::vector<bool>& isSound) {
+  survey.readItems(
+      [&](std::size_t item, bool sound) {
+        isSound[item] = sound;
+        encryption.finish(item, sound);
+      },
+      [&](std::size_t item, std::span<unsigned char const> bytes) { encryption.take(item, bytes); });
+  encryption.finishPieces();
+}
+
+void count(PackageCheck const& package, EncryptionCheck const& encryption, VerificationReport& report) {
+  report.parts = package.parts().size();
+  for (CheckedPart const& part : package.parts())
+    if (package.isSound(part)) report.bytes += package.sizeOf(part);
+  report.encrypted = encryption.countEncrypted();
+  report.authentic = encryption.countAuthentic();
 }
 
 }  // namespace
@@ -102,16 +136,18 @@ VerificationReport verifyPackage(std::u16string const& path, VerificationOptions
                        });
   std::vector<bool> isSound(survey.size());
   VerificationReport report;
+  bool mayOpen = false;
   if (isWithin(survey, options.limits.maximumTotalBytes, faults)) {
-    survey.readItems([&](std::size_t index, bool sound) { isSound[index] = sound; });
     PackageCheck package(survey, isSound, options.limits, faults);
+    package.identify();
+    EncryptionCheck encryption(package, options.key);
+    readItems(survey, encryption, isSound);
     package.check();
-    FileSystemCheck(package, faults).check();
-    report.parts = package.parts().size();
-    for (CheckedPart const& part : package.parts())
-      if (package.isSound(part)) report.bytes += package.sizeOf(part);
+    mayOpen = faults.isTolerable();
+    report.isKeyWrong = !FileSystemCheck(package, encryption, faults).check();
+    count(package, encryption, report);
   }
-  if (faults.isTolerable()) checkThatItOpens(path, options.limits, faults);
+  if (mayOpen) checkThatItOpens(path, options.limits, faults);
   report.faults = faults.take();
   return report;
 }

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 """Changes an encrypted package bit by bit, with its checksums put right, and has the tool read it: the same error each
-time, and not a byte of content. usage: encrypted_damage.py ZTPKG"""
+time, and not a byte of content; verify names the part. usage: encrypted_damage.py ZTPKG"""
+import json
 import os
 import subprocess
 import sys
@@ -40,6 +41,13 @@ def expect(what, done, stderr):
         sys.exit(f"{what}: exit {done.returncode}, printed {done.stdout!r}, told {done.stderr!r}")
 
 
+def expect_fault(what, done, item, size):
+    code = "truncated-encryption" if size < IV + TAG else "not-authentic"
+    faults = [(fault["code"], fault["item"]) for fault in json.loads(done.stdout)["faults"]]
+    if (done.returncode, faults) != (1, [(code, item)]):
+        sys.exit(f"{what}: exit {done.returncode}, listed {faults}")
+
+
 def main():
     ztpkg = os.path.abspath(sys.argv[1])
 
@@ -65,6 +73,9 @@ def main():
                            f"{LINE}ztpkg: cat: {about} {WHY}")
                     expect(f"unpack, change {count}", run("unpack", "-q", "-k", "key", "q", "out"),
                            f"{LINE}ztpkg: unpack: {about} {WHY}")
+                if count % 4 == 0:
+                    expect_fault(f"verify, change {count}", run("verify", "--json", "-k", "key", "q"),
+                                 "/f" if part == content else f"/{part}", len(zipfile.ZipFile("q").read(part)))
                 if os.path.exists("out") and os.listdir("out"):
                     sys.exit(f"unpack, change {count}: left {os.listdir('out')}")
                 count += 1

@@ -17,8 +17,10 @@ namespace opc::ztservices {
 ZT_API std::string digestPart(model::Part const& part);
 
 struct VerificationOptions {
-  model::OpenOptions limits;            ///< as for opening; beyond one of them is a fault
+  model::OpenOptions limits{};          ///< as for opening; beyond one of them is a fault
   std::size_t maximumFaults = 100'000;  ///< further ones are only counted, in one last fault
+  /// Of 32 bytes, as FileSystemManager::enableDecryption() takes it; borrowed, and not copied. Null for none.
+  std::vector<unsigned char> const* key = nullptr;
 };
 
 /// One thing that is wrong with a package, or that a reader has to tolerate.
@@ -30,13 +32,18 @@ struct VerificationFault {
 };
 
 struct ZT_API VerificationReport {
-  std::uint64_t parts = 0;  ///< parts that were looked for in the container's directory and found there
-  std::uint64_t bytes = 0;  ///< bytes of those that could be read to their end, inflated
+  std::uint64_t parts = 0;      ///< parts that were looked for in the container's directory and found there
+  std::uint64_t bytes = 0;      ///< bytes of those that could be read to their end, inflated
+  std::uint64_t encrypted = 0;  ///< how many of the parts say that they are encrypted
+  std::uint64_t authentic = 0;  ///< how many of those the key opens
+  /// There are encrypted contents, or an encrypted manifest, and the key opens nothing in the package: it is another
+  /// one, or everything was changed, which cannot be told apart. The faults are those that show without a key.
+  bool isKeyWrong = false;
   std::vector<VerificationFault> faults;
 
   /// How many faults there are that are no notes.
   std::size_t countFaults() const;
-  bool isHealthy() const { return countFaults() == 0; }
+  bool isHealthy() const { return countFaults() == 0 && !isKeyWrong; }
 };
 
 /// Reads every byte of every item of the package at the path, held against what the container says of it, and
@@ -46,11 +53,14 @@ struct ZT_API VerificationReport {
 /// is one fault, told at the first place. What a reader tolerates (ECMA-376-2 lets items stand that are no parts,
 /// for one) is told too.
 ///
-/// Encrypted contents are held against the container, not decrypted, and an encrypted manifest tells nothing.
+/// Encrypted parts are held against the container. With a key, what AES-256-GCM encrypted is authenticated too; an
+/// encrypted manifest is decrypted and checked as a plain one, of which its part and its content are held. Without one
+/// an encrypted manifest tells nothing. That two parts of one key were exchanged does not show
+/// (docs/threat-model.md).
 ///
 /// Contents are read once, in the order of the file, in memory that does not grow with their size; names and what
-/// the package says of itself are held. Throws CouldNotOpenPackage when the file cannot be read, nothing for what
-/// it holds. Independent calls may run in different threads.
+/// the package says of itself are held. Throws CouldNotOpenPackage when the file cannot be read, opc::Exception for a
+/// key that is not of 32 bytes, nothing for what the file holds. Independent calls may run in different threads.
 ZT_API VerificationReport verifyPackage(std::u16string const& path, VerificationOptions const& options = {});
 
 }  // namespace opc::ztservices

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <openssl/evp.h>
 #include <string>
 
@@ -122,7 +123,21 @@ struct AESGCM::Context {
     return EVP_CIPHER_CTX_ctrl(held.get(), EVP_CTRL_AEAD_SET_TAG, kTagBytes, tag.data()) == 1;
   }
 
+  // What comes out is of no use before the tag is known, and so is overwritten piece by piece.
+  bool pass(BytesView in) {
+    SecretBytes dropped(std::min(kPiece, in.size()));
+    for (std::size_t at = 0; at < in.size(); at += kPiece) {
+      BytesView const piece = in.subspan(at, std::min(kPiece, in.size() - at));
+      int written = 0;
+      if (EVP_CipherUpdate(held.get(), dropped.data(), &written, piece.data(), static_cast<int>(piece.size())) != 1)
+        return false;
+    }
+    return true;
+  }
+
   std::unique_ptr<EVP_CIPHER_CTX, FreeContext> held;
+  std::uint64_t checked = 0;  // bytes of the message that is being checked
+  bool isSound = false;       // of that message: whether all went well so far
 };
 
 AESGCM::AESGCM(BytesView key) : context_(std::make_unique<Context>()) {
@@ -160,6 +175,25 @@ void AESGCM::open(BytesView iv, BytesView message, Bytes& out, std::size_t at) {
                     context_->update(message.first(message.size() - kTagBytes), content) && context_->finish();
   if (!done) throwCouldNotDecrypt();
   content.keep();
+}
+
+void AESGCM::beginChecking(BytesView iv) {
+  checkIVForOpening(iv);
+  context_->checked = 0;
+  context_->isSound = context_->start(iv, kOpen);
+}
+
+void AESGCM::continueChecking(BytesView ciphertext) {
+  context_->checked += ciphertext.size();
+  context_->isSound = context_->isSound && context_->checked <= kMaximalContent && context_->pass(ciphertext);
+}
+
+bool AESGCM::endChecking(BytesView tag) {
+  bool const isAuthentic =
+      context_->isSound && tag.size() == kTagBytes && context_->expectTag(tag) && context_->finish();
+  context_->isSound = false;
+  clearOpenSSLErrors();
+  return isAuthentic;
 }
 
 }  // namespace foundation::crypto::detail

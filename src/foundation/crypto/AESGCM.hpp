@@ -37,6 +37,13 @@ class AESGCM {
   /// the content in memory.
   void open(BytesView iv, BytesView message, Bytes& out, std::size_t at);
 
+  /// For a message that comes in pieces and is only to be authenticated: nothing of its content is handed out. No
+  /// other message may come between the three. The first throws CouldNotDecrypt for an IV of another length, the
+  /// last answers whether the tag belongs to the ciphertext.
+  void beginChecking(BytesView iv);
+  void continueChecking(BytesView ciphertext);
+  bool endChecking(BytesView tag);
+
  private:
   struct Context;
   std::unique_ptr<Context> context_;

@@ -181,7 +181,7 @@ struct ArchiveSurvey::Place {
   bool operator<(Place const& other) const { return begin != other.begin ? begin < other.begin : index < other.index; }
 };
 
-void ArchiveSurvey::readItems(ItemSink const& done) {
+void ArchiveSurvey::readItems(ItemSink const& done, ContentSink const& take) {
   std::vector<Place> places;
   for (std::size_t i = 0; i < size(); ++i) {
     if (isUsable_[i])
@@ -195,11 +195,11 @@ void ArchiveSurvey::readItems(ItemSink const& done) {
     tell(ArchiveFault::PrefixBytes, {}, "The archive begins behind " + bytesText(begin) + " of something else");
   for (std::size_t i = 0; i < places.size(); ++i)
     readItem(places[i].index, i + 1 < places.size() ? places[i + 1].begin : std::max(place_.begin, places[i].begin),
-             done);
+             done, take);
 }
 
 /// Nothing of the item should stand at `limit` or beyond.
-void ArchiveSurvey::readItem(std::size_t index, std::uint64_t limit, ItemSink const& done) {
+void ArchiveSurvey::readItem(std::size_t index, std::uint64_t limit, ItemSink const& done, ContentSink const& take) {
   Entry const item = entry(index);
   std::uint64_t const begin = item.localHeaderOffset, left = bytes_->size() - begin;
   std::size_t headerSize = 0;
@@ -217,7 +217,7 @@ void ArchiveSurvey::readItem(std::size_t index, std::uint64_t limit, ItemSink co
   }
   if (headerSize == 0 || headerSize > left || item.storedSize > left - headerSize) return done(index, false);
   std::uint64_t const data = begin + headerSize;
-  isSound &= readContent(item, data);
+  isSound &= readContent(index, data, take);
   checkGap(item, header, data + item.storedSize, limit);
   done(index, isSound);
 }
@@ -261,7 +261,8 @@ void ArchiveSurvey::tellHints(Entry const& item, std::string_view localExtra) {
     tell(ArchiveFault::GrowthHint, item.name, inItem(item.name, "it has room to grow in an extra field"));
 }
 
-bool ArchiveSurvey::readContent(Entry const& item, std::uint64_t begin) {
+bool ArchiveSurvey::readContent(std::size_t index, std::uint64_t begin, ContentSink const& take) {
+  Entry const item = entry(index);
   ItemFacts facts = factsOf(item);
   try {
     checkReadable(item);
@@ -276,7 +277,10 @@ bool ArchiveSurvey::readContent(Entry const& item, std::uint64_t begin) {
       std::copy_n(window(begin + offset, count), count, static_cast<unsigned char*>(to));
     });
     Buffer buffer(kReadStep);
-    while (!stream->isEnd()) stream->read(buffer.data.get(), buffer.size);
+    while (!stream->isEnd()) {
+      std::size_t const count = stream->read(buffer.data.get(), buffer.size);
+      if (take) take(index, {buffer.data.get(), count});
+    }
     return true;
   } catch (InvalidItem const& fault) {
     tell(ArchiveFault::DamagedContent, item.name, fault.what());

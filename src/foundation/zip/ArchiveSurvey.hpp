@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,6 +45,8 @@ class ArchiveSurvey {
   using FaultSink = std::function<void(ArchiveFault fault, std::string_view item, std::string const& message)>;
   /// An item that could be read to its end, or not.
   using ItemSink = std::function<void(std::size_t index, bool isSound)>;
+  /// The next bytes of an item's content, which are there during the call.
+  using ContentSink = std::function<void(std::size_t index, std::span<unsigned char const> bytes)>;
 
   /// Reads the directory; beyond `maximumEntries` it is cut off, which is a fault.
   ArchiveSurvey(std::shared_ptr<RandomAccessBytes const> bytes, std::uint64_t maximumEntries, FaultSink tell);
@@ -52,8 +55,9 @@ class ArchiveSurvey {
   /// Views into the directory, which lives as long as the survey.
   Entry entry(std::size_t index) const;
 
-  /// Reads all items in the order of the file, in one pass and with little memory, and what lies between them.
-  void readItems(ItemSink const& done);
+  /// Reads all items in the order of the file, in one pass and with little memory, and what lies between them. What
+  /// `take` got of an item counts only when `done` says that it is sound.
+  void readItems(ItemSink const& done, ContentSink const& take = {});
 
   /// The content of one item. Throws InvalidItem.
   std::unique_ptr<InputStream> openContent(std::size_t index) const;
@@ -68,11 +72,11 @@ class ArchiveSurvey {
   void readDirectory(RandomAccessBytes const& bytes, DirectoryPlace place, std::uint64_t maximumEntries);
   void takeDirectory(RandomAccessBytes const& bytes, DirectoryPlace const& place);
   void checkEntries();
-  void readItem(std::size_t index, std::uint64_t limit, ItemSink const& done);
+  void readItem(std::size_t index, std::uint64_t limit, ItemSink const& done, ContentSink const& take);
   void checkGap(Entry const& item, LocalHeader const& header, std::uint64_t end, std::uint64_t limit);
   std::uint64_t endOfDescriptor(Entry const& item, LocalHeader const& header, std::uint64_t begin, std::uint64_t limit);
   void tellHints(Entry const& item, std::string_view localExtra);
-  bool readContent(Entry const& item, std::uint64_t begin);
+  bool readContent(std::size_t index, std::uint64_t begin, ContentSink const& take);
   unsigned char const* window(std::uint64_t offset, std::uint64_t count);
   void tell(ArchiveFault fault, std::string_view item, std::string const& message) const {
     tell_(fault, item, message);
