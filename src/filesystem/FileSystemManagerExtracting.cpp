@@ -102,9 +102,9 @@ std::unique_ptr<IContentSource> FileSystemManager::getFileContentSource(FileSyst
   ensureLoaded();
   if (!entry.isFile()) throw FileSystemEntryMustBeFile(messages::kMustBeFile);
   throwIfStale(entry);
-  auto source = std::make_unique<PartContentSource>(getPackage().getPart(model::PartName(entry.getContentName())));
-  if (transformMode != TransformMode::Transform) return source;
-  return decrypted(std::move(source), decryptor_, messages::kContentIsEncrypted);
+  model::Part const part = getPackage().getPart(model::PartName(entry.getContentName()));
+  if (transformMode != TransformMode::Transform) return std::make_unique<PartContentSource>(part);
+  return decrypted(part, getPackage().getMaximumWholePartBytes(), decryptor_, messages::kContentIsEncrypted);
 }
 
 void FileSystemManager::extractEntryInternal(std::u16string const& root, FileSystemEntry const& entry,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <boost/system/error_code.hpp>
+#include <cstdint>
 #include <string>
 
 #include "opc/Strings.hpp"
@@ -56,6 +57,16 @@ inline std::string withError(char const* text, boost::system::error_code const& 
 inline std::string withPathAndError(char const* text, std::u16string const& path,
                                     boost::system::error_code const& error) {
   return withPath(text, path) + ": " + error.message();
+}
+
+inline std::string tooLargeToHold(std::u16string const& part, std::uint64_t size, std::uint64_t maximum) {
+  return toUDEString(escapeForDisplay(part)) + ": it is encrypted and has " + std::to_string(size) +
+         " bytes, and no more than " + std::to_string(maximum) + " may be held to decrypt it";
+}
+
+inline std::string cannotBeEncrypted(std::u16string const& part, std::uint64_t storedSize, std::uint64_t size) {
+  return toUDEString(escapeForDisplay(part)) + ": it cannot be encrypted, as its content type says that it is: its " +
+         std::to_string(size) + " bytes take only " + std::to_string(storedSize) + " in the package";
 }
 
 }  // namespace opc::ztservices::messages

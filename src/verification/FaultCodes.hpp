@@ -57,6 +57,7 @@ inline constexpr char kMissingPart[] = "missing-part";
 inline constexpr char kSharedPart[] = "shared-part";
 inline constexpr char kUnreferencedPart[] = "unreferenced-part";
 inline constexpr char kTruncatedEncryption[] = "truncated-encryption";
+inline constexpr char kShrunkEncryption[] = "shrunk-encryption";
 inline constexpr char kNotAuthentic[] = "not-authentic";
 inline constexpr char kPlainContent[] = "plain-content";
 inline constexpr char kInvalidCipherData[] = "invalid-cipher-data";

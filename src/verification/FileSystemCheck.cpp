@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "filesystem/EncryptedContent.hpp"
+#include "filesystem/Messages.hpp"
 #include "foundation/model/Messages.hpp"
 #include "foundation/model/PartNameRules.hpp"
 #include "opc/ztservices/FileSystem.hpp"
@@ -62,13 +64,23 @@ bool FileSystemCheck::check() {
   return !isKeyWrong_;
 }
 
-/// An encrypted one tells nothing unless it is authentic.
+/// An encrypted one tells nothing unless it is authentic, and can be held.
 void FileSystemCheck::checkManifest(CheckedPart const& manifest) {
-  if (isEncrypted(manifest) && !encryption_.isAuthentic(manifest)) return;
-  isDecrypted_ = isEncrypted(manifest);
+  if (isEncrypted(manifest)) {
+    if (!encryption_.isAuthentic(manifest) || !isHoldable(manifest)) return;
+    isDecrypted_ = true;
+  }
   bool const isWhole = read(manifest);
   checkPlaces();
   if (isWhole) checkUnreferenced();
+}
+
+bool FileSystemCheck::isHoldable(CheckedPart const& manifest) {
+  std::uint64_t const size = package_.sizeOf(manifest), limit = package_.limits().maximumWholePartBytes;
+  if (size > limit)
+    faults_.add(code::kInvalidManifest, wideName(manifest.name),
+                messages::tooLargeToHold(wideName(manifest.name), size, limit));
+  return size <= limit && !isTooSmallForEncrypted(package_.storedSizeOf(manifest), size);
 }
 
 CheckedPart const* FileSystemCheck::findManifest() {
@@ -169,8 +181,9 @@ bool FileSystemCheck::isContents(CheckedPart const& part) const {
 bool FileSystemCheck::isKeyWrong(CheckedPart const* manifest) const {
   if (!encryption_.hasKey() || encryption_.countAuthentic() > 0) return false;
   return std::ranges::any_of(package_.parts(), [&](CheckedPart const& part) {
+    std::uint64_t const size = package_.sizeOf(part);
     return isEncrypted(part) && (&part == manifest || isContents(part)) && package_.isSound(part) &&
-           !EncryptionCheck::isTooShort(package_.sizeOf(part));
+           !EncryptionCheck::isTooShort(size) && !isTooSmallForEncrypted(package_.storedSizeOf(part), size);
   });
 }
 
@@ -187,6 +200,11 @@ void FileSystemCheck::checkEncrypted(CheckedPart const& part, std::u16string con
   if (EncryptionCheck::isTooShort(package_.sizeOf(part)))
     faults_.add(code::kTruncatedEncryption, path,
                 shown(path) + ": too short to be encrypted, as its content type says that it is" + of);
+  else if (isTooSmallForEncrypted(package_.storedSizeOf(part), package_.sizeOf(part)))
+    faults_.add(code::kShrunkEncryption, path,
+                shown(path) + ": it cannot be encrypted, as its content type says that it is: its " +
+                    std::to_string(package_.sizeOf(part)) + " bytes take only " +
+                    std::to_string(package_.storedSizeOf(part)) + of);
   else if (encryption_.hasKey() && !isKeyWrong_ && package_.isSound(part) && !encryption_.isAuthentic(part))
     faults_.add(
         code::kNotAuthentic, path,

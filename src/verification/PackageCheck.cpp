@@ -103,6 +103,12 @@ std::uint64_t PackageCheck::sizeOf(CheckedPart const& part) const {
   return size;
 }
 
+std::uint64_t PackageCheck::storedSizeOf(CheckedPart const& part) const {
+  std::uint64_t size = 0;
+  for (std::uint32_t const item : part.items) size += survey_.entry(item).storedSize;
+  return size;
+}
+
 // The pieces are markup of the package's own, or a manifest, and so held whole.
 std::unique_ptr<InputStream> PackageCheck::open(std::vector<std::uint32_t> const& items) const {
   if (items.size() == 1) return survey_.openContent(items.front());

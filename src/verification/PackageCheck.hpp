@@ -43,6 +43,7 @@ class PackageCheck {
   /// What the parts hold that the package itself is made of.
   void check();
 
+  model::OpenOptions const& limits() const { return limits_; }
   std::size_t itemCount() const { return survey_.size(); }
   /// By name, without regard to ASCII case.
   std::vector<CheckedPart> const& parts() const { return parts_; }
@@ -50,6 +51,7 @@ class PackageCheck {
   CheckedPart const* find(std::u16string const& name) const;
   bool isSound(CheckedPart const& part) const;
   std::uint64_t sizeOf(CheckedPart const& part) const;
+  std::uint64_t storedSizeOf(CheckedPart const& part) const;
   /// Throws InvalidItem and, for more pieces than may be held, InvalidPackage.
   std::unique_ptr<InputStream> open(std::vector<std::uint32_t> const& items) const;
   /// The content of a part piece by piece, with little memory. Throws InvalidItem.

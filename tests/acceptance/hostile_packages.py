@@ -5,19 +5,23 @@
 Every package is made here, from a manifest and parts of any kind. For each of them nothing may change in the whole
 tree above the destination but below the destination, and the tool must end within 10 seconds and 1 GiB, with
 success or with an error of its own; for those that lead outside, an error is what must come. `ztpkg verify` must
-end within the same bounds, and every other command with those packages that are deep or wide.
+end within the same bounds, and every other command with those packages that are deep or wide. So must the commands
+that are given a key, for parts that say that they are encrypted and inflate to all the memory that there is.
 """
 import io
+import functools
 import itertools
 import os
 import pathlib
 import resource
 import shutil
 import stat
+import struct
 import subprocess
 import sys
 import tempfile
 import zipfile
+import zlib
 from xml.sax.saxutils import quoteattr
 
 BASE = "http://schemas.corvanta.example"
@@ -150,6 +154,58 @@ def faults_of_commands(tool, place, data, can_be_listed):
             yield f"{name} {arguments} ended with {done.returncode}: {done.stderr[:300]!r}"
 
 
+@functools.cache
+def zeros(size):
+    """Zeros, so many MiB of them, deflated, and their CRC."""
+    packer = zlib.compressobj(9, zlib.DEFLATED, -15)
+    piece = packer.compress(bytes(1 << 20)) + packer.flush(zlib.Z_FULL_FLUSH)
+    crc = 0
+    for _ in range(size):
+        crc = zlib.crc32(bytes(1 << 20), crc)
+    return piece * size + b"\3\0", crc
+
+
+def bomb(name):
+    """A package in which that part is marked as encrypted, and is 1 GiB of zeros."""
+    with zipfile.ZipFile(io.BytesIO(package([file("/f")]))) as before:
+        contents = {item: before.read(item) for item in before.namelist()}
+    contents[name], crc = zeros(1024)
+    types = contents["[Content_Types].xml"].decode()
+    at = types.index('"', types.index('ContentType="', types.index(f'"/{name}"')) + len('ContentType="'))
+    contents["[Content_Types].xml"] = types[:at] + ";encryption=AES256-GCM;iv=inline" + types[at:]
+    out = io.BytesIO()
+    with zipfile.ZipFile(out, "w") as archive:
+        for item, data in contents.items():
+            archive.writestr(item, data)
+        local = archive.getinfo(name).header_offset
+    data = bytearray(out.getvalue())
+    central = data.rindex(name.encode()) - 46
+    for method, header in ((8, local), (10, central)):
+        struct.pack_into("<H", data, header + method, zipfile.ZIP_DEFLATED)
+        struct.pack_into("<I", data, header + method + 6, crc)
+        struct.pack_into("<I", data, header + method + 14, 1 << 30)
+    return bytes(data)
+
+
+def faults_of_bomb(tool, place, name):
+    (place / "p.ztpkg").write_bytes(bomb(name))
+    (place / "key").write_bytes(bytes(range(32)))
+    refusal = b"it cannot be encrypted, as its content type says that it is"
+    for command, wanted in ((["cat", "-k", "key", "p.ztpkg", "f"], refusal), (["ls", "-k", "key", "p.ztpkg"], b""),
+                            (["unpack", "-q", "-k", "key", "p.ztpkg", "out"], refusal),
+                            (["verify", "-k", "key", "p.ztpkg"], b"shrunk-encryption")):
+        try:
+            done = subprocess.run([tool, *command], cwd=place, capture_output=True, timeout=SECONDS,
+                                  preexec_fn=limit, check=False)
+        except subprocess.TimeoutExpired:
+            yield f"{command[0]} took more than {SECONDS} seconds"
+            continue
+        fails = command[0] != "ls" or name == MANIFEST
+        if done.returncode != (1 if fails else 0) or wanted not in done.stderr + done.stdout:
+            yield f"{command[0]} ended with {done.returncode}: {done.stderr[:300]!r}"
+    remove(place / "out")
+
+
 def snapshot(root, without):
     """Everything below the root: kind, mode, size or target and contents."""
     found = {}
@@ -230,6 +286,11 @@ def main():
             failed += bool(faults)
             for fault in faults:
                 print(f"{what}: {fault}")
+        for name in ("fsroot/f", MANIFEST):
+            count += 1
+            for fault in faults_of_bomb(tool, place, name):
+                failed += 1
+                print(f"1 GiB of zeros as {name}: {fault}")
     print(f"{count} hostile packages, {failed} not as they should be")
     return 1 if failed else 0
 

@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 
+#include "filesystem/EncryptedContent.hpp"
 #include "filesystem/EncryptionTestSupport.hpp"
 #include "foundation/crypto/SecretBytes.hpp"
 #include "support/MemoryScan.hpp"
@@ -101,6 +102,61 @@ TEST(FileSystemManagerDecryption, EveryChangedBitOfAContentIsTheSameError) {
     EXPECT_THROW_MESSAGE(decryptedTextAt(manager, u"/f"), CouldNotTransformContentData, kWrongContent);
     EXPECT_EQ(captured.take(), kDamagedLine) << "bit " << bit;
   }
+}
+
+TEST(FileSystemManagerDecryption, HoldsNoContentThatIsLargerThanAllowed) {
+  NewEncryptedFileSystem fs;
+  addText(fs.manager, u"/f", std::string(1000, 'x'));
+  Bytes const bytes = fs.package->saveToBytes();
+  std::uint64_t const size = 1000 + kIVBytes + kTagBytes;
+  {
+    auto const package = Package::openInMemory(bytes, AccessMode::ReadOnly, {.maximumWholePartBytes = size});
+    FileSystemManager manager(*package);
+    manager.enableDecryption(testKey());
+    EXPECT_EQ(decryptedTextAt(manager, u"/f").size(), 1000u);
+  }
+  auto const package = Package::openInMemory(bytes, AccessMode::ReadOnly, {.maximumWholePartBytes = size - 1});
+  FileSystemManager manager(*package);
+  manager.enableDecryption(testKey());
+  auto const entry = manager.getEntry(u"/f");
+  EXPECT_THROW_MESSAGE(manager.getFileContentSource(entry, TransformMode::Transform), opc::model::InvalidItem,
+                       opc::toUTF8String(entry.getContentName()) +
+                           ": it is encrypted and has 1032 bytes, and no more than 1031 may be held to decrypt it");
+  EXPECT_EQ(readAll(manager.getFileContentSource(entry, TransformMode::None)->getInputStream()).size(), size);
+}
+
+TEST(FileSystemManagerDecryption, HoldsNoManifestThatIsLargerThanAllowed) {
+  NewEncryptedFileSystem fs;
+  addText(fs.manager, u"/f", "x");
+  auto const package =
+      Package::openInMemory(fs.package->saveToBytes(), AccessMode::ReadOnly, {.maximumWholePartBytes = 100});
+  FileSystemManager manager(*package);
+  manager.enableDecryption(testKey());
+  EXPECT_THROW(manager.ensureLoaded(), opc::model::InvalidItem);
+}
+
+TEST(FileSystemManagerDecryption, RefusesWhatShrinksToLessThanHalfUnread) {
+  auto const package = encryptedPackage();
+  std::u16string const part = contentPart(*package);
+  overwritePart(*package, part, std::string(100'000, 'x'));  // deflated to much less
+  std::uint64_t const stored = package->getPart(PartName(part)).getStoredSize();
+  FileSystemManager manager(*package);
+  manager.enableDecryption(testKey());
+  EXPECT_THROW_MESSAGE(
+      decryptedTextAt(manager, u"/f"), opc::model::InvalidItem,
+      opc::toUTF8String(part) +
+          ": it cannot be encrypted, as its content type says that it is: its 100000 bytes take only " +
+          std::to_string(stored) + " in the package");
+}
+
+TEST(FileSystemManagerDecryption, TakesForEncryptedWhatShrinksALittle) {
+  EXPECT_FALSE(isTooSmallForEncrypted(0, 0));
+  EXPECT_FALSE(isTooSmallForEncrypted(0, 1025));
+  EXPECT_TRUE(isTooSmallForEncrypted(0, 1026));
+  EXPECT_FALSE(isTooSmallForEncrypted(1'000'000, 2'001'025));
+  EXPECT_TRUE(isTooSmallForEncrypted(1'000'000, 2'001'026));
+  EXPECT_TRUE(isTooSmallForEncrypted(1, UINT64_MAX));
+  EXPECT_FALSE(isTooSmallForEncrypted(UINT64_MAX, UINT64_MAX));
 }
 
 TEST(FileSystemManagerDecryption, EveryTruncationOfAContentIsTheSameError) {

@@ -139,6 +139,24 @@ TEST_F(VerifyEncryptedPackage, TellsContentsThatAreCutShort) {
   EXPECT_EQ(faultsOf(verifyWithoutKey()), "truncated-encryption " + toUTF8String(part));
 }
 
+TEST_F(VerifyEncryptedPackage, TellsContentsThatShrinkAsNothingEncryptedDoes) {
+  std::u16string const part = partOf(u"/a");
+  change([&](Package& package) {
+    package.deletePart(PartName(part));
+    package.createPart(PartName(part), ContentType(u"text/plain;encryption=AES256-GCM;iv=inline"),
+                       model::StandardPartInfo(model::CompressionType::Markup));
+    overwritePart(package, part, std::string(100'000, 'x'));
+  });
+  EXPECT_EQ(faultsOf(verify()), "shrunk-encryption /a");
+  EXPECT_EQ(faultsOf(verifyWithoutKey()), "shrunk-encryption " + toUTF8String(part));
+}
+
+TEST_F(VerifyEncryptedPackage, HoldsNoManifestThatIsLargerThanAllowed) {
+  Bytes const key = testKey();
+  auto const report = verifyPackage(path(), {.limits = {.maximumWholePartBytes = 100}, .key = &key});
+  EXPECT_EQ(faultsOf(report), std::string("invalid-manifest ") + kManifestName);
+}
+
 TEST_F(VerifyEncryptedPackage, TellsContentsThatAreMissing) {
   std::u16string const part = partOf(u"/a");
   change([&](Package& package) { package.deletePart(PartName(part)); });

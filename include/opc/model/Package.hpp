@@ -24,7 +24,7 @@ enum class Existing { Refuse, Replace };
 enum class CompressionLevel { Fast, Default, Small };
 
 /// Limits on what open() takes in: beyond one of them it throws InvalidPackage, which says the limit and what
-/// exceeds it, before more is held in memory. The defaults are far beyond honest packages.
+/// exceeds it, before more is held in memory; for the last one see there. The defaults are far beyond honest packages.
 struct OpenOptions {
   std::uint64_t maximumItems = 4'000'000;            ///< items of the container
   std::uint64_t maximumTotalBytes = 1ULL << 44;      ///< all items together, inflated, as they declare it (16 TiB)
@@ -33,6 +33,10 @@ struct OpenOptions {
   std::uint64_t maximumRelationships = 4'000'000;    ///< relationships of the package and of all its parts
   std::size_t maximumXmlDepth = 256;                 ///< nesting of elements
   std::size_t maximumXmlAttributeBytes = 1'048'576;  ///< one attribute of these documents
+  /// A part that is held whole, as FileSystemManager does to decrypt one, which takes about twice as much memory: a
+  /// larger one throws InvalidItem when it is to be read, before anything is held. The default (64 GiB) is the longest
+  /// message that AES-GCM allows (NIST SP 800-38D), with its vector and tag.
+  std::uint64_t maximumWholePartBytes = 1ULL << 36;
 };
 
 /// A package of the Open Packaging Conventions (ECMA-376-2): a ZIP container of named parts with content
@@ -114,6 +118,9 @@ class ZT_API Package : public RelationshipSource {
   /// Names of the container's items that are not parts (folders, items without a content type or with a
   /// name that no part may bear), as stored; they are kept when the package is saved.
   std::vector<std::u16string> getItemNames() const;
+
+  /// OpenOptions::maximumWholePartBytes as it was given to open(), for those who hold parts whole.
+  std::uint64_t getMaximumWholePartBytes() const;
 
   /// Applies to what is written from now on.
   void setCompressionLevel(CompressionLevel level);

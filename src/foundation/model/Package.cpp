@@ -46,6 +46,7 @@ std::shared_ptr<PackageState> openState(std::shared_ptr<zip::RandomAccessBytes c
   auto state = std::make_shared<PackageState>();
   if (!path.empty()) state->bind(std::move(path));
   state->isReadOnly = mode == AccessMode::ReadOnly;
+  state->maximumWholePartBytes = options.maximumWholePartBytes;
   try {
     state->archive = zip::Archive::open(std::move(bytes), options.maximumItems);
     detail::PackageReader(*state, options).read();
@@ -218,6 +219,8 @@ std::vector<unsigned char> Package::saveToBytes() {
   detail::PackageWriter writer(state);
   return writtenBytes(writer);
 }
+
+std::uint64_t Package::getMaximumWholePartBytes() const { return state().maximumWholePartBytes; }
 
 bool Package::isReadOnly() const { return state().isReadOnly; }
 

@@ -16,6 +16,7 @@
 #include "foundation/zip/DeflateQueue.hpp"
 #include "foundation/zip/FileIdentity.hpp"
 #include "foundation/zip/Spool.hpp"
+#include "opc/model/Package.hpp"
 #include "opc/model/PartName.hpp"
 
 namespace opc::model::detail {
@@ -111,6 +112,7 @@ class PackageState {
   bool isSaving = false;
   bool isGone = false;  // the Package object, so that nothing will ever be saved
   zip::Effort effort = zip::Effort::Default;
+  std::uint64_t maximumWholePartBytes = OpenOptions().maximumWholePartBytes;
 
   std::shared_ptr<zip::Archive const> archive;            // what was opened or last saved; null for a new package
   std::shared_ptr<zip::Spool> spool;                      // takes what is written since
