@@ -96,7 +96,8 @@ void FileSystemManager::doLoad() {
   if (manifests.empty()) return;
 
   Part const part = model::PackageHelper::getTarget(getPackage(), manifests.front());
-  auto const source = decrypted(part, getPackage().getMaximumWholePartBytes(), decryptor_, messages::kManifestIsEncrypted);
+  auto const source =
+      decrypted(part, getPackage().getMaximumWholePartBytes(), decryptor_, messages::kManifestIsEncrypted);
   manifest_->read(source->getInputStream(), *tree_);
   if (part.getContentType() == getPartContentTypeV1()) upgradeFromVersion1();
 }
