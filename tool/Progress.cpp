@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <iostream>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "Amounts.hpp"
@@ -53,9 +55,10 @@ std::string progressLine(Amount const& done, Amount const& total, std::chrono::d
   std::string const percent = std::to_string(static_cast<int>(fraction * 100)) + "% ";
   std::string text;
   for (std::string const& detail : detailsOf(done, total, elapsed, fraction)) {
-    std::string const longer = text + (text.empty() ? "" : ", ") + detail;
+    std::string longer = text;
+    longer.append(text.empty() ? "" : ", ").append(detail);
     if (percent.size() + longer.size() >= columns) break;
-    text = longer;
+    text = std::move(longer);
   }
   std::size_t const used = percent.size() + text.size() + 4;  // with the bar's brackets and one column left free
   std::size_t const bar = columns > used ? std::min(columns - used, kWidestBar) : 0;
