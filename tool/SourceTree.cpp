@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <sstream>
 
 #include "CheckedStreams.hpp"
 #include "LinkTargets.hpp"
@@ -112,13 +113,14 @@ void SourceTree::checkLeaf(std::u16string const& path) {
     return;
   }
   checkName(path);
-  if (inner().isSymlink(onDisk)) {
+  std::string const native = opc::toUTF8String(onDisk);
+  struct stat status {};
+  bool const isKnown = lstat(native.c_str(), &status) == 0;
+  if (isKnown && S_ISLNK(status.st_mode)) {
     checkLink(path);
     return;
   }
-  std::string const native = opc::toUTF8String(onDisk);
-  struct stat status {};
-  if (stat(native.c_str(), &status) == 0) fileBytes_ += static_cast<std::uint64_t>(status.st_size);
+  if (isKnown) fileBytes_ += static_cast<std::uint64_t>(status.st_size);
   if (faccessat(AT_FDCWD, native.c_str(), R_OK, AT_EACCESS) != 0)
     addProblem(Exit::Disk, "cannot-read", ErrorCode(errno, boost::system::system_category()).message(), path);
   leaves_.push_back(path);
@@ -161,12 +163,15 @@ void SourceTree::throwChanged(std::u16string const& path) const {
 void SourceTree::checkLastFile() {
   if (lastFile_.empty()) return;
   ErrorCode error;
-  bool const same = inner().getLastModifiedTime(diskPath(lastFile_), error) == lastTime_ && !error;
+  bool const same = isLastFixed_ || (inner().getLastModifiedTime(diskPath(lastFile_), error) == lastTime_ && !error);
   if (!same) throwChanged(lastFile_);
   lastFile_.clear();
 }
 
-bool SourceTree::isFile(std::u16string const& path) { return inner().isFile(diskPath(path)); }
+bool SourceTree::isFile(std::u16string const& path) {
+  inHand_ = ahead_->next();
+  return inHand_ || inner().isFile(diskPath(path));
+}
 
 bool SourceTree::isSymlink(std::u16string const& path) {
   if (!inner().isSymlink(diskPath(path))) throwChanged(path);
@@ -176,6 +181,10 @@ bool SourceTree::isSymlink(std::u16string const& path) {
 void SourceTree::getFiles(std::u16string const&, Paths& files, bool, ErrorCode& error) {
   error.clear();
   files = leaves_;
+  Paths onDisk;
+  onDisk.reserve(leaves_.size());
+  for (std::u16string const& path : leaves_) onDisk.push_back(diskPath(path));
+  ahead_ = std::make_unique<FilesAhead>(inner(), std::move(onDisk));
 }
 
 std::u16string SourceTree::getLinkTarget(std::u16string const& path) {
@@ -188,23 +197,33 @@ std::u16string SourceTree::getLinkTarget(std::u16string const& path) {
 
 std::unique_ptr<std::istream> SourceTree::createInputStream(std::u16string const& path, std::ios::openmode mode,
                                                             ErrorCode& error) {
+  error.clear();
   checkLastFile();
   throwIfInterrupted();
   std::u16string const onDisk = diskPath(path);
-  auto stream = inner().createInputStream(onDisk, mode, error);
+  std::unique_ptr<std::istream> stream;
+  if (inHand_)
+    stream = std::make_unique<std::istringstream>(std::move(inHand_->content), mode);
+  else
+    stream = inner().createInputStream(onDisk, mode, error);
   if (!stream) throw Failure(diskReport("cannot-read", "cannot read", onDisk, error));
   progress_->addFile();
   return std::make_unique<CheckedInput>(std::move(stream), onDisk, *progress_);
 }
 
 opc::Perms::Perms_tag SourceTree::getPermissions(std::u16string const& path, ErrorCode& error) {
+  error.clear();
+  if (inHand_) return inHand_->permissions;
   auto const permissions = inner().getPermissions(diskPath(path), error);
   if (error) throw Failure(diskReport("cannot-read", "cannot read the permissions of", diskPath(path), error));
   return permissions;
 }
 
 boost::posix_time::ptime SourceTree::getLastModifiedTime(std::u16string const& path, ErrorCode& error) {
+  error.clear();
   lastFile_ = path;
+  isLastFixed_ = inHand_.has_value();
+  if (isLastFixed_) return inHand_->time;
   lastTime_ = inner().getLastModifiedTime(diskPath(path), error);
   if (error) throw Failure(diskReport("cannot-read", "cannot read the time of", diskPath(path), error));
   return lastTime_;

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Errors.hpp"
+#include "FilesAhead.hpp"
 #include "ForwardingOps.hpp"
 #include "Glob.hpp"
 #include "Progress.hpp"
@@ -26,7 +29,8 @@ class SourceTree final : public ForwardingOps {
     Paths otherRoots;      ///< further absolute names of the root, by which links may point below it
   };
 
-  /// `root` is resolved: no component of it is a link. `progress`, borrowed, learns of what is read.
+  /// `root` is resolved: no component of it is a link. `disk` is used on two threads. `progress`, borrowed, learns of
+  /// what is read.
   SourceTree(opc::FileSystemOps& disk, std::u16string root, Rules rules, Progress& progress);
 
   /// Lists and checks everything; throws Failure with all problems there are.
@@ -50,6 +54,7 @@ class SourceTree final : public ForwardingOps {
   /// The file that was opened last, as a path of this tree.
   std::u16string const& lastFile() const { return lastFile_; }
 
+  /// Asked for each file and link in the order in which getFiles tells them.
   bool isFile(std::u16string const& path) override;
   /// Asked for what is no file: a leaf that is no link either is gone, which must not go unnoticed.
   bool isSymlink(std::u16string const& path) override;
@@ -79,7 +84,10 @@ class SourceTree final : public ForwardingOps {
   std::size_t linkCount_ = 0;  // among leaves_
   std::uint64_t fileBytes_ = 0;
   std::vector<Report> problems_;
-  std::u16string lastFile_;  // the one being read; empty for none
+  std::unique_ptr<FilesAhead> ahead_;       // of the leaves
+  std::optional<FilesAhead::File> inHand_;  // the leaf that was asked for last, where it is read already
+  std::u16string lastFile_;                 // the one being read; empty for none
+  bool isLastFixed_ = false;                // what it holds was read before, and together with its time
   boost::posix_time::ptime lastTime_;
 };
 

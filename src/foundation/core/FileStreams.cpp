@@ -33,7 +33,8 @@ std::size_t bufferSizeFor(struct stat const& status) {
 boost::system::error_code checkReadable(int file, struct stat& status) {
   if (::fstat(file, &status) != 0) return lastPosixError();
   if (S_ISDIR(status.st_mode)) return posixError(EISDIR);
-  if (!S_ISREG(status.st_mode) && !S_ISCHR(status.st_mode) && !S_ISBLK(status.st_mode)) return posixError(EINVAL);
+  if (S_ISREG(status.st_mode)) return {};  // whose reads never wait for anybody
+  if (!S_ISCHR(status.st_mode) && !S_ISBLK(status.st_mode)) return posixError(EINVAL);
   int const flags = ::fcntl(file, F_GETFL);
   if (flags < 0 || ::fcntl(file, F_SETFL, flags & ~O_NONBLOCK) < 0) return lastPosixError();
   return {};
