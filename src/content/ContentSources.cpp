@@ -17,6 +17,11 @@ FileSystemOps& localOperations() {
   return *operations;
 }
 
+ContentType typeByExtension(std::u16string const& path, FileSystemOps& operations) {
+  static ContentType const otherwise = getTALBEXDefaultContentType();
+  return lookupContentType(operations, path, otherwise);
+}
+
 std::shared_ptr<std::istream> openFile(std::u16string const& path, FileSystemOps& operations) {
   boost::system::error_code error;
   std::shared_ptr<std::istream> file = operations.createInputStream(path, std::ios::in | std::ios::binary, error);
@@ -47,7 +52,7 @@ InputStream& PartContentSource::getInputStream() { return *stream_; }
 FileContentSource::FileContentSource(std::u16string const& path) : FileContentSource(path, localOperations()) {}
 
 FileContentSource::FileContentSource(std::u16string const& path, FileSystemOps& operations)
-    : FileContentSource(path, lookupContentType(operations, path, getTALBEXDefaultContentType()), operations) {}
+    : FileContentSource(path, typeByExtension(path, operations), operations) {}
 
 FileContentSource::FileContentSource(std::u16string const& path, ContentType const& type)
     : FileContentSource(path, type, localOperations()) {}

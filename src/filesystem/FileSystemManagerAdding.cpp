@@ -98,8 +98,7 @@ FileSystemEntry FileSystemManager::addFileInternal(std::unique_ptr<IContentSourc
   if (isEncryptionEnabled())
     source = std::make_unique<EncryptionWithInlineIVTransform>(std::move(source), encryptor_, encryptionAlgorithm_,
                                                                ivGenerator_);
-  model::ContentType const type(source->getContentType().toString());
-  FileSystemEntry entry = createFileInternal(path, type, permissions, time);
+  FileSystemEntry entry = createFileInternal(path, source->getContentType(), permissions, time);
   std::unique_ptr<OutputStream> const output = getFileOutputStream(entry);
   StreamHelper::copyStreamToStream(source->getInputStream(), *output);
   output->close();

@@ -33,13 +33,12 @@ std::u16string makeUniquePartName(model::Package const& package, std::u16string 
   std::u16string const encoded = model::URI::encodeComponent(path, kUnescaped);
   std::u16string name = kContentRoot + (digest ? digestName(*digest, encoded) : encoded);
   for (std::size_t count = 1;; ++count) {
+    std::u16string existing;
+    model::PartName const candidate(name);
+    if (!package.isPartDerivedFromExistingPartName(candidate, existing)) return name;
     std::size_t position = positionBeforeExtension(name);
-    if (model::PartName const candidate(name); !package.hasPart(candidate)) {
-      std::u16string existing;
-      if (!package.isPartDerivedFromExistingPartName(candidate, existing)) return name;
-      // An existing part that lies below the candidate has the longer name.
-      position = std::min(existing.size(), name.size());
-    }
+    // An existing part that lies below the candidate has the longer name.
+    if (!package.hasPart(candidate)) position = std::min(existing.size(), name.size());
     name.insert(position, u"_" + opc::toString(std::to_string(count)));
   }
 }
