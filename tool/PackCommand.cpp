@@ -146,7 +146,7 @@ void store(SourceTree& source, std::u16string const& path, PackOptions const& op
   using opc::model::Existing;
   auto const package = Package::create(path, options.force ? Existing::Replace : Existing::Refuse);
   package->setCompressionLevel(options.level);
-  if (!encryption) package->setCompressionThreads(std::thread::hardware_concurrency());  // ciphertext is only stored
+  package->setCompressionThreads(std::thread::hardware_concurrency());
   FileSystemManager manager(*package, source, source);
   opc::ztservices::CipherDataManager cipherData(*package);
   if (encryption) manager.enableEncryption(encryption->key().bytes(), encryption->mode, encryption->prefix);

@@ -187,6 +187,23 @@ TEST(ArchiveWriter, AddsContentThatIsInASpoolsFile) {
   EXPECT_TRUE(readAll(*archive->openContent(3)) == small);
 }
 
+TEST(ArchiveWriter, WritesTheSameWithAThread) {
+  TemporaryDirectory directory;
+  auto const spool = std::make_shared<Spool>(directory.path().string(), 0);
+  std::vector<Content> contents;
+  for (std::size_t const size : {100u, 600'000u, 250'000u, 0u, 200'000u, 200'000u})
+    contents.push_back(makeContent(spool, incompressible(size)));
+  auto const write = [&](bool hasThread) {
+    std::vector<unsigned char> bytes;
+    MemorySink sink(bytes);
+    ArchiveWriter writer(sink, hasThread);
+    for (Content const& content : contents) writer.add("item", content);
+    writer.finish();
+    return bytes;
+  };
+  EXPECT_TRUE(write(true) == write(false));
+}
+
 TEST(ArchiveWriter, WritesZip64FieldsForLargeSizesAndOffsets) {
   TemporaryDirectory directory;
   auto const spool = std::make_shared<Spool>(directory.path().string(), 0);

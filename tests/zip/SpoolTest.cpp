@@ -117,6 +117,15 @@ TEST(Spool, ReportsAFullDiskAndGoesOnWhenThereIsRoom) {
   EXPECT_EQ(umount(directory.path().c_str()), 0);
 }
 
+TEST(Spool, GivesBackWhatItWritesBehind) {
+  TemporaryDirectory directory;
+  Spool spool(directory.path().string(), 0);
+  spool.setWritesBehind(true);
+  std::string const bytes = incompressible(700'000);
+  for (std::uint64_t i = 0; i < 4; ++i) EXPECT_EQ(spool.append(bytes.data(), bytes.size()), i * bytes.size());
+  EXPECT_TRUE(read(spool, bytes.size(), 3 * bytes.size()) == bytes + bytes + bytes);
+}
+
 TEST(Spool, RefusesToReadBeyondItsEnd) {
   Spool spool("");
   spool.append("abc", 3);

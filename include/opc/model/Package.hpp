@@ -126,10 +126,11 @@ class ZT_API Package : public RelationshipSource {
   void setCompressionLevel(CompressionLevel level);
 
   /// Has what is written to parts compressed on so many threads of the package's own, beside the caller, who goes on
-  /// when a stream is closed; 0, as at first, for none. Content and saved bytes are the same for any number. What
-  /// waits for the threads, or for the spool behind them, holds at most 64 MiB, beyond which writes wait. What goes
-  /// wrong there is thrown by the next write or save(), and tried again by the one after that. Whoever reads a
-  /// part, or asks for its size, gets what was last written, and may wait for it. Throws what went wrong before.
+  /// when a stream is closed, and written to files on others; 0, as at first, for none. Content and saved bytes are the
+  /// same for any number. What waits for the threads, or for the spool behind them, holds at most 64 MiB, beyond which
+  /// writes wait. What goes wrong there is thrown by the next write or save(), and tried again by the one after that.
+  /// Whoever reads a part, or asks for its size, gets what was last written, and may wait for it. Throws what went
+  /// wrong before.
   void setCompressionThreads(unsigned count);
 
  private:

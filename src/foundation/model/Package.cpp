@@ -58,10 +58,10 @@ std::shared_ptr<PackageState> openState(std::shared_ptr<zip::RandomAccessBytes c
 
 /// Relationships, core properties and signatures, whose types the standard defines, have no parameters.
 void requireNoParametersOfOwnTypes(ContentType const& type) {
-  constexpr std::u16string_view kOwn = u"application/vnd.openxmlformats-package.";
+  constexpr std::u16string_view kOwn = u"vnd.openxmlformats-package.";
   if (type.getParameters().empty()) return;
-  std::u16string const name = type.getType() + u"/" + type.getSubType();
-  if (caselessCompare(name.substr(0, kOwn.size()), std::u16string(kOwn)))
+  std::u16string_view const subType = type.getSubType();
+  if (caselessCompare(type.getType(), u"application") && caselessCompare(subType.substr(0, kOwn.size()), kOwn))
     throw InvalidContentType(detail::messages::parametersNotAllowed(type.toString()));
 }
 
@@ -280,6 +280,6 @@ std::vector<std::u16string> Package::getItemNames() const {
 
 void Package::setCompressionLevel(CompressionLevel level) { state().effort = effortOf(level); }
 
-void Package::setCompressionThreads(unsigned count) { state().deflating.setThreads(count); }
+void Package::setCompressionThreads(unsigned count) { state().setThreads(count); }
 
 }  // namespace opc::model

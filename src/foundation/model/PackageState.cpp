@@ -200,8 +200,16 @@ void PackageState::bind(std::string newPath) {
   spool = makeSpool();
 }
 
+void PackageState::setThreads(std::size_t count) {
+  deflating.setThreads(count);
+  hasThreads = count > 0;
+  spool->setWritesBehind(hasThreads);
+}
+
 std::shared_ptr<zip::Spool> PackageState::makeSpool() const {
-  return std::make_shared<zip::Spool>(std::filesystem::path(path).parent_path().string());
+  auto made = std::make_shared<zip::Spool>(std::filesystem::path(path).parent_path().string());
+  made->setWritesBehind(hasThreads);
+  return made;
 }
 
 void PackageState::requirePackage() const {

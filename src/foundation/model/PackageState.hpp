@@ -92,6 +92,8 @@ class PackageState {
 
   /// Binds the package to a file, or with an empty path to memory, and starts a spool near it.
   void bind(std::string newPath);
+  /// So many threads that deflate, and with any at all those that write what was deflated.
+  void setThreads(std::size_t count);
   /// For what is written from now on: in the directory of the package's file.
   std::shared_ptr<zip::Spool> makeSpool() const;
 
@@ -125,6 +127,7 @@ class PackageState {
   std::map<std::string, MediaType const*> defaults;                       // by extension in lower case
   std::map<std::string, MediaType const*> overrides;                      // of what is no part, by part name as written
   std::map<std::string, std::shared_ptr<PartWrite>, std::less<>> writes;  // by part name
+  bool hasThreads = false;
   zip::DeflateQueue deflating;
   std::shared_ptr<ManagerRegistry> managers;  // null in a package that is being made
 

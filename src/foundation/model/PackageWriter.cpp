@@ -15,7 +15,7 @@ namespace opc::model::detail {
 void PackageWriter::write(zip::ArchiveSink& sink) {
   state_.refreshAll();
   collectItems();
-  zip::ArchiveWriter writer(sink);
+  zip::ArchiveWriter writer(sink, state_.hasThreads);
   writeContentTypes(writer);
   for (Item const& item : items_) writeItem(writer, item);
   writer.finish();

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "foundation/zip/Background.hpp"
 #include "foundation/zip/ExtraFields.hpp"
 #include "foundation/zip/LocalHeader.hpp"
 #include "foundation/zip/ReadAhead.hpp"
@@ -58,39 +59,91 @@ void writeCommon(RecordWriter& record, Entry const& entry, std::size_t extraSize
   record.u16(length(entry.name)).u16(static_cast<std::uint16_t>(extraSize));
 }
 
+/// What is written in one go. Small payloads of spools are read only then, where that may be on another thread.
+struct Batch {
+  struct Gap {
+    std::size_t at;
+    std::shared_ptr<Spool const> spool;
+    std::uint64_t offset;
+    std::size_t size;
+  };
+
+  std::vector<unsigned char> bytes{};
+  std::vector<Gap> gaps{};
+
+  void clear() {
+    bytes.clear();
+    gaps.clear();
+  }
+};
+
 }  // namespace
 
 struct ArchiveWriter::Impl {
-  explicit Impl(ArchiveSink& to) : sink(to) {}
+  Impl(ArchiveSink& to, bool hasThread) : sink(to), writing(hasThread) {}
 
   ArchiveSink& sink;
-  std::vector<unsigned char> buffer{};  // not in the sink yet
-  std::uint64_t inSink = 0;
+  Batch batch{};                           // not in the sink yet
+  Batch leaving{};                         // on its way there
+  std::uint64_t inSink = 0;                // with what is on its way
   std::vector<unsigned char> directory{};  // central headers so far
   std::uint64_t count = 0;
-  ReadAhead window{};
+  ReadAhead window{};       // of archives
+  ReadAhead spoolWindow{};  // used where the sink is
+  Background writing;       // goes before what it uses
 
-  std::uint64_t position() const { return inSink + buffer.size(); }
+  std::uint64_t position() const { return inSink + batch.bytes.size(); }
 
   void flush() {
-    sink.write(buffer.data(), buffer.size());
-    inSink += buffer.size();
-    buffer.clear();
+    writing.wait();
+    std::swap(leaving, batch);
+    batch.clear();
+    inSink += leaving.bytes.size();
+    writing.begin([this] {
+      for (Batch::Gap const& gap : leaving.gaps) fill(gap);
+      sink.write(leaving.bytes.data(), leaving.bytes.size());
+    });
+  }
+
+  void fill(Batch::Gap const& gap) {
+    Spool const& spool = *gap.spool;
+    ReadAhead::Source const source{
+        &spool, spool.size(), [&spool](std::uint64_t offset, void* to, std::size_t n) { spool.readAt(offset, to, n); }};
+    std::copy_n(spoolWindow.bytes(source, gap.offset, gap.size), gap.size, leaving.bytes.data() + gap.at);
+  }
+
+  void makeRoom(std::size_t size) {
+    if (batch.bytes.size() + size > kWriteBuffer) flush();
   }
 
   void put(unsigned char const* data, std::size_t size) {
-    if (buffer.size() + size > kWriteBuffer) flush();
-    buffer.insert(buffer.end(), data, data + size);
+    makeRoom(size);
+    batch.bytes.insert(batch.bytes.end(), data, data + size);
+  }
+
+  void copyByKernel(int descriptor, std::uint64_t offset, std::uint64_t size) {
+    flush();
+    writing.begin([this, descriptor, offset, size] { sink.copyFrom(descriptor, offset, size); });
+    inSink += size;
+  }
+
+  void putSpooled(std::shared_ptr<Spool const> const& spool, std::uint64_t offset, std::uint64_t size) {
+    spool->settle();
+    int const descriptor = size >= kCopyByKernel ? spool->descriptor() : -1;
+    if (descriptor >= 0) return copyByKernel(descriptor, offset, size);
+    while (size > 0) {
+      auto const step = static_cast<std::size_t>(std::min<std::uint64_t>(size, kWriteBuffer));
+      makeRoom(step);
+      batch.gaps.push_back({batch.bytes.size(), spool, offset, step});
+      batch.bytes.resize(batch.bytes.size() + step);
+      offset += step;
+      size -= step;
+    }
   }
 
   /// Item data; `descriptor` is -1 where they are in memory.
   void putStored(ReadAhead::Source const& source, int descriptor, std::uint64_t offset, std::uint64_t size) {
-    if (descriptor >= 0 && size >= kCopyByKernel) {
-      flush();
-      sink.copyFrom(descriptor, offset, size);
-      inSink += size;
-      return;
-    }
+    if (descriptor >= 0 && size >= kCopyByKernel) return copyByKernel(descriptor, offset, size);
     while (size > 0) {
       auto const step = static_cast<std::size_t>(std::min<std::uint64_t>(size, kWriteBuffer));
       put(window.bytes(source, offset, step), step);
@@ -109,8 +162,8 @@ struct ArchiveWriter::Impl {
   }
 
   void putLocal(Entry const& entry, std::vector<unsigned char> const& extra) {
-    if (buffer.size() > kWriteBuffer - (kLocalSize + 2UL * 0xFFFF)) flush();
-    RecordWriter record(buffer);
+    makeRoom(kLocalSize + 2UL * 0xFFFF);
+    RecordWriter record(batch.bytes);
     record.u32(kLocalSignature).u16(versionNeeded(entry, hasLargeSizes(entry)));
     writeCommon(record, entry, extra.size());
     record.text(entry.name).text(textAt(extra.data(), extra.size()));
@@ -157,7 +210,7 @@ struct ArchiveWriter::Impl {
   }
 };
 
-ArchiveWriter::ArchiveWriter(ArchiveSink& sink) : impl_(new Impl(sink)) {}
+ArchiveWriter::ArchiveWriter(ArchiveSink& sink, bool hasThread) : impl_(new Impl(sink, hasThread)) {}
 
 ArchiveWriter::~ArchiveWriter() = default;
 
@@ -175,12 +228,7 @@ void ArchiveWriter::add(std::string_view name, Content const& content) {
   entry.size = content.size;
   entry.versionMadeBy = kMadeOnUnix | (hasLargeSizes(entry) ? kZip64Version : kVersion);
   impl_->putHeaders(entry, {});
-  if (!content.spool) return;
-  Spool const& spool = *content.spool;
-  ReadAhead::Source const source{
-      &spool, spool.size(), [&spool](std::uint64_t offset, void* to, std::size_t n) { spool.readAt(offset, to, n); }};
-  int const descriptor = content.storedSize >= kCopyByKernel ? spool.descriptor() : -1;
-  impl_->putStored(source, descriptor, content.offset, content.storedSize);
+  if (content.spool) impl_->putSpooled(content.spool, content.offset, content.storedSize);
 }
 
 void ArchiveWriter::copy(Archive const& archive, std::size_t index) {
@@ -207,6 +255,7 @@ void ArchiveWriter::copy(Archive const& archive, std::size_t index) {
 void ArchiveWriter::finish() {
   impl_->putEnd();
   impl_->flush();
+  impl_->writing.wait();
   impl_->sink.write(impl_->directory.data(), impl_->directory.size());
 }
 

@@ -157,7 +157,7 @@ struct ContentWriter::Impl {
   }
 
   void perform(std::unique_ptr<StoringTask> task, std::size_t size) const {
-    if (queue) return queue->add(std::move(task), size);
+    if (queue && effort != Effort::Store) return queue->add(std::move(task), size);
     task->run();
     task->deliver();
   }

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/zip/Background.hpp"
 #include "foundation/zip/FileIo.hpp"
 #include "foundation/zip/ItemStream.hpp"
 #include "foundation/zip/TemporaryNames.hpp"
@@ -61,21 +62,48 @@ Descriptor makeUnnamedFile(std::string& directory) {
 struct Spool::Impl {
   std::string directory;
   std::size_t memoryLimit;
-  Descriptor file;
+  Descriptor file{};
   std::uint64_t inFile = 0;
-  std::vector<unsigned char> pending;  // begins at offset inFile
-  std::vector<std::shared_ptr<Spool>> lanes;
+  std::vector<unsigned char> leaving{};  // being written at offset inFile
+  int leavingError = 0;
+  std::vector<unsigned char> pending{};  // begins behind that
+  std::vector<std::shared_ptr<Spool>> lanes{};
   bool isBorrowed = false;
+  bool writesBehind = false;
+  std::unique_ptr<Background> background{};  // goes before what it uses
 
-  void writeOut(void const* data, std::size_t count) {
+  std::uint64_t size() const { return inFile + leaving.size() + pending.size(); }
+
+  void writeNow(void const* data, std::size_t count) {
+    settle();
     if (int const error = writeFullyAt(file.get(), inFile, data, count)) throw couldNotSave(directory, error);
     inFile += count;
   }
 
-  /// A failure leaves the bytes pending; they go to the same place next time.
+  int writeLeaving() { return writeFullyAt(file.get(), inFile, leaving.data(), leaving.size()); }
+
+  /// What failed before is tried again, and when it fails again is still leaving, for the next time.
+  void settle() {
+    if (leaving.empty()) return;
+    background->wait();
+    if (leavingError) leavingError = writeLeaving();
+    if (leavingError) throw couldNotSave(directory, leavingError);
+    inFile += leaving.size();
+    leaving.clear();
+  }
+
   void flush() {
-    writeOut(pending.data(), pending.size());
-    pending.clear();
+    settle();
+    if (pending.empty()) return;
+    if (!background) background = std::make_unique<Background>(writesBehind);
+    leaving.swap(pending);
+    background->begin([this] { leavingError = writeLeaving(); });
+    if (!writesBehind) settle();
+  }
+
+  void flushAll() {
+    flush();
+    settle();
   }
 
   void makeRoom(std::size_t count) {
@@ -87,8 +115,7 @@ struct Spool::Impl {
   }
 };
 
-Spool::Spool(std::string directory, std::size_t memoryLimit)
-    : impl_(new Impl{std::move(directory), memoryLimit, Descriptor(), 0, {}, {}, false}) {}
+Spool::Spool(std::string directory, std::size_t memoryLimit) : impl_(new Impl{std::move(directory), memoryLimit}) {}
 
 Spool::~Spool() = default;
 
@@ -97,7 +124,7 @@ std::uint64_t Spool::append(void const* data, std::size_t count) {
   impl_->makeRoom(count);
   std::uint64_t const offset = size();
   if (impl_->file && count > kWriteBuffer)
-    impl_->writeOut(data, count);
+    impl_->writeNow(data, count);
   else
     impl_->pending.insert(impl_->pending.end(), from, from + count);
   return offset;
@@ -105,6 +132,7 @@ std::uint64_t Spool::append(void const* data, std::size_t count) {
 
 void Spool::readAt(std::uint64_t offset, void* buffer, std::size_t count) const {
   if (offset > size() || count > size() - offset) throw couldNotSave(impl_->directory, EIO);
+  impl_->settle();
   auto* to = static_cast<unsigned char*>(buffer);
   auto const fromFile = offset < impl_->inFile ? std::min<std::uint64_t>(count, impl_->inFile - offset) : 0;
   auto const first = static_cast<std::size_t>(fromFile);
@@ -114,10 +142,18 @@ void Spool::readAt(std::uint64_t offset, void* buffer, std::size_t count) const 
   std::copy_n(impl_->pending.data() + (offset + first - impl_->inFile), count - first, to + first);
 }
 
-std::uint64_t Spool::size() const { return impl_->inFile + impl_->pending.size(); }
+std::uint64_t Spool::size() const { return impl_->size(); }
+
+void Spool::settle() const { impl_->settle(); }
+
+void Spool::setWritesBehind(bool does) {
+  impl_->settle();
+  impl_->writesBehind = does;
+  impl_->background.reset();
+}
 
 int Spool::descriptor() const {
-  if (impl_->file) impl_->flush();
+  if (impl_->file) impl_->flushAll();
   return impl_->file.get();
 }
 
@@ -126,6 +162,7 @@ std::shared_ptr<Spool> Spool::borrowLane() {
     if (!std::exchange(lane->impl_->isBorrowed, true)) return lane;
   impl_->lanes.push_back(std::make_shared<Spool>(impl_->directory, impl_->memoryLimit));
   impl_->lanes.back()->impl_->isBorrowed = true;
+  impl_->lanes.back()->impl_->writesBehind = impl_->writesBehind;
   return impl_->lanes.back();
 }
 

@@ -32,6 +32,13 @@ class Spool {
   /// After pending writes are in the file; -1 while everything is in memory.
   int descriptor() const;
 
+  /// Whether a thread of its own, begun with the file, writes what is appended, for this store and lanes that it is
+  /// still to make. What fails there is tried again, and thrown, by whatever comes next. At first it does not.
+  void setWritesBehind(bool does);
+
+  /// Waits for that thread. Until the next append, any thread may read.
+  void settle() const;
+
   /// A store beside this one for content that is appended in several steps and must not be mixed with what
   /// others append meanwhile. It is the borrower's alone until giveBack(), then the next one's.
   std::shared_ptr<Spool> borrowLane();
