@@ -129,8 +129,10 @@ struct ArchiveWriter::Impl {
 
   void putSpooled(std::shared_ptr<Spool const> const& spool, std::uint64_t offset, std::uint64_t size) {
     spool->settle();
-    int const descriptor = size >= kCopyByKernel ? spool->descriptor() : -1;
-    if (descriptor >= 0) return copyByKernel(descriptor, offset, size);
+    if (size >= kCopyByKernel) {
+      writing.wait();  // what is on its way may be read from what the spool is about to write out
+      if (int const descriptor = spool->descriptor(); descriptor >= 0) return copyByKernel(descriptor, offset, size);
+    }
     while (size > 0) {
       auto const step = static_cast<std::size_t>(std::min<std::uint64_t>(size, kWriteBuffer));
       makeRoom(step);

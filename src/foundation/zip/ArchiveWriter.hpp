@@ -34,8 +34,7 @@ class MemorySink final : public ArchiveSink {
 /// Writes a ZIP container in one pass. Sizes and CRCs are known before each header, so there are no data
 /// descriptors; zip64 fields appear only where they are needed; times are fixed, so that equal content
 /// gives equal bytes. finish() writes the directory; without it the archive is incomplete. What the sink throws comes
-/// out of any call behind it, finish() at the latest; the archive
-/// is of no use then.
+/// out of any call behind it, finish() at the latest; the archive is of no use then.
 class ArchiveWriter {
  public:
   /// With a thread of its own, the sink is used there, in the same order, while the caller goes on. Spools are read
