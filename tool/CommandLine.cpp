@@ -243,7 +243,7 @@ void addVerify(CLI::App& app, Invocation& invocation) {
       addCommand(app, "verify", "Read every byte of a package and list all its faults", "ztpkg verify photos.ztpkg");
   addPackage(command, options->package);
   addKey(command, options->key, "Ask for the password on the terminal");
-  command.add_flag("--json", options->json, "Print a JSON object");
+  command.add_flag("--json", options->json, "Print one JSON object, for programs");
   command.add_flag("-q,--quiet", options->quiet, "Do not list the faults");
   command.callback([&invocation, options] {
     unmark(options->package);

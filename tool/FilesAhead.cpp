@@ -19,8 +19,8 @@ namespace ztpkg {
 namespace {
 
 constexpr std::uint64_t kSmall = 1u << 20;
-constexpr std::uint64_t kBudget = 16u << 20;  // of content that the caller is not done with
-constexpr std::uint64_t kEntrySize = 1024;    // what a file takes besides its content
+constexpr std::uint64_t kBudget = 4u << 20;  // of content that the caller is not done with
+constexpr std::uint64_t kEntrySize = 1024;   // what a file takes besides its content
 constexpr std::uint32_t kPermissionBits = 07777;
 constexpr std::int64_t kLastSecond = 253'402'300'799;  // of the year 9999
 

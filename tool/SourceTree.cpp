@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <future>
 #include <sstream>
 
 #include "CheckedStreams.hpp"
@@ -42,12 +43,13 @@ std::u16string SourceTree::diskPath(std::u16string const& path) const {
 }
 
 void SourceTree::survey() {
+  std::future<Paths> files = std::async([this] { return listed(false); });  // beside the folders, where threads are
   for (std::u16string& path : listed(true)) {
     if (isExcluded(path)) continue;
     checkName(path);
     folders_.push_back(std::move(path));
   }
-  for (std::u16string& path : listed(false)) {
+  for (std::u16string& path : files.get()) {
     throwIfInterrupted();
     if (!isExcluded(path)) checkLeaf(path);
   }

@@ -114,6 +114,15 @@ class Passwords(unittest.TestCase):
             self.assertEqual(terminal.end(), (0, b"\r\n", ""))
         self.assertEqual((self.directory / "out/note").read_text(), "a secret")
 
+    def test_verify_asks_only_when_told_to(self):
+        self.pack()
+        done = ztpkg(self.directory, "verify", "p.ztp", stdin=subprocess.DEVNULL)
+        self.assertEqual((done.returncode, b"not authenticated: no key" in done.stdout), (0, True))
+        terminal = Terminal(self.directory, "verify", "-q", "--password", "p.ztp")
+        terminal.expect(b"Password for p.ztp: ")
+        terminal.type(PASSWORD.encode() + b"\n")
+        self.assertEqual(terminal.end(), (0, b"\r\n", ""))
+
     def test_an_empty_password_is_refused(self):
         terminal = Terminal(self.directory, "pack", "--password", "tree", "p.ztp")
         terminal.expect(b": ")

@@ -207,6 +207,21 @@ TEST(ArchiveWriter, WritesTheSameWithAThread) {
   EXPECT_TRUE(withAThread == write(false));
 }
 
+TEST(ArchiveWriter, TellsWhatTheSinkThrewOnItsThread) {
+  auto const spool = std::make_shared<Spool>("");
+  Content const content = makeContent(spool, incompressible(700'000));
+  for (int const failAt : {1, 2, 3, 4}) {
+    FailingSink sink(failAt);
+    ArchiveWriter writer(sink, true);
+    EXPECT_THROW(
+        {
+          for (int i = 0; i < 3; ++i) writer.add("item", content);
+          writer.finish();
+        },
+        CouldNotSavePackage);
+  }
+}
+
 TEST(ArchiveWriter, WritesZip64FieldsForLargeSizesAndOffsets) {
   TemporaryDirectory directory;
   auto const spool = std::make_shared<Spool>(directory.path().string(), 0);

@@ -126,6 +126,30 @@ TEST(Spool, GivesBackWhatItWritesBehind) {
   EXPECT_TRUE(read(spool, bytes.size(), 3 * bytes.size()) == bytes + bytes + bytes);
 }
 
+TEST(Spool, ReportsWhatFailedBehindAndLosesNothing) {
+  TemporaryDirectory directory;
+  if (mount("none", directory.path().c_str(), "tmpfs", 0, "size=2m") != 0) GTEST_SKIP() << "cannot mount a small disk";
+  {
+    Spool spool(directory.path().string(), 0);
+    spool.setWritesBehind(true);
+    std::string const bytes = incompressible(400'000);
+    std::string taken;
+    try {
+      for (;;) {
+        EXPECT_EQ(spool.append(bytes.data(), bytes.size()), taken.size());
+        taken += bytes;
+        ASSERT_LT(taken.size(), 8'000'000u);
+      }
+    } catch (CouldNotSavePackage const& thrown) {
+      EXPECT_EQ(thrown.getErrorCode().value(), ENOSPC);
+    }
+    EXPECT_THROW(read(spool, 0, taken.size()), CouldNotSavePackage);
+    EXPECT_EQ(mount("none", directory.path().c_str(), "tmpfs", MS_REMOUNT, "size=16m"), 0);
+    EXPECT_TRUE(read(spool, 0, taken.size()) == taken);
+  }
+  EXPECT_EQ(umount(directory.path().c_str()), 0);
+}
+
 TEST(Spool, RefusesToReadBeyondItsEnd) {
   Spool spool("");
   spool.append("abc", 3);

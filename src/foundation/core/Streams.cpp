@@ -2,6 +2,7 @@
 #include "opc/Streams.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <istream>
 #include <limits>
@@ -99,10 +100,10 @@ void StdOStreamAdaptor::close() {
 }
 
 void StreamHelper::copyStreamToStream(InputStream& from, OutputStream& to) {
-  auto const buffer = std::make_unique_for_overwrite<unsigned char[]>(kCopyBufferSize);
+  std::array<unsigned char, kCopyBufferSize> buffer;  // a small content takes less time than one from the heap
   while (!from.isEnd()) {
-    std::size_t const count = from.read(buffer.get(), kCopyBufferSize);
-    if (count > 0) to.write(buffer.get(), count);
+    std::size_t const count = from.read(buffer.data(), buffer.size());
+    if (count > 0) to.write(buffer.data(), count);
   }
 }
 

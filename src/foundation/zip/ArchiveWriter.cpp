@@ -59,88 +59,39 @@ void writeCommon(RecordWriter& record, Entry const& entry, std::size_t extraSize
   record.u16(length(entry.name)).u16(static_cast<std::uint16_t>(extraSize));
 }
 
-/// What is written in one go. Small payloads of spools are read only then, where that may be on another thread.
-struct Batch {
-  struct Gap {
-    std::size_t at;
-    std::shared_ptr<Spool const> spool;
-    std::uint64_t offset;
-    std::size_t size;
-  };
-
-  std::vector<unsigned char> bytes{};
-  std::vector<Gap> gaps{};
-
-  void clear() {
-    bytes.clear();
-    gaps.clear();
-  }
-};
-
 }  // namespace
 
 struct ArchiveWriter::Impl {
   Impl(ArchiveSink& to, bool hasThread) : sink(to), writing(hasThread) {}
 
   ArchiveSink& sink;
-  Batch batch{};                           // not in the sink yet
-  Batch leaving{};                         // on its way there
+  std::vector<unsigned char> buffer{};     // not in the sink yet
+  std::vector<unsigned char> leaving{};    // on its way there
   std::uint64_t inSink = 0;                // with what is on its way
   std::vector<unsigned char> directory{};  // central headers so far
   std::uint64_t count = 0;
-  ReadAhead window{};       // of archives
-  ReadAhead spoolWindow{};  // used where the sink is
-  Background writing;       // goes before what it uses
+  ReadAhead window{};
+  Background writing;  // goes before what it uses
 
-  std::uint64_t position() const { return inSink + batch.bytes.size(); }
+  std::uint64_t position() const { return inSink + buffer.size(); }
 
   void flush() {
     writing.wait();
-    std::swap(leaving, batch);
-    batch.clear();
-    inSink += leaving.bytes.size();
-    writing.begin([this] {
-      for (Batch::Gap const& gap : leaving.gaps) fill(gap);
-      sink.write(leaving.bytes.data(), leaving.bytes.size());
-    });
-  }
-
-  void fill(Batch::Gap const& gap) {
-    Spool const& spool = *gap.spool;
-    ReadAhead::Source const source{
-        &spool, spool.size(), [&spool](std::uint64_t offset, void* to, std::size_t n) { spool.readAt(offset, to, n); }};
-    std::copy_n(spoolWindow.bytes(source, gap.offset, gap.size), gap.size, leaving.bytes.data() + gap.at);
-  }
-
-  void makeRoom(std::size_t size) {
-    if (batch.bytes.size() + size > kWriteBuffer) flush();
+    std::swap(leaving, buffer);
+    buffer.clear();
+    inSink += leaving.size();
+    writing.begin([this] { sink.write(leaving.data(), leaving.size()); });
   }
 
   void put(unsigned char const* data, std::size_t size) {
-    makeRoom(size);
-    batch.bytes.insert(batch.bytes.end(), data, data + size);
+    if (buffer.size() + size > kWriteBuffer) flush();
+    buffer.insert(buffer.end(), data, data + size);
   }
 
   void copyByKernel(int descriptor, std::uint64_t offset, std::uint64_t size) {
     flush();
     writing.begin([this, descriptor, offset, size] { sink.copyFrom(descriptor, offset, size); });
     inSink += size;
-  }
-
-  void putSpooled(std::shared_ptr<Spool const> const& spool, std::uint64_t offset, std::uint64_t size) {
-    spool->settle();
-    if (size >= kCopyByKernel) {
-      writing.wait();  // what is on its way may be read from what the spool is about to write out
-      if (int const descriptor = spool->descriptor(); descriptor >= 0) return copyByKernel(descriptor, offset, size);
-    }
-    while (size > 0) {
-      auto const step = static_cast<std::size_t>(std::min<std::uint64_t>(size, kWriteBuffer));
-      makeRoom(step);
-      batch.gaps.push_back({batch.bytes.size(), spool, offset, step});
-      batch.bytes.resize(batch.bytes.size() + step);
-      offset += step;
-      size -= step;
-    }
   }
 
   /// Item data; `descriptor` is -1 where they are in memory.
@@ -164,8 +115,8 @@ struct ArchiveWriter::Impl {
   }
 
   void putLocal(Entry const& entry, std::vector<unsigned char> const& extra) {
-    makeRoom(kLocalSize + 2UL * 0xFFFF);
-    RecordWriter record(batch.bytes);
+    if (buffer.size() > kWriteBuffer - (kLocalSize + 2UL * 0xFFFF)) flush();
+    RecordWriter record(buffer);
     record.u32(kLocalSignature).u16(versionNeeded(entry, hasLargeSizes(entry)));
     writeCommon(record, entry, extra.size());
     record.text(entry.name).text(textAt(extra.data(), extra.size()));
@@ -230,7 +181,12 @@ void ArchiveWriter::add(std::string_view name, Content const& content) {
   entry.size = content.size;
   entry.versionMadeBy = kMadeOnUnix | (hasLargeSizes(entry) ? kZip64Version : kVersion);
   impl_->putHeaders(entry, {});
-  if (content.spool) impl_->putSpooled(content.spool, content.offset, content.storedSize);
+  if (!content.spool) return;
+  Spool const& spool = *content.spool;
+  ReadAhead::Source const source{
+      &spool, spool.size(), [&spool](std::uint64_t offset, void* to, std::size_t n) { spool.readAt(offset, to, n); }};
+  int const descriptor = content.storedSize >= kCopyByKernel ? spool.descriptor() : -1;
+  impl_->putStored(source, descriptor, content.offset, content.storedSize);
 }
 
 void ArchiveWriter::copy(Archive const& archive, std::size_t index) {

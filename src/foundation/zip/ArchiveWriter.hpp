@@ -37,8 +37,7 @@ class MemorySink final : public ArchiveSink {
 /// out of any call behind it, finish() at the latest; the archive is of no use then.
 class ArchiveWriter {
  public:
-  /// With a thread of its own, the sink is used there, in the same order, while the caller goes on. Spools are read
-  /// there too, so that nothing may be appended to them before finish().
+  /// With a thread of its own, the sink is used there, in the same order, while the caller goes on.
   explicit ArchiveWriter(ArchiveSink& sink, bool hasThread = false);
   ~ArchiveWriter();
 

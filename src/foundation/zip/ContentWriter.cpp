@@ -168,6 +168,7 @@ struct ContentWriter::Impl {
     Content& content = delivery->content;
     content.crc = crcOf(content.crc, data, count);
     content.size += count;
+    if (effort == Effort::Store && !delivery->lane) becomeLong();  // nothing to decide
     if (!delivery->lane) {
       std::size_t const room = std::min(count, kWholeBytes - held.size());
       hold(data, room);

@@ -144,8 +144,6 @@ void Spool::readAt(std::uint64_t offset, void* buffer, std::size_t count) const 
 
 std::uint64_t Spool::size() const { return impl_->size(); }
 
-void Spool::settle() const { impl_->settle(); }
-
 void Spool::setWritesBehind(bool does) {
   impl_->settle();
   impl_->writesBehind = does;

@@ -36,9 +36,6 @@ class Spool {
   /// still to make. What fails there is tried again, and thrown, by whatever comes next. At first it does not.
   void setWritesBehind(bool does);
 
-  /// Waits for that thread. Until the next append, any thread may read.
-  void settle() const;
-
   /// A store beside this one for content that is appended in several steps and must not be mixed with what
   /// others append meanwhile. It is the borrower's alone until giveBack(), then the next one's.
   std::shared_ptr<Spool> borrowLane();
