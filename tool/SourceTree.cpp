@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <future>
 #include <sstream>
+#include <utility>
 
 #include "CheckedStreams.hpp"
 #include "LinkTargets.hpp"
@@ -172,6 +173,7 @@ void SourceTree::checkLastFile() {
 
 bool SourceTree::isFile(std::u16string const& path) {
   inHand_ = ahead_->next();
+  isHandedOver_ = false;
   return inHand_ || inner().isFile(diskPath(path));
 }
 
@@ -204,7 +206,7 @@ std::unique_ptr<std::istream> SourceTree::createInputStream(std::u16string const
   throwIfInterrupted();
   std::u16string const onDisk = diskPath(path);
   std::unique_ptr<std::istream> stream;
-  if (inHand_)
+  if (inHand_ && !std::exchange(isHandedOver_, true))
     stream = std::make_unique<std::istringstream>(std::move(inHand_->content), mode);
   else
     stream = inner().createInputStream(onDisk, mode, error);

@@ -86,6 +86,7 @@ class SourceTree final : public ForwardingOps {
   std::vector<Report> problems_;
   std::unique_ptr<FilesAhead> ahead_;       // of the leaves
   std::optional<FilesAhead::File> inHand_;  // the leaf that was asked for last, where it is read already
+  bool isHandedOver_ = false;               // its content; who asks again reads the disk
   std::u16string lastFile_;                 // the one being read; empty for none
   bool isLastFixed_ = false;                // what it holds was read before, and together with its time
   boost::posix_time::ptime lastTime_;
