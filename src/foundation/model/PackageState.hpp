@@ -114,6 +114,7 @@ class PackageState {
   bool isSaving = false;
   bool isGone = false;  // the Package object, so that nothing will ever be saved
   zip::Effort effort = zip::Effort::Default;
+  bool hasThreads = false;  // before the spool, which begins as it says
   std::uint64_t maximumWholePartBytes = OpenOptions().maximumWholePartBytes;
 
   std::shared_ptr<zip::Archive const> archive;            // what was opened or last saved; null for a new package
@@ -127,7 +128,6 @@ class PackageState {
   std::map<std::string, MediaType const*> defaults;                       // by extension in lower case
   std::map<std::string, MediaType const*> overrides;                      // of what is no part, by part name as written
   std::map<std::string, std::shared_ptr<PartWrite>, std::less<>> writes;  // by part name
-  bool hasThreads = false;
   zip::DeflateQueue deflating;
   std::shared_ptr<ManagerRegistry> managers;  // null in a package that is being made
 
