@@ -136,7 +136,7 @@ TEST(CompressionThreads, KeepWhatWasClosedAndTellWhatWasNotWhereTheSpoolFailsNow
   std::string const text = textOf(40'000);
   std::vector<bool> isClosed;
   for (int i = 0; i < kParts; ++i) {
-    bool const fails = i % 100 >= 70;
+    bool const fails = i % 500 >= 300;
     if (fails) zt_test::calls::begin("pwrite", ENOSPC);
     try {
       create(*package, nameOf(i), std::to_string(i) + text);
