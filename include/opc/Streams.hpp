@@ -81,6 +81,8 @@ class ZT_API ByteArrayInAdaptor final : public InputStream {
   void clear() override;
 
  private:
+  friend class StreamHelper;
+
   std::vector<unsigned char> const* bytes_;
   std::size_t position_ = 0;  // never above bytes_->size()
 };
@@ -131,6 +133,9 @@ class ZT_API StreamHelper {
  public:
   /// Copies from the current position until isEnd(), not until a read of 0 bytes. Closes neither stream.
   static void copyStreamToStream(InputStream& from, OutputStream& to);
+
+ private:
+  static void copyFromMemory(ByteArrayInAdaptor& from, OutputStream& to);
 };
 
 }  // namespace opc

@@ -43,15 +43,28 @@ class CountingOutput final : public opc::OutputStream {
   int writes = 0, emptyWrites = 0, closes = 0;
 };
 
-TEST(StreamHelper, CopiesEverySize) {
-  for (std::size_t const size : {std::size_t(0), std::size_t(1), std::size_t(65535), std::size_t(65536),
-                                 std::size_t(65537), std::size_t(1'000'000)}) {
+constexpr std::size_t kSizes[] = {0, 1, 65'535, 65'536, 65'537, 1'000'000};
+
+TEST(StreamHelper, CopiesEverySizeFromMemory) {
+  for (std::size_t const size : kSizes) {
     auto const bytes = bytesOf(sampleText(size));
     std::vector<unsigned char> copied;
     opc::ByteArrayInAdaptor input(bytes);
     opc::ByteArrayOutAdaptor output(copied);
     opc::StreamHelper::copyStreamToStream(input, output);
     EXPECT_EQ(copied, bytes) << "size " << size;
+    EXPECT_TRUE(input.isEnd()) << "size " << size;
+  }
+}
+
+TEST(StreamHelper, CopiesEverySizeFromAStream) {
+  for (std::size_t const size : kSizes) {
+    std::istringstream text(sampleText(size));
+    std::vector<unsigned char> copied;
+    opc::StdIStreamAdaptor input(text);
+    opc::ByteArrayOutAdaptor output(copied);
+    opc::StreamHelper::copyStreamToStream(input, output);
+    EXPECT_EQ(copied, bytesOf(sampleText(size))) << "size " << size;
   }
 }
 

@@ -100,10 +100,21 @@ void StdOStreamAdaptor::close() {
 }
 
 void StreamHelper::copyStreamToStream(InputStream& from, OutputStream& to) {
+  if (auto* const inMemory = dynamic_cast<ByteArrayInAdaptor*>(&from)) return copyFromMemory(*inMemory, to);
   std::array<unsigned char, kCopyBufferSize> buffer;  // a small content takes less time than one from the heap
   while (!from.isEnd()) {
     std::size_t const count = from.read(buffer.data(), buffer.size());
     if (count > 0) to.write(buffer.data(), count);
+  }
+}
+
+/// In the same steps, which stay in a processor's cache while they are written, but without a copy of each.
+void StreamHelper::copyFromMemory(ByteArrayInAdaptor& from, OutputStream& to) {
+  while (!from.isEnd()) {
+    unsigned char const* const step = from.bytes_->data() + from.position_;
+    std::size_t const count = std::min(kCopyBufferSize, from.bytes_->size() - from.position_);
+    from.position_ += count;
+    to.write(step, count);
   }
 }
 
