@@ -98,8 +98,8 @@ FileSystemEntry FileSystemManager::addFileInternal(std::unique_ptr<IContentSourc
   if (isEncryptionEnabled())
     source = std::make_unique<EncryptionWithInlineIVTransform>(std::move(source), encryptor_, encryptionAlgorithm_,
                                                                ivGenerator_);
-  FileSystemEntry entry = createFileInternal(path, source->getContentType(), permissions, time);
-  std::unique_ptr<OutputStream> const output = getFileOutputStream(entry);
+  auto const [entry, part] = createFileInternal(path, source->getContentType(), permissions, time);
+  std::unique_ptr<OutputStream> const output = part.getOutputStream();
   StreamHelper::copyStreamToStream(source->getInputStream(), *output);
   output->close();
   return entry;

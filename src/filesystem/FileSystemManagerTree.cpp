@@ -104,7 +104,7 @@ FileSystemEntry FileSystemManager::createLink(std::u16string const& path, std::u
 
 FileSystemEntry FileSystemManager::createFile(std::u16string const& path, model::ContentType const& type,
                                               Perms::Perms_tag permissions, boost::posix_time::ptime const& time) {
-  return createFileInternal(findFreePath(path), type, permissions, time);
+  return createFileInternal(findFreePath(path), type, permissions, time).first;
 }
 
 // What stands below a file or link, as manifests of other makers may have it, goes with it.
@@ -183,15 +183,17 @@ std::vector<FileSystemEntry> FileSystemManager::getChildrenInternal(std::u16stri
 }
 
 // The part comes first: a part that the package refuses leaves no entry behind.
-FileSystemEntry FileSystemManager::createFileInternal(std::u16string const& path, model::ContentType const& type,
-                                                      Perms::Perms_tag permissions,
-                                                      boost::posix_time::ptime const& time) {
+std::pair<FileSystemEntry, model::Part> FileSystemManager::createFileInternal(std::u16string const& path,
+                                                                              model::ContentType const& type,
+                                                                              Perms::Perms_tag permissions,
+                                                                              boost::posix_time::ptime const& time) {
   std::u16string const name = makeUniquePartName(path);
-  getPackage().createPart(model::PartName(name), type, model::StandardPartInfo(compressionFor(type)));
+  model::Part part =
+      getPackage().createPart(model::PartName(name), type, model::StandardPartInfo(compressionFor(type)));
   FileSystemNode const node = makeFileNode(path, name, permissions, time);
   tree_->addNode(node);
   markAsDirty();
-  return makeEntry(node);
+  return {makeEntry(node), std::move(part)};
 }
 
 FileSystemEntry FileSystemManager::createLinkInternal(std::u16string const& path, std::u16string const& target) {

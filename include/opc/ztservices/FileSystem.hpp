@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "opc/Export.hpp"
@@ -259,8 +260,9 @@ class ZT_API FileSystemManager : public model::DataManager {
   FileSystemEntry getParentInternal(std::u16string const& path) const;
   bool hasChildrenInternal(std::u16string const& path) const;
   std::vector<FileSystemEntry> getChildrenInternal(std::u16string const& path) const;
-  FileSystemEntry createFileInternal(std::u16string const& path, model::ContentType const& type,
-                                     Perms::Perms_tag permissions, boost::posix_time::ptime const& time);
+  std::pair<FileSystemEntry, model::Part> createFileInternal(std::u16string const& path, model::ContentType const& type,
+                                                             Perms::Perms_tag permissions,
+                                                             boost::posix_time::ptime const& time);
   FileSystemEntry createLinkInternal(std::u16string const& path, std::u16string const& target);
   void removeWithDescendants(std::u16string const& path);
 

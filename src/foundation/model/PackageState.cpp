@@ -50,16 +50,16 @@ LooseItem const* PackageState::findItem(std::string_view key) const {
   return found != items.end() && equalIgnoringCase(takes(*found), key) ? &*found : nullptr;
 }
 
+/// No two parts of a package stand in each other's way. So a part that the name continues is the last one before it,
+/// and one that continues the name the first one from it on (NameLess): one look-up finds both.
 std::optional<std::string> PackageState::existingClash(std::string_view name) {
   if (name.empty() || name.front() != '/') return std::nullopt;
-  for (std::size_t end = 0; end != name.size();) {
-    end = std::min(name.find('/', end + 1), name.size());
-    auto const part = find(name.substr(0, end));
-    if (part != parts.end()) return nameOf(part);
-  }
   std::string_view const key = name.substr(1);
+  auto const next = parts.lower_bound(key);
+  if (next != parts.begin() && continues(key, std::prev(next)->first.text())) return nameOf(std::prev(next));
+  bool const isFree = next == parts.end() || NameLess::less(key, next->first.text());
+  if (!isFree) return nameOf(next);
   if (LooseItem const* const item = findItem(key)) return std::string("/").append(nameOf(*item), 0, item->nameLength);
-  auto const next = parts.upper_bound(key);
   if (next != parts.end() && continues(next->first.text(), key)) return nameOf(next);
   return std::nullopt;
 }

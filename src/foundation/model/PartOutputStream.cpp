@@ -22,6 +22,7 @@ std::shared_ptr<PartWrite> begin(PackageState& state, std::string const& name) {
 
 PartOutputStream::PartOutputStream(std::shared_ptr<PackageState> state, PartTable::iterator part)
     : state_(std::move(state)),
+      part_(part),
       name_(PackageState::nameOf(part)),
       writer_(state_->spool, part->second.isStored ? zip::Effort::Store : state_->effort, &state_->deflating),
       exceptionsAtStart_(std::uncaught_exceptions()) {
@@ -65,9 +66,9 @@ void PartOutputStream::complete() {
   state_->requirePackage();
   if (write_->isDeleted) throw PartNotFound(messages::partNotFound(wideName(name_)));
   write_->isDeflating = true;
-  writer_.closeLater([state = state_.get(), name = name_, write = write_](zip::Content const& content) {
+  writer_.closeLater([state = state_.get(), part = part_, name = name_, write = write_](zip::Content const& content) {
     if (write->isDeleted) return;
-    state->setContent(state->find(name)->second, content);
+    state->setContent(part->second, content);
     state->writes.erase(name);
   });
   write_->isOpen = false;

@@ -28,6 +28,7 @@ class PartOutputStream final : public OutputStream {
   void abandon() noexcept;
 
   std::shared_ptr<PackageState> state_;
+  PartTable::iterator part_;  // while the write is not deleted
   std::string name_;
   zip::ContentWriter writer_;
   std::shared_ptr<PartWrite> write_;
