@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -111,6 +114,25 @@ TEST(RandomIVGenerator, GivesDifferentIVsForEqualSeeds) {
     EXPECT_TRUE(seen.insert(asKey(generator->generate())).second);
     EXPECT_TRUE(seen.insert(asKey(generator->generate())).second);
   }
+}
+
+TEST(RandomIVGenerator, SharesNoIVWithAForkedProcess) {
+  auto const generator = createIVGenerator(IVMode::Random, {});
+  generator->generate();
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  pid_t const child = fork();
+  if (child == 0) {
+    Bytes const iv = generator->generate();
+    _exit(write(ends[1], iv.data(), iv.size()) == static_cast<ssize_t>(iv.size()) ? 0 : 1);
+  }
+  Bytes childs(16);
+  EXPECT_EQ(read(ends[0], childs.data(), childs.size()), 16);
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  close(ends[0]);
+  close(ends[1]);
+  for (int i = 0; i < 1000; ++i) EXPECT_NE(generator->generate(), childs);
 }
 
 class FailingProvider final : public foundation::crypto::interfaces::ICryptoProvider {
