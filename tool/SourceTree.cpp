@@ -50,10 +50,10 @@ void SourceTree::survey() {
     checkName(path);
     folders_.push_back(std::move(path));
   }
-  for (std::u16string& path : files.get()) {
-    throwIfInterrupted();
-    if (!isExcluded(path)) checkLeaf(path);
-  }
+  Paths found = files.get();
+  std::erase_if(found, [this](std::u16string const& path) { return isExcluded(path); });
+  std::vector<Look> const looks = lookedAt(found);
+  for (std::size_t i = 0; i < found.size(); ++i) checkLeaf(found[i], looks[i]);
   if (!problems_.empty()) throw Failure(std::move(problems_));
 }
 
@@ -109,23 +109,45 @@ void SourceTree::checkName(std::u16string const& path) {
     addProblem(Exit::Package, "bad-name", std::string("the name ") + fault, path);
 }
 
-void SourceTree::checkLeaf(std::u16string const& path) {
+SourceTree::Look SourceTree::lookAt(std::u16string const& path) const {
+  std::string const native = opc::toUTF8String(diskPath(path));
+  Look look;
+  struct stat status {};
+  if (lstat(native.c_str(), &status) == 0) {
+    look.isLink = S_ISLNK(status.st_mode);
+    if (!look.isLink) look.size = static_cast<std::uint64_t>(status.st_size);
+  }
+  if (!look.isLink && faccessat(AT_FDCWD, native.c_str(), R_OK, AT_EACCESS) != 0) look.error = errno;
+  return look;
+}
+
+/// Each in its place: the second half beside the first one, where threads are.
+std::vector<SourceTree::Look> SourceTree::lookedAt(Paths const& paths) const {
+  std::vector<Look> looks(paths.size());
+  auto const lookFrom = [&](std::size_t begin, std::size_t end) {
+    for (std::size_t i = begin; i < end; ++i) {
+      throwIfInterrupted();
+      looks[i] = lookAt(paths[i]);
+    }
+  };
+  std::size_t const middle = paths.size() / 2;
+  std::future<void> rest = std::async([&] { lookFrom(middle, paths.size()); });
+  lookFrom(0, middle);
+  rest.get();
+  return looks;
+}
+
+void SourceTree::checkLeaf(std::u16string const& path, Look const& look) {
   std::u16string const onDisk = diskPath(path);
   if (std::ranges::find(rules_.ownFiles, onDisk) != rules_.ownFiles.end()) {
     skippedOwn_.push_back(path);
     return;
   }
   checkName(path);
-  std::string const native = opc::toUTF8String(onDisk);
-  struct stat status {};
-  bool const isKnown = lstat(native.c_str(), &status) == 0;
-  if (isKnown && S_ISLNK(status.st_mode)) {
-    checkLink(path);
-    return;
-  }
-  if (isKnown) fileBytes_ += static_cast<std::uint64_t>(status.st_size);
-  if (faccessat(AT_FDCWD, native.c_str(), R_OK, AT_EACCESS) != 0)
-    addProblem(Exit::Disk, "cannot-read", ErrorCode(errno, boost::system::system_category()).message(), path);
+  if (look.isLink) return checkLink(path);
+  fileBytes_ += look.size;
+  if (look.error != 0)
+    addProblem(Exit::Disk, "cannot-read", ErrorCode(look.error, boost::system::system_category()).message(), path);
   leaves_.push_back(path);
 }
 

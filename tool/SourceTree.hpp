@@ -66,13 +66,22 @@ class SourceTree final : public ForwardingOps {
   boost::posix_time::ptime getLastModifiedTime(std::u16string const& path, ErrorCode& error) override;
 
  private:
+  /// What the disk says of a leaf.
+  struct Look {
+    bool isLink = false;
+    std::uint64_t size = 0;  // of a file
+    int error = 0;           // why it cannot be read
+  };
+
   Paths listed(bool folders);
   Paths listedOnDisk(bool folders);
   Paths theOnly() const;
   std::u16string unreadableFolder(std::u16string const& folder);
   bool isExcluded(std::u16string const& path) const;
   void checkName(std::u16string const& path);
-  void checkLeaf(std::u16string const& path);
+  Look lookAt(std::u16string const& path) const;
+  std::vector<Look> lookedAt(Paths const& paths) const;
+  void checkLeaf(std::u16string const& path, Look const& look);
   void checkLink(std::u16string const& path);
   [[noreturn]] void throwChanged(std::u16string const& path) const;
   void addProblem(Exit exit, std::string code, std::string const& message, std::u16string const& path);
