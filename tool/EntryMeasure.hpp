@@ -10,10 +10,20 @@ namespace ztpkg {
 
 /// How many entries a file system has beside the root, and how long their paths are. A manifest of a few thousand
 /// bytes can hold a hundred thousand folders, each in the other, whose paths together take gigabytes.
-struct EntryMeasure {
-  std::uint64_t count = 0;
-  std::uint64_t leafCharacters = 0;    ///< in the paths of files, links and empty folders
-  std::uint64_t folderCharacters = 0;  ///< in those of the folders above them
+class EntryMeasure {
+ public:
+  /// A file, link or empty folder, with the folders above it. Leaves come in the order in which a manager visits them.
+  void add(std::u16string const& path);
+
+  std::uint64_t count() const { return count_; }
+  std::uint64_t leafCharacters() const { return leafCharacters_; }      ///< in the paths of the leaves
+  std::uint64_t folderCharacters() const { return folderCharacters_; }  ///< in those of the folders above them
+
+ private:
+  std::uint64_t count_ = 0;
+  std::uint64_t leafCharacters_ = 0;
+  std::uint64_t folderCharacters_ = 0;
+  std::u16string previous_{};
 };
 
 /// In the time and memory that the leaves alone take. The file system is as it was loaded.

@@ -57,7 +57,7 @@ void describeFileSystem(Package& package, InfoOptions const& options, FileSystem
   FileSystemManager manager(package);
   if (record.encrypted) enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
-  record.entries = measureEntries(manager).count;
+  record.entries = measureEntries(manager).count();
   record.manifestVersion = manager.getVersion();
   record.createdByPlatform = manager.getCreatedByPlatform();
   record.createdByEncoding = manager.getCreatedByEncoding();

@@ -5,6 +5,7 @@
 #include "Amounts.hpp"
 #include "Commands.hpp"
 #include "DestinationTree.hpp"
+#include "EntryMeasure.hpp"
 #include "FileSystems.hpp"
 #include "Paths.hpp"
 #include "Process.hpp"
@@ -17,15 +18,20 @@ namespace {
 using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
 
-// What is to be extracted, links last: nothing is ever written through one of them.
-Leaves selectedLeaves(FileSystemManager const& manager, std::vector<std::string> const& arguments) {
-  Selection selection(manager, arguments);
+// What is to be extracted, links last: nothing is ever written through one of them. A few thousand bytes that stand for
+// a million folders, each in the other, would keep the disk busy for hours.
+Leaves selectedLeaves(FileSystemManager const& manager, UnpackOptions const& options) {
+  Selection selection(manager, options.paths);
+  EntryMeasure measure;
   Leaves leaves;
   manager.visitLeafs([&](FileSystemEntry const& entry) {
     std::u16string path = entry.getPathName();
-    if (selection.has(path)) leaves.push_back({std::move(path), entry});
+    if (!selection.has(path)) return;
+    measure.add(path);
+    leaves.push_back({std::move(path), entry});
   });
   selection.throwIfUnmatched();
+  throwIfTooDeep(measure, options.package);
   std::stable_partition(leaves.begin(), leaves.end(), [](Leaf const& leaf) { return !leaf.entry.isLink(); });
   return leaves;
 }
@@ -67,7 +73,7 @@ void unpack(UnpackOptions const& options) {
   FileSystemManager manager(*package, destination);
   enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
-  Leaves const leaves = selectedLeaves(manager, options.paths);
+  Leaves const leaves = selectedLeaves(manager, options);
   ExtractionSize const size = checkExtraction(*package, manager, leaves, root, confinement, options.raw);
   progress.expect(size.content);
   extract(manager, destination, root, leaves, options);

@@ -21,9 +21,11 @@ constexpr std::string_view kContents = "/fsroot/";
 
 /// Has the paths below another follow directly on it.
 bool comesFirst(FileSystemCheck::Listed const& a, FileSystemCheck::Listed const& b) {
-  auto const rank = [](char16_t c) { return c == u'/' ? 0u : 1u + c; };
-  return std::lexicographical_compare(a.path.begin(), a.path.end(), b.path.begin(), b.path.end(),
-                                      [&](char16_t x, char16_t y) { return rank(x) < rank(y); });
+  auto const [x, y] = std::mismatch(a.path.begin(), a.path.end(), b.path.begin(), b.path.end());
+  auto const rank = [](auto position, auto end) {
+    return position == end ? 0u : *position == u'/' ? 1u : 2u + *position;
+  };
+  return rank(x, a.path.end()) < rank(y, b.path.end());
 }
 
 bool isBelow(std::u16string_view path, std::u16string_view other) {

@@ -118,8 +118,9 @@ def cases():
     yield "the temporary names of the tool", package([file("/.ztservices-AAAAAA"), link("/.ztservices-x", "a")]), EITHER
     yield f"{DEPTH:,} levels of folders", package([folder("/d" * DEPTH)]), EITHER
     yield f"a file below {DEPTH:,} levels", package([file("/d" * 60_000)]), EITHER
-    deep = [folder(f"/{i}" + "/d" * 2000) for i in range(100)]
-    yield "100 paths of 2,000 levels each, and a link outside", package(deep + [link("/l", "..")]), REFUSED
+    deep = [folder(f"/{i}" + "/d" * 2000) for i in range(300)]
+    yield "300 paths of 2,000 levels each", package(deep), REFUSED
+    yield "300 paths of 2,000 levels each, and a link outside", package(deep + [link("/l", "..")]), REFUSED
     yield f"{DEPTH:,} levels upwards", package([file("/.." * (DEPTH // 2) + "/victim/evil")]), REFUSED
     yield "20,000 files of one part", package([file(f"/f{i}") for i in range(20_000)]), EITHER
     yield "a part that is not there", package([file("/a", "/fsroot/none")]), REFUSED
@@ -130,8 +131,8 @@ def cases():
 def large_cases():
     """Name, package, whether it can be listed: small files that stand for very much."""
     yield f"{DEPTH:,} levels of folders, and a file", package([folder("/d" * DEPTH), file("/x")]), False
-    yield "100 paths of 2,000 levels each", package([file("/x")] + [folder(f"/{i}" + "/d" * 2000) for i in range(100)]), False
-    yield "20 entries, 60,000 levels down", package([file("/x")] + [file("/d" * 60_000 + f"/{i}") for i in range(20)]), False
+    yield "300 paths of 2,000 levels each", package([file("/x")] + [folder(f"/{i}" + "/d" * 2000) for i in range(300)]), False
+    yield "300 entries, 60,000 levels down", package([file("/x")] + [file("/d" * 60_000 + f"/{i}") for i in range(300)]), False
     yield "1,000 names of 4,096 letters", package([file("/x")] + [folder(f"/{i}" + "n" * 4090) for i in range(1000)]), True
 
 
