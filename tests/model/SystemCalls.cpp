@@ -8,10 +8,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <mutex>
 
 namespace zt_test::calls {
 namespace {
@@ -27,10 +29,12 @@ struct Script {
   std::size_t count = 0;
   std::array<char const*, 4096> seen{};
 };
+std::mutex mutex;  // calls come from the package's threads too
 Script script;
 
 /// The fault of the call that is about to be made.
 Fault next(char const* name) {
+  std::lock_guard const lock(mutex);
   if (!script.isOn) return Fault::None;
   if (script.count < script.seen.size()) script.seen[script.count] = name;
   bool const isIt =
@@ -42,10 +46,15 @@ Fault next(char const* name) {
   return script.fault;
 }
 
+int error() {
+  std::lock_guard const lock(mutex);
+  return script.error;
+}
+
 /// Whether the call fails without being made; errno is set then.
 bool fails(char const* name) {
   Fault const fault = next(name);
-  if (fault == Fault::Fails) errno = script.error;
+  if (fault == Fault::Fails) errno = error();
   if (fault == Fault::Interrupted) errno = EINTR;
   return fault == Fault::Fails || fault == Fault::Interrupted;
 }
@@ -54,7 +63,7 @@ bool fails(char const* name) {
 bool failsOrShortens(char const* name, std::size_t& count) {
   Fault const fault = next(name);
   if (fault == Fault::Short && count > 1) count /= 2;
-  if (fault == Fault::Fails) errno = script.error;
+  if (fault == Fault::Fails) errno = error();
   if (fault == Fault::Interrupted) errno = EINTR;
   return fault == Fault::Fails || fault == Fault::Interrupted;
 }
@@ -77,21 +86,20 @@ mode_t modeFrom(int flags, va_list arguments) {
 }  // namespace
 
 void begin(int number, Fault fault, int error) {
-  script = Script();
-  script.number = number;
-  script.fault = fault;
-  script.error = error;
-  script.isOn = true;
+  std::lock_guard const lock(mutex);
+  script = Script{.isOn = true, .number = number, .fault = fault, .error = error};
 }
 
 void begin(char const* name, int error) {
-  begin(0, Fault::Fails, error);
-  script.name = name;
+  std::lock_guard const lock(mutex);
+  script = Script{.isOn = true, .name = name, .fault = Fault::Fails, .error = error};
 }
 
 Seen end() {
+  std::lock_guard const lock(mutex);
   script.isOn = false;
-  return {{script.seen.begin(), script.seen.begin() + static_cast<std::ptrdiff_t>(script.count)}, script.faulted};
+  auto const count = static_cast<std::ptrdiff_t>(std::min(script.count, script.seen.size()));
+  return {{script.seen.begin(), script.seen.begin() + count}, script.faulted};
 }
 
 }  // namespace zt_test::calls
