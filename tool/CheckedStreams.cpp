@@ -50,6 +50,25 @@ CheckedInput::Buffer::pos_type CheckedInput::Buffer::seekpos(pos_type position, 
   return guarded([&](std::streambuf& inner) { return inner.pubseekpos(position, mode); });
 }
 
+HeldInput::HeldInput(FileContent content) : std::istream(nullptr), buffer_(std::move(content)) { rdbuf(&buffer_); }
+
+HeldInput::Buffer::Buffer(FileContent content) : content_(std::move(content)) {
+  setg(content_.data(), content_.data(), content_.data() + content_.size());
+}
+
+HeldInput::Buffer::pos_type HeldInput::Buffer::seekoff(off_type offset, std::ios::seekdir from,
+                                                       std::ios::openmode mode) {
+  char const* const base = from == std::ios::beg ? eback() : from == std::ios::cur ? gptr() : egptr();
+  return seekpos(base - eback() + offset, mode);
+}
+
+HeldInput::Buffer::pos_type HeldInput::Buffer::seekpos(pos_type position, std::ios::openmode) {
+  off_type const offset = position;
+  if (offset < 0 || offset > egptr() - eback()) return pos_type(off_type(-1));
+  setg(eback(), eback() + offset, egptr());
+  return position;
+}
+
 CheckedOutput::CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress)
     : FileOutputStream(nullptr), inner_(std::move(inner)), buffer_(*inner_, progress) {
   rdbuf(&buffer_);

@@ -6,6 +6,7 @@
 #include <streambuf>
 #include <string>
 
+#include "FilesAhead.hpp"
 #include "Progress.hpp"
 #include "opc/Streams.hpp"
 
@@ -40,6 +41,27 @@ class CheckedInput final : public std::istream {
   };
 
   std::unique_ptr<std::istream> inner_;
+  Buffer buffer_;
+};
+
+/// Reads what is in memory already.
+class HeldInput final : public std::istream {
+ public:
+  explicit HeldInput(FileContent content);
+
+ private:
+  class Buffer final : public std::streambuf {
+   public:
+    explicit Buffer(FileContent content);
+
+   protected:
+    pos_type seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode mode) override;
+    pos_type seekpos(pos_type position, std::ios::openmode mode) override;
+
+   private:
+    FileContent content_;
+  };
+
   Buffer buffer_;
 };
 

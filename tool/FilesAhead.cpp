@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "FilesAhead.hpp"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <boost/date_time/posix_time/conversion.hpp>
 #include <condition_variable>
@@ -12,7 +14,6 @@
 #include <thread>
 #include <utility>
 
-#include "opc/Exception.hpp"
 #include "opc/Strings.hpp"
 
 namespace ztpkg {
@@ -44,44 +45,59 @@ bool isWanted(struct stat const& status) {
          status.st_mtim.tv_sec >= 0 && status.st_mtim.tv_sec <= kLastSecond;
 }
 
-// A byte more is asked for than there should be: some file systems do not know the size of what they make up.
-std::optional<std::string> contentOf(opc::FileSystemOps& disk, std::u16string const& path, std::size_t size) {
-  boost::system::error_code error;
-  auto const stream = disk.createInputStream(path, std::ios::in | std::ios::binary, error);
-  if (!stream) return std::nullopt;
-  std::string content(size + 1, '\0');
-  std::streamsize const got = stream->rdbuf()->sgetn(content.data(), static_cast<std::streamsize>(content.size()));
-  if (static_cast<std::size_t>(got) != size) return std::nullopt;
-  content.pop_back();
-  return content;
-}
+/// One that is opened without waiting for it or following a link.
+class OpenFile {
+ public:
+  explicit OpenFile(std::u16string const& path)
+      : descriptor_(open(opc::toUTF8String(path).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {}
+  ~OpenFile() {
+    if (descriptor_ >= 0) close(descriptor_);
+  }
+  OpenFile(OpenFile const&) = delete;
+  OpenFile& operator=(OpenFile const&) = delete;
 
-Entry read(opc::FileSystemOps& disk, std::u16string const& path) {
+  bool getStatus(struct stat& status) const { return descriptor_ >= 0 && fstat(descriptor_, &status) == 0; }
+
+  /// Whether there are as many bytes as that and no more; some file systems do not know the size of what they make up.
+  bool hasExactly(char* bytes, std::size_t size) const {
+    std::size_t done = 0;
+    for (;;) {
+      char more = 0;
+      ssize_t const got = done < size ? ::read(descriptor_, bytes + done, size - done) : ::read(descriptor_, &more, 1);
+      if (got <= 0) return got == 0 && done == size;
+      if (done == size) return false;
+      done += static_cast<std::size_t>(got);
+    }
+  }
+
+ private:
+  int descriptor_;
+};
+
+Entry read(std::u16string const& path) {
   Entry entry{kEntrySize, std::nullopt};
-  std::string const native = opc::toUTF8String(path);
+  OpenFile const file(path);
   struct stat before {
   }, after{};
-  if (lstat(native.c_str(), &before) != 0) return entry;
+  if (!file.getStatus(before)) return entry;
   entry.size += static_cast<std::uint64_t>(before.st_size);
   if (!isWanted(before)) return entry;
-  auto content = contentOf(disk, path, static_cast<std::size_t>(before.st_size));
-  if (!content || lstat(native.c_str(), &after) != 0 || !isUnchanged(before, after)) return entry;
+  FileContent content(static_cast<std::size_t>(before.st_size));
+  if (!file.hasExactly(content.data(), content.size()) || !file.getStatus(after) || !isUnchanged(before, after))
+    return entry;
   auto const permissions = static_cast<opc::Perms::Perms_tag>(after.st_mode & kPermissionBits);
-  entry.file = FilesAhead::File{std::move(*content), permissions, timeOf(after)};
+  entry.file = FilesAhead::File{std::move(content), permissions, timeOf(after)};
   return entry;
 }
 
 // Whatever goes wrong goes wrong again for the caller, who can tell it.
-Entry tryRead(opc::FileSystemOps& disk, std::u16string const& path) noexcept try {
-  return read(disk, path);
-} catch (...) {
+Entry tryRead(std::u16string const& path) noexcept try { return read(path); } catch (...) {
   return {kEntrySize, std::nullopt};
 }
 
 }  // namespace
 
 struct FilesAhead::Impl {
-  opc::FileSystemOps* disk;
   std::vector<std::u16string> paths;
   std::mutex mutex{};
   std::condition_variable hasEntry{};
@@ -94,7 +110,7 @@ struct FilesAhead::Impl {
 
   void work() {
     for (std::u16string const& path : paths) {
-      Entry entry = tryRead(*disk, path);
+      Entry entry = tryRead(path);
       std::unique_lock lock(mutex);
       held += entry.size;
       entries.push_back(std::move(entry));
@@ -126,8 +142,7 @@ struct FilesAhead::Impl {
   }
 };
 
-FilesAhead::FilesAhead(opc::FileSystemOps& disk, std::vector<std::u16string> paths)
-    : impl_(new Impl{&disk, std::move(paths)}) {
+FilesAhead::FilesAhead(std::vector<std::u16string> paths) : impl_(new Impl{std::move(paths)}) {
   try {
     impl_->thread = std::thread([impl = impl_.get()] { impl->work(); });
   } catch (std::system_error const&) {

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <future>
-#include <sstream>
 #include <utility>
 
 #include "CheckedStreams.hpp"
@@ -210,7 +209,7 @@ void SourceTree::getFiles(std::u16string const&, Paths& files, bool, ErrorCode& 
   Paths onDisk;
   onDisk.reserve(leaves_.size());
   for (std::u16string const& path : leaves_) onDisk.push_back(diskPath(path));
-  ahead_ = std::make_unique<FilesAhead>(inner(), std::move(onDisk));
+  ahead_ = std::make_unique<FilesAhead>(std::move(onDisk));
 }
 
 std::u16string SourceTree::getLinkTarget(std::u16string const& path) {
@@ -229,7 +228,7 @@ std::unique_ptr<std::istream> SourceTree::createInputStream(std::u16string const
   std::u16string const onDisk = diskPath(path);
   std::unique_ptr<std::istream> stream;
   if (inHand_ && !std::exchange(isHandedOver_, true))
-    stream = std::make_unique<std::istringstream>(std::move(inHand_->content), mode);
+    stream = std::make_unique<HeldInput>(std::move(inHand_->content));
   else
     stream = inner().createInputStream(onDisk, mode, error);
   if (!stream) throw Failure(diskReport("cannot-read", "cannot read", onDisk, error));

@@ -15,7 +15,6 @@ namespace {
 class FilesAheadOf : public testing::Test {
  protected:
   zt_test::TemporaryDirectory directory;
-  opc::LocalFileSystemOps disk;
 
   void make(std::string const& name, std::string const& content) {
     zt_test::writeFile(directory / name, content);
@@ -28,11 +27,11 @@ class FilesAheadOf : public testing::Test {
 TEST_F(FilesAheadOf, SmallFilesHandsOverContentPermissionsAndTimeInOrder) {
   make("a", "alpha");
   make("b", "");
-  FilesAhead ahead(disk, {directory.u16("b"), directory.u16("a")});
+  FilesAhead ahead({directory.u16("b"), directory.u16("a")});
   auto const first = ahead.next(), second = ahead.next();
   ASSERT_TRUE(first && second);
-  EXPECT_EQ(first->content, "");
-  EXPECT_EQ(second->content, "alpha");
+  EXPECT_EQ(first->content.text(), "");
+  EXPECT_EQ(second->content.text(), "alpha");
   EXPECT_EQ(second->permissions, opc::Perms::Perms_tag(0640));
   EXPECT_EQ(boost::posix_time::to_iso_extended_string(second->time), "2026-03-01T12:30:00.250000");
 }
@@ -42,8 +41,8 @@ TEST_F(FilesAheadOf, WhatIsNoSmallFileLeavesItToTheCaller) {
   make("large", std::string((1u << 20) + 1, 'x'));
   std::filesystem::create_symlink("small", directory / "link");
   std::filesystem::create_directory(directory / "folder");
-  FilesAhead ahead(disk, {directory.u16("large"), directory.u16("link"), directory.u16("folder"),
-                          directory.u16("missing"), directory.u16("small")});
+  FilesAhead ahead({directory.u16("large"), directory.u16("link"), directory.u16("folder"), directory.u16("missing"),
+                    directory.u16("small")});
   for (int i = 0; i < 4; ++i) EXPECT_FALSE(ahead.next()) << i;
   EXPECT_TRUE(ahead.next());
 }
@@ -54,11 +53,11 @@ TEST_F(FilesAheadOf, MoreThanItHoldsAtOnceHandsOverAll) {
     make(std::to_string(i), std::string(1u << 20, static_cast<char>('a' + i)));
     paths.push_back(directory.u16(std::to_string(i)));
   }
-  FilesAhead ahead(disk, std::move(paths));
+  FilesAhead ahead(std::move(paths));
   for (int i = 0; i < 24; ++i) {
     auto const file = ahead.next();
     ASSERT_TRUE(file);
-    EXPECT_TRUE(file->content == std::string(1u << 20, static_cast<char>('a' + i)));
+    EXPECT_TRUE(file->content.text() == std::string(1u << 20, static_cast<char>('a' + i)));
   }
 }
 
@@ -68,7 +67,7 @@ TEST_F(FilesAheadOf, FilesThatNobodyAsksForEndsAllTheSame) {
     make(std::to_string(i), std::string(1u << 20, 'x'));
     paths.push_back(directory.u16(std::to_string(i)));
   }
-  EXPECT_NO_THROW(FilesAhead(disk, std::move(paths)));
+  EXPECT_NO_THROW(FilesAhead(std::move(paths)));
 }
 
 }  // namespace
