@@ -125,6 +125,21 @@ TEST(Package, LeavesTheClashingNameAloneWhereThereIsNone) {
   EXPECT_EQ(existing, u"as it was");
 }
 
+TEST(Package, AsksAgainAboutANameThatWasFreeBefore) {
+  auto const package = packageWith({u"/x"});
+  EXPECT_EQ(clash(*package, u"/a/b"), u"free");
+  create(*package, u"/a");
+  EXPECT_EQ(clash(*package, u"/a/b"), u"/a");
+  EXPECT_THROW(create(*package, u"/a/b"), PartNameClash);
+  package->deletePart(PartName(u"/a"));
+  EXPECT_EQ(clash(*package, u"/a/b"), u"free");
+  create(*package, u"/a/b");
+  EXPECT_EQ(clash(*package, u"/a/b"), u"/a/b");
+  EXPECT_EQ(clash(*package, u"/_rels"), u"free");
+  package->getPart(PartName(u"/x")).createInternalRelationship(u"urn:x", URI(u"a/b"));
+  EXPECT_EQ(clash(*package, u"/_rels"), u"/_rels/x.rels");
+}
+
 TEST(Package, ClashesWithItemsOfAnEquivalentName) {
   auto const package = open(packageOf({{"Sig.p7s", "s"}, {"folder/", ""}}));
   EXPECT_EQ(clash(*package, u"/sig.P7S"), u"/Sig.p7s");

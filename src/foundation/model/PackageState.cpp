@@ -65,15 +65,18 @@ std::optional<std::string> PackageState::existingClash(std::string_view name) {
 }
 
 std::optional<std::u16string> PackageState::clash(std::u16string const& name) {
-  std::string const narrow = narrowName(name);
+  std::string narrow = narrowName(name);
+  if (narrow == freeName_) return std::nullopt;
   auto const bad = lengthUpToBadSegment(narrow);
   auto const existing = existingClash(narrow);
   if (bad && (!existing || existing->size() > *bad)) return name.substr(0, *bad);
   if (existing) return toString(*existing, false);
+  freeName_ = std::move(narrow);
   return std::nullopt;
 }
 
 PartTable::iterator PackageState::insert(std::string_view name, MediaType const* type) {
+  freeName_.reset();
   PartRecord record;
   record.type = type;
   return parts.emplace(PartKey::copyOf(name.substr(1)), std::move(record)).first;
