@@ -5,13 +5,15 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <iostream>
 
 namespace ztpkg {
 namespace {
 
-volatile std::sig_atomic_t pendingSignal = 0;
+std::atomic<int> pendingSignal = 0;  // asked about by several threads
+static_assert(std::atomic<int>::is_always_lock_free);
 
 void remember(int signal) { pendingSignal = signal; }
 

@@ -52,7 +52,10 @@ void SourceTree::survey() {
   Paths found = files.get();
   std::erase_if(found, [this](std::u16string const& path) { return isExcluded(path); });
   std::vector<Look> const looks = lookedAt(found);
-  for (std::size_t i = 0; i < found.size(); ++i) checkLeaf(found[i], looks[i]);
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    throwIfInterrupted();
+    checkLeaf(found[i], looks[i]);
+  }
   if (!problems_.empty()) throw Failure(std::move(problems_));
 }
 
@@ -129,10 +132,12 @@ std::vector<SourceTree::Look> SourceTree::lookedAt(Paths const& paths) const {
       looks[i] = lookAt(paths[i]);
     }
   };
-  std::size_t const middle = paths.size() / 2;
-  std::future<void> rest = std::async([&] { lookFrom(middle, paths.size()); });
+  constexpr std::size_t kWorthAThread = 64;
+  std::size_t const middle = paths.size() < kWorthAThread ? paths.size() : paths.size() / 2;
+  std::future<void> rest;
+  if (middle < paths.size()) rest = std::async([&] { lookFrom(middle, paths.size()); });
   lookFrom(0, middle);
-  rest.get();
+  if (rest.valid()) rest.get();
   return looks;
 }
 

@@ -21,6 +21,9 @@ class RandomIVGenerator final : public IVGenerator {
   RandomIVGenerator(std::shared_ptr<foundation::crypto::interfaces::ICryptoProvider> provider,
                     std::vector<unsigned char> const& seed);
 
+  RandomIVGenerator(RandomIVGenerator const&) = delete;  // two would go on with the same ones
+  RandomIVGenerator& operator=(RandomIVGenerator const&) = delete;
+
   /// Throws CryptoError when the generator fails.
   std::vector<unsigned char> generate() override;
 

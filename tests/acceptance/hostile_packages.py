@@ -120,7 +120,7 @@ def cases():
     yield f"a file below {DEPTH:,} levels", package([file("/d" * 60_000)]), EITHER
     deep = [folder(f"/{i}" + "/d" * 2000) for i in range(300)]
     yield "300 paths of 2,000 levels each", package(deep), REFUSED
-    yield "300 paths of 2,000 levels each, and a link outside", package(deep + [link("/l", "..")]), REFUSED
+    yield "15 paths of 2,000 levels each, and a link outside", package(deep[:15] + [link("/l", "..")]), REFUSED
     yield f"{DEPTH:,} levels upwards", package([file("/.." * (DEPTH // 2) + "/victim/evil")]), REFUSED
     yield "20,000 files of one part", package([file(f"/f{i}") for i in range(20_000)]), EITHER
     yield "a part that is not there", package([file("/a", "/fsroot/none")]), REFUSED

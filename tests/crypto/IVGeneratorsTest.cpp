@@ -122,16 +122,21 @@ TEST(RandomIVGenerator, SharesNoIVWithAForkedProcess) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   pid_t const child = fork();
+  ASSERT_GE(child, 0);
   if (child == 0) {
-    Bytes const iv = generator->generate();
-    _exit(write(ends[1], iv.data(), iv.size()) == static_cast<ssize_t>(iv.size()) ? 0 : 1);
+    try {
+      Bytes const iv = generator->generate();
+      _exit(write(ends[1], iv.data(), iv.size()) == static_cast<ssize_t>(iv.size()) ? 0 : 1);
+    } catch (...) {
+      _exit(1);
+    }
   }
+  close(ends[1]);
   Bytes childs(16);
   EXPECT_EQ(read(ends[0], childs.data(), childs.size()), 16);
   int status = 0;
   EXPECT_EQ(waitpid(child, &status, 0), child);
   close(ends[0]);
-  close(ends[1]);
   for (int i = 0; i < 1000; ++i) EXPECT_NE(generator->generate(), childs);
 }
 

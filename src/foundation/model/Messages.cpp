@@ -18,7 +18,7 @@ std::u16string_view beginningOf(std::u16string_view text) {
 
 std::string shown(std::u16string_view text) {
   if (text.size() <= kLongestShown) return toUDEString(escapeForDisplay(text));
-  return shown(beginningOf(text)) + "... (" + std::to_string(text.size()) + " characters)";
+  return shown(beginningOf(text)) + "... (" + std::to_string(text.size()) + " UTF-16 code units)";
 }
 
 std::string shown(std::string_view name) { return shown(toString(std::string(name), false)); }
