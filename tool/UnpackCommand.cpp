@@ -19,7 +19,7 @@ using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
 
 // What is to be extracted, links last: nothing is ever written through one of them. A few thousand bytes that stand for
-// a million folders, each in the other, would keep the disk busy for hours.
+// a million folders, each in the other, would keep the disk busy for minutes.
 Leaves selectedLeaves(FileSystemManager const& manager, UnpackOptions const& options) {
   Selection selection(manager, options.paths);
   EntryMeasure measure;

@@ -13,9 +13,9 @@
 
 namespace opc::ztservices {
 
-/// Every IV is drawn from the provider's generator, which is asked for many at once: that takes a tenth of the time.
-/// The seed, which may be empty, is mixed into it, so that equal seeds do not give equal IVs. A process that is forked
-/// does not go on with those that its parent has drawn.
+/// Every IV is drawn from the provider's generator, which is asked for many at once: each call takes far longer than
+/// the bytes. The seed, which may be empty, is mixed into it, so that equal seeds do not give equal IVs. A process that
+/// is forked does not go on with those that its parent has drawn.
 class RandomIVGenerator final : public IVGenerator {
  public:
   RandomIVGenerator(std::shared_ptr<foundation::crypto::interfaces::ICryptoProvider> provider,
