@@ -194,7 +194,8 @@ TEST(ArchiveWriter, WritesTheSameWithAThread) {
   // The last ones, which are added first, are still in memory when a large one has the spool write them out.
   for (std::size_t const size : {600'000u, 100u, 250'000u, 0u})
     contents.push_back(makeContent(spool, incompressible(size)));
-  for (int i = 0; i < 12; ++i) contents.push_back(makeContent(spool, incompressible(200'000)));
+  // More than can be on its way to the sink at once.
+  for (int i = 0; i < 60; ++i) contents.push_back(makeContent(spool, incompressible(200'000)));
   auto const write = [&](bool hasThread) {
     std::vector<unsigned char> bytes;
     MemorySink sink(bytes);

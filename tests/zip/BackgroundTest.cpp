@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <atomic>
+#include <future>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <thread>
@@ -35,6 +37,46 @@ TEST(Background, ThrowsOnceWhatWentWrongAndBeginsNothingThen) {
   Background background(true);
   background.begin([] { throw std::runtime_error("wrong"); });
   EXPECT_THROW(background.begin([&] { hasBegun = true; }), std::runtime_error);
+  EXPECT_NO_THROW(background.wait());
+  EXPECT_FALSE(hasBegun);
+}
+
+TEST(Background, LetsAsManyThingsWaitAsItWasTold) {
+  std::promise<void> go;
+  std::vector<int> done;
+  Background background(true, 3);
+  background.begin([&] { go.get_future().wait(); });
+  background.begin([&] { done.push_back(1); });
+  background.begin([&] { done.push_back(2); });
+  EXPECT_TRUE(done.empty());
+  go.set_value();
+  background.begin([&] { done.push_back(3); });
+  background.wait();
+  EXPECT_EQ(done, (std::vector<int>{1, 2, 3}));
+}
+
+TEST(Background, HasNoMoreThingsWaitThanItWasTold) {
+  constexpr std::size_t kMost = 4;
+  std::size_t begun = 0;
+  std::atomic<std::size_t> done = 0;
+  Background background(true, kMost);
+  for (; begun < 1000; ++begun) {
+    background.begin([&] { ++done; });
+    ASSERT_LE(begun + 1 - done, kMost);
+  }
+}
+
+TEST(Background, DropsWhatWasBegunBehindWhatWentWrong) {
+  std::promise<void> go;
+  bool hasBegun = false;
+  Background background(true, 3);
+  background.begin([&] {
+    go.get_future().wait();
+    throw std::runtime_error("wrong");
+  });
+  background.begin([&] { hasBegun = true; });
+  go.set_value();
+  EXPECT_THROW(background.wait(), std::runtime_error);
   EXPECT_NO_THROW(background.wait());
   EXPECT_FALSE(hasBegun);
 }

@@ -2,6 +2,7 @@
 #include "foundation/zip/ArchiveWriter.hpp"
 
 #include <algorithm>
+#include <array>
 
 #include "foundation/zip/Background.hpp"
 #include "foundation/zip/ExtraFields.hpp"
@@ -14,6 +15,7 @@ namespace opc::model::zip {
 namespace {
 
 constexpr std::size_t kWriteBuffer = 1u << 20;
+constexpr std::size_t kBuffersLeaving = 4;           // at most, so that neither thread waits for the other at each
 constexpr std::uint64_t kCopyByKernel = 256u << 10;  // below, a system call costs more than the copying
 constexpr std::uint64_t kExtraGuess = 1024;          // what a local extra field is expected to take at most
 
@@ -62,30 +64,34 @@ void writeCommon(RecordWriter& record, Entry const& entry, std::size_t extraSize
 }  // namespace
 
 struct ArchiveWriter::Impl {
-  Impl(ArchiveSink& to, bool hasThread) : sink(to), writing(hasThread) {}
+  Impl(ArchiveSink& to, bool hasThread) : sink(to), writing(hasThread, kBuffersLeaving) {}
 
   ArchiveSink& sink;
-  std::vector<unsigned char> buffer{};     // not in the sink yet
-  std::vector<unsigned char> leaving{};    // on its way there
-  std::uint64_t inSink = 0;                // with what is on its way
-  std::vector<unsigned char> directory{};  // central headers so far
+  std::array<std::vector<unsigned char>, kBuffersLeaving + 1> buffers{};  // filled in turn
+  std::size_t filling = 0;                                                // those before it may be on their way
+  std::uint64_t inSink = 0;                                               // with what is on its way there
+  std::vector<unsigned char> directory{};                                 // central headers so far
   std::uint64_t count = 0;
   ReadAhead window{};
   Background writing;  // goes before what it uses
 
-  std::uint64_t position() const { return inSink + buffer.size(); }
+  /// Not in the sink yet, nor on its way there.
+  std::vector<unsigned char>& buffer() { return buffers[filling]; }
 
+  std::uint64_t position() { return inSink + buffer().size(); }
+
+  /// Once it has begun, fewer buffers are on their way than there are, and the next in turn is not among them.
   void flush() {
-    writing.wait();
-    std::swap(leaving, buffer);
-    buffer.clear();
-    inSink += leaving.size();
-    writing.begin([this] { sink.write(leaving.data(), leaving.size()); });
+    std::vector<unsigned char> const& full = buffer();
+    writing.begin([this, &full] { sink.write(full.data(), full.size()); });
+    inSink += full.size();
+    filling = (filling + 1) % buffers.size();
+    buffer().clear();
   }
 
   void put(unsigned char const* data, std::size_t size) {
-    if (buffer.size() + size > kWriteBuffer) flush();
-    buffer.insert(buffer.end(), data, data + size);
+    if (buffer().size() + size > kWriteBuffer) flush();
+    buffer().insert(buffer().end(), data, data + size);
   }
 
   void copyByKernel(int descriptor, std::uint64_t offset, std::uint64_t size) {
@@ -115,8 +121,8 @@ struct ArchiveWriter::Impl {
   }
 
   void putLocal(Entry const& entry, std::vector<unsigned char> const& extra) {
-    if (buffer.size() > kWriteBuffer - (kLocalSize + 2UL * 0xFFFF)) flush();
-    RecordWriter record(buffer);
+    if (buffer().size() > kWriteBuffer - (kLocalSize + 2UL * 0xFFFF)) flush();
+    RecordWriter record(buffer());
     record.u32(kLocalSignature).u16(versionNeeded(entry, hasLargeSizes(entry)));
     writeCommon(record, entry, extra.size());
     record.text(entry.name).text(textAt(extra.data(), extra.size()));

@@ -2,6 +2,7 @@
 #include "foundation/zip/Background.hpp"
 
 #include <condition_variable>
+#include <deque>
 #include <exception>
 #include <mutex>
 #include <system_error>
@@ -12,9 +13,11 @@ namespace opc::model::zip {
 
 struct Background::Impl {
   bool hasThread;
+  std::size_t most;
   std::mutex mutex{};
   std::condition_variable changed{};  // the owner and the thread never wait at the same time
-  Work work{};                        // while it is not done
+  std::deque<Work> works{};           // those not done
+  std::size_t awaited = 0;            // how many of them the owner, when it waits, waits for to be left
   std::exception_ptr failure{};
   bool isEnding = false;
   std::thread thread{};
@@ -22,15 +25,30 @@ struct Background::Impl {
   void run() {
     std::unique_lock lock(mutex);
     for (;;) {
-      changed.wait(lock, [this] { return isEnding || work; });
-      if (!work) return;
+      changed.wait(lock, [this] { return isEnding || !works.empty(); });
+      if (works.empty()) return;
+      Work& work = works.front();
       lock.unlock();
       std::exception_ptr const thrown = outcome(work);
       lock.lock();
-      failure = thrown;
-      work = nullptr;
-      changed.notify_one();
+      finish(thrown);
     }
+  }
+
+  /// The first is done. Nothing is to follow what has thrown.
+  void finish(std::exception_ptr const& thrown) {
+    works.pop_front();
+    if (thrown) {
+      failure = thrown;
+      works.clear();
+    }
+    if (works.size() <= awaited) changed.notify_one();
+  }
+
+  void waitUntilLeft(std::unique_lock<std::mutex>& lock, std::size_t count) {
+    awaited = count;
+    changed.wait(lock, [this] { return works.size() <= awaited; });
+    if (auto const thrown = std::exchange(failure, nullptr)) std::rethrow_exception(thrown);
   }
 
   static std::exception_ptr outcome(Work const& work) noexcept try {
@@ -62,24 +80,23 @@ struct Background::Impl {
   }
 };
 
-Background::Background(bool hasThread) : impl_(new Impl{hasThread}) {}
+Background::Background(bool hasThread, std::size_t most) : impl_(new Impl{hasThread, most}) {}
 
 Background::~Background() { impl_->end(); }
 
 void Background::begin(Work work) {
-  wait();
   if (!impl_->hasStarted()) return work();
   {
-    std::lock_guard const lock(impl_->mutex);
-    impl_->work = std::move(work);
+    std::unique_lock lock(impl_->mutex);
+    impl_->waitUntilLeft(lock, impl_->works.size() < impl_->most ? impl_->most : impl_->most / 2);
+    impl_->works.push_back(std::move(work));
   }
   impl_->changed.notify_one();
 }
 
 void Background::wait() {
   std::unique_lock lock(impl_->mutex);
-  impl_->changed.wait(lock, [this] { return !impl_->work; });
-  if (auto const failure = std::exchange(impl_->failure, nullptr)) std::rethrow_exception(failure);
+  impl_->waitUntilLeft(lock, 0);
 }
 
 }  // namespace opc::model::zip

@@ -1,26 +1,30 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 
 namespace opc::model::zip {
 
-/// Does one thing at a time on a thread of its own while its owner, one thread at a time, goes on. The thread starts
-/// with the first; where there is none, because none is wanted or to be had, things are done at once.
+/// Does one thing after another on a thread of its own while its owner, one thread at a time, goes on. The thread
+/// starts with the first; where there is none, because none is wanted or to be had, things are done at once.
 class Background {
  public:
   using Work = std::function<void()>;
 
-  explicit Background(bool hasThread);
+  /// `most` things may be begun and not done, at least one. To wake a thread can take as long as to copy a megabyte,
+  /// so whoever has found as many goes on when half of them are done.
+  explicit Background(bool hasThread, std::size_t most = 1);
   /// Waits. What goes wrong is lost.
   ~Background();
   Background(Background const&) = delete;
   Background& operator=(Background const&) = delete;
 
-  /// Waits first, and begins nothing when that throws.
+  /// Waits first while there are too many, and begins nothing when something before has thrown, which it throws, once.
+  /// What was begun behind that is not done either.
   void begin(Work work);
-  /// Until what was begun is done; throws, once, what that threw.
+  /// Until everything that was begun is done; throws in the same way.
   void wait();
 
  private:
