@@ -125,6 +125,18 @@ TEST(Package, LeavesTheClashingNameAloneWhereThereIsNone) {
   EXPECT_EQ(existing, u"as it was");
 }
 
+TEST(Package, TakesANameThatWasFoundFreeBeforeThePartBehindItWent) {
+  auto const package = packageWith({u"/a/c"});
+  EXPECT_EQ(clash(*package, u"/a/b"), u"free");
+  package->deletePart(PartName(u"/a/c"));
+  create(*package, u"/a/b");
+  package->createInternalRelationship(u"urn:x", URI(u"/a/b"));
+  EXPECT_EQ(clash(*package, u"/_rel"), u"free");
+  package->deleteRelationship(u"rId1");
+  create(*package, u"/_rel");
+  EXPECT_EQ(package->getPartNames(), (std::vector<PartName>{PartName(u"/_rel"), PartName(u"/a/b")}));
+}
+
 TEST(Package, AsksAgainAboutANameThatWasFreeBefore) {
   auto const package = packageWith({u"/x"});
   EXPECT_EQ(clash(*package, u"/a/b"), u"free");

@@ -16,6 +16,13 @@
 #include "opc/model/Exceptions.hpp"
 
 namespace opc::model::detail {
+namespace {
+
+/// What the part of a name is kept by: without the leading slash.
+std::string_view keyOf(std::string_view name) { return name.substr(std::min<std::size_t>(1, name.size())); }
+
+}  // namespace
+
 PackageState::PackageState() : spool(makeSpool()) {}
 
 PackageState::~PackageState() = default;
@@ -53,9 +60,12 @@ LooseItem const* PackageState::findItem(std::string_view key) const {
 /// No two parts of a package stand in each other's way. So a part that the name continues is the last one before it,
 /// and one that continues the name the first one from it on (NameLess): one look-up finds both.
 std::optional<std::string> PackageState::existingClash(std::string_view name) {
+  return existingClash(name, parts.lower_bound(keyOf(name)));
+}
+
+std::optional<std::string> PackageState::existingClash(std::string_view name, PartTable::iterator next) {
   if (name.empty() || name.front() != '/') return std::nullopt;
-  std::string_view const key = name.substr(1);
-  auto const next = parts.lower_bound(key);
+  std::string_view const key = keyOf(name);
   if (next != parts.begin() && continues(key, std::prev(next)->first.text())) return nameOf(std::prev(next));
   bool const isFree = next == parts.end() || NameLess::less(key, next->first.text());
   if (!isFree) return nameOf(next);
@@ -66,23 +76,26 @@ std::optional<std::string> PackageState::existingClash(std::string_view name) {
 
 std::optional<std::u16string> PackageState::clash(std::u16string const& name) {
   std::string narrow = narrowName(name);
-  if (narrow == freeName_) return std::nullopt;
+  if (free_ && free_->name == narrow) return std::nullopt;
   auto const bad = lengthUpToBadSegment(narrow);
-  auto const existing = existingClash(narrow);
+  auto const next = parts.lower_bound(keyOf(narrow));
+  auto const existing = existingClash(narrow, next);
   if (bad && (!existing || existing->size() > *bad)) return name.substr(0, *bad);
   if (existing) return toString(*existing, false);
-  freeName_ = std::move(narrow);
+  free_ = FreeName{std::move(narrow), next};
   return std::nullopt;
 }
 
 PartTable::iterator PackageState::insert(std::string_view name, MediaType const* type) {
-  freeName_.reset();
+  auto const next = free_ && free_->name == name ? free_->next : parts.lower_bound(keyOf(name));
+  free_.reset();
   PartRecord record;
   record.type = type;
-  return parts.emplace(PartKey::copyOf(name.substr(1)), std::move(record)).first;
+  return parts.emplace_hint(next, PartKey::copyOf(keyOf(name)), std::move(record));
 }
 
 void PackageState::erase(PartTable::iterator part) {
+  free_.reset();
   auto const write = writes.find(nameOf(part));
   if (write != writes.end()) {
     write->second->isDeleted = true;
@@ -193,7 +206,7 @@ PartTable::iterator PackageState::relationshipsPartOf(std::string_view source) {
 
 void PackageState::relationshipsChanged(PartTable::iterator part) {
   if (part->second.relationships->empty())
-    parts.erase(part);
+    erase(part);
   else
     part->second.place = Place::Outdated;
 }

@@ -134,9 +134,16 @@ class PackageState {
  private:
   std::uint16_t numberOf(std::shared_ptr<zip::Spool const> const& contentSpool);
   LooseItem const* findItem(std::string_view key) const;
+  /// The same as existingClash(), with the first part that does not stand before one of that name.
+  std::optional<std::string> existingClash(std::string_view name, PartTable::iterator next);
 
-  /// Clashes with nothing, as far as was seen since the last insert(): who asks about a name goes on to use it.
-  std::optional<std::string> freeName_;
+  /// A name that clashes with nothing, as far as was seen since the last insert() or erase(), and the part before which
+  /// one of that name will stand: who asks about a name goes on to use it.
+  struct FreeName {
+    std::string name;
+    PartTable::iterator next;
+  };
+  std::optional<FreeName> free_;
 };
 
 }  // namespace opc::model::detail
