@@ -7,17 +7,23 @@
 
 namespace ztpkg {
 
-CheckedInput::CheckedInput(std::unique_ptr<std::istream> inner, std::u16string path, Progress& progress)
-    : std::istream(nullptr), inner_(std::move(inner)), buffer_(*inner_, std::move(path), progress) {
+CheckedInput::CheckedInput(std::unique_ptr<std::istream> stream, std::u16string path, Progress& progress)
+    : std::istream(nullptr), stream_(std::move(stream)), buffer_(*stream_->rdbuf(), std::move(path), progress) {
   rdbuf(&buffer_);
   exceptions(std::ios::badbit);  // what the buffer throws reaches the reader as it is
+}
+
+CheckedInput::CheckedInput(FileContent content, std::u16string path, Progress& progress)
+    : std::istream(nullptr), held_(std::in_place, std::move(content)), buffer_(*held_, std::move(path), progress) {
+  rdbuf(&buffer_);
+  exceptions(std::ios::badbit);
 }
 
 template <typename Read>
 auto CheckedInput::Buffer::guarded(Read read) {
   throwIfInterrupted();
   try {
-    return read(*inner_->rdbuf());
+    return read(*inner_);
   } catch (opc::Exception const& error) {
     std::string const message = "cannot read " + shown(path_) + ": " +
                                 (error.getErrorCode() ? error.getErrorCode().message() : std::string(error.what()));
@@ -50,19 +56,16 @@ CheckedInput::Buffer::pos_type CheckedInput::Buffer::seekpos(pos_type position, 
   return guarded([&](std::streambuf& inner) { return inner.pubseekpos(position, mode); });
 }
 
-HeldInput::HeldInput(FileContent content) : std::istream(nullptr), buffer_(std::move(content)) { rdbuf(&buffer_); }
-
-HeldInput::Buffer::Buffer(FileContent content) : content_(std::move(content)) {
+HeldInput::HeldInput(FileContent content) : content_(std::move(content)) {
   setg(content_.data(), content_.data(), content_.data() + content_.size());
 }
 
-HeldInput::Buffer::pos_type HeldInput::Buffer::seekoff(off_type offset, std::ios::seekdir from,
-                                                       std::ios::openmode mode) {
+HeldInput::pos_type HeldInput::seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode mode) {
   char const* const base = from == std::ios::beg ? eback() : from == std::ios::cur ? gptr() : egptr();
   return seekpos(base - eback() + offset, mode);
 }
 
-HeldInput::Buffer::pos_type HeldInput::Buffer::seekpos(pos_type position, std::ios::openmode) {
+HeldInput::pos_type HeldInput::seekpos(pos_type position, std::ios::openmode) {
   off_type const offset = position;
   if (offset < 0 || offset > egptr() - eback()) return pos_type(off_type(-1));
   setg(eback(), eback() + offset, egptr());

@@ -3,6 +3,7 @@
 
 #include <istream>
 #include <memory>
+#include <optional>
 #include <streambuf>
 #include <string>
 
@@ -12,16 +13,31 @@
 
 namespace ztpkg {
 
+/// Reads what is in memory already.
+class HeldInput final : public std::streambuf {
+ public:
+  explicit HeldInput(FileContent content);
+
+ protected:
+  pos_type seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode mode) override;
+  pos_type seekpos(pos_type position, std::ios::openmode mode) override;
+
+ private:
+  FileContent content_;
+};
+
 /// Reads a file of the disk, counts what is read, and lets signals and read errors through as exceptions that name
-/// it; owns the stream underneath.
+/// it; owns what it reads from.
 class CheckedInput final : public std::istream {
  public:
-  CheckedInput(std::unique_ptr<std::istream> inner, std::u16string path, Progress& progress);
+  CheckedInput(std::unique_ptr<std::istream> stream, std::u16string path, Progress& progress);
+  /// For what was read ahead.
+  CheckedInput(FileContent content, std::u16string path, Progress& progress);
 
  private:
   class Buffer final : public std::streambuf {
    public:
-    Buffer(std::istream& inner, std::u16string path, Progress& progress)
+    Buffer(std::streambuf& inner, std::u16string path, Progress& progress)
         : inner_(&inner), path_(std::move(path)), progress_(&progress) {}
 
    protected:
@@ -35,33 +51,13 @@ class CheckedInput final : public std::istream {
     template <typename Read>
     auto guarded(Read read);
 
-    std::istream* inner_;
+    std::streambuf* inner_;
     std::u16string path_;
     Progress* progress_;
   };
 
-  std::unique_ptr<std::istream> inner_;
-  Buffer buffer_;
-};
-
-/// Reads what is in memory already.
-class HeldInput final : public std::istream {
- public:
-  explicit HeldInput(FileContent content);
-
- private:
-  class Buffer final : public std::streambuf {
-   public:
-    explicit Buffer(FileContent content);
-
-   protected:
-    pos_type seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode mode) override;
-    pos_type seekpos(pos_type position, std::ios::openmode mode) override;
-
-   private:
-    FileContent content_;
-  };
-
+  std::unique_ptr<std::istream> stream_;  // one of these two is there
+  std::optional<HeldInput> held_;
   Buffer buffer_;
 };
 

@@ -31,15 +31,22 @@ char const* faultOf(std::u16string_view text) {
   return std::ranges::any_of(text, isUnstorable) ? "has a character that XML cannot carry" : nullptr;
 }
 
+/// For the owner the mode decides alone, so that the system need not be asked once more for each file of one's own.
+bool letsOwnerRead(struct stat const& status) { return status.st_uid == geteuid() && (status.st_mode & S_IRUSR) != 0; }
+
 }  // namespace
 
 SourceTree::SourceTree(opc::FileSystemOps& disk, std::u16string root, Rules rules, Progress& progress)
     : ForwardingOps(disk), root_(std::move(root)), rules_(std::move(rules)), progress_(&progress) {}
 
 std::u16string SourceTree::diskPath(std::u16string const& path) const {
-  std::u16string const below = path.substr(std::min(path.size(), rules_.place.size()));
+  std::u16string_view const below = std::u16string_view(path).substr(std::min(path.size(), rules_.place.size()));
   if (below.empty() || below == u"/") return root_;
-  return root_ == u"/" ? below : root_ + below;
+  std::u16string onDisk;
+  onDisk.reserve(root_.size() + below.size());
+  if (root_ != u"/") onDisk.append(root_);
+  onDisk.append(below);
+  return onDisk;
 }
 
 void SourceTree::survey() {
@@ -119,7 +126,8 @@ SourceTree::Look SourceTree::lookAt(std::u16string const& path) const {
     look.isLink = S_ISLNK(status.st_mode);
     if (!look.isLink) look.size = static_cast<std::uint64_t>(status.st_size);
   }
-  if (!look.isLink && faccessat(AT_FDCWD, native.c_str(), R_OK, AT_EACCESS) != 0) look.error = errno;
+  if (!look.isLink && !letsOwnerRead(status) && faccessat(AT_FDCWD, native.c_str(), R_OK, AT_EACCESS) != 0)
+    look.error = errno;
   return look;
 }
 
@@ -231,11 +239,11 @@ std::unique_ptr<std::istream> SourceTree::createInputStream(std::u16string const
   checkLastFile();
   throwIfInterrupted();
   std::u16string const onDisk = diskPath(path);
-  std::unique_ptr<std::istream> stream;
-  if (inHand_ && !std::exchange(isHandedOver_, true))
-    stream = std::make_unique<HeldInput>(std::move(inHand_->content));
-  else
-    stream = inner().createInputStream(onDisk, mode, error);
+  if (inHand_ && !std::exchange(isHandedOver_, true)) {
+    progress_->addFile();
+    return std::make_unique<CheckedInput>(std::move(inHand_->content), onDisk, *progress_);
+  }
+  std::unique_ptr<std::istream> stream = inner().createInputStream(onDisk, mode, error);
   if (!stream) throw Failure(diskReport("cannot-read", "cannot read", onDisk, error));
   progress_->addFile();
   return std::make_unique<CheckedInput>(std::move(stream), onDisk, *progress_);

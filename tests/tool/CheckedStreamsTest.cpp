@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <sstream>
 
 #include "CheckedStreams.hpp"
 
@@ -17,14 +18,16 @@ FileContent contentOf(std::string const& text) {
 std::string rest(std::istream& input) { return {std::istreambuf_iterator<char>(input), {}}; }
 
 TEST(HeldInput, ReadsWhatItHoldsAndEnds) {
-  HeldInput input(contentOf("alpha"));
+  HeldInput held(contentOf("alpha"));
+  std::istream input(&held);
   EXPECT_EQ(rest(input), "alpha");
   EXPECT_EQ(input.get(), std::istream::traits_type::eof());
   EXPECT_TRUE(input.eof());
 }
 
 TEST(HeldInput, EndsAtOnceWhereItHoldsNothing) {
-  HeldInput input(contentOf(""));
+  HeldInput held(contentOf(""));
+  std::istream input(&held);
   EXPECT_EQ(input.peek(), std::istream::traits_type::eof());
   input.clear();
   input.seekg(0, std::ios::end);
@@ -32,7 +35,8 @@ TEST(HeldInput, EndsAtOnceWhereItHoldsNothing) {
 }
 
 TEST(HeldInput, IsReadAgainFromTheBeginning) {
-  HeldInput input(contentOf("alpha"));
+  HeldInput held(contentOf("alpha"));
+  std::istream input(&held);
   std::string all;
   input >> all;
   ASSERT_TRUE(input.eof());
@@ -42,7 +46,8 @@ TEST(HeldInput, IsReadAgainFromTheBeginning) {
 }
 
 TEST(HeldInput, GoesToEveryPositionThatItHas) {
-  HeldInput input(contentOf("alpha"));
+  HeldInput held(contentOf("alpha"));
+  std::istream input(&held);
   input.seekg(3);
   EXPECT_EQ(input.tellg(), std::streampos(3));
   input.seekg(-2, std::ios::cur);
@@ -57,7 +62,8 @@ TEST(HeldInput, GoesToEveryPositionThatItHas) {
 
 TEST(HeldInput, RefusesPositionsThatItDoesNotHave) {
   for (int const position : {-1, 6}) {
-    HeldInput input(contentOf("alpha"));
+    HeldInput held(contentOf("alpha"));
+    std::istream input(&held);
     input.seekg(position);
     EXPECT_TRUE(input.fail()) << position;
     input.clear();
@@ -65,14 +71,24 @@ TEST(HeldInput, RefusesPositionsThatItDoesNotHave) {
   }
 }
 
-TEST(CheckedInput, PassesSeeksOnAndCountsWhatIsRead) {
-  Progress progress(false);
-  CheckedInput input(std::make_unique<HeldInput>(contentOf("alpha")), u"/a", progress);
+void expectSeeksAndCounts(std::istream& input, Progress const& progress) {
   char bytes[5];
   input.read(bytes, 5);
   input.seekg(3);
   EXPECT_EQ(input.get(), 'h');
   EXPECT_EQ(progress.done().bytes, 6U);
+}
+
+TEST(CheckedInput, PassesSeeksOnAndCountsWhatIsRead) {
+  Progress progress(false);
+  CheckedInput input(std::make_unique<std::istringstream>("alpha"), u"/a", progress);
+  expectSeeksAndCounts(input, progress);
+}
+
+TEST(CheckedInput, DoesTheSameForWhatWasReadAhead) {
+  Progress progress(false);
+  CheckedInput input(contentOf("alpha"), u"/a", progress);
+  expectSeeksAndCounts(input, progress);
 }
 
 }  // namespace

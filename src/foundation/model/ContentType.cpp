@@ -136,8 +136,15 @@ void ContentType::removeParameter(std::u16string const& name) {
 
 std::u16string ContentType::toString() const {
   if (!text_.empty()) return text_;
-  std::u16string text = type_ + u"/" + subType_;
-  for (auto const& [name, value] : parameters_) text += u";" + name + u"=" + (isToken(value) ? value : quoted(value));
+  std::u16string text = type_;
+  text.append(u"/").append(subType_);
+  for (auto const& [name, value] : parameters_) {
+    text.append(u";").append(name).append(u"=");
+    if (isToken(value))
+      text.append(value);
+    else
+      text.append(quoted(value));
+  }
   return text;
 }
 
