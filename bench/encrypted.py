@@ -24,6 +24,15 @@ TOOLS = {
 }
 
 
+def touch_memory(work, size):
+    """Has a virtual machine hold that much memory: one that was idle has given it back to its host, and whoever runs
+    first afterwards would wait for it on behalf of those that follow."""
+    with open(work + "/touched", "wb") as file:
+        for _ in range(size >> 20):
+            file.write(bytes(1 << 20))
+    os.remove(work + "/touched")
+
+
 def measured(command, folder):
     """Wall and processor seconds of a command with all that it starts."""
     before = resource.getrusage(resource.RUSAGE_CHILDREN)
@@ -44,8 +53,10 @@ def most_memory(command, folder):
 
 def one_round(name, fill, row, last):
     _, pack, unpack = TOOLS[name]
+    touch_memory(fill["work"], fill["memory"])
     row["pack"].append(measured(pack.format(**fill), fill["source"]))
     row["size"] = os.path.getsize(fill["archive"])
+    touch_memory(fill["work"], fill["memory"])
     row["unpack"].append(measured(unpack.format(**fill), fill["work"]))
     shutil.rmtree(fill["work"] + "/out")
     if last:
@@ -54,6 +65,10 @@ def one_round(name, fill, row, last):
         os.remove(fill["archive"])
         row["pack memory"] = most_memory(pack.format(**fill), fill["source"])
     os.remove(fill["archive"])
+
+
+def size_of(folder):
+    return sum(os.lstat(os.path.join(path, name)).st_size for path, _, names in os.walk(folder) for name in names)
 
 
 def make_keys(ztpkg, work):
@@ -75,7 +90,8 @@ def main():
     figures = {name: {"pack": [], "unpack": []} for name in names}
     with tempfile.TemporaryDirectory(dir=given.work) as work:
         make_keys(given.ztpkg, work)
-        fill = {"ztpkg": given.ztpkg, "work": work, "source": given.directory, "archive": work + "/archive.7z"}
+        fill = {"ztpkg": given.ztpkg, "work": work, "source": given.directory, "archive": work + "/archive.7z",
+                "memory": 3 * size_of(given.directory)}
         for turn in range(given.runs):
             for name in names:
                 one_round(name, fill, figures[name], turn == given.runs - 1)
