@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <new>
 
+#include "foundation/zip/Spool.hpp"
 #include "model/ModelSamples.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "support/TestSupport.hpp"
@@ -97,6 +98,32 @@ TEST_F(OutOfMemory, AtAnyAllocationLeavesTheOldPackageAndOneThatCanSave) {
   std::size_t number = 1;
   while (survives(number)) ++number;
   EXPECT_GT(number, 100u);
+}
+
+TEST(SpoolWithoutMemory, LosesNothingThatItWritesBehind) {
+  zt_test::TemporaryDirectory const directory;
+  zip::Spool spool(directory.path().string(), 0);
+  spool.setWritesBehind(true);
+  std::string taken;
+  int failures = 0;
+  for (char c = 'a'; c <= 'z'; ++c) {
+    std::string const bytes(700'000, c);
+    std::uint64_t offset = 0;
+    allocationsLeft = 1;
+    try {
+      offset = spool.append(bytes.data(), bytes.size());
+      allocationsLeft = 0;
+    } catch (std::bad_alloc const&) {
+      ++failures;
+      offset = spool.append(bytes.data(), bytes.size());
+    }
+    EXPECT_EQ(offset, taken.size());
+    taken += bytes;
+  }
+  EXPECT_GE(failures, 3);
+  std::string found(taken.size(), '\0');
+  spool.readAt(0, found.data(), found.size());
+  EXPECT_TRUE(found == taken);
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <chrono>
 #include <gtest/gtest.h>
 #include <map>
+#include <thread>
 
 #include "foundation/zip/ArchiveWriter.hpp"
 #include "foundation/zip/AtomicFile.hpp"
@@ -36,6 +38,22 @@ class CountingSink final : public ArchiveSink {
 
   std::map<std::uint64_t, std::string> pieces_;
   std::uint64_t size_ = 0;
+};
+
+/// Slower than whoever writes to it, so that things are waiting for it all the time.
+class SlowSink final : public ArchiveSink {
+ public:
+  explicit SlowSink(std::vector<unsigned char>& bytes) : sink_(bytes) {}
+  void write(void const* data, std::size_t count) override {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    sink_.write(data, count);
+  }
+  void copyFrom(int descriptor, std::uint64_t offset, std::uint64_t count) override {
+    sink_.copyFrom(descriptor, offset, count);
+  }
+
+ private:
+  MemorySink sink_;
 };
 
 class FailingSink final : public ArchiveSink {
@@ -194,11 +212,10 @@ TEST(ArchiveWriter, WritesTheSameWithAThread) {
   // The last ones, which are added first, are still in memory when a large one has the spool write them out.
   for (std::size_t const size : {600'000u, 100u, 250'000u, 0u})
     contents.push_back(makeContent(spool, incompressible(size)));
-  // More than can be on its way to the sink at once.
   for (int i = 0; i < 60; ++i) contents.push_back(makeContent(spool, incompressible(200'000)));
   auto const write = [&](bool hasThread) {
     std::vector<unsigned char> bytes;
-    MemorySink sink(bytes);
+    SlowSink sink(bytes);
     ArchiveWriter writer(sink, hasThread);
     for (auto content = contents.rbegin(); content != contents.rend(); ++content) writer.add("item", *content);
     writer.finish();

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "foundation/zip/Background.hpp"
@@ -41,15 +42,28 @@ TEST(Background, ThrowsOnceWhatWentWrongAndBeginsNothingThen) {
   EXPECT_FALSE(hasBegun);
 }
 
+/// Holds up the thread that waits for it until it is opened, or goes.
+class Gate {
+ public:
+  ~Gate() { open(); }
+  void open() {
+    if (!std::exchange(isOpen_, true)) promise_.set_value();
+  }
+  void wait() const { opened_.wait(); }
+
+ private:
+  std::promise<void> promise_;
+  std::shared_future<void> opened_{promise_.get_future()};
+  bool isOpen_ = false;
+};
+
 TEST(Background, LetsAsManyThingsWaitAsItWasTold) {
-  std::promise<void> go;
   std::vector<int> done;
   Background background(true, 3);
-  background.begin([&] { go.get_future().wait(); });
-  background.begin([&] { done.push_back(1); });
-  background.begin([&] { done.push_back(2); });
-  EXPECT_TRUE(done.empty());
-  go.set_value();
+  Gate gate;
+  background.begin([&] { gate.wait(); });
+  for (int i : {1, 2}) background.begin([&, i] { done.push_back(i); });
+  gate.open();
   background.begin([&] { done.push_back(3); });
   background.wait();
   EXPECT_EQ(done, (std::vector<int>{1, 2, 3}));
@@ -67,17 +81,49 @@ TEST(Background, HasNoMoreThingsWaitThanItWasTold) {
 }
 
 TEST(Background, DropsWhatWasBegunBehindWhatWentWrong) {
-  std::promise<void> go;
   bool hasBegun = false;
   Background background(true, 3);
+  Gate gate;
   background.begin([&] {
-    go.get_future().wait();
+    gate.wait();
     throw std::runtime_error("wrong");
   });
   background.begin([&] { hasBegun = true; });
-  go.set_value();
+  gate.open();
   EXPECT_THROW(background.wait(), std::runtime_error);
   EXPECT_NO_THROW(background.wait());
+  EXPECT_FALSE(hasBegun);
+}
+
+TEST(Background, TellsWhatWentWrongToWhoeverHasBegunTooManyThings) {
+  bool hasBegun = false;
+  Background background(true, 2);
+  Gate gate;
+  background.begin([&] {
+    gate.wait();
+    throw std::runtime_error("wrong");
+  });
+  background.begin([&] { hasBegun = true; });
+  std::thread opening([&] { gate.open(); });
+  EXPECT_THROW(background.begin([&] { hasBegun = true; }), std::runtime_error);
+  opening.join();
+  EXPECT_NO_THROW(background.wait());
+  EXPECT_FALSE(hasBegun);
+}
+
+TEST(Background, FinishesOnlyWhatIsUnderWayWhenTheRestIsDropped) {
+  bool isDone = false, hasBegun = false;
+  Background background(true, 3);
+  Gate gate;
+  background.begin([&] {
+    gate.wait();
+    isDone = true;
+  });
+  background.begin([&] { hasBegun = true; });
+  background.drop();
+  gate.open();
+  background.wait();
+  EXPECT_TRUE(isDone);
   EXPECT_FALSE(hasBegun);
 }
 

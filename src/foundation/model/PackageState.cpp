@@ -28,13 +28,13 @@ PackageState::PackageState() : spool(makeSpool()) {}
 PackageState::~PackageState() = default;
 
 PartTable::iterator PackageState::find(std::string_view name) {
-  return name.empty() || name.front() != '/' ? parts.end() : parts.find(name.substr(1));
+  return name.empty() || name.front() != '/' ? parts.end() : parts.find(keyOf(name));
 }
 
 PartTable::iterator PackageState::findExactly(PartName const& name) {
   std::string const narrow = narrowName(name.toString());
   auto const part = find(narrow);
-  return part != parts.end() && part->first.text() == std::string_view(narrow).substr(1) ? part : parts.end();
+  return part != parts.end() && part->first.text() == keyOf(narrow) ? part : parts.end();
 }
 
 PartTable::iterator PackageState::get(PartName const& name) {
@@ -94,14 +94,18 @@ PartTable::iterator PackageState::insert(std::string_view name, MediaType const*
   return parts.emplace_hint(next, PartKey::copyOf(keyOf(name)), std::move(record));
 }
 
-void PackageState::erase(PartTable::iterator part) {
+void PackageState::eraseRecord(PartTable::iterator part) noexcept {
   free_.reset();
+  parts.erase(part);
+}
+
+void PackageState::erase(PartTable::iterator part) {
   auto const write = writes.find(nameOf(part));
   if (write != writes.end()) {
     write->second->isDeleted = true;
     writes.erase(write);
   }
-  parts.erase(part);
+  eraseRecord(part);
 }
 
 std::unique_ptr<InputStream> PackageState::openContent(PartTable::iterator part) {
@@ -206,7 +210,7 @@ PartTable::iterator PackageState::relationshipsPartOf(std::string_view source) {
 
 void PackageState::relationshipsChanged(PartTable::iterator part) {
   if (part->second.relationships->empty())
-    erase(part);
+    eraseRecord(part);
   else
     part->second.place = Place::Outdated;
 }

@@ -134,8 +134,10 @@ class PackageState {
  private:
   std::uint16_t numberOf(std::shared_ptr<zip::Spool const> const& contentSpool);
   LooseItem const* findItem(std::string_view key) const;
-  /// The same as existingClash(), with the first part that does not stand before one of that name.
+  /// What the other says, by whoever has looked up the first part that does not stand before one of that name.
   std::optional<std::string> existingClash(std::string_view name, PartTable::iterator next);
+  /// The part alone, which no stream is writing.
+  void eraseRecord(PartTable::iterator part) noexcept;
 
   /// A name that clashes with nothing, as far as was seen since the last insert() or erase(), and the part before which
   /// one of that name will stand: who asks about a name goes on to use it.

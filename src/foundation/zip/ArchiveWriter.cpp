@@ -2,7 +2,6 @@
 #include "foundation/zip/ArchiveWriter.hpp"
 
 #include <algorithm>
-#include <array>
 
 #include "foundation/zip/Background.hpp"
 #include "foundation/zip/ExtraFields.hpp"
@@ -15,7 +14,7 @@ namespace opc::model::zip {
 namespace {
 
 constexpr std::size_t kWriteBuffer = 1u << 20;
-constexpr std::size_t kBuffersLeaving = 4;           // at most, so that neither thread waits for the other at each
+constexpr std::size_t kMostLeaving = 4;  // buffers, and files that the kernel copies, on their way to the sink
 constexpr std::uint64_t kCopyByKernel = 256u << 10;  // below, a system call costs more than the copying
 constexpr std::uint64_t kExtraGuess = 1024;          // what a local extra field is expected to take at most
 
@@ -64,13 +63,15 @@ void writeCommon(RecordWriter& record, Entry const& entry, std::size_t extraSize
 }  // namespace
 
 struct ArchiveWriter::Impl {
-  Impl(ArchiveSink& to, bool hasThread) : sink(to), writing(hasThread, kBuffersLeaving) {}
+  Impl(ArchiveSink& to, bool hasThread)
+      : sink(to), buffers(hasThread ? kMostLeaving + 1 : 1), writing(hasThread, kMostLeaving) {}
+  ~Impl() { writing.drop(); }  // of an archive that is not finished
 
   ArchiveSink& sink;
-  std::array<std::vector<unsigned char>, kBuffersLeaving + 1> buffers{};  // filled in turn
-  std::size_t filling = 0;                                                // those before it may be on their way
-  std::uint64_t inSink = 0;                                               // with what is on its way there
-  std::vector<unsigned char> directory{};                                 // central headers so far
+  std::vector<std::vector<unsigned char>> buffers;  // filled in turn
+  std::size_t filling = 0;                          // those before it may be on their way
+  std::uint64_t inSink = 0;                         // with what is on its way there
+  std::vector<unsigned char> directory{};           // central headers so far
   std::uint64_t count = 0;
   ReadAhead window{};
   Background writing;  // goes before what it uses
@@ -78,9 +79,9 @@ struct ArchiveWriter::Impl {
   /// Not in the sink yet, nor on its way there.
   std::vector<unsigned char>& buffer() { return buffers[filling]; }
 
-  std::uint64_t position() { return inSink + buffer().size(); }
+  std::uint64_t position() const { return inSink + buffers[filling].size(); }
 
-  /// Once it has begun, fewer buffers are on their way than there are, and the next in turn is not among them.
+  /// With a thread there is a buffer more than may be on their way, and the next in turn is not among those.
   void flush() {
     std::vector<unsigned char> const& full = buffer();
     writing.begin([this, &full] { sink.write(full.data(), full.size()); });

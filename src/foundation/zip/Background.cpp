@@ -17,7 +17,7 @@ struct Background::Impl {
   std::mutex mutex{};
   std::condition_variable changed{};  // the owner and the thread never wait at the same time
   std::deque<Work> works{};           // those not done
-  std::size_t awaited = 0;            // how many of them the owner, when it waits, waits for to be left
+  std::size_t awaited = 0;            // an owner who waits does so until no more of them are left
   std::exception_ptr failure{};
   bool isEnding = false;
   std::thread thread{};
@@ -97,6 +97,11 @@ void Background::begin(Work work) {
 void Background::wait() {
   std::unique_lock lock(impl_->mutex);
   impl_->waitUntilLeft(lock, 0);
+}
+
+void Background::drop() noexcept {
+  std::lock_guard const lock(impl_->mutex);
+  while (impl_->works.size() > 1) impl_->works.pop_back();
 }
 
 }  // namespace opc::model::zip

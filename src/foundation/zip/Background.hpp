@@ -13,8 +13,8 @@ class Background {
  public:
   using Work = std::function<void()>;
 
-  /// `most` things may be begun and not done, at least one. To wake a thread can take as long as to copy a megabyte,
-  /// so whoever has found as many goes on when half of them are done.
+  /// At most `most` things, at least one, are begun and not done. An owner who finds as many waits until no more than
+  /// half of them are left: to wake a thread can take as long as to copy half a megabyte.
   explicit Background(bool hasThread, std::size_t most = 1);
   /// Waits. What goes wrong is lost.
   ~Background();
@@ -26,6 +26,8 @@ class Background {
   void begin(Work work);
   /// Until everything that was begun is done; throws in the same way.
   void wait();
+  /// Has what was begun not be done, but for what is under way.
+  void drop() noexcept;
 
  private:
   struct Impl;

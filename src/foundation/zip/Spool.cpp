@@ -97,6 +97,7 @@ struct Spool::Impl {
     if (pending.empty()) return;
     if (!background) background = std::make_unique<Background>(writesBehind);
     leaving.swap(pending);
+    leavingError = ENOMEM;  // as long as nothing has begun, in case that it cannot
     background->begin([this] { leavingError = writeLeaving(); });
     if (!writesBehind) settle();
   }
