@@ -3,6 +3,9 @@
 """Packs and unpacks a directory with a key: ztpkg, tar through age, and 7z, interleaved in one run. Prints medians of
 wall and processor time, ratios of ztpkg to each, sizes and the most memory. Work in memory (a tmpfs).
 
+Before each measurement it takes, and gives back, as much memory as the programs will: the spool of a package, the
+package, and what is held.
+
 usage: encrypted.py ZTPKG DIRECTORY [--runs N] [--work DIR]
 """
 import argparse
@@ -28,7 +31,7 @@ def touch_memory(work, size):
     """Has a virtual machine hold that much memory: one that was idle has given it back to its host, and whoever runs
     first afterwards would wait for it on behalf of those that follow."""
     with open(work + "/touched", "wb") as file:
-        for _ in range(size >> 20):
+        for _ in range(min(size, shutil.disk_usage(work).free // 2) >> 20):
             file.write(bytes(1 << 20))
     os.remove(work + "/touched")
 

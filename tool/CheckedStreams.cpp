@@ -9,14 +9,17 @@ namespace ztpkg {
 
 CheckedInput::CheckedInput(std::unique_ptr<std::istream> stream, std::u16string path, Progress& progress)
     : std::istream(nullptr), stream_(std::move(stream)), buffer_(*stream_->rdbuf(), std::move(path), progress) {
-  rdbuf(&buffer_);
-  exceptions(std::ios::badbit);  // what the buffer throws reaches the reader as it is
+  useBuffer();
 }
 
 CheckedInput::CheckedInput(FileContent content, std::u16string path, Progress& progress)
     : std::istream(nullptr), held_(std::in_place, std::move(content)), buffer_(*held_, std::move(path), progress) {
+  useBuffer();
+}
+
+void CheckedInput::useBuffer() {
   rdbuf(&buffer_);
-  exceptions(std::ios::badbit);
+  exceptions(std::ios::badbit);  // what the buffer throws reaches the reader as it is
 }
 
 template <typename Read>

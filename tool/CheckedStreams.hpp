@@ -56,6 +56,8 @@ class CheckedInput final : public std::istream {
     Progress* progress_;
   };
 
+  void useBuffer();
+
   std::unique_ptr<std::istream> stream_;  // one of these two is there
   std::optional<HeldInput> held_;
   Buffer buffer_;

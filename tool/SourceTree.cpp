@@ -31,9 +31,6 @@ char const* faultOf(std::u16string_view text) {
   return std::ranges::any_of(text, isUnstorable) ? "has a character that XML cannot carry" : nullptr;
 }
 
-/// For the owner the mode decides alone, so that the system need not be asked once more for each file of one's own.
-bool letsOwnerRead(struct stat const& status) { return status.st_uid == geteuid() && (status.st_mode & S_IRUSR) != 0; }
-
 }  // namespace
 
 SourceTree::SourceTree(opc::FileSystemOps& disk, std::u16string root, Rules rules, Progress& progress)
@@ -126,8 +123,7 @@ SourceTree::Look SourceTree::lookAt(std::u16string const& path) const {
     look.isLink = S_ISLNK(status.st_mode);
     if (!look.isLink) look.size = static_cast<std::uint64_t>(status.st_size);
   }
-  if (!look.isLink && !letsOwnerRead(status) && faccessat(AT_FDCWD, native.c_str(), R_OK, AT_EACCESS) != 0)
-    look.error = errno;
+  if (!look.isLink && faccessat(AT_FDCWD, native.c_str(), R_OK, AT_EACCESS) != 0) look.error = errno;
   return look;
 }
 
