@@ -101,7 +101,9 @@ Summary summarise(Package& package, InfoOptions const& options) {
   Summary summary;
   try {
     describeFileSystem(package, options, summary.fileSystem);
-  } catch (Failure const&) {  // a broken manifest is a reason to look at the rest
+  } catch (Failure const& fault) {
+    // A broken manifest is a reason to look at the rest; a key that cannot be had, or does not fit, is not.
+    if (fault.reports().front().exit != Exit::Package) throw;
     summary.fileSystemFault = std::current_exception();
   }
   try {
