@@ -26,7 +26,7 @@ VERSION_1 = {"namespace": BASE + "/talbex/compiler/2011/fileManifest",
              "type": "application/vnd.corvanta.talbex.compiler.fileManifest+xml",
              "part": "/metadata/filesystemManifestV1.xml",
              "attributes": 'platform="lxamd64" encoding="UTF-8"'}
-MARK = ";encryption=AES256-GCM-InlineIV"
+MARK = ";encryption=AES256-GCM;iv=inline"
 
 
 def arguments():

@@ -32,8 +32,10 @@ def copy_system(root):
             folders.sort()
             for name in sorted(files) + [f for f in folders if os.path.islink(os.path.join(folder, f))]:
                 source = os.path.join(folder, name)
-                if count >= MOST_FILES or "\\" in source:
+                if count >= MOST_FILES:
                     return
+                if "\\" in source:
+                    continue
                 target = root + source
                 os.makedirs(os.path.dirname(target), exist_ok=True)
                 if os.path.islink(source):

@@ -6,6 +6,8 @@
 #include <openssl/err.h>
 
 #include "cryptolib/CryptoSamples.hpp"
+#include "foundation/crypto/SecretBytes.hpp"
+#include "support/MemoryScan.hpp"
 #include "support/TestSupport.hpp"
 
 namespace foundation::crypto {
@@ -14,18 +16,22 @@ namespace {
 using namespace cryptolib_test;
 using utils::CouldNotDecrypt;
 
-// The one error that there is, and not a byte in the output or in the memory behind it.
+// The one error that there is, and not a byte in the output.
 void expectRefused(Bytes const& key, Bytes const& iv, Bytes const& message) {
   auto decryptor = decryptorOf(key, iv);
   Bytes out = {1, 2, 3};
-  out.reserve(3 + message.size());
-  unsigned char const* const behind = out.data() + 3;
-  std::size_t const room = out.capacity() - 3;
   EXPECT_THROW_MESSAGE(decryptor.append(message, out), CouldNotDecrypt, kCouldNotDecrypt);
   EXPECT_EQ(out, (Bytes{1, 2, 3}));
-  out.resize(3 + std::min(room, message.size()));
-  EXPECT_EQ(out.data() + 3, behind);
-  EXPECT_TRUE(std::all_of(out.begin() + 3, out.end(), [](unsigned char byte) { return byte == 0; }));
+}
+
+// A message that begins with what was hidden, of so many bytes; the content itself is gone from memory.
+Bytes messageOf(zt_test::HiddenKey const& hidden, std::size_t size) {
+  Bytes content(size), revealed = hidden.reveal();
+  std::copy(revealed.begin(), revealed.end(), content.begin());
+  wipe(revealed.data(), revealed.size());
+  Bytes message = encrypted(sampleKey(), sampleIV(), content);
+  wipe(content.data(), content.size());
+  return message;
 }
 
 TEST(AESDecryptor, GivesTheContentBack) {
@@ -100,6 +106,22 @@ TEST(AESDecryptor, UsesABufferAgain) {
   Bytes out(50'000, 9);
   decryptor.put(message, out, 0);
   EXPECT_EQ(out, zt_test::sampleContent(20'000));
+}
+
+TEST(AESDecryptor, LeavesNothingInMemoryOfWhatItRefuses) {
+  if (!zt_test::canScanMemory()) GTEST_SKIP() << "this process may not read its own memory";
+  for (std::size_t const size : {32U, 100'000U}) {
+    zt_test::HiddenKey const hidden;
+    Bytes message = messageOf(hidden, size);
+    Bytes out;
+    decryptorOf(sampleKey(), sampleIV()).append(message, out);
+    EXPECT_EQ(hidden.countInMemory(), 1U) << "the search finds nothing else";
+    wipe(out.data(), out.size());
+    out = Bytes(3);
+    message.back() ^= 1;
+    EXPECT_THROW(decryptorOf(sampleKey(), sampleIV()).append(message, out), CouldNotDecrypt);
+    EXPECT_EQ(hidden.countInMemory(), 0U) << size;
+  }
 }
 
 TEST(AESDecryptor, CutsAUsedBufferWhenItFails) {

@@ -134,6 +134,7 @@ TEST(FileSystemManagerEncryption, WhatFailsToBeEnabledLeavesTheFormerKeyAndSeque
   EXPECT_THROW(fs.manager.enableEncryption(otherKey(), IVMode::Deterministic, Bytes(7)), InvalidIVBytesSize);
   EXPECT_THROW(fs.manager.enableEncryption(Bytes(31), IVMode::Deterministic, Bytes(8)), opc::Exception);
   EXPECT_THROW(fs.manager.enableDecryption(Bytes(31)), opc::Exception);
+  EXPECT_EQ(fs.manager.makeUniquePartName(u"/b"), NewEncryptedFileSystem().manager.makeUniquePartName(u"/b"));
   addText(fs.manager, u"/b", "text");
   EXPECT_EQ(decryptedTextAt(fs.manager, u"/b"), "text");
   EXPECT_EQ(counterOf(storedTextAt(fs.manager, u"/b")), std::string("\0\0\0\0\0\0\0\xD8", 8));
@@ -203,9 +204,6 @@ TEST(FileSystemManagerEncryption, ContentOfEverySizeComesBack) {
 
 TEST(FileSystemManagerEncryption, FilesFromADiskAreEncryptedAfterTheyBecameUTF8) {
   TemporaryDirectory directory;
-  writeFile(directory / "t.txt",
-            "\xFF\xFE"
-            "a\0b\0");
   writeFile(directory / "t.txt", std::string("\xFF\xFE"
                                              "a\0b\0",
                                              6));
@@ -371,6 +369,10 @@ TEST(FileSystemManagerEncryption, Version1ManifestBesideAnEncryptedOneIsPlain) {
   EXPECT_EQ(package->getPart(PartName(kManifestV1)).getContentType(), FileSystemManager::getPartContentTypeV1());
   EXPECT_NE(textOfPart(*package, kManifestV1).find("/visible"), std::string::npos);
   EXPECT_EQ(textOfPart(*package, kManifest).find("/visible"), std::string::npos);
+  FileSystemManager manager(*package);
+  EXPECT_TRUE(manager.isEncrypted());
+  manager.enableDecryption(testKey());
+  EXPECT_EQ(decryptedTextAt(manager, u"/visible"), "text");
 }
 
 TEST(FileSystemManagerEncryption, DeletedFilesGoWithTheirParts) {

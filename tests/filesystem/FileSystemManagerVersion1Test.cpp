@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 
+#include "filesystem/EncryptionTestSupport.hpp"
 #include "filesystem/FileSystemManagerTestSupport.hpp"
 #include "foundation/core/SchemaBaseURI.hpp"
 
@@ -260,6 +261,30 @@ TEST(FileSystemManagerVersion1, HugeLinkTargetIsNotReadWhole) {
   auto const package = version1Package(std::string(3 * 131'072 + 1, 'x'));
   EXPECT_THROW_MESSAGE(FileSystemManager(*package).getRoot(), CouldNotConvertFileSystemManifest,
                        "Error converting from V1 manifest to current format: Link target is too long for: /l");
+}
+
+TEST(FileSystemManagerVersion1, IsNeitherEncryptedNorNot) {
+  auto const package = version1Package();
+  FileSystemManager const manager(*package);
+  EXPECT_FALSE(manager.isEncrypted());
+  EXPECT_FALSE(manager.isNonEncrypted());
+}
+
+TEST(FileSystemManagerVersion1, BecomesAnEncryptedManifestWhileItsContentsStayPlain) {
+  auto const package = version1Package();
+  FileSystemManager manager(*package);
+  manager.enableEncryption(testKey(), IVMode::Random, {});
+  addText(manager, u"/new", "secret");
+  auto const again = reopen(*package);
+  EXPECT_FALSE(hasVersion1(*again));
+  EXPECT_EQ(textOfPart(*again, u"/files/f"), "content");
+  FileSystemManager reader(*again);
+  EXPECT_TRUE(reader.isEncrypted());
+  reader.enableDecryption(testKey());
+  EXPECT_THAT(leafs(reader), ElementsAre(u"/a/f.txt", u"/l", u"/new"));
+  EXPECT_EQ(decryptedTextAt(reader, u"/a/f.txt"), "content");
+  EXPECT_EQ(decryptedTextAt(reader, u"/new"), "secret");
+  EXPECT_NE(textAt(reader, u"/new"), "secret");
 }
 
 }  // namespace
