@@ -57,6 +57,13 @@ class Gate {
   bool isOpen_ = false;
 };
 
+Background::Work failureBehind(Gate const& gate) {
+  return [&gate] {
+    gate.wait();
+    throw std::runtime_error("wrong");
+  };
+}
+
 TEST(Background, LetsAsManyThingsWaitAsItWasTold) {
   std::vector<int> done;
   Background background(true, 3);
@@ -84,10 +91,7 @@ TEST(Background, DropsWhatWasBegunBehindWhatWentWrong) {
   bool hasBegun = false;
   Background background(true, 3);
   Gate gate;
-  background.begin([&] {
-    gate.wait();
-    throw std::runtime_error("wrong");
-  });
+  background.begin(failureBehind(gate));
   background.begin([&] { hasBegun = true; });
   gate.open();
   EXPECT_THROW(background.wait(), std::runtime_error);
@@ -99,10 +103,7 @@ TEST(Background, TellsWhatWentWrongToWhoeverHasBegunTooManyThings) {
   bool hasBegun = false;
   Background background(true, 2);
   Gate gate;
-  background.begin([&] {
-    gate.wait();
-    throw std::runtime_error("wrong");
-  });
+  background.begin(failureBehind(gate));
   background.begin([&] { hasBegun = true; });
   std::thread opening([&] { gate.open(); });
   EXPECT_THROW(background.begin([&] { hasBegun = true; }), std::runtime_error);
