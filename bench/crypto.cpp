@@ -16,8 +16,8 @@
 #include "crypto/CryptoDecryptor.hpp"
 #include "crypto/CryptoDigestEngine.hpp"
 #include "crypto/CryptoEncryptor.hpp"
-#include "foundation/crypto/CryptoEngine.hpp"
-#include "foundation/crypto/CryptoProvider.hpp"
+#include "crypto/CryptoEngine.hpp"
+#include "crypto/CryptoProvider.hpp"
 
 namespace {
 

@@ -20,7 +20,7 @@ function(zt_layer name)
   file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${L_FOLDER}/*.cpp)
   add_library(${name} STATIC ${sources})
   set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden
-    VISIBILITY_INLINES_HIDDEN ON CXX_EXTENSIONS OFF)
+    VISIBILITY_INLINES_HIDDEN ON CXX_EXTENSIONS OFF ZT_FOLDER ${L_FOLDER})
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(${name} PUBLIC ${L_DEPENDS} ${L_SHOWS} PRIVATE zt_flags ${L_THIRD_PARTY})
   set_property(GLOBAL APPEND PROPERTY ZT_LAYERS ${name})

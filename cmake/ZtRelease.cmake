@@ -16,6 +16,6 @@ endif()
 # zt_running_release(layer): the values become a source of the layer, as literals, whatever is in them.
 function(zt_running_release layer)
   set(source ${PROJECT_BINARY_DIR}/RunningRelease.cpp)
-  configure_file(${PROJECT_SOURCE_DIR}/src/foundation/release_info/RunningRelease.cpp.in ${source} @ONLY)
+  configure_file(${PROJECT_SOURCE_DIR}/src/release/RunningRelease.cpp.in ${source} @ONLY)
   target_sources(${layer} PRIVATE ${source})
 endfunction()

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Packages.hpp"
 
-#include "foundation/zip/ArchiveWriter.hpp"
-#include "foundation/zip/ContentWriter.hpp"
+#include "container/ArchiveWriter.hpp"
+#include "container/ContentWriter.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "foundation/zip/Archive.hpp"
+#include "container/Archive.hpp"
 
 #include <set>
 
 #include "Packages.hpp"
-#include "foundation/zip/ArchiveSurvey.hpp"
+#include "container/ArchiveSurvey.hpp"
 #include "opc/model/Exceptions.hpp"
 
 /// Containers, as packages read them and as a survey does: the one never takes what the other finds damaged.

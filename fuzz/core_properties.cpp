@@ -3,12 +3,12 @@
 #include <sstream>
 
 #include "FuzzTarget.hpp"
-#include "coreprops/PartsXml.hpp"
-#include "foundation/model/CorePropertiesPart.hpp"
-#include "foundation/model/CorePropertiesXml.hpp"
 #include "foundation/release_info/ReleaseInfo.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/CoreProperties.hpp"
+#include "package/CorePropertiesPart.hpp"
+#include "package/CorePropertiesXml.hpp"
+#include "services/properties/PartsXml.hpp"
 
 /// One document as each of the parts that tell what a package is: the standard core properties, the two parts of the
 /// extended ones, and the release.

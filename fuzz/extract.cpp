@@ -7,10 +7,10 @@
 #include <fstream>
 
 #include "Packages.hpp"
-#include "filesystem/FileSystemManifest.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"
 #include "opc/Strings.hpp"
 #include "opc/ztservices/FileSystem.hpp"
+#include "services/tree/FileSystemManifest.hpp"
 
 /// A manifest of a stranger's, extracted to a confined directory: nothing beside the directory is touched, and
 /// nothing in it leads out.

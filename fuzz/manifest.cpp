@@ -2,12 +2,12 @@
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 
 #include "FuzzTarget.hpp"
-#include "filesystem/FileSystemManifest.hpp"
-#include "filesystem/ManifestNames.hpp"
-#include "foundation/core/SchemaBaseURI.hpp"
 #include "opc/Exception.hpp"
 #include "opc/Strings.hpp"
 #include "opc/Time.hpp"
+#include "services/tree/FileSystemManifest.hpp"
+#include "services/tree/ManifestNames.hpp"
+#include "text/SchemaBaseURI.hpp"
 
 /// The manifest of a file system, in both versions: what loads is saved, and loads again equal.
 namespace zt_fuzz {

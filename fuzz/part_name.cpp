@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "FuzzTarget.hpp"
-#include "foundation/model/PartNameRules.hpp"
 #include "opc/Exception.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/Package.hpp"
+#include "package/PartNameRules.hpp"
 
 /// Two names, a line each: what is true of part names, of two of them together, and of references.
 namespace zt_fuzz {

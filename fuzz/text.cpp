@@ -2,12 +2,12 @@
 #include <sstream>
 
 #include "FuzzTarget.hpp"
-#include "foundation/i18n/CharsetDetection.hpp"
-#include "foundation/i18n/Conversion.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/ContentType.hpp"
 #include "opc/ztservices/ContentSources.hpp"
 #include "opc/ztservices/Transforms.hpp"
+#include "text/CharsetDetection.hpp"
+#include "text/Conversion.hpp"
 
 /// Text of any character set: what is detected can be decoded, and what becomes of it is UTF-8.
 namespace zt_fuzz {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "Process.hpp"
-#include "Run.hpp"
+#include "cli/Process.hpp"
+#include "cli/Run.hpp"
 
 int main(int argc, char** argv) {
   ztpkg::prepareProcess();

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opc/ztservices/About.hpp"
 
-#include "foundation/core/BoostVersion.hpp"
-#include "foundation/crypto/OpenSSLVersion.hpp"
-#include "foundation/i18n/IcuVersion.hpp"
-#include "foundation/xml/XercesVersion.hpp"
-#include "foundation/zip/CompressionVersions.hpp"
+#include "about/BoostVersion.hpp"
+#include "container/CompressionVersions.hpp"
+#include "crypto/OpenSSLVersion.hpp"
+#include "text/IcuVersion.hpp"
+#include "xml/XercesVersion.hpp"
 
 namespace opc::ztservices {
 

@@ -2,8 +2,8 @@
 #include <utility>
 
 #include "crypto/AESMessages.hpp"
-#include "foundation/crypto/CryptoEngine.hpp"
-#include "foundation/crypto/CryptoProvider.hpp"
+#include "crypto/CryptoEngine.hpp"
+#include "crypto/CryptoProvider.hpp"
 #include "opc/ztservices/Transforms.hpp"
 
 namespace opc::ztservices {

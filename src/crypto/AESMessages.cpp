@@ -3,10 +3,10 @@
 
 #include <string>
 
+#include "crypto/AESDecryptor.hpp"
+#include "crypto/AESEncryptor.hpp"
+#include "crypto/CipherErrors.hpp"
 #include "crypto/TransformReport.hpp"
-#include "foundation/crypto/AESDecryptor.hpp"
-#include "foundation/crypto/AESEncryptor.hpp"
-#include "foundation/crypto/CipherErrors.hpp"
 
 namespace opc::ztservices {
 

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "foundation/crypto/Interfaces.hpp"
+#include "crypto/Interfaces.hpp"
 
 namespace opc::ztservices {
 

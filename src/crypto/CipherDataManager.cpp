@@ -5,13 +5,13 @@
 #include "crypto/CipherDataNames.hpp"
 #include "crypto/CipherDataXml.hpp"
 #include "crypto/CipherMessages.hpp"
-#include "foundation/crypto/CryptoEngine.hpp"
-#include "foundation/crypto/CryptoProvider.hpp"
-#include "foundation/crypto/Utils.hpp"
-#include "foundation/xml/XmlCharacters.hpp"
+#include "crypto/CryptoEngine.hpp"
+#include "crypto/CryptoProvider.hpp"
+#include "crypto/Utils.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/CipherData.hpp"
+#include "xml/XmlCharacters.hpp"
 
 namespace opc::ztservices {
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "foundation/core/SchemaBaseURI.hpp"
+#include "text/SchemaBaseURI.hpp"
 
 /// How a package leads to its cipher data.
 namespace opc::ztservices::cipher_data {

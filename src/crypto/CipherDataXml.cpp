@@ -4,11 +4,11 @@
 #include <string_view>
 
 #include "crypto/CipherMessages.hpp"
-#include "foundation/core/SchemaBaseURI.hpp"
-#include "foundation/crypto/CryptoError.hpp"
-#include "foundation/crypto/Utils.hpp"
-#include "foundation/xml/XmlFault.hpp"
-#include "foundation/xml/XmlLimits.hpp"
+#include "crypto/CryptoError.hpp"
+#include "crypto/Utils.hpp"
+#include "text/SchemaBaseURI.hpp"
+#include "xml/XmlFault.hpp"
+#include "xml/XmlLimits.hpp"
 
 #define ZT_CIPHER_NAMESPACE ZT_SCHEMA_BASE_URI "/package/2018/cipherData"
 

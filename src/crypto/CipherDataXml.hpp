@@ -3,10 +3,10 @@
 
 #include <vector>
 
-#include "foundation/xml/XercesGuard.hpp"
-#include "foundation/xml/XercesHelper.hpp"
-#include "foundation/xml/XercesOwned.hpp"
 #include "opc/ztservices/CipherData.hpp"
+#include "xml/XercesGuard.hpp"
+#include "xml/XercesHelper.hpp"
+#include "xml/XercesOwned.hpp"
 
 namespace opc::ztservices {
 

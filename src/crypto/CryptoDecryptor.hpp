@@ -3,10 +3,10 @@
 
 #include <memory>
 
+#include "crypto/AESDecryptor.hpp"
+#include "crypto/AESKey.hpp"
 #include "crypto/CryptoInterfaces.hpp"
-#include "foundation/crypto/AESDecryptor.hpp"
-#include "foundation/crypto/AESKey.hpp"
-#include "foundation/crypto/Interfaces.hpp"
+#include "crypto/Interfaces.hpp"
 
 namespace opc::ztservices {
 

@@ -2,8 +2,8 @@
 #include "crypto/CryptoDigestEngine.hpp"
 
 #include "crypto/Algorithms.hpp"
-#include "foundation/crypto/CryptoEngine.hpp"
-#include "foundation/crypto/CryptoProvider.hpp"
+#include "crypto/CryptoEngine.hpp"
+#include "crypto/CryptoProvider.hpp"
 
 namespace opc::ztservices {
 

@@ -4,9 +4,9 @@
 #include <memory>
 
 #include "crypto/CryptoInterfaces.hpp"
-#include "foundation/crypto/DigestEngine.hpp"
-#include "foundation/crypto/Interfaces.hpp"
-#include "foundation/crypto/SecretBytes.hpp"
+#include "crypto/DigestEngine.hpp"
+#include "crypto/Interfaces.hpp"
+#include "crypto/SecretBytes.hpp"
 
 namespace opc::ztservices {
 

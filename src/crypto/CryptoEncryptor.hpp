@@ -3,10 +3,10 @@
 
 #include <memory>
 
+#include "crypto/AESEncryptor.hpp"
+#include "crypto/AESKey.hpp"
 #include "crypto/CryptoInterfaces.hpp"
-#include "foundation/crypto/AESEncryptor.hpp"
-#include "foundation/crypto/AESKey.hpp"
-#include "foundation/crypto/Interfaces.hpp"
+#include "crypto/Interfaces.hpp"
 
 namespace opc::ztservices {
 

@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "crypto/CryptoEngine.hpp"
 #include "crypto/TransformReport.hpp"
-#include "foundation/crypto/CryptoEngine.hpp"
 
 namespace opc::ztservices {
 

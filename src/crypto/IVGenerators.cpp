@@ -3,10 +3,10 @@
 
 #include <string>
 
+#include "crypto/CryptoEngine.hpp"
+#include "crypto/CryptoProvider.hpp"
 #include "crypto/DeterministicIVGenerator.hpp"
 #include "crypto/RandomIVGenerator.hpp"
-#include "foundation/crypto/CryptoEngine.hpp"
-#include "foundation/crypto/CryptoProvider.hpp"
 #include "opc/ztservices/Exceptions.hpp"
 
 namespace opc::ztservices {

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstddef>
 
-#include "foundation/crypto/AESKey.hpp"
+#include "crypto/AESKey.hpp"
 
 namespace opc::ztservices {
 

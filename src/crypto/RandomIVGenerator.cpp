@@ -5,7 +5,7 @@
 
 #include <utility>
 
-#include "foundation/crypto/CryptoEngine.hpp"
+#include "crypto/CryptoEngine.hpp"
 
 namespace opc::ztservices {
 

@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "foundation/crypto/CryptoPRNG.hpp"
+#include "crypto/CryptoPRNG.hpp"
 #include "opc/ztservices/Encryption.hpp"
 
 namespace opc::ztservices {

@@ -3,11 +3,11 @@
 #include <set>
 
 #include "crypto/AESMessages.hpp"
+#include "crypto/CipherErrors.hpp"
+#include "crypto/CryptoError.hpp"
+#include "crypto/SecretBytes.hpp"
 #include "crypto/TransformSamples.hpp"
-#include "foundation/crypto/CipherErrors.hpp"
-#include "foundation/crypto/CryptoError.hpp"
-#include "foundation/crypto/SecretBytes.hpp"
-#include "foundation/crypto/Utils.hpp"
+#include "crypto/Utils.hpp"
 #include "opc/ztservices/Transforms.hpp"
 #include "support/MemoryScan.hpp"
 

@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-#include "foundation/crypto/CipherErrors.hpp"
-#include "foundation/crypto/CryptoError.hpp"
-#include "foundation/crypto/SecretBytes.hpp"
-#include "foundation/crypto/Utils.hpp"
+#include "crypto/CipherErrors.hpp"
+#include "crypto/CryptoError.hpp"
+#include "crypto/SecretBytes.hpp"
+#include "crypto/Utils.hpp"
 #include "opc/Strings.hpp"
 #include "opc/ztservices/CipherData.hpp"
 #include "support/CryptoAnswers.hpp"

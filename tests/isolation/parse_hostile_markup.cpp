@@ -13,14 +13,14 @@
 #include <string>
 #include <vector>
 
-#include "foundation/xml/XercesGuard.hpp"
-#include "foundation/xml/XercesHelper.hpp"
-#include "foundation/xml/XmlStreamReader.hpp"
-#include "foundation/zip/ArchiveWriter.hpp"
-#include "foundation/zip/ContentWriter.hpp"
+#include "container/ArchiveWriter.hpp"
+#include "container/ContentWriter.hpp"
 #include "opc/Exception.hpp"
 #include "opc/model/Package.hpp"
 #include "opc/model/PackageHelper.hpp"
+#include "xml/XercesGuard.hpp"
+#include "xml/XercesHelper.hpp"
+#include "xml/XmlStreamReader.hpp"
 
 namespace {
 using namespace opc;

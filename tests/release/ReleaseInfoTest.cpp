@@ -4,10 +4,10 @@
 #include <sstream>
 
 #include "foundation/release_info/ReleaseInfo.hpp"
-#include "foundation/release_info/RunningRelease.hpp"
 #include "opc/Streams.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
+#include "release/RunningRelease.hpp"
 #include "support/TestSupport.hpp"
 
 namespace foundation::release_info {

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <sstream>
 
-#include "CheckedStreams.hpp"
+#include "disk/CheckedStreams.hpp"
 
 namespace ztpkg {
 namespace {

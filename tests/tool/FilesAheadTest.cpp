@@ -5,7 +5,7 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <gtest/gtest.h>
 
-#include "FilesAhead.hpp"
+#include "disk/FilesAhead.hpp"
 #include "opc/Strings.hpp"
 #include "support/TestSupport.hpp"
 

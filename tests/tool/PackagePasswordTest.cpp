@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include "Errors.hpp"
-#include "PackagePassword.hpp"
-#include "PasswordText.hpp"
+#include "cli/Errors.hpp"
 #include "opc/ztservices/FileSystem.hpp"
+#include "secrets/PackagePassword.hpp"
+#include "secrets/PasswordText.hpp"
 #include "support/TestSupport.hpp"
 
 namespace ztpkg {

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 
-#include "Errors.hpp"
-#include "PasswordInput.hpp"
+#include "cli/Errors.hpp"
+#include "secrets/PasswordInput.hpp"
 #include "support/MemoryScan.hpp"
 #include "support/ScopedEnvironment.hpp"
 #include "support/TestSupport.hpp"

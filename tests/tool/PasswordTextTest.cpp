@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include "Errors.hpp"
-#include "PasswordText.hpp"
+#include "cli/Errors.hpp"
+#include "secrets/PasswordText.hpp"
 #include "support/MemoryScan.hpp"
 #include "support/ScopedEnvironment.hpp"
 

@@ -7,7 +7,7 @@
 #include <xercesc/util/IllegalArgumentException.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
 
-#include "foundation/xml/XercesErrors.hpp"
+#include "xml/XercesErrors.hpp"
 #include "xml/XmlTestSupport.hpp"
 
 using namespace opc::model;

@@ -8,7 +8,7 @@
 #include <vector>
 #include <xercesc/util/PlatformUtils.hpp>
 
-#include "foundation/xml/XercesGuard.hpp"
+#include "xml/XercesGuard.hpp"
 #include "xml/XmlTestSupport.hpp"
 
 using namespace opc::model;

@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 #include <stdexcept>
 
-#include "foundation/xml/XercesHelper.hpp"
 #include "opc/Strings.hpp"
+#include "xml/XercesHelper.hpp"
 #include "xml/XmlTestSupport.hpp"
 
 using namespace opc::model;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include "foundation/xml/XmlLimits.hpp"
-#include "foundation/xml/XmlMarkupMeter.hpp"
+#include "xml/XmlLimits.hpp"
+#include "xml/XmlMarkupMeter.hpp"
 #include "xml/XmlTestSupport.hpp"
 
 using namespace opc::model;

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "foundation/xml/XmlStreamReader.hpp"
+#include "xml/XmlStreamReader.hpp"
 #include "xml/XmlTestSupport.hpp"
 
 using namespace opc::model;

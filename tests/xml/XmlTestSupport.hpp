@@ -9,10 +9,10 @@
 #include <vector>
 #include <xercesc/dom/DOM.hpp>
 
-#include "foundation/xml/XercesGuard.hpp"
-#include "foundation/xml/XercesHelper.hpp"
-#include "foundation/xml/XmlStreamReader.hpp"
 #include "support/TestSupport.hpp"
+#include "xml/XercesGuard.hpp"
+#include "xml/XercesHelper.hpp"
+#include "xml/XmlStreamReader.hpp"
 
 namespace zt_test {
 

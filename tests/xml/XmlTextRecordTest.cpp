@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include "foundation/xml/XmlTextRecord.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "support/TestSupport.hpp"
+#include "xml/XmlTextRecord.hpp"
 
 namespace opc::model {
 namespace {

@@ -2,9 +2,9 @@
 #include <functional>
 #include <gtest/gtest.h>
 
-#include "foundation/xml/XmlTextWriter.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "support/TestSupport.hpp"
+#include "xml/XmlTextWriter.hpp"
 
 using namespace opc::model;
 

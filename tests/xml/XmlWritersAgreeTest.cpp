@@ -3,8 +3,8 @@
 #include <random>
 #include <utility>
 
-#include "foundation/xml/XmlTextWriter.hpp"
 #include "xml/XmlTestSupport.hpp"
+#include "xml/XmlTextWriter.hpp"
 
 using namespace opc::model;
 

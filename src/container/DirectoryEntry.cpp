@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "container/DirectoryEntry.hpp"
+
+#include "container/ExtraFields.hpp"
+#include "container/ZipErrors.hpp"
+#include "container/ZipFormat.hpp"
+
+namespace opc::model::zip {
+namespace {
+
+constexpr std::uint64_t kLargestSize = INT64_MAX;  // ECMA-376-2, Annex C
+
+}  // namespace
+
+std::size_t entrySizeAt(DirectoryBytes& directory, std::size_t at) {
+  unsigned char const* const p = directory.get(at, kCentralSize);
+  if (!p || load32(p) != kCentralSignature) return 0;
+  std::size_t const size = kCentralSize + load16(p + 28) + load16(p + 30) + load16(p + 32);
+  return directory.get(at, size) ? size : 0;
+}
+
+bool isDirectorySignature(DirectoryBytes& directory, std::size_t at) {
+  unsigned char const* const p = directory.get(at, kDirectorySignatureSize);
+  return p && load32(p) == kDirectorySignature && load16(p + 4) == directory.size() - at - kDirectorySignatureSize;
+}
+
+bool decodeEntry(unsigned char const* p, Entry& entry, std::uint32_t& disk) {
+  std::size_t const name = load16(p + 28), extra = load16(p + 30), comment = load16(p + 32);
+  entry.name = textAt(p + kCentralSize, name);
+  entry.versionMadeBy = load16(p + 4);
+  entry.versionNeeded = load16(p + 6);
+  entry.flags = load16(p + 8);
+  entry.method = load16(p + 10);
+  entry.dosTimeAndDate = load32(p + 12);
+  entry.crc = load32(p + 16);
+  entry.storedSize = load32(p + 20);
+  entry.size = load32(p + 24);
+  entry.internalAttributes = load16(p + 36);
+  entry.externalAttributes = load32(p + 38);
+  entry.localHeaderOffset = load32(p + 42);
+  entry.extra = textAt(p + kCentralSize + name, extra);
+  entry.comment = textAt(p + kCentralSize + name + extra, comment);
+  disk = load16(p + 34);
+  Zip64Numbers wide(entry.extra);
+  return wide.widen(entry.size) && wide.widen(entry.storedSize) && wide.widen(entry.localHeaderOffset) &&
+         wide.widenDisk(disk);
+}
+
+void checkEntry(unsigned char const* p, std::uint64_t room) {
+  Entry entry;
+  std::uint32_t disk;
+  if (!decodeEntry(p, entry, disk)) throw damagedArchive(entry.name, "its zip64 field is too short");
+  if (disk != 0) throw damagedArchive(entry.name, "it is on another disk");
+  if (!extraFieldsFit(entry.extra)) throw damagedArchive(entry.name, fault::kExtraTooLong);
+  if (!isPaddedWithZeros(entry.extra)) throw damagedArchive(entry.name, "something behind its extra fields");
+  if (entry.size > kLargestSize) throw damagedArchive(entry.name, "its size is beyond what the format allows");
+  std::uint64_t const offset = entry.localHeaderOffset;
+  if (offset > room || entry.storedSize > room || minimumSize(entry) > room - offset)
+    throw damagedArchive(entry.name, "it does not fit into the file");
+}
+
+std::uint64_t minimumSize(Entry const& entry) { return kLocalSize + entry.name.size() + entry.storedSize; }
+
+ItemFacts factsOf(Entry const& entry) {
+  return {std::string(entry.name), entry.method, entry.storedSize, entry.size, entry.crc};
+}
+
+void checkReadable(Entry const& entry) {
+  constexpr std::uint16_t kUnreadable = kEncryptedFlag | kPatchFlag | kStrongEncryptionFlag | kMaskedFlag;
+  if ((entry.flags & kUnreadable & ~kPatchFlag) != 0) throw invalidItem(entry.name, fault::kEncrypted);
+  if ((entry.flags & kPatchFlag) != 0) throw invalidItem(entry.name, fault::kDamagedData);
+  if (isRenamedByUnicodePath(entry.name, entry.extra)) throw invalidItem(entry.name, fault::kOtherName);
+}
+
+}  // namespace opc::model::zip

@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "container/EndRecord.hpp"
+
+#include <algorithm>
+#include <optional>
+#include <vector>
+
+#include "container/ZipErrors.hpp"
+#include "container/ZipFormat.hpp"
+
+namespace opc::model::zip {
+namespace {
+
+constexpr std::uint64_t kMaximumComment = 0xFFFF;
+
+/// The numbers of an end record of either kind.
+struct EndNumbers {
+  std::uint32_t disk;
+  std::uint32_t directoryDisk;
+  std::uint64_t countOnDisk;
+  std::uint64_t count;
+  std::uint64_t size;
+  std::uint64_t offset;
+};
+
+struct Zip64End {
+  std::uint64_t position;
+  std::uint64_t prefix;
+  EndNumbers numbers;
+};
+
+EndNumbers endNumbers(unsigned char const* p) {
+  return {load16(p + 4), load16(p + 6), load16(p + 8), load16(p + 10), load32(p + 12), load32(p + 16)};
+}
+
+EndNumbers zip64EndNumbers(unsigned char const* p) {
+  return {load32(p + 16), load32(p + 20), load64(p + 24), load64(p + 32), load64(p + 40), load64(p + 48)};
+}
+
+/// The last bytes of the file, enough to hold the end record.
+struct Tail {
+  explicit Tail(RandomAccessBytes const& bytes)
+      : size(std::min(bytes.size(), kMaximumComment + kEndSize)), begin(bytes.size() - size), data(size) {
+    bytes.readAt(begin, data.data(), data.size());
+  }
+
+  bool isEndRecord(std::size_t at) const {
+    return load32(&data[at]) == kEndSignature && load16(&data[at + 20]) == data.size() - at - kEndSize;
+  }
+
+  std::uint64_t size;
+  std::uint64_t begin;
+  std::vector<unsigned char> data;
+};
+
+/// Readers that differ in where they look would see different archives when there is more than one
+/// candidate, so that is refused: the last signature must be the one of the only record that ends the file.
+std::size_t findEndRecord(Tail const& tail) {
+  std::optional<std::size_t> first, last;
+  for (std::size_t at = 0; at + kEndSize <= tail.data.size(); ++at) {
+    if (tail.data[at] != 'P' || load32(&tail.data[at]) != kEndSignature) continue;
+    last = at;
+    if (!first && tail.isEndRecord(at)) first = at;
+  }
+  if (!last) throw notAnArchive("it has no end record");
+  if (!first) throw notAnArchive("its end record does not end where the file ends");
+  if (*first != *last) throw damagedArchive("an end record within the comment");
+  return *first;
+}
+
+/// Where the record stands at `written`, or `prefix` bytes further on.
+bool isZip64End(RandomAccessBytes const& bytes, std::uint64_t position, std::uint64_t locator, unsigned char* record) {
+  if (position > locator || locator - position < kZip64EndSize) return false;
+  bytes.readAt(position, record, kZip64EndSize);
+  return load32(record) == kZip64EndSignature && load64(record + 4) == locator - position - 12;
+}
+
+std::optional<Zip64End> readZip64End(RandomAccessBytes const& bytes, std::uint64_t endPosition) {
+  if (endPosition < kZip64LocatorSize) return std::nullopt;
+  std::uint64_t const locator = endPosition - kZip64LocatorSize;
+  unsigned char p[kZip64LocatorSize];
+  bytes.readAt(locator, p, sizeof p);
+  if (load32(p) != kZip64LocatorSignature) return std::nullopt;
+  if (load32(p + 4) != 0 || load32(p + 16) > 1) throw damagedArchive("it is split over several disks");
+
+  std::uint64_t const written = load64(p + 8);
+  unsigned char record[kZip64EndSize];
+  if (isZip64End(bytes, written, locator, record)) return Zip64End{written, 0, zip64EndNumbers(record)};
+  std::uint64_t const usual = locator < kZip64EndSize ? 0 : locator - kZip64EndSize;
+  if (written < usual && isZip64End(bytes, usual, locator, record))
+    return Zip64End{usual, usual - written, zip64EndNumbers(record)};
+  throw damagedArchive("no zip64 end record where its locator says");
+}
+
+/// A number of the end record is that of the zip64 record, or the sign that it stands there.
+void checkAgreement(EndNumbers const& plain, EndNumbers const& wide) {
+  auto const agree = [](std::uint64_t a, std::uint64_t b, std::uint64_t sign) { return a == b || a == sign; };
+  if (!agree(plain.disk, wide.disk, kIn64Short) || !agree(plain.directoryDisk, wide.directoryDisk, kIn64Short) ||
+      !agree(plain.countOnDisk, wide.countOnDisk, kIn64Short) || !agree(plain.count, wide.count, kIn64Short) ||
+      !agree(plain.size, wide.size, kIn64) || !agree(plain.offset, wide.offset, kIn64))
+    throw damagedArchive("its two end records disagree");
+}
+
+}  // namespace
+
+DirectoryPlace findDirectory(RandomAccessBytes const& bytes) {
+  if (bytes.size() < kEndSize) throw notAnArchive("it is too short");
+  Tail const tail(bytes);
+  std::size_t const at = findEndRecord(tail);
+  EndNumbers numbers = endNumbers(&tail.data[at]);
+  std::uint64_t end = tail.begin + at;
+
+  auto const zip64 = readZip64End(bytes, end);
+  if (zip64) {
+    checkAgreement(numbers, zip64->numbers);
+    numbers = zip64->numbers;
+    end = zip64->position;
+  }
+  if (numbers.disk != 0 || numbers.directoryDisk != 0 || numbers.countOnDisk != numbers.count)
+    throw damagedArchive("it is split over several disks");
+  if (numbers.size > end || numbers.offset > end - numbers.size)
+    throw damagedArchive("its directory does not fit into the file");
+  std::uint64_t const begin = end - numbers.size;
+  std::uint64_t const prefix = begin - numbers.offset;
+  if (zip64 && zip64->prefix != prefix) throw damagedArchive("its directory does not end at the end record");
+  return {begin, numbers.size, numbers.count, prefix};
+}
+
+}  // namespace opc::model::zip

@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "container/ItemStream.hpp"
+
+#include <algorithm>
+#include <exception>
+
+#include "container/Archive.hpp"
+#include "container/ZipErrors.hpp"
+#include "container/ZipFormat.hpp"
+
+namespace opc::model::zip {
+namespace {
+
+constexpr std::size_t kInputBuffer = 64u << 10;
+constexpr std::uint64_t kStoredSlack = 64u << 10;  // deflated content that did not shrink is a little longer
+
+class MemoryStream final : public InputStream {
+ public:
+  explicit MemoryStream(Buffer content) : content_(std::move(content)) {}
+
+  void reset() override { position_ = 0; }
+  std::size_t read(void* buffer, std::size_t count) override {
+    count = std::min(count, content_.size - position_);
+    std::copy_n(content_.data.get() + position_, count, static_cast<unsigned char*>(buffer));
+    position_ += count;
+    return count;
+  }
+  bool isEnd() override { return position_ == content_.size; }
+  void clear() override {}
+
+ private:
+  Buffer content_;
+  std::size_t position_ = 0;
+};
+
+/// Content too large for memory. The read that reaches the declared size verifies length and CRC before it
+/// returns, so the last bytes are never handed out unverified. What went wrong is thrown again by every
+/// read until reset().
+class VerifiedStream : public InputStream {
+ public:
+  explicit VerifiedStream(ItemFacts facts) : facts_(std::move(facts)) {}
+
+  void reset() final {
+    restart();
+    position_ = 0;
+    crc_ = 0;
+    failure_ = nullptr;
+  }
+
+  std::size_t read(void* buffer, std::size_t count) final {
+    if (failure_) std::rethrow_exception(failure_);
+    count = static_cast<std::size_t>(std::min<std::uint64_t>(count, facts_.size - position_));
+    if (count == 0) return 0;
+    try {
+      return readSome(static_cast<unsigned char*>(buffer), count);
+    } catch (...) {
+      failure_ = std::current_exception();
+      throw;
+    }
+  }
+
+  bool isEnd() final { return !failure_ && position_ == facts_.size; }
+  void clear() final {}
+
+ protected:
+  virtual void restart() = 0;
+  /// Fills the buffer or throws.
+  virtual void produce(std::uint64_t position, unsigned char* to, std::size_t count) = 0;
+  /// Checks that nothing follows.
+  virtual void finish() = 0;
+
+  ItemFacts const& facts() const { return facts_; }
+  InvalidItem fault(char const* what) const { return invalidItem(facts_.name, what); }
+
+ private:
+  std::size_t readSome(unsigned char* to, std::size_t count) {
+    produce(position_, to, count);
+    crc_ = crcOf(crc_, to, count);
+    if (position_ + count == facts_.size) {
+      finish();
+      if (crc_ != facts_.crc) throw fault(fault::kWrongCrc);
+    }
+    position_ += count;
+    return count;
+  }
+
+  ItemFacts facts_;
+  std::uint64_t position_ = 0;
+  std::uint32_t crc_ = 0;
+  std::exception_ptr failure_;
+};
+
+class StoredStream final : public VerifiedStream {
+ public:
+  StoredStream(ItemFacts facts, StoredBytes source) : VerifiedStream(std::move(facts)), source_(std::move(source)) {}
+
+ private:
+  void restart() override {}
+  void produce(std::uint64_t position, unsigned char* to, std::size_t count) override { source_(position, to, count); }
+  void finish() override {}  // the two sizes are equal
+
+  StoredBytes source_;
+};
+
+class InflatingStream final : public VerifiedStream {
+ public:
+  InflatingStream(ItemFacts facts, StoredBytes source)
+      : VerifiedStream(std::move(facts)), source_(std::move(source)), input_(kInputBuffer) {}
+
+ private:
+  void restart() override {
+    inflater_.restart();
+    taken_ = 0;
+  }
+
+  void produce(std::uint64_t, unsigned char* to, std::size_t count) override {
+    while (count > 0) {
+      if (inflater_.isEnd()) throw fault(fault::kWrongLength);
+      std::size_t const produced = step(to, count);
+      to += produced;
+      count -= produced;
+    }
+  }
+
+  void finish() override {
+    unsigned char more = 0;
+    while (!inflater_.isEnd())
+      if (step(&more, 1) != 0) throw fault(fault::kWrongLength);
+    if (!inflater_.needsInput() || taken_ != facts().storedSize) throw fault(fault::kLeftOver);
+  }
+
+  /// Each step produces a byte, takes input, or throws.
+  std::size_t step(unsigned char* to, std::size_t count) {
+    bool const filled = inflater_.needsInput() && fill();
+    bool sound = false;
+    std::size_t const produced = inflater_.produce(to, count, sound);
+    bool const stuck = produced == 0 && !filled && !inflater_.isEnd();
+    if (!sound || stuck) throw fault(fault::kDamagedData);
+    return produced;
+  }
+
+  bool fill() {
+    auto const count = static_cast<std::size_t>(std::min<std::uint64_t>(input_.size, facts().storedSize - taken_));
+    source_(taken_, input_.data.get(), count);
+    inflater_.setInput(input_.data.get(), count);
+    taken_ += count;
+    return count > 0;
+  }
+
+  StoredBytes source_;
+  Buffer input_;
+  std::uint64_t taken_ = 0;
+  Inflater inflater_;
+};
+
+std::unique_ptr<InputStream> makeVerifiedStream(ItemFacts facts, StoredBytes source) {
+  if (facts.method == kStored) return std::make_unique<StoredStream>(std::move(facts), std::move(source));
+  return std::make_unique<InflatingStream>(std::move(facts), std::move(source));
+}
+
+}  // namespace
+
+bool isVerifiedWhole(ItemFacts const& facts) { return facts.size <= Archive::kVerifiedWholeBytes; }
+
+bool isReadWhole(ItemFacts const& facts) {
+  return isVerifiedWhole(facts) && facts.storedSize <= Archive::kVerifiedWholeBytes + kStoredSlack;
+}
+
+std::unique_ptr<InputStream> makeStream(Buffer content) { return std::make_unique<MemoryStream>(std::move(content)); }
+
+std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source) {
+  checkFacts(facts);
+  if (isReadWhole(facts)) {
+    Buffer stored(static_cast<std::size_t>(facts.storedSize));
+    source(0, stored.data.get(), stored.size);
+    return makeStream(unpack(facts, stored.data.get()));
+  }
+  bool const whole = isVerifiedWhole(facts);
+  if (whole && facts.size == 0) throw invalidItem(facts.name, fault::kLeftOver);
+  Buffer content(whole ? static_cast<std::size_t>(facts.size) : 0);
+  auto stream = makeVerifiedStream(std::move(facts), std::move(source));
+  if (!whole) return stream;
+  stream->read(content.data.get(), content.size);
+  return makeStream(std::move(content));
+}
+
+}  // namespace opc::model::zip

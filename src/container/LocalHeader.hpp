@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "container/Archive.hpp"
+
+namespace opc::model::zip {
+
+/// A local header that agrees with its directory entry.
+struct LocalHeader {
+  std::size_t size;        // with name and extra field
+  std::string_view extra;  // a view into the bytes given
+  bool hasDescriptor;
+  bool isComplete;  // holds CRC and sizes whether there is a descriptor or not
+};
+
+/// Length of the local header that begins with these kLocalSize bytes, its name and extra field included.
+/// Throws InvalidItem where there is none.
+std::size_t localHeaderSize(Entry const& entry, unsigned char const* begin);
+
+/// Compares a whole local header with the directory: name, method, encryption, and CRC and sizes unless
+/// they stand in a data descriptor. `size` is what localHeaderSize() said of it, kLocalSize or more. Throws
+/// InvalidItem.
+LocalHeader checkLocalHeader(Entry const& entry, unsigned char const* begin, std::size_t size);
+
+/// Compares the data descriptor in the bytes behind the item's data with the directory. Writers may leave out
+/// its signature, and the descriptor itself where the local header is complete. Throws InvalidItem.
+void checkDescriptor(Entry const& entry, LocalHeader const& header, unsigned char const* behindData,
+                     std::size_t available);
+
+}  // namespace opc::model::zip

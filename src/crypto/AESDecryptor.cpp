@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "crypto/AESDecryptor.hpp"
+
+namespace foundation::crypto {
+
+AESDecryptor::AESDecryptor(AESKey const& key, BytesView iv) : key_(key), iv_(iv.begin(), iv.end()) {
+  detail::AESGCM::checkIVForOpening(iv_);
+}
+
+void AESDecryptor::put(BytesView message, Bytes& out, std::size_t at) { key_.cipher().open(iv_, message, out, at); }
+
+Bytes decrypt(BytesView message, interfaces::IDecryptor& decryptor) {
+  Bytes content;
+  decryptor.append(message, content);
+  return content;
+}
+
+}  // namespace foundation::crypto

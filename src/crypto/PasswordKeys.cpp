@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "crypto/PasswordKeys.hpp"
+
+#include <memory>
+#include <openssl/core_names.h>
+#include <openssl/evp.h>
+#include <openssl/kdf.h>
+#include <openssl/params.h>
+
+#include "crypto/OpenSSLError.hpp"
+#include "text/Narrow.hpp"
+#include "text/Unicode.hpp"
+
+namespace foundation::crypto {
+namespace {
+
+constexpr std::size_t kRootBytes = 32;
+constexpr std::string_view kKeyInfo = "ztservices cipher data: key";
+constexpr std::string_view kVerifierInfo = "ztservices cipher data: verifier";
+
+struct FreeKdf {
+  void operator()(EVP_KDF* held) const { EVP_KDF_free(held); }
+};
+struct FreeKdfContext {
+  void operator()(EVP_KDF_CTX* held) const { EVP_KDF_CTX_free(held); }
+};
+
+void checkBounds(std::size_t saltBytes, int iterations, int keyBytes) {
+  if (iterations < 1 || iterations > PasswordKeys::kMaximalIterations)
+    throw CryptoError("The number of iterations must be from 1 to 10000000");
+  if (saltBytes < PasswordKeys::kMinimalSaltBytes || saltBytes > PasswordKeys::kMaximalSaltBytes)
+    throw CryptoError("Salt and initialization vector must have 8 to 1024 bytes together");
+  if (keyBytes < 1 || keyBytes > PasswordKeys::kMaximalKeyBytes)
+    throw CryptoError("The length of the key must be from 1 to 8160 bytes");
+}
+
+// Through a string with room for everything, so that it never moves and can be wiped whole.
+SecretBytes toUTF8(std::u16string const& text, char const* what) {
+  std::string utf8;
+  utf8.reserve(3 * text.size());
+  bool const valid = opc::unicode::appendUTF8(utf8, text);
+  SecretBytes bytes(utf8.begin(), utf8.end());
+  wipe(utf8.data(), utf8.size());
+  if (!valid) throw CryptoError(std::string(what) + " is not valid text");
+  return bytes;
+}
+
+OSSL_PARAM octets(char const* name, void const* data, std::size_t count) {
+  return OSSL_PARAM_construct_octet_string(name, const_cast<void*>(data), count);  // read, but not declared so
+}
+
+}  // namespace
+
+SecretBytes pbkdf2HMACSHA256(BytesView password, BytesView salt, int iterations, std::size_t count) {
+  static char const kNone[] = "";
+  SecretBytes bytes(count);
+  // Bytes are passed as characters, which may alias them.
+  char const* const text = password.empty() ? kNone : reinterpret_cast<char const*>(password.data());
+  detail::check(PKCS5_PBKDF2_HMAC(text, opc::narrow<int>(password.size()), salt.data(), opc::narrow<int>(salt.size()),
+                                  iterations, EVP_sha256(), opc::narrow<int>(count), bytes.data()),
+                "Deriving from a password");
+  return bytes;
+}
+
+SecretBytes hkdfExpandSHA256(BytesView key, std::string_view info, std::size_t count) {
+  std::unique_ptr<EVP_KDF, FreeKdf> const hkdf(EVP_KDF_fetch(nullptr, "HKDF", nullptr));
+  std::unique_ptr<EVP_KDF_CTX, FreeKdfContext> const context(hkdf ? EVP_KDF_CTX_new(hkdf.get()) : nullptr);
+  if (!context) detail::throwOpenSSLError("Finding HKDF");
+  int mode = EVP_KDF_HKDF_MODE_EXPAND_ONLY;
+  char digest[] = "SHA256";
+  OSSL_PARAM const parameters[] = {OSSL_PARAM_construct_int(OSSL_KDF_PARAM_MODE, &mode),
+                                   OSSL_PARAM_construct_utf8_string(OSSL_KDF_PARAM_DIGEST, digest, 0),
+                                   octets(OSSL_KDF_PARAM_KEY, key.data(), key.size()),
+                                   octets(OSSL_KDF_PARAM_INFO, info.data(), info.size()), OSSL_PARAM_construct_end()};
+  SecretBytes bytes(count);
+  detail::check(EVP_KDF_derive(context.get(), bytes.data(), bytes.size(), parameters), "Expanding a key");
+  return bytes;
+}
+
+PasswordKeys::PasswordKeys(std::u16string const& password, std::u16string const& salt, BytesView iv, int iterations,
+                           int keyBytes)
+    : keyBytes_(static_cast<std::size_t>(keyBytes)) {
+  SecretBytes salted = toUTF8(salt, "The salt");
+  salted.insert(salted.end(), iv.begin(), iv.end());
+  checkBounds(salted.size(), iterations, keyBytes);
+  root_ = pbkdf2HMACSHA256(toUTF8(password, "The password"), salted, iterations, kRootBytes);
+}
+
+SecretBytes PasswordKeys::key() const { return hkdfExpandSHA256(root_, kKeyInfo, keyBytes_); }
+SecretBytes PasswordKeys::verifier() const { return hkdfExpandSHA256(root_, kVerifierInfo, kVerifierBytes); }
+
+}  // namespace foundation::crypto

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "crypto/Bytes.hpp"
+
+namespace foundation::crypto {
+
+/// Overwrites memory in a way that no optimiser removes.
+void wipe(void* memory, std::size_t count) noexcept;
+
+/// Whether both hold the same bytes. The time it takes tells their lengths and nothing else.
+bool isEqualSecret(BytesView a, BytesView b) noexcept;
+
+/// Gives memory back wiped, so that growing, assigning and destroying a container leaves nothing behind.
+template <typename T>
+struct WipingAllocator {
+  using value_type = T;
+
+  WipingAllocator() = default;
+  template <typename Other>
+  WipingAllocator(WipingAllocator<Other> const&) noexcept {}
+
+  T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
+  void deallocate(T* memory, std::size_t count) noexcept {
+    wipe(memory, count * sizeof(T));
+    std::allocator<T>().deallocate(memory, count);
+  }
+  friend bool operator==(WipingAllocator const&, WipingAllocator const&) { return true; }
+};
+
+/// Keys, passwords and what is derived from them.
+using SecretBytes = std::vector<unsigned char, WipingAllocator<unsigned char>>;
+
+}  // namespace foundation::crypto

@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opc/ConfinedFileSystemOps.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "disk/ConfinedOutputStream.hpp"
+#include "disk/ConfinedRoot.hpp"
+#include "disk/FileMetadata.hpp"
+#include "disk/LinkTarget.hpp"
+#include "disk/NativePath.hpp"
+
+namespace opc {
+namespace {
+
+using boost::system::error_code;
+
+constexpr mode_t kNewFolderMode = 0777;  // less the umask
+constexpr std::uint32_t kOrdinaryBits = 0777;
+constexpr std::uint32_t kPermissionBits = 07777;
+
+/// Hands the place to a system call that answers 0, or -1 and errno; whether it succeeded.
+template <typename Call>
+bool callAt(Place const& place, error_code& error, Call call) {
+  if (!error && call(place.folder.number(), place.name.c_str()) != 0) error = lastPosixError();
+  return !error;
+}
+
+bool statusOf(Place const& place, struct stat& status, error_code& error) {
+  return callAt(place, error,
+                [&](int folder, char const* name) { return ::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW); });
+}
+
+error_code makeLink(std::string const& content, Place const& place, bool replace) {
+  if (!replace)
+    return ::symlinkat(content.c_str(), place.folder.number(), place.name.c_str()) == 0 ? error_code()
+                                                                                        : lastPosixError();
+  std::string const temporary = temporaryName();
+  if (::symlinkat(content.c_str(), place.folder.number(), temporary.c_str()) != 0) return lastPosixError();
+  error_code const error = moveInFolder(place.folder.number(), temporary.c_str(), place.name.c_str(), true);
+  if (error) ::unlinkat(place.folder.number(), temporary.c_str(), 0);
+  return error;
+}
+
+}  // namespace
+
+ConfinedFileSystemOps::ConfinedFileSystemOps(std::u16string const& root, Confinement const& confinement)
+    : root_(std::make_unique<Root>(root)), confinement_(confinement) {}
+
+ConfinedFileSystemOps::~ConfinedFileSystemOps() = default;
+
+bool ConfinedFileSystemOps::exists(std::u16string const& path, error_code& error) {
+  struct stat status;
+  bool const found = statusOf(root_->placeOf(path, error), status, error);
+  if (error == posixError(ENOENT) || error == posixError(ENOTDIR)) error.clear();
+  return found;
+}
+
+bool ConfinedFileSystemOps::isFile(std::u16string const& path) {
+  struct stat status;
+  error_code error;
+  return statusOf(root_->placeOf(path, error), status, error) && S_ISREG(status.st_mode);
+}
+
+bool ConfinedFileSystemOps::isSymlink(std::u16string const& path) {
+  struct stat status;
+  error_code error;
+  return statusOf(root_->placeOf(path, error), status, error) && S_ISLNK(status.st_mode);
+}
+
+bool ConfinedFileSystemOps::isAbsolutePath(std::u16string const& path) { return text_.isAbsolutePath(path); }
+
+void ConfinedFileSystemOps::getFiles(std::u16string const& root, std::vector<std::u16string>& files, bool recursive,
+                                     error_code& error) {
+  files = walkDirectory(root, WalkFor::FilesAndLinks, recursive, error, root_->opener());
+}
+
+void ConfinedFileSystemOps::getFolders(std::u16string const& root, std::vector<std::u16string>& folders, bool recursive,
+                                       error_code& error) {
+  folders = walkDirectory(root, WalkFor::Folders, recursive, error, root_->opener());
+}
+
+void ConfinedFileSystemOps::createFolder(std::u16string const& path, error_code& error) {
+  callAt(root_->placeOf(path, error), error,
+         [](int folder, char const* name) { return ::mkdirat(folder, name, kNewFolderMode); });
+}
+
+void ConfinedFileSystemOps::createFolders(std::u16string const& path, error_code& error) {
+  root_->makeFolders(path, error);
+}
+
+void ConfinedFileSystemOps::createSymlink(std::u16string const& target, std::u16string const& linkPath,
+                                          error_code& error) {
+  std::string content;
+  if (!toNativePath(target, content)) {
+    error = posixError(EINVAL);
+    return;
+  }
+  Place const place = root_->placeOf(linkPath, error);
+  if (!error && !confinement_.allowOutsideLinks && !root_->staysBeneath(linkPath, target)) error = posixError(EPERM);
+  if (!error) error = makeLink(content, place, confinement_.replaceExisting);
+}
+
+std::u16string ConfinedFileSystemOps::getLinkTarget(std::u16string const& path) {
+  error_code error;
+  Place const place = root_->placeOf(path, error);
+  if (error) throwCouldNotReadLink(path, error);
+  return readLink(place.folder.number(), place.name.c_str(), path);
+}
+
+std::unique_ptr<std::istream> ConfinedFileSystemOps::createInputStream(std::u16string const& path,
+                                                                       std::ios::openmode mode, error_code& error) {
+  if (!isReadingMode(mode, error)) return nullptr;
+  FileDescriptor file = root_->open(path, O_RDONLY | O_NONBLOCK, error);  // a fifo would wait for its writer
+  if (error == posixError(ENXIO)) error = posixError(EINVAL);             // a socket
+  return error ? nullptr : makeInputStream(std::move(file), path, error);
+}
+
+std::unique_ptr<FileOutputStream> ConfinedFileSystemOps::createOutputStream(std::u16string const& path,
+                                                                            std::ios::openmode mode,
+                                                                            error_code& error) {
+  if (!isWritingMode(mode, error)) return nullptr;
+  Place place = root_->placeOf(path, error);
+  if (error) return nullptr;
+  return ConfinedOutputStream::create(std::move(place), root_->modeOfNewFiles(), confinement_.replaceExisting, error);
+}
+
+Perms::Perms_tag ConfinedFileSystemOps::getPermissions(std::u16string const& path, error_code& error) {
+  struct stat status;
+  if (!statusOf(root_->placeOf(path, error), status, error)) return Perms::NotKnown;
+  return static_cast<Perms::Perms_tag>(status.st_mode & kPermissionBits);
+}
+
+void ConfinedFileSystemOps::setPermissions(std::u16string const& path, Perms::Perms_tag permissions,
+                                           error_code& error) {
+  if (permissions & ~kPermissionBits) {  // unknown permissions are no permissions
+    error = posixError(EINVAL);
+    return;
+  }
+  FileDescriptor const file = root_->open(path, O_PATH, error);
+  if (error) return;
+  std::string const open = "/proc/self/fd/" + std::to_string(file.number());  // the one way to what may not be read
+  if (::chmod(open.c_str(), permissions & kOrdinaryBits) != 0) error = lastPosixError();
+}
+
+boost::posix_time::ptime ConfinedFileSystemOps::getLastModifiedTime(std::u16string const& path, error_code& error) {
+  struct stat status;
+  if (!statusOf(root_->placeOf(path, error), status, error)) return {};
+  return modificationTimeOf(status, error);
+}
+
+void ConfinedFileSystemOps::setLastModifiedTime(std::u16string const& path, boost::posix_time::ptime const& time,
+                                                error_code& error) {
+  Place const place = root_->placeOf(path, error);
+  if (!error) error = setModificationTime(place.folder.number(), place.name.c_str(), time, AT_SYMLINK_NOFOLLOW);
+}
+
+std::u16string ConfinedFileSystemOps::appendPath(std::u16string const& base, std::u16string const& relative) {
+  return text_.appendPath(base, relative);
+}
+
+std::u16string ConfinedFileSystemOps::getParentPath(std::u16string const& path) { return text_.getParentPath(path); }
+
+std::u16string ConfinedFileSystemOps::getExtension(std::u16string const& path) { return text_.getExtension(path); }
+
+}  // namespace opc

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "disk/ConfinedRoot.hpp"
+
+#include <fcntl.h>
+
+#include <vector>
+
+#include "disk/NativePath.hpp"
+#include "disk/OpenBeneath.hpp"
+#include "io/Umask.hpp"
+#include "opc/Strings.hpp"
+
+namespace opc {
+namespace {
+
+using boost::system::error_code;
+
+constexpr int kPathOnly = O_PATH | O_DIRECTORY;
+constexpr mode_t kNewFolderMode = 0777;  // less the umask
+
+FileDescriptor openRoot(std::u16string const& path) {
+  error_code error;
+  LocalFileSystemOps().createFolders(path, error);
+  FileDescriptor root;
+  std::string native;
+  if (!error && toNativePath(path, native)) root = FileDescriptor::open(native.c_str(), kPathOnly, error);
+  if (error)
+    throw Exception("Could not open directory: " + toUDEString(escapeForDisplay(path)) + ": " + error.message(), error);
+  return root;
+}
+
+std::string withoutTrailingSlashes(std::string text) {
+  while (text.ends_with('/')) text.pop_back();
+  return text;
+}
+
+/// Without empty and "." segments.
+std::vector<std::string_view> segmentsOf(std::string_view path) {
+  std::vector<std::string_view> segments;
+  for (std::size_t start = 0, end = 0; end != path.npos; start = end + 1) {
+    end = path.find('/', start);
+    std::string_view const segment = path.substr(start, end == path.npos ? end : end - start);
+    if (!segment.empty() && segment != ".") segments.push_back(segment);
+  }
+  return segments;
+}
+
+std::string join(std::vector<std::string_view> const& segments) {
+  std::string path;
+  for (std::string_view const segment : segments) (path += path.empty() ? "" : "/") += segment;
+  return path.empty() ? "." : path;
+}
+
+std::pair<std::string, std::string> splitLast(std::string const& relative) {
+  std::size_t const slash = relative.rfind('/');
+  if (slash == relative.npos) return {".", relative};
+  return {relative.substr(0, slash), relative.substr(slash + 1)};
+}
+
+/// Makes what is missing of the path, from its end upwards until something is there.
+FileDescriptor openMakingFolders(int root, std::string const& path, error_code& error) {
+  FileDescriptor folder = openBeneath(root, path, kPathOnly, 0, error);
+  if (error != posixError(ENOENT) || path == ".") return folder;
+  auto const [above, name] = splitLast(path);
+  FileDescriptor const parent = openMakingFolders(root, above, error);
+  if (error) return {};
+  if (::mkdirat(parent.number(), name.c_str(), kNewFolderMode) != 0 && errno != EEXIST) {
+    error = lastPosixError();
+    return {};
+  }
+  return openBeneath(parent.number(), name, kPathOnly, 0, error);
+}
+
+}  // namespace
+
+ConfinedFileSystemOps::Root::Root(std::u16string const& path)
+    : text_(withoutTrailingSlashes(toUTF8String(path))),
+      folder_(openRoot(path)),
+      modeOfNewFiles_(0666 & ~currentUmask()) {}
+
+std::string ConfinedFileSystemOps::Root::relative(std::u16string const& path, error_code& error) const {
+  std::string native;
+  error = toNativePath(path, native) ? error_code() : posixError(EINVAL);
+  if (error) return {};
+  bool const isBeneath = native.starts_with(text_) && (native.size() == text_.size() || native[text_.size()] == '/');
+  auto const segments = segmentsOf(isBeneath ? std::string_view(native).substr(text_.size()) : "..");
+  for (std::string_view const segment : segments)
+    if (segment == "..") error = posixError(EPERM);
+  return join(segments);
+}
+
+FileDescriptor ConfinedFileSystemOps::Root::open(std::u16string const& path, int flags, error_code& error) const {
+  std::string const below = relative(path, error);
+  return error ? FileDescriptor() : openBeneath(folder_.number(), below, flags, 0, error);
+}
+
+FolderOpener ConfinedFileSystemOps::Root::opener() const {
+  return [this](std::u16string const& path, error_code& error) { return open(path, O_RDONLY | O_DIRECTORY, error); };
+}
+
+Place ConfinedFileSystemOps::Root::placeOf(std::u16string const& path, error_code& error) const {
+  auto [folder, name] = splitLast(relative(path, error));
+  if (error) return {};
+  return {openBeneath(folder_.number(), folder, kPathOnly, 0, error), std::move(name)};
+}
+
+void ConfinedFileSystemOps::Root::makeFolders(std::u16string const& path, error_code& error) const {
+  std::string const below = relative(path, error);
+  if (!error) openMakingFolders(folder_.number(), below, error);
+}
+
+/// Behind a ".." the text alone tells where one is only if no link led there: the link's own folder was
+/// reached without any, and what the target goes down to is looked at before it goes up.
+bool ConfinedFileSystemOps::Root::staysBeneath(std::u16string const& linkPath, std::u16string const& target) const {
+  error_code error;
+  std::string const link = relative(linkPath, error), text = toUTF8String(target);
+  bool const isAbsolute = text.starts_with('/');
+  bool const beginsWithRoot = text.starts_with(text_) && (text.size() == text_.size() || text[text_.size()] == '/');
+  if (error || (isAbsolute && !beginsWithRoot)) return false;
+
+  std::string const from = isAbsolute ? "." : splitLast(link).first;
+  std::vector<std::string_view> place = segmentsOf(from);
+  std::size_t walked = place.size();  // of these it is known that none is a link
+  for (std::string_view const step : segmentsOf(std::string_view(text).substr(isAbsolute ? text_.size() : 0))) {
+    if (step != "..") {
+      place.push_back(step);
+      continue;
+    }
+    if (place.empty() || (place.size() > walked && !isFolder(join(place)))) return false;
+    place.pop_back();
+    walked = place.size();
+  }
+  return true;
+}
+
+bool ConfinedFileSystemOps::Root::isFolder(std::string const& relative) const {
+  error_code error;
+  return openBeneath(folder_.number(), relative, kPathOnly, 0, error).isOpen();
+}
+
+}  // namespace opc

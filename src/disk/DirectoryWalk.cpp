@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "disk/DirectoryWalk.hpp"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "opc/Strings.hpp"
+#include "text/Unicode.hpp"
+
+namespace opc {
+namespace {
+
+struct DirectoryCloser {
+  void operator()(DIR* directory) const { ::closedir(directory); }
+};
+using Directory = std::unique_ptr<DIR, DirectoryCloser>;
+
+Directory openDirectory(std::u16string const& path, FolderOpener const& open, boost::system::error_code& error) {
+  FileDescriptor file = open(path, error);
+  if (error) return nullptr;
+  Directory directory(::fdopendir(file.number()));
+  if (directory)
+    file.release();
+  else
+    error = lastPosixError();
+  return directory;
+}
+
+// Not every file system tells the type together with the name.
+unsigned char typeOf(DIR& directory, dirent const& entry, boost::system::error_code& error) {
+  if (entry.d_type != DT_UNKNOWN) return entry.d_type;
+  struct stat status;
+  if (::fstatat(::dirfd(&directory), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0)
+    return static_cast<unsigned char>(IFTODT(status.st_mode));
+  error = lastPosixError();
+  return DT_UNKNOWN;
+}
+
+bool isDots(std::string_view name) { return name == "." || name == ".."; }
+
+// The front of every path in `folder`: exactly one separator stands between it and a name.
+std::u16string prefixOf(std::u16string const& folder) { return folder.ends_with(u'/') ? folder : folder + u'/'; }
+
+std::u16string pathIn(std::u16string const& prefix, std::string_view name) {
+  std::u16string path = prefix;
+  if (unicode::appendUTF16(path, name) != name.size())
+    throw InvalidText(
+        "File name is not valid UTF-8: " + toUDEString(escapeForDisplay(prefix)) + unicode::escapeBytes(name),
+        posixError(EILSEQ));
+  return path;
+}
+
+class Walk {
+ public:
+  Walk(WalkFor wanted, bool recursive, FolderOpener const& open)
+      : wanted_(wanted), recursive_(recursive), open_(open) {}
+
+  void run(std::u16string const& root, boost::system::error_code& error);
+  std::vector<std::u16string> takeFound() { return std::move(found_); }
+
+ private:
+  void visit(std::u16string const& folder, boost::system::error_code& error);
+  void meet(std::u16string const& prefix, std::string_view name, unsigned char type);
+
+  WalkFor wanted_;
+  bool recursive_;
+  FolderOpener const& open_;
+  std::vector<std::u16string> found_;
+  std::vector<std::u16string> pending_;  // folders not yet visited
+};
+
+void Walk::run(std::u16string const& root, boost::system::error_code& error) {
+  visit(root, error);
+  while (!pending_.empty() && !error) {
+    std::u16string const folder = std::move(pending_.back());
+    pending_.pop_back();
+    visit(folder, error);
+  }
+}
+
+void Walk::visit(std::u16string const& folder, boost::system::error_code& error) {
+  Directory const directory = openDirectory(folder, open_, error);
+  std::u16string const prefix = prefixOf(folder);
+  while (!error) {
+    errno = 0;
+    dirent const* const entry = ::readdir(directory.get());
+    if (!entry) {
+      error = lastPosixError();  // none at the end of the directory
+      return;
+    }
+    if (isDots(entry->d_name)) continue;
+    unsigned char const type = typeOf(*directory, *entry, error);
+    if (!error) meet(prefix, entry->d_name, type);
+  }
+}
+
+void Walk::meet(std::u16string const& prefix, std::string_view name, unsigned char type) {
+  bool const isFolder = type == DT_DIR;
+  bool const isFound = wanted_ == WalkFor::Folders ? isFolder : type == DT_REG || type == DT_LNK;
+  bool const isPending = isFolder && recursive_;
+  if (!isFound && !isPending) return;
+  std::u16string path = pathIn(prefix, name);
+  if (isPending) pending_.push_back(path);
+  if (isFound) found_.push_back(std::move(path));
+}
+
+}  // namespace
+
+std::vector<std::u16string> walkDirectory(std::u16string const& root, WalkFor wanted, bool recursive,
+                                          boost::system::error_code& error, FolderOpener const& open) {
+  Walk walk(wanted, recursive, open);
+  walk.run(root, error);
+  if (error) return {};
+  std::vector<std::u16string> found = walk.takeFound();
+  std::size_t const shared = root.size();  // all paths begin alike
+  std::sort(found.begin(), found.end(), [shared](std::u16string const& a, std::u16string const& b) {
+    return a.compare(shared, std::u16string::npos, b, shared) < 0;
+  });
+  return found;
+}
+
+}  // namespace opc

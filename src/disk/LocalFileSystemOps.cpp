@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "disk/DirectoryWalk.hpp"
+#include "disk/LinkTarget.hpp"
+#include "disk/NativePath.hpp"
+#include "io/FileStreams.hpp"
+#include "opc/FileSystemOps.hpp"
+
+namespace opc {
+namespace {
+
+constexpr mode_t kNewFolderMode = 0777;  // less the umask
+
+// The type bits of what the path itself names; 0 where nothing is to be found.
+mode_t typeOf(std::u16string const& path) {
+  struct stat status;
+  boost::system::error_code error;
+  bool const found = callOnPath(path, error, [&](char const* native) { return ::lstat(native, &status); });
+  return found ? status.st_mode & S_IFMT : 0;
+}
+
+bool isDirectory(char const* path) {
+  struct stat status;
+  return ::stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// As mkdir, but content with a directory that is already there.
+int ensureFolder(char const* path) {
+  if (::mkdir(path, kNewFolderMode) == 0) return 0;
+  int const reason = errno;
+  if (reason == ENOENT) return -1;
+  if (isDirectory(path)) return 0;
+  errno = reason == EEXIST ? ENOTDIR : reason;
+  return -1;
+}
+
+// From the end of the path upwards until a folder can be made, then down again.
+int ensureFolders(std::string const& path) {
+  std::vector<std::string> missing;
+  std::string current = path;
+  while (ensureFolder(current.c_str()) != 0) {
+    if (errno != ENOENT) return -1;
+    std::size_t const last = current.find_last_not_of('/');
+    std::size_t const slash = last == std::string::npos ? last : current.rfind('/', last);
+    if (slash == std::string::npos || slash == 0) return -1;
+    missing.push_back(current);
+    current.resize(slash);
+  }
+  bool const made = std::all_of(missing.rbegin(), missing.rend(),
+                                [](std::string const& folder) { return ensureFolder(folder.c_str()) == 0; });
+  return made ? 0 : -1;
+}
+
+FileDescriptor openFile(std::u16string const& path, int flags, boost::system::error_code& error) {
+  FileDescriptor file;
+  std::string native;
+  if (toNativePath(path, native))
+    file = FileDescriptor::open(native.c_str(), flags, error);
+  else
+    error = posixError(EINVAL);
+  return file;
+}
+
+/// A link at the root itself is followed; what is beneath could have become one in the meantime.
+FolderOpener openerBelow(std::u16string const& root) {
+  return [&root](std::u16string const& path, boost::system::error_code& error) {
+    return openFile(path, O_RDONLY | O_DIRECTORY | (path == root ? 0 : O_NOFOLLOW), error);
+  };
+}
+
+bool leadsToSocket(std::u16string const& path) {
+  struct stat status;
+  boost::system::error_code error;
+  return callOnPath(path, error, [&](char const* native) { return ::stat(native, &status); }) &&
+         S_ISSOCK(status.st_mode);
+}
+
+}  // namespace
+
+bool LocalFileSystemOps::exists(std::u16string const& path, boost::system::error_code& error) {
+  struct stat status;
+  bool const found = callOnPath(path, error, [&](char const* native) { return ::lstat(native, &status); });
+  if (error == posixError(ENOENT) || error == posixError(ENOTDIR)) error.clear();
+  return found;
+}
+
+bool LocalFileSystemOps::isFile(std::u16string const& path) { return typeOf(path) == S_IFREG; }
+
+bool LocalFileSystemOps::isSymlink(std::u16string const& path) { return typeOf(path) == S_IFLNK; }
+
+void LocalFileSystemOps::getFiles(std::u16string const& root, std::vector<std::u16string>& files, bool recursive,
+                                  boost::system::error_code& error) {
+  files = walkDirectory(root, WalkFor::FilesAndLinks, recursive, error, openerBelow(root));
+}
+
+void LocalFileSystemOps::getFolders(std::u16string const& root, std::vector<std::u16string>& folders, bool recursive,
+                                    boost::system::error_code& error) {
+  folders = walkDirectory(root, WalkFor::Folders, recursive, error, openerBelow(root));
+}
+
+void LocalFileSystemOps::createFolder(std::u16string const& path, boost::system::error_code& error) {
+  callOnPath(path, error, [](char const* native) { return ::mkdir(native, kNewFolderMode); });
+}
+
+void LocalFileSystemOps::createFolders(std::u16string const& path, boost::system::error_code& error) {
+  callOnPath(path, error, [](char const* native) { return ensureFolders(native); });
+}
+
+void LocalFileSystemOps::createSymlink(std::u16string const& target, std::u16string const& linkPath,
+                                       boost::system::error_code& error) {
+  std::string content;
+  if (toNativePath(target, content))
+    callOnPath(linkPath, error, [&](char const* native) { return ::symlink(content.c_str(), native); });
+  else
+    error = posixError(EINVAL);
+}
+
+std::u16string LocalFileSystemOps::getLinkTarget(std::u16string const& path) {
+  std::string native;
+  if (!toNativePath(path, native)) throwCouldNotReadLink(path, posixError(EINVAL));
+  return readLink(AT_FDCWD, native.c_str(), path);
+}
+
+std::unique_ptr<std::istream> LocalFileSystemOps::createInputStream(std::u16string const& path, std::ios::openmode mode,
+                                                                    boost::system::error_code& error) {
+  if (!isReadingMode(mode, error)) return nullptr;
+  FileDescriptor file = openFile(path, O_RDONLY | O_NONBLOCK, error);  // a fifo would wait for its writer
+  if (error == posixError(ENXIO) && leadsToSocket(path)) error = posixError(EINVAL);
+  return error ? nullptr : makeInputStream(std::move(file), path, error);
+}
+
+std::unique_ptr<FileOutputStream> LocalFileSystemOps::createOutputStream(std::u16string const& path,
+                                                                         std::ios::openmode mode,
+                                                                         boost::system::error_code& error) {
+  if (!isWritingMode(mode, error)) return nullptr;
+  FileDescriptor file = openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, error);
+  if (error) return nullptr;
+  return std::make_unique<LocalFileOutputStream>(std::move(file));
+}
+
+}  // namespace opc

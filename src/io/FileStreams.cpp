@@ -1,0 +1,192 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "io/FileStreams.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "opc/Strings.hpp"
+
+namespace opc {
+namespace {
+
+constexpr std::size_t kOutputCapacity = 65'536;
+constexpr std::size_t kSmallestBuffer = 4'096;
+constexpr std::size_t kLargestBuffer = 65'536;
+
+int whenceOf(std::ios_base::seekdir direction) {
+  if (direction == std::ios_base::beg) return SEEK_SET;
+  return direction == std::ios_base::cur ? SEEK_CUR : SEEK_END;
+}
+
+// The buffer is no larger than the file needs: a tree can hold many files of a few bytes.
+std::size_t bufferSizeFor(struct stat const& status) {
+  if (!S_ISREG(status.st_mode)) return kLargestBuffer;
+  auto const size = static_cast<std::size_t>(status.st_size);
+  return std::clamp(size, kSmallestBuffer, kLargestBuffer);
+}
+
+// Only what has content of its own: regular files and devices, which are read as if opened to wait.
+boost::system::error_code checkReadable(int file, struct stat& status) {
+  if (::fstat(file, &status) != 0) return lastPosixError();
+  if (S_ISDIR(status.st_mode)) return posixError(EISDIR);
+  if (S_ISREG(status.st_mode)) return {};  // whose reads never wait for anybody
+  if (!S_ISCHR(status.st_mode) && !S_ISBLK(status.st_mode)) return posixError(EINVAL);
+  int const flags = ::fcntl(file, F_GETFL);
+  if (flags < 0 || ::fcntl(file, F_SETFL, flags & ~O_NONBLOCK) < 0) return lastPosixError();
+  return {};
+}
+
+bool accept(bool isWrong, boost::system::error_code& error) {
+  error = isWrong ? posixError(EINVAL) : boost::system::error_code();
+  return !isWrong;
+}
+
+}  // namespace
+
+std::size_t FileInputBuffer::readFile(char* to, std::size_t count) {
+  boost::system::error_code error;
+  std::size_t const got = file_.read(to, count, error);
+  if (error)
+    throw StreamError("Could not read from file: " + toUDEString(escapeForDisplay(path_)) + ": " + error.message(),
+                      error);
+  return got;
+}
+
+FileInputBuffer::int_type FileInputBuffer::underflow() {
+  if (gptr() == egptr()) {
+    if (!buffer_) buffer_ = std::make_unique_for_overwrite<char[]>(capacity_);
+    std::size_t const got = readFile(buffer_.get(), capacity_);
+    setg(buffer_.get(), buffer_.get(), buffer_.get() + got);
+    if (got == 0) return traits_type::eof();
+  }
+  return traits_type::to_int_type(*gptr());
+}
+
+// What is as large as the buffer goes straight to the reader's memory.
+std::streamsize FileInputBuffer::xsgetn(char_type* to, std::streamsize count) {
+  std::streamsize done = 0;
+  while (done < count) {
+    std::streamsize const buffered = std::min<std::streamsize>(egptr() - gptr(), count - done);
+    if (buffered > 0) {
+      std::memcpy(to + done, gptr(), static_cast<std::size_t>(buffered));
+      setg(eback(), gptr() + buffered, egptr());
+      done += buffered;
+    } else if (static_cast<std::size_t>(count - done) >= capacity_) {
+      std::size_t const got = readFile(to + done, static_cast<std::size_t>(count - done));
+      if (got == 0) break;
+      done += static_cast<std::streamsize>(got);
+    } else if (traits_type::eq_int_type(underflow(), traits_type::eof())) {
+      break;
+    }
+  }
+  return done;
+}
+
+FileInputBuffer::pos_type FileInputBuffer::seekoff(off_type offset, std::ios_base::seekdir direction,
+                                                   std::ios_base::openmode which) {
+  pos_type const failed(off_type(-1));
+  if (!(which & std::ios_base::in)) return failed;
+  off_type const buffered = egptr() - gptr();  // the file stands this much ahead of the reader
+  if (direction == std::ios_base::cur && offset == 0) {
+    off_type const position = ::lseek(file_.number(), 0, SEEK_CUR);
+    return position < 0 ? failed : pos_type(position - buffered);
+  }
+  if (direction == std::ios_base::cur) offset -= buffered;
+  off_type const position = ::lseek(file_.number(), offset, whenceOf(direction));
+  if (position < 0) return failed;
+  setg(buffer_.get(), buffer_.get(), buffer_.get());
+  return pos_type(position);
+}
+
+FileInputBuffer::pos_type FileInputBuffer::seekpos(pos_type position, std::ios_base::openmode which) {
+  return seekoff(off_type(position), std::ios_base::beg, which);
+}
+
+FileInputStream::FileInputStream(FileDescriptor file, std::u16string path, std::size_t capacity)
+    : std::istream(nullptr), buffer_(std::move(file), std::move(path), capacity) {
+  rdbuf(&buffer_);
+  exceptions(std::ios_base::badbit);
+}
+
+// Best effort for who never asks: the one way to learn of an error is commit().
+FileOutputBuffer::~FileOutputBuffer() {
+  if (file_.isOpen()) flushBuffer();
+}
+
+boost::system::error_code FileOutputBuffer::commit() {
+  if (!file_.isOpen()) return firstError_;
+  flushBuffer();
+  boost::system::error_code closing;
+  file_.close(closing);
+  if (!firstError_) firstError_ = closing;
+  setp(nullptr, nullptr);  // what is written from now on fails instead of waiting here for ever
+  return firstError_;
+}
+
+// After an error nothing more is written: bytes behind a gap would pass for content.
+bool FileOutputBuffer::writeFile(char const* data, std::size_t count) {
+  if (!firstError_) file_.writeAll(data, count, firstError_);
+  return !firstError_;
+}
+
+bool FileOutputBuffer::flushBuffer() {
+  auto const count = static_cast<std::size_t>(pptr() - pbase());
+  if (count > 0 && !writeFile(pbase(), count)) return false;
+  setp(buffer_.get(), buffer_ ? buffer_.get() + kOutputCapacity : nullptr);
+  return !firstError_;
+}
+
+FileOutputBuffer::int_type FileOutputBuffer::overflow(int_type next) {
+  if (!file_.isOpen()) return traits_type::eof();
+  if (!buffer_) buffer_ = std::make_unique_for_overwrite<char[]>(kOutputCapacity);
+  if (!flushBuffer()) return traits_type::eof();
+  if (traits_type::eq_int_type(next, traits_type::eof())) return traits_type::not_eof(next);
+  return sputc(traits_type::to_char_type(next));
+}
+
+// What is as large as the buffer goes straight to the file.
+std::streamsize FileOutputBuffer::xsputn(char_type const* from, std::streamsize count) {
+  auto const size = static_cast<std::size_t>(count);
+  if (size > static_cast<std::size_t>(epptr() - pptr())) {
+    if (traits_type::eq_int_type(overflow(traits_type::eof()), traits_type::eof())) return 0;
+    if (size >= kOutputCapacity) return writeFile(from, size) ? count : 0;
+  }
+  if (size > 0) std::memcpy(pptr(), from, size);
+  pbump(static_cast<int>(size));
+  return count;
+}
+
+int FileOutputBuffer::sync() { return !file_.isOpen() || flushBuffer() ? 0 : -1; }
+
+bool isReadingMode(std::ios::openmode mode, boost::system::error_code& error) {
+  return accept(static_cast<bool>(mode & (std::ios::out | std::ios::app | std::ios::trunc | std::ios::ate)), error);
+}
+
+bool isWritingMode(std::ios::openmode mode, boost::system::error_code& error) {
+  return accept(static_cast<bool>(mode & (std::ios::in | std::ios::app | std::ios::ate)),
+                error);  // these would keep what the file holds
+}
+
+std::unique_ptr<FileInputStream> makeInputStream(FileDescriptor file, std::u16string const& path,
+                                                 boost::system::error_code& error) {
+  struct stat status;
+  error = checkReadable(file.number(), status);
+  if (error) return nullptr;
+  return std::make_unique<FileInputStream>(std::move(file), path, bufferSizeFor(status));
+}
+
+LocalFileOutputStream::LocalFileOutputStream(FileDescriptor file)
+    : FileOutputStream(nullptr), buffer_(std::move(file)) {
+  rdbuf(&buffer_);
+}
+
+void LocalFileOutputStream::commit(boost::system::error_code& error) {
+  error = buffer_.commit();
+  if (!error && bad()) error = posixError(EIO);  // something other than the file failed, such as memory
+}
+
+}  // namespace opc

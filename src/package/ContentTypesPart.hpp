@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "opc/Streams.hpp"
+#include "package/PackageState.hpp"
+#include "xml/XmlStreamReader.hpp"
+
+/// The content types stream (ECMA-376-2, 10.1.2): a default for each extension, overrides by part name.
+namespace opc::model::detail {
+
+struct ContentTypes {
+  struct Override {
+    MediaType const* type;
+    bool isUsed = false;  // by a part
+  };
+
+  std::map<std::string, MediaType const*> defaults;  // by extension in lower case
+  std::map<std::string, Override, NameLess> overrides;
+
+  /// The type of an item under a valid part name, or null. An override, once asked for, counts as used
+  /// when its text is a media type.
+  MediaType const* typeOf(std::string_view name);
+};
+
+/// Takes so many defaults and overrides at the most. Throws what the reader throws; the faults of content types are
+/// InvalidXMLDocument too.
+ContentTypes readContentTypes(XmlStreamReader& reader, InputStream& input, std::uint64_t maximum, MediaTypePool& types);
+
+/// The defaults to be written: those that the package has, and one for each further extension, which is the
+/// most frequent type of its parts.
+std::map<std::string, MediaType const*> defaultsFor(PackageState const& state);
+
+/// Does not close the stream.
+void writeContentTypes(PackageState const& state, std::map<std::string, MediaType const*> const& defaults,
+                       OutputStream& output);
+
+}  // namespace opc::model::detail

@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "opc/Time.hpp"
+#include "opc/model/Exceptions.hpp"
+#include "package/CorePropertiesPart.hpp"
+#include "package/CorePropertiesXml.hpp"
+#include "package/Messages.hpp"
+#include "package/W3CDateTime.hpp"
+#include "xml/XercesGuard.hpp"
+
+namespace opc::model::detail {
+namespace {
+
+using xercesc::DOMElement;
+using xercesc::DOMNode;
+
+constexpr std::u16string_view kBlanks = u" \t\r\n";
+
+std::u16string_view viewOf(XMLCh const* text) { return text ? std::u16string_view(text) : std::u16string_view(); }
+
+bool isText(DOMNode const& node) {
+  return node.getNodeType() == DOMNode::TEXT_NODE || node.getNodeType() == DOMNode::CDATA_SECTION_NODE;
+}
+
+bool isBlank(std::u16string_view text) { return text.find_first_not_of(kBlanks) == std::u16string_view::npos; }
+
+std::u16string trimmed(std::u16string const& text) {
+  std::size_t const begin = text.find_first_not_of(kBlanks);
+  if (begin == std::u16string::npos) return {};
+  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+}
+
+std::u16string languageOf(DOMElement const& element) {
+  return std::u16string(viewOf(element.getAttributeNS(kXmlNamespace, u"lang")));
+}
+
+/// What an element may bear besides namespace declarations.
+enum class Allowed { Nothing, Type, Language };
+
+class Reader {
+ public:
+  explicit Reader(PartName const& part) : part_(part) {}
+
+  CoreProperties read(InputStream& input) {
+    XercesGuard const guard;
+    std::unique_ptr<xercesc::DOMLSParser, ReleaseDom> const parser(XercesHelper::createParser());
+    DomDocumentOwner document;
+    try {
+      document.reset(
+          XercesHelper::readDocumentFromStream(parser.get(), input, false, kCoreNamespace, u"coreProperties"));
+    } catch (InvalidXMLDocument const& error) {
+      fail(error.what());
+    }
+    DOMElement const& root = *document->getDocumentElement();
+    requireAttributes(root, Allowed::Nothing);
+    requireNoText(root);
+    for (DOMElement* child = root.getFirstElementChild(); child; child = child->getNextElementSibling())
+      readProperty(*child);
+    return std::move(properties_);
+  }
+
+ private:
+  [[noreturn]] void fail(std::string const& fault) const {
+    throw InvalidPartContent(messages::invalidPartContent(part_.toString(), fault));
+  }
+
+  [[noreturn]] void failAt(std::string const& fault, DOMElement const& element) const {
+    fail(fault + ": " + messages::shown(viewOf(element.getNodeName())));
+  }
+
+  void requireAttributes(DOMElement const& element, Allowed allowed) const {
+    if (viewOf(element.getNamespaceURI()) == kCompatibilityNamespace)
+      failAt("Markup compatibility is not allowed", element);
+    auto const* const attributes = element.getAttributes();
+    for (XMLSize_t i = 0; i < attributes->getLength(); ++i) requireAttribute(*attributes->item(i), element, allowed);
+  }
+
+  void requireAttribute(DOMNode const& attribute, DOMElement const& element, Allowed allowed) const {
+    std::u16string_view const uri = viewOf(attribute.getNamespaceURI());
+    std::u16string_view const name = viewOf(attribute.getLocalName());
+    bool const isDeclaration = uri == kDeclarationNamespace;
+    if (uri == kCompatibilityNamespace ||
+        (isDeclaration && viewOf(attribute.getNodeValue()) == kCompatibilityNamespace))
+      failAt("Markup compatibility is not allowed", element);
+    bool const isType = allowed == Allowed::Type && uri == kInstanceNamespace && name == u"type";
+    bool const isLanguage = allowed == Allowed::Language && uri == kXmlNamespace && name == u"lang";
+    if (!isDeclaration && !isType && !isLanguage)
+      failAt("Unexpected attribute " + messages::shown(viewOf(attribute.getNodeName())), element);
+  }
+
+  void requireNoText(DOMElement const& element) const {
+    for (DOMNode* node = element.getFirstChild(); node; node = node->getNextSibling())
+      if (isText(*node) && !isBlank(viewOf(node->getNodeValue()))) failAt("Unexpected text", element);
+  }
+
+  std::u16string textOf(DOMElement const& element) const {
+    if (element.getFirstElementChild()) failAt("Unexpected element", *element.getFirstElementChild());
+    std::u16string text;
+    XercesHelper::getElementText(&element, text);
+    return text;
+  }
+
+  void readProperty(DOMElement const& element) {
+    std::u16string_view const uri = viewOf(element.getNamespaceURI()), name = viewOf(element.getLocalName());
+    auto const isIt = [&](auto const& property) {
+      return uri == property.namespaceURI && name == localName(property.qualifiedName);
+    };
+    if (!seen_.emplace(uri, name).second) failAt("Repeated element", element);
+    for (TextProperty const& property : kTextProperties)
+      if (isIt(property)) return readText(element, property);
+    for (TimeProperty const& property : kTimeProperties)
+      if (isIt(property)) return readTime(element, property);
+    if (uri != kCoreNamespace || name != u"keywords") failAt("Unexpected element", element);
+    readKeywords(element);
+  }
+
+  void readText(DOMElement const& element, TextProperty const& property) {
+    requireAttributes(element, Allowed::Nothing);
+    (properties_.*property.set)(textOf(element));
+  }
+
+  void readTime(DOMElement const& element, TimeProperty const& property) {
+    requireAttributes(element, property.isTyped ? Allowed::Type : Allowed::Nothing);
+    if (property.isTyped && !isW3CDTF(element)) failAt("xsi:type must be dcterms:W3CDTF", element);
+    std::u16string const text = trimmed(textOf(element));
+    auto const time = property.isTyped ? parseW3CDateTime(text) : convertStringToTime(text);
+    if (time.is_special()) failAt("Invalid time \"" + messages::shown(text) + "\"", element);
+    (properties_.*property.set)(time);
+  }
+
+  static bool isW3CDTF(DOMElement const& element) {
+    std::u16string const type = trimmed(std::u16string(viewOf(element.getAttributeNS(kInstanceNamespace, u"type"))));
+    if (localName(type) != u"W3CDTF") return false;
+    std::size_t const colon = type.find(u':');
+    std::u16string const prefix = colon == std::u16string::npos ? std::u16string() : type.substr(0, colon);
+    return viewOf(element.lookupNamespaceURI(prefix.empty() ? nullptr : prefix.c_str())) == kTermsNamespace;
+  }
+
+  /// Text and value elements may be mixed; each text between them is a keyword.
+  void readKeywords(DOMElement const& element) {
+    requireAttributes(element, Allowed::Language);
+    std::vector<CoreProperties::Keyword> keywords;
+    std::u16string text;
+    auto const endText = [&] {
+      if (!isBlank(text)) keywords.emplace_back(text, languageOf(element));
+      text.clear();
+    };
+    for (DOMNode* node = element.getFirstChild(); node; node = node->getNextSibling()) {
+      if (isText(*node)) text += viewOf(node->getNodeValue());
+      if (node->getNodeType() != DOMNode::ELEMENT_NODE) continue;
+      endText();
+      keywords.push_back(readKeyword(static_cast<DOMElement const&>(*node), languageOf(element)));
+    }
+    endText();
+    properties_.setKeywords(keywords);
+  }
+
+  CoreProperties::Keyword readKeyword(DOMElement const& element, std::u16string const& language) const {
+    if (viewOf(element.getNamespaceURI()) != kCoreNamespace || viewOf(element.getLocalName()) != u"value")
+      failAt("Unexpected element", element);
+    requireAttributes(element, Allowed::Language);
+    return {textOf(element), element.hasAttributeNS(kXmlNamespace, u"lang") ? languageOf(element) : language};
+  }
+
+  PartName const& part_;
+  CoreProperties properties_;
+  std::set<std::pair<std::u16string, std::u16string>> seen_;
+};
+
+}  // namespace
+
+CoreProperties readCoreProperties(InputStream& input, PartName const& part) { return Reader(part).read(input); }
+
+}  // namespace opc::model::detail

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "xml/XmlStreamReader.hpp"
+
+namespace opc::model::detail {
+
+/// Hands on what a document says to a reader that understands one namespace, as ECMA-376-3, 10 has it:
+/// what is ignorable is left out (10.1.1) but for content that is to be processed (10.1.2), of alternate
+/// content the first choice that is understood stays (10.2), and what must be understood and is not refuses
+/// the document (10.1.4). For one document; its faults are thrown as XmlContentFault.
+class MarkupCompatibility final : public XmlContentHandler {
+ public:
+  /// Both arguments are kept by reference.
+  MarkupCompatibility(XmlContentHandler& reader, std::u16string_view understood)
+      : reader_(reader), understood_(understood) {}
+
+  void namespaceDeclared(std::u16string_view prefix, std::u16string_view namespaceURI) override;
+  void startElement(std::u16string_view namespaceURI, std::u16string_view localName,
+                    XmlAttributes const& attributes) override;
+  void endElement(std::u16string_view namespaceURI, std::u16string_view localName) override;
+  void characters(std::u16string_view text) override;
+
+ private:
+  /// What becomes of an element: it is handed on, its content alone is, or it holds alternate content.
+  enum class Fate { HandedOn, Unwrapped, Alternatives };
+
+  struct Element {
+    Fate fate;
+    std::size_t declared, ignorable, processed;  // how many there were outside it
+    bool hasChoice = false, isDecided = false, hasFallback = false;
+  };
+
+  bool isUnderstood(std::u16string_view namespaceURI) const;
+  bool isIgnored(std::u16string_view namespaceURI) const;
+  bool isProcessed(std::u16string_view namespaceURI, std::u16string_view localName) const;
+  std::u16string const& namespaceOf(std::u16string_view prefix) const;
+  bool areUnderstood(std::u16string_view prefixes) const;
+
+  void open();
+  void close();
+  void skip();
+  void takeRules(XmlAttributes const& attributes);
+  void takeIgnorable(std::u16string_view prefix);
+  void takeProcessed(std::u16string_view name);
+  void requireUnderstood(XmlAttributes const& attributes) const;
+  void requireNoOthers(std::u16string_view element, XmlAttributes const& attributes, std::u16string_view allowed) const;
+  void startOwn(std::u16string_view name, XmlAttributes const& attributes, Element* alternatives);
+  void startChoice(XmlAttributes const& attributes, Element& alternatives);
+  void startFallback(XmlAttributes const& attributes, Element& alternatives);
+  void decide(bool isChosen, XmlAttributes const& attributes, Element& alternatives);
+  void handOn(std::u16string_view namespaceURI, std::u16string_view localName, XmlAttributes const& attributes);
+
+  XmlContentHandler& reader_;
+  std::u16string_view understood_;
+  std::vector<Element> elements_;  // that are open, the skipped ones excepted
+  std::size_t skipped_ = 0;        // depth within one that is
+  std::size_t handedOn_ = 0;       // how many of the open ones
+  bool hasRoot_ = false;
+
+  // What holds at present, and in which order it came to hold, so that it can be taken back. Sets, since a
+  // document of a few megabytes can declare and list hundreds of thousands of names.
+  using Declarations = std::map<std::u16string, std::vector<std::u16string>, std::less<>>;
+  Declarations declarations_;  // by prefix, the innermost last
+  std::vector<Declarations::iterator> declared_;
+  std::size_t outerDeclared_ = 0;  // without those of the next element
+  std::set<std::u16string, std::less<>> ignorable_;
+  std::vector<std::set<std::u16string, std::less<>>::iterator> ignorableOrder_;
+  using Name = std::pair<std::u16string_view, std::u16string>;  // its namespace stands in ignorable_
+  std::set<Name> processed_;                                    // "*" for all of the namespace
+  std::vector<std::set<Name>::iterator> processedOrder_;
+};
+
+}  // namespace opc::model::detail

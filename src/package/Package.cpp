@@ -1,0 +1,285 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opc/model/Package.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <filesystem>
+#include <string_view>
+#include <utility>
+
+#include "container/AtomicFile.hpp"
+#include "container/ZipErrors.hpp"
+#include "opc/Strings.hpp"
+#include "opc/model/Exceptions.hpp"
+#include "package/ManagerRegistry.hpp"
+#include "package/Messages.hpp"
+#include "package/PackageReader.hpp"
+#include "package/PackageState.hpp"
+#include "package/PackageWriter.hpp"
+#include "package/PartNameRules.hpp"
+
+namespace opc::model {
+namespace {
+
+using detail::PackageState;
+using zip::AtomicFile;
+
+/// Absolute, so that the package stays where it is when the working directory changes.
+std::string absolutePath(std::u16string const& path) {
+  std::string const text = toUTF8String(path);
+  std::error_code error;
+  auto const absolute = std::filesystem::absolute(text, error);
+  return error || text.empty() ? text : absolute.string();
+}
+
+/// A path that the system would cut off at a NUL.
+bool isCutOff(std::u16string const& path) { return path.find(u'\0') != std::u16string::npos; }
+
+void requireNothingAt(std::string const& path) {
+  std::error_code ignored;  // what cannot be looked at shows when it is written
+  if (std::filesystem::exists(std::filesystem::symlink_status(path, ignored))) throw zip::couldNotSave(path, EEXIST);
+}
+
+std::shared_ptr<PackageState> openState(std::shared_ptr<zip::RandomAccessBytes const> bytes, std::string path,
+                                        AccessMode mode, OpenOptions const& options) {
+  auto state = std::make_shared<PackageState>();
+  if (!path.empty()) state->bind(std::move(path));
+  state->isReadOnly = mode == AccessMode::ReadOnly;
+  state->maximumWholePartBytes = options.maximumWholePartBytes;
+  try {
+    state->archive = zip::Archive::open(std::move(bytes), options.maximumItems);
+    detail::PackageReader(*state, options).read();
+  } catch (InvalidPackage const& error) {
+    throw InvalidPackage(detail::messages::invalidPackage(state->path, error.what()));
+  }
+  return state;
+}
+
+/// Relationships, core properties and signatures, whose types the standard defines, have no parameters.
+void requireNoParametersOfOwnTypes(ContentType const& type) {
+  constexpr std::u16string_view kOwn = u"vnd.openxmlformats-package.";
+  if (type.getParameters().empty()) return;
+  std::u16string_view const subType = type.getSubType();
+  if (caselessCompare(type.getType(), u"application") && caselessCompare(subType.substr(0, kOwn.size()), kOwn))
+    throw InvalidContentType(detail::messages::parametersNotAllowed(type.toString()));
+}
+
+zip::Effort effortOf(CompressionLevel level) {
+  switch (level) {
+    case CompressionLevel::Fast:
+      return zip::Effort::Fast;
+    case CompressionLevel::Small:
+      return zip::Effort::Small;
+    case CompressionLevel::Default:
+      break;
+  }
+  return zip::Effort::Default;
+}
+
+/// Has the package save one thing at a time: a manager that saves the package would never end.
+class SavingGuard {
+ public:
+  explicit SavingGuard(PackageState& state) : state_(state) {
+    if (state_.isSaving) throw InvalidState(detail::messages::kBeingSaved);
+    state_.isSaving = true;
+  }
+  ~SavingGuard() { state_.isSaving = false; }
+  SavingGuard(SavingGuard const&) = delete;
+  SavingGuard& operator=(SavingGuard const&) = delete;
+
+ private:
+  PackageState& state_;
+};
+
+/// All data of the managers is in the parts, and no part is being written.
+void gather(PackageState& state) {
+  state.requireNoOpenWrites();
+  state.managers->saveAll();
+  state.requireNoOpenWrites();
+}
+
+/// Goes over to what was just written. When it cannot be opened, the old archive and the spool, which are
+/// still there, serve as well, so that the save has not failed.
+template <typename OpenBytes>
+void adoptWritten(detail::PackageWriter& writer, OpenBytes const& openBytes) {
+  try {
+    writer.adopt(zip::Archive::open(openBytes()));
+  } catch (std::exception const&) {
+    return;
+  }
+}
+
+AtomicFile::Rules rulesFor(Existing existing) {
+  return {.target = existing == Existing::Refuse ? AtomicFile::Target::MustNotExist : AtomicFile::Target::MayExist};
+}
+
+AtomicFile::Rules rulesOf(PackageState const& state) {
+  AtomicFile::Rules rules = rulesFor(state.mustBeNew ? Existing::Refuse : Existing::Replace);
+  rules.expected = state.identity;
+  return rules;
+}
+
+void saveToFile(PackageState& state, std::string const& path, AtomicFile::Rules const& rules) {
+  AtomicFile file(path, rules);
+  detail::PackageWriter writer(state);
+  writer.write(file);
+  std::string bound = path;
+  state.identity = file.replace();
+  // Whatever fails from here on, the package is at the path: the next save must expect it there.
+  state.path = std::move(bound);
+  state.mustBeNew = false;
+  adoptWritten(writer, [&] { return zip::openFileBytes(state.path); });
+  file.syncDirectory();
+}
+
+std::vector<unsigned char> writtenBytes(detail::PackageWriter& writer) {
+  std::vector<unsigned char> bytes;
+  zip::MemorySink sink(bytes);
+  writer.write(sink);
+  return bytes;
+}
+
+void saveInMemory(PackageState& state) {
+  detail::PackageWriter writer(state);
+  auto bytes = writtenBytes(writer);
+  adoptWritten(writer, [&] { return zip::makeMemoryBytes(std::move(bytes)); });
+}
+
+}  // namespace
+
+Package::Package(std::shared_ptr<detail::PackageState> state) : RelationshipSource(std::move(state), PartName()) {
+  this->state().managers = std::make_shared<detail::ManagerRegistry>(*this);
+}
+
+Package::~Package() {
+  state().managers->detachPackage();
+  state().isGone = true;
+}
+
+std::unique_ptr<Package> Package::create(std::u16string const& path, Existing existing) {
+  std::string text = absolutePath(path);
+  if (isCutOff(path)) throw zip::couldNotSave(text, EINVAL);
+  if (text.empty()) throw zip::couldNotSave(text, ENOENT);
+  if (existing == Existing::Refuse) requireNothingAt(text);
+  auto state = std::make_shared<PackageState>();
+  state->bind(std::move(text));
+  state->mustBeNew = existing == Existing::Refuse;
+  return std::unique_ptr<Package>(new Package(std::move(state)));
+}
+
+std::unique_ptr<Package> Package::createInMemory() {
+  return std::unique_ptr<Package>(new Package(std::make_shared<PackageState>()));
+}
+
+std::unique_ptr<Package> Package::open(std::u16string const& path, AccessMode mode, OpenOptions const& options) {
+  std::string const text = absolutePath(path);
+  if (isCutOff(path)) throw zip::couldNotOpen(text, EINVAL);
+  auto bytes = zip::openFileBytes(text);
+  auto const identity = zip::FileIdentity::of(bytes->descriptor(), text.c_str());  // before anything is read
+  auto state = openState(std::move(bytes), text, mode, options);
+  state->identity = identity;
+  return std::unique_ptr<Package>(new Package(std::move(state)));
+}
+
+std::unique_ptr<Package> Package::openInMemory(std::vector<unsigned char> bytes, AccessMode mode,
+                                               OpenOptions const& options) {
+  return std::unique_ptr<Package>(
+      new Package(openState(zip::makeMemoryBytes(std::move(bytes)), std::string(), mode, options)));
+}
+
+void Package::save() {
+  PackageState& state = this->state();
+  state.requireWritable();
+  SavingGuard const guard(state);
+  gather(state);
+  if (state.path.empty())
+    saveInMemory(state);
+  else
+    saveToFile(state, state.path, rulesOf(state));
+  state.managers->markClean();
+}
+
+void Package::saveAs(std::u16string const& path, Existing existing) {
+  PackageState& state = this->state();
+  SavingGuard const guard(state);
+  std::string const text = absolutePath(path);
+  if (isCutOff(path)) throw zip::couldNotSave(text, EINVAL);
+  if (text.empty()) throw zip::couldNotSave(text, ENOENT);
+  if (existing == Existing::Refuse) requireNothingAt(text);
+  gather(state);
+  saveToFile(state, text, rulesFor(existing));
+  state.managers->markClean();
+}
+
+std::vector<unsigned char> Package::saveToBytes() {
+  PackageState& state = this->state();
+  SavingGuard const guard(state);
+  gather(state);
+  detail::PackageWriter writer(state);
+  return writtenBytes(writer);
+}
+
+std::uint64_t Package::getMaximumWholePartBytes() const { return state().maximumWholePartBytes; }
+
+bool Package::isReadOnly() const { return state().isReadOnly; }
+
+Part Package::createPart(PartName const& name, ContentType const& type, IPhysicalPartInfo const& info) {
+  namespace messages = detail::messages;
+  state().requireWritable();
+  std::u16string const& text = name.toString();
+  if (!name.isValid()) throw InvalidPartName(messages::invalidPartName(text));
+  if (name.isRelationshipsPart()) throw InvalidPartName(messages::reservedPartName(text));
+  if (text.size() - 1 > detail::kMaximumItemName) throw InvalidPartName(messages::partNameTooLong(text));
+  if (auto const existing = state().clash(text)) throw PartNameClash(messages::partNameClash(text, *existing));
+  requireNoParametersOfOwnTypes(type);
+  bool const isStored = info.getCompressionType() == CompressionType::Stored;
+  auto const part = state().insert(detail::narrowName(text), state().types.intern(type.toString()));
+  part->second.isStored = isStored;
+  return Part(sharedState(), name);
+}
+
+void Package::deletePart(PartName const& name) {
+  state().requireWritable();
+  auto const part = state().get(name);
+  if (name.isRelationshipsPart()) throw InvalidState(detail::messages::partIsPackagesOwn(name.toString()));
+  auto const relationships = state().find(detail::relationshipsNameOf(PackageState::nameOf(part)));
+  if (relationships != state().parts.end()) state().erase(relationships);
+  state().erase(part);
+}
+
+Part Package::getPart(PartName const& name) const {
+  state().get(name);
+  return Part(sharedState(), name);
+}
+
+bool Package::hasPart(PartName const& name) const { return state().findExactly(name) != state().parts.end(); }
+
+std::vector<PartName> Package::getPartNames() const {
+  std::vector<PartName> names;
+  names.reserve(state().parts.size());
+  for (auto part = state().parts.begin(); part != state().parts.end(); ++part)
+    names.push_back(PackageState::partNameOf(part));
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+bool Package::isPartDerivedFromExistingPartName(PartName const& name, std::u16string& existing) const {
+  auto clash = state().clash(name.toString());
+  if (clash) existing = std::move(*clash);
+  return clash.has_value();
+}
+
+std::vector<std::u16string> Package::getItemNames() const {
+  std::vector<std::u16string> names;
+  names.reserve(state().items.size());
+  for (auto const& item : state().items) names.push_back(toString(std::string(state().nameOf(item)), false));
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+void Package::setCompressionLevel(CompressionLevel level) { state().effort = effortOf(level); }
+
+void Package::setCompressionThreads(unsigned count) { state().setThreads(count); }
+
+}  // namespace opc::model

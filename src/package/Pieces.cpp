@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "package/Pieces.hpp"
+
+#include "opc/model/Exceptions.hpp"
+#include "package/Messages.hpp"
+#include "package/PartNameRules.hpp"
+
+namespace opc::model::detail {
+namespace {
+
+constexpr std::string_view kPiece = ".piece", kLast = ".last";
+// As many digits as a number of items can have.
+constexpr std::size_t kMaximumDigits = 9;
+
+bool removeEnd(std::string_view& text, std::string_view end) {
+  if (!endsIgnoringCase(text, end)) return false;
+  text.remove_suffix(end.size());
+  return true;
+}
+
+std::optional<std::uint32_t> parseNumber(std::string_view digits) {
+  if (digits.empty() || digits.size() > kMaximumDigits || (digits.front() == '0' && digits.size() > 1))
+    return std::nullopt;
+  std::uint32_t number = 0;
+  for (char const c : digits) {
+    if (c < '0' || c > '9') return std::nullopt;
+    number = number * 10 + static_cast<std::uint32_t>(c - '0');
+  }
+  return number;
+}
+
+}  // namespace
+
+std::optional<PieceName> parsePieceName(std::string_view item) {
+  std::string_view rest = item;
+  if (!removeEnd(rest, kPiece)) return std::nullopt;
+  bool const isLast = removeEnd(rest, kLast);
+  std::size_t const slash = rest.rfind('/');
+  if (slash == std::string_view::npos || slash == 0 || rest.size() < slash + 3 || rest[slash + 1] != '[' ||
+      rest.back() != ']')
+    return std::nullopt;
+  auto const number = parseNumber(rest.substr(slash + 2, rest.size() - slash - 3));
+  if (!number) return std::nullopt;
+  return PieceName{item.substr(0, slash), *number, isLast};
+}
+
+void PieceCollector::add(PieceName const& piece, std::uint32_t item) {
+  auto& sequence = pieces_[lowerCased(piece.whole)];
+  if (!sequence.emplace(piece.number, Piece{piece.whole, item, piece.isLast}).second)
+    throw InvalidPackage(
+        messages::invalidItem(piece.whole, "two pieces have the number " + std::to_string(piece.number)));
+}
+
+std::vector<PieceCollector::Sequence> PieceCollector::sequences() const {
+  std::vector<Sequence> result;
+  for (auto const& [key, pieces] : pieces_) {
+    Sequence sequence{std::string(pieces.begin()->second.whole), {}, true};
+    for (auto const& [number, piece] : pieces) {
+      bool const isEnd = number == pieces.rbegin()->first;
+      if (number != sequence.items.size() || piece.isLast != isEnd) sequence.isComplete = false;
+      sequence.items.push_back(piece.item);
+    }
+    result.push_back(std::move(sequence));
+  }
+  return result;
+}
+
+}  // namespace opc::model::detail

@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opc/model/Relationship.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "opc/model/Exceptions.hpp"
+#include "package/CorePropertiesPart.hpp"
+#include "package/Messages.hpp"
+#include "package/PackageState.hpp"
+#include "package/PartNameRules.hpp"
+#include "package/RelationshipSet.hpp"
+#include "package/RelationshipsPart.hpp"
+#include "xml/XmlCharacters.hpp"
+
+namespace opc::model {
+namespace {
+
+using detail::RelationshipRecord;
+
+/// Whether XML can carry the text.
+bool isWritable(std::u16string const& text) {
+  try {
+    requireXmlCharacters(text);
+    return true;
+  } catch (InvalidXMLDocument const&) {
+    return false;
+  }
+}
+
+bool isHexDigit(char16_t c) { return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F'); }
+
+/// Every percent sign stands before two hexadecimal digits.
+bool hasWholeEncodings(std::u16string_view text) {
+  for (std::size_t at = text.find(u'%'); at != std::u16string_view::npos; at = text.find(u'%', at + 1))
+    if (text.size() < at + 3 || !isHexDigit(text[at + 1]) || !isHexDigit(text[at + 2])) return false;
+  return true;
+}
+
+/// No character that a URI or IRI excludes (RFC 3986, 2; RFC 3987, 2.2).
+bool isReference(std::u16string const& text) {
+  constexpr std::u16string_view kExcluded = u" \"<>\\^`{|}\x7F";
+  auto const isExcluded = [&](char16_t c) { return c < 0x20 || kExcluded.find(c) != std::u16string_view::npos; };
+  return std::none_of(text.begin(), text.end(), isExcluded) && hasWholeEncodings(text) && isWritable(text);
+}
+
+/// In a reference without an authority brackets stand nowhere.
+bool isRelativeReference(std::u16string const& text) {
+  return isReference(text) && text.find_first_of(u"[]") == std::u16string::npos;
+}
+
+/// Resolves to a name, which need not be that of a part.
+bool isResolvable(RelationshipRecord const& record) {
+  try {
+    URI(record.target).resolvedAgainst(URI(*record.source));
+    return true;
+  } catch (InvalidURI const&) {
+    return false;
+  }
+}
+
+void checkRecord(RelationshipRecord const& record) {
+  namespace messages = detail::messages;
+  if (record.type->empty() || !isReference(*record.type))
+    throw InvalidRelationship(messages::invalidRelationshipType(*record.type));
+  bool const isTarget = record.mode == TargetMode::External
+                            ? isWritable(record.target)
+                            : isRelativeReference(record.target) && isResolvable(record) &&
+                                  detail::isInternalTarget(record.target, *record.source);
+  if (!isTarget) throw InvalidRelationship(messages::invalidRelationshipTarget(record.target));
+}
+
+/// The id to be used: the one asked for, or a free one.
+std::u16string chooseId(detail::RelationshipSet* existing, std::u16string const& wanted) {
+  namespace messages = detail::messages;
+  if (wanted.empty()) return existing ? existing->freeId() : u"rId1";
+  if (!detail::isNCName(wanted)) throw InvalidRelationship(messages::invalidRelationshipId(wanted));
+  if (existing && existing->contains(wanted)) throw InvalidRelationship(messages::relationshipIdTaken(wanted));
+  return wanted;
+}
+
+/// The source as the package's data names it; throws PartNotFound.
+std::string checkedSource(detail::PackageState& state, PartName const& source) {
+  if (source.toString().empty()) return {};
+  return detail::PackageState::nameOf(state.get(source));
+}
+
+/// ECMA-376-2, 11.2: a package has one core-properties relationship at the most.
+void requireFirstOfItsKind(detail::PackageState& state, std::string const& source, std::u16string const& type) {
+  if (!source.empty() || type != detail::kCorePropertiesRelationshipType) return;
+  auto const* const existing = state.relationshipsOf(source);
+  if (existing && existing->hasType(type)) throw InvalidRelationship(detail::messages::kSecondCoreProperties);
+}
+
+std::shared_ptr<RelationshipRecord const> create(detail::PackageState& state, PartName const& sourceName,
+                                                 RelationshipRecord record) {
+  state.requireWritable();
+  std::string const source = checkedSource(state, sourceName);
+  if (detail::isRelationshipsName(source))
+    throw InvalidRelationship(detail::messages::relationshipsHaveNone(sourceName.toString()));
+  requireFirstOfItsKind(state, source, *record.type);
+  record.source = state.texts.intern(source.empty() ? u"/" : detail::wideName(source));
+  checkRecord(record);
+  record.id = chooseId(state.relationshipsOf(source), record.id);
+  auto shared = std::make_shared<RelationshipRecord const>(std::move(record));
+  auto const part = state.relationshipsPartOf(source);
+  try {
+    part->second.relationships->append(shared);
+  } catch (...) {
+    state.relationshipsChanged(part);
+    throw;
+  }
+  state.relationshipsChanged(part);
+  return shared;
+}
+
+}  // namespace
+
+std::u16string const& Relationship::getID() const { return record_->id; }
+std::u16string const& Relationship::getType() const { return *record_->type; }
+TargetMode Relationship::getMode() const { return record_->mode; }
+std::u16string const& Relationship::getTargetText() const { return record_->target; }
+
+URI Relationship::getTargetURI() const {
+  URI const target(record_->target);
+  return record_->mode == TargetMode::External ? target : target.resolvedAgainst(URI(*record_->source));
+}
+
+RelationshipSource::RelationshipSource(std::shared_ptr<detail::PackageState> package, PartName source)
+    : package_(std::move(package)), source_(std::move(source)) {}
+
+RelationshipSource::~RelationshipSource() = default;
+
+std::vector<Relationship> RelationshipSource::getRelationships() const {
+  std::vector<Relationship> result;
+  auto const* const relationships = state().relationshipsOf(checkedSource(state(), source_));
+  if (!relationships) return result;
+  result.reserve(relationships->records().size());
+  for (auto const& [position, record] : relationships->records()) result.push_back(Relationship(record));
+  return result;
+}
+
+std::vector<Relationship> RelationshipSource::getRelationshipsByType(std::u16string const& type) const {
+  std::vector<Relationship> result;
+  auto const* const relationships = state().relationshipsOf(checkedSource(state(), source_));
+  if (!relationships) return result;
+  for (auto const& [position, record] : relationships->records())
+    if (*record->type == type) result.push_back(Relationship(record));
+  return result;
+}
+
+Relationship RelationshipSource::createInternalRelationship(std::u16string const& type, URI const& target,
+                                                            std::u16string const& id) {
+  return Relationship(
+      create(state(), source_, {id, state().texts.intern(type), target.toString(), TargetMode::Internal, nullptr}));
+}
+
+Relationship RelationshipSource::createExternalRelationship(std::u16string const& type, std::u16string const& target,
+                                                            std::u16string const& id) {
+  return Relationship(
+      create(state(), source_, {id, state().texts.intern(type), target, TargetMode::External, nullptr}));
+}
+
+void RelationshipSource::deleteRelationship(std::u16string const& id) {
+  state().requireWritable();
+  std::string const source = checkedSource(state(), source_);
+  auto const part = state().find(detail::relationshipsNameOf(source));
+  if (part == state().parts.end() || !part->second.relationships->remove(id))
+    throw RelationshipNotFound(detail::messages::relationshipNotFound(id, source_.toString()));
+  state().relationshipsChanged(part);
+}
+
+}  // namespace opc::model

@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opc/ztservices/CoreProperties.hpp"
+
+#include <boost/uuid/nil_generator.hpp>
+#include <boost/uuid/uuid_io.hpp>
+
+#include "crypto/CryptoEngine.hpp"
+#include "crypto/CryptoProvider.hpp"
+#include "opc/Strings.hpp"
+#include "opc/Time.hpp"
+#include "services/properties/Messages.hpp"
+#include "services/properties/Patterns.hpp"
+#include "services/properties/RandomUUID.hpp"
+
+namespace opc::ztservices {
+namespace {
+
+void require(bool isValid, char const* message) {
+  if (!isValid) throw InvalidCorePropertyValue(message);
+}
+
+std::u16string toText(boost::uuids::uuid const& uuid) { return toString(boost::uuids::to_string(uuid)); }
+
+/// Bytes that are not UTF-8 become a text that is no release.
+std::u16string familyOf(CoreProperties::ReleaseInfo const& info) { return toString(info.getReleaseFamily(), false); }
+
+}  // namespace
+
+CoreProperties::CoreProperties() : releaseInfo_(std::string()) {}
+
+CoreProperties::CoreProperties(std::u16string const& contentType, std::u16string const& contentTypeFriendlyName,
+                               ReleaseInfo const& release) {
+  setContentType(contentType);
+  setContentTypeFriendlyName(contentTypeFriendlyName);
+  setTALBEXReleaseInfo(release);
+}
+
+CoreProperties::CoreProperties(std::u16string const& contentType, std::u16string const& contentTypeFriendlyName,
+                               std::u16string const& release) {
+  setContentType(contentType);
+  setContentTypeFriendlyName(contentTypeFriendlyName);
+  setTALBEXRelease(release);
+}
+
+void CoreProperties::setCreatedTime(Time value) {
+  require(isValidTime(value), messages::kCreatedTime);
+  opcProps_.setCreated(value);
+}
+
+void CoreProperties::setLastModifiedTime(Time value) {
+  require(isValidTime(value), messages::kModifiedTime);
+  opcProps_.setModified(value);
+}
+
+void CoreProperties::setContentType(std::u16string const& value) {
+  require(isValidContentType(value), messages::kContentType);
+  contentType_ = value;
+}
+
+void CoreProperties::setContentTypeFriendlyName(std::u16string const& value) {
+  require(isValidContentTypeFriendlyName(value), messages::kFriendlyName);
+  contentTypeFriendlyName_ = value;
+}
+
+void CoreProperties::setUUID(std::u16string const& value) {
+  require(isValidUUID(value), messages::kUUID);
+  require(!uuid_ || *uuid_ == value, messages::kUUIDIsSet);
+  uuid_ = value;
+}
+
+void CoreProperties::generateAndSetUUID() {
+  using namespace foundation::crypto;
+  auto generator = CryptoEngine(std::make_shared<cryptopp::CryptoProvider>()).createDefaultCryptoPRNG({});
+  setUUID(toText(makeRandomUUID(generator)));
+}
+
+void CoreProperties::setTALBEXReleaseInfo(ReleaseInfo const& value) {
+  require(isValidTALBEXReleaseInfo(value), messages::kRelease);
+  releaseInfo_ = value;
+}
+
+void CoreProperties::setTALBEXRelease(std::u16string const& release) {
+  ReleaseInfo const running = getCurrentTALBEXReleaseInfo();
+  bool const isRunning = caselessCompare(release, familyOf(running));
+  setTALBEXReleaseInfo(isRunning ? running : makeLegacyTALBEXReleaseInfo(release));
+}
+
+std::u16string CoreProperties::getTALBEXRelease() const { return familyOf(releaseInfo_); }
+
+bool CoreProperties::isValid() const {
+  return !contentType_.empty() && !contentTypeFriendlyName_.empty() && !releaseInfo_.getReleaseFamily().empty();
+}
+
+bool CoreProperties::isValidContentType(std::u16string const& value) {
+  try {
+    model::ContentType const type(value);
+    return type.getType() == u"application" && patterns::matchesSubType(type.getSubType());
+  } catch (Exception const&) {
+    return false;
+  }
+}
+
+bool CoreProperties::isValidContentTypeFriendlyName(std::u16string const& value) {
+  return !value.empty() && !hasWhitespace(value.substr(0, 1)) && !hasWhitespace(value.substr(value.size() - 1));
+}
+
+bool CoreProperties::isValidUUID(std::u16string const& value) { return patterns::matchesUUID(value); }
+
+bool CoreProperties::isValidTALBEXRelease(std::u16string const& value) { return patterns::matchesRelease(value); }
+
+bool CoreProperties::isValidTALBEXReleaseInfo(ReleaseInfo const& value) {
+  return isValidTALBEXRelease(familyOf(value));
+}
+
+bool CoreProperties::isValidTime(Time value) { return !value.is_special(); }
+
+std::u16string CoreProperties::getNilUUID() { return toText(boost::uuids::nil_uuid()); }
+
+CoreProperties::Time CoreProperties::getCurrentTime() { return opc::getCurrentTime(); }
+
+CoreProperties::ReleaseInfo CoreProperties::getCurrentTALBEXReleaseInfo() { return ReleaseInfo(); }
+
+std::u16string CoreProperties::getCurrentTALBEXRelease() { return familyOf(getCurrentTALBEXReleaseInfo()); }
+
+CoreProperties::ReleaseInfo CoreProperties::makeLegacyTALBEXReleaseInfo(std::u16string const& release) {
+  return ReleaseInfo(toASCIIString(release));
+}
+
+}  // namespace opc::ztservices

@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <map>
+#include <optional>
+#include <sstream>
+
+#include "opc/model/PackageHelper.hpp"
+#include "opc/ztservices/CoreProperties.hpp"
+#include "services/properties/Messages.hpp"
+#include "services/properties/PartsXml.hpp"
+#include "text/SchemaBaseURI.hpp"
+#include "xml/XmlLimits.hpp"
+
+namespace opc::ztservices {
+namespace {
+
+using model::Part;
+using model::PartName;
+using Bytes = std::vector<unsigned char>;
+using ReleaseInfo = CoreProperties::ReleaseInfo;
+
+struct PartKind {
+  char16_t const* name;
+  char16_t const* contentType;
+  char16_t const* relationshipType;
+};
+
+constexpr PartKind kVendor = {u"/metadata/ztcoreProperties.xml", u"application/vnd.corvanta.package.coreProperties+xml",
+                              u"" ZT_SCHEMA_BASE_URI "/package/2012/relationships/coreProperties"};
+constexpr PartKind kExtension = {u"/metadata/ztcorePropertiesExtension.xml",
+                                 u"application/vnd.corvanta.package.corePropertiesExtension+xml",
+                                 u"" ZT_SCHEMA_BASE_URI "/package/2014/relationships/corePropertiesExtension"};
+constexpr PartKind kReleaseInfo = {u"/metadata/ztcorePropertiesReleaseInfo.xml",
+                                   u"application/vnd.corvanta.package.corePropertiesReleaseInfo+xml",
+                                   u"" ZT_SCHEMA_BASE_URI "/package/2019/relationships/corePropertiesReleaseInfo"};
+
+/// The part that the first relationship of the kind's type targets; nothing where there is none.
+std::optional<Part> findPart(model::Package const& package, PartKind const& kind) {
+  auto const found = package.getRelationshipsByType(kind.relationshipType);
+  if (found.empty()) return std::nullopt;
+  return model::PackageHelper::getTarget(package, found.front());
+}
+
+std::u16string const& requiredText(std::map<std::u16string, std::u16string> const& texts, std::u16string const& name) {
+  auto const text = texts.find(name);
+  if (text == texts.end()) throw model::InvalidPartContent(messages::missingElement(name));
+  return text->second;
+}
+
+void loadVendorPart(model::Package const& package, model::XmlTextRecord& xml, CoreProperties& properties) {
+  auto const part = findPart(package, kVendor);
+  if (!part) return;
+  auto const texts = xml.read(*part->getInputStream()).value();  // the schema lets no other root pass
+  properties.setContentType(requiredText(texts, parts_xml::kContentType));
+  properties.setContentTypeFriendlyName(requiredText(texts, parts_xml::kContentTypeFriendlyName));
+  properties.setTALBEXRelease(requiredText(texts, parts_xml::kRelease));
+}
+
+void loadExtensionPart(model::Package const& package, model::XmlTextRecord& xml, CoreProperties& properties) {
+  auto const part = findPart(package, kExtension);
+  if (!part) return;
+  auto const texts = xml.read(*part->getInputStream());
+  if (!texts) throw model::InvalidPartContent(messages::kNoExtensionRoot);
+  properties.setUUID(requiredText(*texts, parts_xml::kUUID));
+}
+
+/// A part of a few kilobytes can unpack to any size; one that is too long for a document is not unpacked.
+std::stringstream textOf(Part const& part) {
+  if (part.getSize() > model::kXmlDomDocumentBytes) throw model::InvalidPartContent(messages::kNoReleaseInfo);
+  std::stringstream text;
+  StdOStreamAdaptor output(text);
+  StreamHelper::copyStreamToStream(*part.getInputStream(), output);
+  output.close();
+  return text;
+}
+
+ReleaseInfo parseReleaseInfo(std::istream& text) {
+  try {
+    return ReleaseInfo(text);
+  } catch (Exception const&) {
+    throw model::InvalidPartContent(messages::kNoReleaseInfo);
+  }
+}
+
+void loadReleaseInfoPart(model::Package const& package, CoreProperties& properties) {
+  auto const part = findPart(package, kReleaseInfo);
+  if (!part) return;
+  auto text = textOf(*part);
+  ReleaseInfo const info = parseReleaseInfo(text);
+  if (info.getTALBEXVersion().empty()) throw model::InvalidPartContent(messages::kInvalidReleaseInfo);
+  properties.setTALBEXReleaseInfo(info);
+}
+
+Bytes makeDocument(model::XmlTextRecord& xml, std::vector<std::pair<char16_t const*, std::u16string>> const& texts) {
+  Bytes bytes;
+  ByteArrayOutAdaptor output(bytes);
+  xml.write(texts, output);
+  return bytes;
+}
+
+Bytes makeVendorDocument(model::XmlTextRecord& xml, CoreProperties const& properties) {
+  return makeDocument(xml, {{parts_xml::kContentType, properties.getContentType()},
+                            {parts_xml::kContentTypeFriendlyName, properties.getContentTypeFriendlyName()},
+                            {parts_xml::kRelease, properties.getTALBEXRelease()}});
+}
+
+Part createPart(model::Package& package, PartKind const& kind) {
+  Part part = package.createPart(PartName(kind.name), model::ContentType(kind.contentType),
+                                 model::StandardPartInfo(model::CompressionType::Markup));
+  try {
+    package.createInternalRelationship(kind.relationshipType, part.getName().getURI());
+  } catch (...) {
+    package.deletePart(part.getName());  // nothing would lead to it
+    throw;
+  }
+  return part;
+}
+
+/// Into the part that the relationship leads to, wherever it is; made with its relationship where there is none.
+void savePart(model::Package& package, PartKind const& kind, Bytes const& content) {
+  auto part = findPart(package, kind);
+  if (!part) part = createPart(package, kind);
+  auto const output = part->getOutputStream();
+  output->write(content.data(), content.size());
+  output->close();
+}
+
+void saveReleaseInfo(model::Package& package, std::string const& text) {
+  if (text.empty()) return model::PackageHelper::deleteRelationshipsAndTargets(package, kReleaseInfo.relationshipType);
+  savePart(package, kReleaseInfo, {text.begin(), text.end()});
+}
+
+}  // namespace
+
+CorePropertiesManager::CorePropertiesManager(model::Package& package)
+    : DataManager(package, false), vendorXml_(parts_xml::makeVendor()), extensionXml_(parts_xml::makeExtension()) {}
+
+CorePropertiesManager::~CorePropertiesManager() = default;
+
+model::URI CorePropertiesManager::getPartURI() { return model::URI(kVendor.name); }
+model::ContentType CorePropertiesManager::getPartContentType() { return model::ContentType(kVendor.contentType); }
+std::u16string CorePropertiesManager::getRelationshipType() { return kVendor.relationshipType; }
+
+model::URI CorePropertiesManager::getExtensionPartURI() { return model::URI(kExtension.name); }
+model::ContentType CorePropertiesManager::getExtensionPartContentType() {
+  return model::ContentType(kExtension.contentType);
+}
+std::u16string CorePropertiesManager::getExtensionRelationshipType() { return kExtension.relationshipType; }
+
+model::URI CorePropertiesManager::getReleaseInfoPartURI() { return model::URI(kReleaseInfo.name); }
+model::ContentType CorePropertiesManager::getReleaseInfoPartContentType() {
+  return model::ContentType(kReleaseInfo.contentType);
+}
+std::u16string CorePropertiesManager::getReleaseInfoRelationshipType() { return kReleaseInfo.relationshipType; }
+
+// Lazy loading changes what a const manager has in memory, not the properties that it stands for; all members
+// that change, those of DataManager too, are mutable, so that a manager may be defined const.
+void CorePropertiesManager::load() const { const_cast<CorePropertiesManager*>(this)->DataManager::load(); }
+
+CoreProperties CorePropertiesManager::getCoreProperties() const {
+  load();
+  return properties_;
+}
+
+void CorePropertiesManager::setCoreProperties(CoreProperties const& properties) {
+  load();
+  CoreProperties next = properties;
+  if (auto const& held = properties_.getUUID()) next.setUUID(*held);
+  markAsDirty();
+  properties_ = std::move(next);
+}
+
+void CorePropertiesManager::doLoad() {
+  try {
+    CoreProperties loaded;
+    loadVendorPart(getPackage(), *vendorXml_, loaded);
+    loadExtensionPart(getPackage(), *extensionXml_, loaded);
+    loadReleaseInfoPart(getPackage(), loaded);
+    loaded.opcProps() = model::PackageHelper::getCoreProperties(getPackage());
+    properties_ = std::move(loaded);
+  } catch (Exception const& error) {
+    throw InvalidCoreProperties(error.what());
+  }
+}
+
+// The documents of the parts are made before the first part is touched. Loads first: a manager that was marked
+// dirty but never used has nothing else to save.
+void CorePropertiesManager::doSave() {
+  load();
+  if (!properties_.isValid()) throw InvalidCoreProperties(messages::kNotAllSet);
+  if (!properties_.getUUID()) properties_.generateAndSetUUID();
+  Bytes const vendor = makeVendorDocument(*vendorXml_, properties_);
+  Bytes const extension = makeDocument(*extensionXml_, {{parts_xml::kUUID, *properties_.getUUID()}});
+  ReleaseInfo const release = properties_.getTALBEXReleaseInfo();
+  std::string const releaseInfo = release.isLegacy() ? std::string() : release.getVersionInfo();
+
+  model::Package& package = getPackage();
+  bool const isNew = !findPart(package, kVendor);
+  savePart(package, kVendor, vendor);
+  if (isNew && !CoreProperties::isValidTime(properties_.getCreatedTime()))
+    properties_.setCreatedTime(CoreProperties::getCurrentTime());
+  savePart(package, kExtension, extension);
+  saveReleaseInfo(package, releaseInfo);
+  model::PackageHelper::createOrUpdateCoreProperties(package, properties_.opcProps());
+}
+
+std::vector<std::u16string> CorePropertiesManager::doGetManagedPartNames() const {
+  return {kVendor.name, kExtension.name, kReleaseInfo.name};
+}
+
+std::vector<std::u16string> CorePropertiesManager::doGetManagedRelationshipTypes() const {
+  return {kVendor.relationshipType, kExtension.relationshipType, kReleaseInfo.relationshipType};
+}
+
+}  // namespace opc::ztservices

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <utility>
+
+#include "crypto/EncryptionWithInlineIVTransform.hpp"
+#include "opc/ztservices/ContentTypes.hpp"
+#include "opc/ztservices/FileSystem.hpp"
+#include "opc/ztservices/Transforms.hpp"
+#include "services/tree/Messages.hpp"
+#include "services/tree/NameRules.hpp"
+#include "services/tree/PathRules.hpp"
+
+namespace opc::ztservices {
+namespace {
+
+using boost::system::error_code;
+
+Perms::Perms_tag readPermissions(FileSystemOps& ops, std::u16string const& path) {
+  error_code error;
+  Perms::Perms_tag const permissions = ops.getPermissions(path, error);
+  if (error) throw CouldNotGetPermissions(messages::withError(messages::kCouldNotGetPermissions, error), error);
+  return permissions;
+}
+
+boost::posix_time::ptime readTime(FileSystemOps& ops, std::u16string const& path) {
+  error_code error;
+  boost::posix_time::ptime const time = ops.getLastModifiedTime(path, error);
+  if (error) throw CouldNotGetLastModifiedTime(messages::withError(messages::kCouldNotGetTime, error), error);
+  return time;
+}
+
+/// What a disk tells by names that are not UTF-8 is about an entry's name here.
+template <typename Call>
+auto withEntryNames(Call call) {
+  try {
+    return call();
+  } catch (InvalidText const& notUTF8) {
+    throw InvalidEntryName(notUTF8.what(), notUTF8.getErrorCode());
+  }
+}
+
+/// The exception's code stays empty; the text tells the cause.
+std::vector<std::u16string> listFilesAndLinks(FileSystemOps& ops, std::u16string const& root) {
+  std::vector<std::u16string> files;
+  error_code const error = withEntryNames([&] {
+    error_code listing;
+    ops.getFiles(root, files, true, listing);
+    return listing;
+  });
+  if (error) throw CouldNotGetSourceFilesAndLinks(messages::withError(messages::kCouldNotList, error));
+  return files;
+}
+
+std::u16string readLinkTarget(FileSystemOps& ops, std::u16string const& path) {
+  return withEntryNames([&] { return ops.getLinkTarget(path); });
+}
+
+}  // namespace
+
+FileSystemEntry FileSystemManager::addFile(std::u16string const& sourcePath, std::u16string const& path,
+                                           TransformMode mode) {
+  std::u16string const normal = findFreePath(path);
+  selectSource(sourcePath);
+  std::unique_ptr<IContentSource> source = std::make_unique<FileContentSource>(sourcePath, *source_);
+  if (mode == TransformMode::Transform && source->getContentType() == getTextContentType())
+    source = std::make_unique<UDEToUTF8Transform>(std::move(source));
+
+  Perms::Perms_tag const permissions = readPermissions(*source_, sourcePath);
+  boost::posix_time::ptime const time = readTime(*source_, sourcePath);
+  return addFileInternal(std::move(source), normal, permissions, time);
+}
+
+FileSystemEntry FileSystemManager::addFile(std::unique_ptr<IContentSource> source, std::u16string const& path,
+                                           Perms::Perms_tag permissions, boost::posix_time::ptime const& time) {
+  if (!source) throw Exception(messages::withPath(messages::kNoSource, path));
+  return addFileInternal(std::move(source), findFreePath(path), permissions, time);
+}
+
+void FileSystemManager::addAll(std::u16string const& sourceRoot, TransformMode mode) {
+  ensureLoaded();
+  std::u16string const root(paths::withoutTrailingSlashes(normalizeFileName(sourceRoot)));
+  selectSource(root);
+  FileSystemOps& ops = *source_;  // those of the root, while each file may be read through others
+  std::vector<std::u16string> files = listFilesAndLinks(ops, root);
+  for (std::u16string const& file : files) throwIfNotCarriable(u"/" + paths::makeRelativePath(root, file));
+
+  for (std::u16string& listed : files) {
+    std::u16string const file = std::move(listed);  // so that the list shrinks while the tree grows
+    std::u16string const path = u"/" + paths::makeRelativePath(root, file);
+    if (ops.isFile(file))
+      addFile(file, path, mode);
+    else if (ops.isSymlink(file))
+      addLinkInternal(ops, root, file, path);
+  }
+}
+
+FileSystemEntry FileSystemManager::addFileInternal(std::unique_ptr<IContentSource> source, std::u16string const& path,
+                                                   Perms::Perms_tag permissions, boost::posix_time::ptime const& time) {
+  if (isEncryptionEnabled())
+    source = std::make_unique<EncryptionWithInlineIVTransform>(std::move(source), encryptor_, encryptionAlgorithm_,
+                                                               ivGenerator_);
+  auto const [entry, part] = createFileInternal(path, source->getContentType(), permissions, time);
+  std::unique_ptr<OutputStream> const output = part.getOutputStream();
+  StreamHelper::copyStreamToStream(source->getInputStream(), *output);
+  output->close();
+  return entry;
+}
+
+/// A target below the source root is made absolute within the package.
+void FileSystemManager::addLinkInternal(FileSystemOps& ops, std::u16string const& sourceRoot,
+                                        std::u16string const& file, std::u16string const& path) {
+  std::u16string target = readLinkTarget(ops, file);
+  if (ops.isAbsolutePath(target)) target = u"/" + paths::makeRelativePath(sourceRoot, target);
+  createLink(path, target);
+}
+
+void FileSystemManager::selectSource(std::u16string const& path) {
+  if (selector_) source_ = &selector_->getForPath(path);
+}
+
+}  // namespace opc::ztservices

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <utility>
+
+#include "crypto/CryptoDecryptor.hpp"
+#include "crypto/CryptoDigestEngine.hpp"
+#include "crypto/CryptoEncryptor.hpp"
+#include "crypto/IVGenerators.hpp"
+#include "opc/model/PackageHelper.hpp"
+#include "opc/ztservices/FileSystem.hpp"
+#include "services/tree/EncryptedContent.hpp"
+#include "services/tree/Messages.hpp"
+
+namespace opc::ztservices {
+
+// Nothing is replaced before everything is made.
+void FileSystemManager::enableEncryption(std::vector<unsigned char> const& key, IVMode ivMode,
+                                         std::vector<unsigned char> const& ivBytes) {
+  if (isNonEncrypted()) throw CannotChangeEncryption(messages::kCannotStartEncryption);
+  auto ivGenerator = createIVGenerator(ivMode, ivBytes);
+  auto encryptor = std::make_shared<CryptoEncryptor>(key);
+  auto digestEngine = std::make_shared<CryptoDigestEngine>(key);
+  digestEngine->initialize(digestAlgorithm_);
+
+  ivGenerator_ = std::move(ivGenerator);
+  encryptor_ = std::move(encryptor);
+  digestEngine_ = std::move(digestEngine);
+}
+
+void FileSystemManager::enableDecryption(std::vector<unsigned char> const& key) {
+  decryptor_ = std::make_shared<CryptoDecryptor>(key);
+}
+
+bool FileSystemManager::isEncryptionEnabled() const { return encryptor_ != nullptr; }
+
+bool FileSystemManager::isDecryptionEnabled() const { return decryptor_ != nullptr; }
+
+bool FileSystemManager::isEncrypted() const {
+  auto const type = findManifestType();
+  return type && isMarkedEncrypted(*type);
+}
+
+bool FileSystemManager::isNonEncrypted() const {
+  auto const type = findManifestType();
+  return type && !isMarkedEncrypted(*type);
+}
+
+std::optional<model::ContentType> FileSystemManager::findManifestType() const {
+  auto const manifests = getPackage().getRelationshipsByType(getRelationshipType());
+  if (manifests.empty()) return std::nullopt;
+  return model::PackageHelper::getTarget(getPackage(), manifests.front()).getContentType();
+}
+
+// The content type of a part stays for its life. Plain text in a part that is marked as encrypted, or a message in
+// one that is not, could never be read again; and what was secret must not become public unnoticed.
+void FileSystemManager::throwIfSavingChangesEncryption() const {
+  if (isEncryptionEnabled() && isNonEncrypted()) throw CannotChangeEncryption(messages::kCannotStartEncryption);
+  if (!isEncryptionEnabled() && isEncrypted()) throw CannotChangeEncryption(messages::kCannotStopEncryption);
+}
+
+}  // namespace opc::ztservices

@@ -1,0 +1,192 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <set>
+#include <utility>
+
+#include "crypto/EncryptionWithInlineIVTransform.hpp"
+#include "opc/model/PackageHelper.hpp"
+#include "opc/ztservices/FileSystem.hpp"
+#include "services/tree/EncryptedContent.hpp"
+#include "services/tree/FileSystemManifest.hpp"
+#include "services/tree/FileSystemTree.hpp"
+#include "services/tree/ManifestNames.hpp"
+#include "services/tree/Messages.hpp"
+#include "services/tree/NameRules.hpp"
+
+namespace opc::ztservices {
+namespace {
+
+using model::Part;
+using model::PartName;
+
+/// The manifest's relationships: of the current version, else of version 1.
+std::vector<model::Relationship> findManifests(model::Package const& package) {
+  std::vector<model::Relationship> found = package.getRelationshipsByType(FileSystemManager::getRelationshipType());
+  if (found.empty()) found = package.getRelationshipsByType(FileSystemManager::getRelationshipTypeV1());
+  return found;
+}
+
+/// The part that the first relationship of the type targets, made with its relationship where there is none.
+Part findOrCreatePart(model::Package& package, std::u16string const& relationshipType, model::URI const& uri,
+                      model::ContentType const& contentType) {
+  auto const found = package.getRelationshipsByType(relationshipType);
+  if (!found.empty()) return model::PackageHelper::getTarget(package, found.front());
+  Part part = package.createPart(PartName(uri), contentType, model::StandardPartInfo(model::CompressionType::Markup));
+  package.createInternalRelationship(relationshipType, part.getName().getURI());
+  return part;
+}
+
+/// A document in memory.
+class BytesSource final : public IContentSource {
+ public:
+  BytesSource(std::vector<unsigned char> bytes, model::ContentType type)
+      : bytes_(std::move(bytes)), type_(std::move(type)), stream_(bytes_) {}
+
+  model::ContentType getContentType() override { return type_; }
+  InputStream& getInputStream() override { return stream_; }
+
+ private:
+  std::vector<unsigned char> bytes_;
+  model::ContentType type_;
+  ByteArrayInAdaptor stream_;
+};
+
+/// In order of path.
+std::vector<FileSystemNode> linksOf(FileSystemTree const& tree) {
+  std::vector<FileSystemNode> links;
+  tree.forEachLink([&](FileSystemNode const& node) { links.push_back(node); });
+  return links;
+}
+
+/// Version 1 keeps the target of a link as the content of a part. No more of it is read than a target may have.
+std::u16string readLinkTarget(Part const& part, std::u16string const& path) {
+  constexpr std::size_t kMaximumBytes = 3 * kMaximumNameUnits;  // a code unit takes up three bytes of UTF-8 at most
+  std::string bytes(kMaximumBytes + 1, '\0');
+  std::size_t size = 0;
+  std::unique_ptr<InputStream> const input = part.getInputStream();
+  while (size < bytes.size()) {
+    std::size_t const count = input->read(bytes.data() + size, bytes.size() - size);
+    if (count == 0) break;
+    size += count;
+  }
+  if (size > kMaximumBytes)
+    throw CouldNotConvertFileSystemManifest(messages::withPath(messages::kLinkTargetTooLong, path));
+  bytes.resize(size);
+  std::u16string target = detail::toStringFromUTF8String(bytes, true);
+  if (target.empty()) throw CouldNotConvertFileSystemManifest(messages::withPath(messages::kNoLinkTarget, path));
+  throwIfNotCarriable(target);
+  return target;
+}
+
+}  // namespace
+
+// Lazy loading changes what a const manager has in memory, not the file system that it stands for. This is the
+// one place where a const operation does so, and all members that it changes, those of DataManager too, are
+// mutable, so that a manager may be defined const.
+void FileSystemManager::ensureLoaded() const {
+  auto& self = const_cast<FileSystemManager&>(*this);
+  self.load();
+  if (!convertedFromV1_) return;
+  if (!saveV1Manifest_) self.cleanupOldPartsAndRelationships();
+  self.convertedFromV1_ = false;
+}
+
+void FileSystemManager::doLoad() {
+  tree_ = std::make_unique<FileSystemTree>();
+  auto const manifests = findManifests(getPackage());
+  if (manifests.empty()) return;
+
+  Part const part = model::PackageHelper::getTarget(getPackage(), manifests.front());
+  auto const source =
+      decrypted(part, getPackage().getMaximumWholePartBytes(), decryptor_, messages::kManifestIsEncrypted);
+  manifest_->read(source->getInputStream(), *tree_);
+  if (part.getContentType() == getPartContentTypeV1()) upgradeFromVersion1();
+}
+
+/// A save must not leave a version-1 manifest behind whose targets are gone: what was upgraded is unsaved.
+void FileSystemManager::upgradeFromVersion1() {
+  try {
+    convertVersion1ToCurrentVersion();
+  } catch (std::exception const& fault) {
+    throw CouldNotConvertFileSystemManifest(std::string(messages::kCouldNotConvert) + fault.what());
+  } catch (...) {
+    throw CouldNotConvertFileSystemManifest(messages::kUnknownConversionFault);
+  }
+  convertedFromV1_ = true;
+  if (!getPackage().isReadOnly()) markAsDirty();
+}
+
+// Parts are deleted when all targets are known: several links may share one, and a conversion that fails
+// leaves the package whole.
+void FileSystemManager::convertVersion1ToCurrentVersion() {
+  model::Package& package = getPackage();
+  std::set<PartName> targetParts;
+  for (FileSystemNode& link : linksOf(*tree_)) {
+    PartName const part(link.content);
+    link.content = readLinkTarget(package.getPart(part), link.fullPath());
+    tree_->updateNode(link);
+    targetParts.insert(part);
+  }
+  tree_->setVersion(manifest::kCurrentVersion);
+  if (package.isReadOnly()) return;
+  for (PartName const& part : targetParts) package.deletePart(part);
+}
+
+void FileSystemManager::cleanupOldPartsAndRelationships() {
+  model::Package& package = getPackage();
+  auto const old = package.getRelationshipsByType(getRelationshipTypeV1());
+  if (old.empty() || package.isReadOnly()) return;
+  package.deletePart(model::PackageHelper::getTarget(package, old.front()).getName());
+  package.deleteRelationship(old.front().getID());
+  markAsDirty();
+}
+
+// Loads first: saving a manager that was marked dirty but never used must not replace the manifest by an
+// empty one.
+void FileSystemManager::doSave() {
+  ensureLoaded();
+  throwIfSavingChangesEncryption();
+  doSaveCurrent();
+  if (saveV1Manifest_) doSaveV1();
+}
+
+/// A manifest of the current schema may call itself version 1, but what is written here is not read so.
+/// The whole manifest is made before its part is opened: one that cannot be written leaves the part as it is.
+void FileSystemManager::doSaveCurrent() {
+  if (tree_->getVersion() == manifest::kVersion1) tree_->setVersion(manifest::kCurrentVersion);
+  std::vector<unsigned char> bytes;
+  ByteArrayOutAdaptor buffer(bytes);
+  manifest_->write(*tree_, buffer);
+  std::unique_ptr<IContentSource> source = std::make_unique<BytesSource>(std::move(bytes), getPartContentType());
+  if (isEncryptionEnabled())
+    source = std::make_unique<EncryptionWithInlineIVTransform>(std::move(source), encryptor_, encryptionAlgorithm_,
+                                                               ivGenerator_);
+  InputStream& input = source->getInputStream();
+  Part const part = findOrCreatePart(getPackage(), getRelationshipType(), getPartURI(), source->getContentType());
+  std::unique_ptr<OutputStream> const output = part.getOutputStream();
+  StreamHelper::copyStreamToStream(input, *output);
+  output->close();
+}
+
+void FileSystemManager::doSaveV1() {
+  Part const part = findOrCreatePart(getPackage(), getRelationshipTypeV1(), getPartURIV1(), getPartContentTypeV1());
+  std::unique_ptr<OutputStream> const output = part.getOutputStream();
+  manifest_->writeV1(*tree_, *output);
+  output->close();
+}
+
+std::vector<std::u16string> FileSystemManager::doGetManagedPartNames() const {
+  std::vector<std::u16string> names{getPartURI().toString()};
+  if (saveV1Manifest_) names.push_back(getPartURIV1().toString());
+  tree_->forEachLeaf([&](FileSystemNode const& node) {
+    if (node.type == FileSystemNodeType::File) names.push_back(node.content);
+  });
+  return names;
+}
+
+std::vector<std::u16string> FileSystemManager::doGetManagedRelationshipTypes() const {
+  std::vector<std::u16string> types{getRelationshipType()};
+  if (saveV1Manifest_) types.push_back(getRelationshipTypeV1());
+  return types;
+}
+
+}  // namespace opc::ztservices

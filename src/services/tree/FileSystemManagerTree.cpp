@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opc/ztservices/FileSystem.hpp"
+#include "services/tree/EncryptedContent.hpp"
+#include "services/tree/FileSystemTree.hpp"
+#include "services/tree/Messages.hpp"
+#include "services/tree/NameRules.hpp"
+#include "services/tree/PathRules.hpp"
+
+namespace opc::ztservices {
+namespace {
+
+/// Ciphertext does not shrink, and a package of many small files takes twice as long when that is tried for each.
+model::CompressionType compressionFor(model::ContentType const& type) {
+  return isMarkedEncrypted(type) ? model::CompressionType::Stored : model::CompressionType::Content;
+}
+
+/// Whether both stand for the same thing; times and permissions do not matter, nor how a folder was spelt.
+bool isSameNode(FileSystemEntry const& a, FileSystemEntry const& b) {
+  return a.isFile() == b.isFile() && a.isLink() == b.isLink() &&
+         (a.isFolder() || a.getContentName() == b.getContentName());
+}
+
+}  // namespace
+
+bool FileSystemManager::hasEntry(std::u16string const& path) const {
+  ensureLoaded();
+  return tree_->hasNode(paths::convertSeparators(path));
+}
+
+FileSystemEntry FileSystemManager::getEntry(std::u16string const& path) const {
+  std::u16string const found = findPath(path);  // which may load another tree
+  return makeEntry(tree_->getNode(found));
+}
+
+FileSystemEntry FileSystemManager::getRoot() const {
+  ensureLoaded();
+  return makeEntry(tree_->getNode(FileSystemEntry::getRootName()));
+}
+
+bool FileSystemManager::hasParent(std::u16string const& path) const { return hasParentInternal(findPath(path)); }
+
+bool FileSystemManager::hasParent(FileSystemEntry const& entry) const { return hasParentInternal(entry.getPathName()); }
+
+FileSystemEntry FileSystemManager::getParent(std::u16string const& path) const {
+  return getParentInternal(findPath(path));
+}
+
+FileSystemEntry FileSystemManager::getParent(FileSystemEntry const& entry) const {
+  return getParentInternal(entry.getPathName());
+}
+
+bool FileSystemManager::hasChildren(std::u16string const& path) const { return hasChildrenInternal(findPath(path)); }
+
+bool FileSystemManager::hasChildren(FileSystemEntry const& entry) const {
+  return hasChildrenInternal(entry.getPathName());
+}
+
+std::vector<FileSystemEntry> FileSystemManager::getChildren(std::u16string const& path) const {
+  return getChildrenInternal(findPath(path));
+}
+
+std::vector<FileSystemEntry> FileSystemManager::getChildren(FileSystemEntry const& entry) const {
+  return getChildrenInternal(entry.getPathName());
+}
+
+std::vector<FileSystemEntry> FileSystemManager::getAllLeafs() const {
+  ensureLoaded();
+  std::vector<FileSystemEntry> entries;
+  tree_->forEachLeaf([&](FileSystemNode const& node) { entries.push_back(makeEntry(node)); });
+  return entries;
+}
+
+void FileSystemManager::visitLeafs(std::function<void(FileSystemEntry const&)> const& visitor) const {
+  ensureLoaded();
+  tree_->forEachLeaf([&](FileSystemNode const& node) { visitor(makeEntry(node)); });
+}
+
+void FileSystemManager::visitEntries(std::function<void(FileSystemEntry const&)> const& visitor) const {
+  ensureLoaded();
+  tree_->forEachNode([&](FileSystemNode const& node) { visitor(makeEntry(node)); });
+}
+
+std::u16string FileSystemManager::getLinkTarget(FileSystemEntry const& entry) const {
+  ensureLoaded();
+  if (!entry.isLink()) throw FileSystemEntryMustBeLink(messages::kMustBeSymbolicLink);
+  throwIfStale(entry);
+  return entry.getContentName();
+}
+
+FileSystemEntry FileSystemManager::createFolder(std::u16string const& path) {
+  FileSystemNode const node =
+      makeFolderNode(findFreePath(path), kUnknownPermissions, FileSystemEntry::getUnknownTime());
+  tree_->addNode(node);
+  markAsDirty();
+  return makeEntry(node);
+}
+
+FileSystemEntry FileSystemManager::createLink(std::u16string const& path, std::u16string const& target) {
+  std::u16string const normal = findFreePath(path);
+  std::u16string const converted = paths::convertSeparators(target);
+  throwIfNotCarriable(converted);
+  return createLinkInternal(normal, converted);
+}
+
+FileSystemEntry FileSystemManager::createFile(std::u16string const& path, model::ContentType const& type,
+                                              Perms::Perms_tag permissions, boost::posix_time::ptime const& time) {
+  return createFileInternal(findFreePath(path), type, permissions, time).first;
+}
+
+// What stands below a file or link, as manifests of other makers may have it, goes with it.
+void FileSystemManager::deleteFile(FileSystemEntry const& entry) {
+  if (!entry.isFile()) throw FileSystemEntryMustBeFile(messages::kMustBeFile);
+  throwIfStale(entry);
+  removeWithDescendants(entry.getPathName());
+}
+
+void FileSystemManager::deleteLink(FileSystemEntry const& entry) {
+  if (!entry.isLink()) throw FileSystemEntryMustBeLink(messages::kMustBeLink);
+  throwIfStale(entry);
+  removeWithDescendants(entry.getPathName());
+}
+
+void FileSystemManager::deleteFolder(FileSystemEntry const& entry) {
+  if (!entry.isFolder()) throw FileSystemEntryMustBeFolder(messages::kMustBeFolder);
+  throwIfStale(entry);
+  removeWithDescendants(entry.getPathName());
+}
+
+std::unique_ptr<OutputStream> FileSystemManager::getFileOutputStream(FileSystemEntry const& entry) {
+  ensureLoaded();
+  if (!entry.isFile()) throw FileSystemEntryMustBeFile(messages::kMustBeFile);
+  throwIfStale(entry);
+  return getPackage().getPart(model::PartName(entry.getContentName())).getOutputStream();
+}
+
+void FileSystemManager::throwIfAlreadyExists(std::u16string const& path) const {
+  ensureLoaded();
+  if (tree_->hasNode(path)) throw FileSystemEntryAlreadyExists(messages::withPath(messages::kAlreadyExists, path));
+}
+
+void FileSystemManager::throwIfNotFound(std::u16string const& path) const {
+  ensureLoaded();
+  if (!tree_->hasNode(path)) throw FileSystemEntryNotFound(messages::withPath(messages::kDoesNotExist, path));
+}
+
+FileSystemEntry FileSystemManager::makeEntry(FileSystemNode const& node) const { return FileSystemEntry(node); }
+
+std::u16string FileSystemManager::findPath(std::u16string const& path) const {
+  ensureLoaded();
+  std::u16string converted = paths::convertSeparators(path);
+  throwIfNotFound(converted);
+  return converted;
+}
+
+std::u16string FileSystemManager::findFreePath(std::u16string const& path) const {
+  ensureLoaded();
+  std::u16string const normal = paths::normalizePath(path);
+  std::u16string absolute(paths::withoutRepeatedLeadingSlashes(normal));
+  throwIfNotCarriable(absolute);
+  throwIfAlreadyExists(absolute);
+  return absolute;
+}
+
+void FileSystemManager::throwIfStale(FileSystemEntry const& entry) const {
+  std::u16string const path = entry.getPathName();
+  if (!tree_->hasNode(path) || !isSameNode(entry, makeEntry(tree_->getNode(path))))
+    throw FileSystemEntryNotFound(messages::withPath(messages::kDoesNotExist, path));
+}
+
+bool FileSystemManager::hasParentInternal(std::u16string const& path) const { return tree_->hasParent(path); }
+
+FileSystemEntry FileSystemManager::getParentInternal(std::u16string const& path) const {
+  if (!hasParentInternal(path)) throw FileSystemEntryHasNoParent(messages::kHasNoParent);
+  return makeEntry(tree_->getParentNode(path));
+}
+
+bool FileSystemManager::hasChildrenInternal(std::u16string const& path) const { return tree_->hasChildren(path); }
+
+std::vector<FileSystemEntry> FileSystemManager::getChildrenInternal(std::u16string const& path) const {
+  std::vector<FileSystemEntry> entries;
+  for (FileSystemNode const& node : tree_->getChildNodes(path)) entries.push_back(makeEntry(node));
+  return entries;
+}
+
+// The part comes first: a part that the package refuses leaves no entry behind.
+std::pair<FileSystemEntry, model::Part> FileSystemManager::createFileInternal(std::u16string const& path,
+                                                                              model::ContentType const& type,
+                                                                              Perms::Perms_tag permissions,
+                                                                              boost::posix_time::ptime const& time) {
+  std::u16string const name = makeUniquePartName(path);
+  model::Part part =
+      getPackage().createPart(model::PartName(name), type, model::StandardPartInfo(compressionFor(type)));
+  FileSystemNode const node = makeFileNode(path, name, permissions, time);
+  tree_->addNode(node);
+  markAsDirty();
+  return {makeEntry(node), std::move(part)};
+}
+
+FileSystemEntry FileSystemManager::createLinkInternal(std::u16string const& path, std::u16string const& target) {
+  FileSystemNode const node = makeLinkNode(path, target, kUnknownPermissions, FileSystemEntry::getUnknownTime());
+  tree_->addNode(node);
+  markAsDirty();
+  return makeEntry(node);
+}
+
+void FileSystemManager::removeWithDescendants(std::u16string const& path) {
+  tree_->removeSubtree(path, [this](FileSystemNodeType type, std::u16string const& content) {
+    markAsDirty();
+    if (type == FileSystemNodeType::File) getPackage().deletePart(model::PartName(content));
+  });
+}
+
+}  // namespace opc::ztservices

@@ -1,0 +1,345 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "services/tree/FileSystemTree.hpp"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "opc/Exception.hpp"
+#include "opc/Strings.hpp"
+#include "services/tree/ManifestNames.hpp"
+#include "text/Locale.hpp"
+
+namespace opc::ztservices {
+namespace {
+
+// The format has a tag for each of five systems; what is none of them takes that of its kind and size.
+#if defined(_WIN64)
+constexpr char16_t kPlatform[] = u"wnx64";
+#elif defined(_WIN32)
+constexpr char16_t kPlatform[] = u"wnx86";
+#elif defined(__APPLE__)
+constexpr char16_t kPlatform[] = u"macx64";
+#elif defined(__LP64__)
+constexpr char16_t kPlatform[] = u"lxamd64";
+#else
+constexpr char16_t kPlatform[] = u"lxarm32";
+#endif
+
+/// How much of `a` the two have in common at their beginnings. Mostly that is all of it, which std::equal sees
+/// many units at a time.
+std::size_t commonLength(std::u16string_view a, std::u16string_view b) {
+  if (a.size() <= b.size() && std::equal(a.begin(), a.end(), b.begin())) return a.size();
+  return static_cast<std::size_t>(std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first - a.begin());
+}
+
+FileSystemNode bareFolder(std::u16string const& path) {
+  return makeFolderNode(path, kUnknownPermissions, boost::posix_time::not_a_date_time);
+}
+
+}  // namespace
+
+FileSystemTree::FileSystemTree() { clear(); }
+
+void FileSystemTree::clear() {
+  platform_ = kPlatform;
+  encoding_ = fl::i18n::getGlobalLocaleEncodingName();
+  version_ = manifest::kCurrentVersion;
+  entries_.clear();
+  place_ = {};
+  top_ = {};
+  insertNode(bareFolder(std::u16string(kRootPath)));
+}
+
+bool FileSystemTree::hasNode(std::u16string_view path) const {
+  Entry const* const entry = find(path);
+  return entry && entry->second.isPresent;
+}
+
+FileSystemNode FileSystemTree::getNode(std::u16string_view path) const {
+  return nodeOf(get(path), std::u16string(path));
+}
+
+FileSystemNode FileSystemTree::getParentNode(std::u16string_view path) const {
+  Entry const* const parent = get(path).first.parent;
+  if (!parent || !parent->second.isPresent) throw std::logic_error("The node has no parent");
+  leave();
+  return nodeOf(*parent, place_.path);
+}
+
+bool FileSystemTree::hasParent(std::u16string_view path) const {
+  Entry const* const entry = find(path);
+  return entry && entry->second.isPresent && entry->first.parent && entry->first.parent->second.isPresent;
+}
+
+bool FileSystemTree::hasChildren(std::u16string_view path) const {
+  Entry const* const entry = find(path);
+  return entry && entry->second.isPresent && !isLeaf(*entry);
+}
+
+std::vector<FileSystemNode> FileSystemTree::getChildNodes(std::u16string_view path) const {
+  std::vector<FileSystemNode> nodes;
+  Entry const* const folder = find(path);
+  if (!folder || !folder->second.isPresent) return nodes;
+  for (Entry const* child = folder->second.children.first; child; child = child->second.next) {
+    if (!child->second.isPresent) continue;
+    std::u16string childPath(path);
+    appendName(*child, childPath);
+    nodes.push_back(nodeOf(*child, childPath));
+  }
+  return nodes;
+}
+
+std::vector<FileSystemNode> FileSystemTree::getLeafNodes() const {
+  std::vector<FileSystemNode> nodes;
+  forEachLeaf([&nodes](FileSystemNode const& node) { nodes.push_back(node); });
+  return nodes;
+}
+
+void FileSystemTree::forEachLeaf(NodeVisitor const& visit) const {
+  walk([](Entry const& entry) { return isLeaf(entry) && !isRoot(entry); }, visit);
+}
+
+void FileSystemTree::forEachNode(NodeVisitor const& visit) const {
+  walk([](Entry const& entry) { return !isRoot(entry); }, visit);
+}
+
+void FileSystemTree::forEachLink(NodeVisitor const& visit) const {
+  walk([](Entry const& entry) { return entry.second.type == FileSystemNodeType::Link; }, visit);
+}
+
+/// Visits the wanted nodes in key order.
+void FileSystemTree::walk(bool (*isWanted)(Entry const&), NodeVisitor const& visit) const {
+  struct Ahead {
+    Step step;
+    std::size_t parentLength;
+  };
+  std::vector<Ahead> ahead;  // the next one last; a stack of its own, since trees may be very deep
+  auto const plan = [&ahead](Children const& children, std::size_t parentLength) {
+    std::vector<Step> const steps = inKeyOrder(children);
+    for (auto step = steps.rbegin(); step != steps.rend(); ++step) ahead.push_back({*step, parentLength});
+  };
+  std::u16string path;
+  plan(top_, 0);
+  while (!ahead.empty()) {
+    auto const [step, parentLength] = ahead.back();
+    ahead.pop_back();
+    if (!step.isBelow && !isWanted(*step.entry)) continue;
+    path.resize(parentLength);
+    appendName(*step.entry, path);
+    if (step.isBelow)
+      plan(step.entry->second.children, path.size());
+    else
+      visit(nodeOf(*step.entry, path));
+  }
+}
+
+void FileSystemTree::addNode(FileSystemNode const& node) {
+  std::u16string const path = node.fullPath();
+  if (hasNode(path)) throw Exception("A node already exists with the name:" + toASCIIString(path));
+  insertNode(node);
+}
+
+void FileSystemTree::insertNode(FileSystemNode const& node) {
+  std::u16string const path = node.fullPath();
+  for (PathSteps steps = resume(path); !steps.atEnd();) enter(findOrMake(place_.entry, steps.next()));
+  for (Entry* entry = place_.entry; entry && !entry->second.isPresent; entry = entry->first.parent) appear(*entry);
+  store(node, path, place_.entry->second);
+}
+
+void FileSystemTree::updateNode(FileSystemNode const& node) {
+  std::u16string const path = node.fullPath();
+  Entry* const entry = find(path);
+  if (!entry || !entry->second.isPresent)
+    throw Exception("A node does not exists with the name:" + toASCIIString(path));
+  store(node, path, entry->second);
+}
+
+void FileSystemTree::removeNode(FileSystemNode const& node) {
+  Entry* const entry = find(node.fullPath());
+  if (!entry || !entry->second.isPresent) return;
+  disappear(*entry);
+  eraseChildless(entry);
+}
+
+// Entries are erased as the walk leaves them, so that the first child is always the next one to go.
+void FileSystemTree::removeSubtree(std::u16string_view topPath, RemovalVisitor const& removed) {
+  Entry* const top = find(topPath);
+  if (!top || !top->second.isPresent) return;
+  std::u16string path(topPath);
+  for (Entry* entry = top; entry;) {
+    while (Entry* const child = entry->second.children.first) {
+      appendName(*child, path);
+      entry = child;
+    }
+    FileSystemNodeType const type = entry->second.type;
+    std::u16string const content = type == FileSystemNodeType::File ? contentOf(*entry, path) : std::u16string();
+    bool const wasPresent = entry->second.isPresent;
+    Entry* const parent = entry->first.parent;
+    bool const isLast = entry == top;
+    cutName(*entry, path);
+    if (!isRoot(*entry)) {
+      if (wasPresent) disappear(*entry);
+      erase(*entry);
+      if (isLast) eraseChildless(parent);
+    }
+    if (wasPresent) removed(type, content);
+    entry = isLast ? nullptr : parent;
+  }
+}
+
+FileSystemNode FileSystemTree::nodeOf(Entry const& entry, std::u16string const& path) {
+  Record const& record = entry.second;
+  return {record.type, path, contentOf(entry, path), record.permissions, record.lastModified};
+}
+
+std::u16string FileSystemTree::contentOf(Entry const& entry, std::u16string const& path) {
+  return entry.second.contentIsPath ? path : entry.second.content.toString();
+}
+
+void FileSystemTree::store(FileSystemNode const& node, std::u16string const& path, Record& record) {
+  record.contentIsPath = node.content == path;
+  record.content = record.contentIsPath ? CompactText() : CompactText(node.content);
+  record.type = node.type;
+  record.permissions = node.permissions.value_or(kUnknownPermissions);
+  record.lastModified = node.lastModified.value_or(boost::posix_time::not_a_date_time);
+}
+
+/// Whether the path or paths of the first step come before those of the second. The paths of an entry's
+/// descendants all go on with a slash, so "a!" comes before "a/b", but after "a".
+bool FileSystemTree::comesFirst(Step const& a, Step const& b) {
+  std::u16string const& x = a.entry->first.name;
+  std::u16string const& y = b.entry->first.name;
+  auto const [i, j] = std::mismatch(x.begin(), x.end(), y.begin(), y.end());
+  auto const following = [](auto position, Step const& step) {
+    return position != step.entry->first.name.end() ? int{*position} : step.isBelow ? int{u'/'} : -1;
+  };
+  return following(i, a) < following(j, b);
+}
+
+std::vector<FileSystemTree::Step> FileSystemTree::inKeyOrder(Children const& children) {
+  std::vector<Step> steps;
+  for (Entry const* child = children.first; child; child = child->second.next) {
+    if (child->second.isPresent) steps.push_back({child, false});
+    if (child->second.children.first) steps.push_back({child, true});
+  }
+  std::sort(steps.begin(), steps.end(), comesFirst);
+  return steps;
+}
+
+bool FileSystemTree::isRoot(Entry const& entry) { return !entry.first.parent && entry.first.name == kRootPath; }
+
+void FileSystemTree::appendName(Entry const& entry, std::u16string& parentPath) {
+  parentPath.reserve(parentPath.size() + 1 + entry.first.name.size());  // nothing is appended if memory runs out
+  if (entry.first.parent && !isRoot(*entry.first.parent)) parentPath += u'/';
+  parentPath += entry.first.name;
+}
+
+/// Takes back what appendName did.
+void FileSystemTree::cutName(Entry const& entry, std::u16string& path) {
+  path.resize(path.size() - entry.first.name.size());
+  if (entry.first.parent && !isRoot(*entry.first.parent)) path.pop_back();
+}
+
+/// Leaves the folders that do not lead to the path and returns the steps from there.
+PathSteps FileSystemTree::resume(std::u16string_view path) const {
+  std::u16string const& here = place_.path;
+  std::size_t const common = commonLength(here, path);
+  auto const leadsToPath = [&] {
+    if (here.size() > common) return false;
+    return here.size() == path.size() || isRoot(*place_.entry) || (!here.empty() && path[here.size()] == u'/');
+  };
+  while (place_.entry && !leadsToPath()) leave();
+  return place_.entry ? PathSteps::after(path, here.size()) : PathSteps(path);
+}
+
+void FileSystemTree::enter(Entry& entry) const {
+  appendName(entry, place_.path);
+  place_.entry = &entry;
+}
+
+void FileSystemTree::leave() const {
+  Entry const& left = *place_.entry;
+  place_.entry = left.first.parent;
+  cutName(left, place_.path);
+}
+
+FileSystemTree::Entry* FileSystemTree::find(std::u16string_view path) const {
+  for (PathSteps steps = resume(path); !steps.atEnd();) {
+    auto const found = entries_.find(KeyView{place_.entry, steps.next()});
+    if (found == entries_.end()) return nullptr;
+    enter(const_cast<Entry&>(*found));  // for those callers that may change the tree
+  }
+  return place_.entry;
+}
+
+FileSystemTree::Entry const& FileSystemTree::get(std::u16string_view path) const {
+  Entry const* const entry = find(path);
+  if (!entry || !entry->second.isPresent) throw std::logic_error("There is no such node");
+  return *entry;
+}
+
+FileSystemTree::Entry& FileSystemTree::findOrMake(Entry* parent, std::u16string_view name) {
+  KeyView const key{parent, name};
+  auto const position = entries_.lower_bound(key);
+  if (position != entries_.end() && !entries_.key_comp()(key, position->first)) return *position;
+  Entry& entry = *entries_.emplace_hint(position, Key{parent, std::u16string(name)}, Record());
+  link(entry);
+  return entry;
+}
+
+FileSystemTree::Children& FileSystemTree::siblings(Entry const& entry) {
+  return entry.first.parent ? entry.first.parent->second.children : top_;
+}
+
+void FileSystemTree::link(Entry& entry) {
+  Children& list = siblings(entry);
+  entry.second.previous = list.last;
+  entry.second.next = nullptr;
+  (list.last ? list.last->second.next : list.first) = &entry;
+  list.last = &entry;
+}
+
+void FileSystemTree::unlink(Entry& entry) {
+  Children& list = siblings(entry);
+  Record const& record = entry.second;
+  (record.previous ? record.previous->second.next : list.first) = record.next;
+  (record.next ? record.next->second.previous : list.last) = record.previous;
+}
+
+/// Makes a node of a mere place: a folder of which nothing is known, the last among its siblings.
+void FileSystemTree::appear(Entry& entry) {
+  unlink(entry);
+  link(entry);
+  Record& record = entry.second;
+  record.content = CompactText();
+  record.contentIsPath = true;
+  record.type = FileSystemNodeType::Folder;
+  record.permissions = kUnknownPermissions;
+  record.lastModified = boost::posix_time::not_a_date_time;
+  record.isPresent = true;
+  if (entry.first.parent) ++entry.first.parent->second.presentChildren;
+}
+
+/// Makes a mere place of a node.
+void FileSystemTree::disappear(Entry& entry) {
+  entry.second.isPresent = false;
+  if (entry.first.parent) --entry.first.parent->second.presentChildren;
+}
+
+/// Drops the place, and those above it that led only to it.
+void FileSystemTree::eraseChildless(Entry* entry) {
+  while (entry && !entry->second.children.first && !entry->second.isPresent) {
+    Entry* const parent = entry->first.parent;
+    erase(*entry);
+    entry = parent;
+  }
+}
+
+void FileSystemTree::erase(Entry& entry) {
+  if (place_.entry == &entry) leave();
+  unlink(entry);
+  entries_.erase(entries_.find(entry.first));
+}
+
+}  // namespace opc::ztservices

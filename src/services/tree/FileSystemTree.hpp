@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <compare>
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "services/tree/CompactText.hpp"
+#include "services/tree/FileSystemNode.hpp"
+#include "services/tree/PathSteps.hpp"
+
+namespace opc::ztservices {
+
+/// The file system of a package in memory, keyed by absolute path and ordered by code unit. Knows no parts,
+/// streams or disks. A new tree holds the root alone.
+///
+/// Each node keeps its own name and finds its parent by pointer, so that a path of a hundred thousand
+/// folders is no more to keep than its text; children form a list in the order of their insertion, so that
+/// adding and removing costs O(log n) for each folder of the path, however many children a folder has. A
+/// look-up begins where the last one ended, so that folders shared with that path cost nothing again.
+///
+/// A folder that is removed while it has descendants is gone like any other node, but they stay, found by
+/// their paths, as leaves where they are leaves; its place is kept until the last of them is removed. Its
+/// parent is a leaf where it has no other child. Inserting it, or anything directly below it, makes it a
+/// node again.
+///
+/// A path that is not absolute is kept as it is; the nodes it begins with have no parent. One thread at a
+/// time, for reading too.
+class FileSystemTree {
+ public:
+  using NodeVisitor = std::function<void(FileSystemNode const&)>;
+  /// The content is that of a file; empty for folders and links.
+  using RemovalVisitor = std::function<void(FileSystemNodeType type, std::u16string const& content)>;
+
+  FileSystemTree();
+  FileSystemTree(FileSystemTree const&) = delete;
+  FileSystemTree& operator=(FileSystemTree const&) = delete;
+
+  bool hasNode(std::u16string_view path) const;
+  /// The path must be present (and for getParentNode its parent too); std::logic_error otherwise.
+  FileSystemNode getNode(std::u16string_view path) const;
+  FileSystemNode getParentNode(std::u16string_view path) const;
+  bool hasParent(std::u16string_view path) const;
+  bool hasChildren(std::u16string_view path) const;
+  /// In the order of insertion; empty where there are none.
+  std::vector<FileSystemNode> getChildNodes(std::u16string_view path) const;
+  /// Every node without children, in key order; none while the root is alone.
+  std::vector<FileSystemNode> getLeafNodes() const;
+  /// The same without a list of copies. The tree must not be changed meanwhile.
+  void forEachLeaf(NodeVisitor const& visit) const;
+  /// Every node but the root, in key order. The tree must not be changed meanwhile.
+  void forEachNode(NodeVisitor const& visit) const;
+  /// Every link, also one with children, in key order. The tree must not be changed meanwhile.
+  void forEachLink(NodeVisitor const& visit) const;
+
+  /// Throws opc::Exception when the path is present.
+  void addNode(FileSystemNode const& node);
+  /// Unchecked; creates missing ancestors. A node that is present is replaced where it stands.
+  void insertNode(FileSystemNode const& node);
+  /// Replaces a stored node; throws opc::Exception when there is none.
+  void updateNode(FileSystemNode const& node);
+  /// Does nothing where there is none. Descendants are not touched: the caller removes them first.
+  void removeNode(FileSystemNode const& node);
+  /// Removes the node after everything below it: children in the order of their insertion, each after its own.
+  /// The root is only emptied. Each node, the root too, is told once it is gone; what the visitor throws ends
+  /// the removal there. The visitor must not use the tree. Does nothing where there is no such node.
+  void removeSubtree(std::u16string_view path, RemovalVisitor const& removed);
+  /// Makes the tree as new.
+  void clear();
+
+  std::u16string const& getPlatform() const { return platform_; }
+  std::u16string const& getEncoding() const { return encoding_; }
+  std::u16string const& getVersion() const { return version_; }
+  void setPlatform(std::u16string value) { platform_ = std::move(value); }
+  void setEncoding(std::u16string value) { encoding_ = std::move(value); }
+  void setVersion(std::u16string value) { version_ = std::move(value); }
+
+ private:
+  struct Key;
+  struct Record;
+  using Entry = std::pair<Key const, Record>;
+
+  /// A step of a path (PathSteps) below the entry of the step before it; null for the first.
+  struct KeyView {
+    Entry const* parent;
+    std::u16string_view name;
+  };
+  struct Key {
+    Entry* parent;
+    std::u16string name;
+  };
+  struct KeyLess {
+    using is_transparent = void;
+    static KeyView view(Key const& key) { return {key.parent, key.name}; }
+    static KeyView view(KeyView const& key) { return key; }
+    template <typename A, typename B>
+    bool operator()(A const& a, B const& b) const {
+      KeyView const x = view(a), y = view(b);
+      return x.parent == y.parent ? x.name < y.name : std::less<>()(x.parent, y.parent);
+    }
+  };
+  struct Children {
+    Entry* first = nullptr;
+    Entry* last = nullptr;
+  };
+  /// Without isPresent the entry is no node, but a place on the way to its descendants.
+  struct Record {
+    CompactText content;  // empty where it is the node's own path
+    boost::posix_time::ptime lastModified;
+    Children children;
+    Entry* previous = nullptr;  // among the children of the parent
+    Entry* next = nullptr;
+    std::size_t presentChildren = 0;
+    Perms::Perms_tag permissions = kUnknownPermissions;
+    FileSystemNodeType type = FileSystemNodeType::Folder;
+    bool isPresent = false;
+    bool contentIsPath = true;
+  };
+
+  /// An entry itself, or what is below it.
+  struct Step {
+    Entry const* entry;
+    bool isBelow;
+  };
+  struct Place {
+    std::u16string path;
+    Entry* entry = nullptr;  // null is above the first step
+  };
+
+  static FileSystemNode nodeOf(Entry const& entry, std::u16string const& path);
+  static std::u16string contentOf(Entry const& entry, std::u16string const& path);
+  static void store(FileSystemNode const& node, std::u16string const& path, Record& record);
+  static bool isRoot(Entry const& entry);
+  static bool isLeaf(Entry const& entry) { return entry.second.presentChildren == 0; }
+  static bool comesFirst(Step const& a, Step const& b);
+  static std::vector<Step> inKeyOrder(Children const& children);
+  static void appendName(Entry const& entry, std::u16string& parentPath);
+
+  static void cutName(Entry const& entry, std::u16string& path);
+
+  void walk(bool (*isWanted)(Entry const&), NodeVisitor const& visit) const;
+  PathSteps resume(std::u16string_view path) const;
+  void enter(Entry& entry) const;
+  void leave() const;
+  Entry* find(std::u16string_view path) const;
+  Entry const& get(std::u16string_view path) const;
+  Entry& findOrMake(Entry* parent, std::u16string_view name);
+  Children& siblings(Entry const& entry);
+  void link(Entry& entry);
+  void unlink(Entry& entry);
+  void appear(Entry& entry);
+  void disappear(Entry& entry);
+  void eraseChildless(Entry* entry);
+  void erase(Entry& entry);
+
+  std::u16string platform_;
+  std::u16string encoding_;
+  std::u16string version_;
+  std::map<Key, Record, KeyLess> entries_;
+  mutable Place place_;  // where the last look-up ended
+  Children top_;         // the root, and the first steps of paths that are not absolute
+};
+
+}  // namespace opc::ztservices

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "text/LargePages.hpp"
+
+#include <cstddef>
+#include <memory>
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+
+namespace opc {
+namespace {
+
+[[maybe_unused]] constexpr std::size_t kLargePage = 2 << 20;
+
+}  // namespace
+
+// An advice: where it is not taken, the memory is as it would have been.
+void preferLargePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t size) noexcept {
+#if defined(MADV_HUGEPAGE)
+  if (std::align(kLargePage, kLargePage, memory, size))
+    static_cast<void>(madvise(memory, size & ~(kLargePage - 1), MADV_HUGEPAGE));
+#endif
+}
+
+}  // namespace opc

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "crypto/AESKey.hpp"
+#include "crypto/InlineIVCheck.hpp"
+#include "opc/Streams.hpp"
+#include "verify/PackageCheck.hpp"
+
+namespace opc::ztservices {
+
+/// Which parts of a package are encrypted, and which of them are authentic under a key. That is found out while the
+/// items are read, so that nothing is read twice (but parts in pieces) or held.
+class EncryptionCheck {
+ public:
+  /// The package is identified. Without a key nothing is authentic. Throws CryptoError for one that is not of 32 bytes,
+  /// of which no copy is kept.
+  EncryptionCheck(PackageCheck const& package, std::vector<unsigned char> const* key);
+
+  /// What ArchiveSurvey::readItems() tells, item by item.
+  void take(std::size_t item, std::span<unsigned char const> bytes);
+  void finish(std::size_t item, bool isSound);
+  /// When all items are read.
+  void finishPieces();
+
+  bool hasKey() const { return key_.has_value(); }
+  static bool isEncrypted(CheckedPart const& part);
+  static bool isTooShort(std::uint64_t size) { return size < InlineIVCheck::kLeastBytes; }
+  bool isAuthentic(CheckedPart const& part) const { return isAuthentic_[numberOf(part)]; }
+  std::uint64_t countEncrypted() const;
+  std::uint64_t countAuthentic() const;
+  /// The content of a part that is authentic, in memory.
+  std::unique_ptr<InputStream> open(CheckedPart const& part) const;
+
+ private:
+  static constexpr std::uint32_t kNone = UINT32_MAX;
+
+  std::size_t numberOf(CheckedPart const& part) const;
+  bool isAuthenticInPieces(CheckedPart const& part);
+
+  PackageCheck const& package_;
+  std::optional<foundation::crypto::AESKey> key_;
+  std::optional<InlineIVCheck> message_;
+  std::uint32_t item_ = kNone;         // whose bytes the message has
+  std::vector<std::uint32_t> partOf_;  // of each item that is an encrypted part: its number; none without a key
+  std::vector<bool> isAuthentic_;      // of each part
+};
+
+}  // namespace opc::ztservices

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "verify/FaultList.hpp"
+
+#include <utility>
+
+#include "opc/Strings.hpp"
+#include "verify/FaultCodes.hpp"
+
+namespace opc::ztservices {
+
+void FaultList::add(char const* code, std::u16string item, std::string message) {
+  if (!code::isTolerated(code)) isTolerable_ = false;
+  bool const isNote = code::isNote(code);
+  if (faults_.size() == maximum_) {
+    ++dropped_;
+    hasDroppedNotesAlone_ &= isNote;
+    return;
+  }
+  faults_.push_back({code, std::move(item), std::move(message), isNote});
+}
+
+void FaultList::addItem(char const* code, std::string_view rawName, std::string message) {
+  add(code, rawName.empty() ? u"" : u"/" + toString(std::string(rawName), false), std::move(message));
+}
+
+std::vector<VerificationFault> FaultList::take() {
+  if (dropped_ > 0)
+    faults_.push_back(
+        {code::kMoreFaults, u"", "There are " + std::to_string(dropped_) + " faults more", hasDroppedNotesAlone_});
+  return std::move(faults_);
+}
+
+}  // namespace opc::ztservices

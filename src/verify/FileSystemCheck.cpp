@@ -1,0 +1,216 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "verify/FileSystemCheck.hpp"
+
+#include <algorithm>
+#include <string_view>
+
+#include "opc/ztservices/FileSystem.hpp"
+#include "package/Messages.hpp"
+#include "package/PartNameRules.hpp"
+#include "services/tree/EncryptedContent.hpp"
+#include "services/tree/Messages.hpp"
+#include "verify/FaultCodes.hpp"
+
+namespace opc::ztservices {
+namespace {
+
+using model::detail::wideName;
+using model::detail::messages::shown;
+
+constexpr std::string_view kContents = "/fsroot/";
+
+/// Has the paths below another follow directly on it.
+bool comesFirst(FileSystemCheck::Listed const& a, FileSystemCheck::Listed const& b) {
+  auto const [x, y] = std::mismatch(a.path.begin(), a.path.end(), b.path.begin(), b.path.end());
+  auto const rank = [](auto position, auto end) {
+    return position == end ? 0u : *position == u'/' ? 1u : 2u + *position;
+  };
+  return rank(x, a.path.end()) < rank(y, b.path.end());
+}
+
+bool isBelow(std::u16string_view path, std::u16string_view other) {
+  return path.size() > other.size() && path.starts_with(other) && path[other.size()] == u'/';
+}
+
+/// What is wrong with a path by itself, or null.
+char const* faultOf(std::u16string_view path) {
+  if (path == u"/") return nullptr;
+  char const* fault = path.starts_with(u'/') ? nullptr : code::kUnclearPath;
+  if (path.starts_with(u'/')) path.remove_prefix(1);
+  for (std::size_t slash = 0; slash != std::u16string_view::npos; path.remove_prefix(slash + 1)) {
+    slash = path.find(u'/');
+    std::u16string_view const name = path.substr(0, slash);
+    if (name == u"..") return code::kUnsafePath;
+    if (name.empty() || name == u".") fault = code::kUnclearPath;
+    if (slash == std::u16string_view::npos) break;
+  }
+  return fault;
+}
+
+bool hasType(CheckedPart const& part, model::ContentType const& type) {
+  return part.type && part.type->is(type.getType() + u"/" + type.getSubType());
+}
+
+bool isEncrypted(CheckedPart const& part) { return EncryptionCheck::isEncrypted(part); }
+
+}  // namespace
+
+FileSystemCheck::FileSystemCheck(PackageCheck const& package, EncryptionCheck const& encryption, FaultList& faults)
+    : package_(package), encryption_(encryption), faults_(faults), owners_(package.parts().size()) {}
+
+bool FileSystemCheck::check() {
+  CheckedPart const* const manifest = findManifest();
+  isKeyWrong_ = isKeyWrong(manifest);
+  if (manifest && package_.isSound(*manifest)) checkManifest(*manifest);
+  checkEncryption(manifest);
+  return !isKeyWrong_;
+}
+
+/// An encrypted one tells nothing unless it is authentic, and can be held.
+void FileSystemCheck::checkManifest(CheckedPart const& manifest) {
+  if (isEncrypted(manifest)) {
+    if (!encryption_.isAuthentic(manifest) || !isHoldable(manifest)) return;
+    isDecrypted_ = true;
+  }
+  bool const isWhole = read(manifest);
+  checkPlaces();
+  if (isWhole) checkUnreferenced();
+}
+
+bool FileSystemCheck::isHoldable(CheckedPart const& manifest) {
+  std::uint64_t const size = package_.sizeOf(manifest), limit = package_.limits().maximumWholePartBytes;
+  if (size > limit)
+    faults_.add(code::kInvalidManifest, wideName(manifest.name),
+                messages::tooLargeToHold(wideName(manifest.name), size, limit));
+  return size <= limit && !isTooSmallForEncrypted(package_.storedSizeOf(manifest), size);
+}
+
+CheckedPart const* FileSystemCheck::findManifest() {
+  auto found = package_.targetsOf(FileSystemManager::getRelationshipType());
+  if (found.empty()) found = package_.targetsOf(FileSystemManager::getRelationshipTypeV1());
+  if (found.empty()) return nullptr;
+  CheckedPart const& manifest = *found.front();
+  std::u16string const name = wideName(manifest.name);
+  if (found.size() > 1)
+    faults_.add(code::kSeveralManifests, name,
+                "The package has " + std::to_string(found.size()) + " manifests, of which " + shown(name) + " counts");
+  if (manifest.type && !hasType(manifest, FileSystemManager::getPartContentType()) &&
+      !hasType(manifest, FileSystemManager::getPartContentTypeV1()))
+    faults_.add(code::kManifestType, name,
+                shown(name) + ": a manifest with another content type, " + shown(manifest.type->text));
+  return &manifest;
+}
+
+/// False where the document breaks off, so that what it does not list says nothing.
+bool FileSystemCheck::read(CheckedPart const& manifest) {
+  bool const isVersion1 = hasType(manifest, FileSystemManager::getPartContentTypeV1());
+  try {
+    auto const input = isDecrypted_ ? encryption_.open(manifest) : package_.open(manifest.items);
+    readManifestEntries(
+        *input, [&](ManifestEntry const& entry) { take(entry, isVersion1); },
+        [&](char const* code, std::u16string const& path, std::string const& what) {
+          faults_.add(code, path, shown(path) + ": " + what);
+        });
+    return true;
+  } catch (Exception const& fault) {
+    if (fault.getErrorCode()) throw;
+    faults_.add(code::kInvalidManifest, wideName(manifest.name), shown(manifest.name) + ": " + fault.what());
+    return false;
+  }
+}
+
+void FileSystemCheck::take(ManifestEntry const& entry, bool isVersion1) {
+  char const* const fault = faultOf(entry.path);
+  if (fault)
+    faults_.add(fault, entry.path,
+                shown(entry.path) + (fault == code::kUnsafePath ? ": a path that leads upwards"
+                                                                : ": a path that is not absolute, or has an empty name "
+                                                                  "or a dot in it"));
+  bool const hasPart = entry.type == FileSystemNodeType::File || (isVersion1 && entry.type == FileSystemNodeType::Link);
+  entries_.push_back({entry.path, entry.type});
+  if (hasPart) checkContent(entry);
+}
+
+void FileSystemCheck::checkContent(ManifestEntry const& entry) {
+  CheckedPart const* const part = package_.find(entry.content);
+  if (!part)
+    return faults_.add(code::kMissingPart, entry.path,
+                       shown(entry.path) + ": its contents are not in the package: " + shown(entry.content));
+  std::uint32_t& owner = owners_[static_cast<std::size_t>(part - package_.parts().data())];
+  if (owner != 0)
+    faults_.add(code::kSharedPart, entry.path,
+                shown(entry.path) + ": its contents are those of " + shown(entries_[owner - 1].path) +
+                    " too: " + shown(entry.content));
+  else
+    owner = static_cast<std::uint32_t>(entries_.size());
+  if (isDecrypted_ && !isEncrypted(*part))
+    faults_.add(code::kPlainContent, entry.path,
+                shown(entry.path) + ": its contents are not encrypted, as the manifest is: " + shown(entry.content));
+}
+
+/// Nothing may stand below a file or link. The path that is told is the highest one above.
+void FileSystemCheck::checkPlaces() {
+  std::vector<Listed const*> sorted;
+  sorted.reserve(entries_.size());
+  for (Listed const& entry : entries_) sorted.push_back(&entry);
+  std::sort(sorted.begin(), sorted.end(), [](Listed const* a, Listed const* b) { return comesFirst(*a, *b); });
+  Listed const* above = nullptr;
+  for (Listed const* const entry : sorted) {
+    if (above && isBelow(entry->path, above->path)) {
+      bool const isLink = above->type == FileSystemNodeType::Link;
+      faults_.add(isLink ? code::kBelowLink : code::kBelowFile, entry->path,
+                  shown(entry->path) + ": it is below the " + (isLink ? "link " : "file ") + shown(above->path));
+    } else if (entry->type != FileSystemNodeType::Folder) {
+      above = entry;
+    }
+  }
+}
+
+void FileSystemCheck::checkUnreferenced() {
+  for (std::size_t i = 0; i < owners_.size(); ++i) {
+    std::string const& name = package_.parts()[i].name;
+    if (owners_[i] == 0 && name.starts_with(kContents) && !model::detail::isRelationshipsName(name))
+      faults_.add(code::kUnreferencedPart, wideName(name), shown(name) + ": contents that belong to no entry");
+  }
+}
+
+bool FileSystemCheck::isContents(CheckedPart const& part) const {
+  return part.name.starts_with(kContents) || owners_[static_cast<std::size_t>(&part - package_.parts().data())] != 0;
+}
+
+/// A key is told from another one by what it opens: where that is nothing, of all that could be read of the container,
+/// either the key is wrong or everything was changed.
+bool FileSystemCheck::isKeyWrong(CheckedPart const* manifest) const {
+  if (!encryption_.hasKey() || encryption_.countAuthentic() > 0) return false;
+  return std::ranges::any_of(package_.parts(), [&](CheckedPart const& part) {
+    std::uint64_t const size = package_.sizeOf(part);
+    return isEncrypted(part) && (&part == manifest || isContents(part)) && package_.isSound(part) &&
+           !EncryptionCheck::isTooShort(size) && !isTooSmallForEncrypted(package_.storedSizeOf(part), size);
+  });
+}
+
+void FileSystemCheck::checkEncryption(CheckedPart const* manifest) {
+  for (std::size_t i = 0; i < owners_.size(); ++i) {
+    CheckedPart const& part = package_.parts()[i];
+    if (isEncrypted(part) && (&part == manifest || isContents(part)))
+      checkEncrypted(part, owners_[i] != 0 ? entries_[owners_[i] - 1].path : wideName(part.name));
+  }
+}
+
+void FileSystemCheck::checkEncrypted(CheckedPart const& part, std::u16string const& path) {
+  std::string const of = path == wideName(part.name) ? "" : ": " + shown(part.name);
+  if (EncryptionCheck::isTooShort(package_.sizeOf(part)))
+    faults_.add(code::kTruncatedEncryption, path,
+                shown(path) + ": too short to be encrypted, as its content type says that it is" + of);
+  else if (isTooSmallForEncrypted(package_.storedSizeOf(part), package_.sizeOf(part)))
+    faults_.add(code::kShrunkEncryption, path,
+                shown(path) + ": it cannot be encrypted, as its content type says that it is: its " +
+                    std::to_string(package_.sizeOf(part)) + " bytes take only " +
+                    std::to_string(package_.storedSizeOf(part)) + of);
+  else if (encryption_.hasKey() && !isKeyWrong_ && package_.isSound(part) && !encryption_.isAuthentic(part))
+    faults_.add(
+        code::kNotAuthentic, path,
+        shown(path) + ": it does not authenticate; it was changed, or its key or algorithm is another one" + of);
+}
+
+}  // namespace opc::ztservices

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "verify/EncryptionCheck.hpp"
+#include "verify/FaultList.hpp"
+#include "verify/ManifestEntries.hpp"
+#include "verify/PackageCheck.hpp"
+
+namespace opc::ztservices {
+
+/// The manifest of a file system against itself and against the parts. A package without one has no faults here.
+class FileSystemCheck {
+ public:
+  FileSystemCheck(PackageCheck const& package, EncryptionCheck const& encryption, FaultList& faults);
+
+  /// False, where a key was given that is not the package's: of several encrypted parts not one is authentic under it.
+  /// Then no more is told than without a key.
+  bool check();
+
+  struct Listed {
+    std::u16string path;
+    FileSystemNodeType type;
+  };
+
+ private:
+  CheckedPart const* findManifest();
+  bool read(CheckedPart const& manifest);
+  void take(ManifestEntry const& entry, bool isVersion1);
+  void checkContent(ManifestEntry const& entry);
+  void checkPlaces();
+  void checkUnreferenced();
+  void checkManifest(CheckedPart const& manifest);
+  bool isHoldable(CheckedPart const& manifest);
+  bool isKeyWrong(CheckedPart const* manifest) const;
+  void checkEncryption(CheckedPart const* manifest);
+  void checkEncrypted(CheckedPart const& part, std::u16string const& path);
+  bool isContents(CheckedPart const& part) const;
+
+  PackageCheck const& package_;
+  EncryptionCheck const& encryption_;
+  FaultList& faults_;
+  std::vector<Listed> entries_;
+  std::vector<std::uint32_t> owners_;  // of each part: the number of its first entry, from 1; 0 for none
+  bool isDecrypted_ = false;           // whether the manifest was encrypted, and the key opened it
+  bool isKeyWrong_ = false;
+};
+
+}  // namespace opc::ztservices

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opc/ztservices/Verification.hpp"
+
+#include <algorithm>
+#include <span>
+#include <vector>
+
+#include "container/ArchiveSurvey.hpp"
+#include "crypto/CipherDataNames.hpp"
+#include "crypto/Sha256.hpp"
+#include "crypto/Utils.hpp"
+#include "opc/Strings.hpp"
+#include "opc/model/Exceptions.hpp"
+#include "opc/ztservices/CipherData.hpp"
+#include "package/Messages.hpp"
+#include "verify/EncryptionCheck.hpp"
+#include "verify/FaultCodes.hpp"
+#include "verify/FaultList.hpp"
+#include "verify/FileSystemCheck.hpp"
+#include "verify/PackageCheck.hpp"
+
+namespace opc::ztservices {
+namespace {
+
+using model::zip::ArchiveFault;
+using model::zip::ArchiveSurvey;
+
+char const* codeOf(ArchiveFault fault) {
+  switch (fault) {
+    case ArchiveFault::NoEndRecord:
+      return code::kNoEndRecord;
+    case ArchiveFault::DamagedEndRecord:
+      return code::kDamagedEndRecord;
+    case ArchiveFault::TrailingData:
+      return code::kTrailingData;
+    case ArchiveFault::DamagedDirectory:
+      return code::kDamagedDirectory;
+    case ArchiveFault::DamagedEntry:
+      return code::kDamagedEntry;
+    case ArchiveFault::PrefixBytes:
+      return code::kPrefixBytes;
+    case ArchiveFault::Overlap:
+      return code::kOverlap;
+    case ArchiveFault::Gap:
+      return code::kGap;
+    case ArchiveFault::BadLocalHeader:
+      return code::kBadLocalHeader;
+    case ArchiveFault::BadDescriptor:
+      return code::kBadDescriptor;
+    case ArchiveFault::UnreadableItem:
+      return code::kUnreadableItem;
+    case ArchiveFault::DamagedContent:
+      return code::kDamagedContent;
+    case ArchiveFault::GrowthHint:
+      return code::kGrowthHint;
+  }
+  return code::kInvalidPackage;
+}
+
+/// Nothing is read of a container that declares more than may be taken in.
+bool isWithin(ArchiveSurvey const& survey, std::uint64_t maximumBytes, FaultList& faults) {
+  std::uint64_t left = maximumBytes;
+  for (std::size_t i = 0; i < survey.size(); ++i) {
+    auto const item = survey.entry(i);
+    if (item.size > left) {
+      faults.addItem(
+          code::kInvalidPackage, item.name,
+          model::detail::messages::invalidItem(item.name, "the items up to this one are larger than " +
+                                                              std::to_string(maximumBytes) + " bytes together"));
+      return false;
+    }
+    left -= item.size;
+  }
+  return true;
+}
+
+void checkCipherData(model::Package& package, FaultList& faults) {
+  if (package.getRelationshipsByType(cipher_data::kRelationshipType).empty()) return;
+  try {
+    CipherDataManager(package).hasCipherEntry({model::URI(u"/"), model::RelationshipSelectorType::ByType, u""});
+  } catch (model::InvalidItem const&) {   // told with its content
+  } catch (model::PartNotFound const&) {  // told with the relationship
+  } catch (Exception const& fault) {
+    if (fault.getErrorCode()) throw;
+    faults.add(code::kInvalidCipherData, cipher_data::kPartName, std::string("The cipher data: ") + fault.what());
+  }
+}
+
+/// Whatever keeps a package from being opened is a fault, also where nothing above has found a name for it.
+void checkThatItOpens(std::u16string const& path, model::OpenOptions const& limits, FaultList& faults) {
+  try {
+    checkCipherData(*model::Package::open(path, model::AccessMode::ReadOnly, limits), faults);
+  } catch (model::InvalidPackage const& fault) {
+    faults.add(code::kInvalidPackage, u"", fault.what());
+  }
+}
+
+void readItems(ArchiveSurvey& survey, EncryptionCheck& encryption, std::vector<bool>& isSound) {
+  survey.readItems(
+      [&](std::size_t item, bool sound) {
+        isSound[item] = sound;
+        encryption.finish(item, sound);
+      },
+      [&](std::size_t item, std::span<unsigned char const> bytes) { encryption.take(item, bytes); });
+  encryption.finishPieces();
+}
+
+void count(PackageCheck const& package, EncryptionCheck const& encryption, VerificationReport& report) {
+  report.parts = package.parts().size();
+  for (CheckedPart const& part : package.parts())
+    if (package.isSound(part)) report.bytes += package.sizeOf(part);
+  report.encrypted = encryption.countEncrypted();
+  report.authentic = encryption.countAuthentic();
+}
+
+}  // namespace
+
+std::string digestPart(model::Part const& part) {
+  constexpr std::size_t kStep = 65536;
+  auto const stream = part.getInputStream();
+  foundation::crypto::Sha256 digest;
+  std::vector<unsigned char> buffer(kStep);
+  while (!stream->isEnd()) digest.update(buffer.data(), stream->read(buffer.data(), buffer.size()));
+  return foundation::crypto::utils::hexEncode(digest.finish());
+}
+
+std::size_t VerificationReport::countFaults() const {
+  return static_cast<std::size_t>(std::ranges::count(faults, false, &VerificationFault::isNote));
+}
+
+VerificationReport verifyPackage(std::u16string const& path, VerificationOptions const& options) {
+  FaultList faults(options.maximumFaults);
+  ArchiveSurvey survey(model::zip::openFileBytes(toUTF8String(path)), options.limits.maximumItems,
+                       [&](ArchiveFault fault, std::string_view item, std::string const& message) {
+                         faults.addItem(codeOf(fault), item, message);
+                       });
+  std::vector<bool> isSound(survey.size());
+  VerificationReport report;
+  bool mayOpen = false;
+  if (isWithin(survey, options.limits.maximumTotalBytes, faults)) {
+    PackageCheck package(survey, isSound, options.limits, faults);
+    package.identify();
+    EncryptionCheck encryption(package, options.key);
+    readItems(survey, encryption, isSound);
+    package.check();
+    mayOpen = faults.isTolerable();
+    report.isKeyWrong = !FileSystemCheck(package, encryption, faults).check();
+    count(package, encryption, report);
+  }
+  if (mayOpen) checkThatItOpens(path, options.limits, faults);
+  report.faults = faults.take();
+  return report;
+}
+
+}  // namespace opc::ztservices

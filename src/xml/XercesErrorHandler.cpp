@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "xml/XercesErrorHandler.hpp"
+
+#include <xercesc/dom/DOMError.hpp>
+#include <xercesc/dom/DOMLocator.hpp>
+#include <xercesc/sax/SAXParseException.hpp>
+
+#include "xml/XercesErrors.hpp"
+
+namespace opc::model {
+namespace {
+
+void keepFirst(std::optional<InvalidXMLDocument>& kept, XmlPosition const& where, std::string const& text) {
+  if (!kept) kept = xmlFault(where, text);
+}
+
+XmlPosition positionOf(xercesc::SAXParseException const& exception) {
+  return {exception.getLineNumber(), exception.getColumnNumber()};
+}
+
+}  // namespace
+
+void XercesErrorHandler::addFault(XmlPosition const& where, std::string const& text) {
+  keepFirst(invalid_, where, text);
+}
+
+void XercesErrorHandler::throwFault() const {
+  if (failure_) std::rethrow_exception(failure_);
+  if (fatal_) throw InvalidXMLDocument(*fatal_);
+  if (invalid_) throw InvalidXMLDocument(*invalid_);
+}
+
+bool XercesErrorHandler::handleError(xercesc::DOMError const& error) try { return keep(error); } catch (...) {
+  failure_ = std::current_exception();
+  return false;
+}
+
+bool XercesErrorHandler::keep(xercesc::DOMError const& error) {
+  if (error.getSeverity() == xercesc::DOMError::DOM_SEVERITY_WARNING) return true;
+  bool const isFatal = error.getSeverity() == xercesc::DOMError::DOM_SEVERITY_FATAL_ERROR;
+  xercesc::DOMLocator const* const locator = error.getLocation();
+  XmlPosition where;
+  if (locator) where = {locator->getLineNumber(), locator->getColumnNumber()};
+  keepFirst(isFatal ? fatal_ : invalid_, where, toMessage(error.getMessage()));
+  return !isFatal;
+}
+
+void XercesErrorHandler::warning(xercesc::SAXParseException const&) {}
+
+void XercesErrorHandler::error(xercesc::SAXParseException const& exception) {
+  keepFirst(invalid_, positionOf(exception), toMessage(exception.getMessage()));
+}
+
+void XercesErrorHandler::fatalError(xercesc::SAXParseException const& exception) {
+  keepFirst(fatal_, positionOf(exception), toMessage(exception.getMessage()));
+}
+
+void XercesErrorHandler::resetErrors() {
+  failure_ = nullptr;
+  fatal_.reset();
+  invalid_.reset();
+}
+
+}  // namespace opc::model

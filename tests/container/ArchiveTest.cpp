@@ -1,0 +1,280 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+#include <thread>
+
+#include "container/Archive.hpp"
+#include "container/Inflate.hpp"
+#include "container/ZipTestSupport.hpp"
+#include "opc/model/Exceptions.hpp"
+#include "support/TestSupport.hpp"
+
+namespace opc::model::zip {
+namespace {
+using namespace zt_test;
+
+constexpr std::size_t kLong = (8u << 20) + 100;
+
+std::string descriptorOf(RawItem const& item, std::size_t width, bool withSignature) {
+  return (withSignature ? "PK\7\10" : "") + le(item.central.crc, 4) + le(item.central.stored, width) +
+         le(item.central.size, width);
+}
+
+TEST(Archive, GivesTheEntriesAsTheyAreInTheDirectory) {
+  RawItem item = storedItem("a", "alpha");
+  item.central.extra = le(0x5455, 2) + le(1, 2) + "x";
+  item.comment = "a comment";
+  auto const archive = openBytes(RawArchive{{item, storedItem("b", "")}}.build());
+  ASSERT_EQ(archive->size(), 2u);
+  Entry const entry = archive->entry(0);
+  EXPECT_EQ(entry.name, "a");
+  EXPECT_EQ(entry.size, 5u);
+  EXPECT_EQ(entry.storedSize, 5u);
+  EXPECT_EQ(entry.method, 0);
+  EXPECT_EQ(entry.extra, item.central.extra);
+  EXPECT_EQ(entry.comment, "a comment");
+  EXPECT_EQ(entry.dosTimeAndDate, 0x00210000u);
+  EXPECT_EQ(archive->entry(1).localHeaderOffset, 36u);
+  EXPECT_EQ(archive->limitOf(0), 36u);
+}
+
+TEST(Archive, KeepsNamesAsBytes) {
+  std::string const odd("a\0b\xFF/../c", 9);
+  auto const archive = openBytes(RawArchive{{storedItem(odd, "x"), storedItem("", "y")}}.build());
+  EXPECT_EQ(archive->entry(0).name, odd);
+  EXPECT_EQ(contentOf(*archive, odd), "x");
+  EXPECT_EQ(contentOf(*archive, ""), "y");
+}
+
+TEST(Archive, ReadsItemsWhoseDirectoryIsInAnotherOrder) {
+  std::string const bytes = RawArchive{{storedItem("a", "first"), storedItem("b", "second")}}.build();
+  std::size_t const begin = openBytes(bytes)->limitOf(1), half = 47;
+  std::string const turned = bytes.substr(0, begin) + bytes.substr(begin + half, half) + bytes.substr(begin, half) +
+                             bytes.substr(begin + 2 * half);
+  auto const archive = openBytes(turned);
+  EXPECT_EQ(archive->entry(0).name, "b");
+  EXPECT_EQ(contentOf(*archive, "a"), "first");
+  EXPECT_EQ(contentOf(*archive, "b"), "second");
+  EXPECT_EQ(archive->limitOf(0), begin);
+  EXPECT_EQ(archive->prefixSize(), 0u);
+}
+
+TEST(Archive, LimitsTheNumberOfItems) {
+  std::string const bytes = archiveOf({{"a", ""}, {"b", ""}});
+  EXPECT_EQ(openBytes(bytes, 2)->size(), 2u);
+  EXPECT_THROW_MESSAGE(openBytes(bytes, 1), InvalidPackage, "Damaged ZIP archive: it has more than 1 items");
+}
+
+class Descriptors : public testing::TestWithParam<std::tuple<std::size_t, bool, std::size_t>> {};
+
+INSTANTIATE_TEST_SUITE_P(Archive, Descriptors,
+                         testing::Combine(testing::Values(4, 8), testing::Bool(), testing::Values(500, kLong)));
+
+TEST_P(Descriptors, AreReadAndChecked) {
+  auto const [width, withSignature, size] = GetParam();
+  for (RawItem const& item : {storedItem("s", compressible(size)), deflatedItem("d", compressible(size))}) {
+    std::string const descriptor = descriptorOf(item, width, withSignature);
+    auto const archive = openBytes(RawArchive{{streamedItem(item, descriptor), storedItem("z", "")}}.build());
+    EXPECT_TRUE(readAll(*archive->openContent(0)) == compressible(size));
+  }
+}
+
+TEST(Archive, RefusesADescriptorThatDisagrees) {
+  for (std::size_t const size : {std::size_t{500}, kLong}) {
+    RawItem const item = deflatedItem("d", compressible(size));
+    for (std::size_t at = 4; at < 16; ++at) {
+      std::string descriptor = descriptorOf(item, 4, true);
+      descriptor[at] = static_cast<char>(descriptor[at] ^ 1);
+      auto const archive = openBytes(RawArchive{{streamedItem(item, descriptor)}}.build());
+      EXPECT_THROW_MESSAGE(archive->openContent(0), InvalidItem,
+                           "Item \"d\": its data descriptor disagrees with the directory");
+    }
+  }
+}
+
+TEST(Archive, RefusesADescriptorWithoutSignatureThatDisagrees) {
+  for (std::size_t const size : {std::size_t{500}, kLong}) {
+    RawItem const item = deflatedItem("d", compressible(size));
+    for (std::size_t at = 0; at < 20; ++at) {
+      std::size_t const width = at < 12 ? 4 : 8;
+      std::string descriptor = descriptorOf(item, width, false);
+      descriptor[at] = static_cast<char>(descriptor[at] ^ 1);
+      auto const archive = openBytes(RawArchive{{streamedItem(item, descriptor)}}.build());
+      EXPECT_THROW_MESSAGE(archive->openContent(0), InvalidItem,
+                           "Item \"d\": its data descriptor disagrees with the directory");
+    }
+  }
+}
+
+TEST(Archive, RefusesAnItemWithoutADescriptorThatItNeeds) {
+  RawItem const item = storedItem("a", "alpha");
+  for (auto const& rest : {std::string(), std::string("PK\7\10"), descriptorOf(item, 4, false).substr(0, 11)}) {
+    auto const archive = openBytes(RawArchive{{streamedItem(item, rest)}}.build());
+    EXPECT_THROW(archive->openContent(0), InvalidItem) << rest.size();
+    EXPECT_THROW(archive->checkHeaders(), InvalidPackage) << rest.size();
+  }
+  EXPECT_EQ(contentOf(*openBytes(RawArchive{{streamedItem(storedItem("a", ""), "")}}.build()), "a"), "");
+}
+
+TEST(Archive, AcceptsRightValuesBesideADescriptor) {
+  RawItem item = streamedItem(storedItem("a", "alpha"), "");
+  item.local.crc = item.central.crc;
+  item.local.stored = item.local.size = 5;
+  EXPECT_EQ(contentOf(*openBytes(RawArchive{{item}}.build()), "a"), "alpha");
+  item.local.size = 4;
+  EXPECT_THROW(contentOf(*openBytes(RawArchive{{item}}.build()), "a"), InvalidItem);
+}
+
+TEST(Archive, ReadsSizesFromZip64Fields) {
+  RawItem item = storedItem("a", "alpha");
+  item.local.stored = item.local.size = item.central.stored = item.central.size = 0xFFFFFFFF;
+  item.local.extra = item.central.extra = le(1, 2) + le(16, 2) + le(5, 8) + le(5, 8);
+  EXPECT_EQ(contentOf(*openBytes(RawArchive{{item}}.build()), "a"), "alpha");
+}
+
+TEST(Archive, ReadsALocalExtraFieldOfAnyLength) {
+  RawItem item = deflatedItem("a", compressible(3000));
+  for (std::size_t const size : {1ul, 1000ul, 1020ul, 1100ul, 65535ul}) {
+    item.local.extra = std::string(size, '\0');
+    EXPECT_EQ(contentOf(*openBytes(RawArchive{{item}}.build()), "a"), compressible(3000)) << size;
+  }
+}
+
+TEST(Archive, ToleratesPaddingBehindExtraFields) {
+  RawItem item = storedItem("a", "alpha");
+  for (std::size_t const size : {1ul, 2ul, 3ul}) {
+    item.central.extra = std::string(size, '\0');
+    item.local.extra = std::string(size, '\xFF');  // as some writers leave it
+    EXPECT_EQ(contentOf(*openBytes(RawArchive{{item}}.build()), "a"), "alpha");
+  }
+}
+
+TEST(Archive, ReadsAUnicodePathThatGoesWithAnotherEncoding) {
+  RawItem item = storedItem("\x84.txt", "umlaut");
+  item.central.extra = le(0x7075, 2) + le(11, 2) + "\1" + le(0, 4) + "\u00E4.txt";
+  EXPECT_EQ(contentOf(*openBytes(RawArchive{{item}}.build()), "\x84.txt"), "umlaut");
+}
+
+TEST(Archive, StreamsReadAtEveryStep) {
+  std::string const content = compressible(5000);
+  auto const archive = openBytes(archiveOf({{"a", content}}));
+  for (std::size_t const step : {1ul, 2ul, 15ul, 16ul, 17ul, 4096ul})
+    EXPECT_EQ(readAll(*archive->openContent(0), step), content) << step;
+}
+
+TEST(Archive, LongStreamsReadAtEveryStep) {
+  std::string const content = mixed(kLong);
+  auto const archive = openBytes(RawArchive{{deflatedItem("d", content), storedItem("s", content)}}.build());
+  for (std::size_t const step : {17ul, 4096ul, 1ul << 20, 2 * kLong}) {
+    EXPECT_TRUE(readAll(*archive->openContent(0), step) == content) << step;
+    EXPECT_TRUE(readAll(*archive->openContent(1), step) == content) << step;
+  }
+}
+
+TEST(Archive, StreamsCanBeReadAgain) {
+  for (std::size_t const size : {std::size_t{0}, std::size_t{1000}, kLong}) {
+    auto const archive = openBytes(archiveOf({{"a", compressible(size)}}));
+    auto const stream = archive->openContent(0);
+    std::string const first = readAll(*stream);
+    EXPECT_TRUE(stream->isEnd());
+    EXPECT_EQ(stream->read(nullptr, 0), 0u);
+    stream->clear();
+    stream->reset();
+    EXPECT_EQ(stream->isEnd(), size == 0);
+    EXPECT_TRUE(readAll(*stream) == first);
+  }
+}
+
+TEST(Archive, StreamsCanBeResetInTheMiddle) {
+  std::string const content = mixed(kLong);
+  auto const stream = openBytes(archiveOf({{"a", content}}))->openContent(0);
+  std::string some(200'000, '\0');
+  stream->read(some.data(), some.size());
+  stream->reset();
+  EXPECT_TRUE(readAll(*stream) == content);
+}
+
+TEST(Archive, StreamsKeepTheArchiveAlive) {
+  auto archive = openBytes(RawArchive{{storedItem("a", mixed(kLong))}}.build());
+  auto const stream = archive->openContent(0);
+  archive.reset();
+  EXPECT_TRUE(readAll(*stream) == mixed(kLong));
+}
+
+TEST(Archive, IsReadByManyThreadsAtOnce) {
+  std::vector<NamedContent> items;
+  for (std::size_t i = 0; i < 50; ++i) items.push_back({"item" + std::to_string(i), compressible(1000 * i)});
+  auto const archive = openBytes(archiveOf(items));
+  std::vector<std::thread> threads;
+  std::vector<int> right(4);
+  for (int& count : right)
+    threads.emplace_back([&] {
+      for (auto const& item : items) count += contentOf(*archive, item.name) == item.content;
+    });
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(right, std::vector<int>(4, 50));
+}
+
+TEST(Archive, ReadsTheSameFromAFile) {
+  TemporaryDirectory directory;
+  std::string const content = mixed(kLong);
+  zt_test::writeFile(directory / "a.zip", archiveOf({{"a", content}, {"b", "beta"}}));
+  auto const archive = Archive::open(openFileBytes((directory / "a.zip").string()));
+  std::filesystem::remove(directory / "a.zip");
+  EXPECT_TRUE(contentOf(*archive, "a") == content);
+  EXPECT_EQ(contentOf(*archive, "b"), "beta");
+}
+
+TEST(Archive, ChecksAllHeadersInOneGo) {
+  RawItem item = storedItem("b", "beta");
+  EXPECT_NO_THROW(openBytes(RawArchive{{storedItem("a", ""), item}}.build())->checkHeaders());
+  item.local.name = "c";
+  auto const archive = openBytes(RawArchive{{storedItem("a", ""), item}}.build());
+  EXPECT_THROW_MESSAGE(archive->checkHeaders(), InvalidPackage,
+                       "Item \"b\": its local header disagrees with the directory");
+}
+
+TEST(Archive, ChecksAllDescriptorsInOneGo) {
+  RawItem const item = deflatedItem("b", compressible(500));
+  for (std::size_t const width : {4ul, 8ul}) {
+    std::string descriptor = descriptorOf(item, width, true);
+    EXPECT_NO_THROW(
+        openBytes(RawArchive{{streamedItem(item, descriptor), storedItem("c", "")}}.build())->checkHeaders());
+    descriptor[4] = static_cast<char>(descriptor[4] ^ 1);
+    auto const archive = openBytes(RawArchive{{streamedItem(item, descriptor), storedItem("c", "")}}.build());
+    EXPECT_THROW_MESSAGE(archive->checkHeaders(), InvalidPackage,
+                         "Item \"b\": its data descriptor disagrees with the directory");
+  }
+}
+
+/// Counts what is read.
+class CountedBytes final : public RandomAccessBytes {
+ public:
+  explicit CountedBytes(std::string bytes) : bytes_(std::move(bytes)) {}
+  std::uint64_t size() const override { return bytes_.size(); }
+  void readAt(std::uint64_t offset, void* buffer, std::size_t count) const override {
+    bytes_.copy(static_cast<char*>(buffer), count, static_cast<std::size_t>(offset));
+    read += count;
+  }
+  int descriptor() const override { return -1; }
+
+  mutable std::size_t read = 0;
+
+ private:
+  std::string bytes_;
+};
+
+TEST(Archive, ReadsLittleOfLargeItemsToCheckTheirHeaders) {
+  std::vector<RawItem> items;
+  for (char const* name : {"a", "b", "c", "d"}) {
+    RawItem const item = storedItem(name, std::string(2u << 20, 'x'));
+    items.push_back(*name == 'd' ? item : streamedItem(item, descriptorOf(item, 4, true)));
+  }
+  auto const bytes = std::make_shared<CountedBytes>(RawArchive{items}.build());
+  auto const archive = Archive::open(bytes);
+  bytes->read = 0;
+  archive->checkHeaders();
+  EXPECT_LT(bytes->read, 3000u);
+}
+
+}  // namespace
+}  // namespace opc::model::zip

@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "package/SystemCalls.hpp"
+
+#include <fcntl.h>
+#include <stdarg.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <mutex>
+
+namespace zt_test::calls {
+namespace {
+
+/// No allocation: the calls may come from anywhere.
+struct Script {
+  bool isOn = false;
+  int number = 0;
+  char const* name = nullptr;
+  Fault fault = Fault::None;
+  int error = 0;
+  bool faulted = false;
+  std::size_t count = 0;
+  std::array<char const*, 4096> seen{};
+};
+std::mutex mutex;  // calls come from the package's threads too
+Script script;
+
+/// The fault of the call that is about to be made.
+Fault next(char const* name) {
+  std::lock_guard const lock(mutex);
+  if (!script.isOn) return Fault::None;
+  if (script.count < script.seen.size()) script.seen[script.count] = name;
+  bool const isIt =
+      script.name ? std::strcmp(script.name, name) == 0 : ++script.count == static_cast<std::size_t>(script.number);
+  if (script.name) ++script.count;
+  if (!isIt) return Fault::None;
+  script.faulted = true;
+  if (script.fault == Fault::Killed) kill(getpid(), SIGKILL);
+  return script.fault;
+}
+
+int error() {
+  std::lock_guard const lock(mutex);
+  return script.error;
+}
+
+/// Whether the call fails without being made; errno is set then.
+bool fails(char const* name) {
+  Fault const fault = next(name);
+  if (fault == Fault::Fails) errno = error();
+  if (fault == Fault::Interrupted) errno = EINTR;
+  return fault == Fault::Fails || fault == Fault::Interrupted;
+}
+
+/// The same for calls that move `count` bytes, or fewer.
+bool failsOrShortens(char const* name, std::size_t& count) {
+  Fault const fault = next(name);
+  if (fault == Fault::Short && count > 1) count /= 2;
+  if (fault == Fault::Fails) errno = error();
+  if (fault == Fault::Interrupted) errno = EINTR;
+  return fault == Fault::Fails || fault == Fault::Interrupted;
+}
+
+bool isDirectory(int file) {
+  struct stat status {};
+  return syscall(SYS_fstat, file, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+int openFile(char const* name, int directory, char const* path, int flags, mode_t mode) {
+  if (fails(name)) return -1;
+  return static_cast<int>(syscall(SYS_openat, directory, path, flags, mode));
+}
+
+mode_t modeFrom(int flags, va_list arguments) {
+  bool const hasMode = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+  return hasMode ? va_arg(arguments, mode_t) : 0;
+}
+
+}  // namespace
+
+void begin(int number, Fault fault, int error) {
+  std::lock_guard const lock(mutex);
+  script = Script{.isOn = true, .number = number, .fault = fault, .error = error};
+}
+
+void begin(char const* name, int error) {
+  std::lock_guard const lock(mutex);
+  script = Script{.isOn = true, .name = name, .fault = Fault::Fails, .error = error};
+}
+
+Seen end() {
+  std::lock_guard const lock(mutex);
+  script.isOn = false;
+  auto const count = static_cast<std::ptrdiff_t>(std::min(script.count, script.seen.size()));
+  return {{script.seen.begin(), script.seen.begin() + count}, script.faulted};
+}
+
+}  // namespace zt_test::calls
+
+namespace calls = zt_test::calls;
+
+extern "C" {
+
+int open(char const* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  mode_t const mode = calls::modeFrom(flags, arguments);
+  va_end(arguments);
+  return calls::openFile("open", AT_FDCWD, path, flags, mode);
+}
+
+int openat(int directory, char const* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  mode_t const mode = calls::modeFrom(flags, arguments);
+  va_end(arguments);
+  return calls::openFile("openat", directory, path, flags, mode);
+}
+
+/// A close that fails has closed the file all the same.
+int close(int file) {
+  bool const failed = calls::fails("close");
+  int const error = errno;
+  auto const result = static_cast<int>(syscall(SYS_close, file));
+  if (!failed) return result;
+  errno = error;
+  return -1;
+}
+
+ssize_t write(int file, void const* data, size_t count) {
+  if (calls::failsOrShortens("write", count)) return -1;
+  return syscall(SYS_write, file, data, count);
+}
+
+ssize_t pwrite(int file, void const* data, size_t count, off_t offset) {
+  if (calls::failsOrShortens("pwrite", count)) return -1;
+  return syscall(SYS_pwrite64, file, data, count, offset);
+}
+
+ssize_t pread(int file, void* data, size_t count, off_t offset) {
+  if (calls::failsOrShortens("pread", count)) return -1;
+  return syscall(SYS_pread64, file, data, count, offset);
+}
+
+ssize_t copy_file_range(int from, off64_t* fromOffset, int to, off64_t* toOffset, size_t count, unsigned flags) {
+  if (calls::failsOrShortens("copy_file_range", count)) return -1;
+  return syscall(SYS_copy_file_range, from, fromOffset, to, toOffset, count, flags);
+}
+
+/// Where nothing is to go wrong the disk is spared: what is synced outlives a failing power supply alone.
+int fsync(int file) { return calls::fails(calls::isDirectory(file) ? "fsync directory" : "fsync") ? -1 : 0; }
+
+int flock(int file, int operation) noexcept {
+  if (calls::fails("flock")) return -1;
+  return static_cast<int>(syscall(SYS_flock, file, operation));
+}
+
+int fchmod(int file, mode_t mode) noexcept {
+  if (calls::fails("fchmod")) return -1;
+  return static_cast<int>(syscall(SYS_fchmod, file, mode));
+}
+
+int fchown(int file, uid_t owner, gid_t group) noexcept {
+  if (calls::fails("fchown")) return -1;
+  return static_cast<int>(syscall(SYS_fchown, file, owner, group));
+}
+
+int fstat(int file, struct stat* status) noexcept {
+  if (calls::fails("fstat")) return -1;
+  return static_cast<int>(syscall(SYS_fstat, file, status));
+}
+
+int fstatat(int directory, char const* path, struct stat* status, int flags) noexcept {
+  if (calls::fails("fstatat")) return -1;
+  return static_cast<int>(syscall(SYS_newfstatat, directory, path, status, flags));
+}
+
+int renameat(int fromDirectory, char const* from, int toDirectory, char const* to) noexcept {
+  if (calls::fails("renameat")) return -1;
+  return static_cast<int>(syscall(SYS_renameat2, fromDirectory, from, toDirectory, to, 0));
+}
+
+int renameat2(int fromDirectory, char const* from, int toDirectory, char const* to, unsigned flags) noexcept {
+  if (calls::fails("renameat2")) return -1;
+  return static_cast<int>(syscall(SYS_renameat2, fromDirectory, from, toDirectory, to, flags));
+}
+
+int linkat(int fromDirectory, char const* from, int toDirectory, char const* to, int flags) noexcept {
+  if (calls::fails("linkat")) return -1;
+  return static_cast<int>(syscall(SYS_linkat, fromDirectory, from, toDirectory, to, flags));
+}
+
+int unlink(char const* path) noexcept {
+  if (calls::fails("unlink")) return -1;
+  return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+}
+
+int unlinkat(int directory, char const* path, int flags) noexcept {
+  if (calls::fails("unlinkat")) return -1;
+  return static_cast<int>(syscall(SYS_unlinkat, directory, path, flags));
+}
+
+}  // extern "C"

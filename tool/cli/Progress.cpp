@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "cli/Progress.hpp"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/Amounts.hpp"
+
+namespace ztpkg {
+namespace {
+
+constexpr std::chrono::milliseconds kPatience{1000}, kInterval{100};
+constexpr std::size_t kUsualColumns = 80, kWidestBar = 40, kNarrowestBar = 8;
+
+std::size_t terminalColumns() {
+  winsize size{};
+  bool const known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return known ? size.ws_col : kUsualColumns;
+}
+
+// Of bytes where there are any: files differ in size.
+double fractionOf(Amount const& done, Amount const& total) {
+  auto const share = [](std::uint64_t part, std::uint64_t whole) {
+    return whole == 0 ? 0.0 : std::min(1.0, static_cast<double>(part) / static_cast<double>(whole));
+  };
+  return total.bytes > 0 ? share(done.bytes, total.bytes) : share(done.files, total.files);
+}
+
+std::string barOf(double fraction, std::size_t width) {
+  auto const filled = static_cast<std::size_t>(fraction * static_cast<double>(width));
+  return "[" + std::string(filled, '#') + std::string(width - filled, ' ') + "] ";
+}
+
+std::vector<std::string> detailsOf(Amount const& done, Amount const& total, std::chrono::duration<double> elapsed,
+                                   double fraction) {
+  double const seconds = std::max(elapsed.count(), 1e-3);
+  std::vector<std::string> details{
+      sizeText(done.bytes) + " of " + sizeText(total.bytes), counted(done.files, "file"),
+      sizeText(static_cast<std::uint64_t>(static_cast<double>(done.bytes) / seconds)) + "/s"};
+  if (fraction > 0) details.push_back(clockText(elapsed * (1 - fraction) / fraction) + " left");
+  return details;
+}
+
+}  // namespace
+
+std::string progressLine(Amount const& done, Amount const& total, std::chrono::duration<double> elapsed,
+                         std::size_t columns) {
+  double const fraction = fractionOf(done, total);
+  std::string const percent = std::to_string(static_cast<int>(fraction * 100)) + "% ";
+  std::string text;
+  for (std::string const& detail : detailsOf(done, total, elapsed, fraction)) {
+    std::string longer = text;
+    longer.append(text.empty() ? "" : ", ").append(detail);
+    if (percent.size() + longer.size() >= columns) break;
+    text = std::move(longer);
+  }
+  std::size_t const used = percent.size() + text.size() + 4;  // with the bar's brackets and one column left free
+  std::size_t const bar = columns > used ? std::min(columns - used, kWidestBar) : 0;
+  std::string const line = percent + (bar < kNarrowestBar ? "" : barOf(fraction, bar)) + text;
+  return line.substr(0, columns > 0 ? columns - 1 : 0);
+}
+
+Progress::Progress(bool isWanted) : isShown_(isWanted && isatty(STDERR_FILENO) == 1), due_(begin_ + kPatience) {}
+
+Progress::~Progress() { finish(); }
+
+void Progress::finish() {
+  if (hasLine_) std::cerr << "\r\x1b[K" << std::flush;
+  hasLine_ = isShown_ = false;
+}
+
+void Progress::addFile() {
+  ++done_.files;
+  showWhenDue();
+}
+
+void Progress::addBytes(std::uint64_t count) {
+  done_.bytes += count;
+  showWhenDue();
+}
+
+void Progress::showWhenDue() {
+  if (!isShown_ || Clock::now() < due_) return;
+  due_ = Clock::now() + kInterval;
+  hasLine_ = true;
+  std::cerr << '\r' << progressLine(done_, total_, elapsed(), terminalColumns()) << "\x1b[K" << std::flush;
+}
+
+}  // namespace ztpkg

@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <iostream>
+#include <map>
+#include <memory>
+
+#include "cli/Amounts.hpp"
+#include "cli/Errors.hpp"
+#include "cli/Process.hpp"
+#include "commands/Commands.hpp"
+#include "commands/TreeAdding.hpp"
+#include "disk/FileSystems.hpp"
+#include "disk/Paths.hpp"
+#include "secrets/Keys.hpp"
+
+namespace ztpkg {
+namespace {
+
+using opc::ztservices::FileSystemEntry;
+using opc::ztservices::FileSystemManager;
+
+/// Has the manager read from one tree after the other.
+class TreeInTurn final : public opc::FileSystemOpsSelector {
+ public:
+  explicit TreeInTurn(opc::FileSystemOps& disk) : current_(&disk) {}
+  opc::FileSystemOps& getForPath(std::u16string const&) override { return *current_; }
+  void take(opc::FileSystemOps& tree) { current_ = &tree; }
+
+ private:
+  opc::FileSystemOps* current_;
+};
+
+/// What is to be added, checked as a whole before anything is.
+class Addition {
+ public:
+  Addition(FileSystemManager& manager, bool force) : manager_(manager), force_(force) {}
+
+  void add(SourceTree const& tree, std::u16string const& place) {
+    for (std::size_t slash = place.find(u'/', 1); slash < place.size(); slash = place.find(u'/', slash + 1))
+      addFolder(place.substr(0, slash));
+    if (!place.empty()) addFolder(place);
+    for (std::u16string const& folder : tree.folders()) addFolder(folder);
+    for (std::u16string const& leaf : tree.leaves()) addLeaf(leaf);
+  }
+
+  void removeReplaced() {
+    for (FileSystemEntry const& entry : replaced_)
+      entry.isLink() ? manager_.deleteLink(entry) : manager_.deleteFile(entry);
+  }
+
+ private:
+  [[noreturn]] static void refuse(char const* code, std::u16string const& path, char const* why) {
+    throw Failure(Report{Exit::Disk, code, "cannot add " + shown(path) + ": " + why, path});
+  }
+
+  void addFolder(std::u16string const& path) {
+    auto const [known, isNew] = isLeaf_.try_emplace(path, false);
+    if (known->second) refuse("file-in-the-way", path, "it is given as a file and as a folder");
+    if (!isNew || !manager_.hasEntry(path)) return;
+    FileSystemEntry const entry = manager_.getEntry(path);
+    if (entry.isFile()) refuse("file-in-the-way", path, "there is a file of that name in the package");
+    if (entry.isLink()) refuse("link-in-the-way", path, "there is a link of that name in the package");
+  }
+
+  void addLeaf(std::u16string const& path) {
+    if (!isLeaf_.try_emplace(path, true).second) refuse("already-exists", path, "it is given twice");
+    if (!manager_.hasEntry(path)) return;
+    FileSystemEntry const entry = manager_.getEntry(path);
+    if (entry.isFolder()) refuse("folder-in-the-way", path, "there is a folder of that name in the package");
+    if (!force_) refuse("already-exists", path, "it is in the package already (use --force to replace it)");
+    replaced_.push_back(entry);
+  }
+
+  FileSystemManager& manager_;
+  bool force_;
+  std::map<std::u16string, bool> isLeaf_;  // of each path that is added
+  std::vector<FileSystemEntry> replaced_;
+};
+
+std::u16string placeOf(std::u16string const& folder, std::u16string const& name) {
+  return name.empty() ? folder : folder + u"/" + name;
+}
+
+struct Source {
+  std::unique_ptr<SourceTree> tree;
+  std::u16string place;
+};
+
+// A link is stored as one, wherever it leads.
+Source sourceOf(opc::FileSystemOps& disk, std::string const& argument, std::u16string const& folder,
+                ForwardingOps::Paths const& ownFiles, Progress& progress) {
+  std::u16string const path = absolutePath(fromArgument(argument));
+  std::u16string const name = path.substr(path.rfind(u'/') + 1);
+  SourceTree::Rules rules;
+  rules.ownFiles = ownFiles;
+  rules.place = folder;
+  boost::system::error_code error;
+  if (!disk.isSymlink(path) && isDirectory(path, error)) {
+    rules.place = placeOf(folder, name);
+    rules.otherRoots = {path};
+    return {std::make_unique<SourceTree>(disk, existingDirectory(path), rules, progress), rules.place};
+  }
+  if (!isThere(path)) throw Failure(diskReport("cannot-read", "cannot read", path, error));
+  rules.only = name;
+  rules.otherRoots = {parentOf(path)};
+  return {std::make_unique<SourceTree>(disk, existingDirectory(parentOf(path)), rules, progress), folder};
+}
+
+// Tidied, without a slash at its end, and empty for the root.
+std::u16string folderOf(std::string const& argument) {
+  if (argument.find('\\') != std::string::npos)
+    throw Failure(Report{Exit::Usage, "usage", "--to: a backslash would be taken for a separator", {}});
+  std::u16string const path = absolutePath(entryPath(argument));
+  return path == u"/" ? u"" : path;
+}
+
+std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, Addition& addition,
+                           Progress& progress) {
+  std::u16string const folder = folderOf(options.to);
+  ForwardingOps::Paths const ownFiles = namesOf(fromArgument(options.package));
+  std::vector<Source> sources;
+  for (std::string const& argument : options.sources) {
+    sources.push_back(sourceOf(disk, argument, folder, ownFiles, progress));
+    sources.back().tree->survey();
+    addition.add(*sources.back().tree, sources.back().place);
+  }
+  Amount total;
+  for (Source const& source : sources) {
+    total.files += source.tree->fileCount();
+    total.bytes += source.tree->fileBytes();
+  }
+  progress.expect(total);
+  return sources;
+}
+
+void tellAdded(std::vector<Source> const& sources, std::u16string const& package, Progress const& progress) {
+  Entries added{0, 0, 0, progress.done().bytes};
+  for (Source const& source : sources) {
+    added.files += source.tree->fileCount();
+    added.folders += source.tree->folders().size();
+    added.links += source.tree->linkCount();
+    for (std::u16string const& path : source.tree->skippedOwn())
+      std::cerr << "ztpkg: add: left out " << shown(source.tree->diskPath(path)) << ", which is the package itself\n";
+  }
+  std::cerr << "added " << entriesText(added, "folder") << ", the package now has " << sizeText(sizeOfFile(package))
+            << ", " << secondsText(progress.elapsed()) << '\n';
+}
+
+}  // namespace
+
+void add(AddOptions const& options) {
+  noteSignals();
+  auto const package = openFileSystem(options.package, AccessMode::ReadWrite);
+  opc::LocalFileSystemOps disk;
+  TreeInTurn selector(disk);
+  FileSystemManager manager(*package, selector);
+  auto const key = enableDecryption(manager, options.key, options.package);
+  load(manager, options.package);
+  keepEncryption(manager, key.get(), options.key, options.package);
+  Addition addition(manager, options.force);
+  Progress progress(options.progress && !options.quiet);
+  std::vector<Source> const sources = survey(disk, options, addition, progress);
+  addition.removeReplaced();
+  for (Source const& source : sources) {
+    selector.take(*source.tree);
+    addTree(manager, *source.tree, options.textToUTF8);
+  }
+  throwIfInterrupted();
+  package->save();
+  progress.finish();
+  if (!options.quiet) tellAdded(sources, fromArgument(options.package), progress);
+}
+
+}  // namespace ztpkg

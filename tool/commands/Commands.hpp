@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/Output.hpp"
+#include "opc/model/Package.hpp"
+#include "secrets/PackageKey.hpp"
+
+/// The commands. Each does its work or throws; data goes to `out`, which the caller closes. Texts are as the
+/// user gave them, in UTF-8.
+namespace ztpkg {
+
+struct PackOptions {
+  std::string directory;
+  std::string package;
+  std::vector<std::string> exclude;
+  opc::model::CompressionLevel level = opc::model::CompressionLevel::Default;
+  bool force = false;
+  bool skipOutsideLinks = false;
+  bool textToUTF8 = false;
+  std::vector<std::pair<std::string, std::string>> properties;  ///< names and values
+  KeyOptions key;
+  std::string ivMode;    ///< "random", "deterministic" or empty
+  std::string ivPrefix;  ///< hexadecimal digits
+  bool dryRun = false;
+  bool progress = true;
+  bool quiet = false;
+};
+void pack(PackOptions const& options, Output& out);
+
+struct AddOptions {
+  std::string package;
+  std::vector<std::string> sources;
+  std::string to = "/";
+  KeyOptions key;
+  bool textToUTF8 = false;
+  bool force = false;
+  bool progress = true;
+  bool quiet = false;
+};
+void add(AddOptions const& options);
+
+struct UnpackOptions {
+  std::string package;
+  std::string directory;
+  std::vector<std::string> paths;
+  KeyOptions key;
+  bool raw = false;
+  bool restore = true;
+  bool force = false;
+  bool allowOutsideLinks = false;
+  bool progress = true;
+  bool quiet = false;
+};
+void unpack(UnpackOptions const& options);
+
+struct RemoveOptions {
+  std::string package;
+  std::vector<std::string> paths;
+  std::vector<std::string> patterns;
+  KeyOptions key;
+  bool quiet = false;
+};
+void remove(RemoveOptions const& options);
+
+struct VerifyOptions {
+  std::string package;
+  KeyOptions key;
+  bool json = false;
+  bool quiet = false;
+};
+/// Throws Failure where there are faults, once they have been printed.
+void verify(VerifyOptions const& options, Output& out);
+
+struct ListOptions {
+  std::string package;
+  KeyOptions key;
+  bool detailed = false;
+  bool human = false;
+  bool json = false;
+};
+void list(ListOptions const& options, Output& out);
+
+struct CatOptions {
+  std::string package;
+  std::string path;
+  KeyOptions key;
+};
+void cat(CatOptions const& options, Output& out);
+
+struct InfoOptions {
+  std::string package;
+  KeyOptions key;
+  bool json = false;
+  bool digest = false;
+};
+void info(InfoOptions const& options, Output& out);
+
+struct GetPropertiesOptions {
+  std::string package;
+  bool json = false;
+};
+void getProperties(GetPropertiesOptions const& options, Output& out);
+
+struct SetPropertiesOptions {
+  std::string package;
+  std::vector<std::string> assignments;  ///< NAME=VALUE
+};
+void setProperties(SetPropertiesOptions const& options);
+
+struct KeygenOptions {
+  std::string file;
+};
+void keygen(KeygenOptions const& options);
+
+}  // namespace ztpkg

@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <boost/date_time/posix_time/conversion.hpp>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <thread>
+
+#include "cli/Amounts.hpp"
+#include "cli/Errors.hpp"
+#include "cli/Process.hpp"
+#include "commands/Commands.hpp"
+#include "commands/Properties.hpp"
+#include "commands/TreeAdding.hpp"
+#include "disk/FileSystems.hpp"
+#include "disk/Paths.hpp"
+#include "disk/SourceTree.hpp"
+#include "opc/ztservices/ContentTypes.hpp"
+#include "secrets/Keys.hpp"
+#include "secrets/PackagePassword.hpp"
+
+namespace ztpkg {
+namespace {
+
+using boost::posix_time::ptime;
+using opc::model::Package;
+using opc::ztservices::CoreProperties;
+using opc::ztservices::CorePropertiesManager;
+using opc::ztservices::FileSystemManager;
+
+constexpr long long kLastSecond = 253'402'300'799;  // of the year 9999
+
+// Found out before the tree is read, which may take long.
+void checkTarget(std::u16string const& package, bool force) {
+  boost::system::error_code error;
+  if (isDirectory(package, error))
+    throw Failure(Report{Exit::Disk, "folder-in-the-way", shown(package) + " is a directory", package});
+  if (isThere(package) && !force) {
+    std::string const message = shown(package) + " already exists (use --force to replace it)";
+    throw Failure(Report{Exit::Disk, "already-exists", message, package});
+  }
+  std::u16string const folder = parentOf(package);
+  if (!isDirectory(folder, error)) throw Failure(diskReport("cannot-write", "cannot write to", folder, error));
+}
+
+SourceTree::Rules rulesOf(PackOptions const& options, std::u16string const& package) {
+  SourceTree::Rules rules;
+  for (std::string const& pattern : options.exclude) rules.exclude.emplace_back(fromArgument(pattern));
+  rules.skipOutsideLinks = options.skipOutsideLinks;
+  rules.ownFiles = namesOf(package);
+  rules.otherRoots = {absolutePath(fromArgument(options.directory))};
+  return rules;
+}
+
+void printPlan(SourceTree const& source, Output& out) {
+  ForwardingOps::Paths paths = source.leaves();
+  paths.insert(paths.end(), source.folders().begin(), source.folders().end());
+  std::ranges::sort(paths);
+  for (std::u16string const& path : paths) {
+    out.printName(path);
+    out.print("\n");
+  }
+}
+
+void tellSkipped(SourceTree const& source) {
+  for (std::u16string const& path : source.skippedLinks())
+    std::cerr << "ztpkg: pack: left out " << shown(source.diskPath(path)) << ", which points out of the directory\n";
+  for (std::u16string const& path : source.skippedOwn())
+    std::cerr << "ztpkg: pack: left out " << shown(source.diskPath(path)) << ", which is the package itself\n";
+}
+
+void tellStored(SourceTree const& source, std::u16string const& package, Progress const& progress) {
+  Entries const stored{source.fileCount(), source.folders().size(), source.linkCount(), progress.done().bytes};
+  std::cerr << "stored " << entriesText(stored, "folder") << " in " << sizeText(sizeOfFile(package)) << ", "
+            << secondsText(progress.elapsed()) << '\n';
+}
+
+/// The time that builds are to take for the current one (reproducible-builds.org), if they are.
+std::optional<ptime> sourceDate() {
+  char const* const text = std::getenv("SOURCE_DATE_EPOCH");
+  if (!text) return std::nullopt;
+  long long seconds = 0;
+  auto const [end, error] = std::from_chars(text, text + std::strlen(text), seconds);
+  if (error != std::errc() || *end != '\0' || seconds < 0 || seconds > kLastSecond)
+    throw Failure(Report{Exit::Usage, "usage", "SOURCE_DATE_EPOCH must be a number of seconds since 1970", {}});
+  return boost::posix_time::from_time_t(static_cast<std::time_t>(seconds));
+}
+
+CoreProperties propertiesFor(PackOptions const& options) {
+  CoreProperties record(opc::ztservices::getTALBEXProjectContentType().toString(), u"Project Archive",
+                        CoreProperties::getCurrentTALBEXReleaseInfo());
+  for (auto const& [name, value] : options.properties) setProperty(record, name, value);
+  auto const date = sourceDate();
+  if (date && !CoreProperties::isValidTime(record.getCreatedTime())) record.setCreatedTime(*date);
+  return record;
+}
+
+[[noreturn]] void throwUsage(char const* message) { throw Failure(Report{Exit::Usage, "usage", message, {}}); }
+
+/// How contents are to be encrypted.
+struct Encryption {
+  Secret const& key() const { return password ? password->key() : *keyOfFile; }
+
+  std::unique_ptr<Secret const> keyOfFile;         ///< null where a password is given
+  std::unique_ptr<NewPasswordKey const> password;  ///< null where a file is
+  opc::ztservices::IVMode mode;
+  std::vector<unsigned char> prefix;
+};
+
+/// What the sequence of initialization vectors begins with; empty for random ones.
+std::vector<unsigned char> prefixFor(PackOptions const& options) {
+  constexpr std::size_t kPrefixBytes = 8;
+  bool const deterministic = options.ivMode == "deterministic";
+  if (!deterministic && !options.ivPrefix.empty()) throwUsage("--iv-prefix is for --iv deterministic");
+  if (!deterministic) return {};
+  if (options.key.file.empty())
+    throwUsage("--iv deterministic needs --key-file: each package of a password has a key of its own");
+  auto prefix = fromHex(options.ivPrefix);
+  if (prefix.size() != kPrefixBytes)
+    throwUsage("--iv deterministic needs --iv-prefix, 16 hexadecimal digits that were never used with this key");
+  return prefix;
+}
+
+/// Null for none. A password is forgotten here.
+std::unique_ptr<Encryption const> encryptionFor(PackOptions const& options) {
+  if (!options.key.isGiven() && !(options.ivMode.empty() && options.ivPrefix.empty()))
+    throwUsage("--iv and --iv-prefix need --key-file");
+  if (!options.key.isGiven()) return nullptr;
+  auto encryption = std::make_unique<Encryption>();
+  encryption->prefix = prefixFor(options);
+  using opc::ztservices::IVMode;
+  encryption->mode = encryption->prefix.empty() ? IVMode::Random : IVMode::Deterministic;
+  if (!options.key.file.empty())
+    encryption->keyOfFile = readKey(options.key.file);
+  else
+    encryption->password =
+        std::make_unique<NewPasswordKey const>(readPassword(options.key.password, options.package, PasswordUse::New));
+  return encryption;
+}
+
+void store(SourceTree& source, std::u16string const& path, PackOptions const& options, CoreProperties const& properties,
+           Encryption const* encryption) {
+  using opc::model::Existing;
+  auto const package = Package::create(path, options.force ? Existing::Replace : Existing::Refuse);
+  package->setCompressionLevel(options.level);
+  package->setCompressionThreads(std::thread::hardware_concurrency());
+  FileSystemManager manager(*package, source, source);
+  opc::ztservices::CipherDataManager cipherData(*package);
+  if (encryption) manager.enableEncryption(encryption->key().bytes(), encryption->mode, encryption->prefix);
+  if (encryption && encryption->password) encryption->password->record(cipherData);
+  manager.markAsDirty();  // an empty directory is a file system too
+  addTree(manager, source, options.textToUTF8);
+  CorePropertiesManager identity(*package);
+  identity.setCoreProperties(properties);
+  throwIfInterrupted();
+  package->save();
+}
+
+/// Names the way out where there is one, which other commands do not have.
+void survey(SourceTree& source) try { source.survey(); } catch (Failure const& failure) {
+  std::vector<Report> reports = failure.reports();
+  for (Report& report : reports)
+    if (report.code == "outside-link") report.message += " (--skip-outside-links leaves it out)";
+  throw Failure(std::move(reports));
+}
+
+}  // namespace
+
+void pack(PackOptions const& options, Output& out) {
+  noteSignals();
+  CoreProperties const properties = propertiesFor(options);
+  std::u16string const package = fromArgument(options.package);
+  checkTarget(package, options.force);
+  std::u16string const root = existingDirectory(fromArgument(options.directory));
+  auto const encryption = encryptionFor(options);
+  opc::LocalFileSystemOps disk;
+  Progress progress(options.progress && !options.quiet);
+  SourceTree source(disk, root, rulesOf(options, package), progress);
+  survey(source);
+  progress.expect({source.fileCount(), source.fileBytes()});
+  if (!options.quiet) tellSkipped(source);
+  if (options.dryRun) return printPlan(source, out);
+  store(source, package, options, properties, encryption.get());
+  progress.finish();
+  if (!options.quiet) tellStored(source, package, progress);
+}
+
+}  // namespace ztpkg

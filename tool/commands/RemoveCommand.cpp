@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <iostream>
+#include <set>
+#include <vector>
+
+#include "cli/Amounts.hpp"
+#include "cli/Process.hpp"
+#include "commands/Commands.hpp"
+#include "disk/FileSystems.hpp"
+#include "disk/Glob.hpp"
+#include "disk/Paths.hpp"
+#include "disk/Selection.hpp"
+#include "secrets/PackageKey.hpp"
+
+namespace ztpkg {
+namespace {
+
+using opc::ztservices::FileSystemEntry;
+using opc::ztservices::FileSystemManager;
+
+/// The path of the folder that so many names lead to, or of the entry itself.
+std::u16string firstNames(std::u16string const& path, std::size_t count) {
+  std::size_t end = path.starts_with(u'/') ? 0 : path.npos;  // after which the first position comes
+  for (; count > 0; --count) end = path.find(u'/', end + 1);
+  return path.substr(0, end);
+}
+
+/// The paths of what the pattern matches, but for those below one that it matches too.
+std::set<std::u16string> pathsOf(FileSystemManager const& manager, std::string const& pattern) {
+  Glob const glob(fromArgument(pattern));
+  std::set<std::u16string> paths;
+  manager.visitLeafs([&](FileSystemEntry const& leaf) {
+    std::u16string const path = leaf.getPathName();
+    if (std::size_t const names = glob.matchedNames(path)) paths.insert(firstNames(path, names));
+  });
+  if (paths.empty()) throwUnmatched(pattern);
+  return paths;
+}
+
+/// All of them, before anything is removed.
+std::vector<FileSystemEntry> findAll(FileSystemManager const& manager, RemoveOptions const& options) {
+  std::vector<FileSystemEntry> entries;
+  for (std::string const& path : options.paths) entries.push_back(findEntry(manager, path));
+  for (std::string const& pattern : options.patterns)
+    for (std::u16string const& path : pathsOf(manager, pattern)) entries.push_back(manager.getEntry(path));
+  return entries;
+}
+
+/// Does nothing where it went with a folder that was removed before, or was given twice.
+void removeEntry(FileSystemManager& manager, FileSystemEntry const& entry) {
+  if (!manager.hasEntry(entry.getPathName())) return;
+  if (entry.isFile())
+    manager.deleteFile(entry);
+  else if (entry.isLink())
+    manager.deleteLink(entry);
+  else
+    manager.deleteFolder(entry);
+}
+
+}  // namespace
+
+void remove(RemoveOptions const& options) {
+  noteSignals();
+  auto const package = openFileSystem(options.package, AccessMode::ReadWrite);
+  FileSystemManager manager(*package);
+  auto const key = enableDecryption(manager, options.key, options.package);
+  load(manager, options.package);
+  keepEncryption(manager, key.get(), options.key, options.package);
+  std::vector<FileSystemEntry> const entries = findAll(manager, options);
+  for (FileSystemEntry const& entry : entries) removeEntry(manager, entry);
+  throwIfInterrupted();
+  package->save();
+  if (!options.quiet) std::cerr << "removed " << counted(entries.size(), "path") << '\n';
+}
+
+}  // namespace ztpkg

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <iostream>
+
+#include "cli/Amounts.hpp"
+#include "cli/Process.hpp"
+#include "commands/Commands.hpp"
+#include "disk/DestinationTree.hpp"
+#include "disk/EntryMeasure.hpp"
+#include "disk/FileSystems.hpp"
+#include "disk/Paths.hpp"
+#include "disk/Selection.hpp"
+#include "disk/UnpackChecks.hpp"
+
+namespace ztpkg {
+namespace {
+
+using opc::ztservices::FileSystemEntry;
+using opc::ztservices::FileSystemManager;
+
+// What is to be extracted, links last: nothing is ever written through one of them. A few thousand bytes that stand for
+// a million folders, each in the other, would keep the disk busy for minutes.
+Leaves selectedLeaves(FileSystemManager const& manager, UnpackOptions const& options) {
+  Selection selection(manager, options.paths);
+  EntryMeasure measure;
+  Leaves leaves;
+  manager.visitLeafs([&](FileSystemEntry const& entry) {
+    std::u16string path = entry.getPathName();
+    if (!selection.has(path)) return;
+    measure.add(path);
+    leaves.push_back({std::move(path), entry});
+  });
+  selection.throwIfUnmatched();
+  throwIfTooDeep(measure, options.package);
+  std::stable_partition(leaves.begin(), leaves.end(), [](Leaf const& leaf) { return !leaf.entry.isLink(); });
+  return leaves;
+}
+
+void extract(FileSystemManager& manager, Destination const& destination, std::u16string const& root,
+             Leaves const& leaves, UnpackOptions const& options) try {
+  using opc::ztservices::RestoreMode;
+  using opc::ztservices::TransformMode;
+  std::vector<FileSystemEntry> entries;
+  entries.reserve(leaves.size());
+  for (Leaf const& leaf : leaves) entries.push_back(leaf.entry);
+  manager.extractEntries(root, entries, options.restore ? RestoreMode::TimeAndPermissions : RestoreMode::None,
+                         options.raw ? TransformMode::None : TransformMode::Transform);
+} catch (opc::ztservices::CouldNotTransformContentData const&) {
+  throw Failure(cannotDecrypt(shown(destination.lastEntry()), destination.lastEntry()));
+}
+
+void tellExtracted(Leaves const& leaves, ExtractionSize const& size, Progress const& progress) {
+  auto const count = [&](bool (FileSystemEntry::*kind)() const) {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(leaves, [&](Leaf const& leaf) { return (leaf.entry.*kind)(); }));
+  };
+  Entries const extracted{count(&FileSystemEntry::isFile), count(&FileSystemEntry::isFolder),
+                          count(&FileSystemEntry::isLink), progress.done().bytes};
+  std::cerr << "extracted " << entriesText(extracted, "empty folder") << " from " << sizeText(size.stored)
+            << " stored, " << secondsText(progress.elapsed()) << '\n';
+}
+
+}  // namespace
+
+void unpack(UnpackOptions const& options) {
+  noteSignals();
+  auto const package = openFileSystem(options.package);
+  std::u16string const directory = fromArgument(options.directory);
+  std::u16string const root = isThere(directory) ? existingDirectory(directory) : resolvedPath(directory);
+  opc::Confinement const confinement{.replaceExisting = options.force, .allowOutsideLinks = options.allowOutsideLinks};
+  Progress progress(options.progress && !options.quiet);
+  Destination destination(root, confinement, progress);
+  FileSystemManager manager(*package, destination);
+  enableDecryption(manager, options.key, options.package);
+  load(manager, options.package);
+  Leaves const leaves = selectedLeaves(manager, options);
+  ExtractionSize const size = checkExtraction(*package, manager, leaves, root, confinement, options.raw);
+  progress.expect(size.content);
+  extract(manager, destination, root, leaves, options);
+  progress.finish();
+  if (!options.quiet) tellExtracted(leaves, size, progress);
+}
+
+}  // namespace ztpkg

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "disk/CheckedStreams.hpp"
+
+#include "cli/Errors.hpp"
+#include "cli/Process.hpp"
+#include "opc/Exception.hpp"
+
+namespace ztpkg {
+
+CheckedInput::CheckedInput(std::unique_ptr<std::istream> stream, std::u16string path, Progress& progress)
+    : std::istream(nullptr), stream_(std::move(stream)), buffer_(*stream_->rdbuf(), std::move(path), progress) {
+  useBuffer();
+}
+
+CheckedInput::CheckedInput(FileContent content, std::u16string path, Progress& progress)
+    : std::istream(nullptr), held_(std::in_place, std::move(content)), buffer_(*held_, std::move(path), progress) {
+  useBuffer();
+}
+
+void CheckedInput::useBuffer() {
+  rdbuf(&buffer_);
+  exceptions(std::ios::badbit);  // what the buffer throws reaches the reader as it is
+}
+
+template <typename Read>
+auto CheckedInput::Buffer::guarded(Read read) {
+  throwIfInterrupted();
+  try {
+    return read(*inner_);
+  } catch (opc::Exception const& error) {
+    std::string const message = "cannot read " + shown(path_) + ": " +
+                                (error.getErrorCode() ? error.getErrorCode().message() : std::string(error.what()));
+    throw Failure(Report{Exit::Disk, "cannot-read", message, path_});
+  }
+}
+
+std::streamsize CheckedInput::Buffer::xsgetn(char* to, std::streamsize count) {
+  std::streamsize const got = guarded([&](std::streambuf& inner) { return inner.sgetn(to, count); });
+  progress_->addBytes(static_cast<std::uint64_t>(got));
+  return got;
+}
+
+CheckedInput::Buffer::int_type CheckedInput::Buffer::underflow() {
+  return guarded([](std::streambuf& inner) { return inner.sgetc(); });
+}
+
+CheckedInput::Buffer::int_type CheckedInput::Buffer::uflow() {
+  int_type const got = guarded([](std::streambuf& inner) { return inner.sbumpc(); });
+  if (!traits_type::eq_int_type(got, traits_type::eof())) progress_->addBytes(1);
+  return got;
+}
+
+CheckedInput::Buffer::pos_type CheckedInput::Buffer::seekoff(off_type offset, std::ios::seekdir from,
+                                                             std::ios::openmode mode) {
+  return guarded([&](std::streambuf& inner) { return inner.pubseekoff(offset, from, mode); });
+}
+
+CheckedInput::Buffer::pos_type CheckedInput::Buffer::seekpos(pos_type position, std::ios::openmode mode) {
+  return guarded([&](std::streambuf& inner) { return inner.pubseekpos(position, mode); });
+}
+
+HeldInput::HeldInput(FileContent content) : content_(std::move(content)) {
+  setg(content_.data(), content_.data(), content_.data() + content_.size());
+}
+
+HeldInput::pos_type HeldInput::seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode mode) {
+  char const* const base = from == std::ios::beg ? eback() : from == std::ios::cur ? gptr() : egptr();
+  return seekpos(base - eback() + offset, mode);
+}
+
+HeldInput::pos_type HeldInput::seekpos(pos_type position, std::ios::openmode) {
+  off_type const offset = position;
+  if (offset < 0 || offset > egptr() - eback()) return pos_type(off_type(-1));
+  setg(eback(), eback() + offset, egptr());
+  return position;
+}
+
+CheckedOutput::CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress)
+    : FileOutputStream(nullptr), inner_(std::move(inner)), buffer_(*inner_, progress) {
+  rdbuf(&buffer_);
+  exceptions(std::ios::badbit);  // a signal that the buffer throws reaches the writer as it is
+}
+
+// A writer that fails may still ask for the reason: what it has written must not come into place by that.
+void CheckedOutput::commit(boost::system::error_code& error) {
+  throwIfInterrupted();
+  inner_->commit(error);
+}
+
+std::streamsize CheckedOutput::Buffer::xsputn(char const* from, std::streamsize count) {
+  throwIfInterrupted();
+  if (!inner_->write(from, count)) return 0;
+  progress_->addBytes(static_cast<std::uint64_t>(count));
+  return count;
+}
+
+CheckedOutput::Buffer::int_type CheckedOutput::Buffer::overflow(int_type character) {
+  if (traits_type::eq_int_type(character, traits_type::eof())) return traits_type::not_eof(character);
+  char const c = traits_type::to_char_type(character);
+  return xsputn(&c, 1) == 1 ? character : traits_type::eof();
+}
+
+int CheckedOutput::Buffer::sync() { return inner_->flush() ? 0 : -1; }
+
+}  // namespace ztpkg

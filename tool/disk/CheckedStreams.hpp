@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <istream>
+#include <memory>
+#include <optional>
+#include <streambuf>
+#include <string>
+
+#include "cli/Progress.hpp"
+#include "disk/FilesAhead.hpp"
+#include "opc/Streams.hpp"
+
+namespace ztpkg {
+
+/// Reads what is in memory already.
+class HeldInput final : public std::streambuf {
+ public:
+  explicit HeldInput(FileContent content);
+
+ protected:
+  pos_type seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode mode) override;
+  pos_type seekpos(pos_type position, std::ios::openmode mode) override;
+
+ private:
+  FileContent content_;
+};
+
+/// Reads a file of the disk, counts what is read, and lets signals and read errors through as exceptions that name
+/// it; owns what it reads from.
+class CheckedInput final : public std::istream {
+ public:
+  CheckedInput(std::unique_ptr<std::istream> stream, std::u16string path, Progress& progress);
+  /// For what was read ahead.
+  CheckedInput(FileContent content, std::u16string path, Progress& progress);
+
+ private:
+  class Buffer final : public std::streambuf {
+   public:
+    Buffer(std::streambuf& inner, std::u16string path, Progress& progress)
+        : inner_(&inner), path_(std::move(path)), progress_(&progress) {}
+
+   protected:
+    std::streamsize xsgetn(char* to, std::streamsize count) override;
+    int_type underflow() override;
+    int_type uflow() override;
+    pos_type seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode mode) override;
+    pos_type seekpos(pos_type position, std::ios::openmode mode) override;
+
+   private:
+    template <typename Read>
+    auto guarded(Read read);
+
+    std::streambuf* inner_;
+    std::u16string path_;
+    Progress* progress_;
+  };
+
+  void useBuffer();
+
+  std::unique_ptr<std::istream> stream_;  // one of these two is there
+  std::optional<HeldInput> held_;
+  Buffer buffer_;
+};
+
+/// Writes a file of the disk and counts what is written, with a look for signals at each write and before commit();
+/// owns the stream underneath.
+class CheckedOutput final : public opc::FileOutputStream {
+ public:
+  CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress);
+
+  void commit(boost::system::error_code& error) override;
+
+ private:
+  class Buffer final : public std::streambuf {
+   public:
+    Buffer(std::ostream& inner, Progress& progress) : inner_(&inner), progress_(&progress) {}
+
+   protected:
+    std::streamsize xsputn(char const* from, std::streamsize count) override;
+    int_type overflow(int_type character) override;
+    int sync() override;
+
+   private:
+    std::ostream* inner_;
+    Progress* progress_;
+  };
+
+  std::unique_ptr<opc::FileOutputStream> inner_;
+  Buffer buffer_;
+};
+
+}  // namespace ztpkg

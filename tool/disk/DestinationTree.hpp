@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "cli/Progress.hpp"
+#include "disk/ForwardingOps.hpp"
+#include "opc/ConfinedFileSystemOps.hpp"
+
+namespace ztpkg {
+
+/// The directory that a package is extracted to: nothing is written elsewhere, and files and links appear whole
+/// or not at all. Errors are thrown as Failure and name the path, and so are signals, as Interrupted.
+class DestinationTree final : public ForwardingOps {
+ public:
+  DestinationTree(std::unique_ptr<opc::ConfinedFileSystemOps> disk, Progress& progress);
+
+  void createFolder(std::u16string const& path, ErrorCode& error) override;
+  void createFolders(std::u16string const& path, ErrorCode& error) override;
+  void createSymlink(std::u16string const& target, std::u16string const& linkPath, ErrorCode& error) override;
+  std::unique_ptr<opc::FileOutputStream> createOutputStream(std::u16string const& path, std::ios::openmode mode,
+                                                            ErrorCode& error) override;
+
+  /// Asked for each entry before its contents are.
+  std::u16string appendPath(std::u16string const& base, std::u16string const& relative) override;
+  /// The entry that was asked for last, as a path of the package.
+  std::u16string const& lastEntry() const { return lastEntry_; }
+
+ private:
+  std::unique_ptr<opc::ConfinedFileSystemOps> disk_;
+  Progress* progress_;
+  std::u16string lastEntry_;
+};
+
+/// Makes and opens the directory when extraction begins: until then nothing is written.
+class Destination final : public opc::FileSystemOpsSelector {
+ public:
+  Destination(std::u16string root, opc::Confinement const& confinement, Progress& progress)
+      : root_(std::move(root)), confinement_(confinement), progress_(&progress) {}
+
+  opc::FileSystemOps& getForPath(std::u16string const& path) override;
+  /// What is being extracted, or was to be when it failed; after getForPath().
+  std::u16string const& lastEntry() const { return tree_->lastEntry(); }
+
+ private:
+  std::u16string root_;
+  opc::Confinement confinement_;
+  Progress* progress_;
+  std::unique_ptr<DestinationTree> tree_;
+};
+
+}  // namespace ztpkg

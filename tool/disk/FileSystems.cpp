@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "disk/FileSystems.hpp"
+
+#include <utility>
+
+#include "cli/Errors.hpp"
+#include "disk/Paths.hpp"
+
+namespace ztpkg {
+
+using opc::model::Package;
+using opc::ztservices::FileSystemEntry;
+using opc::ztservices::FileSystemManager;
+
+std::unique_ptr<Package> openPackage(std::string const& path, AccessMode mode) {
+  return Package::open(fromArgument(path), mode);
+}
+
+bool hasFileSystem(Package const& package) {
+  return !package.getRelationshipsByType(FileSystemManager::getRelationshipType()).empty() ||
+         !package.getRelationshipsByType(FileSystemManager::getRelationshipTypeV1()).empty();
+}
+
+std::unique_ptr<Package> openFileSystem(std::string const& path, AccessMode mode) {
+  auto package = openPackage(path, mode);
+  if (!hasFileSystem(*package)) {
+    std::u16string const name = fromArgument(path);
+    std::string const message = shown(name) + " is a package without a file system ('ztpkg info' tells what it holds)";
+    throw Failure(Report{Exit::Package, "no-file-system", message, name});
+  }
+  return package;
+}
+
+std::u16string entryPath(std::string const& argument) {
+  std::u16string path = fromArgument(argument);
+  if (path.front() != u'/') path.insert(0, 1, u'/');
+  while (path.size() > 1 && path.back() == u'/') path.pop_back();
+  return path;
+}
+
+void load(FileSystemManager const& manager, std::string const& path) {
+  try {
+    manager.ensureLoaded();
+  } catch (opc::Exception const& error) {
+    std::u16string const name = fromArgument(path);
+    Report report = describe(std::current_exception(), name).front();
+    if (report.code == "invalid-content") report.message = "the file system of " + shown(name) + ": " + error.what();
+    if (report.code == "key-required")
+      report.message = "the file system of " + shown(name) + " is encrypted: its key is needed (--key-file)";
+    if (report.code == "cannot-decrypt") report = cannotDecrypt("the file system of " + shown(name), name);
+    throw Failure(std::move(report));
+  }
+}
+
+bool hasEntry(FileSystemManager const& manager, std::string const& argument) {
+  return manager.hasEntry(entryPath(argument)) || manager.hasEntry(fromArgument(argument));
+}
+
+FileSystemEntry findEntry(FileSystemManager const& manager, std::string const& argument) {
+  std::u16string const path = entryPath(argument);
+  if (manager.hasEntry(path)) return manager.getEntry(path);
+  std::u16string const asGiven = fromArgument(argument);  // a foreign manifest may have paths without the slash
+  if (manager.hasEntry(asGiven)) return manager.getEntry(asGiven);
+  throw Failure(Report{Exit::Package, "no-such-entry", "no entry " + shown(path) + " in the package", path});
+}
+
+Report cannotDecrypt(std::string const& what, std::u16string const& item) {
+  return {Exit::Key, "cannot-decrypt",
+          what + " cannot be decrypted: the key or password is another one, or something was changed", item};
+}
+
+void throwIfKeyIsMissing(Package const& package, FileSystemManager const& manager, FileSystemEntry const& file) {
+  if (manager.isDecryptionEnabled() || !isEncrypted(package, file)) return;
+  std::u16string const path = file.getPathName();
+  throw Failure(Report{Exit::Key, "key-required", shown(path) + " is encrypted: its key is needed (--key-file)", path});
+}
+
+bool isEncrypted(Package const& package, FileSystemEntry const& file) {
+  opc::model::PartName const name(file.getContentName());
+  return package.getPart(name).getContentType().hasParameter(u"encryption");
+}
+
+}  // namespace ztpkg

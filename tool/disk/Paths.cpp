@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "disk/Paths.hpp"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+#include "cli/Errors.hpp"
+#include "opc/Strings.hpp"
+
+namespace ztpkg {
+namespace {
+
+namespace fs = std::filesystem;
+
+boost::system::error_code codeOf(std::error_code const& error) {
+  return {error.value(), boost::system::system_category()};
+}
+
+fs::path native(std::u16string const& path) { return opc::toUTF8String(path); }
+
+std::u16string textOf(fs::path const& path) {
+  std::string text = path.string();
+  while (text.size() > 1 && text.back() == '/') text.pop_back();
+  return opc::toString(text);
+}
+
+}  // namespace
+
+std::u16string fromArgument(std::string const& argument) {
+  if (argument.empty()) throw Failure(Report{Exit::Usage, "usage", "a name is empty", {}});
+  try {
+    return opc::toString(argument);
+  } catch (opc::InvalidText const&) {
+    std::string const message = "a name is not UTF-8: " + shown(opc::toString(argument, false));
+    throw Failure(Report{Exit::Usage, "usage", message, {}});
+  }
+}
+
+std::u16string absolutePath(std::u16string const& path) {
+  std::error_code error;
+  fs::path const absolute = fs::absolute(native(path), error);
+  if (error) throw Failure(diskReport("cannot-read", "cannot find", path, codeOf(error)));
+  return textOf(absolute.lexically_normal());
+}
+
+std::u16string resolvedPath(std::u16string const& path) {
+  std::error_code error;
+  fs::path const absolute = fs::absolute(native(path), error);
+  fs::path const resolved = error ? absolute : fs::weakly_canonical(absolute, error);
+  if (error) throw Failure(diskReport("cannot-read", "cannot find", path, codeOf(error)));
+  return textOf(resolved);
+}
+
+std::u16string existingDirectory(std::u16string const& path) {
+  boost::system::error_code error;
+  if (!isDirectory(path, error)) throw Failure(diskReport("cannot-read", "cannot use directory", path, error));
+  return resolvedPath(path);
+}
+
+bool isDirectory(std::u16string const& path, boost::system::error_code& error) {
+  struct stat status {};  // the standard library's would take a file on the way for a missing directory
+  if (stat(opc::toUTF8String(path).c_str(), &status) != 0)
+    error = {errno, boost::system::system_category()};
+  else if (!S_ISDIR(status.st_mode))
+    error = make_error_code(boost::system::errc::not_a_directory);
+  else
+    error.clear();
+  return !error;
+}
+
+bool isThere(std::u16string const& path) {
+  std::error_code ignored;  // what cannot be looked at is reported by whoever opens it
+  return fs::exists(fs::symlink_status(native(path), ignored));
+}
+
+std::uint64_t sizeOfFile(std::u16string const& path) {
+  std::error_code error;
+  std::uintmax_t const size = fs::file_size(native(path), error);
+  return error ? 0 : size;
+}
+
+std::u16string parentOf(std::u16string const& path) {
+  fs::path const parent = native(path).parent_path();
+  return parent.empty() ? u"." : textOf(parent);
+}
+
+}  // namespace ztpkg

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "disk/Glob.hpp"
+#include "opc/ztservices/FileSystem.hpp"
+
+namespace ztpkg {
+
+/// What the user asks for of a package by paths and patterns, held against one entry after the other. An argument
+/// that is the path of an entry is that entry, whatever characters it has; any other with "*", "?" or "[" in it
+/// is a pattern. What is selected brings all that lies below it.
+class Selection {
+ public:
+  /// Of no arguments everything. Throws Failure for one that is neither an entry's path nor a pattern.
+  Selection(opc::ztservices::FileSystemManager const& manager, std::vector<std::string> const& arguments);
+
+  /// Whether the entry at the path, or a folder above it, is asked for.
+  bool has(std::u16string const& path);
+
+  /// Throws Failure for a pattern that matched none of the paths so far.
+  void throwIfUnmatched() const;
+
+ private:
+  struct Pattern {
+    Glob glob;
+    std::string argument;
+    bool hasMatched;
+  };
+  /// A slash comes before everything else, by which the paths below another follow directly on it.
+  struct PathLess {
+    using is_transparent = void;
+    bool operator()(std::u16string_view a, std::u16string_view b) const;
+  };
+
+  void addPath(std::u16string path);
+  bool isAtOrBelowPath(std::u16string_view path) const;
+  bool matchesPattern(std::u16string const& path);
+
+  bool takesAll_;
+  std::set<std::u16string, PathLess> paths_;  // none below another
+  std::vector<Pattern> patterns_;
+};
+
+/// What is said of a pattern that matches no entry.
+[[noreturn]] void throwUnmatched(std::string const& pattern);
+
+}  // namespace ztpkg

@@ -1,0 +1,266 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "disk/SourceTree.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <future>
+#include <utility>
+
+#include "cli/Process.hpp"
+#include "disk/CheckedStreams.hpp"
+#include "disk/LinkTargets.hpp"
+#include "opc/Strings.hpp"
+
+namespace ztpkg {
+namespace {
+
+std::u16string_view baseName(std::u16string_view path) { return path.substr(path.rfind(u'/') + 1); }
+
+// What XML 1.0 cannot carry, 2.2; lone surrogates cannot come from a disk.
+bool isUnstorable(char16_t unit) {
+  return (unit < 0x20 && unit != u'\t' && unit != u'\n' && unit != u'\r') || unit == 0xFFFE || unit == 0xFFFF;
+}
+
+// Why a name or link target cannot be kept; null where it can.
+char const* faultOf(std::u16string_view text) {
+  if (text.find(u'\\') != std::u16string_view::npos) return "has a backslash, which would be taken for a separator";
+  return std::ranges::any_of(text, isUnstorable) ? "has a character that XML cannot carry" : nullptr;
+}
+
+}  // namespace
+
+SourceTree::SourceTree(opc::FileSystemOps& disk, std::u16string root, Rules rules, Progress& progress)
+    : ForwardingOps(disk), root_(std::move(root)), rules_(std::move(rules)), progress_(&progress) {}
+
+std::u16string SourceTree::diskPath(std::u16string const& path) const {
+  std::u16string_view const below = std::u16string_view(path).substr(std::min(path.size(), rules_.place.size()));
+  if (below.empty() || below == u"/") return root_;
+  std::u16string onDisk;
+  onDisk.reserve(root_.size() + below.size());
+  if (root_ != u"/") onDisk.append(root_);
+  onDisk.append(below);
+  return onDisk;
+}
+
+void SourceTree::survey() {
+  std::future<Paths> files = std::async([this] { return listed(false); });  // beside the folders, where threads are
+  for (std::u16string& path : listed(true)) {
+    if (isExcluded(path)) continue;
+    checkName(path);
+    folders_.push_back(std::move(path));
+  }
+  Paths found = files.get();
+  std::erase_if(found, [this](std::u16string const& path) { return isExcluded(path); });
+  std::vector<Look> const looks = lookedAt(found);
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    throwIfInterrupted();
+    checkLeaf(found[i], looks[i]);
+  }
+  if (!problems_.empty()) throw Failure(std::move(problems_));
+}
+
+ForwardingOps::Paths SourceTree::listed(bool folders) {
+  if (!rules_.only.empty()) return folders ? Paths() : theOnly();
+  Paths paths = listedOnDisk(folders);
+  if (folders && !rules_.place.empty()) paths.insert(paths.begin(), root_);
+  std::size_t const rootLength = root_ == u"/" ? 0 : root_.size();
+  for (std::u16string& path : paths) path.replace(0, rootLength, rules_.place);
+  return paths;
+}
+
+ForwardingOps::Paths SourceTree::theOnly() const {
+  std::u16string path = rules_.place + u"/" + rules_.only;
+  std::u16string const onDisk = diskPath(path);
+  if (!inner().isFile(onDisk) && !inner().isSymlink(onDisk))
+    throw Failure(Report{Exit::Disk, "cannot-read", shown(onDisk) + " is neither file, link nor directory", onDisk});
+  return {std::move(path)};
+}
+
+ForwardingOps::Paths SourceTree::listedOnDisk(bool folders) {
+  Paths paths;
+  ErrorCode error;
+  try {
+    if (folders)
+      inner().getFolders(root_, paths, true, error);
+    else
+      inner().getFiles(root_, paths, true, error);
+  } catch (opc::InvalidText const& invalid) {  // the listing ends there: the others cannot be told
+    throw Failure(Report{Exit::Package, "bad-name", invalid.what(), root_});
+  }
+  if (error) throw Failure(diskReport("cannot-read", "cannot list", unreadableFolder(root_), error));
+  return paths;
+}
+
+// The listing does not say which folder it failed at.
+std::u16string SourceTree::unreadableFolder(std::u16string const& folder) {
+  Paths below;
+  ErrorCode error;
+  inner().getFolders(folder, below, false, error);
+  if (error) return folder;
+  for (std::u16string const& next : below)
+    if (std::u16string found = unreadableFolder(next); !found.empty()) return found;
+  return folder == root_ ? root_ : u"";
+}
+
+bool SourceTree::isExcluded(std::u16string const& path) const {
+  return std::ranges::any_of(rules_.exclude, [&](Glob const& glob) { return glob.matches(path); });
+}
+
+void SourceTree::checkName(std::u16string const& path) {
+  if (char const* const fault = faultOf(baseName(path)))
+    addProblem(Exit::Package, "bad-name", std::string("the name ") + fault, path);
+}
+
+SourceTree::Look SourceTree::lookAt(std::u16string const& path) const {
+  std::string const native = opc::toUTF8String(diskPath(path));
+  Look look;
+  struct stat status {};
+  if (lstat(native.c_str(), &status) == 0) {
+    look.isLink = S_ISLNK(status.st_mode);
+    if (!look.isLink) look.size = static_cast<std::uint64_t>(status.st_size);
+  }
+  if (!look.isLink && faccessat(AT_FDCWD, native.c_str(), R_OK, AT_EACCESS) != 0) look.error = errno;
+  return look;
+}
+
+/// Each in its place: the second half beside the first one, where threads are.
+std::vector<SourceTree::Look> SourceTree::lookedAt(Paths const& paths) const {
+  std::vector<Look> looks(paths.size());
+  auto const lookFrom = [&](std::size_t begin, std::size_t end) {
+    for (std::size_t i = begin; i < end; ++i) {
+      throwIfInterrupted();
+      looks[i] = lookAt(paths[i]);
+    }
+  };
+  constexpr std::size_t kWorthAThread = 64;
+  std::size_t const middle = paths.size() < kWorthAThread ? paths.size() : paths.size() / 2;
+  std::future<void> rest;
+  if (middle < paths.size()) rest = std::async([&] { lookFrom(middle, paths.size()); });
+  lookFrom(0, middle);
+  if (rest.valid()) rest.get();
+  return looks;
+}
+
+void SourceTree::checkLeaf(std::u16string const& path, Look const& look) {
+  std::u16string const onDisk = diskPath(path);
+  if (std::ranges::find(rules_.ownFiles, onDisk) != rules_.ownFiles.end()) {
+    skippedOwn_.push_back(path);
+    return;
+  }
+  checkName(path);
+  if (look.isLink) return checkLink(path);
+  fileBytes_ += look.size;
+  if (look.error != 0)
+    addProblem(Exit::Disk, "cannot-read", ErrorCode(look.error, boost::system::system_category()).message(), path);
+  leaves_.push_back(path);
+}
+
+void SourceTree::checkLink(std::u16string const& path) {
+  std::u16string target;
+  try {
+    target = inner().getLinkTarget(diskPath(path));
+  } catch (opc::InvalidText const& invalid) {
+    addProblem(Exit::Package, "bad-name", invalid.what(), path);
+    return;
+  } catch (opc::Exception const& error) {
+    addProblem(Exit::Disk, "cannot-read", error.getErrorCode().message(), path);
+    return;
+  }
+  bool const outside = target.starts_with(u'/') && !targetWithinRoot(target, root_, rules_.otherRoots);
+  if (outside && rules_.skipOutsideLinks) {
+    skippedLinks_.push_back(path);
+    return;
+  }
+  if (outside)
+    addProblem(Exit::Package, "outside-link", "the link points out of the directory, to " + shown(target), path);
+  if (char const* const fault = faultOf(target))
+    addProblem(Exit::Package, "bad-name", "the link's target " + shown(target) + " " + fault, path);
+  ++linkCount_;
+  leaves_.push_back(path);
+}
+
+void SourceTree::addProblem(Exit exit, std::string code, std::string const& message, std::u16string const& path) {
+  std::u16string const onDisk = diskPath(path);
+  problems_.push_back({exit, std::move(code), "cannot store " + shown(onDisk) + ": " + message, onDisk});
+}
+
+void SourceTree::throwChanged(std::u16string const& path) const {
+  std::u16string const onDisk = diskPath(path);
+  throw Failure(Report{Exit::Disk, "file-changed", shown(onDisk) + " changed while it was read", onDisk});
+}
+
+void SourceTree::checkLastFile() {
+  if (lastFile_.empty()) return;
+  ErrorCode error;
+  bool const same = isLastFixed_ || (inner().getLastModifiedTime(diskPath(lastFile_), error) == lastTime_ && !error);
+  if (!same) throwChanged(lastFile_);
+  lastFile_.clear();
+}
+
+bool SourceTree::isFile(std::u16string const& path) {
+  inHand_ = ahead_->next();
+  isHandedOver_ = false;
+  return inHand_ || inner().isFile(diskPath(path));
+}
+
+bool SourceTree::isSymlink(std::u16string const& path) {
+  if (!inner().isSymlink(diskPath(path))) throwChanged(path);
+  return true;
+}
+
+void SourceTree::getFiles(std::u16string const&, Paths& files, bool, ErrorCode& error) {
+  error.clear();
+  files = leaves_;
+  Paths onDisk;
+  onDisk.reserve(leaves_.size());
+  for (std::u16string const& path : leaves_) onDisk.push_back(diskPath(path));
+  ahead_ = std::make_unique<FilesAhead>(std::move(onDisk));
+}
+
+std::u16string SourceTree::getLinkTarget(std::u16string const& path) {
+  std::u16string target = inner().getLinkTarget(diskPath(path));
+  if (!target.starts_with(u'/')) return target;
+  if (auto const within = targetWithinRoot(target, root_, rules_.otherRoots))
+    return *within == u"/" && !rules_.place.empty() ? rules_.place : rules_.place + *within;
+  throwChanged(path);
+}
+
+std::unique_ptr<std::istream> SourceTree::createInputStream(std::u16string const& path, std::ios::openmode mode,
+                                                            ErrorCode& error) {
+  error.clear();
+  checkLastFile();
+  throwIfInterrupted();
+  std::u16string const onDisk = diskPath(path);
+  if (inHand_ && !std::exchange(isHandedOver_, true)) {
+    progress_->addFile();
+    return std::make_unique<CheckedInput>(std::move(inHand_->content), onDisk, *progress_);
+  }
+  std::unique_ptr<std::istream> stream = inner().createInputStream(onDisk, mode, error);
+  if (!stream) throw Failure(diskReport("cannot-read", "cannot read", onDisk, error));
+  progress_->addFile();
+  return std::make_unique<CheckedInput>(std::move(stream), onDisk, *progress_);
+}
+
+opc::Perms::Perms_tag SourceTree::getPermissions(std::u16string const& path, ErrorCode& error) {
+  error.clear();
+  if (inHand_) return inHand_->permissions;
+  auto const permissions = inner().getPermissions(diskPath(path), error);
+  if (error) throw Failure(diskReport("cannot-read", "cannot read the permissions of", diskPath(path), error));
+  return permissions;
+}
+
+boost::posix_time::ptime SourceTree::getLastModifiedTime(std::u16string const& path, ErrorCode& error) {
+  error.clear();
+  lastFile_ = path;
+  isLastFixed_ = inHand_.has_value();
+  if (isLastFixed_) return inHand_->time;
+  lastTime_ = inner().getLastModifiedTime(diskPath(path), error);
+  if (error) throw Failure(diskReport("cannot-read", "cannot read the time of", diskPath(path), error));
+  return lastTime_;
+}
+
+}  // namespace ztpkg

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+
+#include "cli/Progress.hpp"
+#include "disk/Leaves.hpp"
+#include "opc/ConfinedFileSystemOps.hpp"
+#include "opc/model/Package.hpp"
+
+namespace ztpkg {
+
+/// How much there is to extract, and how much room it takes in the package.
+struct ExtractionSize {
+  Amount content;
+  std::uint64_t stored = 0;
+};
+
+/// Everything that can be known before the first file is written; throws Failure. `root` is where the entries are to
+/// go; `raw` when they go as they are stored.
+ExtractionSize checkExtraction(opc::model::Package const& package, opc::ztservices::FileSystemManager const& manager,
+                               Leaves const& leaves, std::u16string const& root, opc::Confinement const& confinement,
+                               bool raw);
+
+}  // namespace ztpkg

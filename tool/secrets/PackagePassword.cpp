@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "secrets/PackagePassword.hpp"
+
+#include <stdexcept>
+
+#include "cli/Errors.hpp"
+#include "disk/FileSystems.hpp"
+#include "disk/Paths.hpp"
+
+namespace ztpkg {
+namespace {
+
+using opc::model::RelationshipSelector;
+using opc::ztservices::CipherDataManager;
+using opc::ztservices::CipherEntry;
+
+// Packages do not say how many there are: the number is part of the format (docs/formats.md).
+constexpr int kIterations = 600'000;
+constexpr int kKeyBytes = 32;
+
+RelationshipSelector selector() {
+  return {opc::model::URI(u"/"), opc::model::RelationshipSelectorType::ByType,
+          opc::ztservices::FileSystemManager::getRelationshipType()};
+}
+
+[[noreturn]] void throwFaultOfCipherData(std::string const& path) {
+  std::u16string const name = fromArgument(path);
+  Report report = describe(std::current_exception(), name).front();
+  report.message = "the cipher data of " + shown(name) + ": " + report.message;
+  throw Failure(std::move(report));
+}
+
+}  // namespace
+
+NewPasswordKey::NewPasswordKey(Password const& password)
+    : salt_(CipherDataManager::generateRandomSalt()),
+      iv_(CipherDataManager::generateRandomInitVector()),
+      hash_(CipherDataManager::derivePasswordHash(password.text(), salt_, iv_, kIterations, kKeyBytes)),
+      key_(CipherDataManager::deriveEncryptionKey(password.text(), salt_, iv_, kIterations, kKeyBytes)) {}
+
+void NewPasswordKey::record(CipherDataManager& cipherData) const {
+  cipherData.addCipherEntry(selector(), hash_, salt_, iv_);
+}
+
+bool hasPassword(opc::model::Package& package, std::string const& path) {
+  try {
+    return CipherDataManager(package).hasCipherEntry(selector());
+  } catch (opc::Exception const&) {
+    throwFaultOfCipherData(path);
+  }
+}
+
+// A wrong password is told as damaged contents are: a difference would help an attacker.
+std::unique_ptr<Secret const> keyOfPassword(opc::model::Package& package, std::string const& path,
+                                            Password const& password) {
+  try {
+    CipherEntry const entry = CipherDataManager(package).getCipherEntry(selector());
+    return std::make_unique<Secret const>(CipherDataManager::deriveDecryptionKey(
+        password.text(), entry.getSalt(), entry.getHash(), entry.getIV(), kIterations, kKeyBytes));
+  } catch (opc::Exception const&) {
+    throwFaultOfCipherData(path);
+  } catch (std::runtime_error const&) {
+    std::u16string const name = fromArgument(path);
+    throw Failure(cannotDecrypt("the file system of " + shown(name), name));
+  }
+}
+
+}  // namespace ztpkg
