@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # The libraries underneath. Only Boost shows in the public headers.
-find_package(Boost 1.74 REQUIRED COMPONENTS regex)
+# CONFIG: CMake 3.30 deprecates its own search for Boost (policy CMP0167) in favour of the package that Boost brings.
+find_package(Boost 1.74 CONFIG REQUIRED COMPONENTS regex)
 find_package(XercesC 3.2 REQUIRED)
 find_package(ZLIB REQUIRED)
 find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)

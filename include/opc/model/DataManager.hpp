@@ -14,9 +14,14 @@ namespace detail {
 class ManagerRegistry;
 }
 
-/// Base of the managers that keep a service's data in parts of one package. A manager is bound to its
-/// package for life, is called when the package saves, and unregisters itself when it is destroyed. Used
-/// by one thread at a time with its package.
+/// Base of the managers that keep a service's data in parts of one package. A manager is bound to its package for life
+/// and borrows it. It registers itself when it is constructed and unregisters when it is destroyed; Package::save()
+/// calls dirty managers in the order of construction. No destructor saves. One thread at a time uses a manager together
+/// with its package.
+///
+/// A derived class overrides the four operations below and calls load() first in each operation that needs the data,
+/// and markAsDirty() after each change. When the package is destroyed first, the manager can only be destroyed or asked
+/// for what it has in memory.
 class ZT_API DataManager {
  public:
   virtual ~DataManager();
@@ -24,31 +29,34 @@ class ZT_API DataManager {
   DataManager& operator=(DataManager const&) = delete;
 
  protected:
-  /// Reads the manager's parts. Starts from empty state: it may be called again after it threw.
+  /// Reads the manager's parts. It starts from empty state, because load() calls it again after it threw.
   virtual void doLoad() = 0;
-  /// Writes the manager's parts.
+  /// Writes the manager's parts and closes their streams. It may change other managers, but must not save the package
+  /// (InvalidState). What it throws ends the save; the package's file is then unchanged and the manager still dirty.
   virtual void doSave() = 0;
+  /// See getManagedPartNames() and getManagedRelationshipTypes().
   virtual std::vector<std::u16string> doGetManagedPartNames() const = 0;
   virtual std::vector<std::u16string> doGetManagedRelationshipTypes() const = 0;
 
  public:
-  /// The part names and relationship types that the manager owns.
+  /// The names of the parts and the types of the package relationships that the manager owns; other code leaves these
+  /// alone.
   std::vector<std::u16string> getManagedPartNames() const { return doGetManagedPartNames(); }
   std::vector<std::u16string> getManagedRelationshipTypes() const { return doGetManagedRelationshipTypes(); }
 
-  /// Runs doLoad until it has once succeeded; afterwards does nothing.
+  /// Calls doLoad until it has succeeded once; afterwards does nothing. Throws what doLoad throws.
   void load();
 
-  /// Has the package call doSave when it is saved, also when another manager's doSave calls this. A save
-  /// that succeeds makes the manager clean. Throws InvalidState when the package is gone.
+  /// Makes the next save of the package call doSave; called from another manager's doSave, the save that is under way.
+  /// A successful save makes the manager clean; saveToBytes() does not. Throws InvalidState when the package is gone.
   void markAsDirty();
   bool isDirty() const { return dirty_; }
 
-  /// Throws InvalidState when the package is gone.
+  /// The package that the manager is bound to. Throws InvalidState when it is gone.
   Package& getPackage() const;
 
  protected:
-  /// `startsDirty`: whether doSave is to run at the next save even if nothing changes until then.
+  /// Binds and registers the manager. `startsDirty`: the next save calls doSave even if nothing changes until then.
   DataManager(Package& package, bool startsDirty);
 
  private:

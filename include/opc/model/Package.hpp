@@ -17,14 +17,20 @@ namespace opc::model {
 
 class DataManager;
 
+/// What a package object may do with its package. ReadOnly refuses every change and save() with PackageIsReadOnly;
+/// saveAs() and saveToBytes() work.
 enum class AccessMode { ReadOnly, ReadWrite };
+/// What happens to a file, folder or link that is already at the path of a new package. Replace puts the package in
+/// the place of a file when it is saved, never before.
 enum class Existing { Refuse, Replace };
 
-/// How hard content is compressed when it is written: Default has the size of zlib's level 6.
+/// How hard content is compressed when it is written. Default compresses about as well as zlib's level 6, Fast
+/// compresses less and Small more. The level is no part of the package: readers need not know it.
 enum class CompressionLevel { Fast, Default, Small };
 
-/// Limits on what open() takes in: beyond one of them it throws InvalidPackage, which says the limit and what
-/// exceeds it, before more is held in memory; for the last one see there. The defaults are far beyond honest packages.
+/// Limits that protect open() from hostile packages. Beyond one of them open() throws InvalidPackage, which names the
+/// limit and what exceeds it, before it holds more in memory; the last limit applies later. Honest packages stay far
+/// below the defaults.
 struct OpenOptions {
   std::uint64_t maximumItems = 4'000'000;            ///< items of the container
   std::uint64_t maximumTotalBytes = 1ULL << 44;      ///< all items together, inflated, as they declare it (16 TiB)
@@ -33,31 +39,44 @@ struct OpenOptions {
   std::uint64_t maximumRelationships = 4'000'000;    ///< relationships of the package and of all its parts
   std::size_t maximumXmlDepth = 256;                 ///< nesting of elements
   std::size_t maximumXmlAttributeBytes = 1'048'576;  ///< one attribute of these documents
-  /// A part that is held whole, as FileSystemManager does to decrypt one, which takes about twice as much memory: a
-  /// larger one throws InvalidItem when it is to be read, before anything is held. The default (64 GiB) is the longest
+  /// Bytes of one part that is held whole, as FileSystemManager does to decrypt it; decrypting takes about twice as
+  /// much memory. Reading a larger part throws InvalidItem before anything is held. The default (64 GiB) is the longest
   /// message that AES-GCM allows (NIST SP 800-38D), with its vector and tag.
   std::uint64_t maximumWholePartBytes = 1ULL << 36;
 };
 
-/// A package of the Open Packaging Conventions (ECMA-376-2): a ZIP container of named parts with content
-/// types and relationships. Opens, edits and saves packages of any maker; items that are not parts, and
-/// parts that nothing touched, are kept byte for byte.
+/// A package of the Open Packaging Conventions (ECMA-376-2): a ZIP container (annex B) of named parts with content
+/// types and relationships. The class opens, edits and saves packages of any maker. It keeps items that are not parts,
+/// and parts that nothing touched, byte for byte.
 ///
-/// Changes live in memory and in an unlinked temporary file beside the target until save(); a package
-/// that is destroyed without save() leaves its file as it was. A package and everything obtained from it
-/// is used by one thread at a time; different packages are independent. A package must outlive its
-/// managers; one that does not detaches them, and they throw InvalidState from then on. So do handles and
-/// output streams when something is to be changed, since it could never be saved.
+/// Changes live in memory and in an unlinked temporary file beside the target until save(). A package that is
+/// destroyed without save() leaves its file as it was. Paths are on the local disk, UTF-8 there in every locale; a
+/// relative one is made absolute at once, so a later change of the working directory does not matter.
+///
+/// One thread at a time uses a package and everything obtained from it. Different packages are independent.
+///
+/// A package should outlive its managers and handles. Destroying it first detaches them: managers throw InvalidState
+/// from then on; handles and output streams do so when they are to change something, which could never be saved.
+/// Open input streams stay usable.
+///
+/// Operations that change a package give the strong guarantee: after an exception the package is as before the call,
+/// if nothing else is said. They throw PackageIsReadOnly for a package opened without write access, and
+/// CouldNotSavePackage when the temporary file cannot be written.
 class ZT_API Package : public RelationshipSource {
  public:
-  /// A new package whose file appears at the first save(). Existing::Refuse throws CouldNotSavePackage, now
-  /// or at that save, when something is at the path.
+  /// A new package without parts. Its file appears at the first save(); nothing is at the path before. Existing::Refuse
+  /// throws CouldNotSavePackage (code EEXIST), now or at that save, when something is at the path. Throws
+  /// CouldNotSavePackage for an empty path (ENOENT) or one with a NUL (EINVAL) too.
   static std::unique_ptr<Package> create(std::u16string const& path, Existing existing = Existing::Refuse);
+  /// A new package that touches no disk at the target; saveToBytes() gives its bytes, saveAs() binds it to a path.
   static std::unique_ptr<Package> createInMemory();
 
-  /// Throws CouldNotOpenPackage when the file cannot be read and InvalidPackage, naming the path and the
-  /// fault, when it is not a package. Opening keeps nothing locked.
+  /// Reads the container's directory, the content types and all relationships, and checks them and the part names
+  /// against the standard; contents are read when they are used. Throws CouldNotOpenPackage, with the system's code,
+  /// when the file cannot be read, and InvalidPackage, naming the path and the fault, when it is not a package. Opening
+  /// keeps nothing locked. The file stays open; replacing it by rename meanwhile does not disturb reading.
   static std::unique_ptr<Package> open(std::u16string const& path, AccessMode mode, OpenOptions const& options = {});
+  /// The same for the bytes of a package, which the package object owns. Messages name no path.
   static std::unique_ptr<Package> openInMemory(std::vector<unsigned char> bytes, AccessMode mode,
                                                OpenOptions const& options = {});
 
@@ -65,72 +84,78 @@ class ZT_API Package : public RelationshipSource {
   Package& operator=(Package const&) = delete;
   ~Package() override;
 
-  /// Calls doSave of each dirty manager in order of registration, then replaces the file in one step: the
-  /// new package is written beside it and renamed, so that at every instant the path holds the whole old or
-  /// the whole new one. After an exception the file is as before, the managers are still dirty and the
-  /// package can be used and saved again. Throws InvalidState, naming the part, while an output stream is
-  /// open or when a manager calls this, what an unclosed stream could not complete, PackageIsReadOnly,
-  /// CouldNotSavePackage, CouldNotOpenPackage when what is kept can no longer be read from the old file.
+  /// Calls doSave of each dirty manager in order of registration, then replaces the file in one step: the new package
+  /// is written beside it, synced and renamed, so that at every instant the path holds the whole old or the whole new
+  /// one. A symbolic link at the path is followed. Afterwards the managers are clean, and the package can be used,
+  /// changed and saved again.
   ///
-  /// A file that is no longer the one that was opened or last saved is never overwritten: PackageHasChanged. That
-  /// is checked before the work and again, under an advisory lock (flock) of the directory, right before the file
-  /// is replaced, so that of several processes that edit one package none loses what another has saved. The lock is
-  /// held for instants and waited for; PackageIsBusy after ten seconds. Where the system has no such lock for the
-  /// directory (some network file systems, a directory that may not be read) the save goes without it.
+  /// After an exception the file is as before, the managers are still dirty, and the package can be used and saved
+  /// again. Throws InvalidState, naming the part, while an output stream is open, and when a manager calls this from
+  /// doSave; the failure of an output stream that was destroyed unclosed, until the part is written again or deleted;
+  /// what doSave throws; PackageIsReadOnly; CouldNotSavePackage; CouldNotOpenPackage when kept content can no longer be
+  /// read from the old file.
+  ///
+  /// save() never overwrites a file that is no longer the one that was opened or last saved: PackageHasChanged. It
+  /// checks that before the work and again, under an advisory lock (flock) on the directory, right before it replaces
+  /// the file, so that of several processes that edit one package none loses what another has saved. The lock is held
+  /// for instants; a save waits for it up to ten seconds, then throws PackageIsBusy. Where the system has no such lock
+  /// for the directory (some network file systems, a directory that may not be read) the save proceeds without it.
   /// A save removes the temporary files that killed processes have left beside the package.
   ///
-  /// In memory it replaces the bytes that the package reads from. One failure comes
-  /// after the replacement: when the directory cannot be synced, CouldNotSavePackage means that the new
-  /// package is in place, but may not survive a power failure; saving again is all there is to do.
+  /// In memory it replaces the bytes that the package reads from. One failure comes after the replacement: when the
+  /// directory cannot be synced, CouldNotSavePackage means that the new package is in place, but may not survive a
+  /// power failure; save again.
   void save();
-  /// The same at another path, to which the package is bound afterwards. Works on a read-only package,
-  /// which stays read-only.
+  /// The same at another path, to which the package is bound afterwards; its former file stays as it is. Works on
+  /// read-only packages, which stay read-only, and on packages in memory. Throws as save() and create().
   void saveAs(std::u16string const& path, Existing existing = Existing::Refuse);
-  /// The same into memory: doSave of each dirty manager runs, but the package stays bound to where it was,
-  /// and managers and parts to their unsaved state.
+  /// The bytes that a save would write. doSave of each dirty manager runs, but the package stays bound to its path, and
+  /// managers stay dirty. Works on read-only packages. Throws as save().
   std::vector<unsigned char> saveToBytes();
 
   /// Whether the package was opened without write access.
   virtual bool isReadOnly() const;
 
-  /// A new, empty part. Throws InvalidPartName, InvalidContentType (one that the standard defines for the
-  /// package's own parts, with parameters: ECMA-376-2, 9.1.2), PartNameClash (names equal but for ASCII case, or one
-  /// formed from the other by adding segments: ECMA-376-2, 9.1.1.4), PackageIsReadOnly.
+  /// A new, empty part. Its content type stays for its life. Throws InvalidPartName for a name that breaks the grammar
+  /// (ECMA-376-2, 9.1.1.1), is reserved for relationships (9.3.3) or is longer than a container can hold (65,535
+  /// bytes); PartNameClash where an existing name is equal apart from ASCII case, or one of the two names continues the
+  /// other by whole segments (9.1.1.4); InvalidContentType for parameters of a type that the standard defines for the
+  /// package's own parts (9.1.2); PackageIsReadOnly.
   Part createPart(PartName const& name, ContentType const& type, IPhysicalPartInfo const& info);
-  /// Deletes the part and its relationships; relationships that target it stay. Throws PartNotFound,
-  /// PackageIsReadOnly, InvalidState for a relationships part.
+  /// Deletes the part and its own relationships; relationships that target it stay. Open input streams of the part stay
+  /// usable; an open output stream throws PartNotFound at its close(). Throws PartNotFound, PackageIsReadOnly,
+  /// InvalidState for a relationships part.
   void deletePart(PartName const& name);
-  /// Throws PartNotFound.
+  /// The part of that name. Throws PartNotFound, which names it.
   Part getPart(PartName const& name) const;
-  /// Whether a part of exactly that name exists.
+  /// Whether a part of exactly that name exists; ASCII case matters here.
   bool hasPart(PartName const& name) const;
   /// All parts in name order, relationships parts included.
   std::vector<PartName> getPartNames() const;
 
-  /// Whether createPart would refuse the name because of an existing part, or because of one of its own
-  /// segments (empty, ending in a dot, reserved for relationships). `existing` receives the clashing name:
-  /// the shortest existing one that the name equals or continues, else the smallest that continues it,
-  /// compared segment by segment; for a bad segment, where no shorter existing name clashes, the name up to
-  /// and including it. It is left alone where nothing clashes. A name that is merely too long is no clash.
-  /// O(log n) in the number of parts.
+  /// Whether createPart would refuse the name because of an existing part, or because of one of its own segments
+  /// (empty, ending in a dot, reserved for relationships). `existing` receives the clashing name: the shortest existing
+  /// one that the name equals or continues, else the smallest that continues it, compared segment by segment; for a bad
+  /// segment, where no shorter existing name clashes, the name up to and including that segment. It stays unchanged
+  /// where nothing clashes. A name that is merely too long is no clash. O(log n) in the number of parts.
   bool isPartDerivedFromExistingPartName(PartName const& name, std::u16string& existing) const;
 
-  /// Names of the container's items that are not parts (folders, items without a content type or with a
-  /// name that no part may bear), as stored; they are kept when the package is saved.
+  /// Names, sorted and as stored, of the container's items that are not parts: folders, and items without a content
+  /// type or with a name that no part may bear (ECMA-376-2, 9.1.2 and annex B). Saves keep them.
   std::vector<std::u16string> getItemNames() const;
 
-  /// OpenOptions::maximumWholePartBytes as it was given to open(), for those who hold parts whole.
+  /// OpenOptions::maximumWholePartBytes as it was given to open(), for code that holds parts whole; the default for a
+  /// new package.
   std::uint64_t getMaximumWholePartBytes() const;
 
-  /// Applies to what is written from now on.
+  /// Applies to the output streams that are opened from now on; what was written before is not compressed again.
   void setCompressionLevel(CompressionLevel level);
 
-  /// Has what is written to parts compressed on so many threads of the package's own, beside the caller, who goes on
-  /// when a stream is closed, and written to files on others; 0, as at first, for none. Content and saved bytes are the
-  /// same for any number. What waits for the threads, or for the spool behind them, holds at most 64 MiB, beyond which
-  /// writes wait. What goes wrong there is thrown by the next write or save(), and tried again by the one after that.
-  /// Whoever reads a part, or asks for its size, gets what was last written, and may wait for it. Throws what went
-  /// wrong before.
+  /// The number of threads of the package's own that compress written parts; others then write files. The caller goes
+  /// on when it has closed a stream. 0, the initial value, does all work in the caller. The saved bytes are the same
+  /// for any number. Work that waits holds at most 64 MiB; beyond that, writes wait. The next write or save() throws a
+  /// failure of the threads once, and the one after that tries the work again. Reading a part, or its size, waits until
+  /// the part's last write is complete. Waits for work under way, and throws an earlier failure of it.
   void setCompressionThreads(unsigned count);
 
  private:

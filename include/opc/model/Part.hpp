@@ -12,22 +12,24 @@
 
 namespace opc::model {
 
-/// How the bytes of a new part are to be held in its container.
+/// How the container holds the bytes of a new part.
 enum class CompressionType {
-  Stored = 0,  ///< as they are, whatever is written while the package object lives
-  Markup = 1,  ///< deflated, and stored only where they do not shrink
-  Content = 2  ///< today as Markup
+  Stored = 0,  ///< uncompressed, for content that does not shrink; holds while the package object lives
+  Markup = 1,  ///< deflated, or stored where deflating saves nothing
+  Content = 2  ///< at present the same as Markup
 };
 
-/// How a new part is to be laid out in its container.
+/// The wishes of a caller about the layout of a new part in its container. Package::createPart asks once and keeps no
+/// reference.
 class ZT_API IPhysicalPartInfo {
  public:
   virtual ~IPhysicalPartInfo();
   virtual CompressionType getCompressionType() const = 0;
-  /// Expected size in bytes, 0 when not known; a hint only.
+  /// Expected size in bytes, 0 when unknown. A hint only: a part may become larger or smaller.
   virtual unsigned long getSizeHint() const = 0;
 };
 
+/// Fixed wishes. A value; thread-safe as values are.
 class ZT_API StandardPartInfo final : public IPhysicalPartInfo {
  public:
   explicit StandardPartInfo(CompressionType type, unsigned long sizeHint = 0) : type_(type), sizeHint_(sizeHint) {}
@@ -40,28 +42,38 @@ class ZT_API StandardPartInfo final : public IPhysicalPartInfo {
   unsigned long sizeHint_;
 };
 
-/// A part of a package (ECMA-376-2, 9.1): a cheap handle that stands for the part of its name. Every
-/// operation throws PartNotFound once the part is deleted. Used by one thread at a time with its package.
+/// A part of a package (ECMA-376-2, 9.1): a cheap handle that stands for the part of its name, also when the part is
+/// deleted and created again. Copies stand for the same part. Every operation except getName() throws PartNotFound
+/// while there is no such part. One thread at a time uses it together with its package. When the package is gone, the
+/// part can still be read, and changes throw InvalidState.
 class ZT_API Part : public RelationshipSource {
  public:
   PartName const& getName() const { return source(); }
+  /// The type that the part was created with, or that the package's content types give it (ECMA-376-2, 9.1.2).
   ContentType getContentType() const;
 
-  /// Uncompressed and stored length in bytes.
+  /// The length in bytes, uncompressed and as the container stores it. For a part that nothing has written, these are
+  /// the container's declarations, which reading verifies; for others, those of the last write that was closed. May
+  /// wait for the package's threads, and throws their failure.
   std::uint64_t getSize() const;
   std::uint64_t getStoredSize() const;
 
-  /// A stream over the part's bytes as they are now, owned by the caller; it stays usable when the part is
-  /// rewritten or deleted, after a save and when the package is gone. Length and CRC are verified before
-  /// the end is reported, for parts of up to 8 MiB before the first byte is handed out; InvalidItem.
+  /// A stream over the part's bytes as they are now, owned by the caller; there may be any number of them. It stays
+  /// usable when the part is rewritten or deleted, after a save and when the package is gone. Length and CRC-32 are
+  /// verified before the stream reports its end, and for parts of up to 8 MiB before it delivers the first byte.
+  /// Opening or reading throws InvalidItem for damaged content, CouldNotOpenPackage where the file can no longer be
+  /// read.
   std::unique_ptr<InputStream> getInputStream() const;
 
-  /// A stream that replaces the part's bytes, owned by the caller. The new bytes count from close() on;
-  /// until then, and when writing fails, the part keeps its former bytes. A write after close(), even one
-  /// that threw, is a StreamError. At most one is open for a part (InvalidState); when the package is gone
-  /// close() throws InvalidState. Throws PackageIsReadOnly; relationships parts are written by the package alone
-  /// (InvalidState). When the part is deleted meanwhile, close() throws PartNotFound, even if there is a new
-  /// part of that name.
+  /// A stream that replaces the part's bytes, owned by the caller, who closes it. The new bytes take effect at close();
+  /// until then, and when writing or close() fails, the part keeps its former bytes. At most one is open for a part.
+  /// Parts can be written again any number of times.
+  ///
+  /// Throws InvalidState while another stream is open for the part, and for a relationships part, which the package
+  /// writes itself; PackageIsReadOnly. A write after close() throws StreamError, also where close() failed. close()
+  /// throws InvalidState when the package is gone, and PartNotFound when the part was deleted meanwhile, even if there
+  /// is a new part of that name. A stream that is destroyed unclosed is completed, or abandoned during unwinding
+  /// (OutputStream::close); the package's next save() throws the failure.
   std::unique_ptr<OutputStream> getOutputStream() const;
 
  private:

@@ -9,11 +9,13 @@
 
 namespace opc::model {
 
-/// The name of a part. Any text can be held, so that a package can be asked about names that no part may
-/// bear; Package::createPart refuses those that are not valid. Equality and order are by code unit;
-/// packages treat names that differ only in ASCII case as equivalent (ECMA-376-2, 9.1.1.3 and 9.1.1.4).
+/// The name of a part (ECMA-376-2, 9.1.1): an absolute path such as "/metadata/manifest.xml". Any text can be held, so
+/// that callers can ask a package about names that no part may bear; Package::createPart refuses names that are not
+/// valid. Equality and order are by code unit, while a package treats names that differ only in ASCII case as
+/// equivalent (9.1.1.3 and 9.1.1.4). A value; different threads may read one object.
 class ZT_API PartName {
  public:
+  /// The empty name, which no part has.
   PartName() = default;
   explicit PartName(URI const& uri) : text_(uri.toString()) {}
   explicit PartName(std::u16string text) : text_(std::move(text)) {}
@@ -22,14 +24,17 @@ class ZT_API PartName {
   URI getURI() const { return URI(text_); }
   std::u16string const& toString() const { return text_; }
 
-  /// Whether a part may bear the name: ECMA-376-2, 9.1.1.1 (grammar) and 9.1.1.2.
+  /// Whether a part may bear the name by its grammar (ECMA-376-2, 9.1.1.1 and 9.1.1.2): ASCII; a leading slash; no
+  /// empty segment and none that ends in a dot; no percent-encoded slash, backslash or unreserved character. The names
+  /// of relationships parts are valid. Says nothing about clashes with other parts.
   bool isValid() const;
 
   /// Whether this is the name of a relationships part, "/_rels/.rels" or ".../_rels/NAME.rels" in any ASCII
   /// case (ECMA-376-2, 9.3.3).
   bool isRelationshipsPart() const;
 
-  /// Equal when the case of ASCII letters is ignored.
+  /// Whether the names are equal when the case of ASCII letters is ignored: equivalent names cannot stand together in a
+  /// package.
   bool isEquivalentTo(PartName const& other) const;
 
   friend bool operator==(PartName const&, PartName const&) = default;

@@ -16,19 +16,23 @@ class PackageState;
 struct RelationshipRecord;
 }  // namespace detail
 
+/// Whether a relationship leads to a part of its package or to a resource outside it (ECMA-376-2, 9.3.2.2).
 enum class TargetMode { Internal, External };
 
-/// One relationship (ECMA-376-2, 9.3): a cheap, immutable snapshot that stays valid when the
-/// relationship or its package is gone.
+/// One relationship (ECMA-376-2, 9.3): a cheap, immutable snapshot. It stays valid when the relationship or its package
+/// is gone, and different threads may read it.
 class ZT_API Relationship {
  public:
+  /// The id, which is unique among the relationships of its source; ids are compared exactly.
   std::u16string const& getID() const;
+  /// A URI that names the role of the target.
   std::u16string const& getType() const;
   TargetMode getMode() const;
   /// The target as it is written in the package.
   std::u16string const& getTargetText() const;
-  /// An internal target resolved against its source, without query and fragment; an external one as
-  /// written. Throws InvalidURI when an internal target cannot be resolved.
+  /// An internal target resolved against its source, without query and fragment (URI::resolvedAgainst): the name of a
+  /// part, which need not exist and may differ from the part's in ASCII case (PackageHelper::findTarget). An external
+  /// target as written. Throws InvalidURI when an internal target cannot be resolved.
   URI getTargetURI() const;
 
  private:
@@ -38,27 +42,35 @@ class ZT_API Relationship {
   std::shared_ptr<detail::RelationshipRecord const> record_;
 };
 
-/// Where relationships start: a package or a part. A cheap handle; copies stand for the same source.
+/// Where relationships start: a package or a part (ECMA-376-2, 9.3.1). A cheap handle; copies stand for the same
+/// source. Used by one thread at a time together with its package.
+///
+/// Every operation throws PartNotFound where the source is a part that does not exist. Operations that change something
+/// throw PackageIsReadOnly, and InvalidState when the package is gone; after an exception the relationships are as
+/// before. Changes reach the file when the package is saved.
 class ZT_API RelationshipSource {
  public:
   RelationshipSource(RelationshipSource const&) = default;
   RelationshipSource& operator=(RelationshipSource const&) = default;
   virtual ~RelationshipSource();
 
-  /// All relationships of the source, in package order.
+  /// All relationships of the source, or those whose type is exactly the given one, in the order in which the package
+  /// holds them; new ones come last.
   std::vector<Relationship> getRelationships() const;
   std::vector<Relationship> getRelationshipsByType(std::u16string const& type) const;
 
-  /// Adds a relationship to a part; the target is kept as given and need not exist. An empty id lets the
-  /// source choose the first free one of rId1, rId2 ... Throws InvalidRelationship for an id that is no
-  /// NCName or is taken, a type that is no URI, a target that is no relative reference (RFC 3986, 4.2; other
-  /// than ASCII letters may stand in it) or leads to a relationships part, and for a second core-properties
-  /// relationship of the package (ECMA-376-2, 11.2).
+  /// Adds a relationship to a part and returns it. The target is kept as given and need not exist. For an empty id the
+  /// source chooses the first free one of rId1, rId2 ... Throws InvalidRelationship for an id that is no NCName or is
+  /// taken, a type that is no URI, a target that is no relative reference (RFC 3986, 4.2; it may hold characters beyond
+  /// ASCII) or leads to a relationships part, a source that is a relationships part, and a second core-properties
+  /// relationship of the package (ECMA-376-2, 11.2). Throws PartNameClash where a part stands in the place of the
+  /// source's relationships part.
   Relationship createInternalRelationship(std::u16string const& type, URI const& target, std::u16string const& id = {});
-  /// The same for a target outside the package, which is kept to the letter and never opened.
+  /// The same for a target outside the package: a text that XML can carry, which is kept to the letter and never
+  /// opened.
   Relationship createExternalRelationship(std::u16string const& type, std::u16string const& target,
                                           std::u16string const& id = {});
-  /// Throws RelationshipNotFound.
+  /// Deletes the relationship, not its target. Throws RelationshipNotFound, which names the id and the source.
   void deleteRelationship(std::u16string const& id);
 
  protected:
@@ -73,16 +85,20 @@ class ZT_API RelationshipSource {
   PartName source_;
 };
 
+/// The property of a relationship that a RelationshipSelector compares.
 enum class RelationshipSelectorType { ByType, ByID };
 
-/// Selects relationships of one source by their type or id. A value.
+/// Selects relationships of one source by their type or id. A value that refers to no package: it states the selection
+/// and neither checks nor looks up anything.
 class ZT_API RelationshipSelector {
  public:
   RelationshipSelector(URI source, RelationshipSelectorType type, std::u16string criteria)
       : source_(std::move(source)), type_(type), criteria_(std::move(criteria)) {}
 
+  /// The name of the source part; "/" for the package.
   URI const& getSourceURI() const { return source_; }
   RelationshipSelectorType getSelectorType() const { return type_; }
+  /// The type or id that a relationship must have exactly.
   std::u16string const& getSelectionCriteria() const { return criteria_; }
 
   friend bool operator==(RelationshipSelector const&, RelationshipSelector const&) = default;

@@ -34,34 +34,40 @@ class FileSystemManifest;
 /// decrypts what is encrypted where it is extracted.
 enum class TransformMode : std::uint32_t { None = 0, Transform = 1 };
 
-/// What extraction restores beside contents.
+/// What extraction restores beside contents. TimeAndPermissions sets the last-modified time and the permissions of
+/// files, where the entry records them; folders and links keep what the disk gives them.
 enum class RestoreMode : std::uint32_t { None = 0, TimeAndPermissions = 1 };
 
-/// One file, folder or symbolic link of a package's file system: an immutable snapshot that does not see
-/// later changes and outlives its manager. Copies share the snapshot.
+/// One file, folder or symbolic link of a package's file system. An entry is an immutable snapshot: it does not see
+/// later changes and outlives its manager and package. Copies share the snapshot and are cheap. Different threads may
+/// read one entry. Only the manager creates entries.
 class ZT_API FileSystemEntry {
  public:
   explicit FileSystemEntry(FileSystemNode const& node);
 
+  /// Exactly one of the three is true.
   bool isFile() const;
   bool isLink() const;
   bool isFolder() const;
 
   /// The last component of the path; "/" for the root.
   std::u16string getBaseName() const;
-  /// The absolute path, with "/" between components.
+  /// The absolute path within the package, with "/" between components.
   std::u16string getPathName() const;
   /// The name of the content part of a file, the target of a link, the path of a folder.
   std::u16string getContentName() const;
-  /// Unknown permissions (0xFFFF) or the unknown time (not-a-date-time) where none are recorded.
+  /// Read, write and execute bits; getUnknownPermissions() where none are recorded, as for the links and folders that
+  /// this library creates.
   Perms::Perms_tag getPermissions() const;
+  /// In UTC, to the microsecond; getUnknownTime() where none is recorded.
   boost::posix_time::ptime getLastModifiedTime() const;
 
+  /// Perms::NotKnown, not-a-date-time and "/".
   static Perms::Perms_tag getUnknownPermissions();
   static boost::posix_time::ptime getUnknownTime();
   static std::u16string getRootName();
 
-  /// Kind, path, permissions and time; the content name is not compared, and two unknown times are equal.
+  /// Compares kind, path, permissions and time, but not the content name. Two unknown times are equal.
   friend ZT_API bool operator==(FileSystemEntry const& a, FileSystemEntry const& b);
 
  private:
@@ -69,44 +75,54 @@ class ZT_API FileSystemEntry {
   std::shared_ptr<Impl const> impl_;
 };
 
-/// Keeps a whole file system in a package: the contents of each file in a part of its own under
-/// "/fsroot", the tree in a manifest part that is written when the package is saved.
+/// Keeps a whole file system in a package. Each file's contents are a part of their own under "/fsroot"; the tree is
+/// a manifest part that the package's save() writes. Content parts are created, written and deleted at once in the
+/// package object; the package's file changes only at save().
 ///
-/// Paths are absolute within the package. Operations that create or add take backslashes for separators,
-/// put a missing leading "/" in front and keep one of several leading ones, as manifests are read too; those
-/// that look up convert separators only. Repeated slashes elsewhere are kept. A path or link
-/// target that holds what XML 1.0 cannot carry (controls other than tab, line feed and carriage return,
-/// lone surrogates, U+FFFE, U+FFFF), or is longer than 131,072 UTF-16 code units, is refused by every
-/// creating and adding operation (InvalidEntryName).
+/// Paths are absolute within the package. Operations that create or add convert backslashes to slashes, add a missing
+/// leading "/" and reduce several leading ones to one. Operations that look up only convert backslashes: "a" finds
+/// nothing where "/a" exists. Other repeated slashes, a trailing slash, "." and ".." are kept as they are. Every
+/// creating and adding operation refuses a path or link target (InvalidEntryName) that is longer than 131,072 UTF-16
+/// code units or holds a character that XML 1.0 cannot carry: controls other than tab, line feed and carriage return,
+/// lone surrogates, U+FFFE, U+FFFF.
 ///
-/// The manager loads the manifest at its first use and keeps references to the package and to the disk
-/// operations that it is given; it must not outlive them. One thread at a time. After an exception nothing
-/// is rolled back: what was added, deleted or written before stays; the package's file changes only at
-/// save(). Where loading fails the next operation tries again.
+/// The manager loads the manifest at its first use. The next operation repeats a load that failed, so a missing key can
+/// be supplied by enableDecryption() in between. The manager borrows the package and
+/// the disk operations that it is given, and must not outlive them. Once the package is destroyed, operations that
+/// need it throw model::InvalidState.
 ///
-/// Two managers on one package do not see each other's changes: each writes the manifest from its own tree
-/// when it is dirty at a save, in order of construction, so that the last dirty one decides what the
-/// package's file system is. Content parts that this leaves unreferenced stay in the package.
+/// One thread at a time uses a manager, its package and everything obtained from both; const operations load too.
 ///
-/// An entry whose path was deleted, or has since become another kind of entry or another file's part or
-/// link's target, is stale: the operations that take it throw FileSystemEntryNotFound and change nothing
-/// (hasParent, getParent, hasChildren and getChildren ask about the path alone: where that is gone,
-/// hasChildren is false, getChildren is empty, hasParent is false and getParent throws
-/// FileSystemEntryHasNoParent).
+/// After an exception nothing is rolled back: what was added, deleted or written before stays. Beside the exceptions
+/// named below, operations pass on those of the package (model::PackageIsReadOnly for a change of files,
+/// model::CouldNotSavePackage when temporary storage fails) and of the disk operations.
 ///
-/// Contents and manifest may be encrypted with AES-256-GCM. What is encrypted says so in the content type of its
-/// part; the names of encrypted contents' parts do not show the paths. Nothing hides sizes and the number of files,
-/// and nothing binds contents to their entries: docs/threat-model.md tells what that means.
+/// Two managers of one package do not see each other's changes. Each dirty one writes the manifest from its own tree at
+/// a save, in order of construction, so the last one wins. Content parts that this leaves unreferenced stay in the
+/// package.
+///
+/// An entry is stale when its path was deleted or now belongs to another kind of entry, another content part or
+/// another link target. Operations that take a stale entry throw FileSystemEntryNotFound and change nothing. The
+/// exceptions are hasParent, getParent, hasChildren and getChildren, which look at the path alone: where it is gone,
+/// hasParent and hasChildren are false, getChildren is empty and getParent throws FileSystemEntryHasNoParent.
+///
+/// Contents and manifest may be encrypted with AES-256-GCM. The content type of a part says whether the part is
+/// encrypted. The names of encrypted contents' parts do not show the paths. Encryption hides neither sizes nor the
+/// number of files, and it does not bind contents to their entries; see docs/threat-model.md.
 class ZT_API FileSystemManager : public model::DataManager {
  public:
-  /// Disk operations for adding and extracting; borrowed.
+  /// Adds through `source` and extracts through `destination`, both borrowed. A constructor reads nothing of the
+  /// package and marks nothing dirty.
   FileSystemManager(model::Package& package, FileSystemOps& source, FileSystemOps& destination);
   /// The selector, borrowed, chooses the operations for the roots that are added from or extracted to.
   FileSystemManager(model::Package& package, FileSystemOpsSelector& selector);
-  /// The local disk for both.
+  /// Adds from and extracts to the local disk.
   explicit FileSystemManager(model::Package& package);
   ~FileSystemManager() override;
 
+  /// Names of the manifest part in a new package, its content type without encryption, and the type of the package's
+  /// relationship to it; of the current version, and of version 1. A loaded manifest is found by the relationship,
+  /// whatever its part is called.
   static model::URI getPartURI();
   static model::URI getPartURIV1();
   static model::ContentType getPartContentType();
@@ -114,12 +130,22 @@ class ZT_API FileSystemManager : public model::DataManager {
   static std::u16string getRelationshipType();
   static std::u16string getRelationshipTypeV1();
 
+  /// The operations in use. With a selector they are those of the path that was added or extracted last.
   FileSystemOps& getSourceFSImpl() const;
   FileSystemOps& getDestFSImpl() const;
 
   // ---- looking up
 
+  /// Loads the manifest unless it is loaded; every operation that takes a path calls this first. A package without a
+  /// manifest is an empty file system. Throws CouldNotDecryptContent where the manifest is encrypted and
+  /// decryption is not enabled, CouldNotTransformContentData for a wrong key or modified data,
+  /// model::InvalidPartContent for a manifest that breaks its schema, model::PartNotFound where the relationship leads
+  /// to no part.
+  ///
+  /// A manifest of version 1 is upgraded in memory, and in a writable package the parts that only version 1 needs are
+  /// deleted; the next save writes the current version. Throws CouldNotConvertFileSystemManifest where that fails.
   void ensureLoaded() const;
+  /// Look-ups cost O(log n) for each component of the path.
   bool hasEntry(std::u16string const& path) const;
   /// Throws FileSystemEntryNotFound.
   FileSystemEntry getEntry(std::u16string const& path) const;
@@ -134,120 +160,144 @@ class ZT_API FileSystemManager : public model::DataManager {
   /// In the order in which the children were inserted.
   std::vector<FileSystemEntry> getChildren(std::u16string const& path) const;
   std::vector<FileSystemEntry> getChildren(FileSystemEntry const& entry) const;
-  /// Every file, link and empty folder, in code-unit order of path; the root is none.
+  /// Every file, link and empty folder in code-unit order of path; never the root.
   std::vector<FileSystemEntry> getAllLeafs() const;
-  /// The same, and every entry but the root in the same order, handed over one at a time: of trees whose paths
-  /// together are too much for memory too. The visitor must not change the file system; what it throws ends the visit.
+  /// Visits the entries one at a time in the same order, without a list of all paths in memory: visitLeafs those of
+  /// getAllLeafs(), visitEntries all except the root. The visitor must not change the file system; an exception of the
+  /// visitor ends the visit.
   void visitLeafs(std::function<void(FileSystemEntry const&)> const& visitor) const;
   void visitEntries(std::function<void(FileSystemEntry const&)> const& visitor) const;
-  /// Throws FileSystemEntryMustBeLink.
+  /// The target as stored: absolute within the package where it begins with "/", else relative to the link's folder.
+  /// It need not exist. Throws FileSystemEntryMustBeLink.
   std::u16string getLinkTarget(FileSystemEntry const& entry) const;
 
-  /// Of the manifest that was loaded, or of this build for a new file system.
+  /// The manifest's schema version and the platform and encoding that it names as its origin; those of this build for
+  /// a new file system.
   std::u16string getVersion() const;
   std::u16string getCreatedByPlatform() const;
   std::u16string getCreatedByEncoding() const;
 
   // ---- changing the tree; missing ancestor folders are created, without permissions or times
 
-  /// The three throw FileSystemEntryAlreadyExists.
+  /// Folders and links are created without permissions and times. A link target only has its backslashes converted.
+  /// Throw FileSystemEntryAlreadyExists and InvalidEntryName.
   FileSystemEntry createFolder(std::u16string const& path);
   FileSystemEntry createLink(std::u16string const& path, std::u16string const& target);
+  /// An empty file, and its content part of that type; getFileOutputStream() fills it. Throws the same, and what
+  /// model::Package::createPart throws.
   FileSystemEntry createFile(std::u16string const& path, model::ContentType const& type, Perms::Perms_tag permissions,
                              boost::posix_time::ptime const& time);
-  /// Throw FileSystemEntryMustBeFile, -Folder, -Link. An entry goes with everything below it, which comes
-  /// first: also below a file or link, where manifests of other makers may have entries. The root is emptied
-  /// and stays.
+  /// Delete the entry, its content part, and first everything below it. Manifests of other makers may have entries
+  /// below files and links too. The root is emptied and stays. Throw FileSystemEntryMustBeFile, -Folder, -Link;
+  /// what model::Package::deletePart throws ends the deletion there, with the file's entry gone.
   void deleteFile(FileSystemEntry const& entry);
   void deleteFolder(FileSystemEntry const& entry);
   void deleteLink(FileSystemEntry const& entry);
-  /// A stream that replaces the file's stored bytes as they are, owned by the caller, who closes it: nothing that
-  /// is written here is encrypted.
+  /// A stream that replaces the file's stored bytes, owned by the caller, who closes it. It transforms and encrypts
+  /// nothing and leaves the recorded time as it is; otherwise see model::Part::getOutputStream(). Throws
+  /// FileSystemEntryMustBeFile.
   std::unique_ptr<OutputStream> getFileOutputStream(FileSystemEntry const& entry);
 
   // ---- adding from and extracting to a disk
 
-  /// Adds one file with its permissions and time. Throws CouldNotOpenFile, CouldNotGetPermissions,
-  /// CouldNotGetLastModifiedTime, FileSystemEntryAlreadyExists; opc::Exception for a null source. With
-  /// TransformMode::Transform a file whose content type equals getTextContentType() becomes UTF-8;
-  /// opc::UndecodableText where that cannot be done. When reading, transforming or writing the content fails,
-  /// the entry stays, with an empty part.
+  /// Adds one file with its permissions and time, and returns its entry. Throws CouldNotOpenFile,
+  /// CouldNotGetPermissions, CouldNotGetLastModifiedTime, FileSystemEntryAlreadyExists, InvalidEntryName,
+  /// model::PackageIsReadOnly. The content type follows from the name (ContentTypes.hpp). With TransformMode::Transform
+  /// a file whose content type equals getTextContentType() becomes UTF-8; opc::UndecodableText where that cannot be
+  /// done. When reading, transforming or writing the content fails, the entry stays, with an empty part.
   FileSystemEntry addFile(std::u16string const& sourcePath, std::u16string const& path, TransformMode mode);
+  /// The same for a content source, which the manager owns from now on and reads to its end, with the content type of
+  /// the source. The permissions and the time may be unknown. opc::Exception for a null source.
   FileSystemEntry addFile(std::unique_ptr<IContentSource> source, std::u16string const& path,
                           Perms::Perms_tag permissions, boost::posix_time::ptime const& time);
-  /// Adds every file and symbolic link below the root, in code-unit order of path; empty folders are not
-  /// added. An absolute link target below the root becomes absolute within the package; one outside it
-  /// throws CouldNotMakeRelativeToSourceRoot. All paths are checked before the first is added
-  /// (InvalidEntryName). Throws CouldNotGetSourceFilesAndLinks, and as addFile.
+  /// Adds every file and symbolic link below the root, in code-unit order of path. Folders come into being as
+  /// ancestors; empty ones are not added. Links are not followed; sockets, fifos and devices are skipped. An absolute
+  /// link target below the root becomes absolute within the package; one outside it throws
+  /// CouldNotMakeRelativeToSourceRoot. All paths are checked before the first is added (InvalidEntryName); the first
+  /// file that fails ends the operation. Throws CouldNotGetSourceFilesAndLinks, with an empty code, and as addFile.
   void addAll(std::u16string const& sourceRoot, TransformMode mode);
 
-  /// Extracts all leaves; existing files are overwritten, existing folders accepted. Throws the
-  /// CouldNotCreate..., CouldNotWriteFile and CouldNotSet... exceptions with the code of what the disk refused.
+  /// Extracts all leaves, in code-unit order of path, and creates the root and missing folders. Existing files are
+  /// overwritten, existing folders accepted. Link targets that begin with "/" are written below the root. The first
+  /// failure ends the operation; what was extracted before stays. Throws the CouldNotCreate..., CouldNotWriteFile and
+  /// CouldNotSet... exceptions with the code of what the disk refused (CouldNotCreateFile without one), and as
+  /// getFileContentSource. Contents that cannot be opened or decrypted leave an existing file of that name unchanged.
   ///
-  /// Throws UnsafeEntryPath, before anything is made, for a path that might lead elsewhere than below the
-  /// root: one that has a ".." segment; one that, without its empty and "." segments, is the path of a link
-  /// of the package or lies below it; and one with a symbolic link on the disk among its folders below the
-  /// root. The root itself may be a link. What happens to a link in the place of a file is the disk
-  /// operations' matter: LocalFileSystemOps refuses it.
+  /// Throws UnsafeEntryPath, before it makes anything, for a path that might lead elsewhere than below the root: one
+  /// that has a ".." segment; one that, without its empty and "." segments, is the path of another entry's link or
+  /// lies below a link; and one with a symbolic link on the disk among its folders below the root. The root itself may
+  /// be a link. The disk operations decide about a link in the place of a file: LocalFileSystemOps refuses it.
   void extractAll(std::u16string const& destinationRoot, RestoreMode restoreMode, TransformMode transformMode);
-  /// The same for some entries, in the order given; of a folder only the folder itself. UnsafeEntryPath looks
-  /// at the links among them, and those that were extracted before are found on the disk.
+  /// The same for some entries, in the order given; of a folder only the folder itself. UnsafeEntryPath considers the
+  /// links among the entries given; links that were extracted earlier are found on the disk.
   void extractEntries(std::u16string const& destinationRoot, std::vector<FileSystemEntry> const& entries,
                       RestoreMode restoreMode, TransformMode transformMode);
   void extractEntry(std::u16string const& destinationRoot, FileSystemEntry const& entry, RestoreMode restoreMode,
                     TransformMode transformMode);
-  /// The stored contents of a file. With TransformMode::Transform they are decrypted where they are encrypted:
-  /// CouldNotDecryptContent before enableDecryption(); from the source's getInputStream(), before the first byte,
-  /// CouldNotTransformContentData where the key is another one or anything was changed. Throws
-  /// FileSystemEntryMustBeFile, PartNotFound where a damaged package lacks the content part.
+  /// The stored contents of a file, owned by the caller and independent of later changes once its stream is open. With
+  /// TransformMode::None they are the stored bytes, which are an initialization vector and ciphertext where they are
+  /// encrypted.
+  /// With TransformMode::Transform encrypted contents are decrypted: CouldNotDecryptContent before enableDecryption(),
+  /// model::InvalidItem for a part larger than OpenOptions::maximumWholePartBytes; and, from the source's
+  /// getInputStream(), before the first byte, CouldNotTransformContentData for a wrong key or modified data.
+  /// Throws FileSystemEntryMustBeFile, model::PartNotFound where a damaged package lacks the content part.
   std::unique_ptr<IContentSource> getFileContentSource(FileSystemEntry const& entry, TransformMode transformMode);
 
-  // ---- encryption; keys have 32 bytes, and opc::Exception refuses others
+  // ---- encryption (AES-256-GCM, NIST SP 800-38D); keys have 32 bytes, and opc::Exception refuses others
 
-  /// From now on contents that are added, and the manifest, are stored encrypted, each under an initialization
-  /// vector of its own. `ivBytes` are the fixed portion of deterministic ones (8 bytes or more, of which 8 count),
-  /// which must never serve twice under one key: calling this again begins the sequence again. For random ones they
-  /// are a seed, of 8 bytes or more, or none.
+  /// From now on the contents that are added and the manifest are stored encrypted, each under an initialization
+  /// vector (IV) of its own. For IVMode::Deterministic the first 8 of `ivBytes` are the fixed part of the vectors, and
+  /// a counter is the rest: the same fixed part must never serve twice under one key, and calling this again restarts
+  /// the counter. For IVMode::Random `ivBytes` are a seed of 8 bytes or more, or empty. The key is copied.
   ///
-  /// What was added before stays as it is, as does what a package of version 1 holds. Throws InvalidIVBytesSize, and
-  /// CannotChangeEncryption where the package has a plain manifest; what was enabled before then stays enabled. There
-  /// is no way back: a save throws CannotChangeEncryption where the package has an encrypted manifest and encryption
-  /// is not enabled, or a plain one (of another manager) and it is.
+  /// Contents that were added before stay as they are, and so do those of a package of version 1. Throws
+  /// InvalidIVBytesSize, and CannotChangeEncryption where the package has a plain manifest; an earlier setting then
+  /// stays in force. Encryption cannot be disabled: a save throws CannotChangeEncryption where the package has an
+  /// encrypted manifest and encryption is not enabled, or a plain one (of another manager) and it is.
   void enableEncryption(std::vector<unsigned char> const& key, IVMode ivMode,
                         std::vector<unsigned char> const& ivBytes);
-  /// From now on encrypted contents and manifests can be read, where this is their key.
+  /// From now on encrypted contents and manifests can be read, where this is their key. Nothing is read now, so a wrong
+  /// key shows at the first operation that decrypts. Another call replaces the key.
   void enableDecryption(std::vector<unsigned char> const& key);
   bool isEncryptionEnabled() const;
   bool isDecryptionEnabled() const;
   /// Whether the package has a manifest (of the current version) that is encrypted, or one that is not. A package
-  /// without one is neither. Throw PartNotFound where a damaged package lacks the manifest's part.
+  /// without a manifest is neither. They need no key and load nothing. Throw model::PartNotFound where a damaged
+  /// package lacks the manifest's part.
   bool isEncrypted() const;
   bool isNonEncrypted() const;
 
   // ---- keeping the older manifest
 
-  /// Whether saves also write a manifest of version 1, and a loaded one is kept; false at first. That manifest is
-  /// never encrypted, and shows all paths. Its schema takes URIs for link targets and for the paths of empty folders:
-  /// where one is none ("a[1]"), readers of version 1 refuse the manifest.
+  /// Whether saves also write a manifest of version 1, and keep one that was loaded; false at first. Call it before the
+  /// first use. That manifest is never encrypted and shows all paths. Its schema takes URIs for link targets and for
+  /// the paths of empty folders: readers of version 1 refuse a manifest with a text that is no URI ("a[1]").
   void setSaveV1Manifest(bool save);
 
   // ---- rules that callers may want to ask about
 
+  /// Backslashes become slashes (of two leading ones the first is dropped), and a missing leading "/" is added.
   std::u16string normalizePath(std::u16string const& path) const;
+  /// These two convert separators only: a relative name or target stays relative.
   std::u16string normalizeFileName(std::u16string const& name) const;
   std::u16string normalizeLinkTarget(std::u16string const& target) const;
-  /// `path` without the leading `root` and one following "/"; throws CouldNotMakeRelativeToSourceRoot.
+  /// `path` without the leading `root` and one following "/". Compares texts, not components. Throws
+  /// CouldNotMakeRelativeToSourceRoot where `path` does not begin with `root`.
   std::u16string makeRelativePath(std::u16string const& root, std::u16string const& path) const;
-  /// The part name that a new file at the path would get. While encryption is enabled it is made of a digest of the
-  /// path under the key, and does not show the path.
+  /// The part name that a new file at the path would get now: "/fsroot" and the percent-encoded path, with "_1", "_2"
+  /// ... inserted until no existing part clashes. While encryption is enabled, a digest of the path under the key takes
+  /// the place of the path and hides it. Creates nothing.
   std::u16string makeUniquePartName(std::u16string const& path) const;
+  /// Throw FileSystemEntryAlreadyExists, or FileSystemEntryNotFound. The path is taken as it is.
   void throwIfAlreadyExists(std::u16string const& path) const;
   void throwIfNotFound(std::u16string const& path) const;
 
  protected:
   void doLoad() override;
+  /// Loads first, so that the save of a manager that was marked dirty but never used keeps the manifest. The manifest
+  /// is complete before its part is written. Throws CannotChangeEncryption, and what loading throws.
   void doSave() override;
-  /// Of the file system as far as it is loaded; does not load it.
+  /// The parts and relationship types of the file system as far as it is loaded; these do not load it.
   std::vector<std::u16string> doGetManagedPartNames() const override;
   std::vector<std::u16string> doGetManagedRelationshipTypes() const override;
 
