@@ -12,14 +12,16 @@
 
 namespace opc::ztservices {
 
-/// SHA-256 of the part's bytes as stored (before any decryption), as 64 lower-case hexadecimal digits.
-/// Reads the whole part; throws what reading it throws.
+/// SHA-256 (FIPS 180-4) of the part's bytes as stored, before any decryption, as 64 lower-case hexadecimal digits.
+/// Reads the whole part in constant memory. Throws what model::Part::getInputStream() and its stream throw.
 ZT_API std::string digestPart(model::Part const& part);
 
+/// Limits and the key for verifyPackage(). A value, apart from the borrowed key.
 struct VerificationOptions {
-  model::OpenOptions limits{};          ///< as for opening; beyond one of them is a fault
-  std::size_t maximumFaults = 100'000;  ///< further ones are only counted, in one last fault
-  /// Of 32 bytes, as FileSystemManager::enableDecryption() takes it; borrowed, and not copied. Null for none.
+  model::OpenOptions limits{};          ///< as for Package::open(); exceeding one of them is a fault
+  std::size_t maximumFaults = 100'000;  ///< faults in the report; one last fault counts the others
+  /// 32 bytes, as FileSystemManager::enableDecryption() takes them; null for no key. Borrowed and not copied: it must
+  /// stay valid and unchanged until verifyPackage() returns.
   std::vector<unsigned char> const* key = nullptr;
 };
 
@@ -31,36 +33,39 @@ struct VerificationFault {
   bool isNote = false;  ///< it breaks no rule (a growth hint: ECMA-376-2, Annex C), and the package is healthy with it
 };
 
+/// The result of verifyPackage(). A value.
 struct ZT_API VerificationReport {
-  std::uint64_t parts = 0;      ///< parts that were looked for in the container's directory and found there
-  std::uint64_t bytes = 0;      ///< bytes of those that could be read to their end, inflated
-  std::uint64_t encrypted = 0;  ///< how many of the parts say that they are encrypted
-  std::uint64_t authentic = 0;  ///< how many of those the key opens
-  /// There are encrypted contents, or an encrypted manifest, and the key opens nothing in the package: it is another
-  /// one, or everything was changed, which cannot be told apart. The faults are those that show without a key.
+  std::uint64_t parts = 0;      ///< parts that are found in the container's directory
+  std::uint64_t bytes = 0;      ///< inflated bytes of the parts that could be read to their end
+  std::uint64_t encrypted = 0;  ///< parts whose content type says that they are encrypted
+  std::uint64_t authentic = 0;  ///< encrypted parts that the key decrypts
+  /// There are encrypted contents, or an encrypted manifest, and the key decrypts nothing in the package: the key is
+  /// wrong, or all data was modified; the two cannot be distinguished. The faults are those that show without a key.
   bool isKeyWrong = false;
+  /// In the order in which they were found.
   std::vector<VerificationFault> faults;
 
-  /// How many faults there are that are no notes.
+  /// The number of faults that are not notes.
   std::size_t countFaults() const;
+  /// Whether the package has no faults, apart from notes, and the key was not wrong.
   bool isHealthy() const { return countFaults() == 0 && !isKeyWrong; }
 };
 
-/// Reads every byte of every item of the package at the path, held against what the container says of it, and
-/// checks names, content types, relationships, core properties and the manifest of the file system against the
-/// parts. Lists every fault, also of a file that Package::open refuses, as far as its container can be read: for
-/// one whose directory is gone the items that their local headers lead to. An XML document that breaks the rules
-/// is one fault, told at the first place. What a reader tolerates (ECMA-376-2 lets items stand that are no parts,
-/// for one) is told too.
+/// Checks the whole package at the path and lists every fault, also of a file that Package::open refuses. It reads
+/// every byte of every item and compares length and CRC-32 with the container; it checks names, content types,
+/// relationships and core properties (ECMA-376-2, 9 and 11), and the manifest of the file system against the parts. Of
+/// a container without a usable directory it checks the items that have local headers. An XML document that breaks its
+/// rules is one fault, reported at the first place. Deviations that a reader tolerates, such as items that are not
+/// parts, are reported too. Nothing is changed.
 ///
-/// Encrypted parts are held against the container. With a key, what AES-256-GCM encrypted is authenticated too; an
-/// encrypted manifest is decrypted and checked as a plain one, of which its part and its content are held. Without one
-/// an encrypted manifest tells nothing. That two parts of one key were exchanged does not show
+/// Encrypted parts are compared with the container. With a key, AES-256-GCM contents are authenticated too, and an
+/// encrypted manifest is decrypted, held in memory and checked as a plain one. Without a key, an encrypted manifest is
+/// not checked against the parts. An exchange of two parts that have the same key is not detected
 /// (docs/threat-model.md).
 ///
-/// Contents are read once, in the order of the file, in memory that does not grow with their size; names and what
-/// the package says of itself are held. Throws CouldNotOpenPackage when the file cannot be read, opc::Exception for a
-/// key that is not of 32 bytes, nothing for what the file holds. Independent calls may run in different threads.
+/// Contents are read once, in the order of the file, in memory that does not depend on their size; the names and the
+/// package's own markup are held. Throws model::CouldNotOpenPackage when the file cannot be read and opc::Exception for
+/// a key that has not 32 bytes; faults of the file are never thrown. Independent calls may run in different threads.
 ZT_API VerificationReport verifyPackage(std::u16string const& path, VerificationOptions const& options = {});
 
 }  // namespace opc::ztservices
