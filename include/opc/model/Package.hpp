@@ -45,7 +45,7 @@ struct OpenOptions {
   std::uint64_t maximumWholePartBytes = 1ULL << 36;
 };
 
-/// A package of the Open Packaging Conventions (ECMA-376-2): a ZIP container (annex B) of named parts with content
+/// A package of the Open Packaging Conventions (ECMA-376-2): a ZIP container (clause 10) of named parts with content
 /// types and relationships. The class opens, edits and saves packages of any maker. It keeps items that are not parts,
 /// and parts that nothing touched, byte for byte.
 ///
@@ -141,7 +141,7 @@ class ZT_API Package : public RelationshipSource {
   bool isPartDerivedFromExistingPartName(PartName const& name, std::u16string& existing) const;
 
   /// Names, sorted and as stored, of the container's items that are not parts: folders, and items without a content
-  /// type or with a name that no part may bear (ECMA-376-2, 9.1.2 and annex B). Saves keep them.
+  /// type or with a name that no part may bear (ECMA-376-2, 9.1.2 and 10). Saves keep them.
   std::vector<std::u16string> getItemNames() const;
 
   /// OpenOptions::maximumWholePartBytes as it was given to open(), for code that holds parts whole; the default for a

@@ -16,7 +16,7 @@ class PackageState;
 struct RelationshipRecord;
 }  // namespace detail
 
-/// Whether a relationship leads to a part of its package or to a resource outside it (ECMA-376-2, 9.3.2.2).
+/// Whether a relationship leads to a part of its package or to a resource outside it (ECMA-376-2, 9.3).
 enum class TargetMode { Internal, External };
 
 /// One relationship (ECMA-376-2, 9.3): a cheap, immutable snapshot. It stays valid when the relationship or its package
@@ -42,7 +42,7 @@ class ZT_API Relationship {
   std::shared_ptr<detail::RelationshipRecord const> record_;
 };
 
-/// Where relationships start: a package or a part (ECMA-376-2, 9.3.1). A cheap handle; copies stand for the same
+/// Where relationships start: a package or a part (ECMA-376-2, 9.3). A cheap handle; copies stand for the same
 /// source. Used by one thread at a time together with its package.
 ///
 /// Every operation throws PartNotFound where the source is a part that does not exist. Operations that change something
