@@ -10,15 +10,15 @@
 
 namespace opc {
 
-/// What a ConfinedFileSystemOps does where it has a choice.
+/// Options of a ConfinedFileSystemOps.
 struct Confinement {
   bool replaceExisting = true;     ///< a file or link takes the place of one that is there; else file_exists
   bool allowOutsideLinks = false;  ///< links may be made whose targets leave the root
 };
 
-/// The local disk beneath one root directory, for extracting packages of strangers: whatever paths and links
-/// a package holds, and whatever another process does to the folders meanwhile, nothing outside the root is
-/// read, written or changed.
+/// The local disk beneath one root directory, for extracting untrusted packages. Nothing outside the root is read,
+/// written or changed, whatever paths and links a package holds and whatever another process does to the folders
+/// meanwhile. A root folder that is moved meanwhile stays the root.
 ///
 /// Paths are the root, as given to the constructor, or begin with it and a slash; others, and those with a
 /// ".." segment, are refused (operation_not_permitted). Each operation walks from the open root and goes
@@ -29,12 +29,12 @@ struct Confinement {
 ///
 /// A file is written under a temporary name (".ztservices-" and a number, mode 0600) and takes its own by
 /// commit(), with the mode 0666 less the umask of the constructor's time; without commit() nothing remains.
-/// Special permission bits (set-user-ID, set-group-ID, sticky) are dropped. For the rest it does as
-/// LocalFileSystemOps does; one object may be used by any number of threads.
+/// Special permission bits (set-user-ID, set-group-ID, sticky) are dropped. In all else it behaves as
+/// LocalFileSystemOps. Any number of threads may use one object, and streams may outlive it.
 class ZT_API ConfinedFileSystemOps final : public FileSystemOps {
  public:
-  /// Makes the root and its missing ancestors, and holds it open; the way to the root itself may lead
-  /// through links. Throws opc::Exception with the system's code.
+  /// Makes the root and its missing ancestors, and holds it open; the path of the root itself may lead through links.
+  /// Throws opc::Exception with the system's code. What was made stays when the object is destroyed.
   explicit ConfinedFileSystemOps(std::u16string const& root, Confinement const& confinement = {});
   ~ConfinedFileSystemOps() override;
   ConfinedFileSystemOps(ConfinedFileSystemOps const&) = delete;

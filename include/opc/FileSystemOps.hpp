@@ -15,7 +15,8 @@
 
 namespace opc {
 
-/// Permission bits of a file with their POSIX values.
+/// Permission bits of a file with their POSIX values; values are combined by "or". NotKnown stands for unknown
+/// permissions and is no combination of bits.
 struct Perms {
   enum Perms_tag : std::uint32_t {
     None = 0,
@@ -35,24 +36,31 @@ struct Perms {
   };
 };
 
-/// Everything that the library does on a disk goes through an object of this class, so that an
-/// application can route it elsewhere. Paths are UTF-16. Operations with an error_code never throw for
-/// ordinary failures: they set it, and clear it on success. Two operations of one object may run on two
-/// threads where the implementation says so.
+/// FileSystemManager reads and writes trees on a disk through an object of this class, so that an application can route
+/// them elsewhere: to memory, to another host, or through checks of its own. Paths are UTF-16.
+///
+/// Operations with an error_code set it for ordinary failures instead of throwing, and clear it on success. After a
+/// failure nothing is made or changed, unless the operation says otherwise. Operations without one answer false, or
+/// throw opc::Exception. Exceptions beside that (out of memory, text that cannot be converted) pass through.
+///
+/// One thread at a time uses an object, unless the implementation allows more. Callers borrow the object and keep it
+/// alive for longer than what they give it to; the streams that it makes may outlive it only where the implementation
+/// says so.
 class ZT_API FileSystemOps {
  public:
   virtual ~FileSystemOps();
 
-  /// Whether anything is there, a dangling symbolic link included.
+  /// Whether anything is there, a dangling symbolic link included. A missing file is no error.
   virtual bool exists(std::u16string const& path, boost::system::error_code& error) = 0;
-  /// A regular file; a symbolic link is none, whatever it points to.
+  /// Whether a regular file, or a symbolic link, is there; links are not followed. False where the disk cannot tell.
   virtual bool isFile(std::u16string const& path) = 0;
   virtual bool isSymlink(std::u16string const& path) = 0;
+  /// Whether the path names the same place from every working directory; looks at the text alone.
   virtual bool isAbsolutePath(std::u16string const& path) = 0;
 
   /// Fills `files` with the full paths of the regular files and symbolic links under `root` (with
-  /// `recursive` false: directly in it), sorted by code unit. Folders are walked, not listed; symbolic
-  /// links are listed and not followed; sockets, fifos and devices are skipped.
+  /// `recursive` false: directly in it), sorted by code unit. Former contents are dropped. Folders are walked, not
+  /// listed; symbolic links are listed and not followed; sockets, fifos and devices are skipped.
   virtual void getFiles(std::u16string const& root, std::vector<std::u16string>& files, bool recursive,
                         boost::system::error_code& error) = 0;
   /// The same walk for folders: fills `folders` with the full paths of those under `root`, without it.
@@ -61,16 +69,18 @@ class ZT_API FileSystemOps {
 
   /// Makes one directory; an existing one is an error.
   virtual void createFolder(std::u16string const& path, boost::system::error_code& error) = 0;
-  /// Makes a directory and any missing ancestors; an existing one is none.
+  /// Makes a directory and any missing ancestors; an existing directory is no error. After a failure ancestors may
+  /// remain.
   virtual void createFolders(std::u16string const& path, boost::system::error_code& error) = 0;
-  /// Makes a symbolic link at `linkPath` whose content is `target`, unresolved.
+  /// Makes a symbolic link at `linkPath` whose content is `target`, to the letter; the target need not exist.
   virtual void createSymlink(std::u16string const& target, std::u16string const& linkPath,
                              boost::system::error_code& error) = 0;
-  /// The target text of a symbolic link. Throws opc::Exception with the system's code where there is none.
+  /// The target text of a symbolic link. Throws opc::Exception with the system's code where there is no link.
   virtual std::u16string getLinkTarget(std::u16string const& path) = 0;
 
-  /// A stream over the file, owned by the caller; null on an error: EINVAL for fifos and sockets, at which a
-  /// reader might wait for ever. Errors while reading are thrown.
+  /// A stream over the file from its first byte on, owned by the caller; null on an error: EINVAL for fifos and
+  /// sockets, at which a reader might wait for ever. The stream's buffer throws StreamError for a failure while
+  /// reading.
   virtual std::unique_ptr<std::istream> createInputStream(std::u16string const& path, std::ios::openmode mode,
                                                           boost::system::error_code& error) = 0;
   /// A stream over the file, owned by the caller; null on an error. An existing file is truncated; the
@@ -78,9 +88,13 @@ class ZT_API FileSystemOps {
   virtual std::unique_ptr<FileOutputStream> createOutputStream(std::u16string const& path, std::ios::openmode mode,
                                                                boost::system::error_code& error) = 0;
 
+  /// The permission bits of what is at the path; NotKnown on an error. Setting sets exactly these bits, and NotKnown is
+  /// an error.
   virtual Perms::Perms_tag getPermissions(std::u16string const& path, boost::system::error_code& error) = 0;
   virtual void setPermissions(std::u16string const& path, Perms::Perms_tag permissions,
                               boost::system::error_code& error) = 0;
+  /// The time of the last change of the contents, in UTC, as precise as the disk keeps it down to the microsecond;
+  /// not-a-date-time on an error. Setting a special time is an error.
   virtual boost::posix_time::ptime getLastModifiedTime(std::u16string const& path,
                                                        boost::system::error_code& error) = 0;
   virtual void setLastModifiedTime(std::u16string const& path, boost::posix_time::ptime const& time,
@@ -89,8 +103,10 @@ class ZT_API FileSystemOps {
   /// `base` joined with `relative` by the platform's separator. The result always stays textually beneath
   /// `base`: a leading separator of `relative` does not make it absolute.
   virtual std::u16string appendPath(std::u16string const& base, std::u16string const& relative) = 0;
+  /// The path without its last component. The three look at the text alone.
   virtual std::u16string getParentPath(std::u16string const& path) = 0;
-  /// The extension of the last component, in the convention of the implementation.
+  /// The extension of the last component, with or without its dot by the convention of the implementation; empty where
+  /// there is none. FileContentSource derives content types from it.
   virtual std::u16string getExtension(std::u16string const& path) = 0;
 
  protected:
@@ -99,14 +115,18 @@ class ZT_API FileSystemOps {
   FileSystemOps& operator=(FileSystemOps const&) = default;
 };
 
-/// The local disk. Stateless: one object may be used by any number of threads. Paths are UTF-8 on disk in
-/// every locale; a path with a NUL or a lone surrogate is an error (invalid_argument), and so is a name
-/// found on disk that is not UTF-8 (illegal_byte_sequence, thrown by getFiles as InvalidText that shows
-/// it escaped). Permissions and times are those of what a link points to; a time that the time type or the
-/// file system cannot hold is an error (result_out_of_range), and so are unknown ones to be set and stream
-/// modes that would not begin at the first byte (invalid_argument). createOutputStream does not write through
-/// a symbolic link (too_many_symbolic_link_levels). getExtension returns the extension
-/// without its dot ("txt"); names that begin or end with their only dot have none.
+/// The local disk. Stateless: any number of threads may use one object, and streams may outlive it. Relative paths
+/// start at the working directory. New folders and files get 0777 and 0666 less the umask.
+///
+/// Paths are UTF-8 on disk in every locale. A path with a NUL or a lone surrogate is an error (invalid_argument).
+/// getFiles, getFolders and getLinkTarget throw InvalidText (illegal_byte_sequence), which shows the name escaped, for
+/// a name on disk that is not UTF-8.
+///
+/// Permissions and times are those of what a link points to. A time that the time type or the file system cannot hold
+/// is an error (result_out_of_range); so are unknown permissions or times to be set, and stream modes that would not
+/// begin at the first byte (invalid_argument). createInputStream follows links; createOutputStream does not write
+/// through one (too_many_symbolic_link_levels). getExtension returns the extension without its dot ("txt"); names that
+/// begin or end with their only dot have none.
 class ZT_API LocalFileSystemOps : public FileSystemOps {
  public:
   bool exists(std::u16string const& path, boost::system::error_code& error) override;
@@ -137,8 +157,9 @@ class ZT_API LocalFileSystemOps : public FileSystemOps {
   std::u16string getExtension(std::u16string const& path) override;
 };
 
-/// Chooses the operations that serve a path, so that a caller can route some directories elsewhere. The
-/// object returned is borrowed and outlives its use by the caller.
+/// Chooses the operations that serve a path, so that an application can route some directories elsewhere. The caller
+/// borrows the object that is returned; it must live as long as the caller that asked, which keeps it until it asks
+/// again. The same path may be asked for any number of times.
 class ZT_API FileSystemOpsSelector {
  public:
   virtual ~FileSystemOpsSelector();
