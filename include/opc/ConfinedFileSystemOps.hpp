@@ -18,7 +18,7 @@ struct Confinement {
 
 /// The local disk beneath one root directory, for extracting untrusted packages. Nothing outside the root is read,
 /// written or changed, whatever paths and links a package holds and whatever another process does to the folders
-/// meanwhile. A root folder that is moved meanwhile stays the root.
+/// meanwhile. A root folder that is moved stays the root.
 ///
 /// Paths are the root, as given to the constructor, or begin with it and a slash; others, and those with a
 /// ".." segment, are refused (operation_not_permitted). Each operation walks from the open root and goes

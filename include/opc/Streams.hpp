@@ -18,7 +18,8 @@ class ZT_API StreamError : public Exception {
   using Exception::Exception;
 };
 
-/// Abstract byte input. One thread at a time; whoever obtained it owns it.
+/// Abstract byte input. One thread at a time. A stream that an operation returns by unique_ptr belongs to the caller;
+/// one returned by reference belongs to the object that returned it.
 class ZT_API InputStream {
  public:
   /// Goes back to the first byte; after clear() it works at the end of the stream too.
@@ -39,10 +40,11 @@ class ZT_API InputStream {
   InputStream& operator=(InputStream const&) = default;
 };
 
-/// Abstract byte output. One thread at a time; whoever obtained it owns it and calls close().
+/// Abstract byte output. One thread at a time. The caller that obtained a stream owns it and calls close().
 class ZT_API OutputStream {
  public:
-  /// Takes all `count` bytes or throws.
+  /// Takes all `count` bytes or throws; after an exception the written content is incomplete. Throws StreamError after
+  /// close() where the stream says so.
   virtual void write(void const* data, std::size_t count) = 0;
   /// Completes the write and throws what went wrong with it. Further calls do nothing. A stream that is
   /// destroyed unclosed is completed in ordinary scope exit and abandoned during unwinding; a failure
@@ -56,12 +58,13 @@ class ZT_API OutputStream {
   OutputStream& operator=(OutputStream const&) = default;
 };
 
-/// What FileSystemOps::createOutputStream returns: a standard stream over a file whose errors are not
-/// lost. commit() flushes, checks every write so far and closes; it reports the first error of any of
-/// them, and repeats it when called again. Without commit() the file may be incomplete, or (with
-/// operations that write under a temporary name) never appear under its name.
+/// A standard stream over a file that loses no error; FileSystemOps::createOutputStream returns it. One thread at a
+/// time. Without commit() the file may be incomplete, or (with operations that write under a temporary name) never
+/// appears under its name.
 class ZT_API FileOutputStream : public std::ostream {
  public:
+  /// Flushes, checks every write so far and closes. Reports the first error of any of these, and reports it again when
+  /// it is called again.
   virtual void commit(boost::system::error_code& error) = 0;
   ~FileOutputStream() override;
 
@@ -129,9 +132,11 @@ class ZT_API StdOStreamAdaptor final : public OutputStream {
   bool closed_ = false;
 };
 
+/// Operations on pairs of streams.
 class ZT_API StreamHelper {
  public:
-  /// Copies from the current position until isEnd(), not until a read of 0 bytes. Closes neither stream.
+  /// Copies from the current position until isEnd(), not until a read of 0 bytes. Closes neither stream. Throws what
+  /// the streams throw; both are then somewhere in their content.
   static void copyStreamToStream(InputStream& from, OutputStream& to);
 
  private:

@@ -4,8 +4,8 @@
 #include "opc/Exception.hpp"
 #include "opc/Export.hpp"
 
-/// What the package model throws. Those that stem from the disk carry the system's error code; for the
-/// others it is empty.
+/// The exceptions of the package model. Those that report a failure of the disk carry the system's error code; the code
+/// of the others is empty. Messages name the package, part or item, escaped for display.
 namespace opc::model {
 
 /// A schema embedded in the library could not be loaded.
@@ -62,11 +62,13 @@ class ZT_API InvalidRelationship : public Exception {
   using Exception::Exception;
 };
 
+/// There is no part of that name, or no longer.
 class ZT_API PartNotFound : public Exception {
  public:
   using Exception::Exception;
 };
 
+/// The source has no relationship with that id.
 class ZT_API RelationshipNotFound : public Exception {
  public:
   using Exception::Exception;

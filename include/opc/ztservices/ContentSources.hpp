@@ -14,12 +14,14 @@
 
 namespace opc::ztservices {
 
-/// Bytes to be stored in a package, with the content type that they carry. Read once, by one thread.
+/// Bytes to be stored in a package, and their content type. One thread at a time; the stream is read once. Sources own
+/// what they read from unless they say otherwise.
 class ZT_API IContentSource {
  public:
   virtual ~IContentSource();
+  /// The content type of the bytes that getInputStream() delivers.
   virtual model::ContentType getContentType() = 0;
-  /// The same stream at every call, owned by the source and living as long as it.
+  /// The same stream at every call. The source owns it, and it lives as long as the source.
   virtual InputStream& getInputStream() = 0;
 
  protected:
@@ -28,7 +30,7 @@ class ZT_API IContentSource {
   IContentSource& operator=(IContentSource const&) = delete;
 };
 
-/// A caller's standard stream, which the caller keeps alive for the life of the source.
+/// A standard stream of the caller, from its current position on. The caller keeps it alive for the life of the source.
 class ZT_API StreamContentSource final : public IContentSource {
  public:
   StreamContentSource(std::istream& stream, model::ContentType const& type);
@@ -41,7 +43,8 @@ class ZT_API StreamContentSource final : public IContentSource {
   std::unique_ptr<InputStream> adaptor_;
 };
 
-/// An existing part: its bytes and its content type as they are when the source is made.
+/// An existing part: its bytes and its content type as they are when the source is made. Throws what
+/// model::Part::getInputStream() throws.
 class ZT_API PartContentSource final : public IContentSource {
  public:
   explicit PartContentSource(model::Part const& part);

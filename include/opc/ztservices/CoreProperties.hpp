@@ -23,11 +23,12 @@ class XmlTextRecord;
 
 namespace opc::ztservices {
 
-/// What a package says of itself: the standard core properties (ECMA-376-2, 11), and beside them its own
-/// content type, a name for that type that people read, the product release that wrote it, and a UUID. A value.
+/// The properties of a package as a whole: the standard core properties (ECMA-376-2, 11) and the extended ones, which
+/// are the package's own content type, a display name for that type, the product release that wrote the package, and a
+/// UUID. A value; different threads may read one object.
 ///
-/// A setter that refuses its value throws InvalidCorePropertyValue and leaves the record as it was. What a
-/// value must look like is judged the same in every locale.
+/// A setter that refuses its value throws InvalidCorePropertyValue and leaves the record as it was. The rules for
+/// values do not depend on the locale.
 class ZT_API CoreProperties {
  public:
   using ReleaseInfo = foundation::release_info::ReleaseInfo;
@@ -42,7 +43,7 @@ class ZT_API CoreProperties {
   CoreProperties(std::u16string const& contentType, std::u16string const& contentTypeFriendlyName,
                  std::u16string const& release);
 
-  // ---- the standard properties
+  // ---- the standard properties; see model::CoreProperties, which is the record that these change
 
   model::CoreProperties& opcProps() { return opcProps_; }
   model::CoreProperties const& opcProps() const { return opcProps_; }
@@ -71,10 +72,10 @@ class ZT_API CoreProperties {
 
   // ---- the extended properties
 
-  /// "application/vnd.corvanta.<product>.<package-type>", with parameters or without; kept to the letter.
+  /// Must be "application/vnd.corvanta.<product>.<package-type>", with or without parameters; kept to the letter.
   void setContentType(std::u16string const& value);
   std::u16string const& getContentType() const { return contentType_; }
-  /// Not empty, no white space at its ends.
+  /// Must not be empty and must have no white space at its ends.
   void setContentTypeFriendlyName(std::u16string const& value);
   std::u16string const& getContentTypeFriendlyName() const { return contentTypeFriendlyName_; }
   /// Write-once: takes another UUID, or the same one in another letter case, only where there is none.
@@ -95,7 +96,7 @@ class ZT_API CoreProperties {
   /// Whether content type, friendly name and release are set.
   bool isValid() const;
 
-  // ---- the rules
+  // ---- the rules that the setters apply; these throw nothing
 
   static bool isValidContentType(std::u16string const& value);
   static bool isValidContentTypeFriendlyName(std::u16string const& value);
@@ -106,8 +107,9 @@ class ZT_API CoreProperties {
 
   /// "00000000-0000-0000-0000-000000000000"
   static std::u16string getNilUUID();
+  /// The system's time now, in UTC to the microsecond.
   static Time getCurrentTime();
-  /// Of the running product.
+  /// The release of the running product, and its family.
   static ReleaseInfo getCurrentTALBEXReleaseInfo();
   static std::u16string getCurrentTALBEXRelease();
   static ReleaseInfo makeLegacyTALBEXReleaseInfo(std::u16string const& release);
@@ -120,13 +122,13 @@ class ZT_API CoreProperties {
   model::CoreProperties opcProps_;
 };
 
-/// Keeps the CoreProperties of a package: the standard ones in the standard part, content type, friendly
-/// name and release in a part of its own, the UUID in a second, and what is known of the release in a third.
+/// Keeps the CoreProperties of a package: the standard ones in the standard part; content type, friendly name and
+/// release in a part of its own; the UUID in a second; the release information in a third.
 ///
-/// Every operation loads the parts first, once it has succeeded never again; saving does so too. Loading
-/// throws InvalidCoreProperties, with the message of what was wrong, and can be tried again. The manager
-/// keeps a reference to the package and must not outlive it. One thread at a time. Of two managers on one
-/// package the last one that is dirty at a save decides.
+/// Every operation, and saving, loads the parts first, until a load has succeeded. A package without these parts has an
+/// empty record. Loading throws InvalidCoreProperties, with the message of the fault, and the next operation repeats
+/// it. The manager borrows the package and must not outlive it. One thread at a time. Of several managers of one
+/// package, the last one that is dirty at a save determines the properties.
 ///
 /// When the package is saved after setCoreProperties, InvalidCoreProperties ("Not all required core
 /// properties are set") is thrown unless the record is valid; a record without UUID gets one, one without
@@ -138,6 +140,7 @@ class ZT_API CorePropertiesManager : public model::DataManager {
   explicit CorePropertiesManager(model::Package& package);
   ~CorePropertiesManager() override;
 
+  /// Name, content type and relationship type of each part. Existing parts are found by the relationship type.
   static model::URI getPartURI();
   static model::ContentType getPartContentType();
   static std::u16string getRelationshipType();
@@ -148,10 +151,12 @@ class ZT_API CorePropertiesManager : public model::DataManager {
   static model::ContentType getReleaseInfoPartContentType();
   static std::u16string getReleaseInfoRelationshipType();
 
+  /// Loads the parts unless they are loaded.
   void load() const;
+  /// A copy of the record; changes of it take effect with setCoreProperties().
   CoreProperties getCoreProperties() const;
-  /// Replaces the record, valid or not, and marks it dirty. A record without UUID leaves the held one; another
-  /// than the held one throws InvalidCorePropertyValue and changes nothing.
+  /// Replaces the record, valid or not, and marks the manager dirty. A record without UUID keeps the present UUID; a
+  /// record with another UUID than the present one throws InvalidCorePropertyValue and changes nothing.
   void setCoreProperties(CoreProperties const& properties);
 
  protected:

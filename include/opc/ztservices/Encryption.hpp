@@ -8,16 +8,16 @@
 
 namespace opc::ztservices {
 
-/// Where initialization vectors come from. Random draws each from the cryptographic generator. Deterministic
-/// counts them behind a fixed portion that the caller must never use twice under one key; any value but
-/// Random means it.
+/// The origin of initialization vectors (NIST SP 800-38D, 8.2). Random draws each vector from the cryptographic
+/// generator. Deterministic puts a sequence behind a fixed part, which the caller must never use twice under one key;
+/// any value other than Random selects it.
 enum class IVMode : std::uint32_t { Random = 0, Deterministic = 1 };
 
-/// A sequence of initialization vectors that does not repeat. One thread at a time.
+/// A sequence of initialization vectors; deterministic ones repeat after 2^64 - 1 vectors. One thread at a time.
 class ZT_API IVGenerator {
  public:
   virtual ~IVGenerator();
-  /// The next one.
+  /// The next vector of the sequence. Throws where the generator of random numbers fails.
   virtual std::vector<unsigned char> generate() = 0;
 
  protected:

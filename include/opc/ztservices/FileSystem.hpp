@@ -247,8 +247,9 @@ class ZT_API FileSystemManager : public model::DataManager {
 
   /// From now on the contents that are added and the manifest are stored encrypted, each under an initialization
   /// vector (IV) of its own. For IVMode::Deterministic the first 8 of `ivBytes` are the fixed part of the vectors, and
-  /// a counter is the rest: the same fixed part must never serve twice under one key, and calling this again restarts
-  /// the counter. For IVMode::Random `ivBytes` are a seed of 8 bytes or more, or empty. The key is copied.
+  /// a sequence that begins at 1 is the rest: the same fixed part must never serve twice under one key, and calling
+  /// this again restarts the sequence. For IVMode::Random `ivBytes` are a seed of 8 bytes or more, or empty. The key is
+  /// copied.
   ///
   /// Contents that were added before stay as they are, and so do those of a package of version 1. Throws
   /// InvalidIVBytesSize, and CannotChangeEncryption where the package has a plain manifest; an earlier setting then

@@ -14,8 +14,8 @@ namespace opc::ztservices {
 
 class Transformer;
 
-/// A content source that wraps another one, which it owns, and changes its bytes and its content type on the
-/// way through. A subclass says how; what is read, and when, is decided here. Transforms stack. One thread.
+/// A content source that wraps and owns another one and changes its bytes and its content type. A subclass defines the
+/// change; this class decides what is read, and when. Transforms can wrap transforms. One thread at a time.
 class ZT_API TransformSource : public IContentSource {
  public:
   /// Throws opc::Exception for a null source.
@@ -41,8 +41,7 @@ class ZT_API TransformSource : public IContentSource {
   virtual bool mustTransformEntireStream() = 0;
   /// `out` comes as a copy of `in`, the wrapped source's content type. False for failure.
   virtual bool transformContentType(model::ContentType const& in, model::ContentType& out) = 0;
-  /// Puts what becomes of the bytes `in` into `out`, which comes empty and may become of any size. False for
-  /// failure.
+  /// Puts the transformed bytes of `in` into `out`, which is empty at first and may get any size. False for failure.
   virtual bool transformData(std::vector<unsigned char> const& in, std::vector<unsigned char>& out) = 0;
 
  private:
@@ -50,13 +49,13 @@ class ZT_API TransformSource : public IContentSource {
   std::unique_ptr<Transformer> transformer_;  // reads from source_ and goes first; empty until it is needed
 };
 
-/// Turns text into UTF-8. What is UTF-8 already, plain ASCII included, passes byte for byte; of anything else the
-/// character set is told by the text itself, and where that fails by the user's default encoding. A byte-order
+/// Converts text to UTF-8. Text that is UTF-8 already, plain ASCII included, passes byte for byte; the character set of
+/// other text is detected, or else assumed to be the user's default encoding. A byte-order
 /// mark is neither added nor removed. The content type gains the parameter charset=utf-8 where it equals
 /// getTextContentType(), and encoding=utf-8 where it is any other.
 ///
-/// The whole text is held in memory. getInputStream() throws opc::UndecodableText for what is text of no known
-/// character set; CouldNotTransformContentData is never thrown.
+/// The whole text is held in memory. getInputStream() throws opc::UndecodableText for bytes that are text of no known
+/// character set, and never CouldNotTransformContentData.
 class ZT_API UDEToUTF8Transform : public TransformSource {
  public:
   using TransformSource::TransformSource;
@@ -66,8 +65,8 @@ class ZT_API UDEToUTF8Transform : public TransformSource {
   bool transformData(std::vector<unsigned char> const& in, std::vector<unsigned char>& out) override;
 };
 
-/// AES-256-GCM encryption of the whole content as one message, the ciphertext followed by its tag. The initialization
-/// vector is not in it. The content type says so with its parameter "encryption", "AES".
+/// Encrypts the whole content with AES-256-GCM (NIST SP 800-38D) as one message: the ciphertext, then its tag. The
+/// initialization vector (IV) is not part of the message. The content type gains the parameter encryption=AES.
 class ZT_API AESEncryptionTransform : public TransformSource {
  public:
   /// The key has 32 bytes; the IV has 16, or none for a random one. An IV must never serve twice under one key.
@@ -81,7 +80,7 @@ class ZT_API AESEncryptionTransform : public TransformSource {
 
   bool mustTransformEntireStream() override;
   bool transformContentType(model::ContentType const& in, model::ContentType& out) override;
-  /// Does not throw: what goes wrong is told in one line on standard output.
+  /// Does not throw; prints a failure as one line on standard output.
   bool transformData(std::vector<unsigned char> const& in, std::vector<unsigned char>& out) override;
 
  private:
@@ -89,8 +88,8 @@ class ZT_API AESEncryptionTransform : public TransformSource {
   std::shared_ptr<Impl> impl_;
 };
 
-/// Decryption of what AESEncryptionTransform made; takes the parameter "encryption" off the content type. Content
-/// that was changed in any way, or another key or IV, fails as a whole.
+/// Decrypts the messages of AESEncryptionTransform and removes the parameter "encryption" from the content type. A
+/// wrong key or IV, or content that was modified in any way, fails as a whole: no byte of it is delivered.
 class ZT_API AESDecryptionTransform : public TransformSource {
  public:
   /// Throws where a length is wrong, as AESEncryptionTransform does.
@@ -99,7 +98,7 @@ class ZT_API AESDecryptionTransform : public TransformSource {
 
   bool mustTransformEntireStream() override;
   bool transformContentType(model::ContentType const& in, model::ContentType& out) override;
-  /// Does not throw: what goes wrong is told in one line on standard output.
+  /// Does not throw; prints a failure as one line on standard output.
   bool transformData(std::vector<unsigned char> const& in, std::vector<unsigned char>& out) override;
 
  private:
