@@ -18,14 +18,13 @@ class ZT_API StreamError : public Exception {
   using Exception::Exception;
 };
 
-/// Abstract byte input. One thread at a time; whoever obtained it owns it.
+/// Abstract byte input. One thread at a time. The function that returns a stream says who owns it.
 class ZT_API InputStream {
  public:
-  /// Goes back to the first byte; after clear() it works at the end of the stream too.
+  /// Goes back to the first byte. At the end of the stream, call clear() first.
   virtual void reset() = 0;
-  /// Delivers up to `count` bytes and returns how many. 0 means the end, or that `count` was 0; fewer
-  /// than `count` does not mean the end. Throws what went wrong; content that is checked (a part of a
-  /// package) is never reported as ended before it has been verified.
+  /// Delivers up to `count` bytes and returns how many. 0 means the end, or that `count` was 0; fewer than `count` does
+  /// not mean the end. Throws where reading fails. The content of a part is verified before its end is reported.
   virtual std::size_t read(void* buffer, std::size_t count) = 0;
   /// True once no byte is left. Looks ahead, so it is true at once for an empty stream.
   virtual bool isEnd() = 0;
@@ -39,14 +38,14 @@ class ZT_API InputStream {
   InputStream& operator=(InputStream const&) = default;
 };
 
-/// Abstract byte output. One thread at a time; whoever obtained it owns it and calls close().
+/// Abstract byte output. One thread at a time. The owner of the stream calls close().
 class ZT_API OutputStream {
  public:
   /// Takes all `count` bytes or throws.
   virtual void write(void const* data, std::size_t count) = 0;
-  /// Completes the write and throws what went wrong with it. Further calls do nothing. A stream that is
-  /// destroyed unclosed is completed in ordinary scope exit and abandoned during unwinding; a failure
-  /// then is not lost but reported by the owner of the target (for a part: the package's next save()).
+  /// Completes the write, and throws where that fails. Further calls do nothing. The destructor of an open stream
+  /// completes it in ordinary scope exit, and abandons it while an exception unwinds the stack. The owner of the target
+  /// reports a failure of the destructor (for a part, the package's next save() throws it).
   virtual void close() = 0;
   virtual ~OutputStream();
 
@@ -56,10 +55,10 @@ class ZT_API OutputStream {
   OutputStream& operator=(OutputStream const&) = default;
 };
 
-/// What FileSystemOps::createOutputStream returns: a standard stream over a file whose errors are not
-/// lost. commit() flushes, checks every write so far and closes; it reports the first error of any of
-/// them, and repeats it when called again. Without commit() the file may be incomplete, or (with
-/// operations that write under a temporary name) never appear under its name.
+/// A standard stream over a file, which FileSystemOps::createOutputStream returns and its caller owns. commit()
+/// flushes, checks every write so far and closes. It sets `error` to the first error of any of them, and to the same
+/// one when it is called again. Without commit() the file may be incomplete, or, with operations that write under a
+/// temporary name, never appear under its name.
 class ZT_API FileOutputStream : public std::ostream {
  public:
   virtual void commit(boost::system::error_code& error) = 0;
@@ -99,8 +98,8 @@ class ZT_API ByteArrayOutAdaptor final : public OutputStream {
   std::vector<unsigned char>* bytes_;
 };
 
-/// Input over a standard stream that the caller keeps alive. A stream that goes bad (not merely at its
-/// end) throws StreamError, or what its buffer threw where the stream lets exceptions through.
+/// Input over a standard stream that the caller keeps alive. Where the stream fails, other than by its end, calls throw
+/// StreamError, or the exception of its buffer if the stream is set to pass exceptions on.
 class ZT_API StdIStreamAdaptor final : public InputStream {
  public:
   explicit StdIStreamAdaptor(std::istream& stream) : stream_(&stream) {}
@@ -129,9 +128,11 @@ class ZT_API StdOStreamAdaptor final : public OutputStream {
   bool closed_ = false;
 };
 
+/// Operations upon two streams.
 class ZT_API StreamHelper {
  public:
-  /// Copies from the current position until isEnd(), not until a read of 0 bytes. Closes neither stream.
+  /// Copies from the current position until isEnd(); a read of 0 bytes does not end it. Closes neither stream. Passes
+  /// on what the streams throw.
   static void copyStreamToStream(InputStream& from, OutputStream& to);
 
  private:

@@ -16,8 +16,8 @@ namespace opc::ztservices {
 
 class CipherDataXml;
 
-/// How the key of one protected content was derived from its password: a hash that tells whether a password is
-/// right and nothing about the key, and the salt and the IV that went into the derivation. None of it is secret. A
+/// The parameters with which the key of one protected content is derived from its password: a hash, which verifies the
+/// password and reveals nothing about the key, and the salt and the IV of the derivation. Nothing in it is secret. A
 /// value.
 class ZT_API CipherEntry {
  public:
@@ -44,44 +44,45 @@ class ZT_API CipherEntry {
 /// Keeps the cipher entries of a package in a part of their own, at most one for each selector, and derives keys
 /// from passwords as they record it.
 ///
-/// Every operation on entries loads the part first, once it has succeeded never again; saving does so too. Loading
-/// throws model::InvalidXMLDocument, with the parser's message, for what the schema of the part forbids,
-/// model::InvalidPartContent for what an entry lacks and InvalidCipherData for two entries with one selector; it can
-/// be tried again. Saving writes the entries in order of source, kind and criteria of their selectors, so that equal
-/// entries give equal bytes, into the part that the relationship leads to; with the last entry part and
-/// relationship go. The manager keeps a reference to the package and must not outlive it. One thread at a time. Of
-/// two managers on one package the last one that is dirty at a save decides.
+/// Every operation on entries, and saving, loads the part until that has succeeded once. Loading throws
+/// model::InvalidXMLDocument, with the parser's message, for what the schema of the part forbids,
+/// model::InvalidPartContent for what an entry lacks, and InvalidCipherData for two entries with one selector; the next
+/// operation tries again. Saving writes the entries in order of source, kind and criteria of their selectors, so that
+/// equal entries give equal bytes, into the part that the relationship targets. Saving without entries removes part and
+/// relationship. The manager keeps a reference to the package and must not outlive it. One thread at a time. Of two
+/// managers on one package, the last one that is dirty at a save decides.
 class ZT_API CipherDataManager : public model::DataManager {
  public:
   explicit CipherDataManager(model::Package& package);
   ~CipherDataManager() override;
 
-  /// Throws opc::Exception for an empty hash, salt or IV, and InvalidCipherData where the selector has an entry,
-  /// which stays as it is, or where XML cannot carry one of the texts.
+  /// Adds an entry. Throws opc::Exception for an empty hash, salt or IV, and InvalidCipherData where the selector has
+  /// an entry, which stays as it is, or where XML cannot carry one of the texts.
   void addCipherEntry(model::RelationshipSelector const& selector, std::vector<unsigned char> const& hash,
                       std::u16string const& salt, std::vector<unsigned char> const& iv);
-  /// This and getCipherEntry throw CipherEntryNotFound where the selector has none.
+  /// This and getCipherEntry throw CipherEntryNotFound where the selector has no entry.
   void deleteCipherEntry(model::RelationshipSelector const& selector);
   CipherEntry getCipherEntry(model::RelationshipSelector const& selector);
   bool hasCipherEntry(model::RelationshipSelector const& selector);
 
-  /// 16 bytes from the cryptographic generator, the salt's as 32 hexadecimal digits.
+  /// 16 bytes from the cryptographic generator; those of the salt as 32 hexadecimal digits. Throw opc::Exception where
+  /// the generator fails.
   static std::u16string generateRandomSalt();
   static std::vector<unsigned char> generateRandomInitVector();
 
   /// The key of a password: PBKDF2-HMAC-SHA256 of its UTF-8 form, salted with the salt's UTF-8 form and the IV,
   /// expanded to `keyBytes` bytes (1 to 8160). Iterations may be 1 to 10,000,000; salt and IV together have 8 to
-  /// 1024 bytes. Anything else, and text that is not valid UTF-16, throws opc::Exception before the work begins.
-  /// What is returned is a secret of the caller's to wipe.
+  /// 1024 bytes. Other values, and text that is not valid UTF-16, throw opc::Exception before the work begins.
+  /// The result is secret; the caller wipes it. These three functions may be called from any thread.
   static std::vector<unsigned char> deriveEncryptionKey(std::u16string const& password, std::u16string const& salt,
                                                         std::vector<unsigned char> const& iv, int iterations,
                                                         int keyBytes);
-  /// The hash for the entry of content that is encrypted with that key.
+  /// The hash to store in the entry of content that is encrypted with that key.
   static std::vector<unsigned char> derivePasswordHash(std::u16string const& password, std::u16string const& salt,
                                                        std::vector<unsigned char> const& iv, int iterations,
                                                        int keyBytes);
-  /// The same key for whoever knows the password that `hash` was made of; for any other std::runtime_error
-  /// ("The key is wrong or the content is damaged"), after a comparison in constant time.
+  /// The same key, if the password matches `hash`. Otherwise throws std::runtime_error ("The key is wrong or the
+  /// content is damaged"). The comparison takes constant time.
   static std::vector<unsigned char> deriveDecryptionKey(std::u16string const& password, std::u16string const& salt,
                                                         std::vector<unsigned char> const& hash,
                                                         std::vector<unsigned char> const& iv, int iterations,

@@ -14,12 +14,13 @@
 
 namespace opc::ztservices {
 
-/// Bytes to be stored in a package, with the content type that they carry. Read once, by one thread.
+/// Bytes to store in a package, with their content type. One thread reads them, once. Both operations may throw what
+/// the bytes' origin throws.
 class ZT_API IContentSource {
  public:
   virtual ~IContentSource();
   virtual model::ContentType getContentType() = 0;
-  /// The same stream at every call, owned by the source and living as long as it.
+  /// The same stream at every call. The source owns it.
   virtual InputStream& getInputStream() = 0;
 
  protected:
@@ -28,7 +29,7 @@ class ZT_API IContentSource {
   IContentSource& operator=(IContentSource const&) = delete;
 };
 
-/// A caller's standard stream, which the caller keeps alive for the life of the source.
+/// A standard stream, which the caller keeps alive for the life of the source.
 class ZT_API StreamContentSource final : public IContentSource {
  public:
   StreamContentSource(std::istream& stream, model::ContentType const& type);
@@ -41,7 +42,8 @@ class ZT_API StreamContentSource final : public IContentSource {
   std::unique_ptr<InputStream> adaptor_;
 };
 
-/// An existing part: its bytes and its content type as they are when the source is made.
+/// An existing part, with the bytes and the content type that it has when the source is made. Its package outlives the
+/// source. The constructor throws what Part::getInputStream() throws.
 class ZT_API PartContentSource final : public IContentSource {
  public:
   explicit PartContentSource(model::Part const& part);
@@ -54,9 +56,9 @@ class ZT_API PartContentSource final : public IContentSource {
   std::unique_ptr<InputStream> stream_;
 };
 
-/// A file on disk, opened when the source is made. Without a content type it carries the one that the
-/// extension table gives for the path, or getTALBEXDefaultContentType(); without operations it uses the
-/// local disk. Throws CouldNotOpenFile ("Could not open file: " and the path; its error code is empty).
+/// A file on disk, which the constructor opens. Without a content type it has that of the extension table for the path,
+/// or getTALBEXDefaultContentType(). Without operations it uses the local disk; operations are needed only during
+/// construction. Throws CouldNotOpenFile ("Could not open file: " and the path; its error code is empty).
 class ZT_API FileContentSource final : public IContentSource {
  public:
   explicit FileContentSource(std::u16string const& path);

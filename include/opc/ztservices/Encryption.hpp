@@ -8,16 +8,16 @@
 
 namespace opc::ztservices {
 
-/// Where initialization vectors come from. Random draws each from the cryptographic generator. Deterministic
-/// counts them behind a fixed portion that the caller must never use twice under one key; any value but
-/// Random means it.
+/// How initialization vectors are made. Random draws each from the cryptographic generator. Deterministic takes a fixed
+/// portion, which the caller must never use twice under one key, and a counter. Every value other than Random means
+/// Deterministic.
 enum class IVMode : std::uint32_t { Random = 0, Deterministic = 1 };
 
-/// A sequence of initialization vectors that does not repeat. One thread at a time.
+/// A sequence of initialization vectors of 16 bytes that does not repeat. One thread at a time.
 class ZT_API IVGenerator {
  public:
   virtual ~IVGenerator();
-  /// The next one.
+  /// The next vector. Throws opc::Exception where the cryptographic generator fails.
   virtual std::vector<unsigned char> generate() = 0;
 
  protected:
