@@ -13,11 +13,9 @@
 #include <string>
 #include <vector>
 
-#include "crypto/CryptoDecryptor.hpp"
-#include "crypto/CryptoDigestEngine.hpp"
-#include "crypto/CryptoEncryptor.hpp"
+#include "crypto/CryptoAdapters.hpp"
 #include "crypto/CryptoEngine.hpp"
-#include "crypto/CryptoProvider.hpp"
+#include "crypto/CryptoRandom.hpp"
 
 namespace {
 

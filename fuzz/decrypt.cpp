@@ -2,10 +2,8 @@
 #include <iostream>
 
 #include "FuzzTarget.hpp"
-#include "crypto/CryptoDecryptor.hpp"
-#include "crypto/CryptoEncryptor.hpp"
-#include "crypto/DecryptionWithInlineIVTransform.hpp"
-#include "crypto/EncryptionWithInlineIVTransform.hpp"
+#include "crypto/CipherTransforms.hpp"
+#include "crypto/CryptoAdapters.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/Transforms.hpp"
 

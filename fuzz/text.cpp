@@ -6,8 +6,7 @@
 #include "opc/model/ContentType.hpp"
 #include "opc/ztservices/ContentSources.hpp"
 #include "opc/ztservices/Transforms.hpp"
-#include "text/CharsetDetection.hpp"
-#include "text/Conversion.hpp"
+#include "text/I18n.hpp"
 
 /// Text of any character set: what is detected can be decoded, and what becomes of it is UTF-8.
 namespace zt_fuzz {

@@ -5,14 +5,16 @@
 #include <exception>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "opc/Export.hpp"
 
 namespace opc {
 
-/// Base of every exception that the library throws: a narrow message in the user's default encoding
-/// and, where the operating system refused something, its error code; otherwise the code is empty
-/// (value 0, system category). Derived classes add nothing but their name. Copying never throws.
+/// Base of the exceptions that the library throws. It holds a message in the user's default encoding and, where the
+/// operating system refused something, its error code; otherwise the code is empty (value 0, system category).
+/// Derived classes add only their name. Copying never throws, and copies share the message. An exception may be read
+/// by several threads.
 class ZT_API Exception : public std::exception {
  public:
   explicit Exception(std::string message, boost::system::error_code code = {})

@@ -22,11 +22,10 @@ class ZT_API StreamError : public Exception {
 /// one returned by reference belongs to the object that returned it.
 class ZT_API InputStream {
  public:
-  /// Goes back to the first byte; after clear() it works at the end of the stream too.
+  /// Goes back to the first byte. At the end of the stream, call clear() first.
   virtual void reset() = 0;
-  /// Delivers up to `count` bytes and returns how many. 0 means the end, or that `count` was 0; fewer
-  /// than `count` does not mean the end. Throws what went wrong; content that is checked (a part of a
-  /// package) is never reported as ended before it has been verified.
+  /// Delivers up to `count` bytes and returns how many. 0 means the end, or that `count` was 0; fewer than `count` does
+  /// not mean the end. Throws where reading fails. The content of a part is verified before its end is reported.
   virtual std::size_t read(void* buffer, std::size_t count) = 0;
   /// True once no byte is left. Looks ahead, so it is true at once for an empty stream.
   virtual bool isEnd() = 0;
@@ -46,9 +45,9 @@ class ZT_API OutputStream {
   /// Takes all `count` bytes or throws; after an exception the written content is incomplete. Throws StreamError after
   /// close() where the stream says so.
   virtual void write(void const* data, std::size_t count) = 0;
-  /// Completes the write and throws what went wrong with it. Further calls do nothing. A stream that is
-  /// destroyed unclosed is completed in ordinary scope exit and abandoned during unwinding; a failure
-  /// then is not lost but reported by the owner of the target (for a part: the package's next save()).
+  /// Completes the write, and throws where that fails. Further calls do nothing. The destructor of an open stream
+  /// completes it in ordinary scope exit, and abandons it while an exception unwinds the stack. The owner of the target
+  /// reports a failure of the destructor (for a part, the package's next save() throws it).
   virtual void close() = 0;
   virtual ~OutputStream();
 
@@ -102,8 +101,8 @@ class ZT_API ByteArrayOutAdaptor final : public OutputStream {
   std::vector<unsigned char>* bytes_;
 };
 
-/// Input over a standard stream that the caller keeps alive. A stream that goes bad (not merely at its
-/// end) throws StreamError, or what its buffer threw where the stream lets exceptions through.
+/// Input over a standard stream that the caller keeps alive. Where the stream fails, other than by its end, calls throw
+/// StreamError, or the exception of its buffer if the stream is set to pass exceptions on.
 class ZT_API StdIStreamAdaptor final : public InputStream {
  public:
   explicit StdIStreamAdaptor(std::istream& stream) : stream_(&stream) {}

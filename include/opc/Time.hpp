@@ -6,19 +6,21 @@
 
 #include "opc/Export.hpp"
 
-/// Times are UTC with microseconds; the unknown time is not-a-date-time. All functions are thread-safe.
+/// Times are UTC with a resolution of microseconds; the unknown time is not-a-date-time. Every function may be called
+/// from any thread. None throws for an invalid text or time.
 namespace opc {
 
-/// The time of an ISO 8601 text of the form of xsd:dateTime (YYYY-MM-DDThh:mm:ss, an optional fraction,
-/// an optional Z or offset; without one the text is UTC; XML white space at the ends is disregarded).
-/// Digits beyond the microsecond are cut off. Not-a-date-time when the text is none, or lies outside the
-/// years 1400 to 9999 of the time type.
+/// Reads an ISO 8601 text of the form of xsd:dateTime: YYYY-MM-DDThh:mm:ss, an optional fraction, and an optional Z or
+/// offset. Without an offset the text is UTC. XML white space at the ends is ignored, and digits beyond the
+/// microsecond are cut off. Returns not-a-date-time where the text does not have that form or lies outside the years
+/// 1400 to 9999 of the time type.
 ZT_API boost::posix_time::ptime convertStringToTime(std::u16string const& text);
 
-/// YYYY-MM-DDThh:mm:ss, a fraction of six digits where it is not zero, and Z: a valid xsd:dateTime that
+/// Writes YYYY-MM-DDThh:mm:ss, a fraction of six digits unless it is zero, and Z. That is a valid xsd:dateTime, which
 /// convertStringToTime reads back exactly. Empty for the special values.
 ZT_API std::u16string convertTimeToString(boost::posix_time::ptime const& time);
 
+/// The system clock's time.
 ZT_API boost::posix_time::ptime getCurrentTime();
 
 }  // namespace opc

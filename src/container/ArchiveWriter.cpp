@@ -9,6 +9,7 @@
 #include "container/ZipErrors.hpp"
 #include "container/ZipFormat.hpp"
 #include "io/Background.hpp"
+#include "text/Ascii.hpp"
 
 namespace opc::model::zip {
 namespace {
@@ -23,10 +24,6 @@ constexpr std::uint16_t kZip64Version = 45;
 constexpr std::uint16_t kMadeOnUnix = 3u << 8;
 constexpr std::uint32_t kRegularFile0644 = 0100644u << 16;
 constexpr std::uint32_t k1980 = 0x00210000;  // the first of January, midnight, as DOS writes it
-
-bool isAscii(std::string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
 
 bool hasLargeSizes(Entry const& entry) { return entry.size >= kIn64 || entry.storedSize >= kIn64; }
 
@@ -179,7 +176,7 @@ void ArchiveWriter::add(std::string_view name, Content const& content) {
   Entry entry{};
   entry.name = name;
   entry.method = content.method;
-  entry.flags = isAscii(name) ? 0 : kUtf8Flag;
+  entry.flags = ascii::isAscii(name) ? 0 : kUtf8Flag;
   entry.versionNeeded = kVersion;
   entry.externalAttributes = kRegularFile0644;
   entry.dosTimeAndDate = k1980;

@@ -10,6 +10,7 @@
 #include "container/Deflate.hpp"
 #include "container/ZipErrors.hpp"
 #include "container/ZipFormat.hpp"
+#include "opc/model/InvalidState.hpp"
 
 namespace opc::model::zip {
 namespace {

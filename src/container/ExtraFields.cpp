@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "container/ZipFormat.hpp"
+#include "text/Ascii.hpp"
 
 namespace opc::model::zip {
 namespace {
@@ -77,8 +78,7 @@ bool Zip64Numbers::widenDisk(std::uint32_t& disk) {
 bool isRenamedByUnicodePath(std::string_view name, std::string_view extra) {
   auto const path = findExtraField(extra, kUnicodePathExtra);
   if (!path || path->size() < kUnicodePathHeader) return false;
-  bool const ascii = std::all_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-  return ascii && path->substr(kUnicodePathHeader) != name;
+  return ascii::isAscii(name) && path->substr(kUnicodePathHeader) != name;
 }
 
 }  // namespace opc::model::zip

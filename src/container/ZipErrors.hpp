@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/ContainerExceptions.hpp"
 
 /// The wording of everything that this layer throws.
 namespace opc::model::zip {
@@ -24,8 +24,7 @@ inline constexpr char kDamagedData[] = "damaged compressed data";
 inline constexpr char kLeftOver[] = "bytes left over behind its compressed data";
 }  // namespace fault
 
-/// An item's name as it can be shown: its bytes as UTF-8 where they are, escaped for display; otherwise
-/// every byte above ASCII as \xHH.
+/// An item's name for messages: escaped for display where it is UTF-8, otherwise its bytes escaped one by one.
 std::string shownName(std::string_view rawName);
 
 InvalidItem invalidItem(std::string_view rawName, std::string_view what);

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "crypto/Bytes.hpp"
-#include "crypto/CipherErrors.hpp"
+#include "crypto/CryptoErrors.hpp"
 
 namespace foundation::crypto::detail {
 

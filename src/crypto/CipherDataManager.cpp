@@ -6,7 +6,7 @@
 #include "crypto/CipherDataXml.hpp"
 #include "crypto/CipherMessages.hpp"
 #include "crypto/CryptoEngine.hpp"
-#include "crypto/CryptoProvider.hpp"
+#include "crypto/CryptoRandom.hpp"
 #include "crypto/Utils.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/PackageHelper.hpp"

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "crypto/CipherMessages.hpp"
-#include "crypto/CryptoError.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "crypto/Utils.hpp"
 #include "text/SchemaBaseURI.hpp"
 #include "xml/XmlFault.hpp"

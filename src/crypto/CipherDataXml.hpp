@@ -4,9 +4,8 @@
 #include <vector>
 
 #include "opc/ztservices/CipherData.hpp"
-#include "xml/XercesGuard.hpp"
 #include "xml/XercesHelper.hpp"
-#include "xml/XercesOwned.hpp"
+#include "xml/XercesObjects.hpp"
 
 namespace opc::ztservices {
 

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "crypto/CryptoError.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "crypto/PasswordKeys.hpp"
 
 namespace foundation::crypto {

@@ -4,12 +4,9 @@
 #include <memory>
 #include <string>
 
-#include "crypto/AESDecryptor.hpp"
-#include "crypto/AESEncryptor.hpp"
-#include "crypto/AESKey.hpp"
-#include "crypto/AESMode.hpp"
-#include "crypto/CryptoPRNG.hpp"
-#include "crypto/DigestEngine.hpp"
+#include "crypto/AESCiphers.hpp"
+#include "crypto/CryptoRandom.hpp"
+#include "crypto/Digests.hpp"
 #include "crypto/Interfaces.hpp"
 #include "crypto/SecretBytes.hpp"
 

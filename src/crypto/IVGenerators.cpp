@@ -1,16 +1,21 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "crypto/IVGenerators.hpp"
 
+#include <unistd.h>
+
 #include <string>
+#include <utility>
 
 #include "crypto/CryptoEngine.hpp"
-#include "crypto/CryptoProvider.hpp"
-#include "crypto/DeterministicIVGenerator.hpp"
-#include "crypto/RandomIVGenerator.hpp"
+#include "crypto/CryptoRandom.hpp"
 #include "opc/ztservices/Exceptions.hpp"
 
 namespace opc::ztservices {
 namespace {
+
+using foundation::crypto::CryptoEngine;
+
+constexpr std::uint64_t kDrawnAtOnce = 256;
 
 std::size_t minimalBytes() { return foundation::crypto::CryptoEngine::getAESBlockSizeInBytes() / 2; }
 
@@ -30,6 +35,35 @@ std::shared_ptr<IVGenerator> createRandom(std::vector<unsigned char> const& seed
 }
 
 }  // namespace
+
+DeterministicIVGenerator::DeterministicIVGenerator(std::vector<unsigned char> const& fixedBytes)
+    : fixedPortion_(fixedBytes.begin(), fixedBytes.begin() + kFixedBytes) {}
+
+std::vector<unsigned char> DeterministicIVGenerator::generate() {
+  std::vector<unsigned char> iv = fixedPortion_;
+  for (unsigned shift = 0; shift < 64; shift += 8) iv.push_back(static_cast<unsigned char>(counter_ >> shift));
+  bool const feedback = counter_ & 1;
+  counter_ >>= 1;
+  if (feedback) counter_ ^= kFeedbackMask;
+  return iv;
+}
+
+RandomIVGenerator::RandomIVGenerator(std::shared_ptr<foundation::crypto::interfaces::ICryptoProvider> provider,
+                                     std::vector<unsigned char> const& seed)
+    : ivSize_(CryptoEngine::getAESBlockSizeInBytes()),
+      provider_(std::move(provider)),
+      prng_(CryptoEngine(provider_).createDefaultCryptoPRNG(seed)) {}
+
+std::vector<unsigned char> RandomIVGenerator::generate() {
+  if (used_ == drawn_.size() || drawnBy_ != getpid()) {
+    drawn_ = prng_.generateByteArray(kDrawnAtOnce * ivSize_);
+    used_ = 0;
+    drawnBy_ = getpid();
+  }
+  auto const begin = drawn_.begin() + static_cast<std::ptrdiff_t>(used_);
+  used_ += ivSize_;
+  return {begin, begin + static_cast<std::ptrdiff_t>(ivSize_)};
+}
 
 IVGenerator::~IVGenerator() = default;
 

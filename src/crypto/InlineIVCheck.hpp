@@ -4,7 +4,7 @@
 #include <array>
 #include <cstddef>
 
-#include "crypto/AESKey.hpp"
+#include "crypto/AESCiphers.hpp"
 
 namespace opc::ztservices {
 

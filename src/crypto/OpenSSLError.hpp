@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "crypto/CryptoError.hpp"
+#include "crypto/CryptoErrors.hpp"
 
 namespace foundation::crypto::detail {
 

@@ -5,6 +5,7 @@
 #include <openssl/evp.h>
 
 #include "crypto/OpenSSLError.hpp"
+#include "opc/Strings.hpp"
 #include "text/Narrow.hpp"
 
 namespace foundation::crypto::utils {
@@ -29,12 +30,11 @@ Bytes decodeLeniently(std::string const& text) {
 }  // namespace
 
 std::string hexEncode(unsigned char const* data, std::size_t count) {
-  constexpr char kDigits[] = "0123456789abcdef";
   std::string text;
   text.reserve(2 * count);
   for (std::size_t i = 0; i < count; ++i) {
-    text += kDigits[data[i] >> 4];
-    text += kDigits[data[i] & 15];
+    text += opc::hexDigit(data[i] >> 4);
+    text += opc::hexDigit(data[i] & 15);
   }
   return text;
 }

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "opc/Strings.hpp"
+#include "text/Escape.hpp"
 #include "text/Unicode.hpp"
 
 namespace opc {
@@ -48,9 +49,8 @@ std::u16string prefixOf(std::u16string const& folder) { return folder.ends_with(
 std::u16string pathIn(std::u16string const& prefix, std::string_view name) {
   std::u16string path = prefix;
   if (unicode::appendUTF16(path, name) != name.size())
-    throw InvalidText(
-        "File name is not valid UTF-8: " + toUDEString(escapeForDisplay(prefix)) + unicode::escapeBytes(name),
-        posixError(EILSEQ));
+    throw InvalidText("File name is not valid UTF-8: " + toUDEString(escapeForDisplay(prefix)) + escape::bytes(name),
+                      posixError(EILSEQ));
   return path;
 }
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "opc/Strings.hpp"
+#include "text/Escape.hpp"
 #include "text/PosixError.hpp"
 #include "text/Unicode.hpp"
 
@@ -40,7 +41,7 @@ std::u16string readLink(int folder, char const* name, std::u16string const& path
   std::u16string text;
   if (unicode::appendUTF16(text, target) != target.size())
     throw InvalidText("Target of symbolic link is not valid UTF-8: " + toUDEString(escapeForDisplay(path)) + ": " +
-                          unicode::escapeBytes(target),
+                          escape::bytes(target),
                       posixError(EILSEQ));
   return text;
 }

@@ -11,7 +11,7 @@
 #include "package/CorePropertiesXml.hpp"
 #include "package/Messages.hpp"
 #include "package/W3CDateTime.hpp"
-#include "xml/XercesGuard.hpp"
+#include "xml/XercesObjects.hpp"
 
 namespace opc::model::detail {
 namespace {

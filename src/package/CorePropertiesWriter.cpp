@@ -4,7 +4,7 @@
 #include "opc/Time.hpp"
 #include "package/CorePropertiesPart.hpp"
 #include "package/CorePropertiesXml.hpp"
-#include "xml/XercesGuard.hpp"
+#include "xml/XercesObjects.hpp"
 
 namespace opc::model::detail {
 namespace {

@@ -2,23 +2,19 @@
 #include "package/Messages.hpp"
 
 #include "opc/Strings.hpp"
+#include "text/Unicode.hpp"
 
 namespace opc::model::detail::messages {
 namespace {
 
-/// Far beyond honest names. Of those that were made to fill the memory a beginning is enough.
+/// Far beyond honest names. Of longer names, which were made to fill the memory, messages show the beginning.
 constexpr std::size_t kLongestShown = 8192, kBeginning = 1024;
-
-std::u16string_view beginningOf(std::u16string_view text) {
-  bool const cutsInTwo = (text[kBeginning - 1] & 0xFC00) == 0xD800;  // the first half of a character
-  return text.substr(0, cutsInTwo ? kBeginning - 1 : kBeginning);
-}
 
 }  // namespace
 
 std::string shown(std::u16string_view text) {
   if (text.size() <= kLongestShown) return toUDEString(escapeForDisplay(text));
-  return shown(beginningOf(text)) + "... (" + std::to_string(text.size()) + " UTF-16 code units)";
+  return shown(unicode::beginning(text, kBeginning)) + "... (" + std::to_string(text.size()) + " UTF-16 code units)";
 }
 
 std::string shown(std::string_view name) { return shown(toString(std::string(name), false)); }

@@ -3,14 +3,15 @@
 
 #include <algorithm>
 
+#include "opc/Strings.hpp"
+
 namespace opc::model::detail {
 namespace {
 
 constexpr std::string_view kRelsFolder = "_rels", kRelsExtension = ".rels";
 
 bool isUnreserved(unsigned c) {
-  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '-' || c == '.' ||
-         c == '_' || c == '~';
+  return ascii::isDigit(c) || ascii::isLetter(c) || c == '-' || c == '.' || c == '_' || c == '~';
 }
 
 bool isPlainPchar(char c) {
@@ -18,16 +19,11 @@ bool isPlainPchar(char c) {
   return isUnreserved(static_cast<unsigned char>(c)) || kOthers.find(c) != std::string_view::npos;
 }
 
-int hexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  char const lower = lowerCase(c);
-  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-}
-
 /// Two hexadecimal digits of a byte that has to be encoded: no unreserved character, slash, backslash or NUL.
 bool isAllowedEncoding(std::string_view digits) {
   if (digits.size() < 2) return false;
-  int const high = hexValue(digits[0]), low = hexValue(digits[1]);
+  int const high = hexValue(static_cast<unsigned char>(digits[0])),
+            low = hexValue(static_cast<unsigned char>(digits[1]));
   if (high < 0 || low < 0) return false;
   auto const byte = static_cast<unsigned>(high * 16 + low);
   return byte != 0 && byte != '/' && byte != '\\' && !isUnreserved(byte);
@@ -70,17 +66,6 @@ std::string narrowName(std::u16string_view name) {
 }
 
 std::u16string wideName(std::string_view name) { return {name.begin(), name.end()}; }
-
-std::string lowerCased(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(), lowerCase);
-  return lower;
-}
-
-bool equalIgnoringCase(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char x, char y) { return lowerCase(x) == lowerCase(y); });
-}
 
 bool endsIgnoringCase(std::string_view text, std::string_view end) {
   return text.size() >= end.size() && equalIgnoringCase(text.substr(text.size() - end.size()), end);

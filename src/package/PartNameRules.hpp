@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "text/Ascii.hpp"
+
 /// The rules of ECMA-376-2, 9.1.1, on names as narrow strings: a valid name is plain ASCII.
 namespace opc::model::detail {
 
@@ -15,9 +17,8 @@ std::string narrowName(std::u16string_view name);
 /// From ASCII.
 std::u16string wideName(std::string_view name);
 
-constexpr char lowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
-std::string lowerCased(std::string_view text);
-bool equalIgnoringCase(std::string_view a, std::string_view b);
+using ascii::lowerCased;
+inline bool equalIgnoringCase(std::string_view a, std::string_view b) { return ascii::equalIgnoringCase(a, b); }
 bool endsIgnoringCase(std::string_view text, std::string_view end);
 
 /// Whether the name is `start` and further segments.

@@ -5,18 +5,17 @@
 #include <cstring>
 #include <utility>
 
-#include "package/PartNameRules.hpp"
+#include "opc/Strings.hpp"
+#include "text/Ascii.hpp"
 
 namespace opc::model::detail {
 namespace {
 
-/// The rank of each byte: upper case as lower case, "/" first, and what was before it one further.
+/// The rank of each byte of a name: in the order of paths, upper case as lower case.
 constexpr std::array<unsigned char, 256> ranks() {
   std::array<unsigned char, 256> rank{};
-  for (unsigned c = 0; c < 256; ++c) {
-    unsigned const lower = c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c;
-    rank[c] = static_cast<unsigned char>(c == '/' ? 0 : lower < '/' ? lower + 1 : lower);
-  }
+  for (unsigned c = 0; c < 256; ++c)
+    rank[c] = static_cast<unsigned char>(pathRank(static_cast<char16_t>(ascii::lower(c))));
   return rank;
 }
 

@@ -74,7 +74,7 @@ void checkRecord(RelationshipRecord const& record) {
 std::u16string chooseId(detail::RelationshipSet* existing, std::u16string const& wanted) {
   namespace messages = detail::messages;
   if (wanted.empty()) return existing ? existing->freeId() : u"rId1";
-  if (!detail::isNCName(wanted)) throw InvalidRelationship(messages::invalidRelationshipId(wanted));
+  if (!isNCName(wanted)) throw InvalidRelationship(messages::invalidRelationshipId(wanted));
   if (existing && existing->contains(wanted)) throw InvalidRelationship(messages::relationshipIdTaken(wanted));
   return wanted;
 }

@@ -21,9 +21,6 @@ struct RelationshipRecord {
   TextPool::Text source;  // name of the source part, "/" for the package
 };
 
-/// XML names without colons, which relationship ids have to be (ECMA-376-2, 9.3.2.2).
-bool isNCName(std::u16string_view text);
-
 /// The relationships of one source, in order.
 class RelationshipSet {
  public:

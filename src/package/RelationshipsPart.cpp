@@ -7,6 +7,7 @@
 #include "package/MarkupHandler.hpp"
 #include "package/Messages.hpp"
 #include "package/PartNameRules.hpp"
+#include "xml/XmlCharacters.hpp"
 #include "xml/XmlTextWriter.hpp"
 
 namespace opc::model::detail {

@@ -7,46 +7,42 @@
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "package/Messages.hpp"
+#include "text/Ascii.hpp"
+#include "text/Unicode.hpp"
 
 namespace opc::model {
 namespace {
 
-bool isAlpha(char16_t c) { return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z'); }
-bool isDigit(char16_t c) { return c >= u'0' && c <= u'9'; }
 bool isOneOf(char16_t c, std::string_view set) { return c < 0x80 && set.find(static_cast<char>(c)) < set.size(); }
-bool isUnreserved(char16_t c) { return isAlpha(c) || isDigit(c) || isOneOf(c, "-._~"); }
+bool isUnreserved(char16_t c) { return ascii::isLetter(c) || ascii::isDigit(c) || isOneOf(c, "-._~"); }
 /// What may stand in the path of a URI, percent signs of existing encodings included.
 bool isPathCharacter(char16_t c) { return isUnreserved(c) || isOneOf(c, "!$&'()*+,;=:@/%"); }
 
-/// Encodes what `keep` does not keep.
+void appendEncoded(std::u16string& out, std::string_view utf8) {
+  for (char const c : utf8) {
+    auto const byte = static_cast<unsigned char>(c);
+    out += {u'%', static_cast<char16_t>(upperHexDigit(byte >> 4)), static_cast<char16_t>(upperHexDigit(byte & 15))};
+  }
+}
+
+/// Encodes every character that `keep` refuses. `keep` refuses all characters beyond ASCII.
 template <typename Keep>
 std::u16string percentEncoded(std::u16string_view text, Keep const& keep) {
-  constexpr char16_t kDigits[] = u"0123456789ABCDEF";
   std::u16string encoded;
   encoded.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (keep(text[i])) {
-      encoded += text[i];
-      continue;
-    }
-    std::size_t const units = (text[i] & 0xFC00) == 0xD800 && i + 1 < text.size() ? 2 : 1;
-    for (char const c : toUTF8String(text.substr(i, units))) {
-      auto const byte = static_cast<unsigned char>(c);
-      ((encoded += u'%') += kDigits[byte >> 4]) += kDigits[byte & 15];
-    }
-    i += units - 1;
+  while (!text.empty()) {
+    std::u16string_view const before = text;
+    char32_t const c = unicode::takeCodePoint(text);
+    if (keep(before.front()))
+      encoded += before.front();
+    else
+      appendEncoded(encoded, toUTF8String(before.substr(0, c < 0x10000 ? 1 : 2)));
   }
   return encoded;
 }
 
 std::u16string_view withoutQueryAndFragment(std::u16string_view reference) {
   return reference.substr(0, reference.find_first_of(u"?#"));
-}
-
-int hexValue(char16_t c) {
-  if (isDigit(c)) return c - u'0';
-  if (c >= u'a' && c <= u'f') return c - u'a' + 10;
-  return c >= u'A' && c <= u'F' ? c - u'A' + 10 : -1;
 }
 
 /// What two hexadecimal digits at the beginning of the text stand for, or a negative number.
@@ -125,10 +121,10 @@ std::u16string withoutDotSegments(std::u16string_view path) {
 }  // namespace
 
 bool URI::hasScheme() const {
-  if (text_.empty() || !isAlpha(text_.front())) return false;
+  if (text_.empty() || !ascii::isLetter(text_.front())) return false;
   for (char16_t const c : text_) {
     if (c == u':') return true;
-    if (!isAlpha(c) && !isDigit(c) && !isOneOf(c, "+-.")) return false;
+    if (!ascii::isLetter(c) && !ascii::isDigit(c) && !isOneOf(c, "+-.")) return false;
   }
   return false;
 }

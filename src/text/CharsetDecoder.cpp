@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "opc/Strings.hpp"
-#include "text/Messages.hpp"
+#include "text/I18n.hpp"
+#include "text/LargePages.hpp"
+#include "text/Unicode.hpp"
 
 namespace fl::i18n {
 namespace {
@@ -16,13 +18,13 @@ namespace {
 // Both stay in the cache beside the tables, and ICU counts in 32 bits.
 constexpr std::size_t kBytesAtOnce = 65'536;
 constexpr std::size_t kUnitsAtOnce = 16'384;
-constexpr std::size_t kLongestInvalid = 32;  // bytes; what ICU keeps of them
+constexpr std::size_t kLongestInvalid = 32;  // bytes; ICU keeps no more
 
 void throwIfOutOfMemory(UErrorCode error) {
   if (error == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
 }
 
-// ICU's own callback puts a control in the place of some.
+// ICU's own callback replaces some invalid bytes by a control.
 void replaceInvalid(void const*, UConverterToUnicodeArgs* arguments, char const*, int32_t,
                     UConverterCallbackReason reason, UErrorCode* error) {
   constexpr char16_t kReplacement = 0xFFFD;
@@ -33,6 +35,10 @@ void replaceInvalid(void const*, UConverterToUnicodeArgs* arguments, char const*
 
 }  // namespace
 
+std::string notValid(std::string const& charset, std::size_t position) {
+  return "Text is not valid " + charset + " at byte " + std::to_string(position);
+}
+
 void CharsetDecoder::Closer::operator()(UConverter* converter) const noexcept { ucnv_close(converter); }
 
 CharsetDecoder::CharsetDecoder(std::string const& charset, Invalid invalid) : charset_(charset) {
@@ -41,7 +47,7 @@ CharsetDecoder::CharsetDecoder(std::string const& charset, Invalid invalid) : ch
   bool const isName = !charset.empty() && charset.find(UCNV_OPTION_SEP_CHAR) == std::string::npos;
   if (isName) converter_.reset(ucnv_open(charset.c_str(), &error));
   throwIfOutOfMemory(error);
-  if (!converter_ || U_FAILURE(error)) throw opc::UndecodableText(messages::unknownCharset(charset));
+  if (!converter_ || U_FAILURE(error)) throw opc::UndecodableText("Unknown character set: " + charset);
   auto const callback = invalid == Invalid::Throw ? UCNV_TO_U_CALLBACK_STOP : replaceInvalid;
   ucnv_setToUCallBack(converter_.get(), callback, nullptr, nullptr, nullptr, &error);
 }
@@ -70,14 +76,37 @@ void CharsetDecoder::decode(std::string_view bytes, Piece const& take) {
   }
 }
 
-// The invalid bytes were taken already; what was no character begins before them.
+// ICU has taken the invalid bytes already, so that their first one stands before `taken`.
 void CharsetDecoder::throwInvalid(std::size_t taken) {
   char invalid[kLongestInvalid];
   auto length = static_cast<int8_t>(sizeof invalid);
   UErrorCode error = U_ZERO_ERROR;
   ucnv_getInvalidChars(converter_.get(), invalid, &length, &error);
   std::size_t const count = U_SUCCESS(error) ? static_cast<std::size_t>(length) : 0;
-  throw opc::UndecodableText(messages::notValid(charset_, taken - std::min(count, taken)));
+  throw opc::UndecodableText(notValid(charset_, taken - std::min(count, taken)));
+}
+
+codecvt_string_to_ustring::codecvt_string_to_ustring(std::string const& charset, bool strict)
+    : charset_(charset), strict_(strict) {
+  CharsetDecoder(charset_, CharsetDecoder::Invalid::Throw);
+}
+
+std::u16string codecvt_string_to_ustring::do_convert(char const* bytes, std::size_t count) const {
+  CharsetDecoder decoder(charset_, strict_ ? CharsetDecoder::Invalid::Throw : CharsetDecoder::Invalid::Replace);
+  std::u16string text;
+  opc::reserveToFill(text, count);  // nearly every character set has at most one unit for a byte
+  decoder.decode({bytes, count}, [&text](std::u16string_view piece) {
+    text.append(piece);
+    return true;
+  });
+  return text;
+}
+
+std::string ustring_to_utf8(std::u16string const& text) {
+  std::string utf8;
+  opc::reserveToFill(utf8, text.size());
+  if (!opc::unicode::appendUTF8(utf8, text)) throw opc::UndecodableText("Text holds a lone surrogate");
+  return utf8;
 }
 
 }  // namespace fl::i18n

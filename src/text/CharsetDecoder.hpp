@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -10,21 +11,24 @@ struct UConverter;
 
 namespace fl::i18n {
 
-/// Takes text of one character set apart into pieces of UTF-16.
+/// The message about bytes that `charset` does not have, the first of them at `position`.
+std::string notValid(std::string const& charset, std::size_t position);
+
+/// Decodes text of one character set into pieces of UTF-16. One thread at a time.
 class CharsetDecoder {
  public:
-  /// What to do about bytes that are no characters: throw, or deliver U+FFFD in their place.
+  /// How invalid bytes are treated: throw, or replace them by U+FFFD.
   enum class Invalid { Throw, Replace };
   using Piece = std::function<bool(std::u16string_view)>;
 
-  /// Throws opc::UndecodableText for a character set that is not known.
+  /// Throws opc::UndecodableText for an unknown character set.
   CharsetDecoder(std::string const& charset, Invalid invalid);
 
-  /// Whether each byte is a character of its own, wherever it stands.
+  /// Whether each byte is one character, regardless of the bytes around it.
   bool isSingleByte() const;
 
-  /// Decodes all of `bytes`, handing out one piece after the other until `take` returns false. Begins anew at
-  /// each call. Throws opc::UndecodableText, which names the position of what is no character.
+  /// Decodes all of `bytes` and hands one piece after the other to `take` until that returns false. Each call starts
+  /// afresh. Throws opc::UndecodableText, which names the position of the first invalid byte.
   void decode(std::string_view bytes, Piece const& take);
 
  private:

@@ -1,17 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "text/CharsetDetection.hpp"
-
 #include <algorithm>
 #include <array>
 #include <ostream>
 #include <string_view>
 
 #include "opc/Strings.hpp"
+#include "text/Ascii.hpp"
 #include "text/CharsetDecoder.hpp"
+#include "text/I18n.hpp"
 #include "text/LegacyText.hpp"
-#include "text/Messages.hpp"
 #include "text/Unicode.hpp"
-#include "text/Utf8.hpp"
 #include "text/WideText.hpp"
 
 namespace fl::i18n {
@@ -44,15 +42,15 @@ std::string markedCharset(std::string_view bytes) {
 
 void throwIfNot(std::string const& charset, std::string_view bytes) {
   if (charset == kUTF8) {
-    std::size_t const good = utf8Prefix(bytes);
-    if (good < bytes.size()) throw opc::UndecodableText(messages::notValid(charset, good));
+    std::size_t const good = opc::unicode::utf8Prefix(bytes);
+    if (good < bytes.size()) throw opc::UndecodableText(notValid(charset, good));
   } else {
     CharsetDecoder(charset, CharsetDecoder::Invalid::Throw).decode(bytes, [](std::u16string_view) { return true; });
   }
 }
 
-// NUL, and the controls beyond ASCII but for the line end of EBCDIC's heirs: what is no character in most of the
-// Windows code pages appears as such.
+// NUL, and the controls beyond ASCII except the line end (U+0085). Bytes that most Windows code pages do not use
+// decode to such controls.
 bool isNoText(char16_t c) { return c == 0 || (c >= 0x80 && c < 0xA0 && c != 0x85); }
 
 std::string distinctBytes(std::string_view bytes) {
@@ -80,12 +78,27 @@ bool isTextOf(std::string const& charset, std::string_view bytes) {
   }
 }
 
-// The user's encoding, of which nothing in the bytes speaks.
+// The user's encoding; the bytes themselves give no hint of it.
 std::string defaultCharset(std::string_view bytes, std::ostream& diagnostics, std::u16string const& name) {
   std::string charset = opc::getUserDefaultEncoding();
-  if (charset == kUTF8 || !isTextOf(charset, bytes)) throw opc::UndecodableText(messages::kCannotTell);
-  diagnostics << messages::takenAs(opc::toUDEString(name), charset) << '\n';
+  if (charset == kUTF8 || !isTextOf(charset, bytes))
+    throw opc::UndecodableText("The character set of the text cannot be told");
+  diagnostics << opc::toUDEString(name) << ": the character set cannot be told; taken for " << charset << '\n';
   return charset;
+}
+
+// Whether ill-formed bytes are damaged UTF-8 rather than text in another character set, where well-formed sequences of
+// several bytes are rare.
+bool isDamagedUtf8(std::string_view bytes) {
+  constexpr std::size_t kWellFormedToEachIllFormed = 4;
+  std::size_t wellFormed = 0, illFormed = 0;
+  while (true) {
+    bytes.remove_prefix(opc::ascii::prefixLength(bytes));
+    if (bytes.empty()) return wellFormed > kWellFormedToEachIllFormed * illFormed;
+    bool good = false;
+    opc::unicode::takeCodePoint(bytes, good);
+    ++(good ? wellFormed : illFormed);
+  }
 }
 
 std::string legacyCharset(std::string_view bytes, std::ostream& diagnostics, std::u16string const& name) {
@@ -104,7 +117,7 @@ std::string detect_charset(char const* bytes, std::size_t count, std::ostream& d
   if (std::string const charset = markedCharset(text); !charset.empty()) return throwIfNot(charset, text), charset;
   for (std::string const& charset : {guessWideCharset(text), guessEscapedCharset(text)})
     if (!charset.empty() && isTextOf(charset, text)) return charset;
-  return utf8Prefix(text) == count ? kUTF8 : legacyCharset(text, diagnostics, name);
+  return opc::unicode::utf8Prefix(text) == count ? kUTF8 : legacyCharset(text, diagnostics, name);
 }
 
 }  // namespace fl::i18n

@@ -8,19 +8,17 @@
 #include <unicode/ucsdet.h>
 
 #include "opc/Strings.hpp"
-#include "text/BalticText.hpp"
+#include "text/Ascii.hpp"
 #include "text/CharsetDecoder.hpp"
-#include "text/ThaiText.hpp"
-#include "text/Unicode.hpp"
-#include "text/WordText.hpp"
+#include "text/LanguageSigns.hpp"
 
 namespace fl::i18n {
 namespace {
 
 constexpr std::size_t kSampleSize = 8192;
 
-/// The Windows code page that holds what a set of ISO 8859 holds and more, in the same places (near enough: what
-/// differs is no letter of the language).
+/// The Windows code page that has the characters of a set of ISO 8859 in the same places, and more. The few
+/// differences are no letters of the language.
 struct Superset {
   char const* charset;
   char const* superset;
@@ -41,7 +39,7 @@ constexpr Designation kDesignations[] = {
     {"\x1B$)C", "ISO-2022-KR"}, {"\x1B$)A", "ISO-2022-CN"}, {"\x1B$)G", "ISO-2022-CN"},
 };
 
-// Nothing is designated where not a single character follows.
+// A designation without a character behind it says nothing.
 bool isDesignation(std::string_view bytes, std::string_view escape) {
   return bytes.starts_with(escape) && bytes.size() >= escape.size() + 2;
 }
@@ -54,20 +52,20 @@ void throwIfOutOfMemory(UErrorCode error) {
   if (error == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
 }
 
-// UTF was decided by stricter means, and EBCDIC is not the text of this world's files.
+// UTF is decided by stricter means, and files are not written in EBCDIC.
 bool isCandidate(std::string_view name) { return !name.starts_with("UTF-") && !name.starts_with("IBM"); }
 
 struct Likely {
   std::string charset;
-  bool isSure;  // and of several bytes a character
+  bool isSure;  // of a set of several bytes a character
 };
 
 bool hasSingleBytes(std::string_view name) {
   return name.starts_with("ISO-8859-") || name.starts_with("windows-") || name.starts_with("KOI8-");
 }
 
-// By ICU's detector, the likeliest first. What it is sure to be text of several bytes a character is nothing else,
-// be it damaged: as single bytes nearly everything passes.
+// Asks ICU's detector; the likeliest comes first. Once it is sure of a set of several bytes a character, no further
+// set counts, even if the text is damaged: as single bytes nearly everything passes.
 std::vector<Likely> likelyCharsets(std::string_view sample) {
   constexpr int32_t kSure = 50;
   UErrorCode error = U_ZERO_ERROR;
@@ -87,36 +85,17 @@ std::vector<Likely> likelyCharsets(std::string_view sample) {
   return charsets;
 }
 
-bool isLetter(std::string_view sample, std::size_t at) {
-  return at < sample.size() && static_cast<unsigned char>(sample[at]) >= 0xC0;
-}
-
-// Ukrainian letters stand in KOI8-U where KOI8-R has lines for boxes, which do not touch letters.
-bool hasUkrainianLetters(std::string_view sample) {
-  constexpr std::string_view kLetters = "\xA4\xA6\xA7\xAD\xB4\xB6\xB7\xBD";
-  for (std::size_t at = sample.find_first_of(kLetters); at < sample.size(); at = sample.find_first_of(kLetters, at + 1))
-    if (isLetter(sample, at + 1) || (at > 0 && isLetter(sample, at - 1))) return true;
-  return false;
-}
-
-// A capital alpha with tonos begins words in windows-1253 where ISO 8859-7 has the apostrophe that ends them.
-bool hasWindowsAlpha(std::string_view sample) {
-  for (std::size_t at = sample.find('\xA2'); at < sample.size(); at = sample.find('\xA2', at + 1))
-    if (isLetter(sample, at + 1) && (at == 0 || !isLetter(sample, at - 1))) return true;
-  return false;
-}
-
-// Tells apart what ICU does not, by the letters that only one of the two has.
+// Distinguishes sets that ICU takes for one, by letters that only one of them has.
 std::string refined(std::string const& charset, std::string_view sample) {
   if (charset == "KOI8-R" && hasUkrainianLetters(sample)) return "KOI8-U";
   if (charset == "ISO-8859-7" && hasWindowsAlpha(sample)) return "windows-1253";
   return charset;
 }
 
-/// What ICU's detector does not know and takes for a set with other letters or signs in the same places.
+/// Sets that ICU's detector does not know. It takes them for others with different characters in the same places.
 constexpr char const* kUnknownToICU[] = {"ISO-8859-15", "macintosh", "x-mac-cyrillic", "IBM866", "IBM850", "IBM852"};
 
-// Nothing where the bytes cannot be of that set.
+// Empty where the bytes cannot be of that set.
 std::optional<WordFit> fitAs(std::string const& charset, std::string_view sample) {
   try {
     std::u16string text;
@@ -128,7 +107,7 @@ std::optional<WordFit> fitAs(std::string const& charset, std::string_view sample
   }
 }
 
-// One such set in which the words are whole that ICU's guess tears apart; empty for none.
+// The set, of those that ICU does not know, in which the words are whole that ICU's guess tears apart; empty for none.
 std::string betterThan(std::string const& guess, std::string_view sample) {
   constexpr std::size_t kFewest = 3, kTimesBetter = 4;
   auto const guessed = fitAs(guess, sample);
@@ -158,9 +137,9 @@ std::string guessEscapedCharset(std::string_view bytes) {
 std::string sampleBeyondAscii(std::string_view bytes) {
   std::string sample;
   while (sample.size() < kSampleSize) {
-    std::size_t const ascii = opc::unicode::asciiPrefix(bytes);
+    std::size_t const ascii = opc::ascii::prefixLength(bytes);
     if (ascii == bytes.size()) break;
-    // A line feed is never a part of another character, and so neither is what follows it.
+    // A line feed is never part of another character, so that a line begins with a whole character.
     std::size_t const lineStart = bytes.rfind('\n', ascii) + 1;
     std::size_t const start = std::max(lineStart, ascii - std::min(ascii, kSampleSize / 4));
     std::size_t const length = std::min(bytes.find('\n', ascii), bytes.size() - 1) + 1 - start;

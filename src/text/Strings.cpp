@@ -3,13 +3,13 @@
 
 #include <algorithm>
 
+#include "text/Ascii.hpp"
+#include "text/Escape.hpp"
 #include "text/PosixError.hpp"
 #include "text/Unicode.hpp"
 
 namespace opc {
 namespace {
-
-char16_t lowerASCII(char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 0x20) : c; }
 
 bool isWhitespace(char16_t c) {
   return (c >= 0x09 && c <= 0x0D) || c == 0x20 || c == 0x85 || c == 0xA0 || c == 0x1680 ||
@@ -56,25 +56,31 @@ std::string toASCIIString(std::u16string const& text) {
     if (char32_t const codePoint = unicode::takeCodePoint(rest); codePoint < 0x80)
       shown += static_cast<char16_t>(codePoint);
     else
-      unicode::appendEscaped(shown, codePoint);
+      escape::append(shown, codePoint);
     ascii.append(shown.begin(), shown.end());
   }
   return ascii;
 }
 
-bool caselessCompare(std::u16string_view a, std::u16string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](char16_t x, char16_t y) { return lowerASCII(x) == lowerASCII(y); });
-}
+bool caselessCompare(std::u16string_view a, std::u16string_view b) { return ascii::equalIgnoringCase(a, b); }
 
 bool hasWhitespace(std::u16string_view text) { return std::any_of(text.begin(), text.end(), isWhitespace); }
+
+bool PathLess::operator()(std::u16string_view a, std::u16string_view b) const noexcept {
+  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(),
+                                      [](char16_t x, char16_t y) { return pathRank(x) < pathRank(y); });
+}
+
+bool isBelowPath(std::u16string_view path, std::u16string_view folder) noexcept {
+  return path.size() > folder.size() && path.starts_with(folder) && path[folder.size()] == u'/';
+}
 
 std::u16string detail::toStringFromUTF8String(std::string const& utf8, bool strict) {
   if (!strict) return replaceIllFormed(utf8);
   std::u16string text;
   std::size_t const taken = unicode::appendUTF16(text, utf8);
   if (taken != utf8.size())
-    throw InvalidText("Text is not valid UTF-8 at byte " + std::to_string(taken) + ": " + unicode::escapeBytes(utf8),
+    throw InvalidText("Text is not valid UTF-8 at byte " + std::to_string(taken) + ": " + escape::bytes(utf8),
                       posixError(EILSEQ));
   return text;
 }

@@ -10,6 +10,9 @@
 #include <optional>
 
 #include "opc/Strings.hpp"
+#include "text/Ascii.hpp"
+#include "text/Escape.hpp"
+#include "text/I18n.hpp"
 #include "text/Unicode.hpp"
 
 namespace opc {
@@ -58,7 +61,7 @@ void Encoder::encodeWhatFits(std::u16string_view& text, std::string& out) {
 // The escape is ASCII, and goes out as such where even that is not in the encoding.
 void Encoder::encodeEscaped(char32_t codePoint, std::string& out) {
   std::u16string escaped;
-  unicode::appendEscaped(escaped, codePoint);
+  escape::append(escaped, codePoint);
   std::u16string_view rest = escaped;
   encodeWhatFits(rest, out);
   out.append(rest.begin(), rest.end());
@@ -80,7 +83,7 @@ std::string encodeUTF8(std::u16string const& text) {
   for (std::u16string_view rest = text; !rest.empty();) {
     char32_t const codePoint = unicode::takeCodePoint(rest);
     if (unicode::isSurrogate(codePoint))
-      unicode::appendEscaped(shown, codePoint);
+      escape::append(shown, codePoint);
     else
       unicode::append(shown, codePoint);
   }
@@ -101,7 +104,7 @@ bool carriesASCII(std::string const& encoding) {
 std::string registeredName(std::string name) {
   std::string key;
   for (char& c : name) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+    c = ascii::upper(c);
     if (c != '-' && c != '_') key += c;
   }
   if (key == "UTF8") return kUTF8;
@@ -164,7 +167,7 @@ std::string getUserDefaultEncoding() {
 }
 
 std::string toUDEString(std::u16string const& text) {
-  if (unicode::asciiPrefix(std::u16string_view(text)) == text.size()) return {text.begin(), text.end()};
+  if (ascii::isAscii(std::u16string_view(text))) return {text.begin(), text.end()};
   std::string const encoding = getUserDefaultEncoding();
   if (encoding == kUTF8) return encodeUTF8(text);
   if (encoding == kASCII) return toASCIIString(text);
@@ -173,3 +176,9 @@ std::string toUDEString(std::u16string const& text) {
 }
 
 }  // namespace opc
+
+namespace fl::i18n {
+
+std::u16string getGlobalLocaleEncodingName() { return opc::toString(opc::getUserDefaultEncoding()); }
+
+}  // namespace fl::i18n

@@ -5,10 +5,9 @@
 #include <optional>
 #include <unicode/uchar.h>
 #include <unicode/uscript.h>
-#include <unicode/utf16.h>
 
+#include "text/Ascii.hpp"
 #include "text/Unicode.hpp"
-#include "text/Utf8.hpp"
 
 namespace fl::i18n {
 namespace {
@@ -27,7 +26,7 @@ char32_t unitAt(std::string_view bytes, std::size_t position, std::size_t width,
   return unit;
 }
 
-/// Controls that text of single bytes does not use for layout, terminals or separation.
+/// Controls that byte text does not use for layout, terminals or separation.
 bool isForeignToByteText(unsigned byte) { return byte < 0x08 || (byte >= 0x0E && byte < 0x1A); }
 bool isPrintable(unsigned byte) { return byte >= 0x20 && byte < 0x7F; }
 bool isControl(unsigned byte) { return byte < 0x20 && byte != '\n' && byte != '\r'; }
@@ -42,21 +41,21 @@ bool isWithin(char32_t c, char32_t first, char32_t last) { return c >= first && 
 
 bool isLayout(char32_t c) { return c == '\t' || c == '\n' || c == '\r'; }
 
-/// No text holds it.
+/// No text holds such a character.
 bool isImpossible(char32_t c) {
   auto const type = static_cast<UCharCategory>(u_charType(static_cast<UChar32>(c)));
   return !isLayout(c) && (type == U_UNASSIGNED || type == U_CONTROL_CHAR || type == U_SURROGATE);
 }
 
-/// Real, and in the wrong byte order frequent: rare ideographs, blanks of given widths, and characters whose
-/// low byte is 0, which in the wrong order is any of Latin-1.
+/// Characters that are rare in text and frequent in the wrong byte order: rare ideographs, blanks of given widths, and
+/// characters whose low byte is 0, which are Latin-1 with the bytes swapped.
 bool isSuspicious(char32_t c) {
   constexpr char32_t kOne = 0x4E00, kIdeographicSpace = 0x3000;
   bool const lowByteIsZero = (c & 0xFF) == 0 && c != kOne && c != kIdeographicSpace;
   return lowByteIsZero || isWithin(c, 0x3400, 0x4DBF) || isWithin(c, 0x2000, 0x200A) || isWithin(c, 0xE000, 0xF8FF);
 }
 
-/// Weighs how much the characters of a text look like one.
+/// Weighs how far characters look like one coherent text.
 class Coherence {
  public:
   int weigh(char32_t c) {
@@ -69,7 +68,7 @@ class Coherence {
   }
 
  private:
-  /// Neighbouring letters are of one script, in a word as in a text.
+  /// Neighbouring letters of a text are of one script.
   int weighLetter(char32_t c) {
     UErrorCode error = U_ZERO_ERROR;
     UScriptCode const script = uscript_getScript(static_cast<UChar32>(c), &error);
@@ -89,13 +88,14 @@ std::optional<double> coherenceOfUtf16(std::string_view bytes, Order order) {
   int sum = 0;
   for (std::size_t i = 0; i < bytes.size(); i += 2) {
     char32_t c = unitAt(bytes, i, 2, order);
-    if (U16_IS_LEAD(c) && i + 2 < bytes.size()) {
+    if (opc::unicode::isHighSurrogate(c) && i + 2 < bytes.size()) {
       char32_t const trail = unitAt(bytes, i + 2, 2, order);
-      if (!U16_IS_TRAIL(trail)) return std::nullopt;
-      c = static_cast<char32_t>(U16_GET_SUPPLEMENTARY(c, trail));
+      if (!opc::unicode::isLowSurrogate(trail)) return std::nullopt;
+      c = opc::unicode::combine(c, trail);
       i += 2;
     }
-    if (U16_IS_LEAD(c) && bytes.size() == kSampleSize) break;  // its other half lies beyond the sample
+    if (opc::unicode::isHighSurrogate(c) && bytes.size() == kSampleSize)
+      break;  // its other half lies beyond the sample
     if (isImpossible(c)) return std::nullopt;
     sum += coherence.weigh(c);
   }
@@ -110,13 +110,13 @@ bool isUtf32(std::string_view bytes, Order order) {
   return true;
 }
 
-/// Whether the bytes may be text of single bytes or UTF-8 all the same, with NULs for separators, say.
+/// Whether the bytes may be single-byte text or UTF-8 after all, for instance with NULs as separators.
 bool mayBeByteText(std::string_view bytes) {
   std::size_t const foreign = countOf(bytes, isForeignToByteText);
   if (foreign == 0 || foreign < bytes.size() / 100) return true;
-  if (opc::unicode::asciiPrefix(bytes) == bytes.size()) return countOf(bytes, isControl) * 3 < bytes.size();
+  if (opc::ascii::isAscii(bytes)) return countOf(bytes, isControl) * 3 < bytes.size();
   std::size_t const tornOff = bytes.size() == kSampleSize ? 3 : 0;  // of the sample's last character
-  return utf8Prefix(bytes) + tornOff >= bytes.size();
+  return opc::unicode::utf8Prefix(bytes) + tornOff >= bytes.size();
 }
 
 /// Ideographs and Hangul are most of what pairs of bytes can be, so they convince only where the single

@@ -6,8 +6,8 @@
 
 namespace fl::i18n {
 
-/// "UTF-16LE", "UTF-16BE", "UTF-32LE" or "UTF-32BE" where the bytes, which have no byte-order mark, look like
-/// it; otherwise empty. Looks at the first 8 KiB.
+/// "UTF-16LE", "UTF-16BE", "UTF-32LE" or "UTF-32BE" where bytes without a byte-order mark look like it; otherwise
+/// empty. Reads the first 8 KiB.
 std::string guessWideCharset(std::string_view bytes);
 
 }  // namespace fl::i18n

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "crypto/AESDecryptor.hpp"
+#include "crypto/AESCiphers.hpp"
 #include "crypto/Algorithms.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"

@@ -7,7 +7,7 @@
 #include <span>
 #include <vector>
 
-#include "crypto/AESKey.hpp"
+#include "crypto/AESCiphers.hpp"
 #include "crypto/InlineIVCheck.hpp"
 #include "opc/Streams.hpp"
 #include "verify/PackageCheck.hpp"

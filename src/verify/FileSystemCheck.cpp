@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "opc/Strings.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "package/Messages.hpp"
 #include "package/PartNameRules.hpp"
@@ -18,19 +19,6 @@ using model::detail::wideName;
 using model::detail::messages::shown;
 
 constexpr std::string_view kContents = "/fsroot/";
-
-/// Has the paths below another follow directly on it.
-bool comesFirst(FileSystemCheck::Listed const& a, FileSystemCheck::Listed const& b) {
-  auto const [x, y] = std::mismatch(a.path.begin(), a.path.end(), b.path.begin(), b.path.end());
-  auto const rank = [](auto position, auto end) {
-    return position == end ? 0u : *position == u'/' ? 1u : 2u + *position;
-  };
-  return rank(x, a.path.end()) < rank(y, b.path.end());
-}
-
-bool isBelow(std::u16string_view path, std::u16string_view other) {
-  return path.size() > other.size() && path.starts_with(other) && path[other.size()] == u'/';
-}
 
 /// What is wrong with a path by itself, or null.
 char const* faultOf(std::u16string_view path) {
@@ -153,10 +141,11 @@ void FileSystemCheck::checkPlaces() {
   std::vector<Listed const*> sorted;
   sorted.reserve(entries_.size());
   for (Listed const& entry : entries_) sorted.push_back(&entry);
-  std::sort(sorted.begin(), sorted.end(), [](Listed const* a, Listed const* b) { return comesFirst(*a, *b); });
+  std::sort(sorted.begin(), sorted.end(),
+            [](Listed const* a, Listed const* b) { return PathLess()(a->path, b->path); });
   Listed const* above = nullptr;
   for (Listed const* const entry : sorted) {
-    if (above && isBelow(entry->path, above->path)) {
+    if (above && isBelowPath(entry->path, above->path)) {
       bool const isLink = above->type == FileSystemNodeType::Link;
       faults_.add(isLink ? code::kBelowLink : code::kBelowFile, entry->path,
                   shown(entry->path) + ": it is below the " + (isLink ? "link " : "file ") + shown(above->path));

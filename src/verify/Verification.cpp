@@ -7,7 +7,7 @@
 
 #include "container/ArchiveSurvey.hpp"
 #include "crypto/CipherDataNames.hpp"
-#include "crypto/Sha256.hpp"
+#include "crypto/Digests.hpp"
 #include "crypto/Utils.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"

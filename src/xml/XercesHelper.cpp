@@ -1,19 +1,62 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/XercesHelper.hpp"
 
+#include <exception>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <xercesc/framework/XMLFormatter.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
-#include "xml/XercesErrors.hpp"
-#include "xml/XercesOutput.hpp"
-#include "xml/XercesOwned.hpp"
+#include "opc/Streams.hpp"
+#include "opc/model/InvalidState.hpp"
+#include "xml/XercesFaults.hpp"
+#include "xml/XercesObjects.hpp"
 #include "xml/XmlCharacters.hpp"
 #include "xml/XmlDomParser.hpp"
 
 namespace opc::model {
 namespace {
+
+constexpr std::size_t kFlushAt = 65'536;
+
+/// Lets a Xerces writer write to a stream, in larger pieces than its own. What the stream throws is kept,
+/// with everything after it dropped, and thrown by finish(): a writer need not let it pass.
+class XercesOutput final : public xercesc::XMLFormatTarget {
+ public:
+  explicit XercesOutput(OutputStream& output) : output_(output) {}
+
+  void writeChars(XMLByte const* bytes, XMLSize_t count, xercesc::XMLFormatter* formatter) override;
+  /// Hands over what is left. Does not close the stream.
+  void finish();
+
+ private:
+  void handOver();
+
+  OutputStream& output_;
+  std::string buffer_;
+  std::exception_ptr thrown_;
+};
+
+void XercesOutput::writeChars(XMLByte const* bytes, XMLSize_t count, xercesc::XMLFormatter*) {
+  if (thrown_) return;
+  try {
+    buffer_.append(reinterpret_cast<char const*>(bytes), count);
+    if (buffer_.size() >= kFlushAt) handOver();
+  } catch (...) {
+    thrown_ = std::current_exception();
+  }
+}
+
+void XercesOutput::finish() {
+  if (thrown_) std::rethrow_exception(thrown_);
+  handOver();
+}
+
+void XercesOutput::handOver() {
+  output_.write(buffer_.data(), buffer_.size());
+  buffer_.clear();
+}
 
 using xercesc::DOMElement;
 

@@ -6,7 +6,7 @@
 #include <xercesc/dom/DOM.hpp>
 
 #include "opc/Streams.hpp"
-#include "xml/XercesString.hpp"
+#include "xml/XercesObjects.hpp"
 #include "xml/XmlLimits.hpp"
 
 namespace opc::model {

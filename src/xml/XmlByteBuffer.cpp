@@ -5,6 +5,7 @@
 #include <array>
 #include <cstring>
 
+#include "text/Unicode.hpp"
 #include "xml/XmlCharacters.hpp"
 
 namespace opc::model {
@@ -58,27 +59,6 @@ constexpr Plain plainWith(std::string_view (*escapeOf)(char16_t)) {
   return plain;
 }
 
-char continuation(char32_t bits) { return static_cast<char>(0x80 | (bits & 0x3F)); }
-
-char* encodeUtf8(char32_t character, char* out) {
-  if (character < 0x80) {
-    *out++ = static_cast<char>(character);
-  } else if (character < 0x800) {
-    *out++ = static_cast<char>(0xC0 | (character >> 6));
-    *out++ = continuation(character);
-  } else if (character < 0x10000) {
-    *out++ = static_cast<char>(0xE0 | (character >> 12));
-    *out++ = continuation(character >> 6);
-    *out++ = continuation(character);
-  } else {
-    *out++ = static_cast<char>(0xF0 | (character >> 18));
-    *out++ = continuation(character >> 12);
-    *out++ = continuation(character >> 6);
-    *out++ = continuation(character);
-  }
-  return out;
-}
-
 }  // namespace
 
 void XmlByteBuffer::require(std::size_t count) {
@@ -116,7 +96,7 @@ void XmlByteBuffer::encode(std::u16string_view text) {
     }
     std::string_view const escape = escapeOf(*at);
     if (escape.empty()) {
-      out = encodeUtf8(takeXmlCharacter(at, end), out);
+      out = unicode::encodeUTF8(takeXmlCharacter(at, end), out);
     } else {
       out = std::copy(escape.begin(), escape.end(), out);
       ++at;

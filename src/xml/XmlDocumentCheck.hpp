@@ -10,7 +10,7 @@
 #include <xercesc/util/XMLEntityResolver.hpp>
 
 #include "opc/Streams.hpp"
-#include "xml/XercesErrorHandler.hpp"
+#include "xml/XercesFaults.hpp"
 #include "xml/XmlLimits.hpp"
 #include "xml/XmlMarkupMeter.hpp"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/XmlExceptions.hpp"
 
 /// The wording of everything that is refused in an XML document. What the parser itself finds has the
 /// parser's text; what is refused on top of that has its text here.

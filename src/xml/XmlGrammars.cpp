@@ -7,7 +7,7 @@
 #include <xercesc/validators/schema/ComplexTypeInfo.hpp>
 #include <xercesc/validators/schema/SchemaGrammar.hpp>
 
-#include "xml/XercesErrors.hpp"
+#include "xml/XercesFaults.hpp"
 #include "xml/XmlSaxParser.hpp"
 
 namespace opc::model {

@@ -7,8 +7,8 @@
 #include <xercesc/framework/XMLGrammarPool.hpp>
 #include <xercesc/sax/InputSource.hpp>
 
-#include "xml/XercesErrorHandler.hpp"
-#include "xml/XercesGuard.hpp"
+#include "xml/XercesFaults.hpp"
+#include "xml/XercesObjects.hpp"
 #include "xml/XmlStreamReader.hpp"
 
 namespace opc::model {

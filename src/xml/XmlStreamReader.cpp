@@ -3,8 +3,9 @@
 
 #include <utility>
 
-#include "xml/XercesErrors.hpp"
-#include "xml/XercesGuard.hpp"
+#include "opc/model/InvalidState.hpp"
+#include "xml/XercesFaults.hpp"
+#include "xml/XercesObjects.hpp"
 #include "xml/XmlGrammars.hpp"
 #include "xml/XmlSaxParser.hpp"
 

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "opc/Streams.hpp"
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/XmlExceptions.hpp"
 #include "xml/XmlLimits.hpp"
 
 namespace opc::model {

@@ -7,9 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "xml/XercesGuard.hpp"
 #include "xml/XercesHelper.hpp"
-#include "xml/XercesOwned.hpp"
+#include "xml/XercesObjects.hpp"
 #include "xml/XmlStreamReader.hpp"
 
 namespace opc::model {

@@ -4,7 +4,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/InvalidState.hpp"
+#include "text/Unicode.hpp"
 
 namespace opc::model {
 namespace {
@@ -14,12 +15,9 @@ constexpr std::size_t kTextPiece = 8'192;
 constexpr std::size_t kIndentWidth = 2;
 constexpr std::u16string_view kWhiteSpace = u" \t\n\r";
 
-/// Cuts off a piece that does not part a surrogate pair.
 std::u16string_view takePiece(std::u16string_view& text) {
-  std::size_t count = std::min(text.size(), kTextPiece);
-  if (count < text.size() && (text[count - 1] & 0xFC00) == 0xD800) ++count;
-  std::u16string_view const piece = text.substr(0, count);
-  text.remove_prefix(count);
+  std::u16string_view const piece = unicode::beginning(text, kTextPiece);
+  text.remove_prefix(piece.size());
   return piece;
 }
 

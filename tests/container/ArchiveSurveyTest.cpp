@@ -5,7 +5,7 @@
 
 #include "container/ArchiveSurvey.hpp"
 #include "container/ZipTestSupport.hpp"
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/ContainerExceptions.hpp"
 #include "support/TestSupport.hpp"
 
 namespace opc::model::zip {

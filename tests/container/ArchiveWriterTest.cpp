@@ -7,7 +7,7 @@
 #include "container/ArchiveWriter.hpp"
 #include "container/AtomicFile.hpp"
 #include "container/ZipTestSupport.hpp"
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/ContainerExceptions.hpp"
 #include "support/TestSupport.hpp"
 
 namespace opc::model::zip {

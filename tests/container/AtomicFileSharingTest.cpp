@@ -11,7 +11,7 @@
 
 #include "container/AtomicFile.hpp"
 #include "io/FileIo.hpp"
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/ContainerExceptions.hpp"
 #include "support/TestSupport.hpp"
 
 namespace opc::model::zip {

@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "container/AtomicFile.hpp"
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/ContainerExceptions.hpp"
 #include "support/TestSupport.hpp"
 
 namespace opc::model::zip {

@@ -6,7 +6,8 @@
 #include "container/Spool.hpp"
 #include "container/ZipTestSupport.hpp"
 #include "opc/Streams.hpp"
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/ContainerExceptions.hpp"
+#include "opc/model/InvalidState.hpp"
 #include "support/TestSupport.hpp"
 
 namespace opc::model::zip {

@@ -5,7 +5,7 @@
 
 #include "container/Archive.hpp"
 #include "container/ZipTestSupport.hpp"
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/ContainerExceptions.hpp"
 #include "support/BoundedRun.hpp"
 #include "support/Corpus.hpp"
 #include "support/TestSupport.hpp"

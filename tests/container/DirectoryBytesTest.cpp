@@ -3,7 +3,7 @@
 
 #include "container/DirectoryBytes.hpp"
 #include "container/ZipTestSupport.hpp"
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/ContainerExceptions.hpp"
 
 namespace opc::model::zip {
 namespace {

@@ -3,7 +3,7 @@
 
 #include "container/EndRecord.hpp"
 #include "container/ZipTestSupport.hpp"
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/ContainerExceptions.hpp"
 #include "support/TestSupport.hpp"
 
 namespace opc::model::zip {

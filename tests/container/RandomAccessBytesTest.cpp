@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "container/RandomAccessBytes.hpp"
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/ContainerExceptions.hpp"
 #include "support/TestSupport.hpp"
 
 namespace opc::model::zip {

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "crypto/CryptoSamples.hpp"
-#include "crypto/Sha256.hpp"
+#include "crypto/Digests.hpp"
 #include "crypto/Utils.hpp"
 #include "support/TestSupport.hpp"
 

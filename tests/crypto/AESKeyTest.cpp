@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <optional>
 
-#include "crypto/CryptoError.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "crypto/CryptoSamples.hpp"
 #include "crypto/SecretBytes.hpp"
 #include "support/MemoryScan.hpp"

@@ -2,9 +2,8 @@
 #include <gtest/gtest.h>
 #include <set>
 
-#include "crypto/AESMessages.hpp"
-#include "crypto/CipherErrors.hpp"
-#include "crypto/CryptoError.hpp"
+#include "crypto/CipherTransforms.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "crypto/SecretBytes.hpp"
 #include "crypto/TransformSamples.hpp"
 #include "crypto/Utils.hpp"

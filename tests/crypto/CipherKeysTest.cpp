@@ -2,8 +2,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-#include "crypto/CipherErrors.hpp"
-#include "crypto/CryptoError.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "crypto/SecretBytes.hpp"
 #include "crypto/Utils.hpp"
 #include "opc/Strings.hpp"

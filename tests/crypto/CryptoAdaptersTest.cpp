@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include "crypto/CryptoDecryptor.hpp"
-#include "crypto/CryptoDigestEngine.hpp"
-#include "crypto/CryptoEncryptor.hpp"
-#include "crypto/CryptoError.hpp"
+#include "crypto/CryptoAdapters.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "crypto/SecretBytes.hpp"
 #include "crypto/Utils.hpp"
 #include "support/CryptoAnswers.hpp"

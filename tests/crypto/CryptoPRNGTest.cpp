@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <set>
 
-#include "crypto/CryptoError.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "crypto/CryptoSamples.hpp"
 #include "support/TestSupport.hpp"
 

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "crypto/CryptoEngine.hpp"
-#include "crypto/CryptoProvider.hpp"
+#include "crypto/CryptoRandom.hpp"
 #include "support/CryptoAnswers.hpp"
 
 namespace cryptolib_test {

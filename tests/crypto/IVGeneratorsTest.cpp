@@ -7,9 +7,8 @@
 #include <gtest/gtest.h>
 #include <unordered_set>
 
-#include "crypto/CryptoError.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "crypto/IVGenerators.hpp"
-#include "crypto/RandomIVGenerator.hpp"
 #include "opc/ztservices/Exceptions.hpp"
 #include "support/CryptoAnswers.hpp"
 #include "support/TestSupport.hpp"

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-#include "crypto/CryptoEncryptor.hpp"
-#include "crypto/EncryptionWithInlineIVTransform.hpp"
+#include "crypto/CipherTransforms.hpp"
+#include "crypto/CryptoAdapters.hpp"
 #include "crypto/IVGenerators.hpp"
 #include "crypto/InlineIVCheck.hpp"
 #include "crypto/TransformSamples.hpp"

@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 #include <iostream>
 
-#include "crypto/CryptoDecryptor.hpp"
-#include "crypto/CryptoEncryptor.hpp"
-#include "crypto/DecryptionWithInlineIVTransform.hpp"
-#include "crypto/EncryptionWithInlineIVTransform.hpp"
+#include "crypto/CipherTransforms.hpp"
+#include "crypto/CryptoAdapters.hpp"
 #include "crypto/IVGenerators.hpp"
 #include "crypto/TransformSamples.hpp"
 #include "opc/ztservices/Exceptions.hpp"

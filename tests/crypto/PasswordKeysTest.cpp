@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include "crypto/CryptoError.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "crypto/CryptoSamples.hpp"
 #include "crypto/PasswordKeys.hpp"
 #include "crypto/Utils.hpp"

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "crypto/Sha256.hpp"
+#include "crypto/Digests.hpp"
 #include "crypto/Utils.hpp"
 
 namespace foundation::crypto {

@@ -18,8 +18,8 @@
 #include "opc/Exception.hpp"
 #include "opc/model/Package.hpp"
 #include "opc/model/PackageHelper.hpp"
-#include "xml/XercesGuard.hpp"
 #include "xml/XercesHelper.hpp"
+#include "xml/XercesObjects.hpp"
 #include "xml/XmlStreamReader.hpp"
 
 namespace {

@@ -6,7 +6,7 @@
 #include "foundation/release_info/ReleaseInfo.hpp"
 #include "opc/Streams.hpp"
 #include "opc/Strings.hpp"
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/XmlExceptions.hpp"
 #include "release/RunningRelease.hpp"
 #include "support/TestSupport.hpp"
 

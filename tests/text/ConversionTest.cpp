@@ -3,7 +3,7 @@
 
 #include "opc/Strings.hpp"
 #include "support/TestSupport.hpp"
-#include "text/Conversion.hpp"
+#include "text/I18n.hpp"
 #include "text/Iconv.hpp"
 #include "text/TextSamples.hpp"
 

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "support/ScopedEnvironment.hpp"
-#include "text/Locale.hpp"
+#include "text/I18n.hpp"
 
 namespace {
 

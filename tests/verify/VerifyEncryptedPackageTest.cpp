@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "crypto/CryptoError.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "opc/ztservices/CipherData.hpp"
 #include "opc/ztservices/Verification.hpp"
 #include "services/tree/EncryptionTestSupport.hpp"

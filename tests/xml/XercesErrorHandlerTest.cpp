@@ -4,7 +4,7 @@
 #include <xercesc/dom/impl/DOMLocatorImpl.hpp>
 #include <xercesc/sax/SAXParseException.hpp>
 
-#include "xml/XercesErrorHandler.hpp"
+#include "xml/XercesFaults.hpp"
 #include "xml/XmlTestSupport.hpp"
 
 using namespace opc::model;

@@ -7,7 +7,7 @@
 #include <xercesc/util/IllegalArgumentException.hpp>
 #include <xercesc/util/OutOfMemoryException.hpp>
 
-#include "xml/XercesErrors.hpp"
+#include "xml/XercesFaults.hpp"
 #include "xml/XmlTestSupport.hpp"
 
 using namespace opc::model;

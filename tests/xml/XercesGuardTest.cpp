@@ -8,7 +8,7 @@
 #include <vector>
 #include <xercesc/util/PlatformUtils.hpp>
 
-#include "xml/XercesGuard.hpp"
+#include "xml/XercesObjects.hpp"
 #include "xml/XmlTestSupport.hpp"
 
 using namespace opc::model;

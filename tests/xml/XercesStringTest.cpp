@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include "xml/XercesString.hpp"
+#include "xml/XercesObjects.hpp"
 
 using opc::model::XercesString;
 

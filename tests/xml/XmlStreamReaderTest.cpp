@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "opc/model/Exceptions.hpp"
 #include "xml/XmlStreamReader.hpp"
 #include "xml/XmlTestSupport.hpp"
 

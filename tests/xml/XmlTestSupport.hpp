@@ -10,8 +10,8 @@
 #include <xercesc/dom/DOM.hpp>
 
 #include "support/TestSupport.hpp"
-#include "xml/XercesGuard.hpp"
 #include "xml/XercesHelper.hpp"
+#include "xml/XercesObjects.hpp"
 #include "xml/XmlStreamReader.hpp"
 
 namespace zt_test {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/XmlExceptions.hpp"
 #include "support/TestSupport.hpp"
 #include "xml/XmlTextRecord.hpp"
 

@@ -2,7 +2,8 @@
 #include <functional>
 #include <gtest/gtest.h>
 
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/InvalidState.hpp"
+#include "opc/model/XmlExceptions.hpp"
 #include "support/TestSupport.hpp"
 #include "xml/XmlTextWriter.hpp"
 

@@ -113,16 +113,17 @@ Exit exitOf(std::vector<Report> const& reports) {
 
 std::string oneLine(std::string const& message) {
   if (opc::getUserDefaultEncoding() != "UTF-8") return withControlsEscaped(message);
-  // One character at a time: a backslash is left alone, since it may be part of an escape that is in already.
+  // Backslashes stay as they are, because they may belong to escapes that the message has already.
   std::u16string const text = opc::toString(message, false);
-  std::string line;
-  for (std::size_t at = 0; at < text.size();) {
-    bool const pair = text[at] >= 0xD800 && text[at] < 0xDC00 && at + 1 < text.size();
-    std::u16string_view const character(text.data() + at, pair ? 2 : 1);
-    line += opc::toUTF8String(character == u"\\" ? std::u16string(character) : opc::escapeForDisplay(character));
-    at += character.size();
+  std::u16string line;
+  for (std::u16string_view rest = text; !rest.empty();) {
+    std::size_t const end = std::min(rest.find(u'\\'), rest.size() - 1) + 1;
+    bool const endsInBackslash = rest[end - 1] == u'\\';
+    line += opc::escapeForDisplay(rest.substr(0, endsInBackslash ? end - 1 : end));
+    if (endsInBackslash) line += u'\\';
+    rest.remove_prefix(end);
   }
-  return line;
+  return opc::toUTF8String(line);
 }
 
 }  // namespace ztpkg

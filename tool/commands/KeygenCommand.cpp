@@ -25,10 +25,9 @@ class KeyText {
     std::array<unsigned char, kKeyBytes> key{};
     if (getentropy(key.data(), key.size()) != 0)
       throw Failure(Report{Exit::Disk, "io-error", std::string("no random bytes: ") + std::strerror(errno), {}});
-    constexpr char kDigits[] = "0123456789abcdef";
     for (std::size_t i = 0; i < key.size(); ++i) {
-      text_[2 * i] = kDigits[key[i] >> 4];
-      text_[2 * i + 1] = kDigits[key[i] & 0xF];
+      text_[2 * i] = opc::hexDigit(key[i] >> 4);
+      text_[2 * i + 1] = opc::hexDigit(key[i] & 0xF);
     }
     text_.back() = '\n';
     explicit_bzero(key.data(), key.size());

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "disk/Selection.hpp"
 
-#include <algorithm>
 #include <iterator>
 #include <utility>
 
@@ -18,15 +17,10 @@ using opc::ztservices::FileSystemManager;
 bool isPattern(std::string const& argument) { return argument.find_first_of("*?[") != std::string::npos; }
 
 bool isAtOrBelow(std::u16string_view path, std::u16string_view folder) {
-  return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == u'/');
+  return path == folder || opc::isBelowPath(path, folder);
 }
 
 }  // namespace
-
-bool Selection::PathLess::operator()(std::u16string_view a, std::u16string_view b) const {
-  auto const less = [](char16_t x, char16_t y) { return x != y && (x == u'/' || (y != u'/' && x < y)); };
-  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), less);
-}
 
 Selection::Selection(FileSystemManager const& manager, std::vector<std::string> const& arguments)
     : takesAll_(arguments.empty()) {

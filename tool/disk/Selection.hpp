@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "disk/Glob.hpp"
+#include "opc/Strings.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 
 namespace ztpkg {
@@ -31,18 +32,12 @@ class Selection {
     std::string argument;
     bool hasMatched;
   };
-  /// A slash comes before everything else, by which the paths below another follow directly on it.
-  struct PathLess {
-    using is_transparent = void;
-    bool operator()(std::u16string_view a, std::u16string_view b) const;
-  };
-
   void addPath(std::u16string path);
   bool isAtOrBelowPath(std::u16string_view path) const;
   bool matchesPattern(std::u16string const& path);
 
   bool takesAll_;
-  std::set<std::u16string, PathLess> paths_;  // none below another
+  std::set<std::u16string, opc::PathLess> paths_;  // none below another
   std::vector<Pattern> patterns_;
 };
 

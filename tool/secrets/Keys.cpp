@@ -50,12 +50,7 @@ std::string_view withoutLineEnd(std::vector<unsigned char> const& bytes) {
   return text;
 }
 
-int valueOf(char digit) {
-  if (digit >= '0' && digit <= '9') return digit - '0';
-  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-  return -1;
-}
+int valueOf(char digit) { return opc::hexValue(static_cast<unsigned char>(digit)); }
 
 }  // namespace
 

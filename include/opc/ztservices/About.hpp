@@ -6,7 +6,7 @@
 
 #include "opc/Export.hpp"
 
-/// What an application may say of itself in a report of a fault. Thread-safe.
+/// Versions, for an application that reports a fault. Every function may be called from any thread.
 namespace opc::ztservices {
 
 /// A library underneath, by the name that it gives itself.
@@ -15,12 +15,11 @@ struct LibraryVersion {
   std::string version;
 };
 
-/// Version of this library, such as "0.1.0": of the one that runs, whatever headers the caller was compiled with.
+/// Version of the running library, such as "0.1.0". The headers that the caller was compiled with may be of another.
 ZT_API std::string getVersion();
 
-/// The libraries underneath, always the same and in the same order: Boost, Xerces-C, zlib, libdeflate, OpenSSL, ICU.
-/// zlib, OpenSSL and ICU tell which of their versions runs; of the others it is the one that this library was
-/// compiled with.
+/// The libraries underneath, always in this order: Boost, Xerces-C, zlib, libdeflate, OpenSSL, ICU. The versions of
+/// zlib, OpenSSL and ICU are those that run; the others are those that this library was compiled with.
 ZT_API std::vector<LibraryVersion> getLibraryVersions();
 
 }  // namespace opc::ztservices

@@ -55,8 +55,8 @@ class ZT_API CipherDataManager : public model::DataManager {
   explicit CipherDataManager(model::Package& package);
   ~CipherDataManager() override;
 
-  /// Throws opc::Exception for an empty hash, salt or IV, and InvalidCipherData where the selector has an entry,
-  /// which stays as it is, or where XML cannot carry one of the texts.
+  /// Adds an entry. Throws opc::Exception for an empty hash, salt or IV, and InvalidCipherData where the selector has
+  /// an entry, which stays as it is, or where XML cannot carry one of the texts.
   void addCipherEntry(model::RelationshipSelector const& selector, std::vector<unsigned char> const& hash,
                       std::u16string const& salt, std::vector<unsigned char> const& iv);
   /// This and getCipherEntry throw CipherEntryNotFound where the selector has no entry.
@@ -64,7 +64,8 @@ class ZT_API CipherDataManager : public model::DataManager {
   CipherEntry getCipherEntry(model::RelationshipSelector const& selector);
   bool hasCipherEntry(model::RelationshipSelector const& selector);
 
-  /// 16 bytes from the cryptographic generator, the salt's as 32 hexadecimal digits.
+  /// 16 bytes from the cryptographic generator; those of the salt as 32 hexadecimal digits. Throw opc::Exception where
+  /// the generator fails.
   static std::u16string generateRandomSalt();
   static std::vector<unsigned char> generateRandomInitVector();
 
@@ -75,7 +76,7 @@ class ZT_API CipherDataManager : public model::DataManager {
   static std::vector<unsigned char> deriveEncryptionKey(std::u16string const& password, std::u16string const& salt,
                                                         std::vector<unsigned char> const& iv, int iterations,
                                                         int keyBytes);
-  /// The hash for the entry of content that is encrypted with that key.
+  /// The hash to store in the entry of content that is encrypted with that key.
   static std::vector<unsigned char> derivePasswordHash(std::u16string const& password, std::u16string const& salt,
                                                        std::vector<unsigned char> const& iv, int iterations,
                                                        int keyBytes);

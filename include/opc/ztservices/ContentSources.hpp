@@ -57,9 +57,9 @@ class ZT_API PartContentSource final : public IContentSource {
   std::unique_ptr<InputStream> stream_;
 };
 
-/// A file on disk, opened when the source is made. Without a content type it carries the one that the
-/// extension table gives for the path, or getTALBEXDefaultContentType(); without operations it uses the
-/// local disk. Throws CouldNotOpenFile ("Could not open file: " and the path; its error code is empty).
+/// A file on disk, which the constructor opens. Without a content type it has that of the extension table for the path,
+/// or getTALBEXDefaultContentType(). Without operations it uses the local disk; operations are needed only during
+/// construction. Throws CouldNotOpenFile ("Could not open file: " and the path; its error code is empty).
 class ZT_API FileContentSource final : public IContentSource {
  public:
   explicit FileContentSource(std::u16string const& path);

@@ -7,8 +7,8 @@
 #include "opc/FileSystemOps.hpp"
 #include "opc/model/ContentType.hpp"
 
-/// The content types of the kinds of file that packages hold, and the table from file extension to
-/// content type. All functions are thread-safe and return new objects.
+/// The content types of the kinds of file that packages hold, and the table from file extension to content type. Every
+/// function may be called from any thread and returns a new object.
 namespace opc::ztservices {
 
 ZT_API model::ContentType getJPEGContentType();
@@ -32,11 +32,11 @@ ZT_API model::ContentType getGantrelProtectedModelContentType();
 ZT_API model::ContentType getGantrelDataDictionaryContentType();
 ZT_API model::ContentType getGantrelTemplateContentType();
 ZT_API model::ContentType getQuorillChartContentType();
-/// What a file gets whose extension the table lacks, when it is added from disk.
+/// The content type of a file that is added from disk if the table lacks its extension.
 ZT_API model::ContentType getTALBEXDefaultContentType();
 
-/// The table's content type for the extension ("txt"; native modules with their dot: ".kvxa64"), matched
-/// exactly and case-sensitively, or `defaultType` where the table has no such row.
+/// The table's content type for the extension ("txt"; native modules with their dot: ".kvxa64"), or `defaultType` where
+/// the table has no such row. Letters match in their own case only.
 ZT_API model::ContentType lookupContentType(std::u16string const& extension, model::ContentType const& defaultType);
 
 /// The same for the extension that `operations` gives for the path.

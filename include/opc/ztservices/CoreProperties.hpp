@@ -35,9 +35,9 @@ class ZT_API CoreProperties {
   using Time = boost::posix_time::ptime;
   using Keyword = model::CoreProperties::Keyword;
 
-  /// Everything empty or absent, the release a legacy one of no family; not valid.
+  /// Everything is empty or absent, and the release is a legacy one without a family. Such a record is not valid.
   CoreProperties();
-  /// These throw what the setters throw.
+  /// Both throw what the setters throw.
   CoreProperties(std::u16string const& contentType, std::u16string const& contentTypeFriendlyName,
                  ReleaseInfo const& release);
   CoreProperties(std::u16string const& contentType, std::u16string const& contentTypeFriendlyName,
@@ -64,7 +64,7 @@ class ZT_API CoreProperties {
   std::u16string const& getRevision() const { return opcProps_.getRevision(); }
   void setKeywords(std::vector<Keyword> const& value) { opcProps_.setKeywords(value); }
   std::vector<Keyword> const& getKeywords() const { return opcProps_.getKeywords(); }
-  /// The two refuse not-a-date-time and the infinities, so that a time once set can only be changed.
+  /// Both time setters refuse not-a-date-time and the infinities: a time that is set can change, but not vanish.
   void setCreatedTime(Time value);
   Time getCreatedTime() const { return opcProps_.getCreated(); }
   void setLastModifiedTime(Time value);
@@ -78,17 +78,17 @@ class ZT_API CoreProperties {
   /// Must not be empty and must have no white space at its ends.
   void setContentTypeFriendlyName(std::u16string const& value);
   std::u16string const& getContentTypeFriendlyName() const { return contentTypeFriendlyName_; }
-  /// Write-once: takes another UUID, or the same one in another letter case, only where there is none.
+  /// Can be set once. Afterwards it refuses another UUID, and the same one in another letter case.
   void setUUID(std::u16string const& value);
   boost::optional<std::u16string> const& getUUID() const { return uuid_; }
-  /// Sets a random UUID (RFC 4122, version 4, in lower case) from the cryptographic generator. Throws where there is a
-  /// UUID already, and when the generator fails.
+  /// Sets a random UUID (RFC 4122, version 4, in lower case) from the cryptographic generator. Throws where the record
+  /// has a UUID already, and where the generator fails.
   void generateAndSetUUID();
-  /// Looks at the release family alone, which must be like "R2026b".
+  /// Checks the release family only, which has the form "R2026b".
   void setTALBEXReleaseInfo(ReleaseInfo const& value);
   ReleaseInfo getTALBEXReleaseInfo() const { return releaseInfo_; }
-  /// The running product's full information where the release is its family, whatever the letter case,
-  /// otherwise a legacy one.
+  /// Sets the running product's full information if the release is its family, in any letter case; otherwise sets a
+  /// legacy release.
   void setTALBEXRelease(std::u16string const& release);
   /// The release family.
   std::u16string getTALBEXRelease() const;
@@ -130,11 +130,11 @@ class ZT_API CoreProperties {
 /// it. The manager borrows the package and must not outlive it. One thread at a time. Of several managers of one
 /// package, the last one that is dirty at a save determines the properties.
 ///
-/// When the package is saved after setCoreProperties, InvalidCoreProperties ("Not all required core
-/// properties are set") is thrown unless the record is valid; a record without UUID gets one, one without
-/// time of creation gets the current time when its part is first made. The parts that relationships lead to
-/// are rewritten where they are. A legacy release has no third part, and an old one is deleted. Texts that
-/// XML cannot carry throw model::InvalidXMLDocument; the package's file is then as before.
+/// A save after setCoreProperties throws InvalidCoreProperties ("Not all required core properties are set") unless the
+/// record is valid. It gives a UUID to a record without one, and the current time to one without time of creation when
+/// its part is first made. Existing parts that relationships target are rewritten in place. A legacy release has no
+/// third part; an old one is deleted. Texts that XML cannot carry throw model::InvalidXMLDocument; the package's file
+/// is then unchanged.
 class ZT_API CorePropertiesManager : public model::DataManager {
  public:
   explicit CorePropertiesManager(model::Package& package);
@@ -166,7 +166,7 @@ class ZT_API CorePropertiesManager : public model::DataManager {
   std::vector<std::u16string> doGetManagedRelationshipTypes() const override;
 
  private:
-  // Mutable because a const operation may be the one that loads.
+  // Mutable because const operations load on first use.
   mutable CoreProperties properties_;
   std::unique_ptr<model::XmlTextRecord> vendorXml_;
   std::unique_ptr<model::XmlTextRecord> extensionXml_;

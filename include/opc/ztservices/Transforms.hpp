@@ -22,24 +22,25 @@ class ZT_API TransformSource : public IContentSource {
   explicit TransformSource(std::unique_ptr<IContentSource> source);
   ~TransformSource() override;
 
-  /// The wrapped source's content type as transformed, worked out at each call. Throws
-  /// CouldNotTransformContentType, which names the wrapped source's content type.
+  /// The wrapped source's content type, transformed anew at each call. Throws CouldNotTransformContentType, which names
+  /// the wrapped source's content type, where the transformation fails.
   model::ContentType getContentType() override;
 
-  /// The transformed bytes; the same stream at every call. Where the whole stream has to be transformed at
-  /// once, the first call reads and transforms all of it; otherwise nothing is read before the stream is, and
-  /// each read that finds nothing pending transforms one block of as many bytes as it was asked for. So a read
-  /// may deliver fewer bytes than asked for, and none, before the end. reset() and clear() of a stream that is
-  /// transformed in blocks are those of the wrapped stream and leave pending output as it is.
+  /// The transformed bytes, the same stream at every call; this object owns it. If the whole stream must be transformed
+  /// at once, the first call reads and transforms all of it. Otherwise nothing is read before the stream is read, and
+  /// each read that finds no pending output transforms one block of as many bytes as the caller requests. A read may
+  /// therefore deliver fewer bytes than requested, or none, before the end. reset() and clear() of a stream that is
+  /// transformed in blocks are those of the wrapped stream and keep pending output.
   ///
-  /// CouldNotTransformContentData, which names the wrapped source's content type, is thrown by this call for
-  /// a whole stream, and a later call tries again with what is then left to read; by the read for a block,
-  /// which is skipped. What the wrapped source throws comes through unchanged.
+  /// Where the transformation fails, CouldNotTransformContentData names the wrapped source's content type. For a whole
+  /// stream this call throws it, and a later call tries again with what is then left to read. For a block the read
+  /// throws it, and skips the block. Exceptions of the wrapped source pass through unchanged.
   InputStream& getInputStream() override;
 
-  /// Whether transformData() has to see the whole stream at once. Asked by the first getInputStream().
+  /// Whether transformData() needs the whole stream at once. The first getInputStream() calls this.
   virtual bool mustTransformEntireStream() = 0;
-  /// `out` comes as a copy of `in`, the wrapped source's content type. False for failure.
+  /// Transforms `in`, the wrapped source's content type, into `out`, which holds a copy of `in` at the call. Returns
+  /// false on failure.
   virtual bool transformContentType(model::ContentType const& in, model::ContentType& out) = 0;
   /// Puts the transformed bytes of `in` into `out`, which is empty at first and may get any size. False for failure.
   virtual bool transformData(std::vector<unsigned char> const& in, std::vector<unsigned char>& out) = 0;
@@ -69,8 +70,8 @@ class ZT_API UDEToUTF8Transform : public TransformSource {
 /// initialization vector (IV) is not part of the message. The content type gains the parameter encryption=AES.
 class ZT_API AESEncryptionTransform : public TransformSource {
  public:
-  /// The key has 32 bytes; the IV has 16, or none for a random one. An IV must never serve twice under one key.
-  /// Throws where a length is wrong (opc::Exception for the key, std::runtime_error for the IV).
+  /// The key has 32 bytes. The IV has 16, or none for a random one. An IV must never be used twice under one key.
+  /// Throws for a wrong length: opc::Exception for the key, std::runtime_error for the IV.
   AESEncryptionTransform(std::unique_ptr<IContentSource> source, std::vector<unsigned char> const& key,
                          std::vector<unsigned char> const& iv);
   AESEncryptionTransform(std::unique_ptr<IContentSource> source, std::vector<unsigned char> const& key);
@@ -92,7 +93,7 @@ class ZT_API AESEncryptionTransform : public TransformSource {
 /// wrong key or IV, or content that was modified in any way, fails as a whole: no byte of it is delivered.
 class ZT_API AESDecryptionTransform : public TransformSource {
  public:
-  /// Throws where a length is wrong, as AESEncryptionTransform does.
+  /// Throws for a wrong length, as AESEncryptionTransform does.
   AESDecryptionTransform(std::unique_ptr<IContentSource> source, std::vector<unsigned char> const& key,
                          std::vector<unsigned char> const& iv);
 

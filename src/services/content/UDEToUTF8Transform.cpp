@@ -3,8 +3,7 @@
 
 #include "opc/ztservices/ContentTypes.hpp"
 #include "opc/ztservices/Transforms.hpp"
-#include "text/CharsetDetection.hpp"
-#include "text/Conversion.hpp"
+#include "text/I18n.hpp"
 #include "text/LargePages.hpp"
 
 namespace opc::ztservices {

@@ -1,19 +1,48 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opc/ztservices/CoreProperties.hpp"
 
+#include <boost/regex.hpp>
 #include <boost/uuid/nil_generator.hpp>
 #include <boost/uuid/uuid_io.hpp>
+#include <locale>
 
 #include "crypto/CryptoEngine.hpp"
-#include "crypto/CryptoProvider.hpp"
+#include "crypto/CryptoRandom.hpp"
 #include "opc/Strings.hpp"
 #include "opc/Time.hpp"
 #include "services/properties/Messages.hpp"
-#include "services/properties/Patterns.hpp"
 #include "services/properties/RandomUUID.hpp"
 
 namespace opc::ztservices {
 namespace {
+
+/// Letters and digits of the expression are those of the classic locale, ASCII alone, whatever the global locale is.
+boost::wregex makePattern(wchar_t const* text) {
+  boost::wregex pattern;
+  pattern.imbue(std::locale::classic());
+  pattern.assign(text);
+  return pattern;
+}
+
+bool matches(std::u16string const& text, boost::wregex const& pattern) {
+  return boost::regex_match(toWideString(text), pattern);
+}
+
+bool matchesSubType(std::u16string const& text) {
+  static boost::wregex const pattern = makePattern(LR"(^vnd\.corvanta\.[\w-]+\.[\w-]+$)");
+  return matches(text, pattern);
+}
+
+bool matchesUUID(std::u16string const& text) {
+  static boost::wregex const pattern =
+      makePattern(L"[[:xdigit:]]{8}-[[:xdigit:]]{4}-[[:xdigit:]]{4}-[[:xdigit:]]{4}-[[:xdigit:]]{12}");
+  return matches(text, pattern);
+}
+
+bool matchesRelease(std::u16string const& text) {
+  static boost::wregex const pattern = makePattern(LR"(^R\d{4}(a|b)$)");
+  return matches(text, pattern);
+}
 
 void require(bool isValid, char const* message) {
   if (!isValid) throw InvalidCorePropertyValue(message);
@@ -21,7 +50,7 @@ void require(bool isValid, char const* message) {
 
 std::u16string toText(boost::uuids::uuid const& uuid) { return toString(boost::uuids::to_string(uuid)); }
 
-/// Bytes that are not UTF-8 become a text that is no release.
+/// Bytes that are not UTF-8 become a text that is no valid release.
 std::u16string familyOf(CoreProperties::ReleaseInfo const& info) { return toString(info.getReleaseFamily(), false); }
 
 }  // namespace
@@ -94,7 +123,7 @@ bool CoreProperties::isValid() const {
 bool CoreProperties::isValidContentType(std::u16string const& value) {
   try {
     model::ContentType const type(value);
-    return type.getType() == u"application" && patterns::matchesSubType(type.getSubType());
+    return type.getType() == u"application" && matchesSubType(type.getSubType());
   } catch (Exception const&) {
     return false;
   }
@@ -104,9 +133,9 @@ bool CoreProperties::isValidContentTypeFriendlyName(std::u16string const& value)
   return !value.empty() && !hasWhitespace(value.substr(0, 1)) && !hasWhitespace(value.substr(value.size() - 1));
 }
 
-bool CoreProperties::isValidUUID(std::u16string const& value) { return patterns::matchesUUID(value); }
+bool CoreProperties::isValidUUID(std::u16string const& value) { return matchesUUID(value); }
 
-bool CoreProperties::isValidTALBEXRelease(std::u16string const& value) { return patterns::matchesRelease(value); }
+bool CoreProperties::isValidTALBEXRelease(std::u16string const& value) { return matchesRelease(value); }
 
 bool CoreProperties::isValidTALBEXReleaseInfo(ReleaseInfo const& value) {
   return isValidTALBEXRelease(familyOf(value));

@@ -1,22 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "services/tree/CompactText.hpp"
 
-#include <algorithm>
 #include <cstring>
+
+#include "text/Ascii.hpp"
 
 namespace opc::ztservices {
 namespace {
 
 constexpr char kWide = '\xFF';  // no ASCII character
 
-bool isASCII(std::u16string_view text) {
-  return std::all_of(text.begin(), text.end(), [](char16_t unit) { return unit < 0x80; });
-}
-
 }  // namespace
 
 CompactText::CompactText(std::u16string_view text) {
-  if (isASCII(text)) {
+  if (ascii::isAscii(text)) {
     bytes_.assign(text.begin(), text.end());
     return;
   }

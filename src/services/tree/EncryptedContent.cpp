@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "crypto/DecryptionWithInlineIVTransform.hpp"
+#include "crypto/CipherTransforms.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/Exceptions.hpp"

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "opc/Strings.hpp"
 #include "opc/ztservices/Exceptions.hpp"
 #include "services/tree/Messages.hpp"
 #include "services/tree/PathRules.hpp"
@@ -13,10 +14,6 @@ namespace {
 
 [[noreturn]] void throwUnsafe(std::u16string const& path) {
   throw UnsafeEntryPath(messages::withPath(messages::kUnsafePath, path));
-}
-
-bool isBelow(std::u16string_view path, std::u16string_view folder) {
-  return path.size() > folder.size() && path.starts_with(folder) && path[folder.size()] == u'/';
 }
 
 }  // namespace
@@ -34,23 +31,18 @@ void ExtractionCheck::check(std::u16string const& path, bool isLink) {
   if (parent != checkedParent_) checkParent(path, parent);
 }
 
-bool ExtractionCheck::PathLess::operator()(std::u16string_view a, std::u16string_view b) const {
-  auto const less = [](char16_t x, char16_t y) { return x != y && (x == u'/' || (y != u'/' && x < y)); };
-  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), less);
-}
-
 /// Where a link stands above a path, all links between the two in order stand below it. Then the last of
 /// them is refused, if not the path: looking at the one before each path finds all that is to be refused.
 void ExtractionCheck::throwIfThroughNotedLink(std::u16string const& path, std::u16string const& place,
                                               bool isLink) const {
   auto const link = links_.lower_bound(place);
   if (!isLink && link != links_.end() && *link == place) throwUnsafe(path);
-  if (link != links_.begin() && isBelow(place, *std::prev(link))) throwUnsafe(path);
+  if (link != links_.begin() && isBelowPath(place, *std::prev(link))) throwUnsafe(path);
 }
 
 /// Begins where the path leaves the one that was checked last.
 void ExtractionCheck::checkParent(std::u16string const& path, std::u16string_view parent) {
-  bool const goesOn = checkedParent_.empty() || isBelow(parent, checkedParent_);
+  bool const goesOn = checkedParent_.empty() || isBelowPath(parent, checkedParent_);
   std::size_t end = goesOn ? checkedParent_.size() : 0;
   checkedParent_.clear();  // nothing is taken for checked if the disk throws
   while (end < parent.size()) {

@@ -21,11 +21,6 @@ class ExtractionCheck {
   void check(std::u16string const& path, bool isLink);
 
  private:
-  /// A slash comes before everything else, by which the paths below another follow directly on it.
-  struct PathLess {
-    bool operator()(std::u16string_view a, std::u16string_view b) const;
-  };
-
   void throwIfThroughNotedLink(std::u16string const& path, std::u16string const& place, bool isLink) const;
   void checkParent(std::u16string const& path, std::u16string_view parent);
   void throwIfLink(std::u16string const& path, std::u16string_view place) const;

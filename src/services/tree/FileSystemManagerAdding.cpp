@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <utility>
 
-#include "crypto/EncryptionWithInlineIVTransform.hpp"
+#include "crypto/CipherTransforms.hpp"
 #include "opc/ztservices/ContentTypes.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "opc/ztservices/Transforms.hpp"

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <utility>
 
-#include "crypto/CryptoDecryptor.hpp"
-#include "crypto/CryptoDigestEngine.hpp"
-#include "crypto/CryptoEncryptor.hpp"
+#include "crypto/CryptoAdapters.hpp"
 #include "crypto/IVGenerators.hpp"
 #include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/FileSystem.hpp"

@@ -2,7 +2,7 @@
 #include <set>
 #include <utility>
 
-#include "crypto/EncryptionWithInlineIVTransform.hpp"
+#include "crypto/CipherTransforms.hpp"
 #include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/EncryptedContent.hpp"

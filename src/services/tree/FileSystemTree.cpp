@@ -8,7 +8,7 @@
 #include "opc/Exception.hpp"
 #include "opc/Strings.hpp"
 #include "services/tree/ManifestNames.hpp"
-#include "text/Locale.hpp"
+#include "text/I18n.hpp"
 
 namespace opc::ztservices {
 namespace {

@@ -10,6 +10,7 @@
 #include "opc/Time.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "services/tree/ManifestNames.hpp"
+#include "xml/XmlByteBuffer.hpp"
 #include "xml/XmlLimits.hpp"
 #include "xml/XmlTextWriter.hpp"
 
@@ -36,26 +37,16 @@ std::u16string_view typeText(FileSystemNodeType type) {
   return manifest::kFolder;
 }
 
-/// What one character of an attribute takes up at most for each of its code units: "&quot;".
+/// The most bytes that one code unit of an attribute takes: "&quot;".
 constexpr std::size_t kLongestEscape = 6;
 
-/// How many bytes the value is in the document.
 std::size_t escapedLength(std::u16string_view value) {
-  std::size_t length = 0;
-  for (char16_t const unit : value) {
-    if (unit == u'"')
-      length += 6;
-    else if (unit == u'&' || unit == u'\t' || unit == u'\n' || unit == u'\r')
-      length += 5;
-    else if (unit == u'<' || unit == u'>')
-      length += 4;
-    else
-      length += unit < 0x80 ? 1 : unit < 0x800 || (unit >= 0xD800 && unit <= 0xDFFF) ? 2 : 3;
-  }
-  return length;
+  model::XmlByteBuffer buffer;
+  buffer.appendAttributeValue(value);
+  return buffer.size();
 }
 
-/// A manifest that its reader refuses would be the end of the file system; better none is written.
+/// A manifest that its reader refuses would make the file system unreadable.
 void throwIfTooLong(std::u16string_view value, std::u16string const& name) {
   std::size_t const limit = model::XmlLimits().attributeBytes;
   if (value.size() <= limit / kLongestEscape || escapedLength(value) <= limit) return;

@@ -7,16 +7,12 @@
 
 namespace opc::ztservices {
 
-/// More UTF-16 code units than this no path or link target may have: written with every character
-/// escaped, it is still an attribute that the manifest reader takes.
+/// The most UTF-16 code units of a path or link target. With every character escaped, it is still an attribute that
+/// the manifest reader accepts.
 inline constexpr std::size_t kMaximumNameUnits = 131'072;
 
-/// Whether the manifest can carry the text: characters of XML 1.0 only (no controls but tab, line feed and
-/// carriage return, no lone surrogates, neither U+FFFE nor U+FFFF).
-bool isCarriable(std::u16string_view text);
-
-/// For a path or link target that is about to enter the tree: throws InvalidEntryName, showing it escaped,
-/// when it is not carriable or too long, so that no manifest is ever written that cannot be read back.
+/// Checks a path or link target that is about to enter the tree. Throws InvalidEntryName, which shows it escaped,
+/// where it is too long or XML cannot carry it: otherwise a manifest could be written that cannot be read back.
 void throwIfNotCarriable(std::u16string_view text);
 
 }  // namespace opc::ztservices

@@ -8,7 +8,7 @@
 #include "opc/Exception.hpp"
 #include "services/tree/FileSystemTree.hpp"
 #include "support/TestSupport.hpp"
-#include "text/Locale.hpp"
+#include "text/I18n.hpp"
 
 namespace opc::ztservices {
 namespace {

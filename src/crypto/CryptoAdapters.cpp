@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "crypto/CryptoAdapters.hpp"
+
+#include "crypto/Algorithms.hpp"
+#include "crypto/CryptoEngine.hpp"
+#include "crypto/CryptoRandom.hpp"
+
+namespace opc::ztservices {
+
+using foundation::crypto::AESDecryptor;
+using foundation::crypto::AESEncryptor;
+using foundation::crypto::CryptoEngine;
+using foundation::crypto::DigestEngine;
+using foundation::crypto::utils::AESMode;
+
+CryptoEncryptor::CryptoEncryptor(std::vector<unsigned char> const& keyBytes)
+    : provider_(std::make_shared<foundation::crypto::cryptopp::CryptoProvider>()),
+      key_(CryptoEngine(provider_).createAES256Key(keyBytes)) {}
+
+void CryptoEncryptor::initialize(std::string const& algorithm, std::vector<unsigned char> const& iv) {
+  checkAlgorithm(algorithm, kEncryptionAlgorithm, "Unsupported encryption type and mode.");
+  CryptoEngine const engine(provider_);
+  current_ = std::make_shared<AESEncryptor>(engine.createAES256Encryptor(
+      key_, iv, AESMode::GCM, engine.getDefaultAESPaddingMode(), engine.getDefaultCryptoPRNG()));
+}
+
+std::vector<unsigned char> CryptoEncryptor::encrypt(std::vector<unsigned char> const& data) {
+  return foundation::crypto::encrypt(data, initialized(current_));
+}
+
+void CryptoEncryptor::encryptTo(std::span<unsigned char const> data, std::vector<unsigned char>& out) {
+  initialized(current_).append(data, out);
+}
+
+CryptoDecryptor::CryptoDecryptor(std::vector<unsigned char> const& keyBytes)
+    : provider_(std::make_shared<foundation::crypto::cryptopp::CryptoProvider>()),
+      key_(CryptoEngine(provider_).createAES256Key(keyBytes)) {}
+
+void CryptoDecryptor::initialize(std::string const& algorithm, std::vector<unsigned char> const& iv) {
+  checkAlgorithm(algorithm, kEncryptionAlgorithm, "Unsupported decryption type and mode.");
+  CryptoEngine const engine(provider_);
+  current_ = std::make_shared<AESDecryptor>(engine.createAES256Decryptor(
+      key_, iv, AESMode::GCM, engine.getDefaultAESPaddingMode(), engine.getDefaultCryptoPRNG()));
+}
+
+std::vector<unsigned char> CryptoDecryptor::decrypt(std::vector<unsigned char> const& data) {
+  return foundation::crypto::decrypt(data, initialized(current_));
+}
+
+void CryptoDecryptor::decryptTo(std::span<unsigned char const> data, std::vector<unsigned char>& out) {
+  initialized(current_).append(data, out);
+}
+
+CryptoDigestEngine::CryptoDigestEngine(std::vector<unsigned char> const& keyBytes)
+    : provider_(std::make_shared<foundation::crypto::cryptopp::CryptoProvider>()),
+      keyBytes_(keyBytes.begin(), keyBytes.end()) {}
+
+void CryptoDigestEngine::initialize(std::string const& algorithm) {
+  checkAlgorithm(algorithm, kDigestAlgorithm, "Unsupported digest algorithm.");
+  current_ = std::make_shared<DigestEngine>(CryptoEngine(provider_).createHMACSHA256DigestEngine(keyBytes_));
+}
+
+std::vector<unsigned char> CryptoDigestEngine::digest(std::vector<unsigned char> const& data) {
+  return initialized(current_).digest(data);
+}
+
+}  // namespace opc::ztservices

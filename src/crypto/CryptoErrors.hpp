@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <stdexcept>
+
+#include "opc/Exception.hpp"
+#include "opc/Export.hpp"
+
+namespace foundation::crypto {
+
+/// The cryptographic library refused an operation. The message names the operation and the library's reason.
+class ZT_API CryptoError : public opc::Exception {
+ public:
+  using opc::Exception::Exception;
+};
+
+}  // namespace foundation::crypto
+
+namespace foundation::crypto::utils {
+
+/// A message could not be encrypted: its length or that of the initialization vector is not allowed, or the
+/// library underneath refused.
+class ZT_API CouldNotEncrypt : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// A message could not be decrypted. Whatever the reason (a wrong key or password, a changed bit, a missing
+/// end, an initialization vector of another length) the error is the same: a difference would help an attacker.
+class ZT_API CouldNotDecrypt : public std::runtime_error {
+ public:
+  CouldNotDecrypt() : std::runtime_error("The key is wrong or the content is damaged") {}
+};
+
+}  // namespace foundation::crypto::utils

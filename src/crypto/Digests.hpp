@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <memory>
+
+#include "crypto/Bytes.hpp"
+#include "crypto/CryptoErrors.hpp"
+
+namespace foundation::crypto {
+
+/// HMAC-SHA256 (RFC 2104, FIPS 180-4) under one key of any length, which is wiped at the end. One thread at a
+/// time. Throws CryptoError when the library underneath refuses.
+class DigestEngine {
+ public:
+  static constexpr std::size_t kDigestBytes = 32;
+
+  explicit DigestEngine(BytesView key);
+  ~DigestEngine();
+  DigestEngine(DigestEngine&&) noexcept;
+  DigestEngine& operator=(DigestEngine&&) noexcept;
+
+  /// The digest of these bytes alone: nothing is left of earlier calls.
+  Bytes digest(BytesView data);
+
+ private:
+  struct Context;
+  std::unique_ptr<Context> context_;
+};
+
+/// SHA-256 (FIPS 180-4) of bytes that arrive in pieces. After finish() the object starts anew. One thread
+/// at a time. Every operation throws CryptoError when the library underneath refuses it.
+class Sha256 {
+ public:
+  static constexpr std::size_t kDigestBytes = 32;
+  using Digest = std::array<unsigned char, kDigestBytes>;
+
+  Sha256();
+  ~Sha256();
+  Sha256(Sha256&&) noexcept;
+  Sha256& operator=(Sha256&&) noexcept;
+
+  void update(void const* data, std::size_t count);
+  Digest finish();
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace foundation::crypto

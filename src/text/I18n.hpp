@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <iosfwd>
+#include <string>
+
+/// Text of named character sets, and the locale's.
+namespace fl::i18n {
+
+/// Name of the character set that the text is written in, with which codecvt_string_to_ustring converts all of it.
+/// "UTF-8" for well-formed UTF-8, plain ASCII and empty text. In this order:
+///
+/// 1. A byte-order mark decides, and the name says the byte order.
+/// 2. UTF-16 and UTF-32 without a mark show by the bytes that other text never has (NUL and the like). Text
+///    without a single one, a few ideographs without punctuation, is not recognised.
+/// 3. ASCII with the escape sequences of ISO-2022 is in the variant that they belong to.
+/// 4. What is well-formed UTF-8 is UTF-8.
+/// 5. Statistics over the first lines that hold more than ASCII, up to 8 KiB, select an older character set. Where
+///    several fit (those of DOS share most letters, say, and text of a few words fits many), the likelier one wins.
+/// 6. Where the whole text cannot be of that set, the user's default encoding is tried. One line on `diagnostics`,
+///    under the `name` of the text, reports that it was taken.
+///
+/// Throws opc::UndecodableText when no character set fits: text that contradicts its mark, damaged UTF-8, and bytes
+/// with NULs and other controls that text does not have.
+std::string detect_charset(char const* bytes, std::size_t count, std::ostream& diagnostics, std::u16string const& name);
+
+/// Converts text of one character set to UTF-16. A byte-order mark is text like any other where the name of the
+/// character set says the byte order ("UTF-16LE"). One thread at a time.
+class codecvt_string_to_ustring {
+ public:
+  /// Where `strict`, bytes that the character set does not have are an error; otherwise U+FFFD replaces them. Throws
+  /// opc::UndecodableText for an unknown character set.
+  codecvt_string_to_ustring(std::string const& charset, bool strict);
+
+  /// Throws opc::UndecodableText, which names the position of the first invalid byte.
+  std::u16string do_convert(char const* bytes, std::size_t count) const;
+
+ private:
+  std::string charset_;
+  bool strict_;
+};
+
+/// Throws opc::UndecodableText for a lone surrogate.
+std::string ustring_to_utf8(std::u16string const& text);
+
+/// Name of the encoding of the user's locale ("UTF-8", "ISO-8859-1", "US-ASCII"), as the environment gives it
+/// at the time of the call. May be called from any thread.
+std::u16string getGlobalLocaleEncodingName();
+
+}  // namespace fl::i18n
