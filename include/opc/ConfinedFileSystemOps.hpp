@@ -27,7 +27,7 @@ struct Confinement {
 /// only where they go down by folders that are there (operation_not_permitted). Links themselves, not what
 /// they point to, have permissions and times here, and those permissions cannot be changed.
 ///
-/// A file is written under a temporary name (".ztservices-" and a number, mode 0600) and takes its own by
+/// A file is written under a temporary name (".ztservices-" and random characters, mode 0600) and takes its own by
 /// commit(), with the mode 0666 less the umask of the constructor's time; without commit() nothing remains.
 /// Special permission bits (set-user-ID, set-group-ID, sticky) are dropped. In all else it behaves as
 /// LocalFileSystemOps. Any number of threads may use one object, and streams may outlive it.

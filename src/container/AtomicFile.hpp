@@ -7,7 +7,7 @@
 #include <string>
 
 #include "container/ArchiveWriter.hpp"
-#include "container/FileIdentity.hpp"
+#include "io/FileHandle.hpp"
 
 namespace opc::model::zip {
 

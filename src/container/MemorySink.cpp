@@ -3,7 +3,7 @@
 
 #include "container/ArchiveWriter.hpp"
 #include "container/ZipErrors.hpp"
-#include "io/FileIo.hpp"
+#include "io/FileHandle.hpp"
 #include "opc/Exception.hpp"
 
 namespace opc::model::zip {
@@ -18,8 +18,9 @@ void MemorySink::write(void const* data, std::size_t count) {
 void MemorySink::copyFrom(int descriptor, std::uint64_t offset, std::uint64_t count) {
   std::size_t const end = bytes_.size();
   bytes_.resize(end + static_cast<std::size_t>(count));
-  if (int const error = readFully(descriptor, offset, bytes_.data() + end, static_cast<std::size_t>(count)))
-    throw couldNotSave("memory", error == kEndOfFile ? EIO : error);
+  boost::system::error_code error;
+  if (readAt(descriptor, offset, bytes_.data() + end, static_cast<std::size_t>(count), error) < count)
+    throw couldNotSave("memory", error ? error.value() : EIO);
 }
 
 }  // namespace opc::model::zip

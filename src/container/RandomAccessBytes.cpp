@@ -2,13 +2,11 @@
 #include "container/RandomAccessBytes.hpp"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 
 #include "container/ZipErrors.hpp"
-#include "io/FileIo.hpp"
 
 namespace opc::model::zip {
 namespace {
@@ -19,23 +17,24 @@ void checkRange(std::uint64_t size, std::uint64_t offset, std::size_t count) {
 
 class FileBytes final : public RandomAccessBytes {
  public:
-  FileBytes(std::string path, Descriptor file, std::uint64_t size)
+  FileBytes(std::string path, FileHandle file, std::uint64_t size)
       : path_(std::move(path)), file_(std::move(file)), size_(size) {}
 
   std::uint64_t size() const override { return size_; }
 
   void readAt(std::uint64_t offset, void* buffer, std::size_t count) const override {
     checkRange(size_, offset, count);
-    int const error = readFully(file_.get(), offset, buffer, count);
-    if (error == kEndOfFile) throw damagedArchive("it became shorter while it was open");
-    if (error) throw couldNotOpen(path_, error);
+    boost::system::error_code error;
+    std::size_t const got = file_.readAt(offset, buffer, count, error);
+    if (error) throw couldNotOpen(path_, error.value());
+    if (got < count) throw damagedArchive("it became shorter while it was open");
   }
 
-  int descriptor() const override { return file_.get(); }
+  int descriptor() const override { return file_.descriptor(); }
 
  private:
   std::string path_;
-  Descriptor file_;
+  FileHandle file_;
   std::uint64_t size_;
 };
 
@@ -56,13 +55,10 @@ class MemoryBytes final : public RandomAccessBytes {
   std::vector<unsigned char> bytes_;
 };
 
-int openForReading(std::string const& path) {
-  if (path.find('\0') != std::string::npos) throw couldNotOpen(path, EINVAL);
-  int fd;
-  do fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);  // a fifo must not make it wait
-  while (fd < 0 && errno == EINTR);
-  if (fd < 0) throw couldNotOpen(path, errno);
-  return fd;
+struct stat statusOf(int descriptor, std::string const& path) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) throw couldNotOpen(path, errno);
+  return status;
 }
 
 }  // namespace
@@ -70,12 +66,18 @@ int openForReading(std::string const& path) {
 RandomAccessBytes::~RandomAccessBytes() = default;
 
 std::shared_ptr<RandomAccessBytes const> openFileBytes(std::string const& path) {
-  Descriptor file(openForReading(path));
-  struct stat status {};
-  if (fstat(file.get(), &status) != 0) throw couldNotOpen(path, errno);
+  if (path.find('\0') != std::string::npos) throw couldNotOpen(path, EINVAL);
+  boost::system::error_code error;
+  FileHandle file = FileHandle::open(path.c_str(), O_RDONLY | O_NONBLOCK, error);  // a fifo must not make it wait
+  if (error) throw couldNotOpen(path, error.value());
+  struct stat const status = statusOf(file.descriptor(), path);
   if (S_ISDIR(status.st_mode)) throw couldNotOpen(path, EISDIR);
   if (!S_ISREG(status.st_mode)) throw couldNotOpen(path, EINVAL);
   return std::make_shared<FileBytes>(path, std::move(file), static_cast<std::uint64_t>(status.st_size));
+}
+
+FileIdentity identityOf(RandomAccessBytes const& file, std::string const& path) {
+  return FileIdentity::of(statusOf(file.descriptor(), path));
 }
 
 std::shared_ptr<RandomAccessBytes const> makeMemoryBytes(std::vector<unsigned char> bytes) {

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "io/FileHandle.hpp"
+
 namespace opc::model::zip {
 
 /// Immutable bytes that can be read at any offset, from any thread.
@@ -24,6 +26,9 @@ class RandomAccessBytes {
 /// `path` is UTF-8. Throws CouldNotOpenPackage, naming the path ("Could not open package: PATH: TEXT"); a
 /// directory or another special file too.
 std::shared_ptr<RandomAccessBytes const> openFileBytes(std::string const& path);
+
+/// Of the file behind `openFileBytes`, as it is now. Throws CouldNotOpenPackage, naming `path`.
+FileIdentity identityOf(RandomAccessBytes const& file, std::string const& path);
 
 std::shared_ptr<RandomAccessBytes const> makeMemoryBytes(std::vector<unsigned char> bytes);
 

@@ -13,11 +13,13 @@
 #include "container/ItemStream.hpp"
 #include "container/ZipErrors.hpp"
 #include "io/Background.hpp"
-#include "io/FileIo.hpp"
-#include "io/TemporaryNames.hpp"
+#include "io/FileHandle.hpp"
+#include "io/TemporaryName.hpp"
 
 namespace opc::model::zip {
 namespace {
+
+using boost::system::error_code;
 
 constexpr std::size_t kWriteBuffer = 1u << 20;
 
@@ -28,31 +30,29 @@ std::string temporaryDirectory() {
   return path.string();
 }
 
-/// A file without a name, or where the file system has none of these, one whose name is gone at once. None,
-/// with errno set, where the directory gives none.
-Descriptor tryUnnamedFile(std::string const& directory) {
+/// A file without a name or, where the file system has no such files, one whose name is removed at once.
+FileHandle tryUnnamedFile(std::string const& directory, error_code& error) {
   if (directory.find('\0') != std::string::npos) throw couldNotSave(directory, EINVAL);
-  auto const make = [](std::string const& path, int flags) {
-    return Descriptor(repeatInterrupted([&] { return open(path.c_str(), flags | O_RDWR | O_CLOEXEC, 0600); }));
-  };
-  Descriptor file = make(directory, O_TMPFILE);
+  constexpr mode_t kMode = 0600;
+  FileHandle file = FileHandle::openAt(AT_FDCWD, directory.c_str(), O_TMPFILE | O_RDWR, kMode, error);
   // EISDIR is the answer of a kernel that does not know the flag.
-  if (file || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL)) return file;
+  if (error != posixError(EOPNOTSUPP) && error != posixError(EISDIR) && error != posixError(EINVAL)) return file;
   std::string const name = directory + "/" + temporaryNameForSpool();
-  file = make(name, O_CREAT | O_EXCL);
-  // A save of somebody else may have taken the name for one left behind, which is as good.
-  if (file && unlink(name.c_str()) != 0 && errno != ENOENT) throw couldNotSave(name, errno);
+  file = FileHandle::openAt(AT_FDCWD, name.c_str(), O_CREAT | O_EXCL | O_RDWR, kMode, error);
+  // A save of another process may have taken the name for an orphan and removed it.
+  if (!error && unlink(name.c_str()) != 0 && errno != ENOENT) throw couldNotSave(name, errno);
   return file;
 }
 
 /// A package can be edited where its directory may not be written: it may be meant for another place.
-Descriptor makeUnnamedFile(std::string& directory) {
-  Descriptor file = tryUnnamedFile(directory);
-  if (!file && (errno == EACCES || errno == EPERM || errno == EROFS)) {
+FileHandle makeUnnamedFile(std::string& directory) {
+  error_code error;
+  FileHandle file = tryUnnamedFile(directory, error);
+  if (error == posixError(EACCES) || error == posixError(EPERM) || error == posixError(EROFS)) {
     directory = temporaryDirectory();
-    file = tryUnnamedFile(directory);
+    file = tryUnnamedFile(directory, error);
   }
-  if (!file) throw couldNotSave(directory, errno);
+  if (error) throw couldNotSave(directory, error.value());
   return file;
 }
 
@@ -62,10 +62,10 @@ Descriptor makeUnnamedFile(std::string& directory) {
 struct Spool::Impl {
   std::string directory;
   std::size_t memoryLimit;
-  Descriptor file{};
+  FileHandle file{};
   std::uint64_t inFile = 0;
   std::vector<unsigned char> leaving{};  // being written at offset inFile
-  int leavingError = 0;
+  error_code leavingError{};
   std::vector<unsigned char> pending{};  // begins behind that
   std::vector<std::shared_ptr<Spool>> lanes{};
   bool isBorrowed = false;
@@ -76,18 +76,20 @@ struct Spool::Impl {
 
   void writeNow(void const* data, std::size_t count) {
     settle();
-    if (int const error = writeFullyAt(file.get(), inFile, data, count)) throw couldNotSave(directory, error);
+    error_code error;
+    file.writeAllAt(inFile, data, count, error);
+    if (error) throw couldNotSave(directory, error.value());
     inFile += count;
   }
 
-  int writeLeaving() { return writeFullyAt(file.get(), inFile, leaving.data(), leaving.size()); }
+  void writeLeaving() { file.writeAllAt(inFile, leaving.data(), leaving.size(), leavingError); }
 
   /// What failed before is tried again, and when it fails again is still leaving, for the next time.
   void settle() {
     if (leaving.empty()) return;
     background->wait();
-    if (leavingError) leavingError = writeLeaving();
-    if (leavingError) throw couldNotSave(directory, leavingError);
+    if (leavingError) writeLeaving();
+    if (leavingError) throw couldNotSave(directory, leavingError.value());
     inFile += leaving.size();
     leaving.clear();
   }
@@ -97,8 +99,8 @@ struct Spool::Impl {
     if (pending.empty()) return;
     if (!background) background = std::make_unique<Background>(writesBehind);
     leaving.swap(pending);
-    leavingError = ENOMEM;  // as long as nothing has begun, in case that it cannot
-    background->begin([this] { leavingError = writeLeaving(); });
+    leavingError = posixError(ENOMEM);  // as long as nothing has begun, in case that it cannot
+    background->begin([this] { writeLeaving(); });
     if (!writesBehind) settle();
   }
 
@@ -108,11 +110,11 @@ struct Spool::Impl {
   }
 
   void makeRoom(std::size_t count) {
-    if (!file && pending.size() + count > memoryLimit) {
+    if (!file.isOpen() && pending.size() + count > memoryLimit) {
       if (directory.empty()) directory = temporaryDirectory();
       file = makeUnnamedFile(directory);
     }
-    if (file && pending.size() + count > kWriteBuffer) flush();
+    if (file.isOpen() && pending.size() + count > kWriteBuffer) flush();
   }
 };
 
@@ -124,7 +126,7 @@ std::uint64_t Spool::append(void const* data, std::size_t count) {
   auto const* const from = static_cast<unsigned char const*>(data);
   impl_->makeRoom(count);
   std::uint64_t const offset = size();
-  if (impl_->file && count > kWriteBuffer)
+  if (impl_->file.isOpen() && count > kWriteBuffer)
     impl_->writeNow(data, count);
   else
     impl_->pending.insert(impl_->pending.end(), from, from + count);
@@ -137,8 +139,9 @@ void Spool::readAt(std::uint64_t offset, void* buffer, std::size_t count) const 
   auto* to = static_cast<unsigned char*>(buffer);
   auto const fromFile = offset < impl_->inFile ? std::min<std::uint64_t>(count, impl_->inFile - offset) : 0;
   auto const first = static_cast<std::size_t>(fromFile);
-  if (int error = readFully(impl_->file.get(), offset, to, first))
-    throw couldNotSave(impl_->directory, error == kEndOfFile ? EIO : error);
+  error_code error;
+  if (impl_->file.readAt(offset, to, first, error) < first)
+    throw couldNotSave(impl_->directory, error ? error.value() : EIO);
   if (count == first) return;
   std::copy_n(impl_->pending.data() + (offset + first - impl_->inFile), count - first, to + first);
 }
@@ -152,8 +155,8 @@ void Spool::setWritesBehind(bool does) {
 }
 
 int Spool::descriptor() const {
-  if (impl_->file) impl_->flushAll();
-  return impl_->file.get();
+  if (impl_->file.isOpen()) impl_->flushAll();
+  return impl_->file.descriptor();
 }
 
 std::shared_ptr<Spool> Spool::borrowLane() {

@@ -22,7 +22,7 @@ constexpr std::uint32_t kPermissionBits = 07777;
 /// Hands the place to a system call that answers 0, or -1 and errno; whether it succeeded.
 template <typename Call>
 bool callAt(Place const& place, error_code& error, Call call) {
-  if (!error && call(place.folder.number(), place.name.c_str()) != 0) error = lastPosixError();
+  if (!error && call(place.folder.descriptor(), place.name.c_str()) != 0) error = lastPosixError();
   return !error;
 }
 
@@ -33,12 +33,12 @@ bool statusOf(Place const& place, struct stat& status, error_code& error) {
 
 error_code makeLink(std::string const& content, Place const& place, bool replace) {
   if (!replace)
-    return ::symlinkat(content.c_str(), place.folder.number(), place.name.c_str()) == 0 ? error_code()
-                                                                                        : lastPosixError();
-  std::string const temporary = temporaryName();
-  if (::symlinkat(content.c_str(), place.folder.number(), temporary.c_str()) != 0) return lastPosixError();
-  error_code const error = moveInFolder(place.folder.number(), temporary.c_str(), place.name.c_str(), true);
-  if (error) ::unlinkat(place.folder.number(), temporary.c_str(), 0);
+    return ::symlinkat(content.c_str(), place.folder.descriptor(), place.name.c_str()) == 0 ? error_code()
+                                                                                            : lastPosixError();
+  std::string const name = temporaryNameForExtraction();
+  if (::symlinkat(content.c_str(), place.folder.descriptor(), name.c_str()) != 0) return lastPosixError();
+  error_code error;
+  TemporaryName(place.folder.descriptor(), name).moveTo(place.name.c_str(), true, error);
   return error;
 }
 
@@ -105,14 +105,14 @@ std::u16string ConfinedFileSystemOps::getLinkTarget(std::u16string const& path) 
   error_code error;
   Place const place = root_->placeOf(path, error);
   if (error) throwCouldNotReadLink(path, error);
-  return readLink(place.folder.number(), place.name.c_str(), path);
+  return readLink(place.folder.descriptor(), place.name.c_str(), path);
 }
 
 std::unique_ptr<std::istream> ConfinedFileSystemOps::createInputStream(std::u16string const& path,
                                                                        std::ios::openmode mode, error_code& error) {
   if (!isReadingMode(mode, error)) return nullptr;
-  FileDescriptor file = root_->open(path, O_RDONLY | O_NONBLOCK, error);  // a fifo would wait for its writer
-  if (error == posixError(ENXIO)) error = posixError(EINVAL);             // a socket
+  FileHandle file = root_->open(path, O_RDONLY | O_NONBLOCK, error);  // a fifo would wait for its writer
+  if (error == posixError(ENXIO)) error = posixError(EINVAL);         // a socket
   return error ? nullptr : makeInputStream(std::move(file), path, error);
 }
 
@@ -137,9 +137,9 @@ void ConfinedFileSystemOps::setPermissions(std::u16string const& path, Perms::Pe
     error = posixError(EINVAL);
     return;
   }
-  FileDescriptor const file = root_->open(path, O_PATH, error);
+  FileHandle const file = root_->open(path, O_PATH, error);
   if (error) return;
-  std::string const open = "/proc/self/fd/" + std::to_string(file.number());  // the one way to what may not be read
+  std::string const open = "/proc/self/fd/" + std::to_string(file.descriptor());  // the one way to what may not be read
   if (::chmod(open.c_str(), permissions & kOrdinaryBits) != 0) error = lastPosixError();
 }
 
@@ -152,7 +152,7 @@ boost::posix_time::ptime ConfinedFileSystemOps::getLastModifiedTime(std::u16stri
 void ConfinedFileSystemOps::setLastModifiedTime(std::u16string const& path, boost::posix_time::ptime const& time,
                                                 error_code& error) {
   Place const place = root_->placeOf(path, error);
-  if (!error) error = setModificationTime(place.folder.number(), place.name.c_str(), time, AT_SYMLINK_NOFOLLOW);
+  if (!error) error = setModificationTime(place.folder.descriptor(), place.name.c_str(), time, AT_SYMLINK_NOFOLLOW);
 }
 
 std::u16string ConfinedFileSystemOps::appendPath(std::u16string const& base, std::u16string const& relative) {

@@ -7,7 +7,6 @@
 
 #include "disk/NativePath.hpp"
 #include "disk/OpenBeneath.hpp"
-#include "io/Umask.hpp"
 #include "opc/Strings.hpp"
 
 namespace opc {
@@ -18,12 +17,12 @@ using boost::system::error_code;
 constexpr int kPathOnly = O_PATH | O_DIRECTORY;
 constexpr mode_t kNewFolderMode = 0777;  // less the umask
 
-FileDescriptor openRoot(std::u16string const& path) {
+FileHandle openRoot(std::u16string const& path) {
   error_code error;
   LocalFileSystemOps().createFolders(path, error);
-  FileDescriptor root;
+  FileHandle root;
   std::string native;
-  if (!error && toNativePath(path, native)) root = FileDescriptor::open(native.c_str(), kPathOnly, error);
+  if (!error && toNativePath(path, native)) root = FileHandle::open(native.c_str(), kPathOnly, error);
   if (error)
     throw Exception("Could not open directory: " + toUDEString(escapeForDisplay(path)) + ": " + error.message(), error);
   return root;
@@ -58,17 +57,17 @@ std::pair<std::string, std::string> splitLast(std::string const& relative) {
 }
 
 /// Makes what is missing of the path, from its end upwards until something is there.
-FileDescriptor openMakingFolders(int root, std::string const& path, error_code& error) {
-  FileDescriptor folder = openBeneath(root, path, kPathOnly, 0, error);
+FileHandle openMakingFolders(int root, std::string const& path, error_code& error) {
+  FileHandle folder = openBeneath(root, path, kPathOnly, 0, error);
   if (error != posixError(ENOENT) || path == ".") return folder;
   auto const [above, name] = splitLast(path);
-  FileDescriptor const parent = openMakingFolders(root, above, error);
+  FileHandle const parent = openMakingFolders(root, above, error);
   if (error) return {};
-  if (::mkdirat(parent.number(), name.c_str(), kNewFolderMode) != 0 && errno != EEXIST) {
+  if (::mkdirat(parent.descriptor(), name.c_str(), kNewFolderMode) != 0 && errno != EEXIST) {
     error = lastPosixError();
     return {};
   }
-  return openBeneath(parent.number(), name, kPathOnly, 0, error);
+  return openBeneath(parent.descriptor(), name, kPathOnly, 0, error);
 }
 
 }  // namespace
@@ -76,7 +75,7 @@ FileDescriptor openMakingFolders(int root, std::string const& path, error_code& 
 ConfinedFileSystemOps::Root::Root(std::u16string const& path)
     : text_(withoutTrailingSlashes(toUTF8String(path))),
       folder_(openRoot(path)),
-      modeOfNewFiles_(0666 & ~currentUmask()) {}
+      modeOfNewFiles_(opc::modeOfNewFiles()) {}
 
 std::string ConfinedFileSystemOps::Root::relative(std::u16string const& path, error_code& error) const {
   std::string native;
@@ -89,9 +88,9 @@ std::string ConfinedFileSystemOps::Root::relative(std::u16string const& path, er
   return join(segments);
 }
 
-FileDescriptor ConfinedFileSystemOps::Root::open(std::u16string const& path, int flags, error_code& error) const {
+FileHandle ConfinedFileSystemOps::Root::open(std::u16string const& path, int flags, error_code& error) const {
   std::string const below = relative(path, error);
-  return error ? FileDescriptor() : openBeneath(folder_.number(), below, flags, 0, error);
+  return error ? FileHandle() : openBeneath(folder_.descriptor(), below, flags, 0, error);
 }
 
 FolderOpener ConfinedFileSystemOps::Root::opener() const {
@@ -101,12 +100,12 @@ FolderOpener ConfinedFileSystemOps::Root::opener() const {
 Place ConfinedFileSystemOps::Root::placeOf(std::u16string const& path, error_code& error) const {
   auto [folder, name] = splitLast(relative(path, error));
   if (error) return {};
-  return {openBeneath(folder_.number(), folder, kPathOnly, 0, error), std::move(name)};
+  return {openBeneath(folder_.descriptor(), folder, kPathOnly, 0, error), std::move(name)};
 }
 
 void ConfinedFileSystemOps::Root::makeFolders(std::u16string const& path, error_code& error) const {
   std::string const below = relative(path, error);
-  if (!error) openMakingFolders(folder_.number(), below, error);
+  if (!error) openMakingFolders(folder_.descriptor(), below, error);
 }
 
 /// Behind a ".." the text alone tells where one is only if no link led there: the link's own folder was
@@ -135,7 +134,7 @@ bool ConfinedFileSystemOps::Root::staysBeneath(std::u16string const& linkPath, s
 
 bool ConfinedFileSystemOps::Root::isFolder(std::string const& relative) const {
   error_code error;
-  return openBeneath(folder_.number(), relative, kPathOnly, 0, error).isOpen();
+  return openBeneath(folder_.descriptor(), relative, kPathOnly, 0, error).isOpen();
 }
 
 }  // namespace opc

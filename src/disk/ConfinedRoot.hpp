@@ -7,14 +7,14 @@
 #include <string_view>
 
 #include "disk/DirectoryWalk.hpp"
-#include "io/FileDescriptor.hpp"
+#include "io/FileHandle.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"
 
 namespace opc {
 
 /// A name in an open folder: whatever happens to the path by which the folder was found, it stays this one.
 struct Place {
-  FileDescriptor folder;
+  FileHandle folder;
   std::string name;
 };
 
@@ -27,7 +27,7 @@ class ConfinedFileSystemOps::Root {
   /// EPERM for a path that is neither the root nor beneath it by its text, EINVAL for one that no disk knows.
   std::string relative(std::u16string const& path, boost::system::error_code& error) const;
 
-  FileDescriptor open(std::u16string const& path, int flags, boost::system::error_code& error) const;
+  FileHandle open(std::u16string const& path, int flags, boost::system::error_code& error) const;
   FolderOpener opener() const;
   /// The open folder that holds what the path names.
   Place placeOf(std::u16string const& path, boost::system::error_code& error) const;
@@ -43,7 +43,7 @@ class ConfinedFileSystemOps::Root {
   bool isFolder(std::string const& relative) const;
 
   std::string text_;  // as given, without slashes at the end
-  FileDescriptor folder_;
+  FileHandle folder_;
   mode_t modeOfNewFiles_;
 };
 

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "disk/DirectoryWalk.hpp"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <memory>
 
+#include "io/DirectoryStream.hpp"
 #include "opc/Strings.hpp"
 #include "text/Escape.hpp"
 #include "text/Unicode.hpp"
@@ -15,33 +14,15 @@
 namespace opc {
 namespace {
 
-struct DirectoryCloser {
-  void operator()(DIR* directory) const { ::closedir(directory); }
-};
-using Directory = std::unique_ptr<DIR, DirectoryCloser>;
-
-Directory openDirectory(std::u16string const& path, FolderOpener const& open, boost::system::error_code& error) {
-  FileDescriptor file = open(path, error);
-  if (error) return nullptr;
-  Directory directory(::fdopendir(file.number()));
-  if (directory)
-    file.release();
-  else
-    error = lastPosixError();
-  return directory;
-}
-
 // Not every file system tells the type together with the name.
-unsigned char typeOf(DIR& directory, dirent const& entry, boost::system::error_code& error) {
+unsigned char typeOf(DirectoryStream const& directory, dirent const& entry, boost::system::error_code& error) {
   if (entry.d_type != DT_UNKNOWN) return entry.d_type;
   struct stat status;
-  if (::fstatat(::dirfd(&directory), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0)
+  if (::fstatat(directory.descriptor(), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0)
     return static_cast<unsigned char>(IFTODT(status.st_mode));
   error = lastPosixError();
   return DT_UNKNOWN;
 }
-
-bool isDots(std::string_view name) { return name == "." || name == ".."; }
 
 // The front of every path in `folder`: exactly one separator stands between it and a name.
 std::u16string prefixOf(std::u16string const& folder) { return folder.ends_with(u'/') ? folder : folder + u'/'; }
@@ -83,17 +64,14 @@ void Walk::run(std::u16string const& root, boost::system::error_code& error) {
 }
 
 void Walk::visit(std::u16string const& folder, boost::system::error_code& error) {
-  Directory const directory = openDirectory(folder, open_, error);
+  FileHandle opened = open_(folder, error);
+  if (error) return;
+  DirectoryStream directory(std::move(opened), error);
   std::u16string const prefix = prefixOf(folder);
   while (!error) {
-    errno = 0;
-    dirent const* const entry = ::readdir(directory.get());
-    if (!entry) {
-      error = lastPosixError();  // none at the end of the directory
-      return;
-    }
-    if (isDots(entry->d_name)) continue;
-    unsigned char const type = typeOf(*directory, *entry, error);
+    dirent const* const entry = directory.next(error);
+    if (!entry) return;
+    unsigned char const type = typeOf(directory, *entry, error);
     if (!error) meet(prefix, entry->d_name, type);
   }
 }

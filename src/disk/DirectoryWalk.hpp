@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "io/FileDescriptor.hpp"
+#include "io/FileHandle.hpp"
 
 namespace opc {
 
 /// Opens a folder to be read; what it does with links on the way decides how far the walk can lead.
-using FolderOpener = std::function<FileDescriptor(std::u16string const& path, boost::system::error_code& error)>;
+using FolderOpener = std::function<FileHandle(std::u16string const& path, boost::system::error_code& error)>;
 
 enum class WalkFor { FilesAndLinks, Folders };
 

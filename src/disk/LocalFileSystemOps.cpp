@@ -56,11 +56,11 @@ int ensureFolders(std::string const& path) {
   return made ? 0 : -1;
 }
 
-FileDescriptor openFile(std::u16string const& path, int flags, boost::system::error_code& error) {
-  FileDescriptor file;
+FileHandle openFile(std::u16string const& path, int flags, boost::system::error_code& error) {
+  FileHandle file;
   std::string native;
   if (toNativePath(path, native))
-    file = FileDescriptor::open(native.c_str(), flags, error);
+    file = FileHandle::open(native.c_str(), flags, error);
   else
     error = posixError(EINVAL);
   return file;
@@ -129,7 +129,7 @@ std::u16string LocalFileSystemOps::getLinkTarget(std::u16string const& path) {
 std::unique_ptr<std::istream> LocalFileSystemOps::createInputStream(std::u16string const& path, std::ios::openmode mode,
                                                                     boost::system::error_code& error) {
   if (!isReadingMode(mode, error)) return nullptr;
-  FileDescriptor file = openFile(path, O_RDONLY | O_NONBLOCK, error);  // a fifo would wait for its writer
+  FileHandle file = openFile(path, O_RDONLY | O_NONBLOCK, error);  // a fifo would wait for its writer
   if (error == posixError(ENXIO) && leadsToSocket(path)) error = posixError(EINVAL);
   return error ? nullptr : makeInputStream(std::move(file), path, error);
 }
@@ -138,7 +138,7 @@ std::unique_ptr<FileOutputStream> LocalFileSystemOps::createOutputStream(std::u1
                                                                          std::ios::openmode mode,
                                                                          boost::system::error_code& error) {
   if (!isWritingMode(mode, error)) return nullptr;
-  FileDescriptor file = openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, error);
+  FileHandle file = openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, error);
   if (error) return nullptr;
   return std::make_unique<LocalFileOutputStream>(std::move(file));
 }

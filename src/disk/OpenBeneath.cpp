@@ -35,33 +35,31 @@ bool isLink(int folder, char const* name) {
   return ::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
 }
 
-int openSegment(int folder, std::string const& name, int flags, mode_t mode) {
-  int const opened = ::openat(folder, name.c_str(), flags | O_NOFOLLOW, mode);
-  if (opened < 0 && errno == ENOTDIR) errno = isLink(folder, name.c_str()) ? ELOOP : ENOTDIR;
+FileHandle openSegment(int folder, char const* name, int flags, mode_t mode, boost::system::error_code& error) {
+  FileHandle opened = FileHandle::openAt(folder, name, flags | O_NOFOLLOW, mode, error);
+  if (error == posixError(ENOTDIR) && isLink(folder, name)) error = posixError(ELOOP);
   return opened;
 }
 
 }  // namespace
 
-FileDescriptor openBeneath(int folder, std::string const& path, int flags, mode_t mode,
-                           boost::system::error_code& error) {
-  FileDescriptor opened(openInOneStep(folder, path.c_str(), completed(flags), mode));
+FileHandle openBeneath(int folder, std::string const& path, int flags, mode_t mode, boost::system::error_code& error) {
+  FileHandle opened(openInOneStep(folder, path.c_str(), completed(flags), mode));
   error = opened.isOpen() ? boost::system::error_code() : lastPosixError();
   bool const isMissing = error == posixError(ENOSYS) || error == posixError(EPERM);  // the latter from a sandbox
   return isMissing ? openBeneathBySegments(folder, path, flags, mode, error) : std::move(opened);
 }
 
-FileDescriptor openBeneathBySegments(int folder, std::string const& path, int flags, mode_t mode,
-                                     boost::system::error_code& error) {
-  FileDescriptor current;
+FileHandle openBeneathBySegments(int folder, std::string const& path, int flags, mode_t mode,
+                                 boost::system::error_code& error) {
+  FileHandle current;
   for (std::size_t start = 0, end = 0; end != path.npos; start = end + 1) {
     end = path.find('/', start);
     bool const isLast = end == path.npos;
     std::string const name = path.substr(start, isLast ? end : end - start);
-    int const from = current.isOpen() ? current.number() : folder;
+    int const from = current.isOpen() ? current.descriptor() : folder;
     int const how = isLast ? flags : O_PATH | O_DIRECTORY;
-    FileDescriptor next(openSegment(from, name, completed(how), mode));
-    error = next.isOpen() ? boost::system::error_code() : lastPosixError();
+    FileHandle next = openSegment(from, name.c_str(), how, mode, error);
     if (error) return {};
     current = std::move(next);
   }

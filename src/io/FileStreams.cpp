@@ -92,11 +92,11 @@ FileInputBuffer::pos_type FileInputBuffer::seekoff(off_type offset, std::ios_bas
   if (!(which & std::ios_base::in)) return failed;
   off_type const buffered = egptr() - gptr();  // the file stands this much ahead of the reader
   if (direction == std::ios_base::cur && offset == 0) {
-    off_type const position = ::lseek(file_.number(), 0, SEEK_CUR);
+    off_type const position = ::lseek(file_.descriptor(), 0, SEEK_CUR);
     return position < 0 ? failed : pos_type(position - buffered);
   }
   if (direction == std::ios_base::cur) offset -= buffered;
-  off_type const position = ::lseek(file_.number(), offset, whenceOf(direction));
+  off_type const position = ::lseek(file_.descriptor(), offset, whenceOf(direction));
   if (position < 0) return failed;
   setg(buffer_.get(), buffer_.get(), buffer_.get());
   return pos_type(position);
@@ -106,7 +106,7 @@ FileInputBuffer::pos_type FileInputBuffer::seekpos(pos_type position, std::ios_b
   return seekoff(off_type(position), std::ios_base::beg, which);
 }
 
-FileInputStream::FileInputStream(FileDescriptor file, std::u16string path, std::size_t capacity)
+FileInputStream::FileInputStream(FileHandle file, std::u16string path, std::size_t capacity)
     : std::istream(nullptr), buffer_(std::move(file), std::move(path), capacity) {
   rdbuf(&buffer_);
   exceptions(std::ios_base::badbit);
@@ -171,16 +171,15 @@ bool isWritingMode(std::ios::openmode mode, boost::system::error_code& error) {
                 error);  // these would keep what the file holds
 }
 
-std::unique_ptr<FileInputStream> makeInputStream(FileDescriptor file, std::u16string const& path,
+std::unique_ptr<FileInputStream> makeInputStream(FileHandle file, std::u16string const& path,
                                                  boost::system::error_code& error) {
   struct stat status;
-  error = checkReadable(file.number(), status);
+  error = checkReadable(file.descriptor(), status);
   if (error) return nullptr;
   return std::make_unique<FileInputStream>(std::move(file), path, bufferSizeFor(status));
 }
 
-LocalFileOutputStream::LocalFileOutputStream(FileDescriptor file)
-    : FileOutputStream(nullptr), buffer_(std::move(file)) {
+LocalFileOutputStream::LocalFileOutputStream(FileHandle file) : FileOutputStream(nullptr), buffer_(std::move(file)) {
   rdbuf(&buffer_);
 }
 

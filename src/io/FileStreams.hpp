@@ -6,7 +6,7 @@
 #include <streambuf>
 #include <string>
 
-#include "io/FileDescriptor.hpp"
+#include "io/FileHandle.hpp"
 #include "opc/Streams.hpp"
 
 namespace opc {
@@ -16,7 +16,7 @@ namespace opc {
 class FileInputBuffer final : public std::streambuf {
  public:
   /// `path` is for messages alone.
-  FileInputBuffer(FileDescriptor file, std::u16string path, std::size_t capacity)
+  FileInputBuffer(FileHandle file, std::u16string path, std::size_t capacity)
       : file_(std::move(file)), path_(std::move(path)), capacity_(capacity) {}
 
  protected:
@@ -28,7 +28,7 @@ class FileInputBuffer final : public std::streambuf {
  private:
   std::size_t readFile(char* to, std::size_t count);
 
-  FileDescriptor file_;
+  FileHandle file_;
   std::u16string path_;
   std::size_t capacity_;
   std::unique_ptr<char[]> buffer_;
@@ -37,7 +37,7 @@ class FileInputBuffer final : public std::streambuf {
 /// Lets through what its buffer throws.
 class FileInputStream final : public std::istream {
  public:
-  FileInputStream(FileDescriptor file, std::u16string path, std::size_t capacity);
+  FileInputStream(FileHandle file, std::u16string path, std::size_t capacity);
 
  private:
   FileInputBuffer buffer_;
@@ -46,10 +46,10 @@ class FileInputStream final : public std::istream {
 /// Writes an open file through a buffer, and keeps the first error of any write.
 class FileOutputBuffer final : public std::streambuf {
  public:
-  explicit FileOutputBuffer(FileDescriptor file) : file_(std::move(file)) {}
+  explicit FileOutputBuffer(FileHandle file) : file_(std::move(file)) {}
   ~FileOutputBuffer() override;
 
-  int descriptor() const { return file_.number(); }
+  int descriptor() const { return file_.descriptor(); }
   /// Writes what is buffered and closes the file. Repeated calls give the same answer.
   boost::system::error_code commit();
 
@@ -62,7 +62,7 @@ class FileOutputBuffer final : public std::streambuf {
   bool writeFile(char const* data, std::size_t count);
   bool flushBuffer();
 
-  FileDescriptor file_;
+  FileHandle file_;
   std::unique_ptr<char[]> buffer_;
   boost::system::error_code firstError_;
 };
@@ -74,12 +74,12 @@ bool isWritingMode(std::ios::openmode mode, boost::system::error_code& error);
 
 /// A stream over a file that was opened with O_NONBLOCK; null, with `error` set, for what has no content of its
 /// own: directories, fifos, sockets. `path` is for messages alone.
-std::unique_ptr<FileInputStream> makeInputStream(FileDescriptor file, std::u16string const& path,
+std::unique_ptr<FileInputStream> makeInputStream(FileHandle file, std::u16string const& path,
                                                  boost::system::error_code& error);
 
 class LocalFileOutputStream final : public FileOutputStream {
  public:
-  explicit LocalFileOutputStream(FileDescriptor file);
+  explicit LocalFileOutputStream(FileHandle file);
   void commit(boost::system::error_code& error) override;
 
  private:

@@ -176,7 +176,7 @@ std::unique_ptr<Package> Package::open(std::u16string const& path, AccessMode mo
   std::string const text = absolutePath(path);
   if (isCutOff(path)) throw zip::couldNotOpen(text, EINVAL);
   auto bytes = zip::openFileBytes(text);
-  auto const identity = zip::FileIdentity::of(bytes->descriptor(), text.c_str());  // before anything is read
+  auto const identity = zip::identityOf(*bytes, text);  // before anything is read
   auto state = openState(std::move(bytes), text, mode, options);
   state->identity = identity;
   return std::unique_ptr<Package>(new Package(std::move(state)));

@@ -12,7 +12,6 @@
 
 #include "container/Archive.hpp"
 #include "container/DeflateQueue.hpp"
-#include "container/FileIdentity.hpp"
 #include "container/Spool.hpp"
 #include "opc/model/Package.hpp"
 #include "opc/model/PartName.hpp"
@@ -109,8 +108,8 @@ class PackageState {
 
   std::string path;  // UTF-8; empty: in memory
   bool isReadOnly = false;
-  bool mustBeNew = false;                     // the first save must find nothing at the path
-  std::optional<zip::FileIdentity> identity;  // of the file at the path, as it was opened or last saved
+  bool mustBeNew = false;                // the first save must find nothing at the path
+  std::optional<FileIdentity> identity;  // of the file at the path, as it was opened or last saved
   bool isSaving = false;
   bool isGone = false;  // the Package object, so that nothing will ever be saved
   zip::Effort effort = zip::Effort::Default;

@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "container/AtomicFile.hpp"
-#include "io/FileIo.hpp"
+#include "io/FileHandle.hpp"
 #include "opc/model/ContainerExceptions.hpp"
 #include "support/TestSupport.hpp"
 
@@ -42,13 +42,15 @@ FileIdentity replace(fs::path const& path, std::string const& text, AtomicFile::
 /// Holds a directory's lock as another process would.
 class Holder {
  public:
-  explicit Holder(fs::path const& path) : descriptor_(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    EXPECT_EQ(flock(descriptor_.get(), LOCK_EX | LOCK_NB), 0);
+  explicit Holder(fs::path const& path) : folder_(FileHandle::open(path.c_str(), O_RDONLY | O_DIRECTORY, error_)) {
+    folder_.tryLock(error_);
+    EXPECT_FALSE(error_);
   }
-  void letGo() { descriptor_ = Descriptor(); }
+  void letGo() { folder_ = FileHandle(); }
 
  private:
-  Descriptor descriptor_;
+  boost::system::error_code error_;
+  FileHandle folder_;
 };
 
 std::string changedMessage(fs::path const& path) {

@@ -31,7 +31,7 @@ class FileInputStream : public core_test::Disk {
   // As ops would, which does not wait at a fifo.
   std::unique_ptr<std::istream> openFifo(std::string const& name) {
     constexpr std::size_t kCapacity = 65'536;
-    return std::make_unique<opc::FileInputStream>(opc::FileDescriptor::open(native(name).c_str(), O_RDONLY, error),
+    return std::make_unique<opc::FileInputStream>(opc::FileHandle::open(native(name).c_str(), O_RDONLY, error),
                                                   at(name), kCapacity);
   }
   // Feeds a fifo piece by piece, so that reads fall short.

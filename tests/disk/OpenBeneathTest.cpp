@@ -8,24 +8,24 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using Open = opc::FileDescriptor (*)(int, std::string const&, int, mode_t, boost::system::error_code&);
+using Open = opc::FileHandle (*)(int, std::string const&, int, mode_t, boost::system::error_code&);
 
 /// Both ways, in one step and segment by segment, give the same answers.
 class OpenBeneath : public testing::TestWithParam<Open> {
  protected:
-  OpenBeneath() : folder_(opc::FileDescriptor::open(directory.path().c_str(), O_PATH | O_DIRECTORY, error)) {
+  OpenBeneath() : folder_(opc::FileHandle::open(directory.path().c_str(), O_PATH | O_DIRECTORY, error)) {
     fs::create_directories(directory / "a/b");
     zt_test::writeFile(directory / "a/b/file", "text");
   }
   bool opens(std::string const& path, int flags = O_RDONLY) {
-    return GetParam()(folder_.number(), path, flags, 0600, error).isOpen();
+    return GetParam()(folder_.descriptor(), path, flags, 0600, error).isOpen();
   }
 
   zt_test::TemporaryDirectory directory;
   boost::system::error_code error;
 
  private:
-  opc::FileDescriptor folder_;
+  opc::FileHandle folder_;
 };
 
 TEST_P(OpenBeneath, OpensFilesAndFoldersAtAnyDepth) {

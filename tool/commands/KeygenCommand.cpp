@@ -10,6 +10,7 @@
 
 #include "cli/Errors.hpp"
 #include "commands/Commands.hpp"
+#include "disk/OpenFile.hpp"
 #include "disk/Paths.hpp"
 #include "opc/Strings.hpp"
 
@@ -61,12 +62,13 @@ void keygen(KeygenOptions const& options) {
   std::u16string const file = fromArgument(options.file);
   std::string const path = opc::toUTF8String(file);
   KeyText const key;
-  int const descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (descriptor < 0) throwCannotWrite(file, errno);
+  OpenFile output(path, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
+  if (!output.isOpen()) throwCannotWrite(file, errno);
+  int const descriptor = output.descriptor();
   // The umask may have taken away more than it should.
   bool const done = fchmod(descriptor, S_IRUSR | S_IWUSR) == 0 && key.writeTo(descriptor) && fsync(descriptor) == 0;
   int error = done ? 0 : errno;
-  if (::close(descriptor) != 0 && error == 0) error = errno;
+  if (!output.close() && error == 0) error = errno;
   if (error == 0) return;
   ::unlink(path.c_str());
   throwCannotWrite(file, error);

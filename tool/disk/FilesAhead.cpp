@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <boost/date_time/posix_time/conversion.hpp>
 #include <condition_variable>
@@ -14,7 +13,7 @@
 #include <thread>
 #include <utility>
 
-#include "opc/Strings.hpp"
+#include "disk/OpenFile.hpp"
 
 namespace ztpkg {
 namespace {
@@ -45,45 +44,26 @@ bool isWanted(struct stat const& status) {
          status.st_mtim.tv_sec >= 0 && status.st_mtim.tv_sec <= kLastSecond;
 }
 
-/// One that is opened without waiting for it or following a link.
-class OpenFile {
- public:
-  explicit OpenFile(std::u16string const& path)
-      : descriptor_(open(opc::toUTF8String(path).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {}
-  ~OpenFile() {
-    if (descriptor_ >= 0) close(descriptor_);
-  }
-  OpenFile(OpenFile const&) = delete;
-  OpenFile& operator=(OpenFile const&) = delete;
+bool getStatus(OpenFile const& file, struct stat& status) {
+  return file.isOpen() && fstat(file.descriptor(), &status) == 0;
+}
 
-  bool getStatus(struct stat& status) const { return descriptor_ >= 0 && fstat(descriptor_, &status) == 0; }
-
-  /// Whether there are as many bytes as that and no more; some file systems do not know the size of what they make up.
-  bool hasExactly(char* bytes, std::size_t size) const {
-    std::size_t done = 0;
-    for (;;) {
-      char more = 0;
-      ssize_t const got = done < size ? ::read(descriptor_, bytes + done, size - done) : ::read(descriptor_, &more, 1);
-      if (got <= 0) return got == 0 && done == size;
-      if (done == size) return false;
-      done += static_cast<std::size_t>(got);
-    }
-  }
-
- private:
-  int descriptor_;
-};
+/// Reads all that there is; some file systems make contents up and do not know their size.
+bool hasExactly(OpenFile const& file, char* bytes, std::size_t size) {
+  char more = 0;
+  return file.read(bytes, size) == static_cast<ssize_t>(size) && file.read(&more, 1) == 0;
+}
 
 Entry read(std::u16string const& path) {
   Entry entry{kEntrySize, std::nullopt};
-  OpenFile const file(path);
+  OpenFile const file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
   struct stat before {
   }, after{};
-  if (!file.getStatus(before)) return entry;
+  if (!getStatus(file, before)) return entry;
   entry.size += static_cast<std::uint64_t>(before.st_size);
   if (!isWanted(before)) return entry;
   FileContent content(static_cast<std::size_t>(before.st_size));
-  if (!file.hasExactly(content.data(), content.size()) || !file.getStatus(after) || !isUnchanged(before, after))
+  if (!hasExactly(file, content.data(), content.size()) || !getStatus(file, after) || !isUnchanged(before, after))
     return entry;
   auto const permissions = static_cast<opc::Perms::Perms_tag>(after.st_mode & kPermissionBits);
   entry.file = FilesAhead::File{std::move(content), permissions, timeOf(after)};

@@ -2,15 +2,14 @@
 #include "secrets/Keys.hpp"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"
+#include "disk/OpenFile.hpp"
 #include "disk/Paths.hpp"
-#include "opc/Strings.hpp"
 
 namespace ztpkg {
 namespace {
@@ -25,22 +24,12 @@ constexpr std::size_t kLongestFile = 2 * kKeyBytes + 2;  // digits and the end o
 
 // Straight into memory that is wiped: a stream would keep a buffer of its own.
 void readInto(std::vector<unsigned char>& bytes, std::u16string const& file) {
-  int const descriptor = ::open(opc::toUTF8String(file).c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) throwCannotRead(file);
+  OpenFile const input(file, O_RDONLY);
+  if (!input.isOpen()) throwCannotRead(file);
   bytes.resize(kLongestFile + 1);
-  std::size_t size = 0;
-  ssize_t count = 1;
-  while (count != 0 && size < bytes.size()) {
-    count = ::read(descriptor, bytes.data() + size, bytes.size() - size);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) break;
-    size += static_cast<std::size_t>(count);
-  }
-  int const error = errno;
-  ::close(descriptor);
-  errno = error;
-  if (count < 0) throwCannotRead(file);
-  bytes.resize(size);
+  ssize_t const size = input.read(bytes.data(), bytes.size());
+  if (size < 0) throwCannotRead(file);
+  bytes.resize(static_cast<std::size_t>(size));
 }
 
 std::string_view withoutLineEnd(std::vector<unsigned char> const& bytes) {

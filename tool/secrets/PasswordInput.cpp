@@ -2,7 +2,6 @@
 #include "secrets/PasswordInput.hpp"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -12,30 +11,14 @@
 
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"
+#include "disk/OpenFile.hpp"
 #include "disk/Paths.hpp"
-#include "opc/Strings.hpp"
 #include "secrets/LineReader.hpp"
 #include "secrets/PasswordPrompt.hpp"
 #include "secrets/PasswordText.hpp"
 
 namespace ztpkg {
 namespace {
-
-class OpenFile {
- public:
-  explicit OpenFile(std::u16string const& path)
-      : descriptor_(open(opc::toUTF8String(path).c_str(), O_RDONLY | O_CLOEXEC)) {
-    if (descriptor_ < 0) throw std::system_error(errno, std::system_category());
-  }
-  ~OpenFile() { close(descriptor_); }
-  OpenFile(OpenFile const&) = delete;
-  OpenFile& operator=(OpenFile const&) = delete;
-
-  int descriptor() const { return descriptor_; }
-
- private:
-  int descriptor_;
-};
 
 int readInterruptibly(int descriptor, SecretBytes& line) { return LineReader().read(descriptor, line); }
 
@@ -51,7 +34,9 @@ SecretBytes firstLine(int descriptor) {
 SecretBytes lineOfFile(std::string const& argument) {
   std::u16string const path = fromArgument(argument);
   try {
-    return firstLine(OpenFile(path).descriptor());
+    OpenFile const file(path, O_RDONLY);
+    if (!file.isOpen()) throw std::system_error(errno, std::system_category());
+    return firstLine(file.descriptor());
   } catch (std::system_error const& error) {
     throw Failure(
         diskReport("cannot-read", "cannot read", path, {error.code().value(), boost::system::system_category()}));

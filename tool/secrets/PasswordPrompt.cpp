@@ -9,6 +9,7 @@
 
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"
+#include "disk/OpenFile.hpp"
 #include "disk/Paths.hpp"
 #include "secrets/LineReader.hpp"
 #include "secrets/PasswordText.hpp"
@@ -16,32 +17,29 @@
 namespace ztpkg {
 namespace {
 
-constexpr char kTerminal[] = "/dev/tty";
+OpenFile openTerminal() { return OpenFile(std::string("/dev/tty"), O_RDWR | O_NOCTTY); }
 
 /// The terminal that the process belongs to, whatever its descriptors are.
 class Terminal {
  public:
-  Terminal() : descriptor_(open(kTerminal, O_RDWR | O_CLOEXEC | O_NOCTTY)) {
-    if (descriptor_ < 0)
+  Terminal() : file_(openTerminal()) {
+    if (!file_.isOpen())
       throw Failure(Report{Exit::Key,
                            "key-required",
                            "there is no terminal to ask for the password on (use --password-file, --password-env or "
                            "--password-fd)",
                            {}});
   }
-  ~Terminal() { close(descriptor_); }
-  Terminal(Terminal const&) = delete;
-  Terminal& operator=(Terminal const&) = delete;
 
-  int descriptor() const { return descriptor_; }
+  int descriptor() const { return file_.descriptor(); }
   /// A terminal that takes no text shows nothing; what is typed is read all the same.
   void show(std::string const& text) const {
-    ssize_t const written = ::write(descriptor_, text.data(), text.size());
+    ssize_t const written = ::write(file_.descriptor(), text.data(), text.size());
     static_cast<void>(written);
   }
 
  private:
-  int descriptor_;
+  OpenFile file_;
 };
 
 /// While it lives the terminal shows nothing of what is typed, and forgets what was typed before.
@@ -97,11 +95,7 @@ std::string questionFor(std::string const& package) {
 
 }  // namespace
 
-bool canAskForPassword() {
-  int const descriptor = open(kTerminal, O_RDWR | O_CLOEXEC | O_NOCTTY);
-  if (descriptor >= 0) close(descriptor);
-  return descriptor >= 0;
-}
+bool canAskForPassword() { return openTerminal().isOpen(); }
 
 Password askForPassword(std::string const& package) { return typedPassword(ask(Terminal(), questionFor(package))); }
 

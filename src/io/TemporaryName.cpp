@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "io/TemporaryName.hpp"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/random.h>
+#include <unistd.h>
+
+#include <array>
+#include <climits>
+#include <exception>
+#include <string_view>
+#include <vector>
+
+#include "io/DirectoryStream.hpp"
+
+namespace opc {
+namespace {
+
+using boost::system::error_code;
+
+constexpr std::string_view kMark = ".ztservices-";
+constexpr std::size_t kRandomCharacters = 6, kMoreRandomCharacters = 10;
+constexpr std::string_view kCharacters = "abcdefghijklmnopqrstuvwxyzABCDEF";  // 32, so that none is preferred
+constexpr int kAttempts = 100;
+constexpr mode_t kUnfinishedMode = 0600;
+
+/// Draws as many bytes at once as the system gives without interruption: a small file should not cost a call of its
+/// own. After a fork both processes draw the same names, which one of them then finds taken.
+unsigned char randomByte() {
+  thread_local std::array<unsigned char, 256> bytes{};
+  thread_local std::size_t next = bytes.size();
+  if (next == bytes.size()) next = getrandom(bytes.data(), bytes.size(), 0) > 0 ? 0 : next - 1;
+  return bytes[next++];
+}
+
+std::string randomCharacters(std::size_t count) {
+  std::string text;
+  while (text.size() < count) text += kCharacters[randomByte() % kCharacters.size()];
+  return text;
+}
+
+std::string prefixFor(std::string name) {
+  std::size_t const most = NAME_MAX - 1 - kMark.size() - kRandomCharacters;
+  if (name.size() > most) {
+    std::size_t end = most;
+    while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xC0) == 0x80) --end;
+    name.resize(end);
+  }
+  return ("." + name).append(kMark);
+}
+
+bool isTemporary(std::string_view name, std::string_view prefix) {
+  return name.size() == prefix.size() + kRandomCharacters && name.substr(0, prefix.size()) == prefix &&
+         name.find_first_not_of(kCharacters, prefix.size()) == std::string_view::npos;
+}
+
+std::vector<std::string> temporariesIn(int folder, std::string const& prefix) {
+  std::vector<std::string> found;
+  error_code error;
+  FileHandle own = FileHandle::openAt(folder, ".", O_RDONLY | O_DIRECTORY, 0, error);
+  if (error) return found;
+  DirectoryStream listing(std::move(own), error);
+  if (error) return found;
+  while (dirent const* const entry = listing.next(error))
+    if (isTemporary(entry->d_name, prefix) || isTemporary(entry->d_name, kMark)) found.emplace_back(entry->d_name);
+  return found;
+}
+
+void removeUnlessHeld(int folder, char const* name) {
+  error_code error;
+  FileHandle const file = FileHandle::openAt(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK, 0, error);
+  struct stat status {};
+  if (error || !file.getStatus(status, error) || !S_ISREG(status.st_mode)) return;
+  file.tryLock(error);
+  if (!error) unlinkat(folder, name, 0);
+}
+
+bool isNotSupported(int error) { return error == EINVAL || error == ENOSYS || error == ENOTSUP; }
+
+}  // namespace
+
+std::string temporaryNameFor(std::string const& name) { return prefixFor(name) + randomCharacters(kRandomCharacters); }
+
+std::string temporaryNameForSpool() { return std::string(kMark) + randomCharacters(kRandomCharacters); }
+
+std::string temporaryNameForExtraction() { return std::string(kMark) + randomCharacters(kMoreRandomCharacters); }
+
+void removeOrphans(int folder, std::string const& name) noexcept try {
+  for (std::string const& orphan : temporariesIn(folder, prefixFor(name))) removeUnlessHeld(folder, orphan.c_str());
+} catch (std::exception const&) {
+  return;  // for want of memory; the next save tries again
+}
+
+TemporaryName::~TemporaryName() {
+  error_code ignored;  // the caller has an error to report already, or nothing to keep
+  remove(ignored);
+}
+
+TemporaryName TemporaryName::makeFile(int folder, std::function<std::string()> const& makeName, int access,
+                                      FileHandle& file, error_code& error) {
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    std::string name = makeName();
+    file = FileHandle::openAt(folder, name.c_str(), access | O_CREAT | O_EXCL | O_NOFOLLOW, kUnfinishedMode, error);
+    if (!error) return {folder, std::move(name)};
+    if (error != posixError(EEXIST)) break;
+  }
+  return {};
+}
+
+void TemporaryName::moveTo(char const* name, bool replace, error_code& error) {
+  char const* const from = name_.c_str();
+  int moved =
+      repeatInterrupted([&] { return ::renameat2(folder_, from, folder_, name, replace ? 0 : RENAME_NOREPLACE); });
+  bool const isLinked = moved != 0 && !replace && isNotSupported(errno);
+  if (isLinked) moved = ::linkat(folder_, from, folder_, name, 0);  // which does not replace anything either
+  error = moved == 0 ? error_code() : lastPosixError();
+  if (error) return;
+  if (isLinked && ::unlinkat(folder_, from, 0) != 0) return;
+  name_.clear();
+}
+
+void TemporaryName::remove(error_code& error) noexcept {
+  bool const failed = !name_.empty() && ::unlinkat(folder_, name_.c_str(), 0) != 0;
+  error = failed ? lastPosixError() : error_code();
+  name_.clear();
+}
+
+}  // namespace opc

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "io/FileHandle.hpp"
+
+namespace opc {
+
+/// `.NAME.ztservices-XXXXXX`, unique, for a file that is to replace NAME, which is cut (between characters) to what a
+/// folder can hold.
+std::string temporaryNameFor(std::string const& name);
+/// `.ztservices-XXXXXX`, unique, for a spool in the instant before it loses its name.
+std::string temporaryNameForSpool();
+/// `.ztservices-XXXXXXXXXX`, unique, for what is extracted. Its length keeps removeOrphans() away from it: it has no
+/// lock.
+std::string temporaryNameForExtraction();
+
+/// Removes from a folder the temporaries for `name`, and spools with a name, that no process holds by a lock any more.
+/// The caller holds the folder's lock, under which they are made and locked. What cannot be removed stays.
+void removeOrphans(int folder, std::string const& name) noexcept;
+
+/// A name in an open folder (borrowed) of a file or link that is not complete. It goes with this object, unless the
+/// file has taken its own name.
+class TemporaryName {
+ public:
+  TemporaryName() = default;
+  /// Owns a name that exists.
+  TemporaryName(int folder, std::string name) : folder_(folder), name_(std::move(name)) {}
+  TemporaryName(TemporaryName&& other) noexcept : folder_(other.folder_), name_(std::exchange(other.name_, {})) {}
+  TemporaryName& operator=(TemporaryName&& other) noexcept {
+    std::swap(folder_, other.folder_);
+    name_.swap(other.name_);
+    return *this;
+  }
+  ~TemporaryName();
+
+  /// Makes a file (mode 0600, opened as `access` says) under a name of `makeName`; while names are taken, it tries
+  /// others.
+  static TemporaryName makeFile(int folder, std::function<std::string()> const& makeName, int access, FileHandle& file,
+                                boost::system::error_code& error);
+
+  /// Renames to `name` in the same folder, over a file or link of that name or, with `replace` false, only where there
+  /// is none (EEXIST). A file system that cannot do the latter keeps both names when the temporary one cannot be
+  /// removed; remove() shows whether it does.
+  void moveTo(char const* name, bool replace, boost::system::error_code& error);
+  /// Does nothing once there is no temporary name.
+  void remove(boost::system::error_code& error) noexcept;
+
+ private:
+  int folder_ = -1;
+  std::string name_;
+};
+
+}  // namespace opc

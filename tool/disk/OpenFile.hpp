@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstddef>
+#include <string>
+#include <utility>
+
+namespace ztpkg {
+
+/// Owns an open file of the disk, where the streams of the library do not do: secrets must not stay in their buffers,
+/// and terminals are no files. Calls that fail leave the reason in errno.
+class OpenFile {
+ public:
+  /// Close-on-exec is added to the flags. The path is UTF-8.
+  OpenFile(std::string const& path, int flags, mode_t mode = 0);
+  OpenFile(std::u16string const& path, int flags);
+  ~OpenFile() { close(); }
+  OpenFile(OpenFile const&) = delete;
+  OpenFile& operator=(OpenFile const&) = delete;
+
+  bool isOpen() const { return descriptor_ >= 0; }
+  int descriptor() const { return descriptor_; }
+
+  /// Reads until the buffer is full or the file ends; -1 on an error. Goes on after signals.
+  ssize_t read(void* buffer, std::size_t count) const;
+  /// False on an error. The file is closed whatever the outcome.
+  bool close();
+
+ private:
+  int descriptor_;
+};
+
+}  // namespace ztpkg
