@@ -4,6 +4,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "opc/model/Exceptions.hpp"
+#include "opc/model/URI.hpp"
+#include "package/PartNameRules.hpp"
+
 namespace opc::model::detail {
 namespace {
 
@@ -52,6 +56,15 @@ std::u16string idOf(std::uint64_t number) {
 }
 
 }  // namespace
+
+std::optional<std::string> targetNameOf(RelationshipRecord const& relationship) {
+  if (relationship.mode == TargetMode::External) return std::nullopt;
+  try {
+    return narrowName(URI(relationship.target).resolvedAgainst(URI(*relationship.source)).toString());
+  } catch (InvalidURI const&) {
+    return std::nullopt;
+  }
+}
 
 bool isNCName(std::u16string_view text) {
   if (text.empty() || !isIn(kStart, takeCharacter(text))) return false;

@@ -26,7 +26,9 @@ class ZT_API PackageHelper {
   static CoreProperties getCoreProperties(Package const& package);
 
   /// Writes the part that getCoreProperties reads; where the package has none it is created, as
-  /// "/docProps/core.xml", with its relationship, which takes the place of any that lead to no part. Every
+  /// "/docProps/core.xml", with its relationship, which takes the place of any that lead to no part. A part of
+  /// that name and of the core properties' content type to which no relationship leads is replaced; where any
+  /// other part has the name, the new part's name gets a number. Every
   /// property is written anew: to change some, start from what getCoreProperties returned. Throws
   /// InvalidXMLDocument for a text that XML cannot carry, before anything is changed, and what createPart
   /// and createInternalRelationship throw.
@@ -37,7 +39,6 @@ class ZT_API PackageHelper {
 
  private:
   static std::optional<Part> findCoreProperties(Package const& package);
-  static Part createCorePropertiesPart(Package& package);
 };
 
 }  // namespace opc::model
