@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <optional>
 #include <tuple>
 
 #include "crypto/CipherDataNames.hpp"
@@ -9,7 +8,6 @@
 #include "crypto/CryptoRandom.hpp"
 #include "crypto/Utils.hpp"
 #include "opc/model/Exceptions.hpp"
-#include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/CipherData.hpp"
 #include "xml/XmlCharacters.hpp"
 
@@ -18,14 +16,10 @@ namespace {
 
 using foundation::crypto::CryptoEngine;
 using foundation::crypto::SecretBytes;
-using model::Part;
-using model::PartName;
 using model::RelationshipSelector;
 using Bytes = std::vector<unsigned char>;
 
-using cipher_data::kContentType;
-using cipher_data::kPartName;
-using cipher_data::kRelationshipType;
+using cipher_data::kPart;
 
 CryptoEngine engine() { return CryptoEngine(std::make_shared<foundation::crypto::cryptopp::CryptoProvider>()); }
 
@@ -34,36 +28,6 @@ Bytes randomBlock() {
 }
 
 Bytes handedOut(SecretBytes const& secret) { return {secret.begin(), secret.end()}; }
-
-/// The part that the first relationship of the type targets; nothing where there is none.
-std::optional<Part> findPart(model::Package const& package) {
-  auto const found = package.getRelationshipsByType(kRelationshipType);
-  if (found.empty()) return std::nullopt;
-  return package.getPart(PartName(found.front().getTargetURI()));
-}
-
-Part createPart(model::Package& package) {
-  Part part = package.createPart(PartName(kPartName), model::ContentType(kContentType),
-                                 model::StandardPartInfo(model::CompressionType::Markup));
-  try {
-    package.createInternalRelationship(kRelationshipType, part.getName().getURI());
-  } catch (...) {
-    package.deletePart(part.getName());  // nothing would lead to it
-    throw;
-  }
-  return part;
-}
-
-/// Into the part that the relationship leads to, wherever it is. One of the manager's name that no relationship
-/// leads to is nobody's, and gives way.
-void savePart(model::Package& package, Bytes const& content) {
-  auto part = findPart(package);
-  if (!part && package.hasPart(PartName(kPartName))) package.deletePart(PartName(kPartName));
-  if (!part) part = createPart(package);
-  auto const output = part->getOutputStream();
-  output->write(content.data(), content.size());
-  output->close();
-}
 
 void checkInput(Bytes const& hash, std::u16string const& salt, Bytes const& iv) {
   if (hash.empty()) throw Exception(cipher_messages::kHashIsEmpty);
@@ -152,7 +116,7 @@ Bytes CipherDataManager::deriveDecryptionKey(std::u16string const& password, std
 
 void CipherDataManager::doLoad() {
   entries_.clear();
-  auto const part = findPart(getPackage());
+  auto const part = kPart.find(getPackage());
   if (!part) return;
   Entries loaded;
   for (CipherEntry& entry : xml_->read(*part->getInputStream())) {
@@ -166,13 +130,15 @@ void CipherDataManager::doLoad() {
 // before the part is touched; the schema wants one entry or more.
 void CipherDataManager::doSave() {
   load();
-  if (entries_.empty()) return model::PackageHelper::deleteRelationshipsAndTargets(getPackage(), kRelationshipType);
+  if (entries_.empty()) return kPart.remove(getPackage());
   std::vector<CipherEntry> entries;
   for (auto const& [selector, entry] : entries_) entries.push_back(entry);
-  savePart(getPackage(), xml_->write(entries));
+  kPart.save(getPackage(), xml_->write(entries));
 }
 
-std::vector<std::u16string> CipherDataManager::doGetManagedPartNames() const { return {kPartName}; }
-std::vector<std::u16string> CipherDataManager::doGetManagedRelationshipTypes() const { return {kRelationshipType}; }
+std::vector<std::u16string> CipherDataManager::doGetManagedPartNames() const { return {std::u16string(kPart.name)}; }
+std::vector<std::u16string> CipherDataManager::doGetManagedRelationshipTypes() const {
+  return {std::u16string(kPart.relationshipType)};
+}
 
 }  // namespace opc::ztservices

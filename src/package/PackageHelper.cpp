@@ -8,39 +8,38 @@
 #include "opc/model/Exceptions.hpp"
 #include "package/CorePropertiesPart.hpp"
 #include "package/Messages.hpp"
+#include "package/OwnedPart.hpp"
 #include "package/PackageState.hpp"
-#include "package/PartNameRules.hpp"
+#include "package/RelationshipSet.hpp"
 #include "xml/XmlFault.hpp"
 #include "xml/XmlLimits.hpp"
 
 namespace opc::model {
 namespace {
 
-/// The name that an internal target resolves to, if to any.
-std::optional<PartName> targetOf(Relationship const& relationship) {
-  if (relationship.getMode() == TargetMode::External) return std::nullopt;
-  try {
-    return PartName(relationship.getTargetURI());
-  } catch (InvalidURI const&) {
-    return std::nullopt;  // such a target is no part, which is all that matters here
-  }
+detail::OwnedPart corePropertiesPart(std::u16string_view name) {
+  detail::OwnedPart part = detail::kCorePropertiesPart;
+  part.name = name;
+  return part;
 }
 
-/// "/docProps/core.xml", or with a number where existing parts stand in the way.
-PartName freeName(Package const& package) {
+/// "/docProps/core.xml", or with a number where foreign parts stand in the way. An orphan stands in nobody's way.
+std::u16string chooseName(Package const& package) {
   std::u16string existing;
-  PartName name(u"/docProps/core.xml");
-  for (int number = 1; package.isPartDerivedFromExistingPartName(name, existing); ++number)
-    name = PartName(u"/docProps" + toString(std::to_string(number)) + u"/core.xml");
+  std::u16string name(detail::kCorePropertiesPart.name);
+  for (int number = 1; package.isPartDerivedFromExistingPartName(PartName(name), existing) &&
+                       !corePropertiesPart(name).findUnderOwnName(package);
+       ++number)
+    name = u"/docProps" + toString(std::to_string(number)) + u"/core.xml";
   return name;
 }
 
 }  // namespace
 
 std::optional<Part> PackageHelper::findTarget(Package const& package, Relationship const& relationship) {
-  auto const name = targetOf(relationship);
+  auto const name = detail::targetNameOf(*relationship.record_);
   if (!name) return std::nullopt;
-  auto const part = package.state().find(detail::narrowName(name->toString()));
+  auto const part = package.state().find(*name);
   if (part == package.state().parts.end()) return std::nullopt;
   return package.getPart(detail::PackageState::partNameOf(part));
 }
@@ -67,31 +66,17 @@ CoreProperties PackageHelper::getCoreProperties(Package const& package) {
   return detail::readCoreProperties(*input, part->getName());
 }
 
-Part PackageHelper::createCorePropertiesPart(Package& package) {
-  PartName const name = freeName(package);
-  Part part =
-      package.createPart(name, ContentType(detail::kCorePropertiesType), StandardPartInfo(CompressionType::Markup));
-  // There may be one at the most, and these lead nowhere.
-  for (auto const& relationship : package.getRelationshipsByType(detail::kCorePropertiesRelationshipType))
-    package.deleteRelationship(relationship.getID());
-  try {
-    package.createInternalRelationship(detail::kCorePropertiesRelationshipType, name.getURI());
-  } catch (...) {
-    package.deletePart(name);  // nothing would lead to it
-    throw;
-  }
-  return part;
-}
-
 void PackageHelper::createOrUpdateCoreProperties(Package& package, CoreProperties const& properties) {
   std::vector<unsigned char> bytes;
   ByteArrayOutAdaptor document(bytes);
   detail::writeCoreProperties(properties, document);  // before anything of the package is changed
-  auto part = findCoreProperties(package);
-  if (!part) part = createCorePropertiesPart(package);
-  auto const output = part->getOutputStream();
-  output->write(bytes.data(), bytes.size());
-  output->close();
+  auto const write = [&bytes](OutputStream& output) { output.write(bytes.data(), bytes.size()); };
+  if (auto const part = findCoreProperties(package)) return detail::OwnedPart::rewrite(*part, write);
+  // A package has one such relationship at the most, and these lead nowhere.
+  for (auto const& relationship : package.getRelationshipsByType(detail::kCorePropertiesRelationshipType))
+    package.deleteRelationship(relationship.getID());
+  std::u16string const name = chooseName(package);
+  corePropertiesPart(name).save(package, write);
 }
 
 void PackageHelper::deleteRelationshipsAndTargets(Package& package, std::u16string const& relationshipType) {

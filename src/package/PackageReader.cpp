@@ -43,10 +43,15 @@ std::string bytes(std::uint64_t limit) { return std::to_string(limit) + " bytes"
 
 }  // namespace
 
-bool isNoFile(zip::Entry const& item) {
+bool isMarkedAsFolder(zip::Entry const& item) {
   constexpr std::uint32_t kVolumeLabel = 0x08, kFolder = 0x10;
   bool const isOfMSDOS = item.versionMadeBy >> 8 == 0;
-  return item.name.ends_with('/') || (isOfMSDOS && (item.externalAttributes & (kVolumeLabel | kFolder)) != 0);
+  return isOfMSDOS && (item.externalAttributes & (kVolumeLabel | kFolder)) != 0;
+}
+
+bool isFolder(zip::Entry const& item) {
+  if (item.name.ends_with('/')) return true;
+  return isMarkedAsFolder(item) && item.size == 0 && !isRelationshipsName("/" + std::string(item.name));
 }
 
 PackageReader::PackageReader(PackageState& state, OpenOptions const& options)
@@ -141,7 +146,7 @@ void PackageReader::classify(std::uint32_t index) {
   zip::Entry const entry = archive_.entry(index);
   std::string_view const item = entry.name;
   bool isUntyped = false;
-  MediaType const* const type = isNoFile(entry) ? nullptr : partTypeOf(item, isUntyped);
+  MediaType const* const type = isFolder(entry) ? nullptr : partTypeOf(item, isUntyped);
   if (!type) {
     addLooseItem(index, item.size(), isUntyped);
     return;
@@ -197,12 +202,17 @@ void PackageReader::keepUnusedOverrides() {
   contentTypes_ = {};
 }
 
+LooseKind PackageReader::kindOf(LooseItem const& item) const {
+  zip::Entry const entry = archive_.entry(item.index);
+  if (item.nameLength < entry.name.size()) return LooseKind::Piece;
+  return isFolder(entry) ? LooseKind::Folder : LooseKind::File;
+}
+
 /// Among the items that are no parts, and between them and the parts: equal names, and names that are
 /// used both whole and in pieces.
 void PackageReader::refuseEqualNames() {
   auto const nameOf = [this](LooseItem const& item) { return archive_.entry(item.index).name; };
   auto const taken = [&](LooseItem const& item) { return nameOf(item).substr(0, item.nameLength); };
-  auto const isPiece = [&](LooseItem const& item) { return item.nameLength < nameOf(item).size(); };
   auto& items = state_.items;
   std::stable_sort(items.begin(), items.end(),
                    [&](LooseItem const& a, LooseItem const& b) { return NameLess::less(taken(a), taken(b)); });
@@ -210,9 +220,9 @@ void PackageReader::refuseEqualNames() {
     auto const part = state_.parts.find(taken(*item));
     if (part != state_.parts.end()) throw InvalidPackage(messages::namesClash(part->first.text(), nameOf(*item)));
     auto const next = item + 1;
-    if (next == items.end() || isNoFile(archive_.entry(item->index)) || !equalIgnoringCase(taken(*item), taken(*next)))
-      continue;
-    if (!isPiece(*item) || !isPiece(*next)) throw InvalidPackage(messages::namesClash(nameOf(*item), nameOf(*next)));
+    if (next == items.end() || !equalIgnoringCase(taken(*item), taken(*next))) continue;
+    if (!mayShareName(kindOf(*item), kindOf(*next)))
+      throw InvalidPackage(messages::namesClash(nameOf(*item), nameOf(*next)));
   }
 }
 

@@ -15,9 +15,18 @@
 
 namespace opc::model::detail {
 
-/// Folders, by name or as MS-DOS writers mark them, and MS-DOS volume labels: items that are no files. (The
-/// same bits of other systems' attributes are not relied upon.)
-bool isNoFile(zip::Entry const& item);
+/// Whether MS-DOS attributes mark the item as a folder or a volume label. (The same bits of other systems' attributes
+/// are not relied upon.)
+bool isMarkedAsFolder(zip::Entry const& item);
+/// Folders, by name or by such a mark, and volume labels. A mark on an item with content, or on a relationships part,
+/// does not count: it would hide what other readers see.
+bool isFolder(zip::Entry const& item);
+
+/// What an item that is no part is, and so with what it may share its name.
+enum class LooseKind { File, Folder, Piece };
+
+/// Folders, which some writers list twice, and the pieces of one part; whatever comes first.
+inline bool mayShareName(LooseKind a, LooseKind b) { return a == b && a != LooseKind::File; }
 
 /// Finds out what the items of an archive are and fills an empty state with it. Throws InvalidPackage with
 /// the fault alone.
@@ -39,6 +48,7 @@ class PackageReader {
   PartRecord& addPart(std::string_view key, MediaType const* type);
   void addLooseItem(std::uint32_t index, std::size_t nameLength, bool isUntyped);
   void keepUnusedOverrides();
+  LooseKind kindOf(LooseItem const& item) const;
   void refuseEqualNames();
   void refuseDerivedNames();
   void readAllRelationships();

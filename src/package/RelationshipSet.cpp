@@ -4,6 +4,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "opc/model/Exceptions.hpp"
+#include "opc/model/URI.hpp"
+#include "package/PartNameRules.hpp"
 #include "text/Ascii.hpp"
 
 namespace opc::model::detail {
@@ -27,6 +30,15 @@ std::u16string idOf(std::uint64_t number) {
 }
 
 }  // namespace
+
+std::optional<std::string> targetNameOf(RelationshipRecord const& relationship) {
+  if (relationship.mode == TargetMode::External) return std::nullopt;
+  try {
+    return narrowName(URI(relationship.target).resolvedAgainst(URI(*relationship.source)).toString());
+  } catch (InvalidURI const&) {
+    return std::nullopt;
+  }
+}
 
 bool RelationshipSet::hasType(std::u16string_view type) const {
   return std::any_of(records_.begin(), records_.end(), [type](auto const& one) { return *one.second->type == type; });

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -20,6 +21,11 @@ struct RelationshipRecord {
   TargetMode mode;
   TextPool::Text source;  // name of the source part, "/" for the package
 };
+
+/// The name of the part that an internal relationship targets. Names that differ only in ASCII case are equivalent
+/// (ECMA-376-2, 9.1.1), and so a look-up of this name ignores it. Absent for an external relationship and for a target
+/// that resolves to no name.
+std::optional<std::string> targetNameOf(RelationshipRecord const& relationship);
 
 /// The relationships of one source, in order.
 class RelationshipSet {

@@ -30,6 +30,7 @@ inline constexpr char kUntypedItem[] = "untyped-item";
 inline constexpr char kInvalidPartName[] = "invalid-part-name";
 inline constexpr char kInvalidContentType[] = "invalid-content-type";
 inline constexpr char kTypeParameters[] = "type-parameters";
+inline constexpr char kFolderMark[] = "folder-mark";
 inline constexpr char kNamesClash[] = "names-clash";
 inline constexpr char kDerivedName[] = "derived-name";
 inline constexpr char kDuplicatePiece[] = "duplicate-piece";
@@ -41,6 +42,7 @@ inline constexpr char kMissingTarget[] = "missing-target";
 inline constexpr char kBackslashTarget[] = "backslash-target";
 inline constexpr char kSeveralCoreProperties[] = "several-core-properties";
 inline constexpr char kInvalidCoreProperties[] = "invalid-core-properties";
+inline constexpr char kOrphanedPart[] = "orphaned-part";
 inline constexpr char kInvalidPackage[] = "invalid-package";
 
 // The file system.
@@ -67,8 +69,9 @@ inline constexpr char kMoreFaults[] = "more-faults";
 /// Whether readers have to put up with it: the package is one all the same.
 inline bool isTolerated(std::string_view code) {
   constexpr std::string_view kTolerated[] = {
-      kPrefixBytes,    kGap,          kGrowthHint,    kUntypedItem,     kInvalidPartName,      kInvalidContentType,
-      kTypeParameters, kMissingPiece, kMissingTarget, kBackslashTarget, kSeveralCoreProperties};
+      kPrefixBytes,    kGap,        kGrowthHint,   kUntypedItem,   kInvalidPartName, kInvalidContentType,
+      kTypeParameters, kFolderMark, kMissingPiece, kMissingTarget, kBackslashTarget, kSeveralCoreProperties,
+      kOrphanedPart};
   return std::ranges::find(kTolerated, code) != std::end(kTolerated);
 }
 

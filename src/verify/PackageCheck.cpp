@@ -50,16 +50,6 @@ bool isLess(CheckedPart const& part, std::string_view name) { return detail::Nam
 
 std::string withoutSlash(std::string const& name) { return name.substr(1); }
 
-/// The part that an internal target leads to; absent where it cannot be one.
-std::optional<std::u16string> resolved(detail::RelationshipRecord const& relationship, std::string const& source) {
-  try {
-    model::URI const base(source.empty() ? u"/" : detail::wideName(source));
-    return model::URI(relationship.target).resolvedAgainst(base).toString();
-  } catch (model::InvalidURI const&) {
-    return std::nullopt;
-  }
-}
-
 }  // namespace
 
 PackageCheck::PackageCheck(model::zip::ArchiveSurvey const& survey, std::vector<bool> const& isSound,
@@ -91,6 +81,16 @@ CheckedPart const* PackageCheck::find(std::u16string const& name) const {
        part != parts_.end() && detail::equalIgnoringCase(part->name, wanted); ++part)
     if (part->name == wanted) return &*part;
   return nullptr;
+}
+
+CheckedPart const* PackageCheck::findEquivalent(std::string_view name) const {
+  auto const part = std::lower_bound(parts_.begin(), parts_.end(), name, isLess);
+  return part != parts_.end() && detail::equalIgnoringCase(part->name, name) ? &*part : nullptr;
+}
+
+CheckedPart const* PackageCheck::findTarget(detail::RelationshipRecord const& relationship) const {
+  auto const name = detail::targetNameOf(relationship);
+  return name ? findEquivalent(*name) : nullptr;
 }
 
 bool PackageCheck::isSound(CheckedPart const& part) const {
@@ -136,10 +136,8 @@ void PackageCheck::read(CheckedPart const& part, ContentSink const& take) const 
 std::vector<CheckedPart const*> PackageCheck::targetsOf(std::u16string_view type) const {
   std::vector<CheckedPart const*> targets;
   for (auto const& [position, relationship] : packageRelationships_.records()) {
-    if (*relationship->type != type || relationship->mode == model::TargetMode::External) continue;
-    auto const name = resolved(*relationship, {});
-    CheckedPart const* const part = name ? find(*name) : nullptr;
-    if (part) targets.push_back(part);
+    if (*relationship->type != type) continue;
+    if (CheckedPart const* const part = findTarget(*relationship)) targets.push_back(part);
   }
   return targets;
 }
@@ -200,11 +198,21 @@ void PackageCheck::classifyItems() {
   for (std::uint32_t i = 0; i < survey_.size(); ++i) {
     if (isDone_[i]) continue;
     auto const entry = survey_.entry(i);
-    if (detail::isNoFile(entry)) continue;
+    if (detail::isFolder(entry)) {
+      addLoose(entry.name, detail::LooseKind::Folder);
+      continue;
+    }
+    if (detail::isMarkedAsFolder(entry))
+      faults_.addItem(
+          code::kFolderMark, entry.name,
+          messages::invalidItem("/" + std::string(entry.name), "a file that is marked as a folder or a volume label"));
     classify(entry.name, {i});
   }
   for (auto& sequence : sequences_)
-    if (sequence.isComplete) classify(sequence.name, std::move(sequence.items));
+    if (sequence.isComplete)
+      classify(sequence.name, std::move(sequence.items));
+    else
+      addLoose(sequence.name, detail::LooseKind::Piece);
   std::stable_sort(parts_.begin(), parts_.end(),
                    [](CheckedPart const& a, CheckedPart const& b) { return isLess(a, b.name); });
 }
@@ -215,14 +223,18 @@ void PackageCheck::classify(std::string_view item, std::vector<std::uint32_t> it
   if (!detail::isValidPartName(name)) {
     faults_.addItem(code::kInvalidPartName, item,
                     messages::invalidItem(name, "its name is not one that a part may have"));
-    looseNames_.push_back(std::move(name));
+    addLoose(item, detail::LooseKind::File);
     return;
   }
   detail::MediaType const* const type = knowsTypes_ ? typeOf(name) : nullptr;
   if (knowsTypes_ && !(type && type->value))
-    looseNames_.push_back(std::move(name));
+    addLoose(item, detail::LooseKind::File);
   else
     parts_.push_back({std::move(name), type, std::move(items)});
+}
+
+void PackageCheck::addLoose(std::string_view item, detail::LooseKind kind) {
+  looseNames_.push_back({"/" + std::string(item), kind});
 }
 
 detail::MediaType const* PackageCheck::typeOf(std::string const& name) {
@@ -256,14 +268,20 @@ void PackageCheck::checkRelationshipsName(std::string const& name, detail::Media
 
 /// Of items with the same name one is looked at further.
 void PackageCheck::checkNames() {
-  std::vector<std::string_view> names;
+  using detail::LooseKind;
+  using Named = std::pair<std::string_view, LooseKind>;
+  std::vector<Named> names;
   names.reserve(parts_.size() + looseNames_.size());
-  for (CheckedPart const& part : parts_) names.push_back(part.name);
-  names.insert(names.end(), looseNames_.begin(), looseNames_.end());
-  std::stable_sort(names.begin(), names.end(), detail::NameLess::less);
-  for (std::size_t i = 1; i < names.size(); ++i)
-    if (detail::equalIgnoringCase(names[i - 1], names[i]))
-      faults_.addItem(code::kNamesClash, names[i].substr(1), messages::namesClash(names[i - 1], names[i]));
+  for (CheckedPart const& part : parts_) names.emplace_back(part.name, LooseKind::File);
+  for (LooseName const& loose : looseNames_) names.emplace_back(loose.name, loose.kind);
+  std::stable_sort(names.begin(), names.end(),
+                   [](Named const& a, Named const& b) { return detail::NameLess::less(a.first, b.first); });
+  for (std::size_t i = 1; i < names.size(); ++i) {
+    auto const& [before, kindBefore] = names[i - 1];
+    auto const& [name, kind] = names[i];
+    if (detail::equalIgnoringCase(before, name) && !detail::mayShareName(kindBefore, kind))
+      faults_.addItem(code::kNamesClash, name.substr(1), messages::namesClash(before, name));
+  }
   auto const isSame = [](CheckedPart const& a, CheckedPart const& b) { return a.name == b.name; };
   parts_.erase(std::unique(parts_.begin(), parts_.end(), isSame), parts_.end());
 }
@@ -280,8 +298,12 @@ void PackageCheck::checkDerivedNames() {
 
 void PackageCheck::readAllRelationships() {
   for (CheckedPart const& part : parts_)
-    if (detail::endsIgnoringCase(part.name, ".rels") && detail::isRelationshipsName(part.name) && isSound(part))
-      readRelationships(part);
+    if (detail::endsIgnoringCase(part.name, ".rels") && detail::isRelationshipsName(part.name)) {
+      if (isSound(part))
+        readRelationships(part);
+      else if (detail::sourceNameOf(part.name).empty())
+        knowsRelationships_ = false;
+    }
 }
 
 /// What comes before the first fault of a document is looked at all the same.
@@ -295,6 +317,7 @@ void PackageCheck::readRelationships(CheckedPart const& part) {
     if (fault.getErrorCode()) throw;
     faults_.addItem(code::kInvalidRelationships, withoutSlash(part.name),
                     messages::invalidItem(part.name, fault.what()));
+    if (source.empty()) knowsRelationships_ = false;
   }
   checkTargets(source, relationships);
   if (source.empty()) packageRelationships_ = std::move(relationships);
@@ -312,10 +335,11 @@ void PackageCheck::checkTarget(std::string const& source, detail::RelationshipRe
     faults_.add(code::kBackslashTarget, item,
                 where + " has a backslash in its target " + messages::shown(relationship.target));
   if (relationship.target.starts_with(u'#')) return;  // within its own source
-  auto const name = resolved(relationship, source);
-  if (!name || !find(*name))
+  if (!findTarget(relationship)) {
+    auto const name = detail::targetNameOf(relationship);
     faults_.add(code::kMissingTarget, item,
-                where + " leads to no part: " + messages::shown(name ? *name : relationship.target));
+                where + " leads to no part: " + (name ? messages::shown(*name) : messages::shown(relationship.target)));
+  }
 }
 
 void PackageCheck::checkCoreProperties() {

@@ -14,6 +14,7 @@
 #include "opc/model/Package.hpp"
 #include "package/ContentTypesPart.hpp"
 #include "package/Interned.hpp"
+#include "package/PackageReader.hpp"
 #include "package/Pieces.hpp"
 #include "package/RelationshipSet.hpp"
 #include "package/RelationshipsPart.hpp"
@@ -49,6 +50,10 @@ class PackageCheck {
   std::vector<CheckedPart> const& parts() const { return parts_; }
   /// The part of exactly that name, or null.
   CheckedPart const* find(std::u16string const& name) const;
+  /// The part of a name that may differ in ASCII case, or null.
+  CheckedPart const* findEquivalent(std::string_view name) const;
+  /// The part that an internal relationship leads to, or null.
+  CheckedPart const* findTarget(model::detail::RelationshipRecord const& relationship) const;
   bool isSound(CheckedPart const& part) const;
   std::uint64_t sizeOf(CheckedPart const& part) const;
   std::uint64_t storedSizeOf(CheckedPart const& part) const;
@@ -59,6 +64,8 @@ class PackageCheck {
   void read(CheckedPart const& part, ContentSink const& take) const;
   /// Parts that relationships of the package with that type lead to, the missing ones left out.
   std::vector<CheckedPart const*> targetsOf(std::u16string_view type) const;
+  /// Whether the package's own relationships could be read, so that what they do not lead to is an orphan.
+  bool knowsRelationships() const { return knowsRelationships_; }
 
  private:
   void collectPieces();
@@ -66,6 +73,7 @@ class PackageCheck {
   void readContentTypes(std::vector<std::uint32_t> const& items);
   void classifyItems();
   void classify(std::string_view name, std::vector<std::uint32_t> items);
+  void addLoose(std::string_view item, model::detail::LooseKind kind);
   model::detail::MediaType const* typeOf(std::string const& name);
   void checkType(std::string const& name, model::detail::MediaType const& type);
   void checkRelationshipsName(std::string const& name, model::detail::MediaType const* type);
@@ -89,9 +97,14 @@ class PackageCheck {
   bool knowsTypes_ = false;
   std::vector<bool> isDone_;  // by item: a piece, or the content types
   std::vector<model::detail::PieceCollector::Sequence> sequences_;
-  std::vector<std::string> looseNames_;  // of items that are no parts
+  struct LooseName {
+    std::string name;
+    model::detail::LooseKind kind;
+  };
+  std::vector<LooseName> looseNames_;  // of items that are no parts
   std::vector<CheckedPart> parts_;
   model::detail::RelationshipSet packageRelationships_;
+  bool knowsRelationships_ = true;
 };
 
 }  // namespace opc::ztservices

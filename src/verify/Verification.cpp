@@ -12,7 +12,11 @@
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/CipherData.hpp"
+#include "package/CorePropertiesPart.hpp"
 #include "package/Messages.hpp"
+#include "package/PartNameRules.hpp"
+#include "services/properties/PartsXml.hpp"
+#include "services/tree/ManifestNames.hpp"
 #include "verify/EncryptionCheck.hpp"
 #include "verify/FaultCodes.hpp"
 #include "verify/FaultList.hpp"
@@ -74,15 +78,32 @@ bool isWithin(ArchiveSurvey const& survey, std::uint64_t maximumBytes, FaultList
   return true;
 }
 
+/// Parts under the names and of the content types of our managers that no manager finds.
+void checkOrphans(PackageCheck const& package, FaultList& faults) {
+  if (!package.knowsRelationships()) return;
+  for (model::detail::OwnedPart const& owned :
+       {manifest::kPart, manifest::kPartV1, parts_xml::kVendor, parts_xml::kExtension, parts_xml::kReleaseInfo,
+        cipher_data::kPart, model::detail::kCorePropertiesPart}) {
+    CheckedPart const* const part = package.findEquivalent(model::detail::narrowName(owned.name));
+    if (!part || !part->type || !part->type->is(owned.contentType)) continue;
+    auto const targets = package.targetsOf(owned.relationshipType);
+    if (std::ranges::find(targets, part) == targets.end())
+      faults.addItem(code::kOrphanedPart, std::string_view(part->name).substr(1),
+                     model::detail::messages::invalidItem(
+                         part->name, "no relationship of the package leads to it as to what its content type says"));
+  }
+}
+
 void checkCipherData(model::Package& package, FaultList& faults) {
-  if (package.getRelationshipsByType(cipher_data::kRelationshipType).empty()) return;
+  if (package.getRelationshipsByType(std::u16string(cipher_data::kPart.relationshipType)).empty()) return;
   try {
     CipherDataManager(package).hasCipherEntry({model::URI(u"/"), model::RelationshipSelectorType::ByType, u""});
   } catch (model::InvalidItem const&) {   // told with its content
   } catch (model::PartNotFound const&) {  // told with the relationship
   } catch (Exception const& fault) {
     if (fault.getErrorCode()) throw;
-    faults.add(code::kInvalidCipherData, cipher_data::kPartName, std::string("The cipher data: ") + fault.what());
+    faults.add(code::kInvalidCipherData, std::u16string(cipher_data::kPart.name),
+               std::string("The cipher data: ") + fault.what());
   }
 }
 
@@ -143,6 +164,7 @@ VerificationReport verifyPackage(std::u16string const& path, VerificationOptions
     EncryptionCheck encryption(package, options.key);
     readItems(survey, encryption, isSound);
     package.check();
+    checkOrphans(package, faults);
     mayOpen = faults.isTolerable();
     report.isKeyWrong = !FileSystemCheck(package, encryption, faults).check();
     count(package, encryption, report);

@@ -23,6 +23,7 @@ RELS = "_rels/.rels"
 A, B, SECRET = "fsroot/a.txt", "fsroot/b.bin", "fsroot/c.key"
 RELATIONS = "http://schemas.openxmlformats.org/package/2006/relationships"
 CORE = RELATIONS + "/metadata/core-properties"
+CORE_TYPE = "application/vnd.openxmlformats-package.core-properties+xml"
 RELATIONS_TYPE = "application/vnd.openxmlformats-package.relationships+xml"
 CASES = []
 
@@ -389,7 +390,120 @@ def core_properties_that_break_the_rules():
     return core(["<x/>"])
 
 
+CIPHER = "metadata/ztCipherData.xml"
+# Parts of ztpkg's own besides the manifests: their names, content types, and what leads to them.
+OWN_PARTS = [
+    ("metadata/ztcoreProperties.xml", "coreProperties", "2012/relationships/coreProperties"),
+    ("metadata/ztcorePropertiesExtension.xml", "corePropertiesExtension",
+     "2014/relationships/corePropertiesExtension"),
+    ("metadata/ztcorePropertiesReleaseInfo.xml", "corePropertiesReleaseInfo",
+     "2019/relationships/corePropertiesReleaseInfo"),
+    (CIPHER, "cipherData", "2018/relationships/cipherData")]
+
+
+def type_row(name, kind):
+    return f'<Override PartName="/{name}" ContentType="{kind}"/>'
+
+
+OWN_TYPES = [type_row(name, f"application/vnd.corvanta.package.{kind}+xml") for name, kind, _ in OWN_PARTS]
+
+
+@case()
+def core_properties_whose_relationship_writes_them_in_another_case():
+    return with_items({RELS: relations([RELATION, relation(2, CORE, "/CORE.xml")]), "core.xml": NO_PROPERTIES,
+                       TYPES: types(DEFAULTS + [type_row("core.xml", CORE_TYPE)])})
+
+
+@case(("invalid-cipher-data", item(CIPHER)))
+def cipher_data_whose_relationship_writes_it_in_another_case():
+    target = relation(2, f"{BASE}/package/2018/relationships/cipherData", "/metadata/ztcipherdata.xml")
+    return with_items({RELS: relations([RELATION, target]), CIPHER: "<x/>", TYPES: types(DEFAULTS + OWN_TYPES[3:])})
+
+
+@case(*[("orphaned-part", item(name)) for name, _, _ in OWN_PARTS], ("orphaned-part", item("docProps/core.xml")))
+def parts_of_our_own_to_which_nothing_leads():
+    orphans = {name: "<x/>" for name, _, _ in OWN_PARTS}
+    return with_items({**orphans, "docProps/core.xml": NO_PROPERTIES,
+                       TYPES: types(DEFAULTS + OWN_TYPES + [type_row("docProps/core.xml", CORE_TYPE)])})
+
+
+@case(("orphaned-part", item(MANIFEST)))
+def a_manifest_to_which_nothing_leads():
+    return with_items({RELS: relations([])})
+
+
+@case()
+def parts_of_others_under_our_names():
+    return with_items({name: "<x/>" for name, _, _ in OWN_PARTS})
+
+
+@case(("orphaned-part", item("metadata/ZTcoreProperties.xml")))
+def a_part_to_which_another_kind_of_relationship_leads():
+    name = "metadata/ZTcoreProperties.xml"
+    other = relation(2, BASE + "/package/2014/relationships/other", "/" + name)
+    return with_items({RELS: relations([RELATION, other]), name: "<x/>", TYPES: types(DEFAULTS + OWN_TYPES[:1])})
+
+
+# ---- folders that only attributes mark
+
+def marked(data, name, attributes=0x10):
+    """As an MS-DOS program would have written that item."""
+    central = places(data, name)[2]
+    return put(put(data, central + 5, "B", 0), central + 38, "I", attributes)
+
+
+@case(("folder-mark", item(RELS)))
+def relationships_that_are_marked_as_a_folder():
+    return marked(GOOD, RELS)
+
+
+@case(("folder-mark", item(RELS)), ("invalid-relationships", item(RELS)))
+def empty_relationships_that_are_marked_as_a_folder():
+    return marked(with_items({RELS: ""}), RELS)
+
+
+@case(("folder-mark", item(B)))
+def a_file_that_is_marked_as_a_volume_label():
+    return marked(GOOD, B, 0x08)
+
+
+@case()
+def a_folder_by_its_attributes():
+    return marked(with_items({"docs": ""}), "docs")
+
+
+@case(("names-clash", item("DOCS")), ("untyped-item", item("DOCS")))
+def a_folder_in_front_of_a_file_of_its_name():
+    return marked(with_items({"docs": "", "DOCS": "x"}), "docs")
+
+
+@case(("names-clash", item("docs")), ("untyped-item", item("DOCS")))
+def a_folder_behind_a_file_of_its_name():
+    return marked(with_items({"DOCS": "x", "docs": ""}), "docs")
+
+
+@case(("names-clash", item("FSROOT/A.TXT")))
+def a_folder_of_the_name_of_a_part():
+    return marked(with_items({"FSROOT/A.TXT": ""}), "FSROOT/A.TXT")
+
+
+@case()
+def a_folder_twice():
+    return archive(list(items().items()) + [("docs/", ""), ("DOCS/", "")])
+
+
+@case(("missing-piece", item("x.bin")), ("names-clash", item("x.bin")))
+def pieces_of_what_is_there_as_a_whole():
+    return with_items({"x.bin/[0].piece": "1", "x.bin": "2"})
+
+
 # ---- the file system
+
+@case(("missing-part", "/../evil"), ("unsafe-path", "/../evil"))
+def a_manifest_whose_relationship_writes_it_in_another_case():
+    return with_items({RELS: relations([RELATION.replace("/metadata", "/Metadata")]),
+                       MANIFEST: manifest(ENTRIES + [entry("/../evil", "")])})
+
 
 @case(("missing-part", "/b.bin"))
 def a_missing_part():

@@ -45,6 +45,13 @@ TEST(CipherDataLoad, FollowsTheRelationship) {
   expectEntry(CipherDataManager(*package).getCipherEntry(byID()), byID());
 }
 
+TEST(CipherDataLoad, FollowsARelationshipThatWritesItsTargetInAnotherCase) {
+  auto const package = Package::createInMemory();
+  addPart(*package, kPart, cipherData(entryXml()));
+  package->createInternalRelationship(kRelationshipType, model::URI(u"/METADATA/ztcipherdata.XML"));
+  expectEntry(CipherDataManager(*package).getCipherEntry(byID()), byID());
+}
+
 TEST(CipherDataLoad, ReadsBothKindsOfSelectors) {
   auto const package = packageWith(entryWith("ByID", "ByType"));
   expectEntry(CipherDataManager(*package).getCipherEntry(byType(u"rId1")), byType(u"rId1"));

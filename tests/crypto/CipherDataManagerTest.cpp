@@ -218,13 +218,33 @@ TEST_F(CipherData, IsWrittenWhereTheRelationshipLeads) {
   EXPECT_EQ(other->getRelationshipsByType(kRelationshipType).size(), 1U);
 }
 
-TEST_F(CipherData, TakesThePlaceOfAPartThatNothingLeadsTo) {
-  addPart(*package, kPart, "stray");
+TEST_F(CipherData, TakesThePlaceOfAnOrphan) {
+  addPart(*package, kPart, "stray", kPartType);
   add(byType());
   auto const reopened = reopen(*package);
   EXPECT_TRUE(CipherDataManager(*reopened).hasCipherEntry(byType()));
-  EXPECT_EQ(reopened->getPart(PartName(kPart)).getContentType().toString(),
-            u"application/vnd.corvanta.package.cipherData+xml");
+  EXPECT_EQ(reopened->getPart(PartName(kPart)).getContentType().toString(), kPartType);
+}
+
+TEST_F(CipherData, TakesThePlaceOfAnOrphanInAnotherCase) {
+  addPart(*package, u"/Metadata/ztcipherdata.xml", "stray", kPartType);
+  add(byType());
+  EXPECT_NE(saved().find("ByType"), std::string::npos);
+}
+
+TEST_F(CipherData, NeverTouchesAPartOfAnotherType) {
+  addPart(*package, kPart, "somebody's");
+  add(byType());
+  EXPECT_THROW(package->save(), model::PartNameClash);
+  EXPECT_EQ(documentOf(*package), "somebody's");
+}
+
+TEST_F(CipherData, LeavesNoOrphanWhenItsLastEntryGoes) {
+  addPart(*package, kPart, "stray", kPartType);
+  add(byType());
+  manager.deleteCipherEntry(byType());
+  package->save();
+  EXPECT_FALSE(package->hasPart(PartName(kPart)));
 }
 
 TEST_F(CipherData, LeavesTheOtherPartsAlone) {

@@ -13,8 +13,8 @@ void writePart(model::Part const& part, std::string const& content) {
   output->close();
 }
 
-model::Part addPart(Package& package, std::u16string const& name, std::string const& content) {
-  auto const part = package.createPart(PartName(name), model::ContentType(u"application/xml"),
+model::Part addPart(Package& package, std::u16string const& name, std::string const& content, char16_t const* type) {
+  auto const part = package.createPart(PartName(name), model::ContentType(type),
                                        model::StandardPartInfo(model::CompressionType::Markup));
   writePart(part, content);
   return part;

@@ -21,6 +21,7 @@ using model::RelationshipSelectorType;
 using Bytes = std::vector<unsigned char>;
 
 inline constexpr char16_t kPart[] = u"/metadata/ztCipherData.xml";
+inline constexpr char16_t kPartType[] = u"application/vnd.corvanta.package.cipherData+xml";
 inline constexpr char16_t kRelationshipType[] =
     u"http://schemas.corvanta.example/package/2018/relationships/cipherData";
 
@@ -46,7 +47,8 @@ inline std::string entryXml(std::string const& children = kSelectorXml + kTextsX
 }
 
 void writePart(model::Part const& part, std::string const& content);
-model::Part addPart(Package& package, std::u16string const& name, std::string const& content);
+model::Part addPart(Package& package, std::u16string const& name, std::string const& content,
+                    char16_t const* type = u"application/xml");
 /// A package that has this document for its cipher data.
 std::unique_ptr<Package> packageWith(std::string const& document, std::u16string const& name = kPart);
 std::unique_ptr<Package> reopen(Package& package);

@@ -153,6 +153,17 @@ TEST(CoreProperties, FindAFreeNameForTheirPart) {
   EXPECT_TRUE(package->hasPart(PartName(u"/docProps1/core.xml")));
 }
 
+TEST(CoreProperties, TakeThePlaceOfAnOrphan) {
+  auto const package = Package::createInMemory();
+  package->createPart(PartName(u"/docprops/CORE.xml"),
+                      ContentType(u"application/vnd.openxmlformats-package.core-properties+xml"),
+                      StandardPartInfo(CompressionType::Stored));
+  PackageHelper::createOrUpdateCoreProperties(*package, everything());
+  EXPECT_EQ(package->getPartNames(),
+            (std::vector<PartName>{PartName(u"/_rels/.rels"), PartName(u"/docProps/core.xml")}));
+  expectEqual(PackageHelper::getCoreProperties(*package), everything());
+}
+
 TEST(CoreProperties, ThatXmlCannotCarryChangeNothing) {
   auto const package = Package::createInMemory();
   CoreProperties p;

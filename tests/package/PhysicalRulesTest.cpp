@@ -227,12 +227,18 @@ TEST(ZipItems, ThatAreFoldersAreNoParts) {
   EXPECT_EQ(package->getItemNames(), Names{u"a.xml/"});
 }
 
+/// The package with those attributes of MS-DOS on its item of that name.
+Bytes marked(Bytes bytes, std::string const& name, unsigned char attributes = 0x10) {
+  std::size_t const entry = std::string(bytes.begin(), bytes.end()).rfind(name) - 46;
+  bytes[entry + 5] = 0;  // made on MS-DOS
+  bytes[entry + 38] = attributes;
+  return bytes;
+}
+
 TEST(ZipItems, ThatMSDOSMarksAsFoldersOrLabelsAreNoParts) {
-  for (char const attribute : {'\x10', '\x08', '\x18'}) {
-    Bytes bytes = rawPackage({storedItem("a.xml", "alpha"), storedItem("b.xml", "")});
+  for (unsigned char const attributes : {0x10, 0x08, 0x18}) {
+    Bytes bytes = marked(rawPackage({storedItem("a.xml", "alpha"), storedItem("b.xml", "")}), "b.xml", attributes);
     std::size_t const entry = bytes.size() - 22 - 46 - 5;  // the last of the directory
-    bytes[entry + 5] = 0;                                  // made on MS-DOS
-    bytes[entry + 38] = static_cast<unsigned char>(attribute);
     auto const package = open(bytes);
     EXPECT_EQ(partNames(*package), Names{u"/a.xml"});
     EXPECT_EQ(package->getItemNames(), Names{u"b.xml"});
@@ -240,6 +246,31 @@ TEST(ZipItems, ThatMSDOSMarksAsFoldersOrLabelsAreNoParts) {
     bytes[entry + 5] = 3;  // on Unix these bits may be anything
     EXPECT_EQ(partNames(*open(bytes)).size(), 2U);
   }
+}
+
+TEST(ZipItems, WithContentAreNoFoldersWhateverMarksThem) {
+  auto const package = open(marked(withSecond(storedItem("b.xml", "beta")), "b.xml"));
+  EXPECT_EQ(samples::read(*package, u"/b.xml"), "beta");
+}
+
+TEST(ZipItems, OfRelationshipsAreNoFoldersWhateverMarksThem) {
+  std::string const relationships = samples::relationships(samples::relationship("r", "a.xml"));
+  auto const full = open(marked(withSecond(storedItem("_rels/.rels", relationships)), "_rels/.rels"));
+  EXPECT_EQ(full->getRelationships().size(), 1U);
+  auto const empty = open(marked(withSecond(storedItem("_rels/.rels", "")), "_rels/.rels"));
+  empty->createInternalRelationship(u"urn:x", URI(u"a.xml"));
+  EXPECT_EQ(open(empty->saveToBytes())->getRelationships().size(), 1U);
+}
+
+TEST(ZipItems, ThatAreFoldersShareTheirNamesWithFoldersAloneInAnyOrder) {
+  RawItem const folder = storedItem("docs", ""), file = storedItem("DOCS", "x");
+  expectClash(marked(rawPackage({folder, file}), "docs"), "docs and DOCS");
+  expectClash(marked(rawPackage({file, folder}), "docs"), "DOCS and docs");
+  RawItem const piece = storedItem("DOCS/[0].piece", "x");
+  expectClash(marked(rawPackage({folder, piece}), "docs"), "docs and DOCS/[0].piece");
+  expectClash(marked(rawPackage({piece, folder}), "docs"), "DOCS/[0].piece and docs");
+  auto const package = open(marked(marked(rawPackage({folder, storedItem("DOCS", "")}), "docs"), "DOCS"));
+  EXPECT_EQ(package->getItemNames().size(), 2U);
 }
 
 TEST(ZipItems, ThatAreEncryptedAreRefusedAndThePackageIsNot) {

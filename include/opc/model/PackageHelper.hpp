@@ -27,10 +27,11 @@ class ZT_API PackageHelper {
   static CoreProperties getCoreProperties(Package const& package);
 
   /// Writes the part that getCoreProperties reads. Where the package has none, it creates "/docProps/core.xml" and its
-  /// relationship, which replaces relationships of that type that lead to no part. It writes every property: to change
-  /// some of them, start from the result of getCoreProperties. Throws InvalidXMLDocument for a text that XML cannot
-  /// carry, before it changes anything, and what Package::createPart, createInternalRelationship and
-  /// Part::getOutputStream throw.
+  /// relationship, which replaces relationships of that type that lead to no part. It replaces an unreferenced part of
+  /// that name and of the core properties' content type; if any other part has the name, the new name gets a number. It
+  /// writes every property: to change some of them, start from the result of getCoreProperties. Throws
+  /// InvalidXMLDocument for a text that XML cannot carry, before it changes anything, and what Package::createPart,
+  /// createInternalRelationship and Part::getOutputStream throw.
   static void createOrUpdateCoreProperties(Package& package, CoreProperties const& properties);
 
   /// Deletes every package relationship of that type and the parts that these lead to, except relationships parts. A
@@ -39,7 +40,6 @@ class ZT_API PackageHelper {
 
  private:
   static std::optional<Part> findCoreProperties(Package const& package);
-  static Part createCorePropertiesPart(Package& package);
 };
 
 }  // namespace opc::model

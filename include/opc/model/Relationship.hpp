@@ -36,6 +36,7 @@ class ZT_API Relationship {
   URI getTargetURI() const;
 
  private:
+  friend class PackageHelper;
   friend class RelationshipSource;
   explicit Relationship(std::shared_ptr<detail::RelationshipRecord const> record) : record_(std::move(record)) {}
 

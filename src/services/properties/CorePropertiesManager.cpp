@@ -7,38 +7,18 @@
 #include "opc/ztservices/CoreProperties.hpp"
 #include "services/properties/Messages.hpp"
 #include "services/properties/PartsXml.hpp"
-#include "text/SchemaBaseURI.hpp"
 #include "xml/XmlLimits.hpp"
 
 namespace opc::ztservices {
 namespace {
 
 using model::Part;
-using model::PartName;
 using Bytes = std::vector<unsigned char>;
 using ReleaseInfo = CoreProperties::ReleaseInfo;
 
-struct PartKind {
-  char16_t const* name;
-  char16_t const* contentType;
-  char16_t const* relationshipType;
-};
-
-constexpr PartKind kVendor = {u"/metadata/ztcoreProperties.xml", u"application/vnd.corvanta.package.coreProperties+xml",
-                              u"" ZT_SCHEMA_BASE_URI "/package/2012/relationships/coreProperties"};
-constexpr PartKind kExtension = {u"/metadata/ztcorePropertiesExtension.xml",
-                                 u"application/vnd.corvanta.package.corePropertiesExtension+xml",
-                                 u"" ZT_SCHEMA_BASE_URI "/package/2014/relationships/corePropertiesExtension"};
-constexpr PartKind kReleaseInfo = {u"/metadata/ztcorePropertiesReleaseInfo.xml",
-                                   u"application/vnd.corvanta.package.corePropertiesReleaseInfo+xml",
-                                   u"" ZT_SCHEMA_BASE_URI "/package/2019/relationships/corePropertiesReleaseInfo"};
-
-/// The part that the first relationship of the kind's type targets; nothing where there is none.
-std::optional<Part> findPart(model::Package const& package, PartKind const& kind) {
-  auto const found = package.getRelationshipsByType(kind.relationshipType);
-  if (found.empty()) return std::nullopt;
-  return model::PackageHelper::getTarget(package, found.front());
-}
+using parts_xml::kExtension;
+using parts_xml::kReleaseInfo;
+using parts_xml::kVendor;
 
 std::u16string const& requiredText(std::map<std::u16string, std::u16string> const& texts, std::u16string const& name) {
   auto const text = texts.find(name);
@@ -47,7 +27,7 @@ std::u16string const& requiredText(std::map<std::u16string, std::u16string> cons
 }
 
 void loadVendorPart(model::Package const& package, model::XmlTextRecord& xml, CoreProperties& properties) {
-  auto const part = findPart(package, kVendor);
+  auto const part = kVendor.find(package);
   if (!part) return;
   auto const texts = xml.read(*part->getInputStream()).value();  // the schema lets no other root pass
   properties.setContentType(requiredText(texts, parts_xml::kContentType));
@@ -56,7 +36,7 @@ void loadVendorPart(model::Package const& package, model::XmlTextRecord& xml, Co
 }
 
 void loadExtensionPart(model::Package const& package, model::XmlTextRecord& xml, CoreProperties& properties) {
-  auto const part = findPart(package, kExtension);
+  auto const part = kExtension.find(package);
   if (!part) return;
   auto const texts = xml.read(*part->getInputStream());
   if (!texts) throw model::InvalidPartContent(messages::kNoExtensionRoot);
@@ -82,7 +62,7 @@ ReleaseInfo parseReleaseInfo(std::istream& text) {
 }
 
 void loadReleaseInfoPart(model::Package const& package, CoreProperties& properties) {
-  auto const part = findPart(package, kReleaseInfo);
+  auto const part = kReleaseInfo.find(package);
   if (!part) return;
   auto text = textOf(*part);
   ReleaseInfo const info = parseReleaseInfo(text);
@@ -103,30 +83,9 @@ Bytes makeVendorDocument(model::XmlTextRecord& xml, CoreProperties const& proper
                             {parts_xml::kRelease, properties.getTALBEXRelease()}});
 }
 
-Part createPart(model::Package& package, PartKind const& kind) {
-  Part part = package.createPart(PartName(kind.name), model::ContentType(kind.contentType),
-                                 model::StandardPartInfo(model::CompressionType::Markup));
-  try {
-    package.createInternalRelationship(kind.relationshipType, part.getName().getURI());
-  } catch (...) {
-    package.deletePart(part.getName());  // nothing would lead to it
-    throw;
-  }
-  return part;
-}
-
-/// Into the part that the relationship leads to, wherever it is; made with its relationship where there is none.
-void savePart(model::Package& package, PartKind const& kind, Bytes const& content) {
-  auto part = findPart(package, kind);
-  if (!part) part = createPart(package, kind);
-  auto const output = part->getOutputStream();
-  output->write(content.data(), content.size());
-  output->close();
-}
-
 void saveReleaseInfo(model::Package& package, std::string const& text) {
-  if (text.empty()) return model::PackageHelper::deleteRelationshipsAndTargets(package, kReleaseInfo.relationshipType);
-  savePart(package, kReleaseInfo, {text.begin(), text.end()});
+  if (text.empty()) return kReleaseInfo.remove(package);
+  kReleaseInfo.save(package, Bytes(text.begin(), text.end()));
 }
 
 }  // namespace
@@ -136,21 +95,27 @@ CorePropertiesManager::CorePropertiesManager(model::Package& package)
 
 CorePropertiesManager::~CorePropertiesManager() = default;
 
-model::URI CorePropertiesManager::getPartURI() { return model::URI(kVendor.name); }
-model::ContentType CorePropertiesManager::getPartContentType() { return model::ContentType(kVendor.contentType); }
-std::u16string CorePropertiesManager::getRelationshipType() { return kVendor.relationshipType; }
+model::URI CorePropertiesManager::getPartURI() { return model::URI(std::u16string(kVendor.name)); }
+model::ContentType CorePropertiesManager::getPartContentType() {
+  return model::ContentType(std::u16string(kVendor.contentType));
+}
+std::u16string CorePropertiesManager::getRelationshipType() { return std::u16string(kVendor.relationshipType); }
 
-model::URI CorePropertiesManager::getExtensionPartURI() { return model::URI(kExtension.name); }
+model::URI CorePropertiesManager::getExtensionPartURI() { return model::URI(std::u16string(kExtension.name)); }
 model::ContentType CorePropertiesManager::getExtensionPartContentType() {
-  return model::ContentType(kExtension.contentType);
+  return model::ContentType(std::u16string(kExtension.contentType));
 }
-std::u16string CorePropertiesManager::getExtensionRelationshipType() { return kExtension.relationshipType; }
+std::u16string CorePropertiesManager::getExtensionRelationshipType() {
+  return std::u16string(kExtension.relationshipType);
+}
 
-model::URI CorePropertiesManager::getReleaseInfoPartURI() { return model::URI(kReleaseInfo.name); }
+model::URI CorePropertiesManager::getReleaseInfoPartURI() { return model::URI(std::u16string(kReleaseInfo.name)); }
 model::ContentType CorePropertiesManager::getReleaseInfoPartContentType() {
-  return model::ContentType(kReleaseInfo.contentType);
+  return model::ContentType(std::u16string(kReleaseInfo.contentType));
 }
-std::u16string CorePropertiesManager::getReleaseInfoRelationshipType() { return kReleaseInfo.relationshipType; }
+std::u16string CorePropertiesManager::getReleaseInfoRelationshipType() {
+  return std::u16string(kReleaseInfo.relationshipType);
+}
 
 // Lazy loading changes what a const manager has in memory, not the properties that it stands for; all members
 // that change, those of DataManager too, are mutable, so that a manager may be defined const.
@@ -194,21 +159,21 @@ void CorePropertiesManager::doSave() {
   std::string const releaseInfo = release.isLegacy() ? std::string() : release.getVersionInfo();
 
   model::Package& package = getPackage();
-  bool const isNew = !findPart(package, kVendor);
-  savePart(package, kVendor, vendor);
+  bool const isNew = !kVendor.find(package);
+  kVendor.save(package, vendor);
   if (isNew && !CoreProperties::isValidTime(properties_.getCreatedTime()))
     properties_.setCreatedTime(CoreProperties::getCurrentTime());
-  savePart(package, kExtension, extension);
+  kExtension.save(package, extension);
   saveReleaseInfo(package, releaseInfo);
   model::PackageHelper::createOrUpdateCoreProperties(package, properties_.opcProps());
 }
 
 std::vector<std::u16string> CorePropertiesManager::doGetManagedPartNames() const {
-  return {kVendor.name, kExtension.name, kReleaseInfo.name};
+  return {std::u16string(kVendor.name), std::u16string(kExtension.name), std::u16string(kReleaseInfo.name)};
 }
 
 std::vector<std::u16string> CorePropertiesManager::doGetManagedRelationshipTypes() const {
-  return {kVendor.relationshipType, kExtension.relationshipType, kReleaseInfo.relationshipType};
+  return {getRelationshipType(), getExtensionRelationshipType(), getReleaseInfoRelationshipType()};
 }
 
 }  // namespace opc::ztservices

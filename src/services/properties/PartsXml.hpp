@@ -3,10 +3,22 @@
 
 #include <memory>
 
+#include "package/OwnedPart.hpp"
+#include "text/SchemaBaseURI.hpp"
 #include "xml/XmlTextRecord.hpp"
 
-/// The XML of the two parts that hold extended core properties, and its names.
+/// The parts that hold extended core properties, and the XML of the first two of them.
 namespace opc::ztservices::parts_xml {
+
+inline constexpr model::detail::OwnedPart kVendor = {
+    u"/metadata/ztcoreProperties.xml", u"application/vnd.corvanta.package.coreProperties+xml",
+    u"" ZT_SCHEMA_BASE_URI "/package/2012/relationships/coreProperties"};
+inline constexpr model::detail::OwnedPart kExtension = {
+    u"/metadata/ztcorePropertiesExtension.xml", u"application/vnd.corvanta.package.corePropertiesExtension+xml",
+    u"" ZT_SCHEMA_BASE_URI "/package/2014/relationships/corePropertiesExtension"};
+inline constexpr model::detail::OwnedPart kReleaseInfo = {
+    u"/metadata/ztcorePropertiesReleaseInfo.xml", u"application/vnd.corvanta.package.corePropertiesReleaseInfo+xml",
+    u"" ZT_SCHEMA_BASE_URI "/package/2019/relationships/corePropertiesReleaseInfo"};
 
 inline constexpr char16_t kContentType[] = u"contentType";
 inline constexpr char16_t kContentTypeFriendlyName[] = u"contentTypeFriendlyName";

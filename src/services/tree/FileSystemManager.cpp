@@ -3,9 +3,9 @@
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/FileSystemTree.hpp"
+#include "services/tree/ManifestNames.hpp"
 #include "services/tree/PartNaming.hpp"
 #include "services/tree/PathRules.hpp"
-#include "text/SchemaBaseURI.hpp"
 
 namespace opc::ztservices {
 
@@ -36,25 +36,21 @@ FileSystemManager::FileSystemManager(model::Package& package, FileSystemOpsSelec
 
 FileSystemManager::~FileSystemManager() = default;
 
-model::URI FileSystemManager::getPartURI() { return model::URI(u"/metadata/filesystemManifest.xml"); }
+model::URI FileSystemManager::getPartURI() { return model::URI(std::u16string(manifest::kPart.name)); }
 
-model::URI FileSystemManager::getPartURIV1() { return model::URI(u"/metadata/filesystemManifestV1.xml"); }
+model::URI FileSystemManager::getPartURIV1() { return model::URI(std::u16string(manifest::kPartV1.name)); }
 
 model::ContentType FileSystemManager::getPartContentType() {
-  return model::ContentType(u"application/vnd.corvanta.package.filesystemManifest+xml");
+  return model::ContentType(std::u16string(manifest::kPart.contentType));
 }
 
 model::ContentType FileSystemManager::getPartContentTypeV1() {
-  return model::ContentType(u"application/vnd.corvanta.talbex.compiler.fileManifest+xml");
+  return model::ContentType(std::u16string(manifest::kPartV1.contentType));
 }
 
-std::u16string FileSystemManager::getRelationshipType() {
-  return u"" ZT_SCHEMA_BASE_URI u"/package/2013/relationships/filesystemManifest";
-}
+std::u16string FileSystemManager::getRelationshipType() { return std::u16string(manifest::kPart.relationshipType); }
 
-std::u16string FileSystemManager::getRelationshipTypeV1() {
-  return u"" ZT_SCHEMA_BASE_URI u"/talbex/compiler/2011/relationships/fileManifest";
-}
+std::u16string FileSystemManager::getRelationshipTypeV1() { return std::u16string(manifest::kPartV1.relationshipType); }
 
 FileSystemOps& FileSystemManager::getSourceFSImpl() const { return *source_; }
 

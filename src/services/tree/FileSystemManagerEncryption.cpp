@@ -3,9 +3,9 @@
 
 #include "crypto/CryptoAdapters.hpp"
 #include "crypto/IVGenerators.hpp"
-#include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/EncryptedContent.hpp"
+#include "services/tree/ManifestNames.hpp"
 #include "services/tree/Messages.hpp"
 
 namespace opc::ztservices {
@@ -43,9 +43,8 @@ bool FileSystemManager::isNonEncrypted() const {
 }
 
 std::optional<model::ContentType> FileSystemManager::findManifestType() const {
-  auto const manifests = getPackage().getRelationshipsByType(getRelationshipType());
-  if (manifests.empty()) return std::nullopt;
-  return model::PackageHelper::getTarget(getPackage(), manifests.front()).getContentType();
+  auto const part = manifest::kPart.find(getPackage());
+  return part ? std::optional(part->getContentType()) : std::nullopt;
 }
 
 // The content type of a part stays for its life. Plain text in a part that is marked as encrypted, or a message in

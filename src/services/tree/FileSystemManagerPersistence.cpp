@@ -18,23 +18,6 @@ namespace {
 using model::Part;
 using model::PartName;
 
-/// The manifest's relationships: of the current version, else of version 1.
-std::vector<model::Relationship> findManifests(model::Package const& package) {
-  std::vector<model::Relationship> found = package.getRelationshipsByType(FileSystemManager::getRelationshipType());
-  if (found.empty()) found = package.getRelationshipsByType(FileSystemManager::getRelationshipTypeV1());
-  return found;
-}
-
-/// The part that the first relationship of the type targets, made with its relationship where there is none.
-Part findOrCreatePart(model::Package& package, std::u16string const& relationshipType, model::URI const& uri,
-                      model::ContentType const& contentType) {
-  auto const found = package.getRelationshipsByType(relationshipType);
-  if (!found.empty()) return model::PackageHelper::getTarget(package, found.front());
-  Part part = package.createPart(PartName(uri), contentType, model::StandardPartInfo(model::CompressionType::Markup));
-  package.createInternalRelationship(relationshipType, part.getName().getURI());
-  return part;
-}
-
 /// A document in memory.
 class BytesSource final : public IContentSource {
  public:
@@ -92,10 +75,11 @@ void FileSystemManager::ensureLoaded() const {
 
 void FileSystemManager::doLoad() {
   tree_ = std::make_unique<FileSystemTree>();
-  auto const manifests = findManifests(getPackage());
-  if (manifests.empty()) return;
+  auto found = manifest::kPart.find(getPackage());
+  if (!found) found = manifest::kPartV1.find(getPackage());
+  if (!found) return;
 
-  Part const part = model::PackageHelper::getTarget(getPackage(), manifests.front());
+  Part const& part = *found;
   auto const source =
       decrypted(part, getPackage().getMaximumWholePartBytes(), decryptor_, messages::kManifestIsEncrypted);
   manifest_->read(source->getInputStream(), *tree_);
@@ -161,17 +145,12 @@ void FileSystemManager::doSaveCurrent() {
     source = std::make_unique<EncryptionWithInlineIVTransform>(std::move(source), encryptor_, encryptionAlgorithm_,
                                                                ivGenerator_);
   InputStream& input = source->getInputStream();
-  Part const part = findOrCreatePart(getPackage(), getRelationshipType(), getPartURI(), source->getContentType());
-  std::unique_ptr<OutputStream> const output = part.getOutputStream();
-  StreamHelper::copyStreamToStream(input, *output);
-  output->close();
+  manifest::kPart.save(getPackage(), source->getContentType(),
+                       [&input](OutputStream& output) { StreamHelper::copyStreamToStream(input, output); });
 }
 
 void FileSystemManager::doSaveV1() {
-  Part const part = findOrCreatePart(getPackage(), getRelationshipTypeV1(), getPartURIV1(), getPartContentTypeV1());
-  std::unique_ptr<OutputStream> const output = part.getOutputStream();
-  manifest_->writeV1(*tree_, *output);
-  output->close();
+  manifest::kPartV1.save(getPackage(), [this](OutputStream& output) { manifest_->writeV1(*tree_, output); });
 }
 
 std::vector<std::u16string> FileSystemManager::doGetManagedPartNames() const {

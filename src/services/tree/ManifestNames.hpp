@@ -1,10 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "package/OwnedPart.hpp"
 #include "text/SchemaBaseURI.hpp"
 
 /// The names of both versions of the manifest.
 namespace opc::ztservices::manifest {
+
+inline constexpr model::detail::OwnedPart kPart = {
+    u"/metadata/filesystemManifest.xml", u"application/vnd.corvanta.package.filesystemManifest+xml",
+    u"" ZT_SCHEMA_BASE_URI "/package/2013/relationships/filesystemManifest"};
+inline constexpr model::detail::OwnedPart kPartV1 = {
+    u"/metadata/filesystemManifestV1.xml", u"application/vnd.corvanta.talbex.compiler.fileManifest+xml",
+    u"" ZT_SCHEMA_BASE_URI "/talbex/compiler/2011/relationships/fileManifest"};
 
 inline constexpr char16_t kNamespace[] = u"" ZT_SCHEMA_BASE_URI "/package/2013/filesystemManifest";
 inline constexpr char16_t kNamespaceV1[] = u"" ZT_SCHEMA_BASE_URI "/talbex/compiler/2011/fileManifest";

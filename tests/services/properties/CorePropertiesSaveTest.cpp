@@ -314,6 +314,33 @@ TEST(CorePropertiesSave, FailsOnAReadOnlyPackage) {
   EXPECT_THROW(readOnly->save(), model::PackageIsReadOnly);
 }
 
+/// An empty part that no relationship leads to.
+void addOrphan(Package& package, char const* name, model::ContentType const& type) {
+  package.createPart(model::PartName(toString(name)), type, model::StandardPartInfo(model::CompressionType::Stored));
+}
+
+TEST(CorePropertiesSave, TakesThePlaceOfOrphans) {
+  auto const package = Package::createInMemory();
+  addOrphan(*package, "/METADATA/ztcoreproperties.xml", CorePropertiesManager::getPartContentType());
+  addOrphan(*package, kExtensionPart, CorePropertiesManager::getExtensionPartContentType());
+  addOrphan(*package, kReleaseInfoPart, CorePropertiesManager::getReleaseInfoPartContentType());
+  addOrphan(*package, "/docProps/core.xml",
+            model::ContentType(u"application/vnd.openxmlformats-package.core-properties+xml"));
+  save(*package, fullRecord());
+  auto const again = reopen(*package);
+  EXPECT_EQ(again->getPartNames().size(), 5U);
+  EXPECT_EQ(read(*again, kVendorPart), zt_test::readFile(zt_test::data() / "ztcoreProperties.xml"));
+  EXPECT_EQ(read(*again, kReleaseInfoPart), kOther.getVersionInfo());
+  EXPECT_EQ(load(*again).getTitle(), u"title");
+}
+
+TEST(CorePropertiesSave, ALegacyReleaseDeletesAnOrphanedReleaseInfo) {
+  auto const package = Package::createInMemory();
+  addOrphan(*package, kReleaseInfoPart, CorePropertiesManager::getReleaseInfoPartContentType());
+  save(*package, record());
+  EXPECT_FALSE(has(*package, kReleaseInfoPart));
+}
+
 TEST(CorePropertiesSave, FailsWhereAnotherPartHasTheName) {
   auto const package = Package::createInMemory();
   addPart(*package, "/metadata/ztcoreProperties.xml", "somebody's");

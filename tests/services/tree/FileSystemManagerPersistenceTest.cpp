@@ -66,6 +66,26 @@ TEST(FileSystemManagerPersistence, FirstSaveMakesPartAndRelationship) {
   EXPECT_EQ(fs.package->getPart(PartName(kManifest)).getContentType().toString(), kManifestType);
 }
 
+TEST(FileSystemManagerPersistence, FirstSaveTakesThePlaceOfOrphanedManifests) {
+  NewFileSystem fs;
+  addPart(*fs.package, kManifest, std::u16string(kManifestType) + u";encryption=x", "lost");
+  addPart(*fs.package, kManifestV1, FileSystemManager::getPartContentTypeV1().toString(), "lost");
+  fs.manager.setSaveV1Manifest(true);
+  fs.manager.createFolder(u"/d");
+  auto const package = reopen(*fs.package);
+  EXPECT_EQ(package->getPart(PartName(kManifest)).getContentType().toString(), kManifestType);
+  EXPECT_THAT(leafs(FileSystemManager(*package)), ElementsAre(u"/d"));
+  EXPECT_NE(textOfPart(*package, kManifestV1).find("\"d\""), std::string::npos);
+}
+
+TEST(FileSystemManagerPersistence, FirstSaveNeverTouchesAPartOfAnotherType) {
+  NewFileSystem fs;
+  addPart(*fs.package, kManifest, u"application/xml", "somebody's");
+  fs.manager.createFolder(u"/d");
+  EXPECT_THROW(fs.package->saveToBytes(), opc::model::PartNameClash);
+  EXPECT_EQ(textOfPart(*fs.package, kManifest), "somebody's");
+}
+
 TEST(FileSystemManagerPersistence, LaterSavesKeepPartAndRelationship) {
   NewFileSystem fs;
   fs.manager.createFolder(u"/e");

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "package/OwnedPart.hpp"
+
+#include <string>
+
+#include "opc/Strings.hpp"
+#include "opc/model/PackageHelper.hpp"
+
+namespace opc::model::detail {
+namespace {
+
+/// Parameters do not count: an encrypted manifest is a manifest.
+bool hasType(Part const& part, std::u16string_view contentType) {
+  ContentType const type = part.getContentType();
+  return caselessCompare(type.getType() + u"/" + type.getSubType(), contentType);
+}
+
+}  // namespace
+
+std::optional<Part> OwnedPart::find(Package const& package) const {
+  auto const found = package.getRelationshipsByType(std::u16string(relationshipType));
+  if (found.empty()) return std::nullopt;
+  return PackageHelper::getTarget(package, found.front());
+}
+
+std::optional<Part> OwnedPart::findUnderOwnName(Package const& package) const {
+  PartName const own{std::u16string(name)};
+  std::u16string existing;
+  if (!package.isPartDerivedFromExistingPartName(own, existing)) return std::nullopt;
+  PartName const there(existing);
+  if (!there.isEquivalentTo(own) || !package.hasPart(there)) return std::nullopt;
+  Part part = package.getPart(there);
+  return hasType(part, contentType) ? std::optional<Part>(std::move(part)) : std::nullopt;
+}
+
+void OwnedPart::save(Package& package, std::vector<unsigned char> const& content) const {
+  save(package, [&content](OutputStream& output) { output.write(content.data(), content.size()); });
+}
+
+void OwnedPart::save(Package& package, WriteContent const& write) const {
+  save(package, ContentType(std::u16string(contentType)), write);
+}
+
+void OwnedPart::save(Package& package, ContentType const& type, WriteContent const& write) const {
+  auto const part = find(package);
+  rewrite(part ? *part : create(package, type), write);
+}
+
+void OwnedPart::rewrite(Part const& part, WriteContent const& write) {
+  auto const output = part.getOutputStream();
+  write(*output);
+  output->close();
+}
+
+void OwnedPart::remove(Package& package) const {
+  PackageHelper::deleteRelationshipsAndTargets(package, std::u16string(relationshipType));
+  if (auto const orphan = findUnderOwnName(package)) package.deletePart(orphan->getName());
+}
+
+/// An orphan is deleted, since a part keeps its content type and its compression for life.
+Part OwnedPart::create(Package& package, ContentType const& type) const {
+  if (auto const orphan = findUnderOwnName(package)) package.deletePart(orphan->getName());
+  Part part = package.createPart(PartName(std::u16string(name)), type, StandardPartInfo(CompressionType::Markup));
+  try {
+    package.createInternalRelationship(std::u16string(relationshipType), part.getName().getURI());
+  } catch (...) {
+    package.deletePart(part.getName());  // nothing would lead to it
+    throw;
+  }
+  return part;
+}
+
+}  // namespace opc::model::detail
