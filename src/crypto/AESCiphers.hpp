@@ -9,22 +9,21 @@
 
 namespace foundation::crypto::utils {
 
-/// The numbers are part of the interface. Both are Galois/Counter Mode: there is no mode that does not
-/// authenticate.
+/// The numbers are part of the interface. Both values mean Galois/Counter Mode, because every mode here authenticates.
 enum class AESMode : std::uint32_t { Default = 1, GCM = 3 };
 
-/// Accepted where a cipher is made, and without effect: GCM needs no padding.
+/// Has no effect, because GCM needs no padding.
 enum class AESPaddingMode : std::uint32_t { None = 0, PKCS7 = 1 };
 
 }  // namespace foundation::crypto::utils
 
 namespace foundation::crypto {
 
-/// An AES key of 256 bits, kept as its key schedule alone. Copies share it; the last one wipes it. A key, its
-/// copies and all that is bound to them are used by one thread at a time.
+/// An AES key of 256 bits. Holds the key schedule only. Copies share it; the last one wipes it. One thread at a time
+/// uses a key, its copies and the ciphers bound to them.
 class AESKey {
  public:
-  /// Throws CryptoError for anything but 32 bytes. The caller's bytes stay the caller's to wipe.
+  /// Throws CryptoError unless there are 32 bytes. The caller wipes its own bytes.
   explicit AESKey(BytesView bytes) : cipher_(std::make_shared<detail::AESGCM>(bytes)) {}
 
   detail::AESGCM& cipher() const { return *cipher_; }
@@ -33,11 +32,11 @@ class AESKey {
   std::shared_ptr<detail::AESGCM> cipher_;
 };
 
-/// AES-256-GCM encryption bound to a key and an initialization vector. Each call makes a complete message under
-/// the same IV: two different contents under one key and IV give both away, so take a new encryptor for each.
+/// AES-256-GCM encryption bound to a key and an initialization vector. Each call makes a complete message under the
+/// same IV. Two contents under one key and IV reveal each other, so that each content needs a new encryptor.
 class AESEncryptor final : public interfaces::IEncryptor {
  public:
-  /// Throws utils::CouldNotEncrypt for an IV that is not of 16 bytes.
+  /// Throws utils::CouldNotEncrypt unless the IV has 16 bytes.
   AESEncryptor(AESKey const& key, BytesView iv);
 
   void put(BytesView content, Bytes& out, std::size_t at) override;
@@ -47,13 +46,13 @@ class AESEncryptor final : public interfaces::IEncryptor {
   Bytes iv_;
 };
 
-/// A message of its own.
+/// The message of `content`.
 Bytes encrypt(BytesView content, interfaces::IEncryptor& encryptor);
 
 /// AES-256-GCM decryption bound to a key and an initialization vector.
 class AESDecryptor final : public interfaces::IDecryptor {
  public:
-  /// Throws utils::CouldNotDecrypt for an IV that is not of 16 bytes.
+  /// Throws utils::CouldNotDecrypt unless the IV has 16 bytes.
   AESDecryptor(AESKey const& key, BytesView iv);
 
   void put(BytesView message, Bytes& out, std::size_t at) override;
@@ -63,7 +62,7 @@ class AESDecryptor final : public interfaces::IDecryptor {
   Bytes iv_;
 };
 
-/// The content of a message, authenticated as a whole before any of it is handed out.
+/// The content of a message. It is authenticated as a whole before a byte of it is returned.
 Bytes decrypt(BytesView message, interfaces::IDecryptor& decryptor);
 
 }  // namespace foundation::crypto

@@ -19,8 +19,8 @@ namespace {
 
 enum Direction { kOpen = 0, kSeal = 1 };
 
-// Small enough that the output, which a vector fills with zeros as it grows, is still in the first-level cache
-// when the cipher writes it; and far below INT_MAX, which is all that one call of OpenSSL takes.
+// A growing vector fills its new bytes with zeros. At this size they are still in the first-level cache when the
+// cipher writes them. One call of OpenSSL takes at most INT_MAX bytes.
 constexpr std::size_t kPiece = 16384;
 
 struct FreeCipher {
@@ -30,7 +30,7 @@ struct FreeContext {
   void operator()(EVP_CIPHER_CTX* held) const { EVP_CIPHER_CTX_free(held); }  // wipes the key schedule
 };
 
-// Looking an algorithm up costs more than encrypting a small message, so it is done once.
+// A look-up costs more than the encryption of a small message, so that it is done once.
 EVP_CIPHER const* cipher() {
   static std::unique_ptr<EVP_CIPHER, FreeCipher> const fetched = [] {
     std::unique_ptr<EVP_CIPHER, FreeCipher> found(EVP_CIPHER_fetch(nullptr, "AES-256-GCM", nullptr));
@@ -40,7 +40,7 @@ EVP_CIPHER const* cipher() {
   return fetched.get();
 }
 
-// What is put behind the first bytes of a vector, wiped and cut off again unless it is kept.
+// Bytes written behind the first ones of a vector. They are wiped and removed again unless keep() is called.
 class Addition {
  public:
   Addition(Bytes& bytes, std::size_t at, std::size_t expected) : bytes_(bytes), begin_(at), end_(at) {
@@ -54,7 +54,7 @@ class Addition {
   Addition(Addition const&) = delete;
   Addition& operator=(Addition const&) = delete;
 
-  // Where the next bytes go.
+  // The place of the next bytes.
   unsigned char* grow(std::size_t count) {
     end_ += count;
     if (bytes_.size() < end_) bytes_.resize(end_);
@@ -86,7 +86,7 @@ struct AESGCM::Context {
     if (!held) throwOpenSSLError("Creating a cipher context");
   }
 
-  // Without its length being set, OpenSSL takes the first 12 bytes of an IV and ignores the rest in silence.
+  // If the length is not set, OpenSSL uses the first 12 bytes of an IV and ignores the rest without an error.
   void setKey(BytesView key) {
     check(EVP_CipherInit_ex(held.get(), cipher(), nullptr, key.data(), nullptr, kSeal), "Setting a key");
     check(EVP_CIPHER_CTX_ctrl(held.get(), EVP_CTRL_AEAD_SET_IVLEN, kIVBytes, nullptr), "Setting the length of IVs");
@@ -106,7 +106,7 @@ struct AESGCM::Context {
     return true;
   }
 
-  // GCM holds nothing back, so that finishing writes no byte: it makes or checks the tag.
+  // GCM holds no bytes back. Finishing writes no byte; it makes or checks the tag.
   bool finish() {
     std::array<unsigned char, EVP_MAX_BLOCK_LENGTH> none{};
     int written = 0;
@@ -123,7 +123,7 @@ struct AESGCM::Context {
     return EVP_CIPHER_CTX_ctrl(held.get(), EVP_CTRL_AEAD_SET_TAG, kTagBytes, tag.data()) == 1;
   }
 
-  // What comes out is of no use before the tag is known, and so is overwritten piece by piece.
+  // The content is not used, so that each piece overwrites the one before.
   bool pass(BytesView in) {
     SecretBytes dropped(std::min(kPiece, in.size()));
     for (std::size_t at = 0; at < in.size(); at += kPiece) {
@@ -136,8 +136,8 @@ struct AESGCM::Context {
   }
 
   std::unique_ptr<EVP_CIPHER_CTX, FreeContext> held;
-  std::uint64_t checked = 0;  // bytes of the message that is being checked
-  bool isSound = false;       // of that message: whether all went well so far
+  std::uint64_t checked = 0;  // bytes of the message under check
+  bool isSound = false;       // whether every call for that message has succeeded
 };
 
 AESGCM::AESGCM(BytesView key) : context_(std::make_unique<Context>()) {

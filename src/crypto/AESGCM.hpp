@@ -12,7 +12,7 @@ namespace foundation::crypto::detail {
 
 /// AES-256 in Galois/Counter Mode (NIST SP 800-38D) under one key, with initialization vectors of 16 bytes, tags
 /// of 16 bytes and no additional data. A message is the ciphertext followed by the tag. The key schedule is
-/// made once and wiped at the end; each message costs only the setting of its IV. One thread at a time.
+/// made once, and the destructor wipes it; each message only sets its IV. One thread at a time.
 class AESGCM {
  public:
   static constexpr std::size_t kKeyBytes = 32;
@@ -30,16 +30,16 @@ class AESGCM {
   static void checkIVForSealing(BytesView iv);
   static void checkIVForOpening(BytesView iv);
 
-  /// Puts the message behind the first `at` bytes of `out`, in place of what is there; `out` must not hold
-  /// `content` itself. Throws CouldNotEncrypt, and then leaves those `at` bytes.
+  /// Keeps the first `at` bytes of `out` and replaces the others by the message. `content` must not lie in `out`.
+  /// Throws CouldNotEncrypt, and `out` then has those `at` bytes.
   void seal(BytesView iv, BytesView content, Bytes& out, std::size_t at);
-  /// Puts the content of `message` there. Throws CouldNotDecrypt, and then leaves those `at` bytes, and nothing of
-  /// the content in memory.
+  /// The same with the content of `message`. Throws CouldNotDecrypt; `out` then has those `at` bytes, and no byte of
+  /// the content is left in memory.
   void open(BytesView iv, BytesView message, Bytes& out, std::size_t at);
 
-  /// For a message that comes in pieces and is only to be authenticated: nothing of its content is handed out. No
-  /// other message may come between the three. The first throws CouldNotDecrypt for an IV of another length, the
-  /// last answers whether the tag belongs to the ciphertext.
+  /// Authenticate a message that arrives in pieces and return none of its content. No other message may come between
+  /// the three calls. The first throws CouldNotDecrypt for an IV of another length. The last returns whether the tag
+  /// belongs to the ciphertext.
   void beginChecking(BytesView iv);
   void continueChecking(BytesView ciphertext);
   bool endChecking(BytesView tag);

@@ -5,8 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-/// The algorithms that there are, by the names under which content types and callers know them, and what all
-/// adapters do with these names.
+/// The names of the algorithms in content types and calls, and the checks that all adapters share.
 namespace opc::ztservices {
 
 inline constexpr char kEncryptionAlgorithm[] = "AES256-GCM";
@@ -16,7 +15,7 @@ inline void checkAlgorithm(std::string const& given, char const* supported, char
   if (given != supported) throw std::runtime_error(message);
 }
 
-/// What the last initialize() made.
+/// The object of the last initialize().
 template <typename Current>
 Current& initialized(std::shared_ptr<Current> const& current) {
   if (!current) throw std::logic_error("initialize() has not been called");

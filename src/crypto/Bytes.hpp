@@ -7,7 +7,7 @@
 namespace foundation::crypto {
 
 using Bytes = std::vector<unsigned char>;
-/// Bytes that someone else keeps alive during the call.
+/// Bytes that the caller keeps alive during the call.
 using BytesView = std::span<unsigned char const>;
 
 }  // namespace foundation::crypto

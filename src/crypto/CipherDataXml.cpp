@@ -38,7 +38,7 @@ XercesString const kIV(u"IV");
 constexpr char16_t kByID[] = u"ByID";
 constexpr char16_t kByType[] = u"ByType";
 
-// Hash, salt and IV are strings here: an empty one gets a message that names it.
+// Hash, salt and IV are strings in the schema, because the reader reports an empty one by its name.
 constexpr char kSchemaName[] = "ztCipherData.xsd";
 constexpr char kSchema[] = R"(<?xml version="1.0" encoding="UTF-8"?>
 <xsd:schema xmlns:xsd="http://www.w3.org/2001/XMLSchema"
@@ -105,7 +105,7 @@ std::u16string requiredText(DOMElement const& entry, XercesString const& name) {
   return text;
 }
 
-// The digits may stand in several lines, as some writers put them.
+// Some writers break the digits into several lines.
 Bytes requiredBytes(DOMElement const& entry, XercesString const& name) {
   std::u16string text = requiredText(entry, name);
   std::erase_if(text, [](char16_t c) { return c == u' ' || c == u'\t' || c == u'\n' || c == u'\r'; });

@@ -15,16 +15,16 @@ class CipherDataXml {
   /// Throws model::InvalidXMLSchema.
   CipherDataXml();
 
-  /// The entries in document order, repeated ones too. Throws model::InvalidXMLDocument for what the schema
-  /// forbids, and model::InvalidPartContent for what it allows and an entry cannot do without.
+  /// The entries in document order, with repeated ones. Throws model::InvalidXMLDocument where the schema forbids the
+  /// document, and model::InvalidPartContent where the schema allows it but an entry lacks a value.
   std::vector<CipherEntry> read(InputStream& input);
 
-  /// At least one entry. Throws model::InvalidXMLDocument for characters that XML 1.0 cannot carry and for a
-  /// document that read() would refuse as too long.
+  /// Writes the entries, of which there is at least one. Throws model::InvalidXMLDocument for characters that XML 1.0
+  /// cannot carry and for a document that read() would refuse as too long.
   std::vector<unsigned char> write(std::vector<CipherEntry> const& entries);
 
  private:
-  model::XercesGuard guard_;  // outlives what follows
+  model::XercesGuard guard_;  // outlives the members below
   model::XercesOwned<xercesc::DOMLSParser> parser_;
   model::XercesOwned<xercesc::DOMLSSerializer> writer_;
 };

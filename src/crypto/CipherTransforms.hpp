@@ -13,8 +13,8 @@
 
 namespace opc::ztservices {
 
-/// Encrypts content as one message under an IV of its own, which stands before the message. The content type
-/// says so in its parameters "encryption", the algorithm, and "iv".
+/// Encrypts content as one message under its own IV, which precedes the message. The content type gains the parameters
+/// "encryption", with the algorithm, and iv=inline.
 class EncryptionWithInlineIVTransform final : public TransformSource {
  public:
   EncryptionWithInlineIVTransform(std::unique_ptr<IContentSource> source, std::shared_ptr<IEncryptor> encryptor,
@@ -22,7 +22,7 @@ class EncryptionWithInlineIVTransform final : public TransformSource {
 
   bool mustTransformEntireStream() override;
   bool transformContentType(model::ContentType const& in, model::ContentType& out) override;
-  /// Does not throw: what goes wrong is told on standard output.
+  /// Does not throw. Prints the reason of a failure on standard output.
   bool transformData(std::vector<unsigned char> const& in, std::vector<unsigned char>& out) override;
 
  private:
@@ -31,7 +31,7 @@ class EncryptionWithInlineIVTransform final : public TransformSource {
   std::shared_ptr<IVGenerator> ivGenerator_;
 };
 
-/// Turns what EncryptionWithInlineIVTransform made back into content and content type.
+/// Restores the content and the content type that EncryptionWithInlineIVTransform encrypted.
 class DecryptionWithInlineIVTransform final : public TransformSource {
  public:
   DecryptionWithInlineIVTransform(std::unique_ptr<IContentSource> source, std::shared_ptr<IDecryptor> decryptor,
@@ -39,8 +39,8 @@ class DecryptionWithInlineIVTransform final : public TransformSource {
 
   bool mustTransformEntireStream() override;
   bool transformContentType(model::ContentType const& in, model::ContentType& out) override;
-  /// Does not throw: what goes wrong is told on standard output. Content that is shorter than an IV is taken
-  /// for a short one without a message, which the decryptor refuses.
+  /// Does not throw. Prints the reason of a failure on standard output. Content shorter than an IV counts as a short IV
+  /// without a message, which the decryptor refuses.
   bool transformData(std::vector<unsigned char> const& in, std::vector<unsigned char>& out) override;
 
  private:
@@ -49,8 +49,8 @@ class DecryptionWithInlineIVTransform final : public TransformSource {
   std::int64_t ivSize_;
 };
 
-/// Puts the message of `content` into `out`, or the content of `message`. Where that fails, says why in a line on
-/// standard output, leaves `out` as it was and returns false.
+/// Put the message of `content`, or the content of `message`, into `out`. On failure they print the reason in a line on
+/// standard output, leave `out` unchanged and return false.
 bool encryptOrReport(std::vector<unsigned char> const& content, foundation::crypto::interfaces::IEncryptor& encryptor,
                      std::vector<unsigned char>& out);
 bool decryptOrReport(std::vector<unsigned char> const& message, foundation::crypto::interfaces::IDecryptor& decryptor,

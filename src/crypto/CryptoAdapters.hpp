@@ -11,13 +11,13 @@
 
 namespace opc::ztservices {
 
-/// AES-256-GCM (the one algorithm, "AES256-GCM") under one key.
+/// AES-256-GCM under one key. The only algorithm is "AES256-GCM".
 class CryptoEncryptor final : public IEncryptor {
  public:
-  /// Throws CryptoError for a key that is not of 32 bytes. Keeps no copy of them.
+  /// Throws CryptoError unless the key has 32 bytes. Keeps no copy of them.
   explicit CryptoEncryptor(std::vector<unsigned char> const& keyBytes);
 
-  /// Throws std::runtime_error for another algorithm, and CouldNotEncrypt for an IV that is not of 16 bytes.
+  /// Throws std::runtime_error for another algorithm, and CouldNotEncrypt unless the IV has 16 bytes.
   void initialize(std::string const& algorithm, std::vector<unsigned char> const& iv) override;
   /// Throws CouldNotEncrypt, and std::logic_error before initialize().
   std::vector<unsigned char> encrypt(std::vector<unsigned char> const& data) override;
@@ -29,13 +29,13 @@ class CryptoEncryptor final : public IEncryptor {
   std::shared_ptr<foundation::crypto::AESEncryptor> current_;  // empty until initialize()
 };
 
-/// AES-256-GCM (the one algorithm, "AES256-GCM") under one key.
+/// AES-256-GCM under one key. The only algorithm is "AES256-GCM".
 class CryptoDecryptor final : public IDecryptor {
  public:
-  /// Throws CryptoError for a key that is not of 32 bytes. Keeps no copy of them.
+  /// Throws CryptoError unless the key has 32 bytes. Keeps no copy of them.
   explicit CryptoDecryptor(std::vector<unsigned char> const& keyBytes);
 
-  /// Throws std::runtime_error for another algorithm, and CouldNotDecrypt for an IV that is not of 16 bytes.
+  /// Throws std::runtime_error for another algorithm, and CouldNotDecrypt unless the IV has 16 bytes.
   void initialize(std::string const& algorithm, std::vector<unsigned char> const& iv) override;
   /// Throws CouldNotDecrypt, and std::logic_error before initialize().
   std::vector<unsigned char> decrypt(std::vector<unsigned char> const& data) override;
@@ -47,7 +47,7 @@ class CryptoDecryptor final : public IDecryptor {
   std::shared_ptr<foundation::crypto::AESDecryptor> current_;  // empty until initialize()
 };
 
-/// HMAC-SHA256 (the one algorithm, "HMAC-SHA256") under one key of any length.
+/// HMAC-SHA256 under one key of any length. The only algorithm is "HMAC-SHA256".
 class CryptoDigestEngine final : public IDigestEngine {
  public:
   explicit CryptoDigestEngine(std::vector<unsigned char> const& keyBytes);

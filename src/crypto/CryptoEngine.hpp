@@ -12,17 +12,17 @@
 
 namespace foundation::crypto {
 
-/// Makes the objects that encrypt, decrypt, digest and generate. Cheap; what it makes outlives it.
+/// Makes ciphers, digests and generators, which may outlive it. Cheap to create.
 class CryptoEngine {
  public:
   /// Throws CryptoError for a null provider.
   explicit CryptoEngine(std::shared_ptr<interfaces::ICryptoProvider> provider);
 
-  /// Throws CryptoError for anything but 32 bytes.
+  /// Throws CryptoError unless there are 32 bytes.
   AESKey createAES256Key(BytesView bytes) const;
 
-  /// Bound to the key and the IV, of 16 bytes (utils::CouldNotEncrypt, utils::CouldNotDecrypt). Throw CryptoError
-  /// for a mode that utils::AESMode does not name. Padding and generator are not needed and not used.
+  /// Bound to the key and the IV. Throw utils::CouldNotEncrypt or utils::CouldNotDecrypt unless the IV has 16 bytes,
+  /// and CryptoError for a mode that utils::AESMode does not name. Padding and generator are not used.
   AESEncryptor createAES256Encryptor(AESKey const& key, BytesView iv, utils::AESMode mode,
                                      utils::AESPaddingMode padding, interfaces::ICryptoPRNG const& prng) const;
   AESDecryptor createAES256Decryptor(AESKey const& key, BytesView iv, utils::AESMode mode,
@@ -36,9 +36,9 @@ class CryptoEngine {
   static std::size_t getAESBlockSizeInBytes() { return 16; }
   static utils::AESPaddingMode getDefaultAESPaddingMode() { return utils::AESPaddingMode::None; }
 
-  /// The key, the stored hash and again the key that belong to a password (see PasswordKeys for the derivation and
-  /// what else is thrown). Decryption keys are given only for the password that the hash was made of; for any other
-  /// they throw utils::CouldNotDecrypt, having compared in constant time.
+  /// The key of a password, its hash to store, and the key again for the password that matches a stored hash. For any
+  /// other password the last one throws utils::CouldNotDecrypt; the comparison takes constant time. See PasswordKeys
+  /// for the derivation and its other exceptions.
   SecretBytes getEncryptionKeyFromPassword(std::u16string const& password, std::u16string const& salt, BytesView iv,
                                            int iterations, int keyBytes) const;
   Bytes getPasswordHash(std::u16string const& password, std::u16string const& salt, BytesView iv, int iterations,

@@ -19,14 +19,14 @@ class ZT_API CryptoError : public opc::Exception {
 namespace foundation::crypto::utils {
 
 /// A message could not be encrypted: its length or that of the initialization vector is not allowed, or the
-/// library underneath refused.
+/// cryptographic library refused.
 class ZT_API CouldNotEncrypt : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// A message could not be decrypted. Whatever the reason (a wrong key or password, a changed bit, a missing
-/// end, an initialization vector of another length) the error is the same: a difference would help an attacker.
+/// A message could not be decrypted. The error is the same for every reason (a wrong key or password, a modified bit, a
+/// missing end, an initialization vector of wrong length), because a difference would help an attacker.
 class ZT_API CouldNotDecrypt : public std::runtime_error {
  public:
   CouldNotDecrypt() : std::runtime_error("The key is wrong or the content is damaged") {}

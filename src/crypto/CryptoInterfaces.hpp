@@ -5,20 +5,20 @@
 #include <string>
 #include <vector>
 
-/// What transforms and managers know of cryptography. One thread at a time; each message wants an
-/// initialize() of its own, since two messages under one key and IV give both away.
+/// The cryptographic operations of transforms and managers. One thread at a time. Each message needs its own
+/// initialize(), because two messages under one key and IV reveal each other.
 namespace opc::ztservices {
 
 class IEncryptor {
  public:
   virtual ~IEncryptor() = default;
-  /// Binds to an algorithm and an initialization vector, or throws and stays bound as it was.
+  /// Binds to an algorithm and an initialization vector, or throws and keeps the former ones.
   virtual void initialize(std::string const& algorithm, std::vector<unsigned char> const& iv) = 0;
-  /// One complete message. After initialize() alone.
+  /// Makes one complete message. Requires initialize().
   virtual std::vector<unsigned char> encrypt(std::vector<unsigned char> const& data) = 0;
 
-  /// Appends to `out` what encrypt() gives, or throws and leaves `out` as it was. To be overridden where that
-  /// spares a copy of the message.
+  /// Appends the result of encrypt() to `out`, or throws and leaves `out` unchanged. An implementation may override
+  /// this to avoid a copy of the message.
   virtual void encryptTo(std::span<unsigned char const> data, std::vector<unsigned char>& out) {
     std::vector<unsigned char> const message = encrypt({data.begin(), data.end()});
     out.insert(out.end(), message.begin(), message.end());
@@ -28,13 +28,13 @@ class IEncryptor {
 class IDecryptor {
  public:
   virtual ~IDecryptor() = default;
-  /// Binds to an algorithm and an initialization vector, or throws and stays bound as it was.
+  /// Binds to an algorithm and an initialization vector, or throws and keeps the former ones.
   virtual void initialize(std::string const& algorithm, std::vector<unsigned char> const& iv) = 0;
-  /// The content of one complete message. After initialize() alone.
+  /// Returns the content of one complete message. Requires initialize().
   virtual std::vector<unsigned char> decrypt(std::vector<unsigned char> const& data) = 0;
 
-  /// Appends to `out` what decrypt() gives, or throws and leaves `out` as it was. To be overridden where that
-  /// spares a copy of the message.
+  /// Appends the result of decrypt() to `out`, or throws and leaves `out` unchanged. An implementation may override
+  /// this to avoid a copy of the content.
   virtual void decryptTo(std::span<unsigned char const> data, std::vector<unsigned char>& out) {
     std::vector<unsigned char> const content = decrypt({data.begin(), data.end()});
     out.insert(out.end(), content.begin(), content.end());
@@ -44,9 +44,9 @@ class IDecryptor {
 class IDigestEngine {
  public:
   virtual ~IDigestEngine() = default;
-  /// Binds to an algorithm, or throws and stays bound as it was.
+  /// Binds to an algorithm, or throws and keeps the former one.
   virtual void initialize(std::string const& algorithm) = 0;
-  /// The digest of these bytes alone. After initialize() alone.
+  /// Returns the digest of these bytes; earlier calls do not matter. Requires initialize().
   virtual std::vector<unsigned char> digest(std::vector<unsigned char> const& data) = 0;
 };
 

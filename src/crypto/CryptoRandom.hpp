@@ -7,8 +7,8 @@
 
 namespace foundation::crypto {
 
-/// A provider's generator with a seed of the caller mixed in, which may be empty. Nothing is kept here, so that
-/// copies never repeat each other.
+/// A provider's generator, into which the caller's seed is mixed; the seed may be empty. The object has no state of its
+/// own, so that copies never repeat each other.
 class CryptoPRNG final : public interfaces::ICryptoPRNG {
  public:
   CryptoPRNG(std::shared_ptr<interfaces::ICryptoProvider> provider, BytesView seed);
@@ -23,14 +23,14 @@ class CryptoPRNG final : public interfaces::ICryptoPRNG {
 
 namespace foundation::crypto::cryptopp {
 
-/// The process's cryptographic generator, seeded by the operating system. The namespace is part of the interface
-/// and says nothing about what stands behind it.
+/// The process's cryptographic generator, which the operating system seeds. The namespace is part of the interface; it
+/// does not name the library in use.
 class CryptoProvider final : public interfaces::ICryptoProvider {
  public:
-  /// Throws CryptoError when the generator fails.
+  /// Throws CryptoError where the generator fails.
   void fillWithRandomBytes(std::span<unsigned char> bytes) override;
-  /// Adds the seed to the generator's state without counting it as entropy, so that equal seeds never give
-  /// equal bytes.
+  /// Adds the seed to the generator's state and does not count it as entropy, so that equal seeds never give equal
+  /// bytes.
   void mixIn(BytesView seed) override;
 };
 

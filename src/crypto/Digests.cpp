@@ -34,7 +34,7 @@ struct DigestEngine::Context {
     char name[] = "SHA256";
     OSSL_PARAM const parameters[] = {OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_DIGEST, name, 0),
                                      OSSL_PARAM_construct_end()};
-    static constexpr unsigned char kNone = 0;  // a null key would mean the key that is there already
+    static constexpr unsigned char kNone = 0;  // OpenSSL takes a null key for the former key
     detail::check(EVP_MAC_init(held.get(), key.empty() ? &kNone : key.data(), key.size(), parameters),
                   "Setting a digest key");
   }

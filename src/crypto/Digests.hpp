@@ -10,8 +10,8 @@
 
 namespace foundation::crypto {
 
-/// HMAC-SHA256 (RFC 2104, FIPS 180-4) under one key of any length, which is wiped at the end. One thread at a
-/// time. Throws CryptoError when the library underneath refuses.
+/// HMAC-SHA256 (RFC 2104, FIPS 180-4) under one key of any length. The destructor wipes the key. One thread at a time.
+/// Throws CryptoError where the cryptographic library refuses.
 class DigestEngine {
  public:
   static constexpr std::size_t kDigestBytes = 32;
@@ -21,7 +21,7 @@ class DigestEngine {
   DigestEngine(DigestEngine&&) noexcept;
   DigestEngine& operator=(DigestEngine&&) noexcept;
 
-  /// The digest of these bytes alone: nothing is left of earlier calls.
+  /// The digest of these bytes; earlier calls do not matter.
   Bytes digest(BytesView data);
 
  private:
@@ -29,8 +29,8 @@ class DigestEngine {
   std::unique_ptr<Context> context_;
 };
 
-/// SHA-256 (FIPS 180-4) of bytes that arrive in pieces. After finish() the object starts anew. One thread
-/// at a time. Every operation throws CryptoError when the library underneath refuses it.
+/// SHA-256 (FIPS 180-4) of bytes that arrive in pieces. After finish() the object starts a new digest. One thread at a
+/// time. Every operation throws CryptoError where the cryptographic library refuses.
 class Sha256 {
  public:
   static constexpr std::size_t kDigestBytes = 32;

@@ -13,14 +13,14 @@
 
 namespace opc::ztservices {
 
-/// Eight fixed bytes, then the eight bytes of a register, least significant first (the deterministic construction
-/// of NIST SP 800-38D, 8.2.1). The register is a 64-bit Galois shift register with a primitive polynomial:
-/// from 1 it goes through every value but 0 before one comes again.
+/// Each vector is eight fixed bytes and the eight bytes of a register, least significant first (the deterministic
+/// construction of NIST SP 800-38D, 8.2.1). The register is a 64-bit Galois shift register with a primitive polynomial:
+/// from 1 it takes every value except 0 before it repeats one.
 class DeterministicIVGenerator final : public IVGenerator {
  public:
   static constexpr std::size_t kFixedBytes = 8;
 
-  /// Takes the first eight of the bytes, of which there are at least so many.
+  /// Takes the first eight bytes. There must be as many.
   explicit DeterministicIVGenerator(std::vector<unsigned char> const& fixedBytes);
 
   std::vector<unsigned char> generate() override;
@@ -33,18 +33,18 @@ class DeterministicIVGenerator final : public IVGenerator {
   std::uint64_t counter_ = kInitialValue;  // never 0
 };
 
-/// Every IV is drawn from the provider's generator, which is asked for many at once: each call takes far longer than
-/// the bytes. The seed, which may be empty, is mixed into it, so that equal seeds do not give equal IVs. A process that
-/// is forked does not go on with those that its parent has drawn.
+/// Draws each vector from the provider's generator, many at once, because a call costs far more than its bytes. The
+/// seed, which may be empty, is mixed into the generator, so that equal seeds do not give equal vectors. A forked
+/// process discards the vectors that its parent has drawn.
 class RandomIVGenerator final : public IVGenerator {
  public:
   RandomIVGenerator(std::shared_ptr<foundation::crypto::interfaces::ICryptoProvider> provider,
                     std::vector<unsigned char> const& seed);
 
-  RandomIVGenerator(RandomIVGenerator const&) = delete;  // two would go on with the same ones
+  RandomIVGenerator(RandomIVGenerator const&) = delete;  // a copy would repeat the drawn vectors
   RandomIVGenerator& operator=(RandomIVGenerator const&) = delete;
 
-  /// Throws CryptoError when the generator fails.
+  /// Throws CryptoError where the generator fails.
   std::vector<unsigned char> generate() override;
 
  private:
@@ -52,12 +52,12 @@ class RandomIVGenerator final : public IVGenerator {
   std::shared_ptr<foundation::crypto::interfaces::ICryptoProvider> provider_;
   foundation::crypto::CryptoPRNG prng_;
   std::vector<unsigned char> drawn_{};
-  std::size_t used_ = 0;  // bytes of those
+  std::size_t used_ = 0;  // bytes of drawn_
   pid_t drawnBy_ = 0;
 };
 
-/// The generator of a mode. The bytes are the fixed portion of a deterministic sequence, of which the first eight
-/// count, or the seed of a random one, which may be empty. Throws InvalidIVBytesSize for fewer than eight.
+/// Makes the generator of a mode. The bytes are the fixed portion of a deterministic sequence, whose first eight count,
+/// or the seed of a random one, which may be empty. Throws InvalidIVBytesSize for fewer than eight.
 std::shared_ptr<IVGenerator> createIVGenerator(IVMode mode, std::vector<unsigned char> const& bytes);
 
 }  // namespace opc::ztservices

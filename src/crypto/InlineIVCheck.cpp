@@ -27,7 +27,7 @@ void InlineIVCheck::append(BytesView bytes) {
   appendCiphertext(bytes.subspan(count));
 }
 
-/// All but the last bytes of what has come so far is ciphertext.
+/// All bytes so far are ciphertext, except the last ones, which may be the tag.
 void InlineIVCheck::appendCiphertext(BytesView bytes) {
   std::size_t const surplus = heldBytes_ + bytes.size() - std::min(heldBytes_ + bytes.size(), held_.size());
   std::size_t const fromHeld = std::min(surplus, heldBytes_);

@@ -8,27 +8,27 @@
 
 namespace opc::ztservices {
 
-/// Tells whether what EncryptionWithInlineIVTransform made is authentic under a key, while it streams by: it may be of
-/// any length and is never held, and nothing of the content is handed out. One message after the other.
+/// Checks whether a message of EncryptionWithInlineIVTransform is authentic under a key, piece by piece. A message may
+/// have any length and is never held in memory. No content is returned. One message at a time.
 class InlineIVCheck {
  public:
-  /// The least that a message takes: an initialization vector and a tag.
+  /// The smallest message: an initialization vector and a tag.
   static constexpr std::size_t kLeastBytes =
       foundation::crypto::detail::AESGCM::kIVBytes + foundation::crypto::detail::AESGCM::kTagBytes;
 
-  /// Nothing else may use the key or its copies between begin() and isAuthentic().
+  /// Begins a message. Until isAuthentic(), no other object may use the key or its copies.
   explicit InlineIVCheck(foundation::crypto::AESKey key) : key_(std::move(key)) {}
 
   void begin();
   void append(foundation::crypto::BytesView bytes);
-  /// Of what was appended since begin(), which is to be called before more is.
+  /// Whether the bytes since begin() are one authentic message. Call begin() before the next one.
   bool isAuthentic();
 
  private:
   void appendCiphertext(foundation::crypto::BytesView bytes);
 
   foundation::crypto::AESKey key_;
-  // The vector, until it is complete, and then the last bytes so far, which may be the tag.
+  // The vector until it is complete; then the last bytes so far, which may be the tag.
   std::array<unsigned char, foundation::crypto::detail::AESGCM::kTagBytes> held_{};
   std::size_t heldBytes_ = 0;
   bool hasVector_ = false;

@@ -8,14 +8,14 @@
 
 namespace foundation::crypto::interfaces {
 
-/// What an engine takes from outside, which is randomness: ciphers and digests follow from their arguments
-/// alone and have one implementation. May be used from any thread.
+/// The source of randomness of an engine. Ciphers and digests depend on their arguments only and have one
+/// implementation. May be used from any thread.
 class ICryptoProvider {
  public:
   virtual ~ICryptoProvider() = default;
   /// Fills the bytes from a cryptographic generator or throws.
   virtual void fillWithRandomBytes(std::span<unsigned char> bytes) = 0;
-  /// Mixes the seed into the generator, which it never makes predictable.
+  /// Mixes the seed into the generator. No seed makes the generator predictable.
   virtual void mixIn(BytesView seed) = 0;
 };
 
@@ -23,7 +23,7 @@ class ICryptoProvider {
 class ICryptoPRNG {
  public:
   virtual ~ICryptoPRNG() = default;
-  /// Throws CryptoError when the generator fails; never gives bytes that are not random.
+  /// Throws CryptoError where the generator fails; never returns bytes that are not random.
   virtual Bytes generateByteArray(std::size_t count) = 0;
 };
 
@@ -31,9 +31,8 @@ class ICryptoPRNG {
 class IEncryptor {
  public:
   virtual ~IEncryptor() = default;
-  /// Puts the message behind the first `at` bytes of `out`, which ends with it then and must not hold `content`
-  /// itself. What is behind them already is overwritten, so that a buffer can be used again. Throws
-  /// utils::CouldNotEncrypt, and then leaves those `at` bytes.
+  /// Keeps the first `at` bytes of `out`, and replaces the others by the message, so that a buffer can be used again.
+  /// `content` must not lie in `out`. Throws utils::CouldNotEncrypt, and `out` then has those `at` bytes.
   virtual void put(BytesView content, Bytes& out, std::size_t at) = 0;
   void append(BytesView content, Bytes& out) { put(content, out, out.size()); }
 };
@@ -42,9 +41,9 @@ class IEncryptor {
 class IDecryptor {
  public:
   virtual ~IDecryptor() = default;
-  /// Puts the content behind the first `at` bytes of `out`, which ends with it then and must not hold `message`
-  /// itself. What is behind them already is overwritten, so that a buffer can be used again. Throws
-  /// utils::CouldNotDecrypt, and then leaves those `at` bytes, and nothing of the content in its memory.
+  /// Keeps the first `at` bytes of `out`, and replaces the others by the content, so that a buffer can be used again.
+  /// `message` must not lie in `out`. Throws utils::CouldNotDecrypt; `out` then has those `at` bytes, and its memory
+  /// holds no byte of the content.
   virtual void put(BytesView message, Bytes& out, std::size_t at) = 0;
   void append(BytesView message, Bytes& out) { put(message, out, out.size()); }
 };

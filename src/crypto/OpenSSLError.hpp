@@ -7,16 +7,16 @@
 
 namespace foundation::crypto::detail {
 
-/// Empties this thread's OpenSSL queue: what is left in it would be blamed on the next failure.
+/// Empties this thread's OpenSSL queue, whose errors would otherwise appear as reasons of the next failure.
 void clearOpenSSLErrors() noexcept;
 
-/// Says that the operation failed, with the oldest error of this thread's OpenSSL queue, and empties the queue.
+/// The message that the operation failed, with the oldest error of this thread's OpenSSL queue. Empties the queue.
 std::string takeOpenSSLError(char const* operation);
 
 /// Throws CryptoError with takeOpenSSLError().
 [[noreturn]] void throwOpenSSLError(char const* operation);
 
-/// What every call of OpenSSL that answers 1 for success goes through.
+/// Checks the result of an OpenSSL call that returns 1 for success.
 inline void check(int result, char const* operation) {
   if (result != 1) throwOpenSSLError(operation);
 }

@@ -34,7 +34,7 @@ void checkBounds(std::size_t saltBytes, int iterations, int keyBytes) {
     throw CryptoError("The length of the key must be from 1 to 8160 bytes");
 }
 
-// Through a string with room for everything, so that it never moves and can be wiped whole.
+// The string has room for all bytes, so that it never moves and can be wiped as a whole.
 SecretBytes toUTF8(std::u16string const& text, char const* what) {
   std::string utf8;
   utf8.reserve(3 * text.size());
@@ -46,7 +46,7 @@ SecretBytes toUTF8(std::u16string const& text, char const* what) {
 }
 
 OSSL_PARAM octets(char const* name, void const* data, std::size_t count) {
-  return OSSL_PARAM_construct_octet_string(name, const_cast<void*>(data), count);  // read, but not declared so
+  return OSSL_PARAM_construct_octet_string(name, const_cast<void*>(data), count);  // OpenSSL reads it only
 }
 
 }  // namespace
@@ -54,7 +54,7 @@ OSSL_PARAM octets(char const* name, void const* data, std::size_t count) {
 SecretBytes pbkdf2HMACSHA256(BytesView password, BytesView salt, int iterations, std::size_t count) {
   static char const kNone[] = "";
   SecretBytes bytes(count);
-  // Bytes are passed as characters, which may alias them.
+  // Characters may alias the bytes.
   char const* const text = password.empty() ? kNone : reinterpret_cast<char const*>(password.data());
   detail::check(PKCS5_PBKDF2_HMAC(text, opc::narrow<int>(password.size()), salt.data(), opc::narrow<int>(salt.size()),
                                   iterations, EVP_sha256(), opc::narrow<int>(count), bytes.data()),

@@ -12,22 +12,22 @@ namespace foundation::crypto {
 /// PBKDF2 with HMAC-SHA256 (RFC 8018, 5.2) of any bytes.
 SecretBytes pbkdf2HMACSHA256(BytesView password, BytesView salt, int iterations, std::size_t count);
 
-/// The expansion of HKDF with SHA-256 (RFC 5869, 2.3): keys that tell nothing about each other, one for each `info`.
+/// The expansion of HKDF with SHA-256 (RFC 5869, 2.3): independent keys, one for each `info`.
 SecretBytes hkdfExpandSHA256(BytesView key, std::string_view info, std::size_t count);
 
-/// What a password is turned into: PBKDF2-HMAC-SHA256 of its UTF-8 form, salted with the salt text's UTF-8 form
-/// followed by the IV, gives 32 bytes; HKDF expands them into a key and a verifier. The verifier may be stored:
-/// it tells whether a password is right and nothing about the key.
+/// The key and the verifier of a password. PBKDF2-HMAC-SHA256 of its UTF-8 form, salted with the UTF-8 form of the salt
+/// text followed by the IV, gives 32 bytes; HKDF expands them into both. The verifier may be stored: it verifies a
+/// password and reveals nothing about the key.
 class PasswordKeys {
  public:
   static constexpr int kMaximalIterations = 10'000'000;
   static constexpr std::size_t kMinimalSaltBytes = 8;  // text and IV together
   static constexpr std::size_t kMaximalSaltBytes = 1024;
   static constexpr std::size_t kVerifierBytes = 32;
-  static constexpr int kMaximalKeyBytes = 255 * 32;  // all that HKDF gives
+  static constexpr int kMaximalKeyBytes = 255 * 32;  // the most that HKDF gives
 
-  /// Throws CryptoError for iterations, a salt or a key length out of bounds and for a password or salt that is no
-  /// Unicode text; no message quotes either.
+  /// Throws CryptoError for iterations, a salt or a key length out of bounds, and for a password or salt that is not
+  /// valid UTF-16. No message quotes either.
   PasswordKeys(std::u16string const& password, std::u16string const& salt, BytesView iv, int iterations, int keyBytes);
 
   SecretBytes key() const;

@@ -12,10 +12,10 @@ namespace foundation::crypto {
 /// Overwrites memory in a way that no optimiser removes.
 void wipe(void* memory, std::size_t count) noexcept;
 
-/// Whether both hold the same bytes. The time it takes tells their lengths and nothing else.
+/// Whether both hold the same bytes. The time of the comparison reveals their lengths only.
 bool isEqualSecret(BytesView a, BytesView b) noexcept;
 
-/// Gives memory back wiped, so that growing, assigning and destroying a container leaves nothing behind.
+/// Wipes memory before it frees it, so that a container leaves no copies behind when it grows or is destroyed.
 template <typename T>
 struct WipingAllocator {
   using value_type = T;
@@ -32,7 +32,7 @@ struct WipingAllocator {
   friend bool operator==(WipingAllocator const&, WipingAllocator const&) { return true; }
 };
 
-/// Keys, passwords and what is derived from them.
+/// Keys, passwords and values derived from them.
 using SecretBytes = std::vector<unsigned char, WipingAllocator<unsigned char>>;
 
 }  // namespace foundation::crypto

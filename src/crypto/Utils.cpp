@@ -16,7 +16,7 @@ std::size_t paddingOf(std::string const& text) {
   return text.ends_with("=") ? 1 : 0;
 }
 
-// What OpenSSL makes of the text. It skips white space, and takes "=" anywhere for a zero.
+// Decodes as OpenSSL does, which skips white space and reads "=" anywhere as a zero.
 Bytes decodeLeniently(std::string const& text) {
   Bytes input(text.begin(), text.end());
   Bytes bytes(text.size() / 4 * 3);

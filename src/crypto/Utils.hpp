@@ -19,8 +19,8 @@ std::string hexEncode(Range const& bytes) {
 /// Base 64 with padding and without line breaks (RFC 4648, 4).
 std::string base64Encode(BytesView bytes);
 
-/// The bytes of which base64Encode() makes exactly this text; CryptoError for a text that it would not make:
-/// foreign characters and white space, missing or misplaced padding, bits set behind the last byte.
+/// The bytes that base64Encode() encodes as exactly this text. Throws CryptoError for every other text: foreign
+/// characters and white space, missing or misplaced padding, bits set behind the last byte.
 Bytes base64Decode(std::string const& text);
 
 }  // namespace foundation::crypto::utils

@@ -54,7 +54,7 @@ ReleaseInfo::ReleaseInfo(std::string const& family, std::string const& version, 
 
 ReleaseInfo::ReleaseInfo(std::istream& versionInfo) {
   opc::StdIStreamAdaptor input(versionInfo);
-  auto texts = makeRecord().read(input).value();  // the schema lets no other root pass
+  auto texts = makeRecord().read(input).value();  // the schema refuses every other root
   family_ = opc::toUTF8String(texts[kFamily]);
   version_ = opc::toUTF8String(texts[kVersion]);
   description_ = opc::toUTF8String(texts[kDescription]);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/// What the build was configured with.
+/// The values that the build was configured with.
 namespace foundation::release_info::running {
 
 extern char const kFamily[];

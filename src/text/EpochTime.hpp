@@ -6,7 +6,7 @@
 
 namespace opc {
 
-/// A time as the system counts it: seconds since 1970, and microseconds (0 to 999,999) on top.
+/// A time as the system counts it: seconds since 1970, and microseconds (0 to 999,999) in addition.
 struct EpochTime {
   std::int64_t seconds;
   std::int64_t microseconds;
@@ -15,7 +15,7 @@ struct EpochTime {
 /// Not-a-date-time outside the years 1400 to 9999 of the time type.
 boost::posix_time::ptime fromEpoch(EpochTime const& time);
 
-/// `time` is no special value.
+/// `time` must not be a special value.
 EpochTime toEpoch(boost::posix_time::ptime const& time);
 
 }  // namespace opc

@@ -14,7 +14,7 @@ namespace {
 
 }  // namespace
 
-// An advice: where it is not taken, the memory is as it would have been.
+// The system may ignore the advice.
 void preferLargePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t size) noexcept {
 #if defined(MADV_HUGEPAGE)
   if (std::align(kLargePage, kLargePage, memory, size))

@@ -5,11 +5,11 @@
 
 namespace opc {
 
-/// Has the system lay large pages behind memory that is about to be filled, where it has some to give. Page faults
-/// are most of what it costs to copy tens of megabytes; with large pages text becomes UTF-8 at twice the speed.
+/// Asks the system for large pages behind memory that is about to be filled. Page faults are most of the cost of
+/// copying tens of megabytes.
 void preferLargePages(void* memory, std::size_t size) noexcept;
 
-/// Reserves for `size` elements that are about to be put into the string or vector.
+/// Reserves room for `size` elements that are about to be appended to the string or vector.
 template <typename Container>
 void reserveToFill(Container& container, std::size_t size) {
   container.reserve(size);

@@ -7,7 +7,7 @@
 
 namespace opc {
 
-/// The one conversion between integers of different sizes: throws where the value does not fit.
+/// The one conversion between integers of different sizes. Throws where the value does not fit.
 template <typename To, typename From>
 constexpr To narrow(From value) {
   if (!std::in_range<To>(value)) throw Exception("A number is too large for this system");

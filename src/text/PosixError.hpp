@@ -6,7 +6,7 @@
 
 namespace opc {
 
-/// The one way in which an errno value becomes an error code of the interface.
+/// The one conversion from an errno value to an error code of the interface.
 inline boost::system::error_code posixError(int number) { return {number, boost::system::system_category()}; }
 
 inline boost::system::error_code lastPosixError() { return posixError(errno); }

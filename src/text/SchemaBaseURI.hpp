@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-/// Stands in front of every XML namespace and relationship type of this system. A macro, so that literals
-/// of either character width can be joined to it.
+/// The beginning of every XML namespace and relationship type of this system. A macro, so that it joins with literals
+/// of either character width.
 #define ZT_SCHEMA_BASE_URI "http://schemas.corvanta.example"

@@ -24,7 +24,7 @@ boost::posix_time::ptime epoch() {
   return boost::posix_time::ptime(boost::gregorian::date(1970, 1, 1), boost::posix_time::time_duration(0, 0, 0));
 }
 
-// `format` takes the numbers given and yields ASCII.
+// `format` fits the numbers and yields ASCII.
 template <typename... Numbers>
 void appendFormatted(std::u16string& text, char const* format, Numbers... numbers) {
   std::array<char, 64> buffer;
@@ -80,7 +80,7 @@ int Scanner::number(std::size_t digits) {
   return value;
 }
 
-// At least four digits, and a zero in front only to make four.
+// At least four digits; a leading zero only in a year of four.
 int Scanner::year() {
   std::size_t count = 0;
   while (count < rest_.size() && ascii::isDigit(rest_[count])) ++count;
@@ -137,7 +137,7 @@ std::chrono::year_month_day scanDate(Scanner& scanner) {
                                      std::chrono::day(static_cast<unsigned>(day)));
 }
 
-// Minutes east of UTC, at most fourteen hours; empty where it is no offset.
+// Minutes east of UTC, at most fourteen hours; empty for anything else.
 std::optional<int> scanOffset(Scanner& scanner) {
   if (scanner.atEnd() || scanner.accept(u'Z')) return 0;
   bool const west = scanner.accept(u'-');

@@ -42,7 +42,7 @@ class Encoder {
   iconv_t handle_;
 };
 
-// Removes from `text` what could be encoded; an empty `text` from the start returns to the initial shift state.
+// Encodes the front of `text` as far as possible and removes it. An empty `text` returns to the initial shift state.
 void Encoder::encodeWhatFits(std::u16string_view& text, std::string& out) {
   std::array<char, 1024> buffer;
   // iconv takes a writable pointer and only reads.
@@ -58,7 +58,7 @@ void Encoder::encodeWhatFits(std::u16string_view& text, std::string& out) {
   text.remove_prefix(text.size() - inLeft / sizeof(char16_t));
 }
 
-// The escape is ASCII, and goes out as such where even that is not in the encoding.
+// The escape is ASCII, and is written as such if the encoding lacks even that.
 void Encoder::encodeEscaped(char32_t codePoint, std::string& out) {
   std::u16string escaped;
   escape::append(escaped, codePoint);
@@ -92,7 +92,7 @@ std::string encodeUTF8(std::u16string const& text) {
   return utf8;
 }
 
-// Messages are narrow strings, so only an encoding that leaves ASCII as it is can be meant.
+// Messages are narrow strings, so that only an encoding that keeps ASCII is usable.
 bool carriesASCII(std::string const& encoding) {
   std::u16string printable;
   for (char16_t c = u' '; c <= u'~'; ++c) printable += c;
@@ -122,7 +122,7 @@ std::optional<std::string> installedLocaleEncoding() {
   return name;
 }
 
-// What decides about the locale, in order of rank: an empty one counts as absent.
+// The variables that decide about the locale, in order of rank. An empty one counts as absent.
 constexpr char const* kLocaleVariables[] = {"LC_ALL", "LC_CTYPE", "LANG"};
 
 std::string valueOf(char const* variable) {
@@ -137,7 +137,7 @@ std::string localeName() {
   return name;
 }
 
-// What stands between the dot and the modifier of "de_DE.ISO-8859-15@euro".
+// The part between the dot and the modifier of "de_DE.ISO-8859-15@euro".
 std::string encodingOfLocaleName(std::string const& locale) {
   std::size_t const dot = locale.find('.');
   if (dot == std::string::npos) return {};
@@ -153,8 +153,8 @@ std::string findUserDefaultEncoding() {
 
 }  // namespace
 
-// To find a locale takes several system calls, and a listing converts thousands of names: as long as the
-// environment is the same, so is the answer.
+// Finding a locale takes several system calls, and a listing converts thousands of names, so that the result is kept
+// while the environment is the same.
 std::string getUserDefaultEncoding() {
   thread_local std::string knownEnvironment, encoding;
   std::string environment = valueOf("LOCPATH");  // where glibc looks for locales

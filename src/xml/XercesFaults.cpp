@@ -38,7 +38,7 @@ void rethrowXercesException() {
     throw InvalidXMLDocument(toMessage(e.getMessage()));
   } catch (xercesc::DOMException const& e) {
     throw InvalidXMLDocument(toMessage(e.getMessage()));
-  } catch (xercesc::OutOfMemoryException const&) {  // stands apart from Xerces' other exceptions
+  } catch (xercesc::OutOfMemoryException const&) {  // has no base class in common with the others
     throw InvalidXMLDocument(xml_text::outOfMemory());
   }
 }

@@ -13,11 +13,11 @@
 
 namespace opc::model {
 
-/// Called while an exception is being handled: throws InvalidXMLDocument with the parser's message in
-/// place of any exception of Xerces, and everything else (what streams and content handlers threw) as it is.
+/// To be called in a catch block. Replaces an exception of Xerces by InvalidXMLDocument with the parser's message, and
+/// rethrows every other one, such as those of streams and content handlers.
 [[noreturn]] void rethrowXercesException();
 
-/// Runs what calls Xerces, so that none of its exceptions gets any further.
+/// Runs work that calls Xerces, and converts the exceptions of Xerces.
 template <typename Work>
 decltype(auto) callXerces(Work&& work) {
   try {
@@ -30,25 +30,25 @@ decltype(auto) callXerces(Work&& work) {
 /// The parser's text in the user's default encoding; empty for null.
 std::string toMessage(XMLCh const* text);
 
-/// Takes a Xerces parser's errors, by either of its two interfaces, and turns them into an exception when
-/// the parser is done. It does not throw from the parser's midst: DOM parsers swallow what their handler
-/// throws, and a document that is not well formed has to say so even after a place that is only invalid.
-/// So of several faults the fatal one counts, otherwise the first. Warnings are no faults.
+/// Collects a Xerces parser's errors, by either of its two interfaces, and converts them to an exception once the
+/// parser has ended. It does not throw during parsing, because DOM parsers swallow the exceptions of their handler, and
+/// because a document that is not well formed is reported as such even after an invalid place. Of several faults the
+/// fatal one counts, otherwise the first. Warnings are no faults.
 class XercesErrorHandler final : public xercesc::DOMErrorHandler, public xercesc::ErrorHandler {
  public:
-  /// Keeps a fault that the parser does not know of; it counts like an invalid place.
+  /// Adds a fault that the parser does not detect. It counts as an invalid place.
   void addFault(XmlPosition const& where, std::string const& text);
   bool hasFault() const { return failure_ || fatal_ || invalid_; }
-  /// Throws InvalidXMLDocument with place and message, if there was a fault.
+  /// Throws InvalidXMLDocument with position and message if there was a fault.
   void throwFault() const;
 
-  /// Never throws: what does go wrong, for want of memory, is thrown by throwFault().
+  /// Never throws. If memory runs out, throwFault() throws that.
   bool handleError(xercesc::DOMError const& error) override;
 
   void warning(xercesc::SAXParseException const& exception) override;
   void error(xercesc::SAXParseException const& exception) override;
   void fatalError(xercesc::SAXParseException const& exception) override;
-  /// Forgets what there was.
+  /// Removes all faults.
   void resetErrors() override;
 
  private:

@@ -20,14 +20,14 @@ namespace {
 
 constexpr std::size_t kFlushAt = 65'536;
 
-/// Lets a Xerces writer write to a stream, in larger pieces than its own. What the stream throws is kept,
-/// with everything after it dropped, and thrown by finish(): a writer need not let it pass.
+/// Passes the output of a Xerces writer to a stream, in larger pieces. Keeps an exception of the stream and drops all
+/// later output; finish() throws it, because the writer may not pass exceptions on.
 class XercesOutput final : public xercesc::XMLFormatTarget {
  public:
   explicit XercesOutput(OutputStream& output) : output_(output) {}
 
   void writeChars(XMLByte const* bytes, XMLSize_t count, xercesc::XMLFormatter* formatter) override;
-  /// Hands over what is left. Does not close the stream.
+  /// Writes the rest. Does not close the stream.
   void finish();
 
  private:
@@ -80,7 +80,7 @@ DOMElement* append(xercesc::DOMDocument* document, xercesc::DOMNode* parent, Xer
   });
 }
 
-/// The name within its namespace; elements that were made without one have only the other.
+/// The local name. Elements that were created without a namespace have only a tag name.
 std::u16string_view localNameOf(DOMElement const& element) {
   XMLCh const* const name = element.getLocalName();
   return name ? name : element.getTagName();

@@ -11,9 +11,9 @@
 
 namespace opc::model {
 
-/// The DOM door to XML, for small documents of fixed size. Parsers and writers are released by their
-/// owner with release(); documents likewise. Every Xerces exception leaves as InvalidXMLDocument with the
-/// parser's message. A XercesGuard is held by whoever holds Xerces objects. One thread at a time each.
+/// The DOM door to XML, for small documents of fixed size. The caller owns parsers, writers and documents, releases
+/// them with release(), and holds a XercesGuard while it has any. Xerces exceptions become InvalidXMLDocument with the
+/// parser's message. Each object is used by one thread at a time.
 class XercesHelper {
  public:
   /// A parser without DTD, network, external entities or schema locations, for XML 1.0 in UTF-8 or UTF-16,
@@ -47,17 +47,17 @@ class XercesHelper {
   /// All child elements of that local name, in document order.
   static std::vector<xercesc::DOMElement*> getElements(xercesc::DOMElement const* parent, XercesString const& name);
   static void getElementText(xercesc::DOMElement const* element, std::u16string& text);
-  /// Empty where there is no such attribute; the element's hasAttribute() tells.
+  /// Empty where there is no such attribute; hasAttribute() of the element distinguishes that from an empty value.
   static void getElementAttribute(xercesc::DOMElement const* element, XercesString const& name, std::u16string& value);
 
   /// Parses the whole stream with a parser of createParser(). `validate`: whether faults against the loaded
   /// schema are errors (then a document that no loaded schema describes is one). The two strings, where not
   /// empty, are the namespace and local name that the document element must have. Throws InvalidXMLDocument
-  /// with line and column; what the stream throws passes through. The caller releases the document.
+  /// with line and column. Exceptions of the stream pass through. The caller releases the document.
   static xercesc::DOMDocument* readDocumentFromStream(xercesc::DOMLSParser* parser, InputStream& input, bool validate,
                                                       std::u16string const& rootNamespace,
                                                       std::u16string const& rootName);
-  /// Serialises the document in UTF-8; does not close the stream. What the stream throws passes through.
+  /// Serialises the document in UTF-8; does not close the stream. Exceptions of the stream pass through.
   static void writeDocumentToStream(xercesc::DOMLSSerializer* writer, xercesc::DOMDocument* document,
                                     OutputStream& output);
 };

@@ -19,8 +19,7 @@ std::mutex& guardMutex() {
 
 std::size_t guardCount = 0;
 
-// An application that initialised Xerces before keeps its network accessor: it is not ours to take, and
-// the parsers made here never ask for it.
+// An application that has initialised Xerces keeps its network accessor. The parsers of this layer never use it.
 void initialize() {
   bool const ours = xercesc::XMLPlatformUtils::fgMemoryManager == nullptr;
   xercesc::XMLPlatformUtils::Initialize();
@@ -40,8 +39,7 @@ void release() {
   if (--guardCount == 0) xercesc::XMLPlatformUtils::Terminate();
 }
 
-/// A use that ends with the process, at the earliest: initialising takes a millisecond, fifty times as long as reading
-/// a small package does.
+/// A use that lasts until the process ends, because initialisation takes far longer than reading a small package.
 class Keeper {
  public:
   Keeper() { acquire(); }

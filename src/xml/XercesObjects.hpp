@@ -6,7 +6,7 @@
 
 namespace opc::model {
 
-/// An owning UTF-16 XML string: a name or namespace that is made once and handed to Xerces often.
+/// An owning UTF-16 string: a name or namespace that is made once and passed to Xerces often.
 class XercesString {
  public:
   XercesString() = default;
@@ -32,14 +32,13 @@ struct XercesRelease {
   }
 };
 
-/// What XercesHelper hands out: documents, parsers, writers. The XercesGuard of its owner has to outlive it.
+/// An object of XercesHelper: a document, parser or writer. The XercesGuard of its owner outlives it.
 template <typename T>
 using XercesOwned = std::unique_ptr<T, XercesRelease>;
 
-/// Keeps the Xerces platform initialised while it lives, and from the first one on until static objects are
-/// destroyed; uses are counted. Any number of guards may live in any threads, and beyond that. Where the first
-/// guard is what initialises the platform, its network accessor is removed before anyone can use it: an
-/// application that wants one initialises Xerces before.
+/// Keeps the Xerces platform initialised while it lives, and from the first guard on until static objects are
+/// destroyed. Uses are counted. Any number of guards may live, in any threads and after that point. If the first guard
+/// initialises the platform, it removes the network accessor; an application that needs one initialises Xerces first.
 class XercesGuard {
  public:
   XercesGuard();

@@ -7,8 +7,8 @@
 
 namespace opc::model {
 
-/// Bytes of an XML document in the making, in UTF-8. The memory only grows, so that a buffer that is
-/// cleared and filled again allocates nothing. What throws leaves the buffer as it was.
+/// Bytes of an XML document under construction, in UTF-8. The memory only grows, so that a buffer that is cleared and
+/// filled again does not allocate. An operation that throws leaves the buffer unchanged.
 class XmlByteBuffer {
  public:
   std::string_view bytes() const { return {bytes_.get(), size_}; }
@@ -20,9 +20,9 @@ class XmlByteBuffer {
   void appendBlanks(std::size_t count);
   /// Without escapes, for names.
   void appendName(std::u16string_view name);
-  /// As it stands between tags.
+  /// With the escapes of text between tags.
   void appendText(std::u16string_view text);
-  /// As it stands between double quotes.
+  /// With the escapes of a value between double quotes.
   void appendAttributeValue(std::u16string_view value);
 
  private:

@@ -32,7 +32,7 @@ bool isXmlCharacter(char32_t c) {
   return c < 0xFFFE ? !unicode::isSurrogate(c) : c > 0xFFFF;
 }
 
-/// Moves `at` over the characters that need no closer look.
+/// Moves `at` over code units that are characters of XML by themselves.
 void skipPlain(char16_t const*& at, char16_t const* end) {
   while (at != end && *at >= 0x20 && *at < 0xD800) ++at;
 }

@@ -17,11 +17,11 @@
 namespace opc::model {
 namespace {
 
-constexpr std::size_t kSignatureBytes = 4;  // what tells the encoding
+constexpr std::size_t kSignatureBytes = 4;  // they show the encoding
 
-/// Lets a Xerces parser read from a stream, within limits. What the stream throws passes through the parser.
-/// A limit is reported where the parser stands once it has read all that was within it, so that a fault
-/// of the document before that place is reported first. Stream, meter and limits outlive the source.
+/// Lets a Xerces parser read from a stream, within limits. Exceptions of the stream pass through the parser. A limit is
+/// reported at the position of the parser after it has read everything within the limit, so that an earlier fault of
+/// the document is reported first. Stream, meter and limits outlive the source.
 class XercesInput final : public xercesc::InputSource {
  public:
   using Position = std::function<XmlPosition()>;
@@ -57,7 +57,7 @@ class XercesInput::Stream final : public xercesc::BinInputStream {
   }
 
  private:
-  /// Any number of bytes, but at the beginning enough to tell the encoding; none only at the end.
+  /// Reads at least one byte except at the end, and at the beginning enough bytes to show the encoding.
   std::size_t fill(XMLByte* bytes, std::size_t count) {
     std::size_t const wanted = delivered_ == 0 ? std::min(kSignatureBytes, count) : 1;
     std::size_t got = 0;
@@ -85,7 +85,7 @@ class XercesInput::Stream final : public xercesc::BinInputStream {
 
   XercesInput const& source_;
   std::uint64_t delivered_ = 0;  // never above the document's limit
-  std::string refusal_;          // why the bytes after those delivered are not
+  std::string refusal_;          // why no more bytes are delivered
 };
 
 XercesInput::XercesInput(InputStream& input, XmlMarkupMeter& meter, XmlLimits const& limits, Position position)
@@ -139,8 +139,8 @@ bool XmlDocumentCheck::takeSchemaLocation(std::u16string_view namespaceURI, std:
   return true;
 }
 
-/// An import within a schema gets no source, so that it finds what was loaded before; a parser without a
-/// resolver of its own would open files. Nothing else may ask for anything.
+/// An import within a schema gets no source, so that it finds the schema that was loaded before; a parser without this
+/// resolver would open files. Every other request is refused.
 xercesc::InputSource* XmlDocumentCheck::resolveEntity(xercesc::XMLResourceIdentifier* resource) {
   if (resource->getResourceIdentifierType() == xercesc::XMLResourceIdentifier::SchemaImport) return nullptr;
   XMLCh const* const systemId = resource->getSystemId();

@@ -16,32 +16,32 @@
 
 namespace opc::model {
 
-/// Parsers read on only when they have nothing left, so that what is refused among the bytes to come is
-/// reported where the document stands.
+/// Parsers read on only when they have no bytes left, so that a refusal is reported at the current position of the
+/// document.
 inline constexpr XMLSize_t kXmlLowWaterMark = 1;
 
-/// What is refused in every document on top of what the parser refuses: document types, other versions and
-/// encodings, what lies outside the document, more than the limits allow. Both doors' parsers hold one and
-/// tell it what they come across; so they agree on what passes and on every message.
+/// Refuses what the parser accepts: document types, other versions and encodings, external resources, and documents
+/// beyond the limits. The parsers of both doors report to one, so that they accept the same documents with the same
+/// messages.
 class XmlDocumentCheck final : public xercesc::XMLEntityResolver {
  public:
   explicit XmlDocumentCheck(XmlLimits const& limits = {}, XmlSchemaLocations locations = XmlSchemaLocations::Ignore);
 
   XercesErrorHandler& errors() { return errors_; }
   xercesc::SecurityManager& securityManager() { return securityManager_; }
-  /// Where the parser stands is asked of this, which the parser gives when its document begins: before that
-  /// it would answer from the reader of a former document.
+  /// The parser's own source of its position. The parser sets it when its document begins; before that it would return
+  /// the position in a former document.
   void setLocator(xercesc::Locator const* locator) { locator_ = locator; }
   XmlPosition position() const;
 
-  /// Runs `parse` on the source that stands for the stream, then throws the document's fault if it has one.
+  /// Runs `parse` on a source over the stream, then throws the document's fault if there is one.
   void run(InputStream& input, std::function<void(xercesc::InputSource const&)> const& parse);
 
   void xmlDeclaration(std::u16string_view version, std::u16string_view encoding) const;
   [[noreturn]] void documentType() const;
   void startElement();
   void endElement() { --depth_; }
-  /// True for an attribute that names schema locations; that it is there is a fault where they are refused.
+  /// Whether the attribute names schema locations. Adds a fault if they are refused.
   bool takeSchemaLocation(std::u16string_view namespaceURI, std::u16string_view localName);
   xercesc::InputSource* resolveEntity(xercesc::XMLResourceIdentifier* resource) override;
 

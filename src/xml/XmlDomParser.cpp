@@ -57,7 +57,7 @@ xercesc::DOMDocument* XmlDomParser::read(InputStream& input, bool validate, std:
   try {
     check_.run(input, [this](xercesc::InputSource const& source) { AbstractDOMParser::parse(source); });
   } catch (...) {
-    setParseInProgress(false);  // it would stay busy after it ran out of memory
+    setParseInProgress(false);  // the parser stays busy if memory runs out
     resetDocumentPool();
     throw;
   }
@@ -97,7 +97,7 @@ void XmlDomParser::endElement(xercesc::XMLElementDecl const& element, unsigned i
   DOMLSParserImpl::endElement(element, uri, isRoot, prefix);
 }
 
-/// Counts as an invalid place, as it would with a schema, not as a broken document.
+/// A wrong root counts as an invalid place, as with a schema, and not as a document that is not well formed.
 void XmlDomParser::checkRoot(std::u16string_view foundNamespace, std::u16string_view foundName) {
   bool const isWanted =
       (rootNamespace_.empty() || foundNamespace == rootNamespace_) && (rootName_.empty() || foundName == rootName_);

@@ -9,14 +9,14 @@
 
 namespace opc::model {
 
-/// The DOM parser of XercesHelper. It is a class of its own because a document type and the XML declaration
-/// show in none of the handlers that a DOM parser takes, only in these virtual functions.
+/// The DOM parser of XercesHelper. It derives from the library's parser because only these virtual functions, and none
+/// of its handlers, report a document type and the XML declaration.
 class XmlDomParser final : public xercesc::DOMLSParserImpl {
  public:
   explicit XmlDomParser(XmlSchemaLocations locations);
 
   void loadSchema(char const* schema, char const* fileName);
-  /// The two strings as for XercesHelper::readDocumentFromStream.
+  /// The two strings have the meaning that they have for XercesHelper::readDocumentFromStream.
   xercesc::DOMDocument* read(InputStream& input, bool validate, std::u16string const& rootNamespace,
                              std::u16string const& rootName);
 

@@ -8,8 +8,7 @@
 
 #include "opc/model/XmlExceptions.hpp"
 
-/// The wording of everything that is refused in an XML document. What the parser itself finds has the
-/// parser's text; what is refused on top of that has its text here.
+/// The messages about XML documents that this layer refuses. Faults that the parser finds have the parser's text.
 namespace opc::model {
 
 /// Counted from 1.

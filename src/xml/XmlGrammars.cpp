@@ -30,8 +30,8 @@ void loadXmlSchema(XmlSchemaText const& schema, XercesErrorHandler& errors,
 
 namespace {
 
-/// Xerces makes the content model of a type when a document first needs it, and without a lock: two threads that
-/// share the grammar would make it both.
+/// Xerces makes the content model of a type when a document first needs it, without a lock. Two threads that share the
+/// grammar would both make it.
 void completeTypes(xercesc::XMLGrammarPool& pool) {
   xercesc::RefHashTableOfEnumerator<xercesc::Grammar> grammars = pool.getGrammarEnumerator();
   while (grammars.hasMoreElements()) {

@@ -13,13 +13,13 @@
 
 namespace opc::model {
 
-/// Hands the schema's text to `load`, which says whether a grammar came of it and whose parser reports to
-/// `errors`. Whatever goes wrong leaves as InvalidXMLSchema.
+/// Passes the schema's text to `load`, which returns whether it made a grammar and whose parser reports to `errors`.
+/// Every failure becomes InvalidXMLSchema.
 void loadXmlSchema(XmlSchemaText const& schema, XercesErrorHandler& errors,
                    std::function<bool(xercesc::InputSource&)> const& load);
 
-/// A pool of grammars that never changes once it is made, so that any number of readers may share it,
-/// each in its own thread.
+/// A pool of grammars that never changes after construction, so that any number of readers may share it, each in its
+/// own thread.
 class XmlGrammars {
  public:
   explicit XmlGrammars(std::initializer_list<XmlSchemaText> schemas);

@@ -14,7 +14,7 @@ bool startsWith(unsigned char const* bytes, std::size_t count, std::initializer_
   return count >= prefix.size() && std::equal(prefix.begin(), prefix.end(), bytes);
 }
 
-/// UTF-32 in its four byte orders, of which parsers know at least two, and EBCDIC.
+/// UTF-32 in its four byte orders, at least two of which parsers read, and EBCDIC.
 bool isForeign(unsigned char const* bytes, std::size_t count) {
   return startsWith(bytes, count, {0xFF, 0xFE, 0x00, 0x00}) || startsWith(bytes, count, {0x3C, 0x00, 0x00, 0x00}) ||
          startsWith(bytes, count, {0x00, 0x00}) || startsWith(bytes, count, {0x4C, 0x6F, 0xA7, 0x94});
@@ -53,9 +53,9 @@ std::size_t XmlMarkupMeter::admitNarrow(unsigned char const* bytes, std::size_t 
   return admitted;
 }
 
-/// Only as exact as it takes for bytes that are UTF-8 but for their end; the parser sees to the others.
+/// Exact only for UTF-8 that breaks off at its end; the parser refuses other ill-formed bytes.
 void XmlMarkupMeter::noteTail(unsigned char const* bytes, std::size_t count) {
-  constexpr std::size_t kLongestRest = 3;  // of a character behind its first byte
+  constexpr std::size_t kLongestRest = 3;  // bytes of a character behind its first one
   if (count >= kLongestRest) missingBytes_ = 0;
   for (std::size_t i = count - std::min(count, kLongestRest); i < count; ++i) {
     if (bytes[i] >= 0xC0)
@@ -87,7 +87,7 @@ std::size_t XmlMarkupMeter::admitWide(unsigned char const* bytes, std::size_t co
   return count;
 }
 
-/// Passes over bytes that change nothing but the sizes, as far as these are within their limits.
+/// Skips bytes that change the sizes only, while these are within their limits.
 std::size_t XmlMarkupMeter::skip(unsigned char const* bytes, std::size_t count) {
   if (state_ != State::Content && state_ != State::Value) return 0;
   int const wanted = state_ == State::Content ? '<' : quote_;
@@ -100,7 +100,7 @@ std::size_t XmlMarkupMeter::skip(unsigned char const* bytes, std::size_t count) 
   return skipped;
 }
 
-/// False when the unit is refused.
+/// Returns false if the unit is refused.
 bool XmlMarkupMeter::take(char16_t unit) {
   if (unit == 0) refusal_ = xml_text::nul();
   if (state_ != State::Content) grow(unit == quote_ && state_ == State::Value ? 0 : unitBytes_);
@@ -151,7 +151,8 @@ void XmlMarkupMeter::takeInTag(char16_t unit) {
   if (++attributes_ > limits_.attributesOfElement) refusal_ = xml_text::tooManyAttributes(limits_.attributesOfElement);
 }
 
-/// The mark that ends a comment and its like: a character that comes at least so many times, then '>'.
+/// Looks for the end mark of a comment, section or instruction: a character that stands at least `times` times, then
+/// '>'.
 void XmlMarkupMeter::takeUntil(char16_t terminator, std::size_t times, char16_t unit) {
   if (unit == u'>' && run_ >= times) state_ = State::Content;
   run_ = unit == terminator ? run_ + 1 : 0;

@@ -11,24 +11,24 @@ namespace opc::model {
 
 enum class XmlEncoding { Utf8, Utf16, Other };
 
-/// Watches the bytes of a document on their way into the parser, which collects a whole tag before it says
-/// a word: measures attribute values, their number, and each tag, comment, processing instruction and CDATA
-/// section. It also stops at NUL and at half a character, which the parser takes for the document's end. It follows the
-/// document only as far as the parser will get: what it makes of a document that is not well formed does not matter. A
-/// document type declaration is not understood; it is refused.
+/// Measures the bytes of a document before the parser gets them, because the parser collects a whole tag before it
+/// reports anything: attribute values, their number, and each tag, comment, processing instruction and CDATA section.
+/// It also refuses NUL and half a character, which the parser takes for the document's end. In a document that is not
+/// well formed its state does not matter, because the parser stops there. It does not parse document type declarations,
+/// which are refused.
 class XmlMarkupMeter {
  public:
   explicit XmlMarkupMeter(XmlLimits const& limits) : limits_(limits) {}
 
-  /// Begins a document, whose first bytes (four, or all there are) tell its encoding.
+  /// Begins a document. Its first bytes (four, or fewer in a shorter document) show its encoding.
   void begin(unsigned char const* bytes, std::size_t count);
   XmlEncoding encoding() const { return encoding_; }
 
-  /// How many of the next bytes the parser may see: all, or about those before the byte that is refused.
+  /// How many of the next bytes the parser may read: all, or about those before the refused byte.
   std::size_t admit(unsigned char const* bytes, std::size_t count);
   /// There are no more bytes.
   void end();
-  /// Why no more is admitted; empty while there is no reason.
+  /// Why no more bytes are admitted; empty while more are.
   std::string const& refusal() const { return refusal_; }
 
  private:
@@ -49,12 +49,12 @@ class XmlMarkupMeter {
   XmlEncoding encoding_ = XmlEncoding::Utf8;
   bool bigEndian_ = false;
   std::size_t unitBytes_ = 1;
-  int firstHalf_ = -1;            // of a 16-bit unit whose second byte is still to come
-  std::size_t missingBytes_ = 0;  // that the UTF-8 character lacks in whose midst the bytes so far end
+  int firstHalf_ = -1;            // first byte of a 16-bit unit whose second byte is missing; or -1
+  std::size_t missingBytes_ = 0;  // of the UTF-8 character in which the bytes so far end
 
   State state_ = State::Content;
   char16_t quote_ = 0;
-  std::size_t run_ = 0;  // how many characters of a closing mark came one after the other
+  std::size_t run_ = 0;  // length of the current run of a closing mark's character
   std::size_t markupBytes_ = 0;
   std::size_t valueBytes_ = 0;
   std::size_t attributes_ = 0;

@@ -45,7 +45,7 @@ XmlSaxParser::XmlSaxParser(xercesc::XMLGrammarPool* grammars, XmlLimits const& l
   setErrorHandler(&check_.errors());
   setXMLEntityResolver(&check_);
   setContentHandler(&locatorKeeper_);
-  setDTDHandler(&locatorKeeper_);  // or the scanner would not tell of document types
+  setDTDHandler(&locatorKeeper_);  // otherwise the scanner does not report document types
 }
 
 void XmlSaxParser::loadSchema(XmlSchemaText const& schema) {
@@ -106,8 +106,8 @@ void XmlSaxParser::collect(xercesc::RefVectorOf<xercesc::XMLAttr> const& attribu
   }
 }
 
-/// What the handler throws waits until the whole document has been read, since a fault of the document
-/// comes first. It is told nothing more after that, nor after an invalid place.
+/// An exception of the handler waits until the whole document has been read, because a fault of the document has
+/// precedence. The handler gets no more calls after it, nor after an invalid place.
 template <typename Call>
 void XmlSaxParser::tellHandler(Call&& call) {
   if (thrown_ || check_.errors().hasFault()) return;

@@ -12,8 +12,8 @@
 
 namespace opc::model {
 
-/// The streaming parser: hands a document's content to a handler, straight from the scanner. Made of the
-/// library's SAX2 reader, since the XML declaration does not show in the handlers that this takes.
+/// The streaming parser. Passes a document's content from the scanner to a handler. It derives from the library's SAX2
+/// reader because that reader's handlers do not report the XML declaration.
 class XmlSaxParser final : public xercesc::SAX2XMLReaderImpl {
  public:
   /// Validates against the pool's grammars; without a pool it does not validate.
@@ -35,7 +35,7 @@ class XmlSaxParser final : public xercesc::SAX2XMLReaderImpl {
   void docPI(XMLCh const* target, XMLCh const* data) override;
 
  private:
-  /// The attributes of the element at hand, but for what the parser keeps to itself.
+  /// The attributes of the current element, without those that the parser uses itself.
   class Attributes final : public XmlAttributes {
    public:
     struct One {
@@ -52,7 +52,7 @@ class XmlSaxParser final : public xercesc::SAX2XMLReaderImpl {
     std::vector<One> all_;
   };
 
-  /// Learns where the parser keeps its position, which it tells its content handler alone.
+  /// Receives the parser's source of its position, which the parser gives to its content handler only.
   class LocatorKeeper final : public xercesc::DefaultHandler {
    public:
     explicit LocatorKeeper(XmlDocumentCheck& check) : check_(check) {}

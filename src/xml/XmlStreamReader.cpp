@@ -30,7 +30,7 @@ struct XmlStreamReader::Impl {
   std::shared_ptr<XmlGrammars const> grammars;
   XmlLimits limits;
   XmlSchemaLocations locations;
-  std::unique_ptr<XmlSaxParser> parser;  // kept: making one takes longer than reading a small document
+  std::unique_ptr<XmlSaxParser> parser;  // kept, because construction takes longer than reading a small document
   bool isReading = false;
 
   void makeParser() {
@@ -52,7 +52,7 @@ void XmlStreamReader::read(InputStream& input, XmlContentHandler& handler) {
   try {
     impl_->parser->read(input, handler);
   } catch (...) {
-    impl_->parser.reset();  // one that ran out of memory would stay busy for ever
+    impl_->parser.reset();  // after it ran out of memory it stays busy
     impl_->isReading = false;
     throw;
   }

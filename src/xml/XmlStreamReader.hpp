@@ -14,8 +14,8 @@
 
 namespace opc::model {
 
-/// The attributes of one element, in document order, without namespace declarations; valid during the
-/// call that hands them out.
+/// The attributes of one element, in document order, without namespace declarations. Valid during the call that passes
+/// them.
 class XmlAttributes {
  public:
   virtual std::size_t size() const = 0;
@@ -29,23 +29,23 @@ class XmlAttributes {
   ~XmlAttributes() = default;
 };
 
-/// Thrown by a handler: the document is not what it should be. The text alone; the reader adds where.
+/// A handler throws this for a wrong document. It holds the text only; the reader adds the position.
 class XmlContentFault : public Exception {
  public:
   using Exception::Exception;
 };
 
-/// What a document holds, as it streams by. An exception thrown from here passes out of read(), once the rest
-/// of the document has been read without a fault; nothing more is told meanwhile. An XmlContentFault becomes
-/// an InvalidXMLDocument that names line and column, every other one stays what it is.
+/// Receives the content of a document while it is read. After an exception of the handler the reader reads the rest of
+/// the document and makes no more calls; if it finds no fault, read() throws the exception. XmlContentFault becomes
+/// InvalidXMLDocument with line and column; every other exception is unchanged.
 class XmlContentHandler {
  public:
-  /// A namespace declaration of the element whose start comes next; an empty prefix for the default one.
+  /// A namespace declaration of the element that starts next. The prefix of the default namespace is empty.
   virtual void namespaceDeclared(std::u16string_view prefix, std::u16string_view namespaceURI);
   virtual void startElement(std::u16string_view namespaceURI, std::u16string_view localName,
                             XmlAttributes const& attributes) = 0;
   virtual void endElement(std::u16string_view namespaceURI, std::u16string_view localName);
-  /// May be called several times for one text. Not called for white space where a schema allows elements only.
+  /// May be called several times for one text. Not called for white space where a schema allows only elements.
   virtual void characters(std::u16string_view text);
   virtual ~XmlContentHandler();
 };
@@ -61,13 +61,12 @@ struct XmlSchemaText {
 };
 std::shared_ptr<XmlGrammars const> loadXmlGrammars(std::initializer_list<XmlSchemaText> schemas);
 
-/// Reads documents as streams: no DTD, no entities but the five, no network, XML 1.0 in UTF-8 or UTF-16
-/// only, within limits; validated where grammars are given. A document that is not well formed, not valid
-/// or beyond a limit throws InvalidXMLDocument with the parser's message, line and column; after a place
-/// that is only invalid the rest is read on, since a document that is not even well formed says so
-/// first. A fault of the document goes before what the handler threw; what the stream throws passes out at
-/// once. Can be used again after it threw, and should be kept for many documents. One thread at a time, and
-/// not from within its own handler.
+/// Reads documents as streams: XML 1.0 in UTF-8 or UTF-16, without DTD, network and entities other than the five
+/// predefined ones, within limits. Validates if grammars are given. A document that is not well formed, not valid or
+/// beyond a limit throws InvalidXMLDocument with the parser's message, line and column. After an invalid place the rest
+/// is read, because a document that is not well formed is reported as such. A fault of the document has precedence over
+/// an exception of the handler. Exceptions of the stream pass through at once. The reader can be used again after an
+/// exception, and should be kept for many documents. One thread at a time, and not from within its own handler.
 class XmlStreamReader {
  public:
   explicit XmlStreamReader(std::shared_ptr<XmlGrammars const> grammars = nullptr, XmlLimits const& limits = {},

@@ -13,17 +13,17 @@
 
 namespace opc::model {
 
-/// The XML of a small part that is one record: a root whose child elements, all of the root's namespace, hold
-/// one text each. Has a parser and a pretty-printing writer for as long as it lives. One thread at a time.
+/// The XML of a small part that is one record: a root whose child elements, all of the root's namespace, hold one text
+/// each. Keeps a parser and a pretty-printing writer. One thread at a time.
 class XmlTextRecord {
  public:
-  /// With a schema every document that is read is validated against it, otherwise none. Throws
-  /// InvalidXMLSchema: "Schema could not be loaded: " and the parser's message.
+  /// With a schema, read() validates every document against it. Throws InvalidXMLSchema: "Schema could not be loaded: "
+  /// and the parser's message.
   XmlTextRecord(std::u16string const& namespaceURI, std::u16string const& rootName,
                 std::optional<XmlSchemaText> const& schema = std::nullopt);
 
-  /// The texts by the names of their elements, the first where a name repeats; nothing where the root is another
-  /// element. Throws InvalidXMLDocument with place and message; what the stream throws passes through.
+  /// The texts by the names of their elements; of repeated names the first text. Empty optional for another root.
+  /// Throws InvalidXMLDocument with position and message. Exceptions of the stream pass through.
   std::optional<std::map<std::u16string, std::u16string>> read(InputStream& input);
 
   /// Writes the texts with the names of their elements, in this order; does not close the stream. Throws
@@ -34,7 +34,7 @@ class XmlTextRecord {
  private:
   using Document = XercesOwned<xercesc::DOMDocument>;
 
-  XercesGuard guard_;  // outlives what follows
+  XercesGuard guard_;  // outlives the members below
   XercesString namespaceURI_;
   XercesString rootName_;
   bool validates_;

@@ -23,8 +23,7 @@ std::u16string_view takePiece(std::u16string_view& text) {
 
 }  // namespace
 
-/// One call on the writer: refuses it where it is out of order, and marks the document as broken when the
-/// call does not come to its end.
+/// One call on the writer. Refuses a call out of order, and marks the document as broken if the call does not complete.
 class XmlTextWriter::Step {
  public:
   Step(XmlTextWriter& writer, bool inOrder) : broken_(writer.broken_) {
@@ -142,7 +141,7 @@ std::u16string_view XmlTextWriter::nameOf(Attribute const& attribute) const {
   return std::u16string_view(attributeNames_).substr(attribute.name, attribute.nameLength);
 }
 
-/// The attribute of that name, made where it belongs if there is none.
+/// The attribute of that name; if there is none, inserts one in order.
 XmlTextWriter::Attribute& XmlTextWriter::slotFor(std::u16string_view name) {
   auto const isBefore = [this](Attribute const& a, std::u16string_view b) { return nameOf(a) < b; };
   auto const place = std::lower_bound(attributes_.begin(), attributes_.end(), name, isBefore);
@@ -152,8 +151,8 @@ XmlTextWriter::Attribute& XmlTextWriter::slotFor(std::u16string_view name) {
   return *attributes_.insert(place, made);
 }
 
-/// Text that is white space only and breaks the line is taken for layout: no further break is made before
-/// the next tag on a line of its own, and what blanks the text ends with count as indentation.
+/// White-space text with a line break counts as layout: the next tag on its own line gets no further break, and the
+/// blanks at the end of the text count as indentation.
 void XmlTextWriter::noteText(std::u16string_view text) {
   bool const isWhiteSpace = text.find_first_not_of(kWhiteSpace) == text.npos;
   std::size_t lastBreak = isWhiteSpace ? text.rfind(u'\n') : text.npos;
@@ -162,8 +161,8 @@ void XmlTextWriter::noteText(std::u16string_view text) {
   textIndent_ = textBrokeLine_ ? text.size() - lastBreak : 0;
 }
 
-/// An end tag stands on a line of its own where there were line breaks since its start tag, that of the root
-/// with an empty line before it.
+/// An end tag stands on its own line if there were line breaks since its start tag; before that of the root there is an
+/// empty line.
 void XmlTextWriter::closeLine(Open const& open) {
   if (open.lineBreak == lineBreaks_) return;
   if (open_.empty()) buffer_.append('\n');

@@ -5,7 +5,7 @@
 
 #include "opc/Strings.hpp"
 
-/// Everything that the exceptions of this layer say.
+/// The messages of this layer.
 namespace opc::ztservices::messages {
 
 inline constexpr char kContentType[] =
@@ -13,7 +13,7 @@ inline constexpr char kContentType[] =
 inline constexpr char kFriendlyName[] = "Content type friendly name must be a non-empty string";
 inline constexpr char kCreatedTime[] = "Created time is not a valid value";
 inline constexpr char kModifiedTime[] = "Modified time is not a valid value";
-// The spelling is what programs know and compare with.
+// The spelling stays, because programs compare with it.
 inline constexpr char kUUID[] =
     "UUID must have the format: hhhhhhhh-hhhh-hhhh-hhhh-hhhhhhhhhhhh where h is a hexidecimal digit";
 inline constexpr char kUUIDIsSet[] = "UUID is already set. It can not be overwritten";

@@ -27,7 +27,7 @@ inline constexpr char16_t kUUID[] = u"uuid";
 
 /// Content type, friendly name and release, validated against their schema.
 std::unique_ptr<model::XmlTextRecord> makeVendor();
-/// The UUID. Not validated: a document with another root gets a message of its own.
+/// The UUID. Not validated, because the caller reports another root with its own message.
 std::unique_ptr<model::XmlTextRecord> makeExtension();
 
 }  // namespace opc::ztservices::parts_xml

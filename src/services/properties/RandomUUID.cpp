@@ -9,7 +9,7 @@
 namespace opc::ztservices {
 namespace {
 
-/// The generator as the standard library names one: 64 bits at a time, each value as likely.
+/// Adapts the generator to the standard library: 64 uniformly distributed bits at a time.
 class RandomWords {
  public:
   using result_type = std::uint64_t;
