@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "io/DirectoryStream.hpp"
+#include "text/Unicode.hpp"
 
 namespace opc {
 namespace {
@@ -44,7 +45,7 @@ std::string prefixFor(std::string name) {
   std::size_t const most = NAME_MAX - 1 - kMark.size() - kRandomCharacters;
   if (name.size() > most) {
     std::size_t end = most;
-    while (end > 0 && (static_cast<unsigned char>(name[end]) & 0xC0) == 0x80) --end;
+    while (end > 0 && unicode::isContinuation(name[end])) --end;
     name.resize(end);
   }
   return ("." + name).append(kMark);

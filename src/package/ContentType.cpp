@@ -7,6 +7,7 @@
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "package/Messages.hpp"
+#include "text/Ascii.hpp"
 
 namespace opc::model {
 namespace {
@@ -94,8 +95,7 @@ auto named(std::u16string const& name) {
 /// The parameters in an order that says nothing, with names in one case.
 Parameters comparable(Parameters parameters) {
   for (auto& parameter : parameters)
-    for (char16_t& c : parameter.first)
-      if (c >= u'A' && c <= u'Z') c = static_cast<char16_t>(c + 0x20);
+    for (char16_t& c : parameter.first) c = ascii::lower(c);
   std::sort(parameters.begin(), parameters.end());
   return parameters;
 }

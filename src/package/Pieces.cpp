@@ -4,6 +4,7 @@
 #include "opc/model/Exceptions.hpp"
 #include "package/Messages.hpp"
 #include "package/PartNameRules.hpp"
+#include "text/Ascii.hpp"
 
 namespace opc::model::detail {
 namespace {
@@ -23,7 +24,7 @@ std::optional<std::uint32_t> parseNumber(std::string_view digits) {
     return std::nullopt;
   std::uint32_t number = 0;
   for (char const c : digits) {
-    if (c < '0' || c > '9') return std::nullopt;
+    if (!ascii::isDigit(c)) return std::nullopt;
     number = number * 10 + static_cast<std::uint32_t>(c - '0');
   }
   return number;

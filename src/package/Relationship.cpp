@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "package/CorePropertiesPart.hpp"
 #include "package/Messages.hpp"
@@ -19,21 +20,10 @@ namespace {
 using detail::RelationshipRecord;
 
 /// Whether XML can carry the text.
-bool isWritable(std::u16string const& text) {
-  try {
-    requireXmlCharacters(text);
-    return true;
-  } catch (InvalidXMLDocument const&) {
-    return false;
-  }
-}
-
-bool isHexDigit(char16_t c) { return (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F'); }
-
 /// Every percent sign stands before two hexadecimal digits.
 bool hasWholeEncodings(std::u16string_view text) {
   for (std::size_t at = text.find(u'%'); at != std::u16string_view::npos; at = text.find(u'%', at + 1))
-    if (text.size() < at + 3 || !isHexDigit(text[at + 1]) || !isHexDigit(text[at + 2])) return false;
+    if (text.size() < at + 3 || hexValue(text[at + 1]) < 0 || hexValue(text[at + 2]) < 0) return false;
   return true;
 }
 
@@ -41,7 +31,7 @@ bool hasWholeEncodings(std::u16string_view text) {
 bool isReference(std::u16string const& text) {
   constexpr std::u16string_view kExcluded = u" \"<>\\^`{|}\x7F";
   auto const isExcluded = [&](char16_t c) { return c < 0x20 || kExcluded.find(c) != std::u16string_view::npos; };
-  return std::none_of(text.begin(), text.end(), isExcluded) && hasWholeEncodings(text) && isWritable(text);
+  return std::none_of(text.begin(), text.end(), isExcluded) && hasWholeEncodings(text) && isXmlText(text);
 }
 
 /// In a reference without an authority brackets stand nowhere.
@@ -64,7 +54,7 @@ void checkRecord(RelationshipRecord const& record) {
   if (record.type->empty() || !isReference(*record.type))
     throw InvalidRelationship(messages::invalidRelationshipType(*record.type));
   bool const isTarget = record.mode == TargetMode::External
-                            ? isWritable(record.target)
+                            ? isXmlText(record.target)
                             : isRelativeReference(record.target) && isResolvable(record) &&
                                   detail::isInternalTarget(record.target, *record.source);
   if (!isTarget) throw InvalidRelationship(messages::invalidRelationshipTarget(record.target));

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "opc/Time.hpp"
+#include "text/Ascii.hpp"
 
 namespace opc::model::detail {
 namespace {
@@ -12,7 +13,7 @@ namespace {
 bool hasForm(std::u16string_view text, std::u16string_view form) {
   if (text.size() < form.size()) return false;
   for (std::size_t i = 0; i < form.size(); ++i)
-    if (form[i] == u'0' ? text[i] < u'0' || text[i] > u'9' : text[i] != form[i]) return false;
+    if (form[i] == u'0' ? !ascii::isDigit(text[i]) : text[i] != form[i]) return false;
   return true;
 }
 

@@ -20,10 +20,6 @@ constexpr std::size_t kBytesAtOnce = 65'536;
 constexpr std::size_t kUnitsAtOnce = 16'384;
 constexpr std::size_t kLongestInvalid = 32;  // bytes; ICU keeps no more
 
-void throwIfOutOfMemory(UErrorCode error) {
-  if (error == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
-}
-
 // ICU's own callback replaces some invalid bytes by a control.
 void replaceInvalid(void const*, UConverterToUnicodeArgs* arguments, char const*, int32_t,
                     UConverterCallbackReason reason, UErrorCode* error) {
@@ -34,6 +30,10 @@ void replaceInvalid(void const*, UConverterToUnicodeArgs* arguments, char const*
 }
 
 }  // namespace
+
+void throwIfOutOfMemory(int icuError) {
+  if (icuError == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
+}
 
 std::string notValid(std::string const& charset, std::size_t position) {
   return "Text is not valid " + charset + " at byte " + std::to_string(position);

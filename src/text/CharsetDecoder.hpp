@@ -11,6 +11,9 @@ struct UConverter;
 
 namespace fl::i18n {
 
+/// Throws std::bad_alloc where the UErrorCode of an ICU call says that memory ran out.
+void throwIfOutOfMemory(int icuError);
+
 /// The message about bytes that `charset` does not have, the first of them at `position`.
 std::string notValid(std::string const& charset, std::size_t position);
 

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <new>
 #include <optional>
 #include <unicode/ucsdet.h>
 
@@ -47,10 +46,6 @@ bool isDesignation(std::string_view bytes, std::string_view escape) {
 struct DetectorCloser {
   void operator()(UCharsetDetector* detector) const noexcept { ucsdet_close(detector); }
 };
-
-void throwIfOutOfMemory(UErrorCode error) {
-  if (error == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
-}
 
 // UTF is decided by stricter means, and files are not written in EBCDIC.
 bool isCandidate(std::string_view name) { return !name.starts_with("UTF-") && !name.starts_with("IBM"); }

@@ -32,15 +32,15 @@ TEST(Utf8, EveryCodePointComesBackFromBothEncodings) {
     std::string_view narrow = bytes;
     bool wellFormed = false;
     ASSERT_EQ(takeCodePoint(narrow, wellFormed), c);
-    ASSERT_TRUE(wellFormed && narrow.empty()) << c;
+    ASSERT_TRUE(wellFormed && narrow.empty()) << static_cast<unsigned>(c);
     std::u16string text;
     append(text, c);
     std::string encoded;
     ASSERT_TRUE(appendUTF8(encoded, text));
-    ASSERT_EQ(encoded, bytes) << c;
+    ASSERT_EQ(encoded, bytes) << static_cast<unsigned>(c);
     std::u16string_view wide = text;
     ASSERT_EQ(takeCodePoint(wide), c);
-    ASSERT_TRUE(wide.empty()) << c;
+    ASSERT_TRUE(wide.empty()) << static_cast<unsigned>(c);
   }
 }
 

@@ -3,6 +3,7 @@
 #include <optional>
 #include <sstream>
 
+#include "opc/model/Exceptions.hpp"
 #include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/CoreProperties.hpp"
 #include "services/properties/Messages.hpp"
