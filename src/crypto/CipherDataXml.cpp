@@ -6,6 +6,7 @@
 #include "crypto/CipherMessages.hpp"
 #include "crypto/CryptoErrors.hpp"
 #include "crypto/Utils.hpp"
+#include "opc/model/Exceptions.hpp"
 #include "text/SchemaBaseURI.hpp"
 #include "xml/XmlFault.hpp"
 #include "xml/XmlLimits.hpp"

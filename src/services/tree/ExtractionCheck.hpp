@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "opc/FileSystemOps.hpp"
+#include "opc/Strings.hpp"
 
 namespace opc::ztservices {
 

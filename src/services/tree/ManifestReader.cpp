@@ -7,6 +7,7 @@
 
 #include "opc/Strings.hpp"
 #include "opc/Time.hpp"
+#include "opc/model/Exceptions.hpp"
 #include "services/tree/ManifestNames.hpp"
 
 namespace opc::ztservices {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "opc/Strings.hpp"
+#include "opc/model/Exceptions.hpp"
 #include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/ManifestSamples.hpp"
 #include "support/TestSupport.hpp"
