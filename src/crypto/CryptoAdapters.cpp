@@ -1,17 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "crypto/CryptoAdapters.hpp"
 
-#include "crypto/Algorithms.hpp"
+#include <stdexcept>
+
 #include "crypto/CryptoEngine.hpp"
 #include "crypto/CryptoRandom.hpp"
 
 namespace opc::ztservices {
+namespace {
 
 using foundation::crypto::AESDecryptor;
 using foundation::crypto::AESEncryptor;
 using foundation::crypto::CryptoEngine;
 using foundation::crypto::DigestEngine;
 using foundation::crypto::utils::AESMode;
+
+void checkAlgorithm(std::string const& given, char const* supported, char const* message) {
+  if (given != supported) throw std::runtime_error(message);
+}
+
+/// The object of the last initialize().
+template <typename Current>
+Current& initialized(std::shared_ptr<Current> const& current) {
+  if (!current) throw std::logic_error("initialize() has not been called");
+  return *current;
+}
+
+}  // namespace
 
 CryptoEncryptor::CryptoEncryptor(std::vector<unsigned char> const& keyBytes)
     : provider_(std::make_shared<foundation::crypto::cryptopp::CryptoProvider>()),

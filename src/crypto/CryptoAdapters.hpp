@@ -4,10 +4,10 @@
 #include <memory>
 
 #include "crypto/AESCiphers.hpp"
+#include "crypto/Bytes.hpp"
 #include "crypto/CryptoInterfaces.hpp"
 #include "crypto/Digests.hpp"
 #include "crypto/Interfaces.hpp"
-#include "crypto/SecretBytes.hpp"
 
 namespace opc::ztservices {
 

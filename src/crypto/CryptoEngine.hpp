@@ -5,10 +5,10 @@
 #include <string>
 
 #include "crypto/AESCiphers.hpp"
+#include "crypto/Bytes.hpp"
 #include "crypto/CryptoRandom.hpp"
 #include "crypto/Digests.hpp"
 #include "crypto/Interfaces.hpp"
-#include "crypto/SecretBytes.hpp"
 
 namespace foundation::crypto {
 

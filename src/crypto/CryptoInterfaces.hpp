@@ -9,6 +9,10 @@
 /// initialize(), because two messages under one key and IV reveal each other.
 namespace opc::ztservices {
 
+/// The names of the algorithms in content types and calls.
+inline constexpr char kEncryptionAlgorithm[] = "AES256-GCM";
+inline constexpr char kDigestAlgorithm[] = "HMAC-SHA256";
+
 class IEncryptor {
  public:
   virtual ~IEncryptor() = default;

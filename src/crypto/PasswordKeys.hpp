@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "crypto/SecretBytes.hpp"
+#include "crypto/Bytes.hpp"
 
 namespace foundation::crypto {
 

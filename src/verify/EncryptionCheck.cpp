@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "crypto/AESCiphers.hpp"
-#include "crypto/Algorithms.hpp"
+#include "crypto/CryptoInterfaces.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "services/tree/EncryptedContent.hpp"

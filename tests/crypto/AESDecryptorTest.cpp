@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 #include <openssl/err.h>
 
+#include "crypto/Bytes.hpp"
 #include "crypto/CryptoSamples.hpp"
-#include "crypto/SecretBytes.hpp"
 #include "support/MemoryScan.hpp"
 #include "support/TestSupport.hpp"
 

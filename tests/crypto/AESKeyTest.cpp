@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 #include <optional>
 
+#include "crypto/Bytes.hpp"
 #include "crypto/CryptoErrors.hpp"
 #include "crypto/CryptoSamples.hpp"
-#include "crypto/SecretBytes.hpp"
 #include "support/MemoryScan.hpp"
 #include "support/TestSupport.hpp"
 

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 #include <set>
 
+#include "crypto/Bytes.hpp"
 #include "crypto/CipherTransforms.hpp"
 #include "crypto/CryptoErrors.hpp"
-#include "crypto/SecretBytes.hpp"
 #include "crypto/TransformSamples.hpp"
 #include "crypto/Utils.hpp"
 #include "opc/ztservices/Transforms.hpp"

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
+#include "crypto/Bytes.hpp"
 #include "crypto/CryptoErrors.hpp"
-#include "crypto/SecretBytes.hpp"
 #include "crypto/Utils.hpp"
 #include "opc/Strings.hpp"
 #include "opc/ztservices/CipherData.hpp"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include "crypto/Bytes.hpp"
 #include "crypto/CryptoAdapters.hpp"
 #include "crypto/CryptoErrors.hpp"
-#include "crypto/SecretBytes.hpp"
 #include "crypto/Utils.hpp"
 #include "support/CryptoAnswers.hpp"
 #include "support/MemoryScan.hpp"

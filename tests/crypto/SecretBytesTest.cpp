@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include "crypto/SecretBytes.hpp"
+#include "crypto/Bytes.hpp"
 #include "support/MemoryScan.hpp"
 
 namespace foundation::crypto {

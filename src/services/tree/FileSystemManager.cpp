@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "crypto/Algorithms.hpp"
+#include "crypto/CryptoInterfaces.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/FileSystemTree.hpp"

@@ -2,7 +2,7 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 
-#include "crypto/SecretBytes.hpp"
+#include "crypto/Bytes.hpp"
 #include "services/tree/EncryptedContent.hpp"
 #include "services/tree/EncryptionTestSupport.hpp"
 #include "support/MemoryScan.hpp"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "crypto/SecretBytes.hpp"
+#include "crypto/Bytes.hpp"
 
 #include <openssl/crypto.h>
 
