@@ -50,12 +50,18 @@ char32_t decode(Byte const* sequence, std::size_t length) {
   return codePoint;
 }
 
-/// Writes `text` as UTF-8 up to its first lone surrogate, and removes what it wrote from `text`.
+/// Writes `text` as UTF-8 up to its first lone surrogate, and removes the written part from `text`.
 char* encodeUTF8(std::u16string_view& text, char* out) {
   char16_t const* at = text.data();
   char16_t const* const end = at + text.size();
   while (at != end) {
     char32_t codePoint = *at;
+    while (codePoint < 0x800) {  // most alphabets have no more
+      out = unicode::encodeUTF8(codePoint, out);
+      if (++at == end) break;
+      codePoint = *at;
+    }
+    if (at == end) break;
     if (isSurrogate(codePoint)) {
       if (!isHighSurrogate(codePoint) || end - at < 2 || !isLowSurrogate(at[1])) break;
       codePoint = combine(codePoint, *++at);
