@@ -29,8 +29,10 @@ struct Confinement {
 ///
 /// A file is written under a temporary name (".ztservices-" and random characters, mode 0600) and takes its own by
 /// commit(), with the mode 0666 less the umask of the constructor's time; without commit() nothing remains.
-/// Special permission bits (set-user-ID, set-group-ID, sticky) are dropped. In all else it behaves as
-/// LocalFileSystemOps. Any number of threads may use one object, and streams may outlive it.
+/// Files are made in folders that stay open between calls: a folder that is moved stays the same folder until exists(),
+/// createFolder() or createFolders() is called for its path. Special permission bits (set-user-ID, set-group-ID,
+/// sticky) are dropped. In all else it behaves as LocalFileSystemOps. Any number of threads may use one object, and
+/// streams may outlive it.
 class ZT_API ConfinedFileSystemOps final : public FileSystemOps {
  public:
   /// Makes the root and its missing ancestors, and holds it open; the path of the root itself may lead through links.
@@ -56,6 +58,10 @@ class ZT_API ConfinedFileSystemOps final : public FileSystemOps {
   std::unique_ptr<std::istream> createInputStream(std::u16string const& path, std::ios::openmode mode,
                                                   boost::system::error_code& error) override;
   std::unique_ptr<FileOutputStream> createOutputStream(std::u16string const& path, std::ios::openmode mode,
+                                                       boost::system::error_code& error) override;
+  OpenedFile openForAdding(std::u16string const& path) override;
+  std::unique_ptr<FileOutputStream> createForRestoring(std::u16string const& path, Perms::Perms_tag permissions,
+                                                       boost::posix_time::ptime const& time,
                                                        boost::system::error_code& error) override;
   Perms::Perms_tag getPermissions(std::u16string const& path, boost::system::error_code& error) override;
   void setPermissions(std::u16string const& path, Perms::Perms_tag permissions,

@@ -7,6 +7,7 @@
 #include <ios>
 #include <istream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,15 @@ struct Perms {
     SetUserID = 04000,
     NotKnown = 0xFFFF
   };
+};
+
+/// A file that is open for reading, with the attributes that it had when it was opened.
+struct OpenedFile {
+  std::unique_ptr<std::istream> content;  ///< null on an error, and then the rest is unknown
+  Perms::Perms_tag permissions = Perms::NotKnown;
+  boost::posix_time::ptime time;
+  std::optional<std::uint64_t> size;  ///< in bytes, where the disk knows it
+  boost::system::error_code openError, permissionsError, timeError;
 };
 
 /// FileSystemManager reads and writes trees on a disk through an object of this class, so that an application can route
@@ -88,6 +98,22 @@ class ZT_API FileSystemOps {
   virtual std::unique_ptr<FileOutputStream> createOutputStream(std::u16string const& path, std::ios::openmode mode,
                                                                boost::system::error_code& error) = 0;
 
+  /// Opens a regular file for reading, as createInputStream. Content, permissions and time belong to one file, whatever
+  /// happens to the path meanwhile. A symbolic link in its place is an error (too_many_symbolic_link_levels).
+  ///
+  /// The default implementation calls createInputStream, getPermissions and getLastModifiedTime, until one fails. It
+  /// follows links where they do, and another process may replace the file between the calls.
+  virtual OpenedFile openForAdding(std::u16string const& path);
+  /// A stream as of createOutputStream whose commit() also sets the time and then the permissions. A not-a-date-time
+  /// and NotKnown leave what a new file gets. Until commit() nothing appears under the path; then the file does, with
+  /// its content, time and permissions, and nothing looks it up by its path again. On an error nothing appears.
+  ///
+  /// The default implementation calls createOutputStream and, in commit(), setLastModifiedTime and setPermissions by
+  /// path: until then the file has another mode. Its stream uses this object, which must live until then.
+  virtual std::unique_ptr<FileOutputStream> createForRestoring(std::u16string const& path, Perms::Perms_tag permissions,
+                                                               boost::posix_time::ptime const& time,
+                                                               boost::system::error_code& error);
+
   /// The permission bits of what is at the path; NotKnown on an error. Setting sets exactly these bits, and NotKnown is
   /// an error.
   virtual Perms::Perms_tag getPermissions(std::u16string const& path, boost::system::error_code& error) = 0;
@@ -127,6 +153,10 @@ class ZT_API FileSystemOps {
 /// begin at the first byte (invalid_argument). createInputStream follows links; createOutputStream does not write
 /// through one (too_many_symbolic_link_levels). getExtension returns the extension without its dot ("txt"); names that
 /// begin or end with their only dot have none.
+///
+/// createForRestoring writes under a temporary name (".ztservices-" and random characters, mode 0600) in the folder of
+/// the file and replaces a regular file that is there. In an object of a derived class openForAdding and
+/// createForRestoring call the single operations, as FileSystemOps does: the class may override any of them.
 class ZT_API LocalFileSystemOps : public FileSystemOps {
  public:
   bool exists(std::u16string const& path, boost::system::error_code& error) override;
@@ -145,6 +175,10 @@ class ZT_API LocalFileSystemOps : public FileSystemOps {
   std::unique_ptr<std::istream> createInputStream(std::u16string const& path, std::ios::openmode mode,
                                                   boost::system::error_code& error) override;
   std::unique_ptr<FileOutputStream> createOutputStream(std::u16string const& path, std::ios::openmode mode,
+                                                       boost::system::error_code& error) override;
+  OpenedFile openForAdding(std::u16string const& path) override;
+  std::unique_ptr<FileOutputStream> createForRestoring(std::u16string const& path, Perms::Perms_tag permissions,
+                                                       boost::posix_time::ptime const& time,
                                                        boost::system::error_code& error) override;
   Perms::Perms_tag getPermissions(std::u16string const& path, boost::system::error_code& error) override;
   void setPermissions(std::u16string const& path, Perms::Perms_tag permissions,

@@ -62,9 +62,14 @@ class ZT_API OutputStream {
 /// appears under its name.
 class ZT_API FileOutputStream : public std::ostream {
  public:
+  /// What commit() does, in this order. Only streams of FileSystemOps::createForRestoring have the last two steps.
+  enum class Step { Content, Time, Permissions };
+
   /// Flushes, checks every write so far and closes. Reports the first error of any of these, and reports it again when
   /// it is called again.
   virtual void commit(boost::system::error_code& error) = 0;
+  /// The step that failed, after a commit() that reported an error.
+  virtual Step getFailedStep() const;
   ~FileOutputStream() override;
 
  protected:

@@ -4,10 +4,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "disk/ConfinedOutputStream.hpp"
+#include "disk/AtomicOutputStream.hpp"
 #include "disk/ConfinedRoot.hpp"
 #include "disk/FileMetadata.hpp"
-#include "disk/LinkTarget.hpp"
 #include "disk/NativePath.hpp"
 
 namespace opc {
@@ -16,13 +15,12 @@ namespace {
 using boost::system::error_code;
 
 constexpr mode_t kNewFolderMode = 0777;  // less the umask
-constexpr std::uint32_t kOrdinaryBits = 0777;
-constexpr std::uint32_t kPermissionBits = 07777;
+constexpr mode_t kOrdinaryBits = 0777;
 
 /// Hands the place to a system call that answers 0, or -1 and errno; whether it succeeded.
 template <typename Call>
 bool callAt(Place const& place, error_code& error, Call call) {
-  if (!error && call(place.folder.descriptor(), place.name.c_str()) != 0) error = lastPosixError();
+  if (!error && call(place.descriptor(), place.name.c_str()) != 0) error = lastPosixError();
   return !error;
 }
 
@@ -31,14 +29,22 @@ bool statusOf(Place const& place, struct stat& status, error_code& error) {
                 [&](int folder, char const* name) { return ::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW); });
 }
 
+// Before anything is written; what comes into the way later shows when the file takes its name.
+error_code checkNothingInTheWay(Place const& place, bool replace) {
+  struct stat status;
+  if (::fstatat(place.descriptor(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+    return errno == ENOENT ? error_code() : lastPosixError();
+  if (S_ISDIR(status.st_mode)) return posixError(EISDIR);
+  return replace ? error_code() : posixError(EEXIST);
+}
+
 error_code makeLink(std::string const& content, Place const& place, bool replace) {
   if (!replace)
-    return ::symlinkat(content.c_str(), place.folder.descriptor(), place.name.c_str()) == 0 ? error_code()
-                                                                                            : lastPosixError();
+    return ::symlinkat(content.c_str(), place.descriptor(), place.name.c_str()) == 0 ? error_code() : lastPosixError();
   std::string const name = temporaryNameForExtraction();
-  if (::symlinkat(content.c_str(), place.folder.descriptor(), name.c_str()) != 0) return lastPosixError();
+  if (::symlinkat(content.c_str(), place.descriptor(), name.c_str()) != 0) return lastPosixError();
   error_code error;
-  TemporaryName(place.folder.descriptor(), name).moveTo(place.name.c_str(), true, error);
+  TemporaryName(place.descriptor(), name).moveTo(place.name.c_str(), true, error);
   return error;
 }
 
@@ -50,6 +56,7 @@ ConfinedFileSystemOps::ConfinedFileSystemOps(std::u16string const& root, Confine
 ConfinedFileSystemOps::~ConfinedFileSystemOps() = default;
 
 bool ConfinedFileSystemOps::exists(std::u16string const& path, error_code& error) {
+  root_->letGo(path);
   struct stat status;
   bool const found = statusOf(root_->placeOf(path, error), status, error);
   if (error == posixError(ENOENT) || error == posixError(ENOTDIR)) error.clear();
@@ -81,11 +88,13 @@ void ConfinedFileSystemOps::getFolders(std::u16string const& root, std::vector<s
 }
 
 void ConfinedFileSystemOps::createFolder(std::u16string const& path, error_code& error) {
+  root_->letGo(path);
   callAt(root_->placeOf(path, error), error,
          [](int folder, char const* name) { return ::mkdirat(folder, name, kNewFolderMode); });
 }
 
 void ConfinedFileSystemOps::createFolders(std::u16string const& path, error_code& error) {
+  root_->letGo(path);
   root_->makeFolders(path, error);
 }
 
@@ -105,15 +114,15 @@ std::u16string ConfinedFileSystemOps::getLinkTarget(std::u16string const& path) 
   error_code error;
   Place const place = root_->placeOf(path, error);
   if (error) throwCouldNotReadLink(path, error);
-  return readLink(place.folder.descriptor(), place.name.c_str(), path);
+  return readLink(place.descriptor(), place.name.c_str(), path);
 }
 
 std::unique_ptr<std::istream> ConfinedFileSystemOps::createInputStream(std::u16string const& path,
                                                                        std::ios::openmode mode, error_code& error) {
   if (!isReadingMode(mode, error)) return nullptr;
-  FileHandle file = root_->open(path, O_RDONLY | O_NONBLOCK, error);  // a fifo would wait for its writer
-  if (error == posixError(ENXIO)) error = posixError(EINVAL);         // a socket
-  return error ? nullptr : makeInputStream(std::move(file), path, error);
+  FileHandle file = root_->openToRead(path, error);
+  struct stat status;
+  return error ? nullptr : makeInputStream(std::move(file), path, status, error);
 }
 
 std::unique_ptr<FileOutputStream> ConfinedFileSystemOps::createOutputStream(std::u16string const& path,
@@ -121,19 +130,41 @@ std::unique_ptr<FileOutputStream> ConfinedFileSystemOps::createOutputStream(std:
                                                                             error_code& error) {
   if (!isWritingMode(mode, error)) return nullptr;
   Place place = root_->placeOf(path, error);
+  if (!error) error = checkNothingInTheWay(place, confinement_.replaceExisting);
   if (error) return nullptr;
-  return ConfinedOutputStream::create(std::move(place), root_->modeOfNewFiles(), confinement_.replaceExisting, error);
+  return AtomicOutputStream::create(std::move(place), {root_->modeOfNewFiles()}, confinement_.replaceExisting, error);
+}
+
+OpenedFile ConfinedFileSystemOps::openForAdding(std::u16string const& path) {
+  OpenedFile failed;
+  FileHandle file = root_->openToRead(path, failed.openError);
+  return failed.openError ? std::move(failed) : makeOpenedFile(std::move(file), path);
+}
+
+std::unique_ptr<FileOutputStream> ConfinedFileSystemOps::createForRestoring(std::u16string const& path,
+                                                                            Perms::Perms_tag permissions,
+                                                                            boost::posix_time::ptime const& time,
+                                                                            error_code& error) {
+  FileAttributes const attributes{root_->modeOfNewFiles(), permissions, kOrdinaryBits, time};
+  auto const create = [&](Place place) {
+    return error ? nullptr
+                 : AtomicOutputStream::create(std::move(place), attributes, confinement_.replaceExisting, error);
+  };
+  auto file = create(root_->heldPlaceOf(path, error));
+  if (error != posixError(ENOENT)) return file;
+  root_->letGoParentOf(path);  // the held folder was removed; another one may have its name
+  return create(root_->heldPlaceOf(path, error));
 }
 
 Perms::Perms_tag ConfinedFileSystemOps::getPermissions(std::u16string const& path, error_code& error) {
   struct stat status;
   if (!statusOf(root_->placeOf(path, error), status, error)) return Perms::NotKnown;
-  return static_cast<Perms::Perms_tag>(status.st_mode & kPermissionBits);
+  return permissionsOf(status);
 }
 
 void ConfinedFileSystemOps::setPermissions(std::u16string const& path, Perms::Perms_tag permissions,
                                            error_code& error) {
-  if (permissions & ~kPermissionBits) {  // unknown permissions are no permissions
+  if (!arePermissionBits(permissions)) {
     error = posixError(EINVAL);
     return;
   }
@@ -152,7 +183,7 @@ boost::posix_time::ptime ConfinedFileSystemOps::getLastModifiedTime(std::u16stri
 void ConfinedFileSystemOps::setLastModifiedTime(std::u16string const& path, boost::posix_time::ptime const& time,
                                                 error_code& error) {
   Place const place = root_->placeOf(path, error);
-  if (!error) error = setModificationTime(place.folder.descriptor(), place.name.c_str(), time, AT_SYMLINK_NOFOLLOW);
+  if (!error) error = setModificationTime(place.descriptor(), place.name.c_str(), time, AT_SYMLINK_NOFOLLOW);
 }
 
 std::u16string ConfinedFileSystemOps::appendPath(std::u16string const& base, std::u16string const& relative) {

@@ -7,6 +7,7 @@
 
 #include "disk/NativePath.hpp"
 #include "disk/OpenBeneath.hpp"
+#include "opc/SafePaths.hpp"
 #include "opc/Strings.hpp"
 
 namespace opc {
@@ -72,6 +73,25 @@ FileHandle openMakingFolders(int root, std::string const& path, error_code& erro
 
 }  // namespace
 
+HeldFolders::Folder HeldFolders::find(std::string const& path) const {
+  std::lock_guard const lock(mutex_);
+  for (auto const& [held, folder] : folders_)
+    if (folder && held == path) return folder;
+  return nullptr;
+}
+
+void HeldFolders::hold(std::string path, Folder folder) {
+  std::lock_guard const lock(mutex_);
+  folders_[next_] = {std::move(path), std::move(folder)};
+  next_ = (next_ + 1) % kMost;
+}
+
+void HeldFolders::letGo(std::string const& path) {
+  std::lock_guard const lock(mutex_);
+  for (auto& [held, folder] : folders_)
+    if (held == path) folder.reset();
+}
+
 ConfinedFileSystemOps::Root::Root(std::u16string const& path)
     : text_(withoutTrailingSlashes(toUTF8String(path))),
       folder_(openRoot(path)),
@@ -93,6 +113,12 @@ FileHandle ConfinedFileSystemOps::Root::open(std::u16string const& path, int fla
   return error ? FileHandle() : openBeneath(folder_.descriptor(), below, flags, 0, error);
 }
 
+FileHandle ConfinedFileSystemOps::Root::openToRead(std::u16string const& path, error_code& error) const {
+  FileHandle file = open(path, O_RDONLY | O_NONBLOCK, error);  // a fifo would wait for its writer
+  if (error == posixError(ENXIO)) error = posixError(EINVAL);  // a socket
+  return file;
+}
+
 FolderOpener ConfinedFileSystemOps::Root::opener() const {
   return [this](std::u16string const& path, error_code& error) { return open(path, O_RDONLY | O_DIRECTORY, error); };
 }
@@ -100,7 +126,27 @@ FolderOpener ConfinedFileSystemOps::Root::opener() const {
 Place ConfinedFileSystemOps::Root::placeOf(std::u16string const& path, error_code& error) const {
   auto [folder, name] = splitLast(relative(path, error));
   if (error) return {};
-  return {openBeneath(folder_.descriptor(), folder, kPathOnly, 0, error), std::move(name)};
+  FileHandle opened = openBeneath(folder_.descriptor(), folder, kPathOnly, 0, error);
+  return {std::make_shared<FileHandle const>(std::move(opened)), std::move(name)};
+}
+
+Place ConfinedFileSystemOps::Root::heldPlaceOf(std::u16string const& path, error_code& error) const {
+  auto [folder, name] = splitLast(relative(path, error));
+  if (error) return {};
+  if (auto held = held_.find(folder)) return {std::move(held), std::move(name)};
+  Place place = placeOf(path, error);
+  if (!error) held_.hold(std::move(folder), place.folder);
+  return place;
+}
+
+void ConfinedFileSystemOps::Root::letGo(std::u16string const& path) const {
+  error_code error;
+  held_.letGo(relative(path, error));
+}
+
+void ConfinedFileSystemOps::Root::letGoParentOf(std::u16string const& path) const {
+  error_code error;
+  held_.letGo(splitLast(relative(path, error)).first);
 }
 
 void ConfinedFileSystemOps::Root::makeFolders(std::u16string const& path, error_code& error) const {
@@ -108,28 +154,15 @@ void ConfinedFileSystemOps::Root::makeFolders(std::u16string const& path, error_
   if (!error) openMakingFolders(folder_.descriptor(), below, error);
 }
 
-/// Behind a ".." the text alone tells where one is only if no link led there: the link's own folder was
-/// reached without any, and what the target goes down to is looked at before it goes up.
 bool ConfinedFileSystemOps::Root::staysBeneath(std::u16string const& linkPath, std::u16string const& target) const {
   error_code error;
-  std::string const link = relative(linkPath, error), text = toUTF8String(target);
-  bool const isAbsolute = text.starts_with('/');
-  bool const beginsWithRoot = text.starts_with(text_) && (text.size() == text_.size() || text[text_.size()] == '/');
+  relative(linkPath, error);
+  std::u16string const root = toString(text_);
+  bool const isAbsolute = target.starts_with(u'/');
+  bool const beginsWithRoot = target == root || isBelowPath(target, root);
   if (error || (isAbsolute && !beginsWithRoot)) return false;
-
-  std::string const from = isAbsolute ? "." : splitLast(link).first;
-  std::vector<std::string_view> place = segmentsOf(from);
-  std::size_t walked = place.size();  // of these it is known that none is a link
-  for (std::string_view const step : segmentsOf(std::string_view(text).substr(isAbsolute ? text_.size() : 0))) {
-    if (step != "..") {
-      place.push_back(step);
-      continue;
-    }
-    if (place.empty() || (place.size() > walked && !isFolder(join(place)))) return false;
-    place.pop_back();
-    walked = place.size();
-  }
-  return true;
+  return staysBeneathRoot(linkPath.substr(root.size()), isAbsolute ? u"/" + target.substr(root.size()) : target,
+                          [this](std::u16string const& path) { return isFolder(toUTF8String(path).substr(1)); });
 }
 
 bool ConfinedFileSystemOps::Root::isFolder(std::string const& relative) const {

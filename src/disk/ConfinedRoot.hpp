@@ -3,19 +3,34 @@
 
 #include <sys/stat.h>
 
+#include <array>
+#include <mutex>
 #include <string>
-#include <string_view>
+#include <utility>
 
+#include "disk/AtomicOutputStream.hpp"
 #include "disk/DirectoryWalk.hpp"
-#include "io/FileHandle.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"
 
 namespace opc {
 
-/// A name in an open folder: whatever happens to the path by which the folder was found, it stays this one.
-struct Place {
-  FileHandle folder;
-  std::string name;
+/// The folders beneath the root that files were made in last, held open: files that follow each other are mostly of one
+/// folder. Any number of threads.
+class HeldFolders {
+ public:
+  using Folder = std::shared_ptr<FileHandle const>;
+
+  /// Null for a folder that is not held.
+  Folder find(std::string const& path) const;
+  void hold(std::string path, Folder folder);
+  void letGo(std::string const& path);
+
+ private:
+  static constexpr std::size_t kMost = 8;
+
+  mutable std::mutex mutex_;
+  std::array<std::pair<std::string, Folder>, kMost> folders_;
+  std::size_t next_ = 0;  // to be replaced
 };
 
 /// The open root directory and the way from it to what lies beneath. Relative paths are UTF-8 without empty,
@@ -28,9 +43,16 @@ class ConfinedFileSystemOps::Root {
   std::string relative(std::u16string const& path, boost::system::error_code& error) const;
 
   FileHandle open(std::u16string const& path, int flags, boost::system::error_code& error) const;
+  /// For makeInputStream().
+  FileHandle openToRead(std::u16string const& path, boost::system::error_code& error) const;
   FolderOpener opener() const;
   /// The open folder that holds what the path names.
   Place placeOf(std::u16string const& path, boost::system::error_code& error) const;
+  /// The same; a held folder is not looked up again.
+  Place heldPlaceOf(std::u16string const& path, boost::system::error_code& error) const;
+  /// Has the folder, or the one that holds what the path names, looked up at the next time.
+  void letGo(std::u16string const& path) const;
+  void letGoParentOf(std::u16string const& path) const;
   void makeFolders(std::u16string const& path, boost::system::error_code& error) const;
 
   /// Whether a link at that path would lead to the root or beneath it.
@@ -45,6 +67,7 @@ class ConfinedFileSystemOps::Root {
   std::string text_;  // as given, without slashes at the end
   FileHandle folder_;
   mode_t modeOfNewFiles_;
+  mutable HeldFolders held_;
 };
 
 }  // namespace opc

@@ -4,17 +4,22 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <optional>
+#include <typeinfo>
 
+#include "disk/AtomicOutputStream.hpp"
 #include "disk/DirectoryWalk.hpp"
-#include "disk/LinkTarget.hpp"
+#include "disk/FileMetadata.hpp"
 #include "disk/NativePath.hpp"
 #include "io/FileStreams.hpp"
 #include "opc/FileSystemOps.hpp"
+#include "opc/Strings.hpp"
 
 namespace opc {
 namespace {
 
 constexpr mode_t kNewFolderMode = 0777;  // less the umask
+constexpr mode_t kPermissionBits = 07777;
 
 // The type bits of what the path itself names; 0 where nothing is to be found.
 mode_t typeOf(std::u16string const& path) {
@@ -80,6 +85,40 @@ bool leadsToSocket(std::u16string const& path) {
          S_ISSOCK(status.st_mode);
 }
 
+// To the disk a slash at the end says no more than that a directory is meant.
+std::u16string withoutTrailingSlashes(std::u16string path) {
+  while (path.size() > 1 && path.ends_with(u'/')) path.pop_back();
+  return path;
+}
+
+// A derived class may override any operation, and expects it to be called.
+bool isDerived(LocalFileSystemOps const& ops) { return typeid(ops) != typeid(LocalFileSystemOps); }
+
+Place placeOf(std::u16string const& path, boost::system::error_code& error) {
+  std::string native;
+  error = toNativePath(path, native) ? boost::system::error_code() : posixError(EINVAL);
+  std::size_t const slash = native.rfind('/');
+  std::string const name = slash == native.npos ? native : native.substr(slash + 1);
+  if (!error && name.empty()) error = posixError(native.empty() ? ENOENT : EISDIR);
+  if (error) return {};
+  std::string const folder = slash == native.npos ? "." : slash == 0 ? "/" : native.substr(0, slash);
+  FileHandle opened = FileHandle::open(folder.c_str(), O_PATH | O_DIRECTORY, error);
+  return {std::make_shared<FileHandle const>(std::move(opened)), name};
+}
+
+// The mode of a regular file that is there and may be replaced; nothing else is.
+std::optional<mode_t> modeOfFileAt(Place const& place, boost::system::error_code& error) {
+  struct stat status;
+  if (::fstatat(place.descriptor(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (errno != ENOENT) error = lastPosixError();
+    return std::nullopt;
+  }
+  if (S_ISLNK(status.st_mode)) error = posixError(ELOOP);
+  if (S_ISDIR(status.st_mode)) error = posixError(EISDIR);
+  if (!error && !S_ISREG(status.st_mode)) error = posixError(EEXIST);
+  return status.st_mode & kPermissionBits;
+}
+
 }  // namespace
 
 bool LocalFileSystemOps::exists(std::u16string const& path, boost::system::error_code& error) {
@@ -92,6 +131,8 @@ bool LocalFileSystemOps::exists(std::u16string const& path, boost::system::error
 bool LocalFileSystemOps::isFile(std::u16string const& path) { return typeOf(path) == S_IFREG; }
 
 bool LocalFileSystemOps::isSymlink(std::u16string const& path) { return typeOf(path) == S_IFLNK; }
+
+bool LocalFileSystemOps::isAbsolutePath(std::u16string const& path) { return path.starts_with(u'/'); }
 
 void LocalFileSystemOps::getFiles(std::u16string const& root, std::vector<std::u16string>& files, bool recursive,
                                   boost::system::error_code& error) {
@@ -131,7 +172,8 @@ std::unique_ptr<std::istream> LocalFileSystemOps::createInputStream(std::u16stri
   if (!isReadingMode(mode, error)) return nullptr;
   FileHandle file = openFile(path, O_RDONLY | O_NONBLOCK, error);  // a fifo would wait for its writer
   if (error == posixError(ENXIO) && leadsToSocket(path)) error = posixError(EINVAL);
-  return error ? nullptr : makeInputStream(std::move(file), path, error);
+  struct stat status;
+  return error ? nullptr : makeInputStream(std::move(file), path, status, error);
 }
 
 std::unique_ptr<FileOutputStream> LocalFileSystemOps::createOutputStream(std::u16string const& path,
@@ -141,6 +183,72 @@ std::unique_ptr<FileOutputStream> LocalFileSystemOps::createOutputStream(std::u1
   FileHandle file = openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, error);
   if (error) return nullptr;
   return std::make_unique<LocalFileOutputStream>(std::move(file));
+}
+
+OpenedFile LocalFileSystemOps::openForAdding(std::u16string const& path) {
+  if (isDerived(*this)) return FileSystemOps::openForAdding(path);
+  OpenedFile failed;
+  FileHandle file = openFile(path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW, failed.openError);
+  return failed.openError ? std::move(failed) : makeOpenedFile(std::move(file), path);
+}
+
+std::unique_ptr<FileOutputStream> LocalFileSystemOps::createForRestoring(std::u16string const& path,
+                                                                         Perms::Perms_tag permissions,
+                                                                         boost::posix_time::ptime const& time,
+                                                                         boost::system::error_code& error) {
+  if (isDerived(*this)) return FileSystemOps::createForRestoring(path, permissions, time, error);
+  Place place = placeOf(path, error);
+  auto const former = error ? std::nullopt : modeOfFileAt(place, error);
+  if (error) return nullptr;
+  mode_t const mode = former || permissions != Perms::NotKnown ? former.value_or(0) : modeOfNewFiles();
+  return AtomicOutputStream::create(std::move(place), {mode, permissions, kPermissionBits, time}, true, error);
+}
+
+Perms::Perms_tag LocalFileSystemOps::getPermissions(std::u16string const& path, boost::system::error_code& error) {
+  struct stat status;
+  if (!callOnPath(path, error, [&](char const* native) { return ::stat(native, &status); })) return Perms::NotKnown;
+  return permissionsOf(status);
+}
+
+void LocalFileSystemOps::setPermissions(std::u16string const& path, Perms::Perms_tag permissions,
+                                        boost::system::error_code& error) {
+  if (!arePermissionBits(permissions)) {
+    error = posixError(EINVAL);
+    return;
+  }
+  callOnPath(path, error, [&](char const* native) { return ::chmod(native, permissions); });
+}
+
+boost::posix_time::ptime LocalFileSystemOps::getLastModifiedTime(std::u16string const& path,
+                                                                 boost::system::error_code& error) {
+  struct stat status;
+  if (!callOnPath(path, error, [&](char const* native) { return ::stat(native, &status); })) return {};
+  return modificationTimeOf(status, error);
+}
+
+void LocalFileSystemOps::setLastModifiedTime(std::u16string const& path, boost::posix_time::ptime const& time,
+                                             boost::system::error_code& error) {
+  std::string native;
+  error = toNativePath(path, native) ? setModificationTime(AT_FDCWD, native.c_str(), time, 0) : posixError(EINVAL);
+}
+
+std::u16string LocalFileSystemOps::appendPath(std::u16string const& base, std::u16string const& relative) {
+  std::size_t const first = relative.find_first_not_of(u'/');
+  if (first == std::u16string::npos) return base;
+  std::u16string joined = base;
+  while (joined.ends_with(u'/')) joined.pop_back();
+  if (!base.empty()) joined += u'/';
+  return joined.append(relative, first);
+}
+
+std::u16string LocalFileSystemOps::getParentPath(std::u16string const& path) {
+  return withoutTrailingSlashes(detail::getParentPath(withoutTrailingSlashes(path)));
+}
+
+std::u16string LocalFileSystemOps::getExtension(std::u16string const& path) {
+  std::u16string const name = detail::getFilename(withoutTrailingSlashes(path));
+  std::size_t const dot = name.rfind(u'.');
+  return dot == std::u16string::npos || dot == 0 ? std::u16string() : name.substr(dot + 1);
 }
 
 }  // namespace opc

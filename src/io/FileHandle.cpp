@@ -149,6 +149,11 @@ void FileHandle::setMode(mode_t mode, error_code& error) const {
   succeeds(error, [&] { return fchmod(descriptor_, mode); });
 }
 
+void FileHandle::setModificationTime(timespec const& time, error_code& error) const {
+  timespec const times[2] = {{0, UTIME_OMIT}, time};
+  succeeds(error, [&] { return futimens(descriptor_, times); });
+}
+
 void FileHandle::setOwner(uid_t owner, gid_t group, error_code& error) const {
   succeeds(error, [&] { return fchown(descriptor_, owner, group); });
 }

@@ -76,6 +76,8 @@ class FileHandle {
 
   bool getStatus(struct stat& status, boost::system::error_code& error) const;
   void setMode(mode_t mode, boost::system::error_code& error) const;
+  /// The time of the last change of the content; that of the last access stays.
+  void setModificationTime(timespec const& time, boost::system::error_code& error) const;
   void setOwner(uid_t owner, gid_t group, boost::system::error_code& error) const;
 
   /// Takes the advisory lock (flock) without waiting; EWOULDBLOCK where another open file has it. The lock goes with

@@ -30,13 +30,14 @@ std::size_t bufferSizeFor(struct stat const& status) {
 }
 
 // Only what has content of its own: regular files and devices, which are read as if opened to wait.
-boost::system::error_code checkReadable(int file, struct stat& status) {
-  if (::fstat(file, &status) != 0) return lastPosixError();
+boost::system::error_code checkReadable(FileHandle const& file, struct stat& status) {
+  boost::system::error_code error;
+  if (!file.getStatus(status, error)) return error;
   if (S_ISDIR(status.st_mode)) return posixError(EISDIR);
   if (S_ISREG(status.st_mode)) return {};  // whose reads never wait for anybody
   if (!S_ISCHR(status.st_mode) && !S_ISBLK(status.st_mode)) return posixError(EINVAL);
-  int const flags = ::fcntl(file, F_GETFL);
-  if (flags < 0 || ::fcntl(file, F_SETFL, flags & ~O_NONBLOCK) < 0) return lastPosixError();
+  int const flags = ::fcntl(file.descriptor(), F_GETFL);
+  if (flags < 0 || ::fcntl(file.descriptor(), F_SETFL, flags & ~O_NONBLOCK) < 0) return lastPosixError();
   return {};
 }
 
@@ -171,10 +172,9 @@ bool isWritingMode(std::ios::openmode mode, boost::system::error_code& error) {
                 error);  // these would keep what the file holds
 }
 
-std::unique_ptr<FileInputStream> makeInputStream(FileHandle file, std::u16string const& path,
+std::unique_ptr<FileInputStream> makeInputStream(FileHandle file, std::u16string const& path, struct stat& status,
                                                  boost::system::error_code& error) {
-  struct stat status;
-  error = checkReadable(file.descriptor(), status);
+  error = checkReadable(file, status);
   if (error) return nullptr;
   return std::make_unique<FileInputStream>(std::move(file), path, bufferSizeFor(status));
 }

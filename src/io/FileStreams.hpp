@@ -49,7 +49,7 @@ class FileOutputBuffer final : public std::streambuf {
   explicit FileOutputBuffer(FileHandle file) : file_(std::move(file)) {}
   ~FileOutputBuffer() override;
 
-  int descriptor() const { return file_.descriptor(); }
+  FileHandle const& file() const { return file_; }
   /// Writes what is buffered and closes the file. Repeated calls give the same answer.
   boost::system::error_code commit();
 
@@ -72,9 +72,9 @@ class FileOutputBuffer final : public std::streambuf {
 bool isReadingMode(std::ios::openmode mode, boost::system::error_code& error);
 bool isWritingMode(std::ios::openmode mode, boost::system::error_code& error);
 
-/// A stream over a file that was opened with O_NONBLOCK; null, with `error` set, for what has no content of its
-/// own: directories, fifos, sockets. `path` is for messages alone.
-std::unique_ptr<FileInputStream> makeInputStream(FileHandle file, std::u16string const& path,
+/// A stream over a file that was opened with O_NONBLOCK, and the file's status; null, with `error` set, for what has no
+/// content of its own: directories, fifos, sockets. `path` is for messages alone.
+std::unique_ptr<FileInputStream> makeInputStream(FileHandle file, std::u16string const& path, struct stat& status,
                                                  boost::system::error_code& error);
 
 class LocalFileOutputStream final : public FileOutputStream {

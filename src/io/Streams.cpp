@@ -37,6 +37,8 @@ InputStream::~InputStream() = default;
 OutputStream::~OutputStream() = default;
 FileOutputStream::~FileOutputStream() = default;
 
+FileOutputStream::Step FileOutputStream::getFailedStep() const { return Step::Content; }
+
 void ByteArrayInAdaptor::reset() { position_ = 0; }
 
 std::size_t ByteArrayInAdaptor::read(void* buffer, std::size_t count) {

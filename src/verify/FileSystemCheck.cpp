@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "opc/SafePaths.hpp"
 #include "opc/Strings.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "package/Messages.hpp"
@@ -20,19 +21,11 @@ using model::detail::messages::shown;
 
 constexpr std::string_view kContents = "/fsroot/";
 
-/// What is wrong with a path by itself, or null.
+/// The code of the fault of a path by itself; null where it has none.
 char const* faultOf(std::u16string_view path) {
-  if (path == u"/") return nullptr;
-  char const* fault = path.starts_with(u'/') ? nullptr : code::kUnclearPath;
-  if (path.starts_with(u'/')) path.remove_prefix(1);
-  for (std::size_t slash = 0; slash != std::u16string_view::npos; path.remove_prefix(slash + 1)) {
-    slash = path.find(u'/');
-    std::u16string_view const name = path.substr(0, slash);
-    if (name == u"..") return code::kUnsafePath;
-    if (name.empty() || name == u".") fault = code::kUnclearPath;
-    if (slash == std::u16string_view::npos) break;
-  }
-  return fault;
+  PathFault const fault = findPathFault(path);
+  if (fault == PathFault::LeadsUpwards) return code::kUnsafePath;
+  return fault == PathFault::Unclear || !path.starts_with(u'/') ? code::kUnclearPath : nullptr;
 }
 
 bool hasType(CheckedPart const& part, model::ContentType const& type) {

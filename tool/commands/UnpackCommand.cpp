@@ -36,8 +36,15 @@ Leaves selectedLeaves(FileSystemManager const& manager, UnpackOptions const& opt
   return leaves;
 }
 
-void extract(FileSystemManager& manager, Destination const& destination, std::u16string const& root,
-             Leaves const& leaves, UnpackOptions const& options) try {
+/// The file that failed when so many were made: content is read before its file is.
+std::u16string const& fileAfter(std::uint64_t made, Leaves const& leaves) {
+  auto const failed =
+      std::ranges::find_if(leaves, [&](Leaf const& leaf) { return leaf.entry.isFile() && made-- == 0; });
+  return failed == leaves.end() ? leaves.back().path : failed->path;
+}
+
+void extract(FileSystemManager& manager, Progress const& progress, std::u16string const& root, Leaves const& leaves,
+             UnpackOptions const& options) try {
   using opc::ztservices::RestoreMode;
   using opc::ztservices::TransformMode;
   std::vector<FileSystemEntry> entries;
@@ -46,7 +53,8 @@ void extract(FileSystemManager& manager, Destination const& destination, std::u1
   manager.extractEntries(root, entries, options.restore ? RestoreMode::TimeAndPermissions : RestoreMode::None,
                          options.raw ? TransformMode::None : TransformMode::Transform);
 } catch (opc::ztservices::CouldNotTransformContentData const&) {
-  throw Failure(cannotDecrypt(shown(destination.lastEntry()), destination.lastEntry()));
+  std::u16string const& path = fileAfter(progress.done().files, leaves);
+  throw Failure(cannotDecrypt(shown(path), path));
 }
 
 void tellExtracted(Leaves const& leaves, ExtractionSize const& size, Progress const& progress) {
@@ -76,7 +84,7 @@ void unpack(UnpackOptions const& options) {
   Leaves const leaves = selectedLeaves(manager, options);
   ExtractionSize const size = checkExtraction(*package, manager, leaves, root, confinement, options.raw);
   progress.expect(size.content);
-  extract(manager, destination, root, leaves, options);
+  extract(manager, progress, root, leaves, options);
   progress.finish();
   if (!options.quiet) tellExtracted(leaves, size, progress);
 }

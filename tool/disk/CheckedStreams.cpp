@@ -9,15 +9,6 @@ namespace ztpkg {
 
 CheckedInput::CheckedInput(std::unique_ptr<std::istream> stream, std::u16string path, Progress& progress)
     : std::istream(nullptr), stream_(std::move(stream)), buffer_(*stream_->rdbuf(), std::move(path), progress) {
-  useBuffer();
-}
-
-CheckedInput::CheckedInput(FileContent content, std::u16string path, Progress& progress)
-    : std::istream(nullptr), held_(std::in_place, std::move(content)), buffer_(*held_, std::move(path), progress) {
-  useBuffer();
-}
-
-void CheckedInput::useBuffer() {
   rdbuf(&buffer_);
   exceptions(std::ios::badbit);  // what the buffer throws reaches the reader as it is
 }
@@ -57,22 +48,6 @@ CheckedInput::Buffer::pos_type CheckedInput::Buffer::seekoff(off_type offset, st
 
 CheckedInput::Buffer::pos_type CheckedInput::Buffer::seekpos(pos_type position, std::ios::openmode mode) {
   return guarded([&](std::streambuf& inner) { return inner.pubseekpos(position, mode); });
-}
-
-HeldInput::HeldInput(FileContent content) : content_(std::move(content)) {
-  setg(content_.data(), content_.data(), content_.data() + content_.size());
-}
-
-HeldInput::pos_type HeldInput::seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode mode) {
-  char const* const base = from == std::ios::beg ? eback() : from == std::ios::cur ? gptr() : egptr();
-  return seekpos(base - eback() + offset, mode);
-}
-
-HeldInput::pos_type HeldInput::seekpos(pos_type position, std::ios::openmode) {
-  off_type const offset = position;
-  if (offset < 0 || offset > egptr() - eback()) return pos_type(off_type(-1));
-  setg(eback(), eback() + offset, egptr());
-  return position;
 }
 
 CheckedOutput::CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress)

@@ -3,36 +3,19 @@
 
 #include <istream>
 #include <memory>
-#include <optional>
 #include <streambuf>
 #include <string>
 
 #include "cli/Progress.hpp"
-#include "disk/FilesAhead.hpp"
 #include "opc/Streams.hpp"
 
 namespace ztpkg {
-
-/// Reads what is in memory already.
-class HeldInput final : public std::streambuf {
- public:
-  explicit HeldInput(FileContent content);
-
- protected:
-  pos_type seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode mode) override;
-  pos_type seekpos(pos_type position, std::ios::openmode mode) override;
-
- private:
-  FileContent content_;
-};
 
 /// Reads a file of the disk, counts what is read, and lets signals and read errors through as exceptions that name
 /// it; owns what it reads from.
 class CheckedInput final : public std::istream {
  public:
   CheckedInput(std::unique_ptr<std::istream> stream, std::u16string path, Progress& progress);
-  /// For what was read ahead.
-  CheckedInput(FileContent content, std::u16string path, Progress& progress);
 
  private:
   class Buffer final : public std::streambuf {
@@ -56,10 +39,7 @@ class CheckedInput final : public std::istream {
     Progress* progress_;
   };
 
-  void useBuffer();
-
-  std::unique_ptr<std::istream> stream_;  // one of these two is there
-  std::optional<HeldInput> held_;
+  std::unique_ptr<std::istream> stream_;
   Buffer buffer_;
 };
 
@@ -70,6 +50,7 @@ class CheckedOutput final : public opc::FileOutputStream {
   CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress);
 
   void commit(boost::system::error_code& error) override;
+  Step getFailedStep() const override { return inner_->getFailedStep(); }
 
  private:
   class Buffer final : public std::streambuf {

@@ -31,15 +31,22 @@ void DestinationTree::createSymlink(std::u16string const& target, std::u16string
 std::unique_ptr<opc::FileOutputStream> DestinationTree::createOutputStream(std::u16string const& path,
                                                                            std::ios::openmode mode, ErrorCode& error) {
   throwIfInterrupted();
-  auto file = inner().createOutputStream(path, mode, error);
+  return checked(inner().createOutputStream(path, mode, error), path, error);
+}
+
+std::unique_ptr<opc::FileOutputStream> DestinationTree::createForRestoring(std::u16string const& path,
+                                                                           opc::Perms::Perms_tag permissions,
+                                                                           boost::posix_time::ptime const& time,
+                                                                           ErrorCode& error) {
+  throwIfInterrupted();
+  return checked(inner().createForRestoring(path, permissions, time, error), path, error);
+}
+
+std::unique_ptr<opc::FileOutputStream> DestinationTree::checked(std::unique_ptr<opc::FileOutputStream> file,
+                                                                std::u16string const& path, ErrorCode const& error) {
   if (!file) throw Failure(diskReport("cannot-write", "cannot make file", path, error));
   progress_->addFile();
   return std::make_unique<CheckedOutput>(std::move(file), *progress_);
-}
-
-std::u16string DestinationTree::appendPath(std::u16string const& base, std::u16string const& relative) {
-  lastEntry_ = relative;
-  return inner().appendPath(base, relative);
 }
 
 opc::FileSystemOps& Destination::getForPath(std::u16string const&) {

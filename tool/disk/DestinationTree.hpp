@@ -21,16 +21,17 @@ class DestinationTree final : public ForwardingOps {
   void createSymlink(std::u16string const& target, std::u16string const& linkPath, ErrorCode& error) override;
   std::unique_ptr<opc::FileOutputStream> createOutputStream(std::u16string const& path, std::ios::openmode mode,
                                                             ErrorCode& error) override;
-
-  /// Asked for each entry before its contents are.
-  std::u16string appendPath(std::u16string const& base, std::u16string const& relative) override;
-  /// The entry that was asked for last, as a path of the package.
-  std::u16string const& lastEntry() const { return lastEntry_; }
+  std::unique_ptr<opc::FileOutputStream> createForRestoring(std::u16string const& path,
+                                                            opc::Perms::Perms_tag permissions,
+                                                            boost::posix_time::ptime const& time,
+                                                            ErrorCode& error) override;
 
  private:
+  std::unique_ptr<opc::FileOutputStream> checked(std::unique_ptr<opc::FileOutputStream> file,
+                                                 std::u16string const& path, ErrorCode const& error);
+
   std::unique_ptr<opc::ConfinedFileSystemOps> disk_;
   Progress* progress_;
-  std::u16string lastEntry_;
 };
 
 /// Makes and opens the directory when extraction begins: until then nothing is written.
@@ -40,8 +41,6 @@ class Destination final : public opc::FileSystemOpsSelector {
       : root_(std::move(root)), confinement_(confinement), progress_(&progress) {}
 
   opc::FileSystemOps& getForPath(std::u16string const& path) override;
-  /// What is being extracted, or was to be when it failed; after getForPath().
-  std::u16string const& lastEntry() const { return tree_->lastEntry(); }
 
  private:
   std::u16string root_;

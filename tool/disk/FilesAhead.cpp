@@ -1,19 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "disk/FilesAhead.hpp"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include <boost/date_time/posix_time/conversion.hpp>
+#include <algorithm>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <system_error>
 #include <thread>
 #include <utility>
-
-#include "disk/OpenFile.hpp"
 
 namespace ztpkg {
 namespace {
@@ -21,76 +17,82 @@ namespace {
 constexpr std::uint64_t kSmall = 1u << 20;
 constexpr std::uint64_t kBudget = 4u << 20;  // of content that the caller is not done with
 constexpr std::uint64_t kEntrySize = 1024;   // what a file takes besides its content
-constexpr std::uint32_t kPermissionBits = 07777;
-constexpr std::int64_t kLastSecond = 253'402'300'799;  // of the year 9999
 
-struct Entry {
-  std::uint64_t size;  // counted whether it was read or is left to the caller
-  std::optional<FilesAhead::File> file;
+class HeldStream final : public std::istream {
+ public:
+  explicit HeldStream(FileContent content) : std::istream(nullptr), buffer_(std::move(content)) { rdbuf(&buffer_); }
+
+ private:
+  HeldInput buffer_;
 };
 
-bool isUnchanged(struct stat const& a, struct stat const& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_mode == b.st_mode && a.st_size == b.st_size &&
-         a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+struct Entry {
+  std::uint64_t size = kEntrySize;  // counted whether the file was read or is left to the disk
+  std::optional<opc::OpenedFile> file;
+};
+
+/// Whether there are as many bytes as that and no more: some file systems make contents up and do not know their size.
+bool hasExactly(std::istream& from, FileContent& content) {
+  auto const count = static_cast<std::streamsize>(content.size());
+  return from.rdbuf()->sgetn(content.data(), count) == count && from.rdbuf()->sgetc() == std::char_traits<char>::eof();
 }
 
-boost::posix_time::ptime timeOf(struct stat const& status) {
-  return boost::posix_time::from_time_t(status.st_mtim.tv_sec) +
-         boost::posix_time::microseconds(status.st_mtim.tv_nsec / 1000);
-}
-
-bool isWanted(struct stat const& status) {
-  return S_ISREG(status.st_mode) && static_cast<std::uint64_t>(status.st_size) <= kSmall &&
-         status.st_mtim.tv_sec >= 0 && status.st_mtim.tv_sec <= kLastSecond;
-}
-
-bool getStatus(OpenFile const& file, struct stat& status) {
-  return file.isOpen() && fstat(file.descriptor(), &status) == 0;
-}
-
-/// Reads all that there is; some file systems make contents up and do not know their size.
-bool hasExactly(OpenFile const& file, char* bytes, std::size_t size) {
-  char more = 0;
-  return file.read(bytes, size) == static_cast<ssize_t>(size) && file.read(&more, 1) == 0;
-}
-
-Entry read(std::u16string const& path) {
-  Entry entry{kEntrySize, std::nullopt};
-  OpenFile const file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
-  struct stat before {
-  }, after{};
-  if (!getStatus(file, before)) return entry;
-  entry.size += static_cast<std::uint64_t>(before.st_size);
-  if (!isWanted(before)) return entry;
-  FileContent content(static_cast<std::size_t>(before.st_size));
-  if (!hasExactly(file, content.data(), content.size()) || !getStatus(file, after) || !isUnchanged(before, after))
-    return entry;
-  auto const permissions = static_cast<opc::Perms::Perms_tag>(after.st_mode & kPermissionBits);
-  entry.file = FilesAhead::File{std::move(content), permissions, timeOf(after)};
+Entry read(opc::FileSystemOps& disk, std::u16string const& path) {
+  Entry entry;
+  opc::OpenedFile file = disk.openForAdding(path);
+  if (!file.content || file.permissionsError || file.timeError || !file.size) return entry;
+  entry.size += *file.size;
+  if (*file.size > kSmall) return entry;
+  FileContent content(static_cast<std::size_t>(*file.size));
+  if (!hasExactly(*file.content, content)) return entry;
+  boost::system::error_code error;
+  if (disk.getLastModifiedTime(path, error) != file.time || error) return entry;
+  file.content = std::make_unique<HeldStream>(std::move(content));
+  entry.file = std::move(file);
   return entry;
 }
 
-// Whatever goes wrong goes wrong again for the caller, who can tell it.
-Entry tryRead(std::u16string const& path) noexcept try { return read(path); } catch (...) {
-  return {kEntrySize, std::nullopt};
+// What fails here fails again for the caller, who can report it.
+Entry tryRead(opc::FileSystemOps& disk, std::u16string const& path) noexcept try {
+  return read(disk, path);
+} catch (...) {
+  return {};
 }
 
 }  // namespace
 
+HeldInput::HeldInput(FileContent content) : content_(std::move(content)) {
+  setg(content_.data(), content_.data(), content_.data() + content_.size());
+}
+
+HeldInput::pos_type HeldInput::seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode mode) {
+  char const* const base = from == std::ios::beg ? eback() : from == std::ios::cur ? gptr() : egptr();
+  return seekpos(base - eback() + offset, mode);
+}
+
+HeldInput::pos_type HeldInput::seekpos(pos_type position, std::ios::openmode) {
+  off_type const offset = position;
+  if (offset < 0 || offset > egptr() - eback()) return pos_type(off_type(-1));
+  setg(eback(), eback() + offset, egptr());
+  return position;
+}
+
 struct FilesAhead::Impl {
-  std::vector<std::u16string> paths;
+  opc::FileSystemOps& disk;
+  Paths paths;
   std::mutex mutex{};
   std::condition_variable hasEntry{};
   std::condition_variable hasRoom{};
   std::deque<Entry> entries{};
-  std::uint64_t held = 0;   // sizes of the entries, and of the one that the caller has
-  std::uint64_t taken = 0;  // size of that one
+  std::size_t position = 0;  // of the first entry, among the paths
+  std::uint64_t held = 0;    // sizes of the entries, and of the one that the caller has
+  std::uint64_t taken = 0;   // size of that one
   bool isEnding = false;
   std::thread thread{};
 
   void work() {
     for (std::u16string const& path : paths) {
-      Entry entry = tryRead(path);
+      Entry entry = tryRead(disk, path);
       std::unique_lock lock(mutex);
       held += entry.size;
       entries.push_back(std::move(entry));
@@ -101,15 +103,25 @@ struct FilesAhead::Impl {
     }
   }
 
-  Entry take() {
+  Entry takeFirst() {
     std::unique_lock lock(mutex);
     held -= taken;
     if (held <= kBudget / 2) hasRoom.notify_one();
     hasEntry.wait(lock, [this] { return !entries.empty(); });
     Entry entry = std::move(entries.front());
     entries.pop_front();
+    ++position;
     taken = entry.size;
     return entry;
+  }
+
+  std::optional<opc::OpenedFile> take(std::u16string const& path) {
+    auto const first = paths.begin() + static_cast<std::ptrdiff_t>(position);
+    auto const found = first != paths.end() && *first == path ? first : std::lower_bound(first, paths.end(), path);
+    if (!thread.joinable() || found == paths.end() || *found != path) return std::nullopt;
+    Entry entry;
+    for (auto skipped = found - first; skipped >= 0; --skipped) entry = takeFirst();
+    return std::move(entry.file);
   }
 
   void stop() {
@@ -122,19 +134,24 @@ struct FilesAhead::Impl {
   }
 };
 
-FilesAhead::FilesAhead(std::vector<std::u16string> paths) : impl_(new Impl{std::move(paths)}) {
+FilesAhead::FilesAhead(opc::FileSystemOps& disk, Paths paths)
+    : ForwardingOps(disk), impl_(new Impl{disk, std::move(paths)}) {
   try {
     impl_->thread = std::thread([impl = impl_.get()] { impl->work(); });
   } catch (std::system_error const&) {
-    return;  // the caller can read everything
+    return;  // the disk can read everything
   }
 }
 
 FilesAhead::~FilesAhead() { impl_->stop(); }
 
-std::optional<FilesAhead::File> FilesAhead::next() {
-  if (!impl_->thread.joinable()) return std::nullopt;
-  return impl_->take().file;
+opc::OpenedFile FilesAhead::openForAdding(std::u16string const& path) {
+  auto held = impl_->take(path);
+  return held ? std::move(*held) : inner().openForAdding(path);
+}
+
+bool FilesAhead::isHeld(opc::OpenedFile const& file) {
+  return dynamic_cast<HeldStream const*>(file.content.get()) != nullptr;
 }
 
 }  // namespace ztpkg

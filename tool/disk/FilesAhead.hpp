@@ -2,18 +2,19 @@
 #pragma once
 
 #include <cstddef>
+#include <istream>
 #include <memory>
-#include <optional>
+#include <streambuf>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "opc/FileSystemOps.hpp"
+#include "disk/ForwardingOps.hpp"
 
 namespace ztpkg {
 
-/// The bytes of a file. They begin as whatever stood in the memory, since to fill them with zeros first takes a
-/// noticeable part of the time that reading takes.
+/// The bytes of a file. They are not set before they are read: setting them takes a noticeable part of the time that
+/// reading takes.
 class FileContent {
  public:
   explicit FileContent(std::size_t size) : bytes_(std::make_unique_for_overwrite<char[]>(size)), size_(size) {}
@@ -27,26 +28,33 @@ class FileContent {
   std::size_t size_;
 };
 
-/// Reads small files on a thread of its own before their turn comes: to find, open and read one takes about as long
-/// as to store it. What it holds has a bound, and what it cannot read is left to the caller, errors and all.
-class FilesAhead {
+/// Reads what is in memory.
+class HeldInput final : public std::streambuf {
  public:
-  /// Content, permissions and time that belong together: the file did not change while it was read.
-  struct File {
-    FileContent content;
-    opc::Perms::Perms_tag permissions;
-    boost::posix_time::ptime time;
-  };
+  explicit HeldInput(FileContent content);
 
-  /// Paths are those of LocalFileSystemOps.
-  explicit FilesAhead(std::vector<std::u16string> paths);
-  ~FilesAhead();
+ protected:
+  pos_type seekoff(off_type offset, std::ios::seekdir from, std::ios::openmode mode) override;
+  pos_type seekpos(pos_type position, std::ios::openmode mode) override;
+
+ private:
+  FileContent content_;
+};
+
+/// A disk whose small files are read on a thread before they are opened for adding: to find, open and read a file takes
+/// about as long as to store it. What it holds is bounded. What it cannot read is left to the disk, errors included.
+class FilesAhead final : public ForwardingOps {
+ public:
+  /// Reads these paths, which are in code-unit order, one after the other. `disk`, borrowed, is used on two threads.
+  FilesAhead(opc::FileSystemOps& disk, Paths paths);
+  ~FilesAhead() override;
   FilesAhead(FilesAhead const&) = delete;
   FilesAhead& operator=(FilesAhead const&) = delete;
 
-  /// The next of the paths, when the caller is done with the one before. None where that is no file, or a large one,
-  /// or could not be read as it was.
-  std::optional<File> next();
+  /// A path that comes after the last one drops what was read of the paths between; every other one is read anew.
+  opc::OpenedFile openForAdding(std::u16string const& path) override;
+  /// Whether a file was read ahead. Then it did not change while it was read.
+  static bool isHeld(opc::OpenedFile const& file);
 
  private:
   struct Impl;

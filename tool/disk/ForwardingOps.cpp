@@ -39,6 +39,15 @@ std::unique_ptr<opc::FileOutputStream> ForwardingOps::createOutputStream(std::u1
   return inner_->createOutputStream(path, mode, error);
 }
 
+opc::OpenedFile ForwardingOps::openForAdding(std::u16string const& path) { return inner_->openForAdding(path); }
+
+std::unique_ptr<opc::FileOutputStream> ForwardingOps::createForRestoring(std::u16string const& path,
+                                                                         opc::Perms::Perms_tag permissions,
+                                                                         boost::posix_time::ptime const& time,
+                                                                         ErrorCode& error) {
+  return inner_->createForRestoring(path, permissions, time, error);
+}
+
 opc::Perms::Perms_tag ForwardingOps::getPermissions(std::u16string const& path, ErrorCode& error) {
   return inner_->getPermissions(path, error);
 }

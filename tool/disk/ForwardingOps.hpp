@@ -27,6 +27,11 @@ class ForwardingOps : public opc::FileSystemOps {
                                                   ErrorCode& error) override;
   std::unique_ptr<opc::FileOutputStream> createOutputStream(std::u16string const& path, std::ios::openmode mode,
                                                             ErrorCode& error) override;
+  opc::OpenedFile openForAdding(std::u16string const& path) override;
+  std::unique_ptr<opc::FileOutputStream> createForRestoring(std::u16string const& path,
+                                                            opc::Perms::Perms_tag permissions,
+                                                            boost::posix_time::ptime const& time,
+                                                            ErrorCode& error) override;
   opc::Perms::Perms_tag getPermissions(std::u16string const& path, ErrorCode& error) override;
   void setPermissions(std::u16string const& path, opc::Perms::Perms_tag permissions, ErrorCode& error) override;
   boost::posix_time::ptime getLastModifiedTime(std::u16string const& path, ErrorCode& error) override;

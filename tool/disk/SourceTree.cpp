@@ -12,7 +12,7 @@
 
 #include "cli/Process.hpp"
 #include "disk/CheckedStreams.hpp"
-#include "disk/LinkTargets.hpp"
+#include "opc/SafePaths.hpp"
 #include "opc/Strings.hpp"
 
 namespace ztpkg {
@@ -29,6 +29,16 @@ bool isUnstorable(char16_t unit) {
 char const* faultOf(std::u16string_view text) {
   if (text.find(u'\\') != std::u16string_view::npos) return "has a backslash, which would be taken for a separator";
   return std::ranges::any_of(text, isUnstorable) ? "has a character that XML cannot carry" : nullptr;
+}
+
+/// The target as a path of a tree whose root is `root`; none for one that points elsewhere, or climbs out on its way.
+std::optional<std::u16string> targetBelow(std::u16string const& target, std::u16string const& root) {
+  if (!target.starts_with(root)) return std::nullopt;
+  std::u16string rest = target.substr(root == u"/" ? 0 : root.size());
+  if (rest.empty()) return u"/";
+  bool const stays =
+      rest.front() == u'/' && opc::staysBeneathRoot(u"/", rest, [](std::u16string const&) { return true; });
+  return stays ? std::optional(std::move(rest)) : std::nullopt;
 }
 
 }  // namespace
@@ -55,16 +65,16 @@ void SourceTree::survey() {
   }
   Paths found = files.get();
   std::erase_if(found, [this](std::u16string const& path) { return isExcluded(path); });
-  std::vector<Look> const looks = lookedAt(found);
+  std::vector<FileStatus> const statuses = statusesOf(found);
   for (std::size_t i = 0; i < found.size(); ++i) {
     throwIfInterrupted();
-    checkLeaf(found[i], looks[i]);
+    checkLeaf(found[i], statuses[i]);
   }
   if (!problems_.empty()) throw Failure(std::move(problems_));
 }
 
 ForwardingOps::Paths SourceTree::listed(bool folders) {
-  if (!rules_.only.empty()) return folders ? Paths() : theOnly();
+  if (!rules_.only.empty()) return folders ? Paths() : singleSource();
   Paths paths = listedOnDisk(folders);
   if (folders && !rules_.place.empty()) paths.insert(paths.begin(), root_);
   std::size_t const rootLength = root_ == u"/" ? 0 : root_.size();
@@ -72,7 +82,7 @@ ForwardingOps::Paths SourceTree::listed(bool folders) {
   return paths;
 }
 
-ForwardingOps::Paths SourceTree::theOnly() const {
+ForwardingOps::Paths SourceTree::singleSource() const {
   std::u16string path = rules_.place + u"/" + rules_.only;
   std::u16string const onDisk = diskPath(path);
   if (!inner().isFile(onDisk) && !inner().isSymlink(onDisk))
@@ -115,47 +125,47 @@ void SourceTree::checkName(std::u16string const& path) {
     addProblem(Exit::Package, "bad-name", std::string("the name ") + fault, path);
 }
 
-SourceTree::Look SourceTree::lookAt(std::u16string const& path) const {
+SourceTree::FileStatus SourceTree::statusOf(std::u16string const& path) const {
   std::string const native = opc::toUTF8String(diskPath(path));
-  Look look;
-  struct stat status {};
-  if (lstat(native.c_str(), &status) == 0) {
-    look.isLink = S_ISLNK(status.st_mode);
-    if (!look.isLink) look.size = static_cast<std::uint64_t>(status.st_size);
+  FileStatus status;
+  struct stat found {};
+  if (lstat(native.c_str(), &found) == 0) {
+    status.isLink = S_ISLNK(found.st_mode);
+    if (!status.isLink) status.size = static_cast<std::uint64_t>(found.st_size);
   }
-  if (!look.isLink && faccessat(AT_FDCWD, native.c_str(), R_OK, AT_EACCESS) != 0) look.error = errno;
-  return look;
+  if (!status.isLink && faccessat(AT_FDCWD, native.c_str(), R_OK, AT_EACCESS) != 0) status.error = errno;
+  return status;
 }
 
-/// Each in its place: the second half beside the first one, where threads are.
-std::vector<SourceTree::Look> SourceTree::lookedAt(Paths const& paths) const {
-  std::vector<Look> looks(paths.size());
-  auto const lookFrom = [&](std::size_t begin, std::size_t end) {
+/// In the order of the paths. Where threads are, one of them does the second half.
+std::vector<SourceTree::FileStatus> SourceTree::statusesOf(Paths const& paths) const {
+  std::vector<FileStatus> statuses(paths.size());
+  auto const fill = [&](std::size_t begin, std::size_t end) {
     for (std::size_t i = begin; i < end; ++i) {
       throwIfInterrupted();
-      looks[i] = lookAt(paths[i]);
+      statuses[i] = statusOf(paths[i]);
     }
   };
   constexpr std::size_t kWorthAThread = 64;
   std::size_t const middle = paths.size() < kWorthAThread ? paths.size() : paths.size() / 2;
   std::future<void> rest;
-  if (middle < paths.size()) rest = std::async([&] { lookFrom(middle, paths.size()); });
-  lookFrom(0, middle);
+  if (middle < paths.size()) rest = std::async([&] { fill(middle, paths.size()); });
+  fill(0, middle);
   if (rest.valid()) rest.get();
-  return looks;
+  return statuses;
 }
 
-void SourceTree::checkLeaf(std::u16string const& path, Look const& look) {
+void SourceTree::checkLeaf(std::u16string const& path, FileStatus const& status) {
   std::u16string const onDisk = diskPath(path);
   if (std::ranges::find(rules_.ownFiles, onDisk) != rules_.ownFiles.end()) {
     skippedOwn_.push_back(path);
     return;
   }
   checkName(path);
-  if (look.isLink) return checkLink(path);
-  fileBytes_ += look.size;
-  if (look.error != 0)
-    addProblem(Exit::Disk, "cannot-read", ErrorCode(look.error, boost::system::system_category()).message(), path);
+  if (status.isLink) return checkLink(path);
+  fileBytes_ += status.size;
+  if (status.error != 0)
+    addProblem(Exit::Disk, "cannot-read", ErrorCode(status.error, boost::system::system_category()).message(), path);
   leaves_.push_back(path);
 }
 
@@ -170,7 +180,7 @@ void SourceTree::checkLink(std::u16string const& path) {
     addProblem(Exit::Disk, "cannot-read", error.getErrorCode().message(), path);
     return;
   }
-  bool const outside = target.starts_with(u'/') && !targetWithinRoot(target, root_, rules_.otherRoots);
+  bool const outside = target.starts_with(u'/') && !targetWithinRoot(target);
   if (outside && rules_.skipOutsideLinks) {
     skippedLinks_.push_back(path);
     return;
@@ -181,6 +191,13 @@ void SourceTree::checkLink(std::u16string const& path) {
     addProblem(Exit::Package, "bad-name", "the link's target " + shown(target) + " " + fault, path);
   ++linkCount_;
   leaves_.push_back(path);
+}
+
+std::optional<std::u16string> SourceTree::targetWithinRoot(std::u16string const& target) const {
+  if (auto found = targetBelow(target, root_)) return found;
+  for (std::u16string const& other : rules_.otherRoots)
+    if (auto found = targetBelow(target, other)) return found;
+  return std::nullopt;
 }
 
 void SourceTree::addProblem(Exit exit, std::string code, std::string const& message, std::u16string const& path) {
@@ -201,66 +218,67 @@ void SourceTree::checkLastFile() {
   lastFile_.clear();
 }
 
-bool SourceTree::isFile(std::u16string const& path) {
-  inHand_ = ahead_->next();
-  isHandedOver_ = false;
-  return inHand_ || inner().isFile(diskPath(path));
-}
+bool SourceTree::isFile(std::u16string const& path) { return inner().isFile(diskPath(path)); }
 
 bool SourceTree::isSymlink(std::u16string const& path) {
-  if (!inner().isSymlink(diskPath(path))) throwChanged(path);
-  return true;
+  std::u16string const onDisk = diskPath(path);
+  if (inner().isSymlink(onDisk)) return true;
+  if (!inner().isFile(onDisk)) throwChanged(path);
+  return false;
 }
 
 void SourceTree::getFiles(std::u16string const&, Paths& files, bool, ErrorCode& error) {
   error.clear();
   files = leaves_;
-  Paths onDisk;
-  onDisk.reserve(leaves_.size());
-  for (std::u16string const& path : leaves_) onDisk.push_back(diskPath(path));
-  ahead_ = std::make_unique<FilesAhead>(std::move(onDisk));
 }
 
 std::u16string SourceTree::getLinkTarget(std::u16string const& path) {
   std::u16string target = inner().getLinkTarget(diskPath(path));
   if (!target.starts_with(u'/')) return target;
-  if (auto const within = targetWithinRoot(target, root_, rules_.otherRoots))
+  if (auto const within = targetWithinRoot(target))
     return *within == u"/" && !rules_.place.empty() ? rules_.place : rules_.place + *within;
   throwChanged(path);
 }
 
 std::unique_ptr<std::istream> SourceTree::createInputStream(std::u16string const& path, std::ios::openmode mode,
                                                             ErrorCode& error) {
-  error.clear();
-  checkLastFile();
-  throwIfInterrupted();
-  std::u16string const onDisk = diskPath(path);
-  if (inHand_ && !std::exchange(isHandedOver_, true)) {
-    progress_->addFile();
-    return std::make_unique<CheckedInput>(std::move(inHand_->content), onDisk, *progress_);
-  }
-  std::unique_ptr<std::istream> stream = inner().createInputStream(onDisk, mode, error);
-  if (!stream) throw Failure(diskReport("cannot-read", "cannot read", onDisk, error));
-  progress_->addFile();
-  return std::make_unique<CheckedInput>(std::move(stream), onDisk, *progress_);
+  return inner().createInputStream(diskPath(path), mode, error);
 }
 
 opc::Perms::Perms_tag SourceTree::getPermissions(std::u16string const& path, ErrorCode& error) {
-  error.clear();
-  if (inHand_) return inHand_->permissions;
-  auto const permissions = inner().getPermissions(diskPath(path), error);
-  if (error) throw Failure(diskReport("cannot-read", "cannot read the permissions of", diskPath(path), error));
-  return permissions;
+  return inner().getPermissions(diskPath(path), error);
 }
 
 boost::posix_time::ptime SourceTree::getLastModifiedTime(std::u16string const& path, ErrorCode& error) {
-  error.clear();
+  return inner().getLastModifiedTime(diskPath(path), error);
+}
+
+opc::OpenedFile SourceTree::openForAdding(std::u16string const& path) {
+  checkLastFile();
+  throwIfInterrupted();
+  std::u16string const onDisk = diskPath(path);
+  opc::OpenedFile file = readerAhead().openForAdding(onDisk);
+  auto const check = [&](ErrorCode const& error, char const* what) {
+    if (error) throw Failure(diskReport("cannot-read", what, onDisk, error));
+  };
+  check(file.openError, "cannot read");
+  check(file.permissionsError, "cannot read the permissions of");
+  check(file.timeError, "cannot read the time of");
   lastFile_ = path;
-  isLastFixed_ = inHand_.has_value();
-  if (isLastFixed_) return inHand_->time;
-  lastTime_ = inner().getLastModifiedTime(diskPath(path), error);
-  if (error) throw Failure(diskReport("cannot-read", "cannot read the time of", diskPath(path), error));
-  return lastTime_;
+  isLastFixed_ = FilesAhead::isHeld(file);
+  lastTime_ = file.time;
+  progress_->addFile();
+  file.content = std::make_unique<CheckedInput>(std::move(file.content), onDisk, *progress_);
+  return file;
+}
+
+FilesAhead& SourceTree::readerAhead() {
+  if (ahead_) return *ahead_;
+  Paths onDisk;
+  onDisk.reserve(leaves_.size());
+  for (std::u16string const& path : leaves_) onDisk.push_back(diskPath(path));
+  ahead_ = std::make_unique<FilesAhead>(inner(), std::move(onDisk));
+  return *ahead_;
 }
 
 }  // namespace ztpkg

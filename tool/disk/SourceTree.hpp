@@ -14,8 +14,8 @@
 
 namespace ztpkg {
 
-/// The directory that is stored, or one file or link of it, seen as a tree of its own whose root is "/": so a
-/// root with a backslash or with several names is none of the library's concern. Leaves out what is excluded and finds,
+/// The directory that is stored, or one file or link of it, seen as a tree of its own whose root is "/": so that a
+/// root with a backslash, or with several names, is hidden from the library. Leaves out what is excluded and finds,
 /// before anything is written, everything that cannot be stored. Errors are thrown as Failure and name the path on
 /// disk.
 class SourceTree final : public ForwardingOps {
@@ -54,20 +54,20 @@ class SourceTree final : public ForwardingOps {
   /// The file that was opened last, as a path of this tree.
   std::u16string const& lastFile() const { return lastFile_; }
 
-  /// Asked for each file and link in the order in which getFiles tells them.
   bool isFile(std::u16string const& path) override;
-  /// Asked for what is no file: a leaf that is no link either is gone, which must not go unnoticed.
+  /// A leaf that is neither file nor link any more is a Failure: the library would leave it out.
   bool isSymlink(std::u16string const& path) override;
   void getFiles(std::u16string const& root, Paths& files, bool recursive, ErrorCode& error) override;
   std::u16string getLinkTarget(std::u16string const& path) override;
   std::unique_ptr<std::istream> createInputStream(std::u16string const& path, std::ios::openmode mode,
                                                   ErrorCode& error) override;
+  /// Throws Failure, naming the path on disk, for every error.
+  opc::OpenedFile openForAdding(std::u16string const& path) override;
   opc::Perms::Perms_tag getPermissions(std::u16string const& path, ErrorCode& error) override;
   boost::posix_time::ptime getLastModifiedTime(std::u16string const& path, ErrorCode& error) override;
 
  private:
-  /// What the disk says of a leaf.
-  struct Look {
+  struct FileStatus {
     bool isLink = false;
     std::uint64_t size = 0;  // of a file
     int error = 0;           // why it cannot be read
@@ -75,14 +75,17 @@ class SourceTree final : public ForwardingOps {
 
   Paths listed(bool folders);
   Paths listedOnDisk(bool folders);
-  Paths theOnly() const;
+  Paths singleSource() const;
   std::u16string unreadableFolder(std::u16string const& folder);
   bool isExcluded(std::u16string const& path) const;
   void checkName(std::u16string const& path);
-  Look lookAt(std::u16string const& path) const;
-  std::vector<Look> lookedAt(Paths const& paths) const;
-  void checkLeaf(std::u16string const& path, Look const& look);
+  FileStatus statusOf(std::u16string const& path) const;
+  std::vector<FileStatus> statusesOf(Paths const& paths) const;
+  void checkLeaf(std::u16string const& path, FileStatus const& status);
   void checkLink(std::u16string const& path);
+  /// An absolute link target as a path of this tree; none where it does not lie in it.
+  std::optional<std::u16string> targetWithinRoot(std::u16string const& target) const;
+  FilesAhead& readerAhead();
   [[noreturn]] void throwChanged(std::u16string const& path) const;
   void addProblem(Exit exit, std::string code, std::string const& message, std::u16string const& path);
 
@@ -93,11 +96,9 @@ class SourceTree final : public ForwardingOps {
   std::size_t linkCount_ = 0;  // among leaves_
   std::uint64_t fileBytes_ = 0;
   std::vector<Report> problems_;
-  std::unique_ptr<FilesAhead> ahead_;       // of the leaves
-  std::optional<FilesAhead::File> inHand_;  // the leaf that was asked for last, where it is read already
-  bool isHandedOver_ = false;               // its content; who asks again reads the disk
-  std::u16string lastFile_;                 // the one being read; empty for none
-  bool isLastFixed_ = false;                // what it holds was read before, and together with its time
+  std::unique_ptr<FilesAhead> ahead_;  // of the leaves, from the first that is opened
+  std::u16string lastFile_;            // the one being read; empty for none
+  bool isLastFixed_ = false;           // what it holds was read before, and together with its time
   boost::posix_time::ptime lastTime_;
 };
 

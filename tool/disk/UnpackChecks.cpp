@@ -6,10 +6,9 @@
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
 #include "disk/FileSystems.hpp"
-#include "disk/LinkTargets.hpp"
 #include "disk/NewParents.hpp"
 #include "disk/Paths.hpp"
-#include "disk/WayCheck.hpp"
+#include "opc/SafePaths.hpp"
 #include "opc/Strings.hpp"
 #include "secrets/Keys.hpp"
 
@@ -23,7 +22,7 @@ using opc::ztservices::FileSystemManager;
   throw Failure(Report{Exit::Package, "unsafe-path", "cannot extract " + shown(path) + ": " + why, path});
 }
 
-// Every segment must name something in the folder before it, as a disk sees it.
+// Whatever a disk takes for another place, or does not take at all.
 void checkSegments(std::u16string const& path) {
   constexpr std::size_t kLongestName = 255, kLongestPath = 4095;  // in bytes, as disks count
   if (path.size() > kLongestPath || opc::toUTF8String(path).size() > kLongestPath)
@@ -31,13 +30,12 @@ void checkSegments(std::u16string const& path) {
                          "cannot extract a path of " + counted(path.size(), "character") +
                              ", which no disk takes: " + shown(path.substr(0, 64)) + "...",
                          path});
-  for (std::size_t start = path.starts_with(u'/') ? 1 : 0, end = 0; end != path.npos; start = end + 1) {
+  if (path == u"/" || opc::findPathFault(path) != opc::PathFault::None)
+    throwUnsafe(path, "its path would leave the directory or be ambiguous");
+  for (std::size_t start = 0, end = 0; end != path.npos; start = end + 1) {
     end = path.find(u'/', start);
-    std::u16string const segment = path.substr(start, end == path.npos ? end : end - start);
-    if (segment.empty() || segment == u"." || segment == u"..")
-      throwUnsafe(path, "its path would leave the directory or be ambiguous");
-    if (opc::toUTF8String(segment).size() > kLongestName) throwUnsafe(path, "a name in its path is too long");
-    if (end == path.npos) break;
+    std::u16string const name = path.substr(start, end == path.npos ? end : end - start);
+    if (opc::toUTF8String(name).size() > kLongestName) throwUnsafe(path, "a name in its path is too long");
   }
 }
 
@@ -81,13 +79,81 @@ void checkLinks(FileSystemManager const& manager, Leaves const& leaves) {
   for (Leaf const& leaf : leaves) {
     if (!leaf.entry.isLink()) continue;
     std::u16string const target = manager.getLinkTarget(leaf.entry);
-    if (!leadsIntoTree(leaf.path, target, isFolder))
+    if (!opc::staysBeneathRoot(leaf.path, target, isFolder))
       problems.push_back({Exit::Package, "outside-link",
                           "cannot extract " + shown(leaf.path) + ": the link points out of the directory, to " +
                               shown(target) + " (--allow-outside-links makes it all the same)",
                           leaf.path});
   }
   if (!problems.empty()) throw Failure(std::move(problems));
+}
+
+/// Finds, before anything is written, what on the disk is in the way of a package's entries.
+class ConflictCheck {
+ public:
+  ConflictCheck(opc::FileSystemOps& disk, std::u16string root, bool replaceExisting)
+      : disk_(&disk), root_(std::move(root)), replaceExisting_(replaceExisting) {}
+
+  /// Throws Failure when something is in the way of the entry at that path of the package. Takes little time where
+  /// paths come in order.
+  void check(std::u16string const& path, bool isFolder);
+
+ private:
+  bool isThere(std::u16string const& path);
+  bool checkFolder(std::u16string const& path);
+  bool checkParents(std::u16string const& path);
+
+  opc::FileSystemOps* disk_;
+  std::u16string root_;
+  bool replaceExisting_;
+  std::u16string previous_;  // the path that was checked last
+  std::u16string missing_;   // the highest folder above it that is not on the disk, with a slash; or empty
+};
+
+[[noreturn]] void throwInTheWay(char const* code, std::u16string const& path, std::string const& what) {
+  throw Failure(Report{Exit::Disk, code, shown(path) + " " + what, path});
+}
+
+void ConflictCheck::check(std::u16string const& path, bool isFolder) {
+  if (!checkParents(path)) return;
+  if (isFolder) {
+    checkFolder(path);
+    return;
+  }
+  std::u16string const onDisk = disk_->appendPath(root_, path);
+  if (!isThere(onDisk)) return;
+  if (!disk_->isFile(onDisk) && !disk_->isSymlink(onDisk))
+    throwInTheWay("folder-in-the-way", onDisk, "is a folder, where a file or link is to be");
+  if (!replaceExisting_) throwInTheWay("already-exists", onDisk, "already exists (use --force to replace it)");
+}
+
+bool ConflictCheck::isThere(std::u16string const& path) {
+  boost::system::error_code error;
+  bool const there = disk_->exists(path, error);
+  if (error) throw Failure(diskReport("cannot-read", "cannot look at", path, error));
+  return there;
+}
+
+/// False where there is nothing yet.
+bool ConflictCheck::checkFolder(std::u16string const& path) {
+  std::u16string const onDisk = disk_->appendPath(root_, path);
+  if (!isThere(onDisk)) return false;
+  if (disk_->isSymlink(onDisk)) throwInTheWay("link-in-the-way", onDisk, "is a link, where a folder is to be");
+  if (disk_->isFile(onDisk)) throwInTheWay("file-in-the-way", onDisk, "is a file, where a folder is to be");
+  return true;
+}
+
+/// False where one of them is missing, so that nothing can be in the way further down.
+bool ConflictCheck::checkParents(std::u16string const& path) {
+  if (!missing_.empty() && path.starts_with(missing_)) return false;
+  missing_.clear();
+  visitNewParents(path, previous_, [this](std::u16string_view parent) {
+    if (checkFolder(std::u16string(parent))) return true;
+    missing_ = std::u16string(parent) + u"/";
+    return false;
+  });
+  previous_ = path;
+  return missing_.empty();
 }
 
 }  // namespace
@@ -104,8 +170,8 @@ ExtractionSize checkExtraction(Package const& package, FileSystemManager const& 
   }
   if (!confinement.allowOutsideLinks) checkLinks(manager, leaves);
   opc::LocalFileSystemOps disk;
-  WayCheck way(disk, root, confinement.replaceExisting);
-  for (Leaf const& leaf : leaves) way.check(leaf.path, leaf.entry.isFolder());
+  ConflictCheck conflicts(disk, root, confinement.replaceExisting);
+  for (Leaf const& leaf : leaves) conflicts.check(leaf.path, leaf.entry.isFolder());
   if (!confinement.replaceExisting) checkSpace(root, size.content.bytes);  // what is replaced gives space back
   return size;
 }

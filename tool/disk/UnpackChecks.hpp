@@ -2,13 +2,21 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "cli/Progress.hpp"
-#include "disk/Leaves.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"
 #include "opc/model/Package.hpp"
+#include "opc/ztservices/FileSystem.hpp"
 
 namespace ztpkg {
+
+/// An entry that is extracted, with its path, which the entry would make anew each time.
+struct Leaf {
+  std::u16string path;
+  opc::ztservices::FileSystemEntry entry;
+};
+using Leaves = std::vector<Leaf>;
 
 /// How much there is to extract, and how much room it takes in the package.
 struct ExtractionSize {

@@ -66,6 +66,8 @@ class ZT_API FileContentSource final : public IContentSource {
   FileContentSource(std::u16string const& path, FileSystemOps& operations);
   FileContentSource(std::u16string const& path, model::ContentType const& type);
   FileContentSource(std::u16string const& path, model::ContentType const& type, FileSystemOps& operations);
+  /// A file that is open already, or null where it could not be opened. The path is for the message alone.
+  FileContentSource(std::u16string const& path, model::ContentType const& type, std::unique_ptr<std::istream> file);
 
   model::ContentType getContentType() override;
   InputStream& getInputStream() override;

@@ -317,6 +317,10 @@ class ZT_API FileSystemManager : public model::DataManager {
   FileSystemEntry createLinkInternal(std::u16string const& path, std::u16string const& target);
   void removeWithDescendants(std::u16string const& path);
 
+  /// Whether a file to be added may be a link: one that was listed as a file may not have become one.
+  enum class LinkRule { Follow, Refuse };
+  FileSystemEntry addFileFromDisk(std::u16string const& sourcePath, std::u16string const& path, TransformMode mode,
+                                  LinkRule rule);
   FileSystemEntry addFileInternal(std::unique_ptr<IContentSource> source, std::u16string const& path,
                                   Perms::Perms_tag permissions, boost::posix_time::ptime const& time);
   void addLinkInternal(FileSystemOps& ops, std::u16string const& sourceRoot, std::u16string const& file,
@@ -324,14 +328,13 @@ class ZT_API FileSystemManager : public model::DataManager {
   void selectSource(std::u16string const& path);
   void selectDestination(std::u16string const& path);
 
-  void extractEntryInternal(std::u16string const& root, FileSystemEntry const& entry, RestoreMode restoreMode,
-                            TransformMode transformMode);
-  void extractFileInternal(std::u16string const& root, FileSystemEntry const& entry, RestoreMode restoreMode,
-                           TransformMode transformMode);
-  void extractFolderInternal(std::u16string const& root, FileSystemEntry const& entry);
-  void extractLinkInternal(std::u16string const& root, FileSystemEntry const& entry);
-  void ensureDestinationRootExists(std::u16string const& root);
-  std::u16string ensureDestinationParentExists(std::u16string const& root, std::u16string const& path);
+  struct Extraction;  // one call of an extracting operation
+  void extractEntryInternal(Extraction& extraction, FileSystemEntry const& entry);
+  void extractFileInternal(Extraction& extraction, FileSystemEntry const& entry);
+  void extractFolderInternal(Extraction& extraction, FileSystemEntry const& entry);
+  void extractLinkInternal(Extraction& extraction, FileSystemEntry const& entry);
+  void ensureDestinationRootExists(std::u16string const& root) const;
+  std::u16string ensureDestinationParentExists(Extraction& extraction, std::u16string const& path) const;
 
   std::optional<model::ContentType> findManifestType() const;
   void throwIfSavingChangesEncryption() const;
@@ -345,7 +348,6 @@ class ZT_API FileSystemManager : public model::DataManager {
   std::unique_ptr<LocalFileSystemOps> localOps_;
   FileSystemOps* source_;                         // borrowed, or localOps_
   FileSystemOps* destination_;                    // borrowed, or localOps_
-  std::u16string destinationParent_;              // the last one that an extraction made sure of
   mutable std::unique_ptr<FileSystemTree> tree_;  // replaced by loading, which const operations do at first use
   std::unique_ptr<FileSystemManifest> manifest_;
   bool saveV1Manifest_ = false;

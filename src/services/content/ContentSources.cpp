@@ -22,10 +22,14 @@ ContentType typeByExtension(std::u16string const& path, FileSystemOps& operation
   return lookupContentType(operations, path, otherwise);
 }
 
-std::shared_ptr<std::istream> openFile(std::u16string const& path, FileSystemOps& operations) {
+std::unique_ptr<std::istream> openFile(std::u16string const& path, FileSystemOps& operations) {
   boost::system::error_code error;
-  std::shared_ptr<std::istream> file = operations.createInputStream(path, std::ios::in | std::ios::binary, error);
-  if (error || !file) throw CouldNotOpenFile("Could not open file: " + toUDEString(path));
+  auto file = operations.createInputStream(path, std::ios::in | std::ios::binary, error);
+  return error ? nullptr : std::move(file);
+}
+
+std::unique_ptr<std::istream> throwIfNotOpen(std::u16string const& path, std::unique_ptr<std::istream> file) {
+  if (!file) throw CouldNotOpenFile("Could not open file: " + toUDEString(path));
   return file;
 }
 
@@ -58,7 +62,11 @@ FileContentSource::FileContentSource(std::u16string const& path, ContentType con
     : FileContentSource(path, type, localOperations()) {}
 
 FileContentSource::FileContentSource(std::u16string const& path, ContentType const& type, FileSystemOps& operations)
-    : file_(openFile(path, operations)), inner_(std::make_unique<StreamContentSource>(*file_, type)) {}
+    : FileContentSource(path, type, openFile(path, operations)) {}
+
+FileContentSource::FileContentSource(std::u16string const& path, ContentType const& type,
+                                     std::unique_ptr<std::istream> file)
+    : file_(throwIfNotOpen(path, std::move(file))), inner_(std::make_unique<StreamContentSource>(*file_, type)) {}
 
 ContentType FileContentSource::getContentType() { return inner_->getContentType(); }
 InputStream& FileContentSource::getInputStream() { return inner_->getInputStream(); }

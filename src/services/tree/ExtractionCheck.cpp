@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "opc/Strings.hpp"
+#include "opc/SafePaths.hpp"
 #include "opc/ztservices/Exceptions.hpp"
 #include "services/tree/Messages.hpp"
 #include "services/tree/PathRules.hpp"
@@ -19,7 +19,7 @@ namespace {
 }  // namespace
 
 void ExtractionCheck::note(std::u16string const& path, bool isLink) {
-  if (paths::hasParentSegment(path)) throwUnsafe(path);
+  if (findPathFault(path) == PathFault::LeadsUpwards) throwUnsafe(path);
   if (isLink && !links_.insert(paths::collapse(path)).second) throwUnsafe(path);
 }
 

@@ -14,21 +14,15 @@ namespace {
 
 using boost::system::error_code;
 
-Perms::Perms_tag readPermissions(FileSystemOps& ops, std::u16string const& path) {
-  error_code error;
-  Perms::Perms_tag const permissions = ops.getPermissions(path, error);
-  if (error) throw CouldNotGetPermissions(messages::withError(messages::kCouldNotGetPermissions, error), error);
-  return permissions;
+void throwIfIncomplete(OpenedFile const& file) {
+  if (file.permissionsError)
+    throw CouldNotGetPermissions(messages::withError(messages::kCouldNotGetPermissions, file.permissionsError),
+                                 file.permissionsError);
+  if (file.timeError)
+    throw CouldNotGetLastModifiedTime(messages::withError(messages::kCouldNotGetTime, file.timeError), file.timeError);
 }
 
-boost::posix_time::ptime readTime(FileSystemOps& ops, std::u16string const& path) {
-  error_code error;
-  boost::posix_time::ptime const time = ops.getLastModifiedTime(path, error);
-  if (error) throw CouldNotGetLastModifiedTime(messages::withError(messages::kCouldNotGetTime, error), error);
-  return time;
-}
-
-/// What a disk tells by names that are not UTF-8 is about an entry's name here.
+/// Reports a name on the disk that is not UTF-8 as a fault of the name of an entry.
 template <typename Call>
 auto withEntryNames(Call call) {
   try {
@@ -58,15 +52,23 @@ std::u16string readLinkTarget(FileSystemOps& ops, std::u16string const& path) {
 
 FileSystemEntry FileSystemManager::addFile(std::u16string const& sourcePath, std::u16string const& path,
                                            TransformMode mode) {
+  return addFileFromDisk(sourcePath, path, mode, LinkRule::Follow);
+}
+
+FileSystemEntry FileSystemManager::addFileFromDisk(std::u16string const& sourcePath, std::u16string const& path,
+                                                   TransformMode mode, LinkRule rule) {
   std::u16string const normal = findFreePath(path);
   selectSource(sourcePath);
-  std::unique_ptr<IContentSource> source = std::make_unique<FileContentSource>(sourcePath, *source_);
+  auto const type = lookupContentType(*source_, sourcePath, getTALBEXDefaultContentType());
+  OpenedFile file = source_->openForAdding(sourcePath);
+  if (rule == LinkRule::Follow && file.openError == boost::system::errc::too_many_symbolic_link_levels)
+    file = source_->FileSystemOps::openForAdding(sourcePath);
+  std::unique_ptr<IContentSource> source =
+      std::make_unique<FileContentSource>(sourcePath, type, std::move(file.content));
   if (mode == TransformMode::Transform && source->getContentType() == getTextContentType())
     source = std::make_unique<UDEToUTF8Transform>(std::move(source));
-
-  Perms::Perms_tag const permissions = readPermissions(*source_, sourcePath);
-  boost::posix_time::ptime const time = readTime(*source_, sourcePath);
-  return addFileInternal(std::move(source), normal, permissions, time);
+  throwIfIncomplete(file);
+  return addFileInternal(std::move(source), normal, file.permissions, file.time);
 }
 
 FileSystemEntry FileSystemManager::addFile(std::unique_ptr<IContentSource> source, std::u16string const& path,
@@ -87,7 +89,7 @@ void FileSystemManager::addAll(std::u16string const& sourceRoot, TransformMode m
     std::u16string const file = std::move(listed);  // so that the list shrinks while the tree grows
     std::u16string const path = u"/" + paths::makeRelativePath(root, file);
     if (ops.isFile(file))
-      addFile(file, path, mode);
+      addFileFromDisk(file, path, mode, LinkRule::Refuse);
     else if (ops.isSymlink(file))
       addLinkInternal(ops, root, file, path);
   }

@@ -20,12 +20,20 @@ error_code makeFolders(FileSystemOps& ops, std::u16string const& path) {
   return error;
 }
 
-[[noreturn]] void throwCouldNotWrite(std::u16string const& path, error_code error) {
+/// Throws what commit() reports, by the step that failed.
+[[noreturn]] void throwCouldNotWrite(std::u16string const& path, FileOutputStream const& file, error_code error) {
   if (!error) error = make_error_code(boost::system::errc::io_error);
-  throw CouldNotWriteFile(messages::withPathAndError(messages::kCouldNotWriteFile, path, error), error);
+  switch (file.getFailedStep()) {
+    case FileOutputStream::Step::Time:
+      throw CouldNotSetLastModifiedTime(messages::withPathAndError(messages::kCouldNotSetTime, path, error), error);
+    case FileOutputStream::Step::Permissions:
+      throw CouldNotSetPermissions(messages::withPathAndError(messages::kCouldNotSetPermissions, path, error), error);
+    default:
+      throw CouldNotWriteFile(messages::withPathAndError(messages::kCouldNotWriteFile, path, error), error);
+  }
 }
 
-/// Faults of the reading side pass as they are; those of the file carry the code that commit() tells.
+/// Faults of the reading side pass as they are; those of the file carry the code that commit() reports.
 void writeFile(InputStream& from, FileOutputStream& to, std::u16string const& path) {
   error_code error;
   try {
@@ -35,24 +43,22 @@ void writeFile(InputStream& from, FileOutputStream& to, std::u16string const& pa
   } catch (std::exception const&) {
     if (!to.fail()) throw;
     to.commit(error);
-    throwCouldNotWrite(path, error);
+    throwCouldNotWrite(path, to, error);
   }
   to.commit(error);
-  if (error) throwCouldNotWrite(path, error);
+  if (error) throwCouldNotWrite(path, to, error);
 }
 
-/// The time comes first: permissions without write access may keep the disk from setting it.
-void restore(FileSystemOps& ops, std::u16string const& path, FileSystemEntry const& entry) {
+/// The stream sets time and permissions where the entry has them and they are to be restored.
+std::unique_ptr<FileOutputStream> createFile(FileSystemOps& ops, std::u16string const& path,
+                                             FileSystemEntry const& entry, RestoreMode restoreMode) {
+  constexpr auto kMode = std::ios::out | std::ios::binary;
   error_code error;
-  if (boost::posix_time::ptime const time = entry.getLastModifiedTime(); !time.is_not_a_date_time())
-    ops.setLastModifiedTime(path, time, error);
-  if (error)
-    throw CouldNotSetLastModifiedTime(messages::withPathAndError(messages::kCouldNotSetTime, path, error), error);
-  if (Perms::Perms_tag const permissions = entry.getPermissions();
-      permissions != FileSystemEntry::getUnknownPermissions())
-    ops.setPermissions(path, permissions, error);
-  if (error)
-    throw CouldNotSetPermissions(messages::withPathAndError(messages::kCouldNotSetPermissions, path, error), error);
+  auto file = restoreMode == RestoreMode::TimeAndPermissions
+                  ? ops.createForRestoring(path, entry.getPermissions(), entry.getLastModifiedTime(), error)
+                  : ops.createOutputStream(path, kMode, error);
+  if (error || !file) throw CouldNotCreateFile(messages::withPath(messages::kCouldNotCreateFile, path));
+  return file;
 }
 
 /// `forEachEntry` tells path and whether it is a link.
@@ -65,6 +71,13 @@ void checkEach(FileSystemOps& disk, std::u16string const& root, ForEachEntry con
 
 }  // namespace
 
+struct FileSystemManager::Extraction {
+  std::u16string const& root;
+  RestoreMode restoreMode;
+  TransformMode transformMode;
+  std::u16string parent{};  // the last one that is known to exist: entries that follow each other often share it
+};
+
 void FileSystemManager::extractAll(std::u16string const& destinationRoot, RestoreMode restoreMode,
                                    TransformMode transformMode) {
   ensureLoaded();
@@ -74,9 +87,8 @@ void FileSystemManager::extractAll(std::u16string const& destinationRoot, Restor
         [&](FileSystemNode const& node) { visit(node.fullPath(), node.type == FileSystemNodeType::Link); });
   });
   ensureDestinationRootExists(destinationRoot);
-  tree_->forEachLeaf([&](FileSystemNode const& node) {
-    extractEntryInternal(destinationRoot, makeEntry(node), restoreMode, transformMode);
-  });
+  Extraction extraction{destinationRoot, restoreMode, transformMode};
+  tree_->forEachLeaf([&](FileSystemNode const& node) { extractEntryInternal(extraction, makeEntry(node)); });
 }
 
 void FileSystemManager::extractEntries(std::u16string const& destinationRoot,
@@ -89,7 +101,8 @@ void FileSystemManager::extractEntries(std::u16string const& destinationRoot,
     for (FileSystemEntry const& entry : entries) visit(entry.getPathName(), entry.isLink());
   });
   ensureDestinationRootExists(destinationRoot);
-  for (FileSystemEntry const& entry : entries) extractEntryInternal(destinationRoot, entry, restoreMode, transformMode);
+  Extraction extraction{destinationRoot, restoreMode, transformMode};
+  for (FileSystemEntry const& entry : entries) extractEntryInternal(extraction, entry);
 }
 
 void FileSystemManager::extractEntry(std::u16string const& destinationRoot, FileSystemEntry const& entry,
@@ -107,35 +120,26 @@ std::unique_ptr<IContentSource> FileSystemManager::getFileContentSource(FileSyst
   return decrypted(part, getPackage().getMaximumWholePartBytes(), decryptor_, messages::kContentIsEncrypted);
 }
 
-void FileSystemManager::extractEntryInternal(std::u16string const& root, FileSystemEntry const& entry,
-                                             RestoreMode restoreMode, TransformMode transformMode) {
+void FileSystemManager::extractEntryInternal(Extraction& extraction, FileSystemEntry const& entry) {
   if (entry.isFolder())
-    extractFolderInternal(root, entry);
+    extractFolderInternal(extraction, entry);
   else if (entry.isFile())
-    extractFileInternal(root, entry, restoreMode, transformMode);
+    extractFileInternal(extraction, entry);
   else
-    extractLinkInternal(root, entry);
+    extractLinkInternal(extraction, entry);
 }
 
-// Content that cannot be had, above all what does not authenticate, leaves a file of that name alone.
-void FileSystemManager::extractFileInternal(std::u16string const& root, FileSystemEntry const& entry,
-                                            RestoreMode restoreMode, TransformMode transformMode) {
-  std::u16string const path = ensureDestinationParentExists(root, entry.getPathName());
-  std::unique_ptr<IContentSource> const source = getFileContentSource(entry, transformMode);
+// Content that cannot be read, above all content that does not authenticate, leaves a file of that name alone.
+void FileSystemManager::extractFileInternal(Extraction& extraction, FileSystemEntry const& entry) {
+  std::u16string const path = ensureDestinationParentExists(extraction, entry.getPathName());
+  std::unique_ptr<IContentSource> const source = getFileContentSource(entry, extraction.transformMode);
   InputStream& content = source->getInputStream();
-  error_code error;
-  std::unique_ptr<FileOutputStream> file =
-      destination_->createOutputStream(path, std::ios::out | std::ios::binary, error);
-  if (error || !file) throw CouldNotCreateFile(messages::withPath(messages::kCouldNotCreateFile, path));
-
-  writeFile(content, *file, path);
-  file.reset();  // closed before its time is set
-  if (restoreMode == RestoreMode::TimeAndPermissions) restore(*destination_, path, entry);
+  writeFile(content, *createFile(*destination_, path, entry, extraction.restoreMode), path);
 }
 
-/// What is there already is accepted but for a file, with which the disk refuses to make the folder.
-void FileSystemManager::extractFolderInternal(std::u16string const& root, FileSystemEntry const& entry) {
-  std::u16string const path = ensureDestinationParentExists(root, entry.getPathName());
+/// Accepts what is there already. A file in its place makes the disk refuse the folder.
+void FileSystemManager::extractFolderInternal(Extraction& extraction, FileSystemEntry const& entry) {
+  std::u16string const path = ensureDestinationParentExists(extraction, entry.getPathName());
   error_code error;
   bool const exists = destination_->exists(path, error);
   if (!error && (!exists || destination_->isFile(path))) destination_->createFolder(path, error);
@@ -144,30 +148,28 @@ void FileSystemManager::extractFolderInternal(std::u16string const& root, FileSy
 }
 
 /// An absolute target points into the destination tree.
-void FileSystemManager::extractLinkInternal(std::u16string const& root, FileSystemEntry const& entry) {
-  std::u16string const path = ensureDestinationParentExists(root, entry.getPathName());
+void FileSystemManager::extractLinkInternal(Extraction& extraction, FileSystemEntry const& entry) {
+  std::u16string const path = ensureDestinationParentExists(extraction, entry.getPathName());
   std::u16string target = getLinkTarget(entry);
-  if (target.starts_with(u'/')) target = destination_->appendPath(root, target);
+  if (target.starts_with(u'/')) target = destination_->appendPath(extraction.root, target);
   error_code error;
   destination_->createSymlink(target, path, error);
   if (error) throw CouldNotCreateLink(messages::withPathAndError(messages::kCouldNotCreateLink, path, error), error);
 }
 
-void FileSystemManager::ensureDestinationRootExists(std::u16string const& root) {
-  destinationParent_.clear();
+void FileSystemManager::ensureDestinationRootExists(std::u16string const& root) const {
   if (error_code const error = makeFolders(*destination_, root))
     throw CouldNotCreateDestinationRoot(messages::withError(messages::kCouldNotCreateRoot, error), error);
 }
 
-/// Asks the disk once for all that follow each other in one folder.
-std::u16string FileSystemManager::ensureDestinationParentExists(std::u16string const& root,
-                                                                std::u16string const& path) {
-  std::u16string destination = destination_->appendPath(root, path);
+std::u16string FileSystemManager::ensureDestinationParentExists(Extraction& extraction,
+                                                                std::u16string const& path) const {
+  std::u16string destination = destination_->appendPath(extraction.root, path);
   std::u16string parent = destination_->getParentPath(destination);
-  if (parent == destinationParent_) return destination;
+  if (parent == extraction.parent) return destination;
   if (error_code const error = makeFolders(*destination_, parent))
     throw CouldNotCreateDestinationParent(messages::withError(messages::kCouldNotCreateParent, error), error);
-  destinationParent_ = std::move(parent);
+  extraction.parent = std::move(parent);
   return destination;
 }
 

@@ -48,13 +48,4 @@ std::u16string collapse(std::u16string_view path) {
   return collapsed;
 }
 
-bool hasParentSegment(std::u16string_view path) {
-  while (!path.empty()) {
-    std::size_t const end = std::min(path.find(u'/'), path.size());
-    if (path.substr(0, end) == u"..") return true;
-    path.remove_prefix(std::min(end + 1, path.size()));
-  }
-  return false;
-}
-
 }  // namespace opc::ztservices::paths

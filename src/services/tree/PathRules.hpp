@@ -28,7 +28,4 @@ std::u16string_view withoutRepeatedLeadingSlashes(std::u16string_view path);
 /// each segment that is left. Empty for the root.
 std::u16string collapse(std::u16string_view path);
 
-/// Whether one of the path's segments is "..".
-bool hasParentSegment(std::u16string_view path);
-
 }  // namespace opc::ztservices::paths

@@ -351,4 +351,48 @@ TEST(FileSystemManagerAdding, NullSourceIsRefused) {
   EXPECT_FALSE(fs.manager.hasEntry(u"/f"));
 }
 
+TEST(FileSystemManagerAdding, LinkThatIsGivenAsAFileIsFollowed) {
+  TemporaryDirectory source;
+  writeFile(source / "file", "text");
+  fs::permissions(source / "file", fs::perms(0640));
+  fs::create_symlink("file", source / "link");
+  NewFileSystem target;
+  FileSystemEntry const entry = target.manager.addFile(source.u16("link"), u"/added", TransformMode::None);
+  EXPECT_EQ(textAt(target.manager, u"/added"), "text");
+  EXPECT_EQ(entry.getPermissions(), 0640U);
+}
+
+/// Records the operations that adding calls.
+class RecordingDisk final : public opc::LocalFileSystemOps {
+ public:
+  bool isFile(std::u16string const& path) override {
+    calls.emplace_back("isFile");
+    return LocalFileSystemOps::isFile(path);
+  }
+  std::unique_ptr<std::istream> createInputStream(std::u16string const& path, std::ios::openmode mode,
+                                                  boost::system::error_code& error) override {
+    calls.emplace_back("open");
+    return LocalFileSystemOps::createInputStream(path, mode, error);
+  }
+  opc::Perms::Perms_tag getPermissions(std::u16string const& path, boost::system::error_code& error) override {
+    calls.emplace_back("permissions");
+    return LocalFileSystemOps::getPermissions(path, error);
+  }
+  boost::posix_time::ptime getLastModifiedTime(std::u16string const& path, boost::system::error_code& error) override {
+    calls.emplace_back("time");
+    return LocalFileSystemOps::getLastModifiedTime(path, error);
+  }
+  std::vector<std::string> calls;
+};
+
+TEST(FileSystemManagerAdding, DiskThatOpensNoFilesForAddingIsCalledStepByStep) {
+  TemporaryDirectory source;
+  writeFile(source / "a", "a");
+  RecordingDisk disk;
+  auto const package = Package::createInMemory();
+  FileSystemManager manager(*package, disk, disk);
+  manager.addAll(source.u16(), TransformMode::None);
+  EXPECT_THAT(disk.calls, ElementsAre("isFile", "open", "permissions", "time"));
+}
+
 }  // namespace

@@ -310,4 +310,50 @@ TEST(FileSystemManagerExtracting, PermissionsStayAsTheDiskGivesThem) {
   EXPECT_EQ(permissionsOf(directory.u16("all/unknown")), permissionsOf(directory.u16("plain")));
 }
 
+/// Puts a hard link to another file in the place of a file as soon as it is complete.
+class SwappingFile final : public opc::FileOutputStream {
+ public:
+  SwappingFile(std::unique_ptr<opc::FileOutputStream> inner, fs::path path, fs::path other)
+      : FileOutputStream(inner->rdbuf()), inner_(std::move(inner)), path_(std::move(path)), other_(std::move(other)) {}
+  void commit(boost::system::error_code& error) override {
+    inner_->commit(error);
+    fs::remove(path_);
+    fs::create_hard_link(other_, path_);
+  }
+
+ private:
+  std::unique_ptr<opc::FileOutputStream> inner_;
+  fs::path path_, other_;
+};
+
+class SwappingDisk final : public opc::LocalFileSystemOps {
+ public:
+  explicit SwappingDisk(fs::path other) : other_(std::move(other)) {}
+  std::unique_ptr<opc::FileOutputStream> createForRestoring(std::u16string const& path,
+                                                            opc::Perms::Perms_tag permissions,
+                                                            boost::posix_time::ptime const& time,
+                                                            boost::system::error_code& error) override {
+    return std::make_unique<SwappingFile>(disk_.createForRestoring(path, permissions, time, error),
+                                          opc::toUTF8String(path), other_);
+  }
+
+ private:
+  opc::LocalFileSystemOps disk_;
+  fs::path other_;
+};
+
+TEST(FileSystemManagerExtracting, FileThatTakesTheNameOfACompleteOneIsNotTouched) {
+  TemporaryDirectory directory;
+  writeFile(directory / "other", "other");
+  fs::permissions(directory / "other", fs::perms(0640));
+  SwappingDisk disk(directory / "other");
+  auto const package = Package::createInMemory();
+  FileSystemManager manager(*package, disk, disk);
+  manager.addFile(std::make_unique<TextSource>("t"), u"/f", opc::Perms::Perms_tag(0777), kTime);
+  manager.extractAll(directory.u16("root"), kRestore, TransformMode::None);
+  EXPECT_EQ(fs::hard_link_count(directory / "other"), 2U);
+  EXPECT_EQ(permissionsOf(directory.u16("other")), 0640U);
+  EXPECT_NE(timeOf(directory.u16("other")), kTime);
+}
+
 }  // namespace

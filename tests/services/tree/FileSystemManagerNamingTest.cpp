@@ -130,16 +130,6 @@ TEST(FileSystemManagerNaming, WhatXmlCannotCarryIsRefusedBeforeAnythingChanges) 
   EXPECT_THAT(contentParts(*fs.package), IsEmpty());
 }
 
-TEST(PathRules, FindsParentSegments) {
-  EXPECT_TRUE(paths::hasParentSegment(u"/.."));
-  EXPECT_TRUE(paths::hasParentSegment(u"/a/../b"));
-  EXPECT_TRUE(paths::hasParentSegment(u"../b"));
-  EXPECT_TRUE(paths::hasParentSegment(u"/a//.."));
-  EXPECT_FALSE(paths::hasParentSegment(u"/..a/b../.../."));
-  EXPECT_FALSE(paths::hasParentSegment(u"/"));
-  EXPECT_FALSE(paths::hasParentSegment(u""));
-}
-
 TEST(PathRules, DropsTrailingSlashesButNotTheRoot) {
   EXPECT_EQ(paths::withoutTrailingSlashes(u"/a//"), u"/a");
   EXPECT_EQ(paths::withoutTrailingSlashes(u"//"), u"/");

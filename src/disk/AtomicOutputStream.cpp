@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "disk/AtomicOutputStream.hpp"
+
+#include <fcntl.h>
+
+#include "disk/FileMetadata.hpp"
+
+namespace opc {
+
+using boost::system::error_code;
+
+std::unique_ptr<AtomicOutputStream> AtomicOutputStream::create(Place place, FileAttributes const& attributes,
+                                                               bool replace, error_code& error) {
+  FileHandle file;
+  TemporaryName temporary =
+      TemporaryName::makeFile(place.descriptor(), temporaryNameForExtraction, O_WRONLY, file, error);
+  if (error) return nullptr;
+  return std::unique_ptr<AtomicOutputStream>(
+      new AtomicOutputStream(std::move(place), std::move(temporary), std::move(file), attributes, replace));
+}
+
+AtomicOutputStream::AtomicOutputStream(Place place, TemporaryName temporary, FileHandle file,
+                                       FileAttributes const& attributes, bool replace)
+    : FileOutputStream(nullptr),
+      place_(std::move(place)),
+      temporary_(std::move(temporary)),
+      buffer_(std::move(file)),
+      attributes_(attributes),
+      replace_(replace) {
+  rdbuf(&buffer_);
+}
+
+void AtomicOutputStream::commit(error_code& error) {
+  if (!finished_) result_ = finish();
+  finished_ = true;
+  error = result_;
+}
+
+error_code AtomicOutputStream::finish() {
+  bool const isWhole = buffer_.pubsync() == 0 && !bad();
+  error_code const unset = isWhole ? setAttributes() : error_code();
+  error_code error = buffer_.commit();
+  if (!error && !isWhole) error = posixError(EIO);  // something other than the file failed, such as memory
+  if (error || !unset) failedStep_ = Step::Content;
+  if (!error) error = unset;
+  if (!error) temporary_.moveTo(place_.name.c_str(), replace_, error);
+  if (!error) temporary_.remove(error);
+  return error;
+}
+
+error_code AtomicOutputStream::setAttributes() {
+  error_code error;
+  failedStep_ = Step::Time;
+  if (!attributes_.time.is_not_a_date_time()) error = setModificationTime(buffer_.file(), attributes_.time);
+  if (error) return error;
+  failedStep_ = Step::Permissions;
+  bool const isKnown = attributes_.permissions != Perms::NotKnown;
+  if (isKnown && !arePermissionBits(attributes_.permissions)) return posixError(EINVAL);
+  mode_t const restored = attributes_.permissions & attributes_.permittedBits;
+  buffer_.file().setMode(isKnown ? restored : attributes_.mode, error);
+  return error;
+}
+
+}  // namespace opc

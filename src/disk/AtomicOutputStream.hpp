@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <boost/date_time/posix_time/ptime.hpp>
+#include <memory>
+#include <string>
+
+#include "io/FileStreams.hpp"
+#include "io/TemporaryName.hpp"
+#include "opc/FileSystemOps.hpp"
+
+namespace opc {
+
+/// A name in an open folder. It stays in this folder whatever happens to the path by which the folder was found.
+struct Place {
+  std::shared_ptr<FileHandle const> folder;
+  std::string name;
+
+  int descriptor() const { return folder->descriptor(); }
+};
+
+/// What a file gets beside its content.
+struct FileAttributes {
+  mode_t mode;  ///< where the permissions are unknown
+  Perms::Perms_tag permissions = Perms::NotKnown;
+  mode_t permittedBits = 0777;  ///< those of the permissions that are set
+  boost::posix_time::ptime time{};
+};
+
+/// A file that is written under a temporary name (mode 0600) beside its place. commit() completes the content, sets
+/// time and mode by the open file, and then gives the file its name.
+class AtomicOutputStream final : public FileOutputStream {
+ public:
+  /// Null on an error. With `replace` false, commit() fails (EEXIST) where the name is taken.
+  static std::unique_ptr<AtomicOutputStream> create(Place place, FileAttributes const& attributes, bool replace,
+                                                    boost::system::error_code& error);
+
+  void commit(boost::system::error_code& error) override;
+  Step getFailedStep() const override { return failedStep_; }
+
+ private:
+  AtomicOutputStream(Place place, TemporaryName temporary, FileHandle file, FileAttributes const& attributes,
+                     bool replace);
+  boost::system::error_code finish();
+  boost::system::error_code setAttributes();
+
+  Place place_;
+  TemporaryName temporary_;
+  FileOutputBuffer buffer_;
+  FileAttributes attributes_;
+  bool replace_;
+  bool finished_ = false;
+  boost::system::error_code result_;  // of the first commit()
+  Step failedStep_ = Step::Content;
+};
+
+}  // namespace opc

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+#include <iterator>
+
+#include "disk/SourceTree.hpp"
+#include "opc/model/Package.hpp"
+#include "opc/ztservices/FileSystem.hpp"
+#include "support/TestSupport.hpp"
+
+namespace ztpkg {
+namespace {
+
+using opc::ztservices::FileSystemManager;
+using opc::ztservices::TransformMode;
+
+/// Asks more than the library does: for each file once more, and for all the others too.
+class AskingOps final : public ForwardingOps {
+ public:
+  explicit AskingOps(SourceTree& tree) : ForwardingOps(tree), tree_(tree) {}
+
+  bool isFile(std::u16string const& path) override {
+    Paths files;
+    ErrorCode error;
+    tree_.getFiles(u"/", files, true, error);
+    for (std::u16string const& file : files) tree_.isFile(file);
+    tree_.appendPath(u"/", path);
+    return tree_.isFile(path);
+  }
+
+ private:
+  SourceTree& tree_;
+};
+
+class SourceTreeOf : public testing::Test {
+ protected:
+  SourceTreeOf() {
+    for (std::string const name : {"a", "b", "d/c", "e"}) zt_test::writeFile(directory / name, "content of " + name);
+    tree.survey();
+  }
+  static std::string contentOf(FileSystemManager& manager, std::u16string const& path) {
+    auto const source = manager.getFileContentSource(manager.getEntry(path), TransformMode::None);
+    return zt_test::readAll(source->getInputStream());
+  }
+
+  zt_test::TemporaryDirectory directory;
+  opc::LocalFileSystemOps disk;
+  Progress progress{false};
+  SourceTree tree{disk, directory.u16(), {}, progress};
+};
+
+TEST_F(SourceTreeOf, FilesGivesEachItsOwnContentWhateverElseIsAsked) {
+  AskingOps asking(tree);
+  auto const package = opc::model::Package::createInMemory();
+  FileSystemManager manager(*package, asking, asking);
+  manager.addAll(u"/", TransformMode::None);
+  for (std::u16string const path : {u"/a", u"/b", u"/d/c", u"/e"})
+    EXPECT_EQ(contentOf(manager, path), "content of " + opc::toUTF8String(path.substr(1)));
+}
+
+TEST_F(SourceTreeOf, FilesIsNotChangedByQuestions) {
+  EXPECT_TRUE(tree.isFile(u"/b"));
+  EXPECT_FALSE(tree.isSymlink(u"/b"));
+  EXPECT_TRUE(tree.lastFile().empty());
+  opc::OpenedFile const file = tree.openForAdding(u"/a");
+  EXPECT_EQ(std::string(std::istreambuf_iterator(*file.content), {}), "content of a");
+  EXPECT_EQ(tree.lastFile(), u"/a");
+  EXPECT_EQ(progress.done().files, 1U);
+}
+
+TEST_F(SourceTreeOf, FilesReportsALeafThatIsGone) {
+  std::filesystem::remove(directory / "b");
+  EXPECT_FALSE(tree.isFile(u"/b"));
+  EXPECT_THROW(tree.isSymlink(u"/b"), Failure);
+}
+
+}  // namespace
+}  // namespace ztpkg
