@@ -48,8 +48,10 @@ std::shared_ptr<PackageState> openState(std::shared_ptr<zip::RandomAccessBytes c
   state->isReadOnly = mode == AccessMode::ReadOnly;
   state->maximumWholePartBytes = options.maximumWholePartBytes;
   try {
-    state->archive = zip::Archive::open(std::move(bytes), options.maximumItems);
-    detail::PackageReader(*state, options).read();
+    ThrowingFaults faults;
+    zip::Reader container(std::move(bytes), options.maximumItems, faults);
+    state->archive = container.archive();
+    detail::PackageReader(*state, container, options).read();
   } catch (InvalidPackage const& error) {
     throw InvalidPackage(detail::messages::invalidPackage(state->path, error.what()));
   }

@@ -54,8 +54,9 @@ bool isFolder(zip::Entry const& item) {
   return isMarkedAsFolder(item) && item.size == 0 && !isRelationshipsName("/" + std::string(item.name));
 }
 
-PackageReader::PackageReader(PackageState& state, OpenOptions const& options)
+PackageReader::PackageReader(PackageState& state, zip::Reader& container, OpenOptions const& options)
     : state_(state),
+      container_(container),
       archive_(*state.archive),
       options_(options),
       markupBytesLeft_(options.maximumMarkupBytes),
@@ -65,7 +66,7 @@ PackageReader::PackageReader(PackageState& state, OpenOptions const& options)
 
 void PackageReader::read() {
   checkTotalSize();
-  archive_.checkHeaders();
+  container_.checkHeaders();
   collectPieces();
   findContentTypes();
   classifyItems();

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "container/Reader.hpp"
 #include "opc/model/Package.hpp"
 #include "package/ContentTypesPart.hpp"
 #include "package/PackageState.hpp"
@@ -32,7 +33,7 @@ inline bool mayShareName(LooseKind a, LooseKind b) { return a == b && a != Loose
 /// the fault alone.
 class PackageReader {
  public:
-  PackageReader(PackageState& state, OpenOptions const& options);
+  PackageReader(PackageState& state, zip::Reader& container, OpenOptions const& options);
 
   void read();
 
@@ -59,6 +60,7 @@ class PackageReader {
   void readMarkup(std::string const& name, std::uint64_t size, Parse const& parse);
 
   PackageState& state_;
+  zip::Reader& container_;
   zip::Archive const& archive_;
   OpenOptions options_;
   std::uint64_t markupBytesLeft_;

@@ -22,7 +22,7 @@ class EncryptionCheck {
   /// of which no copy is kept.
   EncryptionCheck(PackageCheck const& package, std::vector<unsigned char> const* key);
 
-  /// What ArchiveSurvey::readItems() tells, item by item.
+  /// Called by zip::Reader::readItems(), item by item.
   void take(std::size_t item, std::span<unsigned char const> bytes);
   void finish(std::size_t item, bool isSound);
   /// When all items are read.

@@ -4,23 +4,12 @@
 #include <algorithm>
 #include <string_view>
 
+#include "container/Faults.hpp"
+
 /// What faults are called. The words are stable: programs rely on them, and docs/tool.md lists them.
 namespace opc::ztservices::code {
 
-// The container.
-inline constexpr char kNoEndRecord[] = "no-end-record";
-inline constexpr char kDamagedEndRecord[] = "damaged-end-record";
-inline constexpr char kTrailingData[] = "trailing-data";
-inline constexpr char kDamagedDirectory[] = "damaged-directory";
-inline constexpr char kDamagedEntry[] = "damaged-entry";
-inline constexpr char kPrefixBytes[] = "prefix-bytes";
-inline constexpr char kOverlap[] = "overlap";
-inline constexpr char kGap[] = "gap";
-inline constexpr char kBadLocalHeader[] = "bad-local-header";
-inline constexpr char kBadDescriptor[] = "bad-descriptor";
-inline constexpr char kUnreadableItem[] = "unreadable-item";
-inline constexpr char kDamagedContent[] = "damaged-content";
-inline constexpr char kGrowthHint[] = "growth-hint";
+using namespace model::code;
 
 // The package.
 inline constexpr char kNoContentTypes[] = "no-content-types";

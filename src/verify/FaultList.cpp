@@ -8,6 +8,14 @@
 
 namespace opc::ztservices {
 
+void FaultList::refuse(model::Fault const& fault) {
+  add(fault.code, toString(fault.item, false), fault.finding.empty() ? fault.message : fault.finding);
+}
+
+void FaultList::refuseContent(std::string const&) {}
+
+void FaultList::tolerate(model::Fault const& fault) { refuse(fault); }
+
 void FaultList::add(char const* code, std::u16string item, std::string message) {
   if (!code::isTolerated(code)) isTolerable_ = false;
   bool const isNote = code::isNote(code);

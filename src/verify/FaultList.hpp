@@ -7,14 +7,20 @@
 #include <string_view>
 #include <vector>
 
+#include "container/Faults.hpp"
 #include "opc/ztservices/Verification.hpp"
 
 namespace opc::ztservices {
 
-/// Takes faults in, up to a number.
-class FaultList {
+/// Collects faults, up to a number.
+class FaultList final : public model::Faults {
  public:
   explicit FaultList(std::size_t maximum) : maximum_(maximum) {}
+
+  void refuse(model::Fault const& fault) override;
+  void refuseContent(std::string const& message) override;
+  void tolerate(model::Fault const& fault) override;
+  bool listsAll() const override { return true; }
 
   void add(char const* code, std::u16string item, std::string message);
   /// An item of the container by its raw name, told as the part that it would be.

@@ -52,15 +52,15 @@ std::string withoutSlash(std::string const& name) { return name.substr(1); }
 
 }  // namespace
 
-PackageCheck::PackageCheck(model::zip::ArchiveSurvey const& survey, std::vector<bool> const& isSound,
+PackageCheck::PackageCheck(model::zip::Archive const& archive, std::vector<bool> const& isSound,
                            model::OpenOptions const& limits, FaultList& faults)
-    : survey_(survey),
+    : archive_(archive),
       isSound_(isSound),
       limits_(limits),
       faults_(faults),
       reader_(nullptr, limitsOf(limits), model::XmlSchemaLocations::Refuse),
       relationshipCount_{limits.maximumRelationships},
-      isDone_(survey.size()) {}
+      isDone_(archive.size()) {}
 
 void PackageCheck::identify() {
   collectPieces();
@@ -99,25 +99,25 @@ bool PackageCheck::isSound(CheckedPart const& part) const {
 
 std::uint64_t PackageCheck::sizeOf(CheckedPart const& part) const {
   std::uint64_t size = 0;
-  for (std::uint32_t const item : part.items) size += survey_.entry(item).size;
+  for (std::uint32_t const item : part.items) size += archive_.entry(item).size;
   return size;
 }
 
 std::uint64_t PackageCheck::storedSizeOf(CheckedPart const& part) const {
   std::uint64_t size = 0;
-  for (std::uint32_t const item : part.items) size += survey_.entry(item).storedSize;
+  for (std::uint32_t const item : part.items) size += archive_.entry(item).storedSize;
   return size;
 }
 
 // The pieces are markup of the package's own, or a manifest, and so held whole.
 std::unique_ptr<InputStream> PackageCheck::open(std::vector<std::uint32_t> const& items) const {
-  if (items.size() == 1) return survey_.openContent(items.front());
+  if (items.size() == 1) return archive_.openContent(items.front());
   std::vector<unsigned char> bytes;
   for (std::uint32_t const item : items) {
-    if (survey_.entry(item).size >
+    if (archive_.entry(item).size >
         limits_.maximumMarkupBytes - std::min<std::uint64_t>(bytes.size(), limits_.maximumMarkupBytes))
-      throw InvalidPackage(messages::invalidItem(survey_.entry(item).name, "its pieces are too large together"));
-    append(*survey_.openContent(item), bytes);
+      throw InvalidPackage(messages::invalidItem(archive_.entry(item).name, "its pieces are too large together"));
+    append(*archive_.openContent(item), bytes);
   }
   return std::make_unique<BytesStream>(std::move(bytes));
 }
@@ -125,7 +125,7 @@ std::unique_ptr<InputStream> PackageCheck::open(std::vector<std::uint32_t> const
 void PackageCheck::read(CheckedPart const& part, ContentSink const& take) const {
   std::vector<unsigned char> buffer(65536);
   for (std::uint32_t const item : part.items) {
-    auto const input = survey_.openContent(item);
+    auto const input = archive_.openContent(item);
     while (!input->isEnd()) {
       std::size_t const count = input->read(buffer.data(), buffer.size());
       take({buffer.data(), count});
@@ -144,8 +144,8 @@ std::vector<CheckedPart const*> PackageCheck::targetsOf(std::u16string_view type
 
 void PackageCheck::collectPieces() {
   detail::PieceCollector collector;
-  for (std::uint32_t i = 0; i < survey_.size(); ++i) {
-    std::string_view const name = survey_.entry(i).name;
+  for (std::uint32_t i = 0; i < archive_.size(); ++i) {
+    std::string_view const name = archive_.entry(i).name;
     auto const piece = detail::parsePieceName(name);
     if (!piece) continue;
     isDone_[i] = true;
@@ -164,8 +164,8 @@ void PackageCheck::collectPieces() {
 
 void PackageCheck::findContentTypes() {
   std::vector<std::vector<std::uint32_t>> found;
-  for (std::uint32_t i = 0; i < survey_.size(); ++i)
-    if (detail::equalIgnoringCase(survey_.entry(i).name, detail::kContentTypesItem)) {
+  for (std::uint32_t i = 0; i < archive_.size(); ++i)
+    if (detail::equalIgnoringCase(archive_.entry(i).name, detail::kContentTypesItem)) {
       found.push_back({i});
       isDone_[i] = true;
     }
@@ -195,9 +195,9 @@ void PackageCheck::readContentTypes(std::vector<std::uint32_t> const& items) {
 }
 
 void PackageCheck::classifyItems() {
-  for (std::uint32_t i = 0; i < survey_.size(); ++i) {
+  for (std::uint32_t i = 0; i < archive_.size(); ++i) {
     if (isDone_[i]) continue;
-    auto const entry = survey_.entry(i);
+    auto const entry = archive_.entry(i);
     if (detail::isFolder(entry)) {
       addLoose(entry.name, detail::LooseKind::Folder);
       continue;

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "container/ArchiveSurvey.hpp"
+#include "container/Archive.hpp"
 #include "opc/Streams.hpp"
 #include "opc/model/Package.hpp"
 #include "package/ContentTypesPart.hpp"
@@ -35,8 +35,8 @@ struct CheckedPart {
 class PackageCheck {
  public:
   /// `isSound` tells of each item whether it could be read; what could not has been told already.
-  PackageCheck(model::zip::ArchiveSurvey const& survey, std::vector<bool> const& isSound,
-               model::OpenOptions const& limits, FaultList& faults);
+  PackageCheck(model::zip::Archive const& archive, std::vector<bool> const& isSound, model::OpenOptions const& limits,
+               FaultList& faults);
 
   /// What the items are, and whether their names and content types may stand together. Before anything else, and
   /// perhaps before the items are read to their ends.
@@ -45,7 +45,7 @@ class PackageCheck {
   void check();
 
   model::OpenOptions const& limits() const { return limits_; }
-  std::size_t itemCount() const { return survey_.size(); }
+  std::size_t itemCount() const { return archive_.size(); }
   /// By name, without regard to ASCII case.
   std::vector<CheckedPart> const& parts() const { return parts_; }
   /// The part of exactly that name, or null.
@@ -85,7 +85,7 @@ class PackageCheck {
   void checkTarget(std::string const& source, model::detail::RelationshipRecord const& relationship);
   void checkCoreProperties();
 
-  model::zip::ArchiveSurvey const& survey_;
+  model::zip::Archive const& archive_;
   std::vector<bool> const& isSound_;
   model::OpenOptions limits_;
   FaultList& faults_;

@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "container/ArchiveSurvey.hpp"
+#include "container/Reader.hpp"
 #include "crypto/CipherDataNames.hpp"
 #include "crypto/Digests.hpp"
 #include "crypto/Utils.hpp"
@@ -26,46 +26,11 @@
 namespace opc::ztservices {
 namespace {
 
-using model::zip::ArchiveFault;
-using model::zip::ArchiveSurvey;
-
-char const* codeOf(ArchiveFault fault) {
-  switch (fault) {
-    case ArchiveFault::NoEndRecord:
-      return code::kNoEndRecord;
-    case ArchiveFault::DamagedEndRecord:
-      return code::kDamagedEndRecord;
-    case ArchiveFault::TrailingData:
-      return code::kTrailingData;
-    case ArchiveFault::DamagedDirectory:
-      return code::kDamagedDirectory;
-    case ArchiveFault::DamagedEntry:
-      return code::kDamagedEntry;
-    case ArchiveFault::PrefixBytes:
-      return code::kPrefixBytes;
-    case ArchiveFault::Overlap:
-      return code::kOverlap;
-    case ArchiveFault::Gap:
-      return code::kGap;
-    case ArchiveFault::BadLocalHeader:
-      return code::kBadLocalHeader;
-    case ArchiveFault::BadDescriptor:
-      return code::kBadDescriptor;
-    case ArchiveFault::UnreadableItem:
-      return code::kUnreadableItem;
-    case ArchiveFault::DamagedContent:
-      return code::kDamagedContent;
-    case ArchiveFault::GrowthHint:
-      return code::kGrowthHint;
-  }
-  return code::kInvalidPackage;
-}
-
 /// Nothing is read of a container that declares more than may be taken in.
-bool isWithin(ArchiveSurvey const& survey, std::uint64_t maximumBytes, FaultList& faults) {
+bool isWithin(model::zip::Archive const& archive, std::uint64_t maximumBytes, FaultList& faults) {
   std::uint64_t left = maximumBytes;
-  for (std::size_t i = 0; i < survey.size(); ++i) {
-    auto const item = survey.entry(i);
+  for (std::size_t i = 0; i < archive.size(); ++i) {
+    auto const item = archive.entry(i);
     if (item.size > left) {
       faults.addItem(
           code::kInvalidPackage, item.name,
@@ -116,8 +81,8 @@ void checkThatItOpens(std::u16string const& path, model::OpenOptions const& limi
   }
 }
 
-void readItems(ArchiveSurvey& survey, EncryptionCheck& encryption, std::vector<bool>& isSound) {
-  survey.readItems(
+void readItems(model::zip::Reader& container, EncryptionCheck& encryption, std::vector<bool>& isSound) {
+  container.readItems(
       [&](std::size_t item, bool sound) {
         isSound[item] = sound;
         encryption.finish(item, sound);
@@ -151,18 +116,16 @@ std::size_t VerificationReport::countFaults() const {
 
 VerificationReport verifyPackage(std::u16string const& path, VerificationOptions const& options) {
   FaultList faults(options.maximumFaults);
-  ArchiveSurvey survey(model::zip::openFileBytes(toUTF8String(path)), options.limits.maximumItems,
-                       [&](ArchiveFault fault, std::string_view item, std::string const& message) {
-                         faults.addItem(codeOf(fault), item, message);
-                       });
-  std::vector<bool> isSound(survey.size());
+  model::zip::Reader container(model::zip::openFileBytes(toUTF8String(path)), options.limits.maximumItems, faults);
+  auto const archive = container.archive();
+  std::vector<bool> isSound(archive->size());
   VerificationReport report;
   bool mayOpen = false;
-  if (isWithin(survey, options.limits.maximumTotalBytes, faults)) {
-    PackageCheck package(survey, isSound, options.limits, faults);
+  if (isWithin(*archive, options.limits.maximumTotalBytes, faults)) {
+    PackageCheck package(*archive, isSound, options.limits, faults);
     package.identify();
     EncryptionCheck encryption(package, options.key);
-    readItems(survey, encryption, isSound);
+    readItems(container, encryption, isSound);
     package.check();
     checkOrphans(package, faults);
     mayOpen = faults.isTolerable();
