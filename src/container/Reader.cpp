@@ -209,12 +209,18 @@ void Reader::readItems(ItemSink const& done, ContentSink const& take) {
   std::uint64_t const begin = places.empty() ? archive_->directoryBegin_ : places.front().begin;
   if (begin > 0 && isComplete_)
     tolerate(code::kPrefixBytes, {}, "The archive begins behind " + bytesText(begin) + " of something else");
+  isUnsound_.assign(archive_->size(), false);
   for (std::size_t i = 0; i < archive_->size(); ++i)
-    if (!archive_->isUsable(i)) done(i, false);
+    if (!archive_->isUsable(i)) finish(i, false, done);
   for (std::size_t i = 0; i < places.size(); ++i) {
     bool const isSound = readItem(places[i].index, limitAfter(places, i), take);
-    done(places[i].index, isSound);
+    finish(places[i].index, isSound, done);
   }
+}
+
+void Reader::finish(std::size_t index, bool isSound, ItemSink const& done) {
+  isUnsound_[index] = !isSound;
+  if (done) done(index, isSound);
 }
 
 /// Compares the local header, and the room up to `limit`, with the directory. Leaves the header's size in `header` as

@@ -45,6 +45,9 @@ class Reader {
   /// `take` receives counts only when `done` says that the item is sound.
   void readItems(ItemSink const& done, ContentSink const& take = {});
 
+  /// False when readItems() has found a fault in the item's header or content.
+  bool isSound(std::size_t index) const { return isUnsound_.empty() || !isUnsound_[index]; }
+
  private:
   struct Start;
 
@@ -65,6 +68,7 @@ class Reader {
   void checkBehind(Entry const& item, LocalHeader const& header, std::uint64_t limit);
   std::optional<std::uint64_t> endOfDescriptor(Entry const& item, LocalHeader const& header, std::uint64_t begin,
                                                std::uint64_t limit);
+  void finish(std::size_t index, bool isSound, ItemSink const& done);
   bool readItem(std::size_t index, std::uint64_t limit, ContentSink const& take);
   bool checkExtra(Entry const& item, LocalHeader const& header);
   bool readContent(std::size_t index, std::uint64_t begin, ContentSink const& take);
@@ -77,6 +81,7 @@ class Reader {
   std::shared_ptr<Archive> archive_;
   std::set<std::string> entryFaults_;  // messages, so that a recovered directory repeats none
   bool isComplete_ = false;            // whether the directory could be read to its end
+  std::vector<bool> isUnsound_;        // by item; empty before all items are read
   ReadAhead ahead_;
 };
 

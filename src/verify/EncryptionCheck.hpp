@@ -14,8 +14,8 @@
 
 namespace opc::ztservices {
 
-/// Which parts of a package are encrypted, and which of them are authentic under a key. That is found out while the
-/// items are read, so that nothing is read twice (but parts in pieces) or held.
+/// Finds the parts of a package that are encrypted, and those that are authentic under a key. It works while the items
+/// are read, so that nothing is held, and nothing but parts in pieces is read twice.
 class EncryptionCheck {
  public:
   /// The package is identified. Without a key nothing is authentic. Throws CryptoError for one that is not of 32 bytes,

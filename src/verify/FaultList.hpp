@@ -23,18 +23,15 @@ class FaultList final : public model::Faults {
   bool listsAll() const override { return true; }
 
   void add(char const* code, std::u16string item, std::string message);
-  /// An item of the container by its raw name, told as the part that it would be.
+  /// A fault of an item of the container, listed under the name of the part that it would be.
   void addItem(char const* code, std::string_view rawName, std::string message);
-  /// Whether nothing has been told that keeps a package from being opened.
-  bool isTolerable() const { return isTolerable_; }
-  /// With one more for those that went beyond the number.
+  /// The list, with one more fault that counts those beyond the number.
   std::vector<VerificationFault> take();
 
  private:
   std::size_t maximum_;
   std::uint64_t dropped_ = 0;
   bool hasDroppedNotesAlone_ = true;
-  bool isTolerable_ = true;
   std::vector<VerificationFault> faults_;
 };
 
