@@ -12,6 +12,9 @@ namespace opc::model::zip {
 namespace {
 
 constexpr std::uint64_t kMaximumComment = 0xFFFF;
+// How much of the end of a damaged file is searched for end records, and how many of them are tried.
+constexpr std::uint64_t kSearchedTail = 1u << 20;
+constexpr int kMostEndRecords = 16;
 
 /// The numbers of an end record of either kind.
 struct EndNumbers {
@@ -37,10 +40,10 @@ EndNumbers zip64EndNumbers(unsigned char const* p) {
   return {load32(p + 16), load32(p + 20), load64(p + 24), load64(p + 32), load64(p + 40), load64(p + 48)};
 }
 
-/// The last bytes of the file, enough to hold the end record.
+/// The last bytes of the file, by default enough to hold the end record.
 struct Tail {
-  explicit Tail(RandomAccessBytes const& bytes)
-      : size(std::min(bytes.size(), kMaximumComment + kEndSize)), begin(bytes.size() - size), data(size) {
+  explicit Tail(RandomAccessBytes const& bytes, std::uint64_t most = kMaximumComment + kEndSize)
+      : size(std::min(bytes.size(), most)), begin(bytes.size() - size), data(size) {
     bytes.readAt(begin, data.data(), data.size());
   }
 
@@ -68,7 +71,34 @@ std::size_t findEndRecord(Tail const& tail) {
   return *first;
 }
 
-/// Where the record stands at `written`, or `prefix` bytes further on.
+/// A prefix of another byte source.
+class Prefix final : public RandomAccessBytes {
+ public:
+  Prefix(RandomAccessBytes const& bytes, std::uint64_t size) : bytes_(bytes), size_(size) {}
+  std::uint64_t size() const override { return size_; }
+  void readAt(std::uint64_t offset, void* buffer, std::size_t count) const override {
+    bytes_.readAt(offset, buffer, count);
+  }
+  int descriptor() const override { return -1; }
+
+ private:
+  RandomAccessBytes const& bytes_;
+  std::uint64_t size_;
+};
+
+/// The ends of the end records with their comments, the last one first.
+std::vector<std::uint64_t> endsOfEndRecords(RandomAccessBytes const& bytes) {
+  std::vector<std::uint64_t> ends;
+  Tail const tail(bytes, kSearchedTail);
+  for (std::size_t at = tail.data.size(); at-- > 0 && ends.size() < kMostEndRecords;) {
+    if (tail.data.size() - at < kEndSize || load32(&tail.data[at]) != kEndSignature) continue;
+    std::uint64_t const end = at + kEndSize + load16(&tail.data[at + 20]);
+    if (end <= tail.data.size()) ends.push_back(tail.begin + end);
+  }
+  return ends;
+}
+
+/// Whether the record stands there and ends at the locator.
 bool isZip64End(RandomAccessBytes const& bytes, std::uint64_t position, std::uint64_t locator, unsigned char* record) {
   if (position > locator || locator - position < kZip64EndSize) return false;
   bytes.readAt(position, record, kZip64EndSize);
@@ -124,6 +154,21 @@ DirectoryPlace findDirectory(RandomAccessBytes const& bytes) {
   std::uint64_t const prefix = begin - numbers.offset;
   if (zip64 && zip64->prefix != prefix) throw damagedArchive("its directory does not end at the end record");
   return {begin, numbers.size, numbers.count, prefix};
+}
+
+std::optional<EarlierDirectory> findEarlierDirectory(RandomAccessBytes const& bytes) {
+  for (std::uint64_t const end : endsOfEndRecords(bytes)) try {
+      return EarlierDirectory{findDirectory(Prefix(bytes, end)), bytes.size() - end};
+    } catch (InvalidPackage const&) {  // this one leads to no directory
+    }
+  return std::nullopt;
+}
+
+bool hasEndSignature(RandomAccessBytes const& bytes) {
+  Tail const tail(bytes, kSearchedTail);
+  for (std::size_t at = 0; at + 4 <= tail.data.size(); ++at)
+    if (load32(&tail.data[at]) == kEndSignature) return true;
+  return false;
 }
 
 }  // namespace opc::model::zip

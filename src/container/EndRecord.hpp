@@ -2,18 +2,18 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "container/RandomAccessBytes.hpp"
 
 namespace opc::model::zip {
 
-/// Where the central directory stands, as the end records say; within the file and ending right before
-/// them.
+/// The place of the central directory by the end records: within the file, and ending where they begin.
 struct DirectoryPlace {
   std::uint64_t begin;
   std::uint64_t size;
   std::uint64_t count;
-  /// Bytes that stand before the archive and are not counted by its offsets.
+  /// Bytes in front of the archive that its offsets do not count.
   std::uint64_t prefix;
 };
 
@@ -21,5 +21,18 @@ struct DirectoryPlace {
 /// Throws InvalidPackage where there is none, where a second one lies within the comment, where the
 /// archive is split, and where they disagree with each other or the file.
 DirectoryPlace findDirectory(RandomAccessBytes const& bytes);
+
+/// A directory whose end record does not end the file.
+struct EarlierDirectory {
+  DirectoryPlace place;
+  std::uint64_t bytesBehind;  // how many follow the end record and its comment
+};
+
+/// The same for a file of which findDirectory() throws: the last end record near the end of the file that leads to a
+/// directory.
+std::optional<EarlierDirectory> findEarlierDirectory(RandomAccessBytes const& bytes);
+
+/// Whether the signature of an end record stands near the end of the file.
+bool hasEndSignature(RandomAccessBytes const& bytes);
 
 }  // namespace opc::model::zip

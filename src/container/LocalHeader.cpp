@@ -38,11 +38,14 @@ bool areRightOrZero(Values const& values, Entry const& entry) {
   return same(values.crc, entry.crc) && same(values.stored, entry.storedSize) && same(values.size, entry.size);
 }
 
-/// Whether these bytes are the values of a descriptor of either width.
-bool describes(Entry const& entry, unsigned char const* values, std::size_t available) {
+/// Length of the values of a descriptor, of either width, that agree with the entry; 0 where these bytes are others.
+std::size_t describedSize(Entry const& entry, unsigned char const* values, std::size_t available) {
   Values const expected = valuesOf(entry);
-  return (available >= kNarrowValues && Values{load32(values), load32(values + 4), load32(values + 8)} == expected) ||
-         (available >= kWideValues && Values{load32(values), load64(values + 4), load64(values + 12)} == expected);
+  if (available >= kWideValues && Values{load32(values), load64(values + 4), load64(values + 12)} == expected)
+    return kWideValues;
+  bool const isNarrow =
+      available >= kNarrowValues && Values{load32(values), load32(values + 4), load32(values + 8)} == expected;
+  return isNarrow ? kNarrowValues : 0;
 }
 
 }  // namespace
@@ -70,13 +73,16 @@ LocalHeader checkLocalHeader(Entry const& entry, unsigned char const* begin, std
   return {size, extra, hasDescriptor, isComplete};
 }
 
-void checkDescriptor(Entry const& entry, LocalHeader const& header, unsigned char const* behindData,
-                     std::size_t available) {
+std::size_t checkDescriptor(Entry const& entry, LocalHeader const& header, unsigned char const* behindData,
+                            std::size_t available) {
   bool const isSigned = available >= kSignatureSize && load32(behindData) == kDescriptorSignature;
-  if (isSigned && describes(entry, behindData + kSignatureSize, available - kSignatureSize)) return;
+  if (isSigned)
+    if (auto const size = describedSize(entry, behindData + kSignatureSize, available - kSignatureSize))
+      return kSignatureSize + size;
   // Without a signature of its own the descriptor begins with the CRC, which may look like one.
-  if (describes(entry, behindData, available) || (!isSigned && header.isComplete)) return;
-  throw invalidItem(entry.name, fault::kDescriptorDiffers);
+  auto const size = describedSize(entry, behindData, available);
+  if (size == 0 && (isSigned || !header.isComplete)) throw invalidItem(entry.name, fault::kDescriptorDiffers);
+  return size;
 }
 
 }  // namespace opc::model::zip

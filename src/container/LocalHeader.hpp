@@ -5,30 +5,30 @@
 #include <cstdint>
 #include <string_view>
 
-#include "container/Archive.hpp"
+#include "container/Directory.hpp"
 
 namespace opc::model::zip {
 
 /// A local header that agrees with its directory entry.
 struct LocalHeader {
-  std::size_t size;        // with name and extra field
-  std::string_view extra;  // a view into the bytes given
-  bool hasDescriptor;
-  bool isComplete;  // holds CRC and sizes whether there is a descriptor or not
+  std::size_t size = 0;      // with name and extra field
+  std::string_view extra{};  // a view into the bytes given
+  bool hasDescriptor = false;
+  bool isComplete = true;  // holds CRC and sizes whether there is a descriptor or not
 };
 
 /// Length of the local header that begins with these kLocalSize bytes, its name and extra field included.
-/// Throws InvalidItem where there is none.
+/// Throws InvalidItem where they are no local header.
 std::size_t localHeaderSize(Entry const& entry, unsigned char const* begin);
 
 /// Compares a whole local header with the directory: name, method, encryption, and CRC and sizes unless
-/// they stand in a data descriptor. `size` is what localHeaderSize() said of it, kLocalSize or more. Throws
-/// InvalidItem.
+/// they stand in a data descriptor. `size` comes from localHeaderSize(). Throws InvalidItem.
 LocalHeader checkLocalHeader(Entry const& entry, unsigned char const* begin, std::size_t size);
 
 /// Compares the data descriptor in the bytes behind the item's data with the directory. Writers may leave out
-/// its signature, and the descriptor itself where the local header is complete. Throws InvalidItem.
-void checkDescriptor(Entry const& entry, LocalHeader const& header, unsigned char const* behindData,
-                     std::size_t available);
+/// its signature, and the descriptor itself where the local header is complete. Returns the length of the descriptor, 0
+/// where it is left out. Throws InvalidItem.
+std::size_t checkDescriptor(Entry const& entry, LocalHeader const& header, unsigned char const* behindData,
+                            std::size_t available);
 
 }  // namespace opc::model::zip

@@ -21,6 +21,7 @@ inline constexpr char kOtherName[] = "its Unicode path field gives it another na
 inline constexpr char kWrongLength[] = "wrong length";
 inline constexpr char kWrongCrc[] = "wrong CRC";
 inline constexpr char kDamagedData[] = "damaged compressed data";
+inline constexpr char kBeyondFile[] = "it does not fit into the file";
 inline constexpr char kLeftOver[] = "bytes left over behind its compressed data";
 }  // namespace fault
 

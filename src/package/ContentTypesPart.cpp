@@ -125,6 +125,12 @@ MediaType const* ContentTypes::typeOf(std::string_view name) {
   return found == defaults.end() ? nullptr : found->second;
 }
 
+bool hasForbiddenParameters(ContentType const& type) {
+  constexpr std::u16string_view kDefined = u"application/vnd.openxmlformats-package.";
+  return !type.getParameters().empty() &&
+         caselessCompare((type.getType() + u"/" + type.getSubType()).substr(0, kDefined.size()), kDefined);
+}
+
 ContentTypes readContentTypes(XmlStreamReader& reader, InputStream& input, std::uint64_t maximum,
                               MediaTypePool& types) {
   ContentTypes result;

@@ -26,6 +26,10 @@ struct ContentTypes {
   MediaType const* typeOf(std::string_view name);
 };
 
+/// Whether the type has parameters although the standard defines it, for relationships, core properties or signatures
+/// (ECMA-376-2, 9.1.2).
+bool hasForbiddenParameters(ContentType const& type);
+
 /// Takes so many defaults and overrides at the most. Throws what the reader throws; the faults of content types are
 /// InvalidXMLDocument too.
 ContentTypes readContentTypes(XmlStreamReader& reader, InputStream& input, std::uint64_t maximum, MediaTypePool& types);

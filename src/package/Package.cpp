@@ -48,21 +48,13 @@ std::shared_ptr<PackageState> openState(std::shared_ptr<zip::RandomAccessBytes c
   state->isReadOnly = mode == AccessMode::ReadOnly;
   state->maximumWholePartBytes = options.maximumWholePartBytes;
   try {
-    state->archive = zip::Archive::open(std::move(bytes), options.maximumItems);
-    detail::PackageReader(*state, options).read();
+    ThrowingFaults faults;
+    zip::Reader container(std::move(bytes), options.maximumItems, faults);
+    detail::PackageReader(state, container, options, faults).read();
   } catch (InvalidPackage const& error) {
     throw InvalidPackage(detail::messages::invalidPackage(state->path, error.what()));
   }
   return state;
-}
-
-/// Relationships, core properties and signatures, whose types the standard defines, have no parameters.
-void requireNoParametersOfOwnTypes(ContentType const& type) {
-  constexpr std::u16string_view kOwn = u"vnd.openxmlformats-package.";
-  if (type.getParameters().empty()) return;
-  std::u16string_view const subType = type.getSubType();
-  if (caselessCompare(type.getType(), u"application") && caselessCompare(subType.substr(0, kOwn.size()), kOwn))
-    throw InvalidContentType(detail::messages::parametersNotAllowed(type.toString()));
 }
 
 zip::Effort effortOf(CompressionLevel level) {
@@ -232,7 +224,7 @@ Part Package::createPart(PartName const& name, ContentType const& type, IPhysica
   if (name.isRelationshipsPart()) throw InvalidPartName(messages::reservedPartName(text));
   if (text.size() - 1 > detail::kMaximumItemName) throw InvalidPartName(messages::partNameTooLong(text));
   if (auto const existing = state().clash(text)) throw PartNameClash(messages::partNameClash(text, *existing));
-  requireNoParametersOfOwnTypes(type);
+  if (detail::hasForbiddenParameters(type)) throw InvalidContentType(messages::parametersNotAllowed(type.toString()));
   bool const isStored = info.getCompressionType() == CompressionType::Stored;
   auto const part = state().insert(detail::narrowName(text), state().types.intern(type.toString()));
   part->second.isStored = isStored;

@@ -2,10 +2,10 @@
 #include "package/PackageReader.hpp"
 
 #include <algorithm>
-#include <utility>
 
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
+#include "package/FaultCodes.hpp"
 #include "package/Messages.hpp"
 #include "package/PartNameRules.hpp"
 #include "package/PieceStream.hpp"
@@ -21,238 +21,340 @@ XmlLimits limitsOf(OpenOptions const& options) {
   return limits;
 }
 
-/// Whether the content is no XML document at all but for an XML declaration, as programs leave behind that
-/// broke off. As a relationships part it says nothing, which does no harm. Longer content is not looked at.
-bool holdsNoMarkup(InputStream& input) {
-  constexpr std::size_t kEnough = 4096;  // no declaration is longer
-  std::string text(kEnough, '\0');
-  std::size_t size = 0;
-  while (size < kEnough && !input.isEnd()) size += input.read(text.data() + size, kEnough - size);
-  if (!input.isEnd()) return false;
-  std::string_view rest = std::string_view(text).substr(0, size);
-  if (rest.starts_with("\xEF\xBB\xBF")) rest.remove_prefix(3);
-  if (rest.starts_with("<?xml ")) rest.remove_prefix(std::min(rest.find("?>"), rest.size()));
-  return rest.find('<') == std::string_view::npos;
-}
-
 std::string bytes(std::uint64_t limit) { return std::to_string(limit) + " bytes"; }
 
-[[noreturn]] void failAt(std::string_view item, std::string_view fault) {
-  throw InvalidPackage(messages::invalidItem(item, fault));
-}
+std::string slashed(std::string_view key) { return std::string("/").append(key); }
 
-}  // namespace
-
+/// Whether MS-DOS attributes mark the item as a folder or a volume label. (The same bits of other systems' attributes
+/// are not relied upon.)
 bool isMarkedAsFolder(zip::Entry const& item) {
   constexpr std::uint32_t kVolumeLabel = 0x08, kFolder = 0x10;
   bool const isOfMSDOS = item.versionMadeBy >> 8 == 0;
   return isOfMSDOS && (item.externalAttributes & (kVolumeLabel | kFolder)) != 0;
 }
 
-bool isFolder(zip::Entry const& item) {
+/// Folders, by name or by such a mark, and volume labels. A mark on an item with content, or on a relationships part,
+/// does not count: it would hide what other readers see.
+bool isDirectoryItem(zip::Entry const& item) {
   if (item.name.ends_with('/')) return true;
-  return isMarkedAsFolder(item) && item.size == 0 && !isRelationshipsName("/" + std::string(item.name));
+  return isMarkedAsFolder(item) && item.size == 0 && !isRelationshipsName(slashed(item.name));
 }
 
-PackageReader::PackageReader(PackageState& state, OpenOptions const& options)
-    : state_(state),
-      archive_(*state.archive),
+}  // namespace
+
+/// What an item that is no part is, and so with what it may share its name.
+enum class PackageReader::LooseKind { File, Folder, Piece };
+
+/// What the name of an item makes of it.
+struct PackageReader::Classified {
+  bool isPart = false;
+  MediaType const* type = nullptr;
+  bool isUntyped = false;
+};
+
+PackageReader::PackageReader(std::shared_ptr<PackageState> state, zip::Reader& container, OpenOptions const& options,
+                             Faults& faults)
+    : state_(std::move(state)),
+      container_(container),
+      archive_(container.archive()),
       options_(options),
+      faults_(faults),
       markupBytesLeft_(options.maximumMarkupBytes),
       relationshipCount_{options.maximumRelationships},
       reader_(nullptr, limitsOf(options), XmlSchemaLocations::Refuse),
-      isDone_(archive_.size()) {}
+      isDone_(archive_->size()) {
+  state_->archive = archive_;
+}
 
 void PackageReader::read() {
   checkTotalSize();
-  archive_.checkHeaders();
+  container_.checkHeaders();
+  identify();
+  readRelationships();
+}
+
+bool PackageReader::checkTotalSize() {
+  std::uint64_t left = options_.maximumTotalBytes;
+  for (std::uint32_t i = 0; i < archive_->size(); ++i) {
+    zip::Entry const item = archive_->entry(i);
+    if (item.size > left) {
+      refuse(code::kInvalidPackage, slashed(item.name),
+             messages::invalidItem(item.name, "the items up to this one are larger than " +
+                                                  bytes(options_.maximumTotalBytes) + " together"));
+      return false;
+    }
+    left -= item.size;
+  }
+  return true;
+}
+
+void PackageReader::identify() {
   collectPieces();
   findContentTypes();
   classifyItems();
   keepUnusedOverrides();
-  refuseEqualNames();
-  refuseDerivedNames();
-  readAllRelationships();
+  checkEqualNames();
+  checkDerivedNames();
 }
 
-/// Sizes of items may be summed up without a thought from here on.
-void PackageReader::checkTotalSize() const {
-  std::uint64_t left = options_.maximumTotalBytes;
-  for (std::uint32_t i = 0; i < archive_.size(); ++i) {
-    zip::Entry const item = archive_.entry(i);
-    if (item.size > left)
-      failAt(item.name, "the items up to this one are larger than " + bytes(options_.maximumTotalBytes) + " together");
-    left -= item.size;
-  }
+std::vector<ReadPart> PackageReader::parts() const {
+  std::vector<ReadPart> parts;
+  parts.reserve(state_->parts.size() + clashing_.size());
+  for (auto const& [key, record] : state_->parts) parts.push_back(partOf(key.text(), record));
+  if (clashing_.empty()) return parts;
+  for (auto const& [key, record] : clashing_) parts.push_back(partOf(key, record));
+  std::stable_sort(parts.begin(), parts.end(),
+                   [](ReadPart const& a, ReadPart const& b) { return NameLess::less(a.key, b.key); });
+  // Of items with the same name one is a part.
+  auto const isSame = [](ReadPart const& a, ReadPart const& b) { return a.key == b.key; };
+  parts.erase(std::unique(parts.begin(), parts.end(), isSame), parts.end());
+  return parts;
+}
+
+ReadPart PackageReader::partOf(std::string_view key, PartRecord const& record) const {
+  auto const number = static_cast<std::size_t>(record.offset);
+  if (record.place == Place::Pieces) return {key, record.type, 0, &state_->pieces[number]};
+  return {key, record.type, static_cast<std::uint32_t>(number), nullptr};
+}
+
+bool PackageReader::isSound(ReadPart const& part) const {
+  return std::ranges::all_of(part.items(), [this](std::uint32_t item) { return container_.isSound(item); });
+}
+
+std::unique_ptr<InputStream> PackageReader::open(ReadPart const& part) const {
+  return part.pieces ? openPieces(archive_, *part.pieces) : archive_->openContent(part.item);
 }
 
 void PackageReader::collectPieces() {
   PieceCollector collector;
-  for (std::uint32_t i = 0; i < archive_.size(); ++i) {
-    auto const piece = parsePieceName(archive_.entry(i).name);
+  for (std::uint32_t i = 0; i < archive_->size(); ++i) {
+    std::string_view const name = archive_->entry(i).name;
+    auto const piece = parsePieceName(name);
     if (!piece) continue;
-    collector.add(*piece, i);
     isDone_[i] = true;
+    try {
+      collector.add(*piece, i);
+    } catch (InvalidPackage const& fault) {
+      refuse(code::kDuplicatePiece, slashed(name), fault.what());
+    }
   }
   sequences_ = collector.sequences();
 }
 
 void PackageReader::findContentTypes() {
   std::vector<std::vector<std::uint32_t>> found;
-  for (std::uint32_t i = 0; i < archive_.size(); ++i)
-    if (equalIgnoringCase(archive_.entry(i).name, kContentTypesItem)) {
+  for (std::uint32_t i = 0; i < archive_->size(); ++i)
+    if (equalIgnoringCase(archive_->entry(i).name, kContentTypesItem)) {
       found.push_back({i});
       isDone_[i] = true;
     }
   std::erase_if(sequences_, [&](PieceCollector::Sequence const& sequence) {
     if (!equalIgnoringCase(sequence.name, kContentTypesItem)) return false;
-    if (!sequence.isComplete) failAt(sequence.name, "a piece is missing");
-    found.push_back(sequence.items);
+    if (sequence.isComplete)
+      found.push_back(sequence.items);
+    else
+      refuse(code::kMissingPiece, slashed(sequence.name), messages::invalidItem(sequence.name, "a piece is missing"));
     return true;
   });
-  if (found.empty()) throw InvalidPackage("Not a package: it has no content types");
-  if (found.size() > 1) failAt(kContentTypesItem, "there is more than one");
+  if (found.empty()) return refuse(code::kNoContentTypes, {}, "Not a package: it has no content types");
+  if (found.size() > 1)
+    refuse(code::kSeveralContentTypes, slashed(kContentTypesItem),
+           messages::invalidItem(kContentTypesItem, "there is more than one"));
+  readContentTypes(found.front());
+}
+
+void PackageReader::readContentTypes(std::vector<std::uint32_t> const& items) {
   std::uint64_t size = 0;
-  for (auto const item : found.front()) size += archive_.entry(item).size;
-  readMarkup(kContentTypesItem, size, [&] {
-    PieceStream input(state_.archive, found.front());
-    contentTypes_ = readContentTypes(reader_, input, options_.maximumContentTypes, state_.types);
+  for (auto const item : items) size += archive_->entry(item).size;
+  knowsTypes_ = readMarkup(code::kInvalidContentTypes, kContentTypesItem, size, [&] {
+    PieceStream input(archive_, items);
+    contentTypes_ = detail::readContentTypes(reader_, input, options_.maximumContentTypes, state_->types);
   });
 }
 
-template <typename Parse>
-void PackageReader::readMarkup(std::string const& name, std::uint64_t size, Parse const& parse) {
-  if (size > markupBytesLeft_)
-    failAt(name, "content types and relationships are larger than " + bytes(options_.maximumMarkupBytes) + " together");
+bool PackageReader::readMarkup(char const* code, std::string const& name, std::uint64_t size,
+                               std::function<void()> const& parse) {
+  std::string const item = name.starts_with('/') ? name : slashed(name);
+  auto const fail = [&](char const* fault) { refuse(code, item, messages::invalidItem(name, fault)); };
+  if (size > markupBytesLeft_) {
+    bool const isAlone = size > options_.maximumMarkupBytes;
+    refuse(isAlone ? code : code::kInvalidPackage, isAlone ? item : std::string(),
+           messages::invalidItem(name, "content types and relationships are larger than " +
+                                           bytes(options_.maximumMarkupBytes) + " together"));
+    return false;
+  }
   markupBytesLeft_ -= size;
   try {
     parse();
+    return true;
   } catch (InvalidPackage const& error) {
-    failAt(name, error.what());
+    fail(error.what());
   } catch (InvalidXMLDocument const& error) {
-    failAt(name, error.what());
+    fail(error.what());
   } catch (InvalidItem const& error) {
-    throw InvalidPackage(error.what());  // it names the item
+    faults_.refuseContent(error.what());  // it names the item
   }
+  return false;
 }
 
 void PackageReader::classifyItems() {
-  for (std::uint32_t i = 0; i < archive_.size(); ++i)
-    if (!isDone_[i]) classify(i);
+  for (std::uint32_t i = 0; i < archive_->size(); ++i)
+    if (!isDone_[i]) classifyItem(i);
   for (auto const& sequence : sequences_) classifySequence(sequence);
 }
 
-void PackageReader::classify(std::uint32_t index) {
-  zip::Entry const entry = archive_.entry(index);
+void PackageReader::classifyItem(std::uint32_t index) {
+  zip::Entry const entry = archive_->entry(index);
   std::string_view const item = entry.name;
-  bool isUntyped = false;
-  MediaType const* const type = isFolder(entry) ? nullptr : partTypeOf(item, isUntyped);
-  if (!type) {
-    addLooseItem(index, item.size(), isUntyped);
-    return;
-  }
+  if (isDirectoryItem(entry)) return addLooseItem(index, item.size(), false);
+  if (faults_.listsAll() && isMarkedAsFolder(entry))
+    tolerate(code::kFolderMark, slashed(item),
+             messages::invalidItem(slashed(item), "a file that is marked as a folder or a volume label"));
+  auto const [isPart, type, isUntyped] = classify(item);
+  if (!isPart) return addLooseItem(index, item.size(), isUntyped);
   PartRecord& record = addPart(item, type);
   record.place = Place::Archive;
   record.offset = index;
 }
 
 void PackageReader::classifySequence(PieceCollector::Sequence const& sequence) {
-  bool isUntyped = false;
-  MediaType const* const type = partTypeOf(sequence.name, isUntyped);
-  if (!type || !sequence.isComplete) {
+  if (!sequence.isComplete)
+    tolerate(code::kMissingPiece, slashed(sequence.name),
+             messages::invalidItem(slashed(sequence.name), "a piece is missing"));
+  auto const [isPart, type, isUntyped] = classify(sequence.name);
+  if (!isPart || !sequence.isComplete) {
     for (auto const item : sequence.items) addLooseItem(item, sequence.name.size(), isUntyped);
     return;
   }
-  std::string_view const first = archive_.entry(sequence.items.front()).name;
+  std::string_view const first = archive_->entry(sequence.items.front()).name;
   PartRecord& record = addPart(first.substr(0, sequence.name.size()), type);
   record.place = Place::Pieces;
-  record.offset = state_.pieces.size();
-  state_.pieces.push_back(sequence.items);
+  record.offset = state_->pieces.size();
+  state_->pieces.push_back(sequence.items);
 }
 
-MediaType const* PackageReader::partTypeOf(std::string_view item, bool& isUntyped) {
+PackageReader::Classified PackageReader::classify(std::string_view item) {
   name_.assign(1, '/').append(item);
-  if (!isValidPartName(name_)) return nullptr;
-  MediaType const* const type = contentTypes_.typeOf(name_);
-  isUntyped = type == nullptr;
-  if (isRelationshipsName(name_)) {
-    if (!type) failAt(name_, "a relationships part without a content type");
-    if (!type->is(kRelationshipsType)) failAt(name_, "a relationships part with another content type");
-    if (isRelationshipsName(sourceNameOf(name_))) failAt(name_, "a relationships part with relationships");
+  if (!isValidPartName(name_)) {
+    if (faults_.listsAll())
+      tolerate(code::kInvalidPartName, name_, messages::invalidItem(name_, "its name is not one that a part may have"));
+    return {};
   }
-  return type && type->value ? type : nullptr;
+  if (!knowsTypes_) return {true, nullptr, false};
+  MediaType const* const type = contentTypes_.typeOf(name_);
+  if (isRelationshipsName(name_)) checkRelationshipsName(type);
+  if (faults_.listsAll()) checkType(type);
+  return {type && type->value, type, type == nullptr};
+}
+
+void PackageReader::checkRelationshipsName(MediaType const* type) {
+  auto const fail = [this](char const* code, char const* fault) {
+    refuse(code, name_, messages::invalidItem(name_, fault));
+  };
+  if (!type) fail(code::kRelationshipsType, "a relationships part without a content type");
+  if (type && !type->is(kRelationshipsType))
+    fail(code::kRelationshipsType, "a relationships part with another content type");
+  if (isRelationshipsName(sourceNameOf(name_)))
+    fail(code::kRelationshipsOfRelationships, "a relationships part with relationships");
+}
+
+/// What readers tolerate.
+void PackageReader::checkType(MediaType const* type) {
+  auto const report = [this](char const* code, std::string const& fault) {
+    tolerate(code, name_, messages::invalidItem(name_, fault));
+  };
+  if (!type && !isRelationshipsName(name_)) report(code::kUntypedItem, "it has no content type");
+  if (!type) return;
+  if (!type->value)
+    report(code::kInvalidContentType, messages::invalidContentType(type->text));
+  else if (hasForbiddenParameters(*type->value))
+    report(code::kTypeParameters, messages::parametersNotAllowed(type->text));
 }
 
 PartRecord& PackageReader::addPart(std::string_view key, MediaType const* type) {
-  std::size_t const before = state_.parts.size();
-  auto const part = state_.parts.emplace_hint(state_.parts.end(), PartKey::viewOf(key), PartRecord());
-  if (state_.parts.size() == before) throw InvalidPackage(messages::namesClash(part->first.text(), key));
-  part->second.type = type;
-  return part->second;
+  auto& parts = state_->parts;
+  std::size_t const before = parts.size();
+  auto const part = parts.emplace_hint(parts.end(), PartKey::viewOf(key), PartRecord());
+  PartRecord* record = &part->second;
+  if (parts.size() == before) {
+    std::string_view const existing = part->first.text();
+    faults_.refuse({code::kNamesClash, slashed(key), messages::namesClash(existing, key),
+                    messages::namesClash(slashed(existing), slashed(key))});
+    record = &clashing_.emplace_back(key, PartRecord()).second;
+  }
+  record->type = type;
+  return *record;
 }
 
 void PackageReader::addLooseItem(std::uint32_t index, std::size_t nameLength, bool isUntyped) {
-  state_.items.push_back({index, static_cast<std::uint16_t>(nameLength), isUntyped});
+  items_.push_back({index, static_cast<std::uint16_t>(nameLength), isUntyped});
 }
 
 void PackageReader::keepUnusedOverrides() {
   for (auto const& [name, entry] : contentTypes_.overrides)
-    if (!entry.isUsed) state_.overrides.emplace(name, entry.type);
-  state_.defaults = std::move(contentTypes_.defaults);
+    if (!entry.isUsed) state_->overrides.emplace(name, entry.type);
+  state_->defaults = std::move(contentTypes_.defaults);
   contentTypes_ = {};
 }
 
-LooseKind PackageReader::kindOf(LooseItem const& item) const {
-  zip::Entry const entry = archive_.entry(item.index);
+PackageReader::LooseKind PackageReader::kindOf(LooseItem const& item) const {
+  zip::Entry const entry = archive_->entry(item.index);
   if (item.nameLength < entry.name.size()) return LooseKind::Piece;
-  return isFolder(entry) ? LooseKind::Folder : LooseKind::File;
+  return isDirectoryItem(entry) ? LooseKind::Folder : LooseKind::File;
 }
 
 /// Among the items that are no parts, and between them and the parts: equal names, and names that are
 /// used both whole and in pieces.
-void PackageReader::refuseEqualNames() {
-  auto const nameOf = [this](LooseItem const& item) { return archive_.entry(item.index).name; };
-  auto const taken = [&](LooseItem const& item) { return nameOf(item).substr(0, item.nameLength); };
-  auto& items = state_.items;
-  std::stable_sort(items.begin(), items.end(),
+void PackageReader::checkEqualNames() {
+  auto const taken = [this](LooseItem const& item) {
+    return archive_->entry(item.index).name.substr(0, item.nameLength);
+  };
+  std::stable_sort(items_.begin(), items_.end(),
                    [&](LooseItem const& a, LooseItem const& b) { return NameLess::less(taken(a), taken(b)); });
-  for (auto item = items.begin(); item != items.end(); ++item) {
-    auto const part = state_.parts.find(taken(*item));
-    if (part != state_.parts.end()) throw InvalidPackage(messages::namesClash(part->first.text(), nameOf(*item)));
-    auto const next = item + 1;
-    if (next == items.end() || !equalIgnoringCase(taken(*item), taken(*next))) continue;
-    if (!mayShareName(kindOf(*item), kindOf(*next)))
-      throw InvalidPackage(messages::namesClash(nameOf(*item), nameOf(*next)));
+  for (auto item = items_.begin(); item != items_.end(); ++item) {
+    bool const isSecond = item != items_.begin() && equalIgnoringCase(taken(*std::prev(item)), taken(*item));
+    checkLooseItem(isSecond ? &*std::prev(item) : nullptr, *item);
   }
+  state_->items = std::move(items_);
+}
+
+/// Holds an item that is no part against the one before it of the same name, or against the part of that name. Folders,
+/// which some writers list twice, may share a name, and so may the pieces of one part.
+void PackageReader::checkLooseItem(LooseItem const* before, LooseItem const& item) {
+  std::string_view const name = archive_->entry(item.index).name, taken = name.substr(0, item.nameLength);
+  std::string_view other;
+  if (before) {
+    LooseKind const kind = kindOf(item);
+    if (kind == kindOf(*before) && kind != LooseKind::File) return;
+    other = archive_->entry(before->index).name;
+  } else {
+    auto const part = state_->parts.find(taken);
+    if (part == state_->parts.end()) return;
+    other = part->first.text();
+  }
+  faults_.refuse({code::kNamesClash, slashed(taken), messages::namesClash(other, name),
+                  messages::namesClash(slashed(other), slashed(name))});
 }
 
 /// The names that continue a name stand right behind it.
-void PackageReader::refuseDerivedNames() {
-  auto part = state_.parts.begin();
-  if (part == state_.parts.end()) return;
-  for (auto next = std::next(part); next != state_.parts.end(); part = next++)
-    if (continues(next->first.text(), part->first.text()))
-      throw InvalidPackage(messages::namesClash(part->first.text(), next->first.text()));
+void PackageReader::checkDerivedNames() {
+  std::string_view base;
+  for (auto const& [key, record] : state_->parts) {
+    std::string_view const name = key.text();
+    if (!base.empty() && continues(name, base))
+      faults_.refuse({code::kDerivedName, slashed(name), messages::namesClash(base, name),
+                      messages::namesClash(slashed(base), slashed(name))});
+    else
+      base = name;
+  }
 }
 
-void PackageReader::readAllRelationships() {
-  for (auto part = state_.parts.begin(); part != state_.parts.end(); ++part)
-    if (endsIgnoringCase(part->first.text(), ".rels") && isRelationshipsName(PackageState::nameOf(part)))
-      readRelationshipsOf(part);
+void PackageReader::refuse(char const* code, std::string_view item, std::string const& message) const {
+  faults_.refuse({code, std::string(item), message});
 }
 
-void PackageReader::readRelationshipsOf(PartTable::iterator part) {
-  std::string const name = PackageState::nameOf(part);
-  auto relationships = std::make_unique<RelationshipSet>();
-  readMarkup(name, state_.sizeOf(part), [&] {
-    auto const input = state_.openContent(part);
-    try {
-      readRelationships(reader_, *input, sourceNameOf(name), state_.texts, relationshipCount_, *relationships);
-    } catch (InvalidXMLDocument const&) {
-      if (!holdsNoMarkup(*state_.openContent(part))) throw;
-    }
-  });
-  part->second.relationships = std::move(relationships);
+void PackageReader::tolerate(char const* code, std::string_view item, std::string const& message) const {
+  faults_.tolerate({code, std::string(item), message});
 }
 
 }  // namespace opc::model::detail

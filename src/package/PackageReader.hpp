@@ -2,10 +2,16 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "container/Faults.hpp"
+#include "container/Reader.hpp"
 #include "opc/model/Package.hpp"
 #include "package/ContentTypesPart.hpp"
 #include "package/PackageState.hpp"
@@ -15,59 +21,93 @@
 
 namespace opc::model::detail {
 
-/// Whether MS-DOS attributes mark the item as a folder or a volume label. (The same bits of other systems' attributes
-/// are not relied upon.)
-bool isMarkedAsFolder(zip::Entry const& item);
-/// Folders, by name or by such a mark, and volume labels. A mark on an item with content, or on a relationships part,
-/// does not count: it would hide what other readers see.
-bool isFolder(zip::Entry const& item);
+/// A part as the container holds it.
+struct ReadPart {
+  std::string_view key;                      // its name without the leading slash
+  MediaType const* type;                     // null where the content types cannot be read
+  std::uint32_t item;                        // when it is not in pieces
+  std::vector<std::uint32_t> const* pieces;  // null for a part in one item
 
-/// What an item that is no part is, and so with what it may share its name.
-enum class LooseKind { File, Folder, Piece };
+  std::string name() const { return std::string("/").append(key); }
+  std::span<std::uint32_t const> items() const { return pieces ? std::span(*pieces) : std::span(&item, 1); }
+};
 
-/// Folders, which some writers list twice, and the pieces of one part; whatever comes first.
-inline bool mayShareName(LooseKind a, LooseKind b) { return a == b && a != LooseKind::File; }
-
-/// Finds out what the items of an archive are and fills an empty state with it. Throws InvalidPackage with
-/// the fault alone.
+/// Classifies the items of a container, which become parts, relationships and items that are no parts, and fills an
+/// empty state with them. Reports every breach of the rules, of which the clauses of ECMA-376-2 stand beside each. A
+/// sink that throws makes it the strict reader that opening a package needs. Behind a sink that returns, items whose
+/// names clash are parts all the same, and without content types every item with the name of a part is one.
 class PackageReader {
  public:
-  PackageReader(PackageState& state, OpenOptions const& options);
+  /// The state gets the items of the container. What is passed must outlive the reader.
+  PackageReader(std::shared_ptr<PackageState> state, zip::Reader& container, OpenOptions const& options,
+                Faults& faults);
 
+  /// All steps below, in the order that opening needs.
   void read();
 
+  /// False when the items are larger together than the limit. Afterwards sizes may be summed up without overflow.
+  bool checkTotalSize();
+  /// Finds out what the items are, and whether their names may stand together. Reads the content types.
+  void identify();
+  /// Reads the relationships of all sources; those that the container's reader has found damaged are left out.
+  void readRelationships();
+
+  PackageState& state() const { return *state_; }
+  /// The parts in the order of NameLess, those included whose names clash with others. Valid while the reader lives.
+  std::vector<ReadPart> parts() const;
+  bool isSound(ReadPart const& part) const;
+  std::unique_ptr<InputStream> open(ReadPart const& part) const;
+  /// Whether all of the package's own relationships are known.
+  bool knowsRelationships() const { return knowsRelationships_; }
+  /// A package over the state.
+  std::unique_ptr<Package> package() const { return std::unique_ptr<Package>(new Package(state_)); }
+
  private:
-  void checkTotalSize() const;
+  enum class LooseKind;
+  struct Classified;
+
   void collectPieces();
   void findContentTypes();
+  void readContentTypes(std::vector<std::uint32_t> const& items);
   void classifyItems();
-  void classify(std::uint32_t index);
+  void classifyItem(std::uint32_t index);
   void classifySequence(PieceCollector::Sequence const& sequence);
-  /// The content type under which the item is a part, or null.
-  MediaType const* partTypeOf(std::string_view item, bool& isUntyped);
+  Classified classify(std::string_view item);
+  void checkType(MediaType const* type);
+  void checkRelationshipsName(MediaType const* type);
   PartRecord& addPart(std::string_view key, MediaType const* type);
   void addLooseItem(std::uint32_t index, std::size_t nameLength, bool isUntyped);
   void keepUnusedOverrides();
   LooseKind kindOf(LooseItem const& item) const;
-  void refuseEqualNames();
-  void refuseDerivedNames();
-  void readAllRelationships();
-  void readRelationshipsOf(PartTable::iterator part);
-  /// Has `parse` read a document of the package itself of that size, if that much may still be read; its
-  /// faults get the name.
-  template <typename Parse>
-  void readMarkup(std::string const& name, std::uint64_t size, Parse const& parse);
+  void checkEqualNames();
+  void checkLooseItem(LooseItem const* before, LooseItem const& item);
+  void checkDerivedNames();
+  ReadPart partOf(std::string_view key, PartRecord const& record) const;
+  std::unique_ptr<RelationshipSet> relationshipsIn(ReadPart const& part);
+  void parseRelationships(ReadPart const& part, RelationshipSet& relationships);
+  void checkTarget(std::string const& source, RelationshipRecord const& relationship);
+  /// Has `parse` read a document of the package itself of that size, as long as the limit for all of them allows it.
+  /// False where the document could not be read.
+  bool readMarkup(char const* code, std::string const& name, std::uint64_t size, std::function<void()> const& parse);
+  void refuse(char const* code, std::string_view item, std::string const& message) const;
+  void tolerate(char const* code, std::string_view item, std::string const& message) const;
 
-  PackageState& state_;
-  zip::Archive const& archive_;
+  std::shared_ptr<PackageState> state_;
+  zip::Reader& container_;
+  std::shared_ptr<zip::Archive const> archive_;
   OpenOptions options_;
+  Faults& faults_;
   std::uint64_t markupBytesLeft_;
   RelationshipCount relationshipCount_;
   XmlStreamReader reader_;
   std::vector<PieceCollector::Sequence> sequences_;
   std::vector<bool> isDone_;  // by item: a piece, or the content types
   ContentTypes contentTypes_;
-  std::string name_;  // of the item in hand, as a part's
+  bool knowsTypes_ = false;
+  bool knowsRelationships_ = true;
+  std::vector<LooseItem> items_;
+  std::vector<std::pair<std::string_view, PartRecord>> clashing_;  // parts whose names the state has already
+  std::string name_;                                               // of the item being classified, as a part's
 };
 
 }  // namespace opc::model::detail

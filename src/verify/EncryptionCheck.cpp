@@ -10,12 +10,25 @@
 #include "opc/model/Exceptions.hpp"
 #include "services/tree/EncryptedContent.hpp"
 #include "text/Narrow.hpp"
-#include "verify/BytesStream.hpp"
 
 namespace opc::ztservices {
 namespace {
 
 using Bytes = std::vector<unsigned char>;
+
+/// Reads bytes that it owns.
+class BytesStream final : public InputStream {
+ public:
+  explicit BytesStream(Bytes bytes) : bytes_(std::move(bytes)), input_(bytes_) {}
+  void reset() override { input_.reset(); }
+  std::size_t read(void* buffer, std::size_t count) override { return input_.read(buffer, count); }
+  bool isEnd() override { return input_.isEnd(); }
+  void clear() override { input_.clear(); }
+
+ private:
+  Bytes bytes_;
+  ByteArrayInAdaptor input_;
+};
 
 bool isOfOurAlgorithm(CheckedPart const& part) {
   return part.type->value->getParameterValue(u"encryption") == toString(kEncryptionAlgorithm);
@@ -30,8 +43,8 @@ EncryptionCheck::EncryptionCheck(PackageCheck const& package, Bytes const* key)
   message_.emplace(*key_);
   partOf_.assign(package.itemCount(), kNone);
   for (CheckedPart const& part : package.parts())
-    if (isEncrypted(part) && isOfOurAlgorithm(part) && part.items.size() == 1)
-      partOf_[part.items.front()] = static_cast<std::uint32_t>(numberOf(part));
+    if (isEncrypted(part) && isOfOurAlgorithm(part) && part.items().size() == 1)
+      partOf_[part.item] = static_cast<std::uint32_t>(numberOf(part));
 }
 
 void EncryptionCheck::take(std::size_t item, std::span<unsigned char const> bytes) {
@@ -48,7 +61,7 @@ void EncryptionCheck::finish(std::size_t item, bool isSound) {
 void EncryptionCheck::finishPieces() {
   if (!key_) return;
   for (CheckedPart const& part : package_.parts())
-    if (part.items.size() > 1 && isEncrypted(part) && isOfOurAlgorithm(part) && package_.isSound(part))
+    if (part.items().size() > 1 && isEncrypted(part) && isOfOurAlgorithm(part) && package_.isSound(part))
       isAuthentic_[numberOf(part)] = isAuthenticInPieces(part);
 }
 

@@ -14,15 +14,15 @@
 
 namespace opc::ztservices {
 
-/// Which parts of a package are encrypted, and which of them are authentic under a key. That is found out while the
-/// items are read, so that nothing is read twice (but parts in pieces) or held.
+/// Finds the parts of a package that are encrypted, and those that are authentic under a key. It works while the items
+/// are read, so that nothing is held, and nothing but parts in pieces is read twice.
 class EncryptionCheck {
  public:
   /// The package is identified. Without a key nothing is authentic. Throws CryptoError for one that is not of 32 bytes,
   /// of which no copy is kept.
   EncryptionCheck(PackageCheck const& package, std::vector<unsigned char> const* key);
 
-  /// What ArchiveSurvey::readItems() tells, item by item.
+  /// Called by zip::Reader::readItems(), item by item.
   void take(std::size_t item, std::span<unsigned char const> bytes);
   void finish(std::size_t item, bool isSound);
   /// When all items are read.

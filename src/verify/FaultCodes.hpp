@@ -1,49 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <algorithm>
 #include <string_view>
 
-/// What faults are called. The words are stable: programs rely on them, and docs/tool.md lists them.
+#include "container/Faults.hpp"
+#include "package/FaultCodes.hpp"
+
+/// Stable names of all faults. Programs rely on them, and docs/tool.md lists them.
 namespace opc::ztservices::code {
 
-// The container.
-inline constexpr char kNoEndRecord[] = "no-end-record";
-inline constexpr char kDamagedEndRecord[] = "damaged-end-record";
-inline constexpr char kTrailingData[] = "trailing-data";
-inline constexpr char kDamagedDirectory[] = "damaged-directory";
-inline constexpr char kDamagedEntry[] = "damaged-entry";
-inline constexpr char kPrefixBytes[] = "prefix-bytes";
-inline constexpr char kOverlap[] = "overlap";
-inline constexpr char kGap[] = "gap";
-inline constexpr char kBadLocalHeader[] = "bad-local-header";
-inline constexpr char kBadDescriptor[] = "bad-descriptor";
-inline constexpr char kUnreadableItem[] = "unreadable-item";
-inline constexpr char kDamagedContent[] = "damaged-content";
-inline constexpr char kGrowthHint[] = "growth-hint";
+using namespace model::code;
 
 // The package.
-inline constexpr char kNoContentTypes[] = "no-content-types";
-inline constexpr char kSeveralContentTypes[] = "several-content-types";
-inline constexpr char kInvalidContentTypes[] = "invalid-content-types";
-inline constexpr char kUntypedItem[] = "untyped-item";
-inline constexpr char kInvalidPartName[] = "invalid-part-name";
-inline constexpr char kInvalidContentType[] = "invalid-content-type";
-inline constexpr char kTypeParameters[] = "type-parameters";
-inline constexpr char kFolderMark[] = "folder-mark";
-inline constexpr char kNamesClash[] = "names-clash";
-inline constexpr char kDerivedName[] = "derived-name";
-inline constexpr char kDuplicatePiece[] = "duplicate-piece";
-inline constexpr char kMissingPiece[] = "missing-piece";
-inline constexpr char kRelationshipsType[] = "relationships-type";
-inline constexpr char kRelationshipsOfRelationships[] = "relationships-of-relationships";
-inline constexpr char kInvalidRelationships[] = "invalid-relationships";
-inline constexpr char kMissingTarget[] = "missing-target";
-inline constexpr char kBackslashTarget[] = "backslash-target";
 inline constexpr char kSeveralCoreProperties[] = "several-core-properties";
 inline constexpr char kInvalidCoreProperties[] = "invalid-core-properties";
 inline constexpr char kOrphanedPart[] = "orphaned-part";
-inline constexpr char kInvalidPackage[] = "invalid-package";
 
 // The file system.
 inline constexpr char kSeveralManifests[] = "several-manifests";
@@ -66,16 +37,7 @@ inline constexpr char kInvalidCipherData[] = "invalid-cipher-data";
 
 inline constexpr char kMoreFaults[] = "more-faults";
 
-/// Whether readers have to put up with it: the package is one all the same.
-inline bool isTolerated(std::string_view code) {
-  constexpr std::string_view kTolerated[] = {
-      kPrefixBytes,    kGap,        kGrowthHint,   kUntypedItem,   kInvalidPartName, kInvalidContentType,
-      kTypeParameters, kFolderMark, kMissingPiece, kMissingTarget, kBackslashTarget, kSeveralCoreProperties,
-      kOrphanedPart};
-  return std::ranges::find(kTolerated, code) != std::end(kTolerated);
-}
-
-/// Whether it is told without being a breach of any rule.
+/// Whether it breaks no rule.
 inline bool isNote(std::string_view code) { return code == kGrowthHint; }
 
 }  // namespace opc::ztservices::code

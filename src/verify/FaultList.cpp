@@ -8,8 +8,15 @@
 
 namespace opc::ztservices {
 
+void FaultList::refuse(model::Fault const& fault) {
+  add(fault.code, toString(fault.item, false), fault.finding.empty() ? fault.message : fault.finding);
+}
+
+void FaultList::refuseContent(std::string const&) {}  // listed when the contents are read
+
+void FaultList::tolerate(model::Fault const& fault) { refuse(fault); }
+
 void FaultList::add(char const* code, std::u16string item, std::string message) {
-  if (!code::isTolerated(code)) isTolerable_ = false;
   bool const isNote = code::isNote(code);
   if (faults_.size() == maximum_) {
     ++dropped_;

@@ -61,8 +61,8 @@ void FileSystemCheck::checkManifest(CheckedPart const& manifest) {
 bool FileSystemCheck::isHoldable(CheckedPart const& manifest) {
   std::uint64_t const size = package_.sizeOf(manifest), limit = package_.limits().maximumWholePartBytes;
   if (size > limit)
-    faults_.add(code::kInvalidManifest, wideName(manifest.name),
-                messages::tooLargeToHold(wideName(manifest.name), size, limit));
+    faults_.add(code::kInvalidManifest, wideName(manifest.name()),
+                messages::tooLargeToHold(wideName(manifest.name()), size, limit));
   return size <= limit && !isTooSmallForEncrypted(package_.storedSizeOf(manifest), size);
 }
 
@@ -71,7 +71,7 @@ CheckedPart const* FileSystemCheck::findManifest() {
   if (found.empty()) found = package_.targetsOf(FileSystemManager::getRelationshipTypeV1());
   if (found.empty()) return nullptr;
   CheckedPart const& manifest = *found.front();
-  std::u16string const name = wideName(manifest.name);
+  std::u16string const name = wideName(manifest.name());
   if (found.size() > 1)
     faults_.add(code::kSeveralManifests, name,
                 "The package has " + std::to_string(found.size()) + " manifests, of which " + shown(name) + " counts");
@@ -86,7 +86,7 @@ CheckedPart const* FileSystemCheck::findManifest() {
 bool FileSystemCheck::read(CheckedPart const& manifest) {
   bool const isVersion1 = hasType(manifest, FileSystemManager::getPartContentTypeV1());
   try {
-    auto const input = isDecrypted_ ? encryption_.open(manifest) : package_.open(manifest.items);
+    auto const input = isDecrypted_ ? encryption_.open(manifest) : package_.open(manifest);
     readManifestEntries(
         *input, [&](ManifestEntry const& entry) { take(entry, isVersion1); },
         [&](char const* code, std::u16string const& path, std::string const& what) {
@@ -95,7 +95,7 @@ bool FileSystemCheck::read(CheckedPart const& manifest) {
     return true;
   } catch (Exception const& fault) {
     if (fault.getErrorCode()) throw;
-    faults_.add(code::kInvalidManifest, wideName(manifest.name), shown(manifest.name) + ": " + fault.what());
+    faults_.add(code::kInvalidManifest, wideName(manifest.name()), shown(manifest.name()) + ": " + fault.what());
     return false;
   }
 }
@@ -150,14 +150,14 @@ void FileSystemCheck::checkPlaces() {
 
 void FileSystemCheck::checkUnreferenced() {
   for (std::size_t i = 0; i < owners_.size(); ++i) {
-    std::string const& name = package_.parts()[i].name;
+    std::string const name = package_.parts()[i].name();
     if (owners_[i] == 0 && name.starts_with(kContents) && !model::detail::isRelationshipsName(name))
       faults_.add(code::kUnreferencedPart, wideName(name), shown(name) + ": contents that belong to no entry");
   }
 }
 
 bool FileSystemCheck::isContents(CheckedPart const& part) const {
-  return part.name.starts_with(kContents) || owners_[static_cast<std::size_t>(&part - package_.parts().data())] != 0;
+  return part.name().starts_with(kContents) || owners_[static_cast<std::size_t>(&part - package_.parts().data())] != 0;
 }
 
 /// A key is told from another one by what it opens: where that is nothing, of all that could be read of the container,
@@ -175,12 +175,12 @@ void FileSystemCheck::checkEncryption(CheckedPart const* manifest) {
   for (std::size_t i = 0; i < owners_.size(); ++i) {
     CheckedPart const& part = package_.parts()[i];
     if (isEncrypted(part) && (&part == manifest || isContents(part)))
-      checkEncrypted(part, owners_[i] != 0 ? entries_[owners_[i] - 1].path : wideName(part.name));
+      checkEncrypted(part, owners_[i] != 0 ? entries_[owners_[i] - 1].path : wideName(part.name()));
   }
 }
 
 void FileSystemCheck::checkEncrypted(CheckedPart const& part, std::u16string const& path) {
-  std::string const of = path == wideName(part.name) ? "" : ": " + shown(part.name);
+  std::string const of = path == wideName(part.name()) ? "" : ": " + shown(part.name());
   if (EncryptionCheck::isTooShort(package_.sizeOf(part)))
     faults_.add(code::kTruncatedEncryption, path,
                 shown(path) + ": too short to be encrypted, as its content type says that it is" + of);

@@ -5,7 +5,7 @@
 #include <span>
 #include <vector>
 
-#include "container/ArchiveSurvey.hpp"
+#include "container/Reader.hpp"
 #include "crypto/CipherDataNames.hpp"
 #include "crypto/Digests.hpp"
 #include "crypto/Utils.hpp"
@@ -14,7 +14,7 @@
 #include "opc/ztservices/CipherData.hpp"
 #include "package/CorePropertiesPart.hpp"
 #include "package/Messages.hpp"
-#include "package/PartNameRules.hpp"
+#include "package/PackageReader.hpp"
 #include "services/properties/PartsXml.hpp"
 #include "services/tree/ManifestNames.hpp"
 #include "verify/EncryptionCheck.hpp"
@@ -26,80 +26,20 @@
 namespace opc::ztservices {
 namespace {
 
-using model::zip::ArchiveFault;
-using model::zip::ArchiveSurvey;
-
-char const* codeOf(ArchiveFault fault) {
-  switch (fault) {
-    case ArchiveFault::NoEndRecord:
-      return code::kNoEndRecord;
-    case ArchiveFault::DamagedEndRecord:
-      return code::kDamagedEndRecord;
-    case ArchiveFault::TrailingData:
-      return code::kTrailingData;
-    case ArchiveFault::DamagedDirectory:
-      return code::kDamagedDirectory;
-    case ArchiveFault::DamagedEntry:
-      return code::kDamagedEntry;
-    case ArchiveFault::PrefixBytes:
-      return code::kPrefixBytes;
-    case ArchiveFault::Overlap:
-      return code::kOverlap;
-    case ArchiveFault::Gap:
-      return code::kGap;
-    case ArchiveFault::BadLocalHeader:
-      return code::kBadLocalHeader;
-    case ArchiveFault::BadDescriptor:
-      return code::kBadDescriptor;
-    case ArchiveFault::UnreadableItem:
-      return code::kUnreadableItem;
-    case ArchiveFault::DamagedContent:
-      return code::kDamagedContent;
-    case ArchiveFault::GrowthHint:
-      return code::kGrowthHint;
-  }
-  return code::kInvalidPackage;
-}
-
-/// Nothing is read of a container that declares more than may be taken in.
-bool isWithin(ArchiveSurvey const& survey, std::uint64_t maximumBytes, FaultList& faults) {
-  std::uint64_t left = maximumBytes;
-  for (std::size_t i = 0; i < survey.size(); ++i) {
-    auto const item = survey.entry(i);
-    if (item.size > left) {
-      faults.addItem(
-          code::kInvalidPackage, item.name,
-          model::detail::messages::invalidItem(item.name, "the items up to this one are larger than " +
-                                                              std::to_string(maximumBytes) + " bytes together"));
-      return false;
-    }
-    left -= item.size;
-  }
-  return true;
-}
-
-/// Parts under the names and of the content types of our managers that no manager finds.
-void checkOrphans(PackageCheck const& package, FaultList& faults) {
-  if (!package.knowsRelationships()) return;
-  for (model::detail::OwnedPart const& owned :
-       {manifest::kPart, manifest::kPartV1, parts_xml::kVendor, parts_xml::kExtension, parts_xml::kReleaseInfo,
-        cipher_data::kPart, model::detail::kCorePropertiesPart}) {
-    CheckedPart const* const part = package.findEquivalent(model::detail::narrowName(owned.name));
-    if (!part || !part->type || !part->type->is(owned.contentType)) continue;
-    auto const targets = package.targetsOf(owned.relationshipType);
-    if (std::ranges::find(targets, part) == targets.end())
-      faults.addItem(code::kOrphanedPart, std::string_view(part->name).substr(1),
-                     model::detail::messages::invalidItem(
-                         part->name, "no relationship of the package leads to it as to what its content type says"));
-  }
-}
+constexpr model::detail::OwnedPart kOwnedParts[] = {manifest::kPart,
+                                                    manifest::kPartV1,
+                                                    parts_xml::kVendor,
+                                                    parts_xml::kExtension,
+                                                    parts_xml::kReleaseInfo,
+                                                    cipher_data::kPart,
+                                                    model::detail::kCorePropertiesPart};
 
 void checkCipherData(model::Package& package, FaultList& faults) {
   if (package.getRelationshipsByType(std::u16string(cipher_data::kPart.relationshipType)).empty()) return;
   try {
     CipherDataManager(package).hasCipherEntry({model::URI(u"/"), model::RelationshipSelectorType::ByType, u""});
-  } catch (model::InvalidItem const&) {   // told with its content
-  } catch (model::PartNotFound const&) {  // told with the relationship
+  } catch (model::InvalidItem const&) {   // listed with its content
+  } catch (model::PartNotFound const&) {  // listed with the relationship
   } catch (Exception const& fault) {
     if (fault.getErrorCode()) throw;
     faults.add(code::kInvalidCipherData, std::u16string(cipher_data::kPart.name),
@@ -107,22 +47,9 @@ void checkCipherData(model::Package& package, FaultList& faults) {
   }
 }
 
-/// Whatever keeps a package from being opened is a fault, also where nothing above has found a name for it.
-void checkThatItOpens(std::u16string const& path, model::OpenOptions const& limits, FaultList& faults) {
-  try {
-    checkCipherData(*model::Package::open(path, model::AccessMode::ReadOnly, limits), faults);
-  } catch (model::InvalidPackage const& fault) {
-    faults.add(code::kInvalidPackage, u"", fault.what());
-  }
-}
-
-void readItems(ArchiveSurvey& survey, EncryptionCheck& encryption, std::vector<bool>& isSound) {
-  survey.readItems(
-      [&](std::size_t item, bool sound) {
-        isSound[item] = sound;
-        encryption.finish(item, sound);
-      },
-      [&](std::size_t item, std::span<unsigned char const> bytes) { encryption.take(item, bytes); });
+void readItems(model::zip::Reader& container, EncryptionCheck& encryption) {
+  container.readItems([&](std::size_t item, bool isSound) { encryption.finish(item, isSound); },
+                      [&](std::size_t item, std::span<unsigned char const> bytes) { encryption.take(item, bytes); });
   encryption.finishPieces();
 }
 
@@ -132,6 +59,19 @@ void count(PackageCheck const& package, EncryptionCheck const& encryption, Verif
     if (package.isSound(part)) report.bytes += package.sizeOf(part);
   report.encrypted = encryption.countEncrypted();
   report.authentic = encryption.countAuthentic();
+}
+
+void checkPackage(model::zip::Reader& container, model::detail::PackageReader& reader,
+                  VerificationOptions const& options, FaultList& faults, VerificationReport& report) {
+  reader.identify();
+  PackageCheck package(reader, options.limits, faults);
+  EncryptionCheck encryption(package, options.key);
+  readItems(container, encryption);
+  reader.readRelationships();
+  package.check(kOwnedParts);
+  report.isKeyWrong = !FileSystemCheck(package, encryption, faults).check();
+  count(package, encryption, report);
+  checkCipherData(*reader.package(), faults);
 }
 
 }  // namespace
@@ -151,25 +91,13 @@ std::size_t VerificationReport::countFaults() const {
 
 VerificationReport verifyPackage(std::u16string const& path, VerificationOptions const& options) {
   FaultList faults(options.maximumFaults);
-  ArchiveSurvey survey(model::zip::openFileBytes(toUTF8String(path)), options.limits.maximumItems,
-                       [&](ArchiveFault fault, std::string_view item, std::string const& message) {
-                         faults.addItem(codeOf(fault), item, message);
-                       });
-  std::vector<bool> isSound(survey.size());
+  auto const state = std::make_shared<model::detail::PackageState>();
+  state->isReadOnly = true;
+  state->maximumWholePartBytes = options.limits.maximumWholePartBytes;
+  model::zip::Reader container(model::zip::openFileBytes(toUTF8String(path)), options.limits.maximumItems, faults);
+  model::detail::PackageReader reader(state, container, options.limits, faults);
   VerificationReport report;
-  bool mayOpen = false;
-  if (isWithin(survey, options.limits.maximumTotalBytes, faults)) {
-    PackageCheck package(survey, isSound, options.limits, faults);
-    package.identify();
-    EncryptionCheck encryption(package, options.key);
-    readItems(survey, encryption, isSound);
-    package.check();
-    checkOrphans(package, faults);
-    mayOpen = faults.isTolerable();
-    report.isKeyWrong = !FileSystemCheck(package, encryption, faults).check();
-    count(package, encryption, report);
-  }
-  if (mayOpen) checkThatItOpens(path, options.limits, faults);
+  if (reader.checkTotalSize()) checkPackage(container, reader, options, faults, report);
   report.faults = faults.take();
   return report;
 }

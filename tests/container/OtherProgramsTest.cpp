@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "container/AtomicFile.hpp"
+#include "container/Reader.hpp"
 #include "container/ZipTestSupport.hpp"
 #include "support/TestSupport.hpp"
 
@@ -140,8 +141,10 @@ TEST_P(ArchivesOf, AreRead) {
   for (auto const& file : files) zt_test::writeFile(directory / file.name, file.content);
   Outcome const outcome = run("cd " + quoted(directory.path()) + " && " + GetParam().command);
   ASSERT_EQ(outcome.exitCode, 0) << outcome.output;
-  auto const archive = Archive::open(openFileBytes((directory / "a.zip").string()));
-  archive->checkHeaders();
+  ThrowingFaults faults;
+  Reader reader(openFileBytes((directory / "a.zip").string()), UINT64_MAX, faults);
+  reader.checkHeaders();
+  auto const archive = reader.archive();
   EXPECT_EQ(archive->size(), files.size());
   for (auto const& file : files) EXPECT_TRUE(contentOf(*archive, file.name) == file.content) << file.name;
 }

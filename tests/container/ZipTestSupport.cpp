@@ -6,6 +6,7 @@
 
 #include "container/ContentWriter.hpp"
 #include "container/Inflate.hpp"
+#include "container/Reader.hpp"
 #include "support/TestSupport.hpp"
 
 namespace zt_test {
@@ -98,6 +99,11 @@ std::string contentOf(zip::Archive const& archive, std::string const& name) {
   return readAll(*archive.openContent(indexOf(archive, name)));
 }
 
+void checkHeaders(std::string const& bytes) {
+  opc::model::ThrowingFaults faults;
+  zip::Reader(zip::makeMemoryBytes(bytesOf(bytes)), UINT64_MAX, faults).checkHeaders();
+}
+
 void readEverything(std::string const& bytes) {
   auto const archive = openBytes(bytes);
   for (std::size_t i = 0; i < archive->size(); ++i) readAll(*archive->openContent(i));
@@ -126,6 +132,11 @@ RawItem streamedItem(RawItem item, std::string const& descriptor) {
   item.local.crc = item.local.stored = item.local.size = 0;
   item.behind = descriptor;
   return item;
+}
+
+std::string descriptorOf(RawItem const& item, std::size_t width, bool withSignature) {
+  return (withSignature ? "PK\7\10" : "") + le(item.central.crc, 4) + le(item.central.stored, width) +
+         le(item.central.size, width);
 }
 
 std::string RawArchive::build() const {

@@ -28,6 +28,8 @@ std::string contentOf(zip::Content const& content);
 std::shared_ptr<zip::Archive const> openBytes(std::string const& bytes, std::uint64_t maximumEntries = UINT64_MAX);
 std::size_t indexOf(zip::Archive const& archive, std::string const& name);
 std::string contentOf(zip::Archive const& archive, std::string const& name);
+/// Opens the archive and compares its local headers with its directory.
+void checkHeaders(std::string const& bytes);
 /// Opens the archive and reads every item to its end.
 void readEverything(std::string const& bytes);
 
@@ -63,6 +65,8 @@ RawItem storedItem(std::string const& name, std::string const& content);
 RawItem deflatedItem(std::string const& name, std::string const& content);
 /// Its local header says nothing; `descriptor` stands behind the data.
 RawItem streamedItem(RawItem item, std::string const& descriptor);
+/// The descriptor of an item, with sizes of so many bytes.
+std::string descriptorOf(RawItem const& item, std::size_t width, bool withSignature);
 
 struct RawArchive {
   std::vector<RawItem> items;

@@ -15,6 +15,10 @@
 
 namespace opc::model {
 
+namespace detail {
+class PackageReader;
+}
+
 class DataManager;
 
 /// What a package object may do with its package. ReadOnly refuses every change and save() with PackageIsReadOnly;
@@ -161,6 +165,7 @@ class ZT_API Package : public RelationshipSource {
  private:
   friend class DataManager;
   friend class PackageHelper;
+  friend class detail::PackageReader;
   explicit Package(std::shared_ptr<detail::PackageState> state);
 };
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include "container/DirectoryBytes.hpp"
+#include "container/Directory.hpp"
 #include "container/ZipTestSupport.hpp"
 #include "opc/model/ContainerExceptions.hpp"
 

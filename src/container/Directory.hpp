@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include "container/Inflate.hpp"
+#include "container/RandomAccessBytes.hpp"
+
+/// The central directory: its bytes and its entries.
+namespace opc::model::zip {
+
+/// An item's central directory entry. The texts are views into the directory's bytes.
+struct Entry {
+  std::string_view name;
+  std::uint16_t versionMadeBy;
+  std::uint16_t versionNeeded;
+  std::uint16_t flags;
+  std::uint16_t method;
+  std::uint32_t dosTimeAndDate;
+  std::uint32_t crc;
+  std::uint64_t storedSize;
+  std::uint64_t size;
+  std::uint64_t localHeaderOffset;  // in the file
+  std::uint16_t internalAttributes;
+  std::uint32_t externalAttributes;
+  std::string_view extra;  // as in the central directory, the zip64 field included
+  std::string_view comment;
+};
+
+/// A copy of the central directory that grows, several times over, only when the copied part is used up. A reader that
+/// checks each entry before it asks for the next one never holds much more than has proved sound. (A sparse file may
+/// claim a directory of any size.)
+class DirectoryBytes {
+ public:
+  DirectoryBytes(RandomAccessBytes const& bytes, std::uint64_t begin, std::uint64_t size);
+
+  /// The bytes at that position, valid until the next call; null where the directory has fewer.
+  unsigned char const* get(std::size_t at, std::size_t count);
+  std::size_t size() const { return size_; }
+  /// The whole copy, once its end has been asked for.
+  std::unique_ptr<unsigned char[]> take() { return std::move(data_); }
+
+ private:
+  void growTo(std::size_t count);
+
+  RandomAccessBytes const& bytes_;
+  std::uint64_t begin_;
+  std::size_t size_;
+  std::size_t filled_ = 0;
+  std::unique_ptr<unsigned char[]> data_;
+};
+
+/// Length of the entry at that position, 0 where there is no whole entry.
+std::size_t entrySizeAt(DirectoryBytes& directory, std::size_t at);
+
+/// Whether the rest of the directory is its digital signature, which readers skip (ECMA-376-2, Annex C).
+bool isDirectorySignature(DirectoryBytes& directory, std::size_t at);
+
+/// Decodes a whole entry; the offset is as written. False when the entry refers to a zip64 field that is missing.
+bool decodeEntry(unsigned char const* p, Entry& entry, std::uint32_t& disk);
+
+/// Checks the entry by itself, and against the `room` that the archive's offsets span. Throws InvalidPackage.
+void checkEntry(unsigned char const* p, std::uint64_t room);
+
+/// The least number of bytes that the item takes. Its local extra field is not known yet.
+std::uint64_t minimumSize(Entry const& entry);
+
+ItemFacts factsOf(Entry const& entry);
+
+/// Throws InvalidItem for an item that is encrypted, patched or renamed.
+void checkReadable(Entry const& entry);
+
+}  // namespace opc::model::zip

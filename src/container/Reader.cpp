@@ -1,0 +1,334 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "container/Reader.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "container/ExtraFields.hpp"
+#include "container/HeaderWalk.hpp"
+#include "container/ItemStream.hpp"
+#include "container/ZipErrors.hpp"
+#include "container/ZipFormat.hpp"
+
+namespace opc::model::zip {
+namespace {
+
+// ECMA-376-2, Annex C. Indexes of items are 32-bit numbers elsewhere, too.
+constexpr std::uint64_t kMostItems = 2'147'483'647;
+constexpr std::uint64_t kUsualItems = 131'072;
+// The usual maximum of a local extra field, where a header is all that is read.
+constexpr std::uint64_t kSmallExtraGuess = 64;
+// Read together, a descriptor far from its own header does not look like the beginning of something long.
+constexpr std::uint64_t kDescriptorAndNextHeader = 512;
+constexpr std::uint16_t kGrowthHintExtra = 0xA220;
+constexpr std::uint64_t kWindow = 1u << 20;
+constexpr std::size_t kReadStep = 256u << 10;
+
+std::string bytesText(std::uint64_t count) { return std::to_string(count) + (count == 1 ? " byte" : " bytes"); }
+
+std::string itemText(std::string_view name, std::string const& what) { return invalidItem(name, what).what(); }
+
+std::string damageText(std::string const& what) { return damagedArchive(what).what(); }
+
+std::string tooManyText(std::uint64_t maximumItems) {
+  return damageText("it has more than " + std::to_string(maximumItems) + " items");
+}
+
+bool runsOver(std::uint64_t headerSize, Entry const& item, std::uint64_t room) {
+  return headerSize > room || item.storedSize > room - headerSize;
+}
+
+}  // namespace
+
+/// Where an item begins.
+struct Reader::Start {
+  std::uint64_t begin;
+  std::size_t index;
+  bool operator<(Start const& other) const { return begin != other.begin ? begin < other.begin : index < other.index; }
+};
+
+Reader::Reader(std::shared_ptr<RandomAccessBytes const> bytes, std::uint64_t maximumItems, Faults& faults)
+    : bytes_(std::move(bytes)), faults_(faults), archive_(new Archive) {
+  archive_->bytes_ = bytes_;
+  archive_->isLenient_ = faults_.listsAll();
+  findItems(std::min(maximumItems, kMostItems));
+  checkPlaces();
+}
+
+void Reader::findItems(std::uint64_t maximumItems) {
+  if (auto const place = findPlace()) readDirectory(*place, maximumItems);
+  if (!isComplete_) findByHeaders(maximumItems);
+}
+
+std::optional<DirectoryPlace> Reader::findPlace() {
+  try {
+    return findDirectory(*bytes_);
+  } catch (InvalidPackage const& fault) {
+    auto const earlier = findEarlierDirectory(*bytes_);
+    if (earlier && earlier->bytesBehind > 0)
+      faults_.refuse({code::kTrailingData, "", fault.what(),
+                      "The archive is followed by " + bytesText(earlier->bytesBehind) + " of something else"});
+    else
+      refuse(hasEndSignature(*bytes_) ? code::kDamagedEndRecord : code::kNoEndRecord, {}, fault.what());
+    return earlier ? std::optional(earlier->place) : std::nullopt;
+  }
+}
+
+/// Entries beyond the count are taken too, so that a wrong count hides none of them.
+void Reader::readDirectory(DirectoryPlace const& place, std::uint64_t maximumItems) {
+  std::uint64_t const possible = place.size / kCentralSize;
+  if (place.count > maximumItems)
+    refuse(code::kDamagedDirectory, {}, tooManyText(maximumItems));
+  else if (place.count > possible)
+    refuse(code::kDamagedEndRecord, {}, damageText("its directory ends too early"));
+  takeEntries(*bytes_, place, std::min(maximumItems, possible), place.count);
+  bool const isCountRefused = place.count > maximumItems || place.count > possible;
+  compareCount(place.count, maximumItems, isCountRefused);
+  for (std::size_t i = place.count; i < archive_->size(); ++i)
+    checkEntryAt(i, archive_->directory_.get() + archive_->offsets_[i], place.begin - place.prefix);
+}
+
+/// Takes up to `most` entries, of which the first ones are checked as they come.
+void Reader::takeEntries(RandomAccessBytes const& bytes, DirectoryPlace const& place, std::uint64_t most,
+                         std::uint64_t checked) {
+  auto& offsets = archive_->offsets_;
+  archive_->directoryBegin_ = place.begin;
+  archive_->prefix_ = place.prefix;
+  DirectoryBytes directory(bytes, place.begin, place.size);
+  offsets.clear();
+  offsets.reserve(static_cast<std::size_t>(std::min({most, place.count, kUsualItems})));
+  std::size_t at = 0;
+  while (offsets.size() < most) {
+    std::size_t const size = entrySizeAt(directory, at);
+    if (size == 0) break;
+    if (offsets.size() < checked) checkEntryAt(offsets.size(), directory.get(at, size), place.begin - place.prefix);
+    offsets.push_back(at);
+    at += size;
+  }
+  isComplete_ = at == directory.size() || isDirectorySignature(directory, at);
+  archive_->directory_ = directory.take();
+}
+
+/// Compares the number of entries with the count of the end record, which may have been refused by itself.
+void Reader::compareCount(std::uint64_t count, std::uint64_t maximumItems, bool isCountRefused) {
+  std::uint64_t const found = archive_->size();
+  if (isComplete_ && found == count) return;
+  std::string const message = damageText(found < count ? "its directory is not where or what its end record says"
+                                                       : "its directory holds more than its items");
+  bool const isCutOff = !isComplete_ && found == maximumItems;
+  if (!isComplete_ && !isCutOff)
+    faults_.refuse({code::kDamagedDirectory, "", message,
+                    damageText("its directory is damaged behind its first " + std::to_string(found) + " of " +
+                               std::to_string(count) + " items")});
+  else if (isCutOff && !isCountRefused)
+    faults_.refuse({code::kDamagedDirectory, "", message, tooManyText(maximumItems)});
+  else if (!isCountRefused)
+    faults_.refuse({code::kDamagedEndRecord, "", message,
+                    damageText("its end record counts " + std::to_string(count) + " items, its directory has " +
+                               std::to_string(found))});
+  isComplete_ |= isCutOff;  // as far as it may be read
+}
+
+/// Local headers may lead to the directory; it says more than they do. Otherwise a directory is made of them, where
+/// they lead to more items than the damaged directory.
+void Reader::findByHeaders(std::uint64_t maximumItems) {
+  FoundItems found = walkHeaders(*bytes_, maximumItems);
+  if (found.endsAtDirectory)
+    takeEntries(*bytes_, {found.end, bytes_->size() - found.end, found.count, 0}, found.count, 0);
+  if (found.count > archive_->size()) {
+    auto const size = static_cast<std::uint64_t>(found.directory.size());
+    takeEntries(*makeMemoryBytes(std::move(found.directory)), {0, size, found.count, 0}, found.count, 0);
+    archive_->directoryBegin_ = found.end;
+  }
+  recheckEntries();
+}
+
+/// The whole file is the room of the items while the end of the directory is unknown.
+void Reader::recheckEntries() {
+  archive_->isUnusable_.clear();
+  std::uint64_t const end = isComplete_ ? archive_->directoryBegin_ : bytes_->size();
+  for (std::size_t i = 0; i < archive_->size(); ++i)
+    checkEntryAt(i, archive_->directory_.get() + archive_->offsets_[i], end - archive_->prefix_);
+}
+
+void Reader::checkEntryAt(std::size_t index, unsigned char const* p, std::uint64_t room) {
+  try {
+    checkEntry(p, room);
+  } catch (InvalidPackage const& fault) {
+    Entry entry;
+    std::uint32_t disk;
+    decodeEntry(p, entry, disk);
+    if (entryFaults_.insert(fault.what()).second) refuse(code::kDamagedEntry, entry.name, fault.what());
+    archive_->isUnusable_.resize(std::max(archive_->size(), index + 1));
+    archive_->isUnusable_[index] = true;
+  }
+}
+
+std::vector<Reader::Start> Reader::usableStarts() const {
+  std::vector<Start> starts;
+  starts.reserve(archive_->size());
+  for (std::size_t i = 0; i < archive_->size(); ++i)
+    if (archive_->isUsable(i)) starts.push_back({archive_->entry(i).localHeaderOffset, i});
+  return starts;
+}
+
+/// No item may begin within another one, and the last one not run into the directory. Most directories are in the
+/// order of the items.
+void Reader::checkPlaces() {
+  auto places = usableStarts();
+  if (!std::is_sorted(places.begin(), places.end()) || places.size() != archive_->size()) {
+    std::sort(places.begin(), places.end());
+    archive_->starts_.reserve(places.size());
+    for (auto const& place : places) archive_->starts_.push_back(place.begin);
+  }
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    Entry const item = archive_->entry(places[i].index);
+    if (minimumSize(item) > limitAfter(places, i) - item.localHeaderOffset)
+      faults_.refuse({code::kOverlap, faultItem(item.name), damagedArchive(item.name, fault::kOverlap).what(),
+                      itemText(item.name, fault::kOverlap)});
+  }
+}
+
+/// Where the next item begins, or the directory.
+std::uint64_t Reader::limitAfter(std::vector<Start> const& starts, std::size_t index) const {
+  return index + 1 < starts.size() ? starts[index + 1].begin : std::max(archive_->directoryBegin_, starts[index].begin);
+}
+
+void Reader::checkHeaders() {
+  for (std::size_t i = 0; i < archive_->size(); ++i) {
+    Entry const item = archive_->entry(i);
+    std::uint64_t const limit = archive_->limitOf(i);
+    LocalHeader header;
+    if (checkHeader(item, limit, header)) checkBehind(item, header, limit);
+  }
+}
+
+void Reader::readItems(ItemSink const& done, ContentSink const& take) {
+  auto places = usableStarts();
+  std::sort(places.begin(), places.end());
+  std::uint64_t const begin = places.empty() ? archive_->directoryBegin_ : places.front().begin;
+  if (begin > 0 && isComplete_)
+    tolerate(code::kPrefixBytes, {}, "The archive begins behind " + bytesText(begin) + " of something else");
+  isUnsound_.assign(archive_->size(), false);
+  for (std::size_t i = 0; i < archive_->size(); ++i)
+    if (!archive_->isUsable(i)) finish(i, false, done);
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    bool const isSound = readItem(places[i].index, limitAfter(places, i), take);
+    finish(places[i].index, isSound, done);
+  }
+}
+
+void Reader::finish(std::size_t index, bool isSound, ItemSink const& done) {
+  isUnsound_[index] = !isSound;
+  if (done) done(index, isSound);
+}
+
+/// Compares the local header, and the room up to `limit`, with the directory. Leaves the header's size in `header` as
+/// soon as the data is known to be within the file.
+bool Reader::checkHeader(Entry const& item, std::uint64_t limit, LocalHeader& header) {
+  std::uint64_t const begin = item.localHeaderOffset, left = bytes_->size() - begin, room = limit - begin;
+  std::uint64_t const least = kLocalSize + item.name.size();
+  try {
+    std::uint64_t const guess = std::min(std::max(room, least), least + kSmallExtraGuess);
+    std::size_t const size = localHeaderSize(item, window(begin, guess));
+    if (runsOver(size, item, left)) throw invalidItem(item.name, fault::kOverlap);
+    header.size = size;
+    // A header that is too long even without its extra field has been reported with the places.
+    if (runsOver(size, item, room) && minimumSize(item) <= room)
+      refuse(code::kOverlap, item.name, itemText(item.name, fault::kOverlap));
+    header = checkLocalHeader(item, window(begin, size), size);
+    return true;
+  } catch (InvalidItem const& fault) {
+    refuse(code::kBadLocalHeader, item.name, fault.what());
+    return false;
+  }
+}
+
+/// Checks the descriptor, and that nothing stands between the item and `limit`.
+void Reader::checkBehind(Entry const& item, LocalHeader const& header, std::uint64_t limit) {
+  std::uint64_t const behind = item.localHeaderOffset + header.size + item.storedSize;
+  if (behind > limit) return;  // reported as an overlap
+  auto const end = header.hasDescriptor ? endOfDescriptor(item, header, behind, limit) : behind;
+  if (end && *end < limit && isComplete_ && faults_.listsAll())
+    tolerate(code::kGap, item.name,
+             itemText(item.name, "it is followed by " + bytesText(limit - *end) + " that belong to no item"));
+}
+
+/// Absent where the descriptor disagrees, so that nothing is known of the bytes behind it.
+std::optional<std::uint64_t> Reader::endOfDescriptor(Entry const& item, LocalHeader const& header, std::uint64_t begin,
+                                                     std::uint64_t limit) {
+  std::uint64_t const read = std::min(bytes_->size() - begin, kDescriptorAndNextHeader);
+  auto const available = static_cast<std::size_t>(std::min(limit - begin, read));
+  try {
+    return begin + checkDescriptor(item, header, window(begin, read), available);
+  } catch (InvalidItem const& fault) {
+    refuse(code::kBadDescriptor, item.name, fault.what());
+    return std::nullopt;
+  }
+}
+
+/// A content whose header disagrees is read all the same, where its place is known.
+bool Reader::readItem(std::size_t index, std::uint64_t limit, ContentSink const& take) {
+  Entry const item = archive_->entry(index);
+  LocalHeader header;
+  bool isSound = checkHeader(item, limit, header);
+  if (header.size == 0) return false;
+  isSound = isSound && checkExtra(item, header);
+  header.extra = {};  // a view into the window, which moves on
+  isSound &= readContent(index, item.localHeaderOffset + header.size, take);
+  checkBehind(item, header, limit);
+  return isSound;
+}
+
+/// What opening the content refuses, and the hints.
+bool Reader::checkExtra(Entry const& item, LocalHeader const& header) {
+  if (findExtraField(header.extra, kGrowthHintExtra) || findExtraField(item.extra, kGrowthHintExtra))
+    tolerate(code::kGrowthHint, item.name, itemText(item.name, "it has room to grow in an extra field"));
+  if (!isRenamedByUnicodePath(item.name, header.extra)) return true;
+  tolerate(code::kBadLocalHeader, item.name, itemText(item.name, fault::kOtherName));
+  return false;
+}
+
+bool Reader::readContent(std::size_t index, std::uint64_t begin, ContentSink const& take) {
+  Entry const item = archive_->entry(index);
+  ItemFacts facts = factsOf(item);
+  try {
+    checkReadable(item);
+    checkFacts(facts);
+  } catch (InvalidItem const& fault) {
+    tolerate(code::kUnreadableItem, item.name, fault.what());
+    return false;
+  }
+  try {
+    auto const stream = openItem(std::move(facts), [this, begin](std::uint64_t offset, void* to, std::size_t count) {
+      if (count > kWindow) return bytes_->readAt(begin + offset, to, count);
+      std::copy_n(window(begin + offset, count), count, static_cast<unsigned char*>(to));
+    });
+    Buffer buffer(kReadStep);
+    while (!stream->isEnd()) {
+      std::size_t const count = stream->read(buffer.data.get(), buffer.size);
+      if (take) take(index, {buffer.data.get(), count});
+    }
+    return true;
+  } catch (InvalidItem const& fault) {
+    tolerate(code::kDamagedContent, item.name, fault.what());
+    return false;
+  }
+}
+
+void Reader::refuse(char const* code, std::string_view item, std::string const& message) const {
+  faults_.refuse({code, item.empty() ? std::string() : faultItem(item), message});
+}
+
+void Reader::tolerate(char const* code, std::string_view item, std::string const& message) const {
+  faults_.tolerate({code, item.empty() ? std::string() : faultItem(item), message});
+}
+
+unsigned char const* Reader::window(std::uint64_t offset, std::uint64_t count) {
+  ReadAhead::Source const source{bytes_.get(), bytes_->size(), [this](std::uint64_t at, void* to, std::size_t size) {
+                                   bytes_->readAt(at, to, size);
+                                 }};
+  return ahead_.bytes(source, offset, static_cast<std::size_t>(count));
+}
+
+}  // namespace opc::model::zip

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "container/Archive.hpp"
+#include "container/EndRecord.hpp"
+#include "container/Faults.hpp"
+#include "container/LocalHeader.hpp"
+#include "container/ReadAhead.hpp"
+
+namespace opc::model::zip {
+
+/// Reads a container: end record, central directory, the places of the items, local headers and descriptors. Reports
+/// every fault. A sink that throws makes it the strict reader that opening a package needs; behind a sink that
+/// returns it recovers as much as it can: an end record with bytes behind it, the entries of a directory that breaks
+/// off, and the items that their local headers lead to. Throws what reading the bytes throws. One thread at a time.
+class Reader {
+ public:
+  /// Receives an item and whether its header and its content are sound.
+  using ItemSink = std::function<void(std::size_t index, bool isSound)>;
+  /// Receives the next bytes of an item's content, which are valid during the call.
+  using ContentSink = std::function<void(std::size_t index, std::span<unsigned char const> bytes)>;
+
+  /// Reads the end record and the directory. More than `maximumItems` are a fault, and the rest is left out.
+  Reader(std::shared_ptr<RandomAccessBytes const> bytes, std::uint64_t maximumItems, Faults& faults);
+
+  /// The items that were found.
+  std::shared_ptr<Archive const> archive() const { return archive_; }
+
+  /// Compares all local headers and descriptors with the directory, in the order of the directory. Reads in large
+  /// steps, so that it costs little more than reading the directory when the items are small.
+  void checkHeaders();
+
+  /// The same in the order of the file, and reads all contents, in one pass and with little memory. Content that
+  /// `take` receives counts only when `done` says that the item is sound.
+  void readItems(ItemSink const& done, ContentSink const& take = {});
+
+  /// False when readItems() has found a fault in the item's header or content.
+  bool isSound(std::size_t index) const { return isUnsound_.empty() || !isUnsound_[index]; }
+
+ private:
+  struct Start;
+
+  void findItems(std::uint64_t maximumItems);
+  std::optional<DirectoryPlace> findPlace();
+  void readDirectory(DirectoryPlace const& place, std::uint64_t maximumItems);
+  void takeEntries(RandomAccessBytes const& bytes, DirectoryPlace const& place, std::uint64_t most,
+                   std::uint64_t checked);
+  void compareCount(std::uint64_t count, std::uint64_t maximumItems, bool isCountRefused);
+  void findByHeaders(std::uint64_t maximumItems);
+  void recheckEntries();
+  void checkEntryAt(std::size_t index, unsigned char const* p, std::uint64_t room);
+  std::vector<Start> usableStarts() const;
+  void checkPlaces();
+  std::uint64_t limitAfter(std::vector<Start> const& starts, std::size_t index) const;
+
+  bool checkHeader(Entry const& item, std::uint64_t limit, LocalHeader& header);
+  void checkBehind(Entry const& item, LocalHeader const& header, std::uint64_t limit);
+  std::optional<std::uint64_t> endOfDescriptor(Entry const& item, LocalHeader const& header, std::uint64_t begin,
+                                               std::uint64_t limit);
+  void finish(std::size_t index, bool isSound, ItemSink const& done);
+  bool readItem(std::size_t index, std::uint64_t limit, ContentSink const& take);
+  bool checkExtra(Entry const& item, LocalHeader const& header);
+  bool readContent(std::size_t index, std::uint64_t begin, ContentSink const& take);
+  void refuse(char const* code, std::string_view item, std::string const& message) const;
+  void tolerate(char const* code, std::string_view item, std::string const& message) const;
+  unsigned char const* window(std::uint64_t offset, std::uint64_t count);
+
+  std::shared_ptr<RandomAccessBytes const> bytes_;
+  Faults& faults_;
+  std::shared_ptr<Archive> archive_;
+  std::set<std::string> entryFaults_;  // messages, so that a recovered directory repeats none
+  bool isComplete_ = false;            // whether the directory could be read to its end
+  std::vector<bool> isUnsound_;        // by item; empty before all items are read
+  ReadAhead ahead_;
+};
+
+}  // namespace opc::model::zip
