@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "opc/model/Exceptions.hpp"
+#include "opc/model/ContainerExceptions.hpp"
 
 namespace opc::model {
 
