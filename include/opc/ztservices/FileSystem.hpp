@@ -268,6 +268,20 @@ class ZT_API FileSystemManager : public model::DataManager {
   bool isEncrypted() const;
   bool isNonEncrypted() const;
 
+  // ---- asking about the contents of a file; no key is needed
+  //
+  // All three throw FileSystemEntryMustBeFile for a folder or link, FileSystemEntryNotFound for a stale entry, and
+  // PartNotFound where a damaged package lacks the content part.
+
+  /// Whether the content part says that it is encrypted.
+  bool isEncrypted(FileSystemEntry const& entry) const;
+  /// The number of bytes that getFileContentSource() gives in the same mode: with Transform those of the content
+  /// before it was encrypted, with None those of the part. The two differ for encrypted contents alone; where these
+  /// are too short to be decrypted, or name an unknown algorithm, both are the size of the part.
+  std::uint64_t getSize(FileSystemEntry const& entry, TransformMode transformMode = TransformMode::Transform) const;
+  /// The number of bytes that the content part takes in the package: compressed where it is compressed.
+  std::uint64_t getStoredSize(FileSystemEntry const& entry) const;
+
   // ---- keeping the older manifest
 
   /// Whether saves also write a manifest of version 1, and keep one that was loaded; false at first. Call it before the
@@ -337,6 +351,7 @@ class ZT_API FileSystemManager : public model::DataManager {
   std::u16string ensureDestinationParentExists(Extraction& extraction, std::u16string const& path) const;
 
   std::optional<model::ContentType> findManifestType() const;
+  model::Part getContentPart(FileSystemEntry const& entry) const;
   void throwIfSavingChangesEncryption() const;
   void doSaveCurrent();
   void doSaveV1();

@@ -4,6 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "crypto/AESGCM.hpp"
+#include "crypto/Algorithms.hpp"
 #include "crypto/CipherTransforms.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
@@ -31,6 +33,15 @@ bool isMarkedEncrypted(model::ContentType const& type) { return type.hasParamete
 
 bool isTooSmallForEncrypted(std::uint64_t storedSize, std::uint64_t size) {
   return size > kSlack && (size - kSlack) / 2 > storedSize;
+}
+
+std::uint64_t decryptedSize(model::Part const& part) {
+  using foundation::crypto::detail::AESGCM;
+  constexpr std::uint64_t kOverhead = AESGCM::kIVBytes + AESGCM::kTagBytes;
+  std::uint64_t const size = part.getSize();
+  bool const isMessage =
+      size >= kOverhead && toASCIIString(part.getContentType().getParameterValue(kMark)) == kEncryptionAlgorithm;
+  return isMessage ? size - kOverhead : size;
 }
 
 std::unique_ptr<IContentSource> decrypted(model::Part const& part, std::uint64_t maximumWholeBytes,

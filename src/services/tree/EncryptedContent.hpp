@@ -19,6 +19,9 @@ bool isMarkedEncrypted(model::ContentType const& type);
 /// fill the memory of those who hold it whole.
 bool isTooSmallForEncrypted(std::uint64_t storedSize, std::uint64_t size);
 
+/// How many bytes decrypted() gives; the size of the part where it gives none.
+std::uint64_t decryptedSize(model::Part const& part);
+
 /// A part's content as it was before it was encrypted, or as it is where it is not encrypted. Without a decryptor
 /// CouldNotDecryptContent is thrown, with the message; InvalidItem where the part is larger than what may be held
 /// whole, or cannot be encrypted at all.

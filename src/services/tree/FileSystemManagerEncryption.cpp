@@ -42,6 +42,26 @@ bool FileSystemManager::isNonEncrypted() const {
   return type && !isMarkedEncrypted(*type);
 }
 
+bool FileSystemManager::isEncrypted(FileSystemEntry const& entry) const {
+  return isMarkedEncrypted(getContentPart(entry).getContentType());
+}
+
+std::uint64_t FileSystemManager::getSize(FileSystemEntry const& entry, TransformMode transformMode) const {
+  model::Part const part = getContentPart(entry);
+  return transformMode == TransformMode::Transform ? decryptedSize(part) : part.getSize();
+}
+
+std::uint64_t FileSystemManager::getStoredSize(FileSystemEntry const& entry) const {
+  return getContentPart(entry).getStoredSize();
+}
+
+model::Part FileSystemManager::getContentPart(FileSystemEntry const& entry) const {
+  ensureLoaded();
+  if (!entry.isFile()) throw FileSystemEntryMustBeFile(messages::kMustBeFile);
+  throwIfStale(entry);
+  return getPackage().getPart(model::PartName(entry.getContentName()));
+}
+
 std::optional<model::ContentType> FileSystemManager::findManifestType() const {
   auto const part = manifest::kPart.find(getPackage());
   return part ? std::optional(part->getContentType()) : std::nullopt;

@@ -112,10 +112,7 @@ void FileSystemManager::extractEntry(std::u16string const& destinationRoot, File
 
 std::unique_ptr<IContentSource> FileSystemManager::getFileContentSource(FileSystemEntry const& entry,
                                                                         TransformMode transformMode) {
-  ensureLoaded();
-  if (!entry.isFile()) throw FileSystemEntryMustBeFile(messages::kMustBeFile);
-  throwIfStale(entry);
-  model::Part const part = getPackage().getPart(model::PartName(entry.getContentName()));
+  model::Part const part = getContentPart(entry);
   if (transformMode != TransformMode::Transform) return std::make_unique<PartContentSource>(part);
   return decrypted(part, getPackage().getMaximumWholePartBytes(), decryptor_, messages::kContentIsEncrypted);
 }

@@ -127,10 +127,7 @@ void FileSystemManager::deleteFolder(FileSystemEntry const& entry) {
 }
 
 std::unique_ptr<OutputStream> FileSystemManager::getFileOutputStream(FileSystemEntry const& entry) {
-  ensureLoaded();
-  if (!entry.isFile()) throw FileSystemEntryMustBeFile(messages::kMustBeFile);
-  throwIfStale(entry);
-  return getPackage().getPart(model::PartName(entry.getContentName())).getOutputStream();
+  return getContentPart(entry).getOutputStream();
 }
 
 void FileSystemManager::throwIfAlreadyExists(std::u16string const& path) const {
