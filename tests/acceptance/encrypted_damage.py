@@ -13,7 +13,7 @@ from pathlib import Path
 IV, TAG = 16, 16
 CONTENT = b"a secret that is never handed out"
 LINE = "An error occurred during decryption:The key is wrong or the content is damaged\n"
-WHY = "cannot be decrypted: the key or password is another one, or something was changed\n"
+WHY = "cannot be decrypted: wrong key or password, or the data was modified\n"
 
 
 def rewrite(package, target, part, change):

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Writes the files again, elsewhere and later, and compares: reproducible.py GENERATE SHARE VERSION DATE"""
+"""Writes the manual pages again, elsewhere and later, and compares: reproducible.py GENERATE PAGES VERSION DATE"""
 import filecmp
 import os
 import pathlib
@@ -14,8 +14,8 @@ def files_below(place):
 
 
 def main():
-    generate, share, version, date = sys.argv[1:]
-    first = pathlib.Path(share)
+    generate, pages, version, date = sys.argv[1:]
+    first = pathlib.Path(pages)
     with tempfile.TemporaryDirectory(prefix="ztpkg-share-") as name:
         environment = dict(os.environ, LC_ALL="C", TZ="Asia/Kathmandu", HOME=name)
         subprocess.run([generate, name, version, date], env=environment, cwd=name, check=True)

@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Checks the zsh completion, and types into a zsh: zsh_completion.py ZTPKG SHARE"""
 import pathlib
-import re
+import shlex
 import subprocess
 import sys
 
@@ -20,13 +20,56 @@ TYPED = [
 ]
 
 
-def function_of(command, bodies):
-    """The function that completes the command, found as zsh finds it: from one to the next."""
-    name = "_ztpkg"
-    for word in command:
-        name = next(function for words, function in re.findall(r"^ +([\w|-]+)\) (_\w+) ;;", bodies[name], re.MULTILINE)
-                    if word in words.split("|"))
-    return bodies[name]
+# The functions of zsh that show what fits print it here, since they work only while zsh completes.
+ASK = r"""
+_call_program() { shift; eval "$@" }
+_files() { print files }
+_directories() { print directories }
+_wanted() { print -l "$paths[@]" }
+_describe() {
+  local word
+  for word in "$finished[@]" "$unfinished[@]"; do
+    word=${word//\\:/$'\x01'}
+    print -r -- "${${word%%:*}//$'\x01'/:}"
+  done
+}
+compset() { return 0 }
+place=$1
+shift
+words=("$@") CURRENT=$# PREFIX=$@[-1]
+fpath=($place $fpath)
+autoload -U _ztpkg
+_ztpkg
+"""
+
+# What is typed, and what is offered.
+CASES = [
+    ("ztpkg un", ["unpack"]),
+    ("ztpkg no-command ''", []),
+    ("ztpkg pack --level ''", ["default", "fast", "small"]),
+    ("ztpkg pack --level=f", ["--level=fast"]),
+    ("ztpkg pack -qfl s", ["small"]),
+    ("ztpkg pack --title ''", []),
+    ("ztpkg pack ''", ["directories"]),
+    ("ztpkg pack -f --level=fast --title t tree ''", ["files"]),
+    ("ztpkg pack tree p.ztp ''", []),
+    ("ztpkg list --key-file=''", ["files"]),
+    ("ztpkg unpack p.ztp out /e", ["/empty"]),
+    ("ztpkg add p.ztp --to /e", ["/empty"]),
+    ("ztpkg cat 'a package.ztp' /e", ["/empty"]),
+    ("ztpkg cat '~/work/p.ztp' /e", ["/empty"]),
+    ("ztpkg cat no-such.ztp /e", []),
+    ("ztpkg props ''", ["get", "set"]),
+    ("ztpkg props set p.ztp ti", ["title="]),
+]
+
+
+def ask(functions, words, work, environment):
+    """What begins with the last word; quoted as it was typed, which the script undoes."""
+    command = ["zsh", "-f", "-c", ASK, "zsh", functions, *map(shlex.quote, words[:-1]), words[-1]]
+    done = subprocess.run(command, cwd=work, env=environment, capture_output=True, text=True, check=False)
+    kinds = ["files", "directories"]
+    return sorted(text for text in done.stdout.splitlines() if text in kinds or text.startswith(words[-1])), done.stderr
 
 
 def check_terminal(checks, functions, work, environment):
@@ -47,18 +90,17 @@ def main():
     tool, share = sys.argv[1:]
     support.skip_without("zsh")
     functions = pathlib.Path(share) / "zsh/site-functions"
-    text = (functions / "_ztpkg").read_text()
     checks = support.Checks()
     syntax = subprocess.run(["zsh", "-n", functions / "_ztpkg"], capture_output=True, text=True, check=False)
     checks.equal("zsh -n", (syntax.returncode, syntax.stderr), (0, ""))
-    bodies = dict(re.findall(r"^(_\w+)\(\) \{\n(.*?)^\}\n", text, re.MULTILINE | re.DOTALL))
-    for command, options in support.command_line(tool).items():
-        body = function_of(command, bodies)
-        for option in options:
-            checks.equal(f"{command} has {option}", bool(re.search(rf"\){option}=?\[|\*{option}=?\[", body)), True)
-        for word in command[-1:]:
-            checks.contains(f"{command}", function_of(command[:-1], bodies), f"'{word}:")
     with support.workplace(tool) as (work, environment):
+        for line, expected in CASES:
+            checks.equal(line, ask(functions, shlex.split(line), work, environment), (expected, ""))
+        for command, options in support.command_line(tool).items():
+            offered, _ = ask(functions, ["ztpkg", *command, "-"], work, environment)
+            checks.equal(f"options of {command}", offered, sorted(options))
+            for word in command[-1:]:
+                checks.contains(f"{command}", ask(functions, ["ztpkg", *command], work, environment)[0], word)
         check_terminal(checks, functions, work, environment)
     checks.finish()
 

@@ -47,7 +47,7 @@ Report refusalOf(Package& package, SecretBytes const& password) {
 }
 
 constexpr char kWrongKey[] =
-    "the file system of p.ztp cannot be decrypted: the key or password is another one, or something was changed";
+    "the file system of p.ztp cannot be decrypted: wrong key or password, or the data was modified";
 
 TEST(PackagePassword, GivesTheKeyThatItWasSetWith) {
   NewPasswordKey const made(typedPassword(kPassword));

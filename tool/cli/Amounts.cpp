@@ -23,7 +23,7 @@ std::string sizeText(std::uint64_t bytes) {
   if (bytes < 1000) return std::to_string(bytes) + " B";
   double value = static_cast<double>(bytes);
   std::size_t unit = 0;
-  while (value >= 999.5 && unit + 1 < kUnits.size()) {  // what would be shown as 1000 has the next unit
+  while (value >= 999.5 && unit + 1 < kUnits.size()) {  // 1000 is shown in the next unit
     value /= 1000;
     ++unit;
   }

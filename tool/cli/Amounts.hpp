@@ -7,7 +7,7 @@
 
 namespace ztpkg {
 
-/// "5 B", "1.2 kB", "980 MB": powers of 1000, and no more digits than people read.
+/// "5 B", "1.2 kB", "980 MB": powers of 1000, with two or three digits.
 std::string sizeText(std::uint64_t bytes);
 
 /// "0.4 s", "95 s".
@@ -16,7 +16,7 @@ std::string secondsText(std::chrono::duration<double> time);
 /// "0:07", "1:02:33".
 std::string clockText(std::chrono::duration<double> time);
 
-/// What a command has stored or extracted.
+/// The numbers of entries that a command has stored or extracted.
 struct Entries {
   std::size_t files = 0;
   std::size_t folders = 0;

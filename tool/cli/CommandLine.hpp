@@ -17,11 +17,11 @@ struct Invocation {
   std::function<void(Output&)> action;
 };
 
-/// Reads the command line. Requests for help and for the version become actions too. Throws Failure with
+/// Reads the command line. Requests for help, the version and completions become actions too. Throws Failure with
 /// Exit::Usage; `invocation` then holds what was understood before.
 void parseCommandLine(int argc, char const* const* argv, Invocation& invocation);
 
-/// What parseCommandLine understands.
+/// All commands, options and arguments. Each call makes objects of its own for the targets.
 CommandDescription describeCommandLine();
 
 }  // namespace ztpkg

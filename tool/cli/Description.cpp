@@ -63,10 +63,13 @@ std::string CommandDescription::usage() const {
   return text;
 }
 
-std::size_t CommandDescription::placeOfPackage() const {
-  auto const isPackage = [](ArgumentDescription const& argument) { return argument.value.kind == ValueKind::Package; };
-  auto const found = std::ranges::find_if(arguments, isPackage);
-  return found == arguments.end() ? 0 : static_cast<std::size_t>(found - arguments.begin()) + 1;
+CommandDescription const* CommandDescription::find(std::string const& word) const {
+  auto const isNamed = [&](CommandDescription const& below) {
+    std::vector<std::string> const all = below.words();
+    return std::ranges::find(all, word) != all.end();
+  };
+  auto const found = std::ranges::find_if(commands, isNamed);
+  return found == commands.end() ? nullptr : &*found;
 }
 
 ValueDescription describeValue(std::string const& name) {

@@ -70,7 +70,7 @@ Report reportOf(Exception const& error, std::u16string const& package) {
   return {kind.exit, kind.code, error.what(), ofPackage ? std::optional(package) : std::nullopt};
 }
 
-// For encodings other than UTF-8, which contain ASCII and lack the characters that steer the direction of writing.
+// For encodings other than UTF-8: they contain ASCII, and no characters that change the direction of writing.
 std::string withControlsEscaped(std::string const& message) {
   std::string line;
   for (char const c : message) {
@@ -82,6 +82,8 @@ std::string withControlsEscaped(std::string const& message) {
 }
 
 }  // namespace
+
+void throwUsage(std::string message) { throw Failure(Report{Exit::Usage, "usage", std::move(message), {}}); }
 
 std::string shown(std::u16string_view name) { return opc::toUDEString(opc::escapeForDisplay(name)); }
 

@@ -12,15 +12,15 @@ namespace ztpkg {
 
 enum class Exit : int { Done = 0, Package = 1, Usage = 2, Disk = 3, Key = 4 };
 
-/// One thing that went wrong, as the user is told of it.
+/// One error, as it is reported to the user.
 struct Report {
   Exit exit = Exit::Package;
   std::string code;                    ///< a stable word; the table stands in docs/tool.md
   std::string message;                 ///< narrow, in the user's default encoding
-  std::optional<std::u16string> item;  ///< the path, entry or part that it is about
+  std::optional<std::u16string> item;  ///< the path, entry or part concerned
 };
 
-/// What the commands throw for faults that they find themselves: one report or several.
+/// Thrown by the commands for faults that they find themselves.
 class Failure : public std::exception {
  public:
   explicit Failure(Report report) : reports_{std::move(report)} {}
@@ -33,20 +33,23 @@ class Failure : public std::exception {
   std::vector<Report> reports_;  // never empty
 };
 
-/// A name as it may be shown in a message: escaped, in the user's default encoding.
+/// Throws the Failure of a wrong command line.
+[[noreturn]] void throwUsage(std::string message);
+
+/// A name for a message: escaped, in the user's default encoding.
 std::string shown(std::u16string_view name);
 
 /// "what PATH: reason of the system".
 Report diskReport(std::string code, std::string const& what, std::u16string const& path,
                   boost::system::error_code const& reason);
 
-/// What any exception comes to; `package` is the item of those that speak of the package as a whole.
+/// Converts an exception to reports. `package` is the item of exceptions about the package as a whole.
 std::vector<Report> describe(std::exception_ptr const& thrown, std::u16string const& package);
 
-/// The exit code of several: the disk's is the one that wins over the package's.
+/// The exit code of several reports: Disk wins over all others.
 Exit exitOf(std::vector<Report> const& reports);
 
-/// The message with everything that could break or disguise a line of a terminal escaped.
+/// Escapes everything in a message that could break or disguise a line of a terminal.
 std::string oneLine(std::string const& message);
 
 }  // namespace ztpkg

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "cli/HelpText.hpp"
-
 #include <algorithm>
 #include <sstream>
+
+#include "cli/Description.hpp"
 
 namespace ztpkg {
 namespace {
@@ -10,8 +10,7 @@ namespace {
 constexpr std::size_t kColumns = 80;
 constexpr std::size_t kPurposeColumn = 26;
 
-/// The words of `text` in lines that end before the last column. The first line goes on at `column`, the others
-/// begin at `indent`.
+/// Breaks `text` into lines that end before the last column. The first line starts at `column`, the others at `indent`.
 std::string wrapped(std::string const& text, std::size_t column, std::size_t indent) {
   std::string lines;
   bool isFirst = true;
@@ -30,7 +29,7 @@ std::string wrapped(std::string const& text, std::size_t column, std::size_t ind
   return lines + "\n";
 }
 
-/// A name and, in the next column, what it is for; on a line of its own when the name is long.
+/// A name and, in the next column, its purpose. A long name stands on a line of its own.
 std::string row(std::string const& name, std::string const& purpose) {
   std::string text = "  " + name;
   if (text.size() + 2 > kPurposeColumn) text += "\n";
@@ -56,7 +55,7 @@ std::string argumentsOf(CommandDescription const& command) {
   return text;
 }
 
-/// Names that an argument may have: too many for a line.
+/// The names that an argument may begin with: too many for one line.
 std::string wordsOf(CommandDescription const& command) {
   std::string text;
   for (ArgumentDescription const& argument : command.arguments)
@@ -68,7 +67,7 @@ std::string commandsOf(CommandDescription const& command) {
   if (command.commands.empty()) return "";
   std::string text = "\nCommands:\n";
   for (CommandDescription const& below : command.commands) text += row(joined(below.words()), below.purpose);
-  return text + "\n'" + command.name + " COMMAND --help' tells more of a command.\n";
+  return text + "\n'" + command.name + " COMMAND --help' describes a command.\n";
 }
 
 std::string optionsOf(CommandDescription const& command) {
@@ -92,10 +91,9 @@ std::string detailsOf(CommandDescription const& command) {
 
 }  // namespace
 
-std::string helpText(CommandDescription const& command) {
-  return "Usage: " + command.usage() + "\n\n" + wrapped(command.purpose + ".", 0, 0) + argumentsOf(command) +
-         wordsOf(command) + commandsOf(command) + optionsOf(command) + detailsOf(command) + "\nExample:\n  " +
-         command.example + "\n";
+std::string CommandDescription::help() const {
+  return "Usage: " + usage() + "\n\n" + wrapped(purpose + ".", 0, 0) + argumentsOf(*this) + wordsOf(*this) +
+         commandsOf(*this) + optionsOf(*this) + detailsOf(*this) + "\nExample:\n  " + example + "\n";
 }
 
 }  // namespace ztpkg

@@ -1,31 +1,59 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
-#include "cli/Errors.hpp"
-#include "cli/Records.hpp"
-#include "opc/model/CoreProperties.hpp"
-#include "opc/ztservices/CoreProperties.hpp"
-#include "opc/ztservices/Verification.hpp"
+#include "cli/Output.hpp"
 
-/// JSON texts of one object each, on one line, with their members in the documented order. Long lists are
-/// written object by object and never held as one document.
+/// The only maker of JSON. Long lists are printed element by element and never held as one document.
 namespace ztpkg {
 
-std::string json(EntryRecord const& record);
-std::string json(PartRecord const& record);
-std::string json(RelationshipRecord const& record);
-std::string json(FileSystemRecord const& record);
-std::string json(opc::model::CoreProperties const& properties);
-/// The extended ones alone.
-std::string json(opc::ztservices::CoreProperties const& properties);
-std::string json(opc::ztservices::VerificationFault const& fault);
-std::string errorJson(Report const& report);
+/// A value as JSON. Bytes of a narrow text that are not UTF-8 become U+FFFD: messages are in the user's encoding.
+std::string jsonOf(std::string_view text);
+std::string jsonOf(std::u16string const& text);
+inline std::string jsonOf(std::uint64_t number) { return std::to_string(number); }
+std::string jsonOf(std::same_as<bool> auto truth) { return truth ? "true" : "false"; }
 
-/// Of the library underneath, such as "3.11.2".
+/// An object on one line, whose members stand in the order of adding.
+class JsonObject {
+ public:
+  template <typename Value>
+  JsonObject& add(char const* name, Value const& value) {
+    return addText(name, jsonOf(value));
+  }
+  /// null for an absent value.
+  template <typename Value>
+  JsonObject& add(char const* name, std::optional<Value> const& value) {
+    return addText(name, value ? jsonOf(*value) : "null");
+  }
+  /// The value is JSON already.
+  JsonObject& addText(char const* name, std::string const& json);
+
+  bool isEmpty() const { return members_.empty(); }
+  std::string text() const { return "{" + members_ + "}"; }
+
+ private:
+  std::string members_;
+};
+
+/// Prints an array with one element a line.
+class JsonArray {
+ public:
+  explicit JsonArray(Output& out) : out_(&out) { out_->print("["); }
+
+  void add(std::string const& json);
+  bool isEmpty() const { return isEmpty_; }
+
+ private:
+  Output* out_;
+  bool isEmpty_ = true;
+};
+
+/// The version of the library underneath, such as "3.11.2".
 std::string jsonLibraryVersion();
 
 }  // namespace ztpkg

@@ -31,7 +31,7 @@ void Output::write(void const* data, std::size_t count) {
 }
 
 void Output::close() {
-  std::string const pending = std::exchange(buffer_, {});  // not tried again after a failure
+  std::string const pending = std::exchange(buffer_, {});  // not written again after a failure
   drain(pending.data(), pending.size());
 }
 

@@ -8,18 +8,18 @@
 
 namespace ztpkg {
 
-/// The tool's own stream for data: a buffer over standard output whose every write is checked. What could
-/// not be written is thrown as Failure; a reader who went away is one whose code is kOutputClosed.
+/// The tool's own stream for data: a buffer over standard output whose every write is checked. Throws Failure for a
+/// failed write, with the code kOutputClosed if the reader has closed the pipe.
 class Output final : public opc::OutputStream {
  public:
   static constexpr char const* kOutputClosed = "output-closed";
 
   void write(void const* data, std::size_t count) override;
-  /// Writes what is left; without it output may be missing.
+  /// Writes the rest of the buffer; without this call output may be missing.
   void close() override;
 
   void print(std::string_view text) { write(text.data(), text.size()); }
-  /// A name for people: UTF-8, with control and bidirectional characters escaped.
+  /// Prints UTF-8 with control and bidirectional characters escaped.
   void printName(std::u16string_view name);
 
  private:

@@ -12,12 +12,12 @@
 namespace ztpkg {
 namespace {
 
-std::atomic<int> pendingSignal = 0;  // asked about by several threads
+std::atomic<int> pendingSignal = 0;  // read by several threads
 static_assert(std::atomic<int>::is_always_lock_free);
 
 void remember(int signal) { pendingSignal = signal; }
 
-// The way that the descriptor may not be used in, so that reading from or writing to it still fails.
+// `mode` is the opposite of the descriptor's use, so that reading from or writing to it still fails.
 void occupy(int descriptor, int mode) {
   if (fcntl(descriptor, F_GETFD) == -1) open("/dev/null", mode);  // the lowest free descriptor is this one
 }

@@ -5,19 +5,19 @@
 
 namespace ztpkg {
 
-/// What has to hold before anything is opened or printed: descriptors 0 to 2 exist (otherwise a file that is
-/// opened later could become the standard output), a closed pipe is an error instead of a signal, and
-/// std::cout writes where std::cerr does, because standard output is for data alone.
+/// To be called before anything is opened or printed. Makes sure that descriptors 0 to 2 exist (otherwise a file that
+/// is opened later could become the standard output), makes a closed pipe an error instead of a signal, and lets
+/// std::cout write where std::cerr does, because standard output is for data alone.
 void prepareProcess();
 
-/// From here on SIGINT, SIGTERM and SIGHUP only leave a note that throwIfInterrupted() finds, so that
-/// temporary files are removed on the way out. For commands that write to the disk.
+/// From here on SIGINT, SIGTERM and SIGHUP are only recorded for throwIfInterrupted(), so that temporary files are
+/// removed on the way out. For commands that write to the disk.
 void noteSignals();
 
-/// From here on a crash leaves no file with what is in memory, keys and passwords among it.
+/// From here on a crash writes no core file, which would hold keys and passwords.
 void leaveNoCoreFile();
 
-/// Throws Interrupted once a signal has come.
+/// Throws Interrupted after a signal.
 void throwIfInterrupted();
 
 class Interrupted : public std::exception {

@@ -7,15 +7,14 @@
 
 namespace ztpkg {
 
-/// How much work there is, or has been done.
+/// An amount of work.
 struct Amount {
   std::uint64_t files = 0;
   std::uint64_t bytes = 0;
 };
 
-/// Counts what is done, and shows it as a bar in the last line of the terminal when the work takes over a second.
-/// Shows nothing where standard error is no terminal. The line is gone when the object is, so that messages
-/// come in its place. What is done is counted in any case.
+/// Counts the work done, and shows it as a bar in the last line of the terminal if it takes over a second. Shows
+/// nothing if standard error is no terminal. The destructor removes the line, so that messages take its place.
 class Progress {
  public:
   explicit Progress(bool isWanted);
@@ -23,11 +22,11 @@ class Progress {
   Progress(Progress const&) = delete;
   Progress& operator=(Progress const&) = delete;
 
-  /// Whether the total is worth finding out.
+  /// Whether a bar may be shown, so that finding out the total is of use.
   bool isShown() const { return isShown_; }
   void expect(Amount const& total) { total_ = total; }
 
-  /// Takes the line away.
+  /// Removes the line.
   void finish();
 
   void addFile();
@@ -50,7 +49,7 @@ class Progress {
 };
 
 /// The line for a terminal of that many columns: "42% [####      ] 1.2 MB of 3.0 MB, 7 files, 1.1 MB/s, 0:02 left",
-/// with less of it where there is less room.
+/// shortened for narrow terminals.
 std::string progressLine(Amount const& done, Amount const& total, std::chrono::duration<double> elapsed,
                          std::size_t columns);
 

@@ -10,7 +10,6 @@
 #include "commands/TreeAdding.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
-#include "secrets/Keys.hpp"
 
 namespace ztpkg {
 namespace {
@@ -18,7 +17,7 @@ namespace {
 using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
 
-/// Has the manager read from one tree after the other.
+/// Makes the manager read from one tree after the other.
 class TreeInTurn final : public opc::FileSystemOpsSelector {
  public:
   explicit TreeInTurn(opc::FileSystemOps& disk) : current_(&disk) {}
@@ -29,7 +28,7 @@ class TreeInTurn final : public opc::FileSystemOpsSelector {
   opc::FileSystemOps* current_;
 };
 
-/// What is to be added, checked as a whole before anything is.
+/// Checks all additions before the first is made.
 class Addition {
  public:
   Addition(FileSystemManager& manager, bool force) : manager_(manager), force_(force) {}
@@ -72,7 +71,7 @@ class Addition {
 
   FileSystemManager& manager_;
   bool force_;
-  std::map<std::u16string, bool> isLeaf_;  // of each path that is added
+  std::map<std::u16string, bool> isLeaf_;  // for each path to add
   std::vector<FileSystemEntry> replaced_;
 };
 
@@ -85,7 +84,7 @@ struct Source {
   std::u16string place;
 };
 
-// A link is stored as one, wherever it leads.
+// A link is stored as a link, whatever its target.
 Source sourceOf(opc::FileSystemOps& disk, std::string const& argument, std::u16string const& folder,
                 ForwardingOps::Paths const& ownFiles, Progress& progress) {
   std::u16string const path = absolutePath(fromArgument(argument));
@@ -107,8 +106,7 @@ Source sourceOf(opc::FileSystemOps& disk, std::string const& argument, std::u16s
 
 // Tidied, without a slash at its end, and empty for the root.
 std::u16string folderOf(std::string const& argument) {
-  if (argument.find('\\') != std::string::npos)
-    throw Failure(Report{Exit::Usage, "usage", "--to: a backslash would be taken for a separator", {}});
+  if (argument.find('\\') != std::string::npos) throwUsage("--to: a backslash would be taken for a separator");
   std::u16string const path = absolutePath(entryPath(argument));
   return path == u"/" ? u"" : path;
 }
@@ -132,7 +130,7 @@ std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, 
   return sources;
 }
 
-void tellAdded(std::vector<Source> const& sources, std::u16string const& package, Progress const& progress) {
+void printSummary(std::vector<Source> const& sources, std::u16string const& package, Progress const& progress) {
   Entries added{0, 0, 0, progress.done().bytes};
   for (Source const& source : sources) {
     added.files += source.tree->fileCount();
@@ -167,7 +165,7 @@ void add(AddOptions const& options) {
   throwIfInterrupted();
   package->save();
   progress.finish();
-  if (!options.quiet) tellAdded(sources, fromArgument(options.package), progress);
+  if (!options.quiet) printSummary(sources, fromArgument(options.package), progress);
 }
 
 }  // namespace ztpkg

@@ -16,7 +16,7 @@ void cat(CatOptions const& options, Output& out) {
     std::string const kind = entry.isLink() ? " is a link, to " + shown(entry.getContentName()) : " is a folder";
     throw Failure(Report{Exit::Package, "not-a-file", shown(path) + kind, path});
   }
-  throwIfKeyIsMissing(*package, manager, entry);
+  throwIfKeyIsMissing(manager, entry);
   try {
     auto const source = manager.getFileContentSource(entry, opc::ztservices::TransformMode::Transform);
     opc::StreamHelper::copyStreamToStream(source->getInputStream(), out);

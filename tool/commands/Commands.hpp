@@ -9,8 +9,8 @@
 #include "opc/model/Package.hpp"
 #include "secrets/PackageKey.hpp"
 
-/// The commands. Each does its work or throws; data goes to `out`, which the caller closes. Texts are as the
-/// user gave them, in UTF-8.
+/// The commands. Each does its work or throws; data goes to `out`, which the caller closes. Texts are the user's, in
+/// UTF-8.
 namespace ztpkg {
 
 struct PackOptions {
@@ -72,7 +72,7 @@ struct VerifyOptions {
   bool json = false;
   bool quiet = false;
 };
-/// Throws Failure where there are faults, once they have been printed.
+/// Throws Failure after printing the faults, if there are any.
 void verify(VerifyOptions const& options, Output& out);
 
 struct ListOptions {

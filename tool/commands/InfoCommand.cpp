@@ -6,14 +6,12 @@
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
 #include "cli/Json.hpp"
-#include "cli/Records.hpp"
 #include "commands/Commands.hpp"
 #include "commands/Properties.hpp"
 #include "disk/EntryMeasure.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
 #include "opc/Strings.hpp"
-#include "opc/Time.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/Verification.hpp"
@@ -22,39 +20,67 @@
 namespace ztpkg {
 namespace {
 
-using opc::model::CoreProperties;
 using opc::model::Package;
 using opc::model::PartName;
 using opc::model::Relationship;
 using opc::model::TargetMode;
+using opc::ztservices::CoreProperties;
 using opc::ztservices::FileSystemManager;
 
-/// What is told of a package, found before anything is printed.
+struct PartRecord {
+  std::u16string name;
+  std::u16string contentType;
+  std::uint64_t size = 0;
+  std::uint64_t storedSize = 0;
+  std::optional<std::string> sha256;
+};
+
+/// An internal target is resolved to a part name where that is possible.
+struct RelationshipRecord {
+  std::u16string source;
+  std::u16string id;
+  std::u16string type;
+  std::u16string target;
+  bool isExternal = false;
+};
+
+/// Without a file system only `present` is known, without the key of an encrypted one only the first three members.
+struct FileSystemRecord {
+  bool present = false;
+  bool encrypted = false;
+  bool hasPassword = false;  // whether its key comes from a password
+  std::optional<std::u16string> manifestVersion;
+  std::optional<std::u16string> createdByPlatform;
+  std::optional<std::u16string> createdByEncoding;
+  std::optional<std::uint64_t> entries;
+};
+
+/// All that is printed of a package, found before anything is printed.
 struct Summary {
   FileSystemRecord fileSystem;
-  std::exception_ptr fileSystemFault;            ///< what reading the file system came to; null for success
-  std::optional<CoreProperties> coreProperties;  ///< absent where their part breaks the rules
+  std::exception_ptr fileSystemFault;            ///< thrown while reading the file system; null for success
+  std::optional<CoreProperties> coreProperties;  ///< the standard ones; absent if their part breaks the rules
   std::string corePropertiesFault;
-  std::optional<opc::ztservices::CoreProperties> extendedProperties;  ///< absent where they cannot be loaded
+  std::optional<CoreProperties> extendedProperties;  ///< absent if they cannot be loaded
   std::string extendedPropertiesFault;
   std::vector<PartName> parts;
   std::vector<RelationshipRecord> relationships;
-  std::vector<std::string> digests;  ///< of `parts`; empty where they are not asked for
+  std::vector<std::string> digests;  ///< of `parts`; empty without --digest
 };
 
-bool isManifestEncrypted(Package const& package, std::u16string const& relationshipType) {
-  auto const found = package.getRelationshipsByType(relationshipType);
-  if (found.empty()) return false;
-  auto const manifest = opc::model::PackageHelper::findTarget(package, found.front());
-  return manifest && manifest->getContentType().hasParameter(u"encryption");
+// Where the part of the manifest is missing, loading reports it.
+bool isEncrypted(FileSystemManager const& manager) try {
+  return manager.isEncrypted();
+} catch (opc::model::PartNotFound const&) {
+  return false;
 }
 
 void describeFileSystem(Package& package, InfoOptions const& options, FileSystemRecord& record) {
   record.present = hasFileSystem(package);
-  record.encrypted = isManifestEncrypted(package, FileSystemManager::getRelationshipType());
+  FileSystemManager manager(package);
+  record.encrypted = isEncrypted(manager);
   record.hasPassword = record.encrypted && hasPassword(package, options.package);
   if (!record.present || (record.encrypted && !options.key.isGiven())) return;
-  FileSystemManager manager(package);
   if (record.encrypted) enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
   record.entries = measureEntries(manager).count();
@@ -85,7 +111,7 @@ std::vector<RelationshipRecord> relationshipsOf(Package const& package, std::vec
   return records;
 }
 
-// Where there are none, a fault in the standard ones says nothing of them.
+// Without extended properties, a fault in the standard ones does not concern them.
 void describeExtendedProperties(Package& package, Summary& summary) {
   summary.extendedProperties.emplace();
   if (!hasExtendedProperties(package)) return;
@@ -102,13 +128,14 @@ Summary summarise(Package& package, InfoOptions const& options) {
   try {
     describeFileSystem(package, options, summary.fileSystem);
   } catch (Failure const& fault) {
-    // A broken manifest is a reason to look at the rest; a key that cannot be had, or does not fit, is not.
+    // After a broken manifest the rest is of interest; after a missing or wrong key it is not.
     if (fault.reports().front().exit != Exit::Package) throw;
     summary.fileSystemFault = std::current_exception();
   }
   try {
-    summary.coreProperties = opc::model::PackageHelper::getCoreProperties(package);
+    summary.coreProperties.emplace().opcProps() = opc::model::PackageHelper::getCoreProperties(package);
   } catch (opc::model::InvalidPartContent const& fault) {
+    summary.coreProperties.reset();
     summary.corePropertiesFault = fault.what();
   }
   describeExtendedProperties(package, summary);
@@ -128,20 +155,41 @@ PartRecord recordOf(Package const& package, Summary const& summary, std::size_t 
   return record;
 }
 
+std::string json(PartRecord const& record) {
+  JsonObject object;
+  object.add("name", record.name).add("contentType", record.contentType);
+  object.add("size", record.size).add("storedSize", record.storedSize);
+  if (record.sha256) object.add("sha256", *record.sha256);
+  return object.text();
+}
+
+std::string json(RelationshipRecord const& record) {
+  JsonObject object;
+  object.add("source", record.source).add("id", record.id).add("type", record.type).add("target", record.target);
+  return object.add("mode", record.isExternal ? "External" : "Internal").text();
+}
+
+std::string json(FileSystemRecord const& record) {
+  JsonObject object;
+  object.add("present", record.present).add("manifestVersion", record.manifestVersion);
+  object.add("encrypted", record.encrypted).add("hasPassword", record.hasPassword);
+  object.add("createdByPlatform", record.createdByPlatform).add("createdByEncoding", record.createdByEncoding);
+  return object.add("entries", record.entries).text();
+}
+
+std::string json(std::optional<CoreProperties> const& properties, PropertySet set) {
+  return properties ? propertiesJson(*properties, set) : "null";
+}
+
 void printJson(Package const& package, Summary const& summary, Output& out) {
-  char const* separator = "\n";
-  out.print("{\"parts\": [");
-  for (std::size_t i = 0; i < summary.parts.size(); ++i, separator = ",\n")
-    out.print(separator + json(recordOf(package, summary, i)));
-  out.print("\n],\n\"relationships\": [");
-  separator = "\n";
-  for (RelationshipRecord const& record : summary.relationships) {
-    out.print(separator + json(record));
-    separator = ",\n";
-  }
-  out.print("\n],\n\"coreProperties\": " + (summary.coreProperties ? json(*summary.coreProperties) : "null"));
-  out.print(",\n\"extendedProperties\": " +
-            (summary.extendedProperties ? json(*summary.extendedProperties) : std::string("null")));
+  out.print("{\"parts\": ");
+  JsonArray parts(out);
+  for (std::size_t i = 0; i < summary.parts.size(); ++i) parts.add(json(recordOf(package, summary, i)));
+  out.print("\n],\n\"relationships\": ");
+  JsonArray relationships(out);
+  for (RelationshipRecord const& record : summary.relationships) relationships.add(json(record));
+  out.print("\n],\n\"coreProperties\": " + json(summary.coreProperties, PropertySet::Standard));
+  out.print(",\n\"extendedProperties\": " + json(summary.extendedProperties, PropertySet::Extended));
   out.print(",\n\"fileSystem\": " + json(summary.fileSystem) + "}\n");
 }
 
@@ -158,50 +206,16 @@ void printFileSystem(FileSystemRecord const& record, Output& out) {
   out.print("\n");
 }
 
-void printProperty(char const* name, std::u16string const& text, Output& out) {
-  if (text.empty()) return;
-  out.print(std::string("  ") + name + ": ");
-  out.printName(text);
-  out.print("\n");
-}
-
-void printProperties(Summary const& summary, Output& out) {
-  if (!summary.coreProperties) return out.print("Core properties: not readable: " + summary.corePropertiesFault + "\n");
-  CoreProperties const& properties = *summary.coreProperties;
-  out.print(json(properties) == "{}" ? "Core properties: none\n" : "Core properties:\n");
-  printProperty("title", properties.getTitle(), out);
-  printProperty("subject", properties.getSubject(), out);
-  printProperty("creator", properties.getCreator(), out);
-  printProperty("description", properties.getDescription(), out);
-  std::u16string keywords;
-  for (auto const& [text, language] : properties.getKeywords()) keywords += (keywords.empty() ? u"" : u", ") + text;
-  printProperty("keywords", keywords, out);
-  printProperty("category", properties.getCategory(), out);
-  printProperty("content status", properties.getContentStatus(), out);
-  printProperty("content type", properties.getContentType(), out);
-  printProperty("language", properties.getLanguage(), out);
-  printProperty("identifier", properties.getIdentifier(), out);
-  printProperty("version", properties.getVersion(), out);
-  printProperty("revision", properties.getRevision(), out);
-  printProperty("last modified by", properties.getLastModifiedBy(), out);
-  printProperty("created", opc::convertTimeToString(properties.getCreated()), out);
-  printProperty("modified", opc::convertTimeToString(properties.getModified()), out);
-  printProperty("last printed", opc::convertTimeToString(properties.getLastPrinted()), out);
-}
-
-void printExtendedProperties(Summary const& summary, Output& out) {
-  if (!summary.extendedProperties)
-    return out.print("Extended properties: not readable: " + summary.extendedPropertiesFault + "\n");
-  auto const& properties = *summary.extendedProperties;
-  auto const release = properties.getTALBEXReleaseInfo();
-  out.print(json(properties) == "{}" ? "Extended properties: none\n" : "Extended properties:\n");
-  printProperty("content type", properties.getContentType(), out);
-  printProperty("friendly name", properties.getContentTypeFriendlyName(), out);
-  printProperty("release", properties.getTALBEXRelease(), out);
-  printProperty("release version", opc::toString(release.getTALBEXVersion()), out);
-  printProperty("release description", opc::toString(release.getDescription()), out);
-  printProperty("release date", opc::toString(release.getDate()), out);
-  printProperty("uuid", properties.getUUID().value_or(u""), out);
+void printProperties(std::string const& title, std::optional<CoreProperties> const& properties,
+                     std::string const& fault, PropertySet set, Output& out) {
+  if (!properties) return out.print(title + ": not readable: " + fault + "\n");
+  NamedValues const values = labelledProperties(*properties, set);
+  out.print(title + (values.empty() ? ": none\n" : ":\n"));
+  for (auto const& [label, value] : values) {
+    out.print("  " + label + ": ");
+    out.printName(value);
+    out.print("\n");
+  }
 }
 
 void printParts(Package const& package, Summary const& summary, Output& out) {
@@ -221,13 +235,14 @@ void printText(Package const& package, Summary const& summary, std::u16string co
   out.printName(path);
   out.print("\n");
   printFileSystem(summary.fileSystem, out);
-  printProperties(summary, out);
-  printExtendedProperties(summary, out);
+  printProperties("Core properties", summary.coreProperties, summary.corePropertiesFault, PropertySet::Standard, out);
+  printProperties("Extended properties", summary.extendedProperties, summary.extendedPropertiesFault,
+                  PropertySet::Extended, out);
   printParts(package, summary, out);
   out.print("Relationships: " + std::to_string(summary.relationships.size()) + "\n");
   for (RelationshipRecord const& record : summary.relationships) {
     out.printName(u"  " + record.source + u"  " + record.id + u"  " + record.type + u" -> " + record.target +
-                  (record.external ? u" (external)" : u""));
+                  (record.isExternal ? u" (external)" : u""));
     out.print("\n");
   }
 }

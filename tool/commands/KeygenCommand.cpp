@@ -13,6 +13,7 @@
 #include "disk/OpenFile.hpp"
 #include "disk/Paths.hpp"
 #include "opc/Strings.hpp"
+#include "secrets/Secrets.hpp"
 
 namespace ztpkg {
 namespace {
@@ -31,9 +32,9 @@ class KeyText {
       text_[2 * i + 1] = opc::hexDigit(key[i] & 0xF);
     }
     text_.back() = '\n';
-    explicit_bzero(key.data(), key.size());
+    wipe(key.data(), key.size());
   }
-  ~KeyText() { explicit_bzero(text_.data(), text_.size()); }
+  ~KeyText() { wipe(text_.data(), text_.size()); }
   KeyText(KeyText const&) = delete;
   KeyText& operator=(KeyText const&) = delete;
 
@@ -62,14 +63,13 @@ void keygen(KeygenOptions const& options) {
   std::u16string const file = fromArgument(options.file);
   std::string const path = opc::toUTF8String(file);
   KeyText const key;
-  OpenFile output(path, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
-  if (!output.isOpen()) throwCannotWrite(file, errno);
-  int const descriptor = output.descriptor();
+  OpenFile made(path, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
+  if (!made.isOpen()) throwCannotWrite(file, errno);
   // The umask may have taken away more than it should.
-  bool const done = fchmod(descriptor, S_IRUSR | S_IWUSR) == 0 && key.writeTo(descriptor) && fsync(descriptor) == 0;
-  int error = done ? 0 : errno;
-  if (!output.close() && error == 0) error = errno;
-  if (error == 0) return;
+  bool const isWritten = fchmod(made.descriptor(), S_IRUSR | S_IWUSR) == 0 && key.writeTo(made.descriptor()) &&
+                         fsync(made.descriptor()) == 0 && made.close();
+  if (isWritten) return;
+  int const error = errno;
   ::unlink(path.c_str());
   throwCannotWrite(file, error);
 }

@@ -1,48 +1,64 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string_view>
 
 #include "cli/Amounts.hpp"
-#include "cli/Colour.hpp"
 #include "cli/Json.hpp"
-#include "cli/Records.hpp"
 #include "commands/Commands.hpp"
 #include "disk/EntryMeasure.hpp"
 #include "disk/FileSystems.hpp"
 #include "opc/Time.hpp"
-#include "secrets/Keys.hpp"
 
 namespace ztpkg {
 namespace {
 
-using opc::model::Package;
 using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
-using Type = EntryRecord::Type;
+enum class Type { File, Folder, Link };
 
-// A file whose part is missing is listed all the same, without what only the part knows.
-void addContents(EntryRecord& record, Package const& package, std::u16string const& part) {
-  record.part = part;
-  opc::model::PartName const name(part);
-  if (!package.hasPart(name)) return;
-  opc::model::Part const content = package.getPart(name);
-  record.size = contentSize(content);
-  record.storedSize = content.getStoredSize();
-  record.contentType = content.getContentType().toString();
-  record.encrypted = content.getContentType().hasParameter(u"encryption");
+/// What a listing says of an entry. What does not apply or is not recorded is absent.
+struct EntryRecord {
+  std::u16string path;
+  Type type = Type::File;
+  std::optional<std::uint64_t> size;
+  std::optional<std::uint64_t> storedSize;
+  std::optional<std::uint32_t> permissions;
+  std::optional<std::u16string> modified;  // ISO 8601
+  std::optional<std::u16string> target;
+  std::optional<std::u16string> contentType;
+  std::optional<std::u16string> part;
+  std::optional<bool> encrypted;
+};
+
+// A file whose part is missing is listed without what only the part knows.
+void addContents(EntryRecord& record, FileSystemManager const& manager, FileSystemEntry const& file) {
+  record.part = file.getContentName();
+  opc::model::PartName const name(*record.part);
+  if (!manager.getPackage().hasPart(name)) return;
+  record.size = manager.getSize(file);
+  record.storedSize = manager.getStoredSize(file);
+  record.contentType = manager.getPackage().getPart(name).getContentType().toString();
+  record.encrypted = manager.isEncrypted(file);
 }
 
 Type typeOf(FileSystemEntry const& entry) {
   return entry.isFile() ? Type::File : (entry.isLink() ? Type::Link : Type::Folder);
 }
 
-EntryRecord recordOf(Package const& package, FileSystemEntry const& entry) {
+EntryRecord recordOf(FileSystemManager const& manager, FileSystemEntry const& entry) {
   EntryRecord record;
   record.path = entry.getPathName();
   record.type = typeOf(entry);
   if (entry.getPermissions() != FileSystemEntry::getUnknownPermissions()) record.permissions = entry.getPermissions();
   std::u16string time = opc::convertTimeToString(entry.getLastModifiedTime());
   if (!time.empty()) record.modified = std::move(time);
-  if (entry.isFile()) addContents(record, package, entry.getContentName());
+  if (entry.isFile()) addContents(record, manager, entry);
   if (entry.isLink()) record.target = entry.getContentName();
   return record;
 }
@@ -63,9 +79,9 @@ std::string padded(std::string const& text, std::size_t width) {
 /// How the sizes of a listing are written, and in how many columns.
 class SizeColumn {
  public:
-  SizeColumn(Package const& package, FileSystemManager const& manager, bool human) : human_(human) {
+  SizeColumn(FileSystemManager const& manager, bool human) : human_(human) {
     manager.visitLeafs([&](FileSystemEntry const& entry) {
-      EntryRecord const record = recordOf(package, entry);
+      EntryRecord const record = recordOf(manager, entry);
       width_ = std::max({width_, text(record.size).size(), text(record.storedSize).size()});
     });
   }
@@ -80,6 +96,23 @@ class SizeColumn {
 
   bool human_;
   std::size_t width_ = 1;
+};
+
+bool isSet(char const* variable) {
+  char const* const value = std::getenv(variable);
+  return value && *value;
+}
+
+/// Empty texts where standard output is no terminal that shows colours, or NO_COLOR is set.
+struct Colours {
+  std::string_view folder, link, end;
+
+  static Colours ofStandardOutput() {
+    char const* const terminal = std::getenv("TERM");
+    bool const isDumb = !terminal || std::string_view(terminal) == "dumb";
+    if (isatty(STDOUT_FILENO) != 1 || isDumb || isSet("NO_COLOR")) return {};
+    return {"\x1b[1;34m", "\x1b[1;36m", "\x1b[0m"};
+  }
 };
 
 void printPath(std::u16string const& path, Type type, Colours const& colours, Output& out) {
@@ -108,20 +141,36 @@ void printPaths(FileSystemManager const& manager, Output& out) {
   });
 }
 
-void printTable(Package const& package, FileSystemManager const& manager, bool human, Output& out) {
+void printTable(FileSystemManager const& manager, bool human, Output& out) {
   Colours const colours = Colours::ofStandardOutput();
-  SizeColumn const sizes(package, manager, human);
+  SizeColumn const sizes(manager, human);
   manager.visitEntries(
-      [&](FileSystemEntry const& entry) { printDetailed(recordOf(package, entry), sizes, colours, out); });
+      [&](FileSystemEntry const& entry) { printDetailed(recordOf(manager, entry), sizes, colours, out); });
 }
 
-void printJson(Package const& package, FileSystemManager const& manager, Output& out) {
-  std::string separator = "[\n";
-  manager.visitEntries([&](FileSystemEntry const& entry) {
-    out.print(separator + json(recordOf(package, entry)));
-    separator = ",\n";
-  });
-  out.print(separator == "[\n" ? "[]\n" : "\n]\n");
+char const* typeText(Type type) { return type == Type::File ? "file" : (type == Type::Folder ? "folder" : "link"); }
+
+std::optional<std::string> permissionsText(std::optional<std::uint32_t> permissions) {
+  if (!permissions) return std::nullopt;
+  std::array<char, 16> text{};
+  std::snprintf(text.data(), text.size(), "%04o", *permissions);
+  return text.data();
+}
+
+std::string json(EntryRecord const& record) {
+  JsonObject object;
+  object.add("path", record.path).add("type", typeText(record.type));
+  object.add("size", record.size).add("storedSize", record.storedSize);
+  object.add("permissions", permissionsText(record.permissions)).add("modified", record.modified);
+  object.add("target", record.target).add("contentType", record.contentType);
+  object.add("part", record.part).add("encrypted", record.encrypted);
+  return object.text();
+}
+
+void printJson(FileSystemManager const& manager, Output& out) {
+  JsonArray entries(out);
+  manager.visitEntries([&](FileSystemEntry const& entry) { entries.add(json(recordOf(manager, entry))); });
+  out.print(entries.isEmpty() ? "]\n" : "\n]\n");
 }
 
 }  // namespace
@@ -132,8 +181,8 @@ void list(ListOptions const& options, Output& out) {
   enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
   throwIfTooDeep(measureEntries(manager), options.package);
-  if (options.json) return printJson(*package, manager, out);
-  if (options.detailed) return printTable(*package, manager, options.human, out);
+  if (options.json) return printJson(manager, out);
+  if (options.detailed) return printTable(manager, options.human, out);
   printPaths(manager, out);
 }
 

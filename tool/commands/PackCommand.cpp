@@ -19,7 +19,6 @@
 #include "disk/Paths.hpp"
 #include "disk/SourceTree.hpp"
 #include "opc/ztservices/ContentTypes.hpp"
-#include "secrets/Keys.hpp"
 #include "secrets/PackagePassword.hpp"
 
 namespace ztpkg {
@@ -33,7 +32,7 @@ using opc::ztservices::FileSystemManager;
 
 constexpr long long kLastSecond = 253'402'300'799;  // of the year 9999
 
-// Found out before the tree is read, which may take long.
+// Checked before the tree is read, which may take long.
 void checkTarget(std::u16string const& package, bool force) {
   boost::system::error_code error;
   if (isDirectory(package, error))
@@ -65,27 +64,27 @@ void printPlan(SourceTree const& source, Output& out) {
   }
 }
 
-void tellSkipped(SourceTree const& source) {
+void printSkipped(SourceTree const& source) {
   for (std::u16string const& path : source.skippedLinks())
     std::cerr << "ztpkg: pack: left out " << shown(source.diskPath(path)) << ", which points out of the directory\n";
   for (std::u16string const& path : source.skippedOwn())
     std::cerr << "ztpkg: pack: left out " << shown(source.diskPath(path)) << ", which is the package itself\n";
 }
 
-void tellStored(SourceTree const& source, std::u16string const& package, Progress const& progress) {
+void printSummary(SourceTree const& source, std::u16string const& package, Progress const& progress) {
   Entries const stored{source.fileCount(), source.folders().size(), source.linkCount(), progress.done().bytes};
   std::cerr << "stored " << entriesText(stored, "folder") << " in " << sizeText(sizeOfFile(package)) << ", "
             << secondsText(progress.elapsed()) << '\n';
 }
 
-/// The time that builds are to take for the current one (reproducible-builds.org), if they are.
+/// The time that replaces the current one in reproducible builds (reproducible-builds.org), if it is set.
 std::optional<ptime> sourceDate() {
   char const* const text = std::getenv("SOURCE_DATE_EPOCH");
   if (!text) return std::nullopt;
   long long seconds = 0;
   auto const [end, error] = std::from_chars(text, text + std::strlen(text), seconds);
   if (error != std::errc() || *end != '\0' || seconds < 0 || seconds > kLastSecond)
-    throw Failure(Report{Exit::Usage, "usage", "SOURCE_DATE_EPOCH must be a number of seconds since 1970", {}});
+    throwUsage("SOURCE_DATE_EPOCH must be a number of seconds since 1970");
   return boost::posix_time::from_time_t(static_cast<std::time_t>(seconds));
 }
 
@@ -98,19 +97,17 @@ CoreProperties propertiesFor(PackOptions const& options) {
   return record;
 }
 
-[[noreturn]] void throwUsage(char const* message) { throw Failure(Report{Exit::Usage, "usage", message, {}}); }
-
-/// How contents are to be encrypted.
+/// How contents are encrypted.
 struct Encryption {
   Secret const& key() const { return password ? password->key() : *keyOfFile; }
 
-  std::unique_ptr<Secret const> keyOfFile;         ///< null where a password is given
-  std::unique_ptr<NewPasswordKey const> password;  ///< null where a file is
+  std::unique_ptr<Secret const> keyOfFile;         ///< null with a password
+  std::unique_ptr<NewPasswordKey const> password;  ///< null with a key file
   opc::ztservices::IVMode mode;
   std::vector<unsigned char> prefix;
 };
 
-/// What the sequence of initialization vectors begins with; empty for random ones.
+/// The prefix of counted initialization vectors; empty for random ones.
 std::vector<unsigned char> prefixFor(PackOptions const& options) {
   constexpr std::size_t kPrefixBytes = 8;
   bool const deterministic = options.ivMode == "deterministic";
@@ -124,7 +121,7 @@ std::vector<unsigned char> prefixFor(PackOptions const& options) {
   return prefix;
 }
 
-/// Null for none. A password is forgotten here.
+/// Null for no encryption. The password is wiped on return.
 std::unique_ptr<Encryption const> encryptionFor(PackOptions const& options) {
   if (!options.key.isGiven() && !(options.ivMode.empty() && options.ivPrefix.empty()))
     throwUsage("--iv and --iv-prefix need --key-file");
@@ -159,7 +156,7 @@ void store(SourceTree& source, std::u16string const& path, PackOptions const& op
   package->save();
 }
 
-/// Names the way out where there is one, which other commands do not have.
+/// Adds the option that only this command has to the messages that it helps with.
 void survey(SourceTree& source) try { source.survey(); } catch (Failure const& failure) {
   std::vector<Report> reports = failure.reports();
   for (Report& report : reports)
@@ -181,11 +178,11 @@ void pack(PackOptions const& options, Output& out) {
   SourceTree source(disk, root, rulesOf(options, package), progress);
   survey(source);
   progress.expect({source.fileCount(), source.fileBytes()});
-  if (!options.quiet) tellSkipped(source);
+  if (!options.quiet) printSkipped(source);
   if (options.dryRun) return printPlan(source, out);
   store(source, package, options, properties, encryption.get());
   progress.finish();
-  if (!options.quiet) tellStored(source, package, progress);
+  if (!options.quiet) printSummary(source, package, progress);
 }
 
 }  // namespace ztpkg

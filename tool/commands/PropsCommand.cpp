@@ -3,7 +3,6 @@
 #include <set>
 
 #include "cli/Errors.hpp"
-#include "cli/Json.hpp"
 #include "cli/Process.hpp"
 #include "commands/Commands.hpp"
 #include "commands/Properties.hpp"
@@ -27,31 +26,25 @@ struct Assignment {
 
 Assignment assignmentOf(std::string const& argument) {
   std::size_t const sign = argument.find('=');
-  if (sign == std::string::npos)
-    throw Failure(Report{Exit::Usage, "usage", shown(opc::toString(argument, false)) + " is not NAME=VALUE", {}});
+  if (sign == std::string::npos) throwUsage(shown(opc::toString(argument, false)) + " is not NAME=VALUE");
   return {argument.substr(0, sign), argument.substr(sign + 1)};
 }
 
-/// Wrong names and values are told before the package is looked at.
+/// Reports wrong names and values before the package is opened.
 std::vector<Assignment> assignmentsOf(std::vector<std::string> const& arguments) {
   std::vector<Assignment> assignments;
   std::set<std::string> names;
   CoreProperties trial;
   for (std::string const& argument : arguments) {
     assignments.push_back(assignmentOf(argument));
-    if (!names.insert(assignments.back().name).second)
-      throw Failure(Report{Exit::Usage, "usage", assignments.back().name + " is set twice", {}});
+    if (!names.insert(assignments.back().name).second) throwUsage(assignments.back().name + " is set twice");
     setProperty(trial, assignments.back().name, assignments.back().value);
   }
   return assignments;
 }
 
 bool setsExtended(std::vector<Assignment> const& assignments) {
-  return std::ranges::any_of(assignments, [](Assignment const& assignment) {
-    return std::ranges::any_of(propertyNames(), [&](PropertyName const& property) {
-      return property.isExtended && property.name == assignment.name;
-    });
-  });
+  return std::ranges::any_of(assignments, isExtendedProperty, &Assignment::name);
 }
 
 void apply(std::vector<Assignment> const& assignments, CoreProperties& record) {
@@ -67,7 +60,7 @@ CoreProperties load(CorePropertiesManager const& manager, std::u16string const& 
   }
 }
 
-/// A package of another kind gets no extended properties that nobody asked for.
+/// Adds no extended properties to a package that has none.
 void setStandard(Package& package, std::vector<Assignment> const& assignments) {
   CoreProperties record;
   record.opcProps() = PackageHelper::getCoreProperties(package);
@@ -79,7 +72,7 @@ void setAll(CorePropertiesManager& manager, std::u16string const& package, std::
   CoreProperties record = load(manager, package);
   apply(assignments, record);
   if (!record.isValid()) {
-    std::string const message = shown(package) + " has to have content-type, friendly-name and release for this";
+    std::string const message = shown(package) + " needs content-type, friendly-name and release for this";
     throw Failure(Report{Exit::Package, "incomplete-properties", message, package});
   }
   manager.setCoreProperties(record);
@@ -91,8 +84,8 @@ void getProperties(GetPropertiesOptions const& options, Output& out) {
   auto const package = openPackage(options.package);
   CoreProperties const record = load(CorePropertiesManager(*package), fromArgument(options.package));
   if (options.json)
-    return out.print("{\"coreProperties\": " + json(record.opcProps()) + ",\n\"extendedProperties\": " + json(record) +
-                     "}\n");
+    return out.print("{\"coreProperties\": " + propertiesJson(record, PropertySet::Standard) +
+                     ",\n\"extendedProperties\": " + propertiesJson(record, PropertySet::Extended) + "}\n");
   for (auto const& [name, value] : propertiesOf(record)) {
     out.print(name + "=");
     out.printName(value);

@@ -18,14 +18,14 @@ namespace {
 using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
 
-/// The path of the folder that so many names lead to, or of the entry itself.
+/// The first `count` names of the path.
 std::u16string firstNames(std::u16string const& path, std::size_t count) {
-  std::size_t end = path.starts_with(u'/') ? 0 : path.npos;  // after which the first position comes
+  std::size_t end = path.starts_with(u'/') ? 0 : path.npos;  // the search starts behind it
   for (; count > 0; --count) end = path.find(u'/', end + 1);
   return path.substr(0, end);
 }
 
-/// The paths of what the pattern matches, but for those below one that it matches too.
+/// The paths that the pattern matches, except those below another match.
 std::set<std::u16string> pathsOf(FileSystemManager const& manager, std::string const& pattern) {
   Glob const glob(fromArgument(pattern));
   std::set<std::u16string> paths;
@@ -37,7 +37,7 @@ std::set<std::u16string> pathsOf(FileSystemManager const& manager, std::string c
   return paths;
 }
 
-/// All of them, before anything is removed.
+/// Finds all entries before anything is removed.
 std::vector<FileSystemEntry> findAll(FileSystemManager const& manager, RemoveOptions const& options) {
   std::vector<FileSystemEntry> entries;
   for (std::string const& path : options.paths) entries.push_back(findEntry(manager, path));
@@ -46,7 +46,7 @@ std::vector<FileSystemEntry> findAll(FileSystemManager const& manager, RemoveOpt
   return entries;
 }
 
-/// Does nothing where it went with a folder that was removed before, or was given twice.
+/// Does nothing if the entry went with a folder, or was given twice.
 void removeEntry(FileSystemManager& manager, FileSystemEntry const& entry) {
   if (!manager.hasEntry(entry.getPathName())) return;
   if (entry.isFile())
@@ -60,6 +60,8 @@ void removeEntry(FileSystemManager& manager, FileSystemEntry const& entry) {
 }  // namespace
 
 void remove(RemoveOptions const& options) {
+  if (options.paths.empty() && options.patterns.empty())
+    throwUsage("PATH or --glob is required (see ztpkg remove --help)");
   noteSignals();
   auto const package = openFileSystem(options.package, AccessMode::ReadWrite);
   FileSystemManager manager(*package);

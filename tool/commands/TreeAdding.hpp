@@ -6,11 +6,11 @@
 
 namespace ztpkg {
 
-/// The names by which the package that is being written could turn up in a listing of the disk.
+/// The paths under which a listing of the disk could contain the package that is being written.
 ForwardingOps::Paths namesOf(std::u16string const& package);
 
-/// Adds what the survey of the tree found, folders that hold nothing of it too. Text that cannot become UTF-8,
-/// where `textToUTF8` asks for it, is a Failure that names the file.
+/// Adds the leaves and folders that the survey of the tree found. With `textToUTF8`, a text that cannot become UTF-8 is
+/// a Failure that names the file.
 void addTree(opc::ztservices::FileSystemManager& manager, SourceTree& source, bool textToUTF8);
 
 }  // namespace ztpkg

@@ -17,6 +17,8 @@ namespace {
 
 using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
+using opc::ztservices::RestoreMode;
+using opc::ztservices::TransformMode;
 
 // What is to be extracted, links last: nothing is ever written through one of them. A few thousand bytes that stand for
 // a million folders, each in the other, would keep the disk busy for minutes.
@@ -36,7 +38,7 @@ Leaves selectedLeaves(FileSystemManager const& manager, UnpackOptions const& opt
   return leaves;
 }
 
-/// The file that failed when so many were made: content is read before its file is.
+/// The file that failed after `made` files: content is read before its file is made.
 std::u16string const& fileAfter(std::uint64_t made, Leaves const& leaves) {
   auto const failed =
       std::ranges::find_if(leaves, [&](Leaf const& leaf) { return leaf.entry.isFile() && made-- == 0; });
@@ -44,20 +46,17 @@ std::u16string const& fileAfter(std::uint64_t made, Leaves const& leaves) {
 }
 
 void extract(FileSystemManager& manager, Progress const& progress, std::u16string const& root, Leaves const& leaves,
-             UnpackOptions const& options) try {
-  using opc::ztservices::RestoreMode;
-  using opc::ztservices::TransformMode;
+             RestoreMode restore, TransformMode mode) try {
   std::vector<FileSystemEntry> entries;
   entries.reserve(leaves.size());
   for (Leaf const& leaf : leaves) entries.push_back(leaf.entry);
-  manager.extractEntries(root, entries, options.restore ? RestoreMode::TimeAndPermissions : RestoreMode::None,
-                         options.raw ? TransformMode::None : TransformMode::Transform);
+  manager.extractEntries(root, entries, restore, mode);
 } catch (opc::ztservices::CouldNotTransformContentData const&) {
   std::u16string const& path = fileAfter(progress.done().files, leaves);
   throw Failure(cannotDecrypt(shown(path), path));
 }
 
-void tellExtracted(Leaves const& leaves, ExtractionSize const& size, Progress const& progress) {
+void printSummary(Leaves const& leaves, ExtractionSize const& size, Progress const& progress) {
   auto const count = [&](bool (FileSystemEntry::*kind)() const) {
     return static_cast<std::size_t>(
         std::ranges::count_if(leaves, [&](Leaf const& leaf) { return (leaf.entry.*kind)(); }));
@@ -82,11 +81,12 @@ void unpack(UnpackOptions const& options) {
   enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
   Leaves const leaves = selectedLeaves(manager, options);
-  ExtractionSize const size = checkExtraction(*package, manager, leaves, root, confinement, options.raw);
+  TransformMode const mode = options.raw ? TransformMode::None : TransformMode::Transform;
+  ExtractionSize const size = checkExtraction(manager, leaves, root, confinement, mode);
   progress.expect(size.content);
-  extract(manager, progress, root, leaves, options);
+  extract(manager, progress, root, leaves, options.restore ? RestoreMode::TimeAndPermissions : RestoreMode::None, mode);
   progress.finish();
-  if (!options.quiet) tellExtracted(leaves, size, progress);
+  if (!options.quiet) printSummary(leaves, size, progress);
 }
 
 }  // namespace ztpkg

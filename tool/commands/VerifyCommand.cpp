@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <exception>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "cli/Amounts.hpp"
@@ -37,23 +38,25 @@ void printText(VerificationReport const& report, bool hasKey, Output& out) {
   if (hasKey || report.encrypted > 0) out.print(authenticatedText(report, hasKey) + "\n");
 }
 
-void printJson(VerificationReport const& report, Output& out) {
-  out.print(std::string("{\"ok\":") + (report.isHealthy() ? "true" : "false"));
-  out.print(",\"checked\":{\"parts\":" + std::to_string(report.parts) + ",\"bytes\":" + std::to_string(report.bytes) +
-            ",\"encrypted\":" + std::to_string(report.encrypted) +
-            ",\"authentic\":" + std::to_string(report.authentic) + "},\"faults\":[");
-  char const* separator = "\n";
-  for (VerificationFault const& fault : report.faults) {
-    out.print(separator + json(fault));
-    separator = ",\n";
-  }
-  out.print(report.faults.empty() ? "]}\n" : "\n]}\n");
+std::string json(VerificationFault const& fault) {
+  auto const item = fault.item.empty() ? std::nullopt : std::optional(fault.item);
+  return JsonObject().add("code", fault.code).add("item", item).add("message", fault.message).text();
 }
 
-/// The key that the options lead to.
+void printJson(VerificationReport const& report, Output& out) {
+  JsonObject checked;
+  checked.add("parts", report.parts).add("bytes", report.bytes);
+  checked.add("encrypted", report.encrypted).add("authentic", report.authentic);
+  out.print("{\"ok\":" + jsonOf(report.isHealthy()) + ",\"checked\":" + checked.text() + ",\"faults\":");
+  JsonArray faults(out);
+  for (VerificationFault const& fault : report.faults) faults.add(json(fault));
+  out.print(faults.isEmpty() ? "]}\n" : "\n]}\n");
+}
+
+/// The key that the options name.
 class VerificationKey {
  public:
-  /// A package whose damage hides the key of its password is verified without it.
+  /// A package whose damage hides the key of its password is verified without the key.
   explicit VerificationKey(VerifyOptions const& options) {
     if (!options.key.file.empty()) secret_ = readKey(options.key.file);
     if (options.key.password.isGiven()) try {
@@ -66,8 +69,8 @@ class VerificationKey {
   }
 
   std::vector<unsigned char> const* bytes() const { return secret_ ? &secret_->bytes() : nullptr; }
-  /// Throws what hid the key, unless the report has told it in its way.
-  void throwUntold(VerificationReport const& report) const {
+  /// Throws the exception that hid the key, unless the report has faults that explain it.
+  void throwUnreported(VerificationReport const& report) const {
     if (obstacle_ && report.isHealthy()) std::rethrow_exception(obstacle_);
   }
 
@@ -82,7 +85,7 @@ void verify(VerifyOptions const& options, Output& out) {
   std::u16string const path = fromArgument(options.package);
   VerificationKey const key(options);
   VerificationReport const report = opc::ztservices::verifyPackage(path, {.key = key.bytes()});
-  key.throwUntold(report);
+  key.throwUnreported(report);
   if (report.isKeyWrong) throw Failure(cannotDecrypt("the file system of " + shown(path), path));
   if (options.json)
     printJson(report, out);

@@ -10,7 +10,7 @@ namespace ztpkg {
 CheckedInput::CheckedInput(std::unique_ptr<std::istream> stream, std::u16string path, Progress& progress)
     : std::istream(nullptr), stream_(std::move(stream)), buffer_(*stream_->rdbuf(), std::move(path), progress) {
   rdbuf(&buffer_);
-  exceptions(std::ios::badbit);  // what the buffer throws reaches the reader as it is
+  exceptions(std::ios::badbit);  // exceptions of the buffer reach the reader unchanged
 }
 
 template <typename Read>
@@ -53,10 +53,10 @@ CheckedInput::Buffer::pos_type CheckedInput::Buffer::seekpos(pos_type position, 
 CheckedOutput::CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress)
     : FileOutputStream(nullptr), inner_(std::move(inner)), buffer_(*inner_, progress) {
   rdbuf(&buffer_);
-  exceptions(std::ios::badbit);  // a signal that the buffer throws reaches the writer as it is
+  exceptions(std::ios::badbit);  // exceptions of the buffer reach the writer unchanged
 }
 
-// A writer that fails may still ask for the reason: what it has written must not come into place by that.
+// A writer that failed may still ask for the reason; that must not give the file its name.
 void CheckedOutput::commit(boost::system::error_code& error) {
   throwIfInterrupted();
   inner_->commit(error);

@@ -11,8 +11,8 @@
 
 namespace ztpkg {
 
-/// Reads a file of the disk, counts what is read, and lets signals and read errors through as exceptions that name
-/// it; owns what it reads from.
+/// Reads a file of the disk, counts the bytes, and throws signals and read errors as exceptions that name the file.
+/// Owns its source.
 class CheckedInput final : public std::istream {
  public:
   CheckedInput(std::unique_ptr<std::istream> stream, std::u16string path, Progress& progress);

@@ -8,11 +8,11 @@
 
 namespace ztpkg {
 
-/// How many entries a file system has beside the root, and how long their paths are. A manifest of a few thousand
-/// bytes can hold a hundred thousand folders, each in the other, whose paths together take gigabytes.
+/// Counts the entries of a file system without the root, and the characters of their paths. A manifest of a few
+/// thousand bytes can hold a hundred thousand nested folders whose paths together take gigabytes.
 class EntryMeasure {
  public:
-  /// A file, link or empty folder, with the folders above it. Leaves come in the order in which a manager visits them.
+  /// Adds a file, link or empty folder, and the new folders above it. Leaves come in the order of visitLeafs().
   void add(std::u16string const& path);
 
   std::uint64_t count() const { return count_; }
@@ -26,11 +26,10 @@ class EntryMeasure {
   std::u16string previous_{};
 };
 
-/// In the time and memory that the leaves alone take. The file system is as it was loaded.
+/// Takes the time and memory of the leaves alone. The file system must be unchanged since it was loaded.
 EntryMeasure measureEntries(opc::ztservices::FileSystemManager const& manager);
 
-/// Failure where the paths of all entries would be out of proportion to what the package holds; it is the user's
-/// text.
+/// Failure if the paths of all entries are out of proportion to the leaves; `package` is the user's text.
 void throwIfTooDeep(EntryMeasure const& measure, std::string const& package);
 
 }  // namespace ztpkg

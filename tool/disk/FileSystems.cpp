@@ -25,7 +25,7 @@ std::unique_ptr<Package> openFileSystem(std::string const& path, AccessMode mode
   auto package = openPackage(path, mode);
   if (!hasFileSystem(*package)) {
     std::u16string const name = fromArgument(path);
-    std::string const message = shown(name) + " is a package without a file system ('ztpkg info' tells what it holds)";
+    std::string const message = shown(name) + " is a package without a file system ('ztpkg info' describes it)";
     throw Failure(Report{Exit::Package, "no-file-system", message, name});
   }
   return package;
@@ -66,18 +66,13 @@ FileSystemEntry findEntry(FileSystemManager const& manager, std::string const& a
 
 Report cannotDecrypt(std::string const& what, std::u16string const& item) {
   return {Exit::Key, "cannot-decrypt",
-          what + " cannot be decrypted: the key or password is another one, or something was changed", item};
+          what + " cannot be decrypted: wrong key or password, or the data was modified", item};
 }
 
-void throwIfKeyIsMissing(Package const& package, FileSystemManager const& manager, FileSystemEntry const& file) {
-  if (manager.isDecryptionEnabled() || !isEncrypted(package, file)) return;
+void throwIfKeyIsMissing(FileSystemManager const& manager, FileSystemEntry const& file) {
+  if (manager.isDecryptionEnabled() || !manager.isEncrypted(file)) return;
   std::u16string const path = file.getPathName();
   throw Failure(Report{Exit::Key, "key-required", shown(path) + " is encrypted: its key is needed (--key-file)", path});
-}
-
-bool isEncrypted(Package const& package, FileSystemEntry const& file) {
-  opc::model::PartName const name(file.getContentName());
-  return package.getPart(name).getContentType().hasParameter(u"encryption");
 }
 
 }  // namespace ztpkg

@@ -18,30 +18,26 @@ std::unique_ptr<opc::model::Package> openPackage(std::string const& path, Access
 
 bool hasFileSystem(opc::model::Package const& package);
 
-/// The same for a package that must have a file system; Failure where it has none.
+/// The same for a package that must have a file system; Failure if it has none.
 std::unique_ptr<opc::model::Package> openFileSystem(std::string const& path, AccessMode mode = AccessMode::ReadOnly);
 
-/// Reads the manifest; a fault in it is told with the name of the package, which is the user's text.
+/// Reads the manifest. Reports of its faults name the package; `path` is the user's text.
 void load(opc::ztservices::FileSystemManager const& manager, std::string const& path);
 
-/// The path in a package that the user means: the leading slash may be left out, slashes at the end are
-/// dropped.
+/// The path in a package that the user means: adds a missing leading slash, drops slashes at the end.
 std::u16string entryPath(std::string const& argument);
 
 bool hasEntry(opc::ztservices::FileSystemManager const& manager, std::string const& argument);
 
-/// The entry at the path that the user means; Failure where there is none.
+/// The entry at the path that the user means; Failure if there is none.
 opc::ztservices::FileSystemEntry findEntry(opc::ztservices::FileSystemManager const& manager,
                                            std::string const& argument);
 
-/// Whether the contents of a file are encrypted; throws PartNotFound where they are missing.
-bool isEncrypted(opc::model::Package const& package, opc::ztservices::FileSystemEntry const& file);
-
-/// Failure where the contents of a file are encrypted and the manager has no key.
-void throwIfKeyIsMissing(opc::model::Package const& package, opc::ztservices::FileSystemManager const& manager,
+/// Failure if the contents of a file are encrypted and the manager has no key.
+void throwIfKeyIsMissing(opc::ztservices::FileSystemManager const& manager,
                          opc::ztservices::FileSystemEntry const& file);
 
-/// What is said of contents that do not authenticate under the key.
+/// The report of contents that do not authenticate with the key.
 Report cannotDecrypt(std::string const& what, std::u16string const& item);
 
 }  // namespace ztpkg

@@ -5,7 +5,7 @@
 
 namespace ztpkg {
 
-/// Passes every operation on to other operations, which it borrows: what a wrapper derives from.
+/// Passes every operation on to other operations, which it borrows. Wrappers derive from it.
 class ForwardingOps : public opc::FileSystemOps {
  public:
   using ErrorCode = boost::system::error_code;

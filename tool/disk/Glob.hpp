@@ -6,9 +6,9 @@
 
 namespace ztpkg {
 
-/// A shell pattern: `*` and `?` match within one path component, `[a-z]` and `[!a-z]` one character, a
-/// backslash takes the next character as it is. A pattern without a "/" is held against every component's
-/// name, one with a "/" against the whole path below the root. A value.
+/// A shell pattern: `*` and `?` match within one path component, `[a-z]` and `[!a-z]` one character, a backslash makes
+/// the next character literal. A pattern without a "/" is matched with the name of every component, one with a "/" with
+/// the whole path below the root. A value.
 class Glob {
  public:
   explicit Glob(std::u16string const& pattern);
@@ -16,7 +16,7 @@ class Glob {
   /// Whether the pattern matches the path (absolute within the tree) itself or a folder above it.
   bool matches(std::u16string const& path) const { return matchedNames(path) > 0; }
 
-  /// How many of the path's names lead to the first that is matched: 2 for "b" and "/a/b/c". 0 for none.
+  /// The number of names up to the first match: 2 for "b" and "/a/b/c". 0 for no match.
   std::size_t matchedNames(std::u16string const& path) const;
 
  private:

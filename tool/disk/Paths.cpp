@@ -30,12 +30,11 @@ std::u16string textOf(fs::path const& path) {
 }  // namespace
 
 std::u16string fromArgument(std::string const& argument) {
-  if (argument.empty()) throw Failure(Report{Exit::Usage, "usage", "a name is empty", {}});
+  if (argument.empty()) throwUsage("a name is empty");
   try {
     return opc::toString(argument);
   } catch (opc::InvalidText const&) {
-    std::string const message = "a name is not UTF-8: " + shown(opc::toString(argument, false));
-    throw Failure(Report{Exit::Usage, "usage", message, {}});
+    throwUsage("a name is not UTF-8: " + shown(opc::toString(argument, false)));
   }
 }
 

@@ -33,7 +33,7 @@ Selection::Selection(FileSystemManager const& manager, std::vector<std::string> 
 }
 
 bool Selection::has(std::u16string const& path) {
-  bool const matches = matchesPattern(path);  // always looked at, to know which patterns match anything
+  bool const matches = matchesPattern(path);  // always evaluated: it records which patterns match
   return takesAll_ || isAtOrBelowPath(path) || matches;
 }
 
@@ -52,7 +52,7 @@ void Selection::addPath(std::u16string path) {
   paths_.insert(std::move(path));
 }
 
-/// Of paths none of which lies below another, only the last that does not come after this one can be above it.
+/// No path in the set lies below another, so that only the last one that does not sort behind this one can be above it.
 bool Selection::isAtOrBelowPath(std::u16string_view path) const {
   auto const after = paths_.upper_bound(path);
   return after != paths_.begin() && isAtOrBelow(path, *std::prev(after));

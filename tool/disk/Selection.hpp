@@ -12,15 +12,15 @@
 
 namespace ztpkg {
 
-/// What the user asks for of a package by paths and patterns, held against one entry after the other. An argument
-/// that is the path of an entry is that entry, whatever characters it has; any other with "*", "?" or "[" in it
-/// is a pattern. What is selected brings all that lies below it.
+/// The entries of a package that the user names by paths and patterns. An argument that is the path of an entry is that
+/// entry, whatever characters it has; any other argument with "*", "?" or "[" is a pattern. A selected folder brings
+/// everything below it.
 class Selection {
  public:
-  /// Of no arguments everything. Throws Failure for one that is neither an entry's path nor a pattern.
+  /// Without arguments everything. Throws Failure for an argument that is neither an entry's path nor a pattern.
   Selection(opc::ztservices::FileSystemManager const& manager, std::vector<std::string> const& arguments);
 
-  /// Whether the entry at the path, or a folder above it, is asked for.
+  /// Whether the entry at the path, or a folder above it, is selected. Records which patterns match.
   bool has(std::u16string const& path);
 
   /// Throws Failure for a pattern that matched none of the paths so far.
@@ -41,7 +41,7 @@ class Selection {
   std::vector<Pattern> patterns_;
 };
 
-/// What is said of a pattern that matches no entry.
+/// Reports a pattern that matches no entry.
 [[noreturn]] void throwUnmatched(std::string const& pattern);
 
 }  // namespace ztpkg

@@ -10,13 +10,12 @@
 #include "disk/Paths.hpp"
 #include "opc/SafePaths.hpp"
 #include "opc/Strings.hpp"
-#include "secrets/Keys.hpp"
 
 namespace ztpkg {
 namespace {
 
-using opc::model::Package;
 using opc::ztservices::FileSystemManager;
+using opc::ztservices::TransformMode;
 
 [[noreturn]] void throwUnsafe(std::u16string const& path, char const* why) {
   throw Failure(Report{Exit::Package, "unsafe-path", "cannot extract " + shown(path) + ": " + why, path});
@@ -49,14 +48,12 @@ void checkParents(FileSystemManager const& manager, std::u16string const& path, 
 }
 
 // A file whose contents are missing, or encrypted without a key being given, is found before anything is written.
-void addCheckedSize(ExtractionSize& size, Package const& package, FileSystemManager const& manager, Leaf const& leaf,
-                    bool raw) {
+void addCheckedSize(ExtractionSize& size, FileSystemManager const& manager, Leaf const& leaf, TransformMode mode) {
   if (!leaf.entry.isFile()) return;
-  if (!raw) throwIfKeyIsMissing(package, manager, leaf.entry);
-  opc::model::Part const part = package.getPart(opc::model::PartName(leaf.entry.getContentName()));
+  if (mode == TransformMode::Transform) throwIfKeyIsMissing(manager, leaf.entry);
   ++size.content.files;
-  size.content.bytes += raw ? part.getSize() : contentSize(part);
-  size.stored += part.getStoredSize();
+  size.content.bytes += manager.getSize(leaf.entry, mode);
+  size.stored += manager.getStoredSize(leaf.entry);
 }
 
 void checkSpace(std::u16string const& root, std::uint64_t needed) {
@@ -158,15 +155,15 @@ bool ConflictCheck::checkParents(std::u16string const& path) {
 
 }  // namespace
 
-ExtractionSize checkExtraction(Package const& package, FileSystemManager const& manager, Leaves const& leaves,
-                               std::u16string const& root, opc::Confinement const& confinement, bool raw) {
+ExtractionSize checkExtraction(FileSystemManager const& manager, Leaves const& leaves, std::u16string const& root,
+                               opc::Confinement const& confinement, TransformMode mode) {
   std::u16string previous;
   ExtractionSize size;
   for (Leaf const& leaf : leaves) {
     checkSegments(leaf.path);
     checkParents(manager, leaf.path, previous);
     previous = leaf.path;
-    addCheckedSize(size, package, manager, leaf, raw);
+    addCheckedSize(size, manager, leaf, mode);
   }
   if (!confinement.allowOutsideLinks) checkLinks(manager, leaves);
   opc::LocalFileSystemOps disk;

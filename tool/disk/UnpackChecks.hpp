@@ -6,7 +6,6 @@
 
 #include "cli/Progress.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"
-#include "opc/model/Package.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 
 namespace ztpkg {
@@ -25,9 +24,9 @@ struct ExtractionSize {
 };
 
 /// Everything that can be known before the first file is written; throws Failure. `root` is where the entries are to
-/// go; `raw` when they go as they are stored.
-ExtractionSize checkExtraction(opc::model::Package const& package, opc::ztservices::FileSystemManager const& manager,
-                               Leaves const& leaves, std::u16string const& root, opc::Confinement const& confinement,
-                               bool raw);
+/// go, `mode` whether their contents are decrypted on the way.
+ExtractionSize checkExtraction(opc::ztservices::FileSystemManager const& manager, Leaves const& leaves,
+                               std::u16string const& root, opc::Confinement const& confinement,
+                               opc::ztservices::TransformMode mode);
 
 }  // namespace ztpkg

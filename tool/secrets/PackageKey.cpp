@@ -1,15 +1,48 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "secrets/PackageKey.hpp"
 
+#include <fcntl.h>
+
+#include <cerrno>
+
 #include "cli/Errors.hpp"
+#include "cli/Process.hpp"
+#include "disk/OpenFile.hpp"
 #include "disk/Paths.hpp"
+#include "opc/Strings.hpp"
 #include "secrets/PackagePassword.hpp"
-#include "secrets/PasswordPrompt.hpp"
 
 namespace ztpkg {
 namespace {
 
 using opc::ztservices::FileSystemManager;
+
+constexpr std::size_t kKeyBytes = 32;
+constexpr std::size_t kLongestFile = 2 * kKeyBytes + 2;  // digits and the end of a line
+
+[[noreturn]] void throwCannotRead(std::u16string const& file) {
+  boost::system::error_code const error(errno, boost::system::generic_category());
+  throw Failure(diskReport("cannot-read", "cannot read", file, error));
+}
+
+// Straight into memory that is wiped: a stream would keep a buffer of its own.
+void readInto(std::vector<unsigned char>& bytes, std::u16string const& path) {
+  OpenFile const file(path, O_RDONLY);
+  if (!file.isOpen()) throwCannotRead(path);
+  bytes.resize(kLongestFile + 1);
+  ssize_t const size = file.read(bytes.data(), bytes.size());
+  if (size < 0) throwCannotRead(path);
+  bytes.resize(static_cast<std::size_t>(size));
+}
+
+std::string_view withoutLineEnd(std::vector<unsigned char> const& bytes) {
+  std::string_view text(reinterpret_cast<char const*>(bytes.data()), bytes.size());
+  if (text.ends_with('\n')) text.remove_suffix(1);
+  if (text.ends_with('\r')) text.remove_suffix(1);
+  return text;
+}
+
+int valueOf(char digit) { return opc::hexValue(static_cast<unsigned char>(digit)); }
 
 [[noreturn]] void throwKeyRequired(std::string const& path, std::string const& what) {
   std::u16string const name = fromArgument(path);
@@ -18,6 +51,37 @@ using opc::ztservices::FileSystemManager;
 }
 
 }  // namespace
+
+std::vector<unsigned char> fromHex(std::string_view digits) {
+  if (digits.size() % 2 != 0) return {};
+  std::vector<unsigned char> bytes;
+  bytes.reserve(digits.size() / 2);  // growing would leave copies behind
+  for (std::size_t i = 0; i < digits.size(); i += 2) {
+    int const high = valueOf(digits[i]), low = valueOf(digits[i + 1]);
+    if (high < 0 || low < 0) {
+      wipe(bytes.data(), bytes.size());
+      return {};
+    }
+    bytes.push_back(static_cast<unsigned char>(high << 4 | low));
+  }
+  return bytes;
+}
+
+std::unique_ptr<Secret const> readKey(std::string const& file) {
+  leaveNoCoreFile();
+  std::u16string const name = fromArgument(file);
+  Secret read;
+  readInto(read.bytes(), name);
+  std::string_view const text = withoutLineEnd(read.bytes());
+  auto key = std::make_unique<Secret>();
+  if (read.bytes().size() == kKeyBytes)
+    key->bytes().assign(read.bytes().begin(), read.bytes().end());
+  else if (text.size() == 2 * kKeyBytes)
+    key->bytes() = fromHex(text);
+  if (key->bytes().size() == kKeyBytes) return key;
+  std::string const message = shown(name) + " holds no key, which is 32 bytes or 64 hexadecimal digits";
+  throw Failure(Report{Exit::Key, "bad-key", message, name});
+}
 
 std::unique_ptr<Secret const> findKey(FileSystemManager const& manager, KeyOptions const& options,
                                       std::string const& path) {

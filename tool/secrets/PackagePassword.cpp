@@ -14,7 +14,7 @@ using opc::model::RelationshipSelector;
 using opc::ztservices::CipherDataManager;
 using opc::ztservices::CipherEntry;
 
-// Packages do not say how many there are: the number is part of the format (docs/formats.md).
+// Packages do not store the number: it is part of the format (docs/formats.md).
 constexpr int kIterations = 600'000;
 constexpr int kKeyBytes = 32;
 
@@ -50,7 +50,7 @@ bool hasPassword(opc::model::Package& package, std::string const& path) {
   }
 }
 
-// A wrong password is told as damaged contents are: a difference would help an attacker.
+// The same message as for damaged contents: a difference would help an attacker.
 std::unique_ptr<Secret const> keyOfPassword(opc::model::Package& package, std::string const& path,
                                             Password const& password) {
   try {

@@ -2,6 +2,9 @@
 #include "secrets/PasswordInput.hpp"
 
 #include <fcntl.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -13,18 +16,185 @@
 #include "cli/Process.hpp"
 #include "disk/OpenFile.hpp"
 #include "disk/Paths.hpp"
-#include "secrets/LineReader.hpp"
-#include "secrets/PasswordPrompt.hpp"
 #include "secrets/PasswordText.hpp"
 
 namespace ztpkg {
 namespace {
 
-int readInterruptibly(int descriptor, SecretBytes& line) { return LineReader().read(descriptor, line); }
+constexpr int kSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP};
+
+volatile std::sig_atomic_t interruption = 0;
+
+void remember(int signal) { interruption = signal; }
+
+[[noreturn]] void throwErrno() { throw std::system_error(errno, std::system_category()); }
+
+sigset_t setOfSignals() {
+  sigset_t set;
+  sigemptyset(&set);
+  for (int const signal : kSignals) sigaddset(&set, signal);
+  return set;
+}
+
+/// Reads secret lines. While it lives, the signals of a terminal and those that end programs only interrupt it, so that
+/// the terminal can be restored before they take effect. One object at a time.
+class LineReader {
+ public:
+  static constexpr std::size_t kLongestLine = 4096;
+
+  LineReader();
+  ~LineReader();
+  LineReader(LineReader const&) = delete;
+  LineReader& operator=(LineReader const&) = delete;
+
+  /// The signal that interrupted it, or 0 when `line` is read: without LF or CR LF, or up to the end of the file. Reads
+  /// no byte beyond the line. Throws std::system_error, and Failure for a line of more than kLongestLine bytes.
+  int read(int descriptor, SecretBytes& line);
+
+ private:
+  struct Replaced {
+    int signal;
+    struct sigaction action;
+  };
+
+  int waitFor(int descriptor) const;
+
+  sigset_t unblocked_;
+  std::vector<Replaced> replaced_;
+};
+
+// The signals are unblocked only while it waits: an earlier signal is not lost, and ends the wait at once.
+LineReader::LineReader() {
+  interruption = 0;
+  sigset_t const set = setOfSignals();
+  pthread_sigmask(SIG_BLOCK, &set, &unblocked_);
+  for (int const signal : kSignals) {
+    struct sigaction before {};
+    sigaction(signal, nullptr, &before);
+    if (before.sa_handler == SIG_IGN) continue;  // as nohup leaves it
+    replaced_.push_back({signal, before});
+    struct sigaction action {};
+    action.sa_handler = remember;
+    sigaction(signal, &action, nullptr);
+  }
+}
+
+LineReader::~LineReader() {
+  for (Replaced const& replaced : replaced_) sigaction(replaced.signal, &replaced.action, nullptr);
+  pthread_sigmask(SIG_SETMASK, &unblocked_, nullptr);
+}
+
+int LineReader::waitFor(int descriptor) const {
+  pollfd watched{descriptor, POLLIN, 0};
+  if (ppoll(&watched, 1, nullptr, &unblocked_) < 0 && errno != EINTR) throwErrno();
+  return interruption;
+}
+
+int LineReader::read(int descriptor, SecretBytes& line) {
+  line.clear();
+  interruption = 0;
+  while (true) {
+    if (int const signal = waitFor(descriptor)) return signal;
+    char byte = 0;
+    ssize_t const got = ::read(descriptor, &byte, 1);
+    if (got < 0 && errno != EINTR) throwErrno();
+    if (got == 0 || (got > 0 && byte == '\n')) break;
+    if (got > 0) line.push_back(byte);
+    if (line.size() > kLongestLine)
+      throw Failure(Report{Exit::Key, "bad-password", "the password is longer than 4096 bytes", {}});
+  }
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  return 0;
+}
+
+/// The terminal of the process, whatever its descriptors are.
+class Terminal {
+ public:
+  Terminal() : device_(std::string("/dev/tty"), O_RDWR | O_NOCTTY) {}
+
+  bool isThere() const { return device_.isOpen(); }
+  int descriptor() const { return device_.descriptor(); }
+  /// A terminal that takes no text shows nothing; what is typed is read all the same.
+  void show(std::string const& text) const {
+    ssize_t const written = ::write(descriptor(), text.data(), text.size());
+    static_cast<void>(written);
+  }
+
+ private:
+  OpenFile device_;
+};
+
+/// While it lives the terminal does not show what is typed. What was typed before is discarded.
+class Silence {
+ public:
+  explicit Silence(Terminal const& terminal) : descriptor_(terminal.descriptor()) {
+    if (tcgetattr(descriptor_, &before_) != 0) return;
+    termios silent = before_;
+    silent.c_lflag &= ~tcflag_t{ECHO | ECHOE | ECHOK | ECHONL};
+    silent.c_lflag |= tcflag_t{ICANON | ISIG};
+    isSilent_ = tcsetattr(descriptor_, TCSAFLUSH, &silent) == 0;
+  }
+  ~Silence() {
+    if (isSilent_) tcsetattr(descriptor_, TCSAFLUSH, &before_);
+  }
+  Silence(Silence const&) = delete;
+  Silence& operator=(Silence const&) = delete;
+
+  bool isSilent() const { return isSilent_; }
+
+ private:
+  int descriptor_;
+  termios before_{};
+  bool isSilent_ = false;
+};
+
+int readSilently(Terminal const& terminal, std::string const& question, SecretBytes& line) {
+  LineReader reader;  // outlives the silence, so that no signal takes effect on a silent terminal
+  Silence const silence(terminal);
+  if (!silence.isSilent()) throw Failure(Report{Exit::Key, "key-required", "the terminal cannot be silenced", {}});
+  terminal.show(question);
+  int const signal = reader.read(terminal.descriptor(), line);
+  terminal.show("\n");
+  return signal;
+}
+
+// A stopped process asks again when it continues; an ended one ends as without the question.
+SecretBytes ask(Terminal const& terminal, std::string const& question) {
+  if (!terminal.isThere())
+    throw Failure(Report{Exit::Key,
+                         "key-required",
+                         "there is no terminal to ask for the password on (use --password-file, --password-env or "
+                         "--password-fd)",
+                         {}});
+  SecretBytes line;
+  line.reserve(LineReader::kLongestLine);
+  while (int const signal = readSilently(terminal, question, line)) {
+    line.clear();
+    line.shrink_to_fit();
+    raise(signal);
+    throwIfInterrupted();
+  }
+  return line;
+}
+
+std::string questionFor(std::string const& package) {
+  return oneLine("Password for " + shown(fromArgument(package))) + ": ";
+}
+
+Password askForPassword(std::string const& package) { return typedPassword(ask(Terminal(), questionFor(package))); }
+
+Password askForNewPassword(std::string const& package) {
+  Terminal const terminal;
+  SecretBytes const first = ask(terminal, questionFor(package));
+  if (first.empty()) return typedPassword(first);  // which refuses it
+  if (ask(terminal, "The same again: ") != first)
+    throw Failure(Report{Exit::Key, "bad-password", "the two passwords are not the same", {}});
+  return typedPassword(first);
+}
 
 SecretBytes firstLine(int descriptor) {
   SecretBytes line;
-  while (int const signal = readInterruptibly(descriptor, line)) {
+  while (int const signal = LineReader().read(descriptor, line)) {
     raise(signal);
     throwIfInterrupted();
   }
@@ -35,7 +205,7 @@ SecretBytes lineOfFile(std::string const& argument) {
   std::u16string const path = fromArgument(argument);
   try {
     OpenFile const file(path, O_RDONLY);
-    if (!file.isOpen()) throw std::system_error(errno, std::system_category());
+    if (!file.isOpen()) throwErrno();
     return firstLine(file.descriptor());
   } catch (std::system_error const& error) {
     throw Failure(
@@ -52,7 +222,7 @@ SecretBytes lineOfDescriptor(int descriptor) {
   }
 }
 
-// What others can read of the environment of a running process is the memory that is wiped here.
+// Others read the environment of a running process from the memory that is wiped here.
 SecretBytes valueOfVariable(std::string const& name) {
   char* const value = std::getenv(name.c_str());
   if (!value) {
@@ -66,6 +236,8 @@ SecretBytes valueOfVariable(std::string const& name) {
 }
 
 }  // namespace
+
+bool canAskForPassword() { return Terminal().isThere(); }
 
 Password readPassword(PasswordOptions const& options, std::string const& package, PasswordUse use) {
   leaveNoCoreFile();

@@ -8,8 +8,8 @@
 
 namespace ztpkg {
 
-/// Where a password comes from; at most one of them is set. Never the password itself: arguments of a process can
-/// be seen by everyone.
+/// Where a password comes from; at most one member is set. Never the password itself: everyone can see the arguments of
+/// a process.
 struct PasswordOptions {
   bool ask = false;              ///< on the terminal
   std::string file = {};         ///< the first line of a file
@@ -21,8 +21,11 @@ struct PasswordOptions {
 
 enum class PasswordUse { Existing, New };
 
-/// Reads the password from where the options say, from the terminal where they say nothing. A variable is gone from
-/// the environment of the process afterwards. Throws Failure, which quotes nothing of it.
+/// Whether the process has a terminal.
+bool canAskForPassword();
+
+/// Reads the password from the source that the options name, by default from the terminal. A variable is removed from
+/// the environment of the process. Throws Failure, whose message quotes nothing of the password.
 Password readPassword(PasswordOptions const& options, std::string const& package, PasswordUse use);
 
 }  // namespace ztpkg

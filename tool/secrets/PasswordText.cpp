@@ -27,12 +27,12 @@ class Decoder {
   Decoder(Decoder const&) = delete;
   Decoder& operator=(Decoder const&) = delete;
 
-  /// Whether the bytes are text of the encoding. `out` has as many code units as there are bytes, and keeps those
+  /// Whether the bytes are text of the encoding. `out` has as many code units as there are bytes and is cut to those
   /// that are used.
   bool decode(SecretBytes const& bytes, std::u16string& out) {
     if (!isKnown()) return false;
     std::size_t const units = convert(bytes, out);
-    // iconv converts by way of a buffer of its own, which is overwritten by as many other characters.
+    // iconv keeps a copy in a buffer of its own; as many other characters overwrite it.
     std::u16string ignored(bytes.size(), u'\0');
     iconv(handle_, nullptr, nullptr, nullptr, nullptr);
     convert(SecretBytes(bytes.size(), ' '), ignored);
@@ -44,7 +44,7 @@ class Decoder {
  private:
   bool isKnown() const { return handle_ != iconv_t(-1); }  // NOLINT(performance-no-int-to-ptr)
 
-  /// How many code units there are; more than `out` has for what cannot be converted.
+  /// The number of code units; more than `out` has if the bytes cannot be converted.
   std::size_t convert(SecretBytes const& bytes, std::u16string& out) {
     char* in = const_cast<char*>(bytes.data());  // only read
     std::size_t inLeft = bytes.size();
@@ -58,7 +58,7 @@ class Decoder {
   iconv_t handle_;
 };
 
-// Of the first encoding that it is text of. A NUL is refused: it would end the password in other programs.
+// Decodes by the first encoding that fits. Refuses NUL, which would end the password in other programs.
 Password decode(SecretBytes const& bytes, std::initializer_list<std::string> encodings) {
   if (bytes.empty()) throw Failure(Report{Exit::Key, "bad-password", "the password is empty", {}});
   return Password(bytes.size(), [&](std::u16string& text) {
@@ -69,7 +69,7 @@ Password decode(SecretBytes const& bytes, std::initializer_list<std::string> enc
   });
 }
 
-// A terminal or a file of the C locale holds what is in use everywhere else.
+// In the C locale terminals and files hold UTF-8, as elsewhere.
 std::string encodingOfUser() {
   std::string const encoding = opc::getUserDefaultEncoding();
   return encoding == kASCII ? kUTF8 : encoding;

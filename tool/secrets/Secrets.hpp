@@ -1,18 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <string.h>
+
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
-/// Memory that forgets.
+/// Memory that is overwritten before it is given back.
 namespace ztpkg {
 
 /// Overwrites memory in a way that no optimiser removes.
-void wipe(void* memory, std::size_t count) noexcept;
+inline void wipe(void* memory, std::size_t count) noexcept {
+  if (count > 0) explicit_bzero(memory, count);  // it takes no null pointer
+}
 
-/// Gives memory back wiped, so that growing and destroying a container leaves nothing behind.
+/// Wipes memory before it frees it, so that growing and destroying a container leaves nothing behind.
 template <typename T>
 struct WipingAllocator {
   using value_type = T;
@@ -29,8 +34,23 @@ struct WipingAllocator {
   friend bool operator==(WipingAllocator const&, WipingAllocator const&) { return true; }
 };
 
-/// A password as it came in.
+/// A password as it was read.
 using SecretBytes = std::vector<char, WipingAllocator<char>>;
+
+/// A key. It neither moves nor copies.
+class Secret {
+ public:
+  explicit Secret(std::vector<unsigned char> bytes = {}) : bytes_(std::move(bytes)) {}
+  ~Secret() { wipe(bytes_.data(), bytes_.size()); }
+  Secret(Secret const&) = delete;
+  Secret& operator=(Secret const&) = delete;
+
+  std::vector<unsigned char>& bytes() { return bytes_; }
+  std::vector<unsigned char> const& bytes() const { return bytes_; }
+
+ private:
+  std::vector<unsigned char> bytes_;
+};
 
 /// A password as the library takes it. It neither moves nor copies, so that there is one place to wipe.
 class Password {

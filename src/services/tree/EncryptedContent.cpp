@@ -4,8 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "crypto/AESGCM.hpp"
-#include "crypto/Algorithms.hpp"
+#include "crypto/AESCiphers.hpp"
 #include "crypto/CipherTransforms.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"

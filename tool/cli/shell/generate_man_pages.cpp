@@ -1,15 +1,35 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "cli/shell/ManPages.hpp"
-
+// generate_man_pages DIR VERSION DATE: writes the manual pages (section 1) of ztpkg and of each command into DIR.
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <stdexcept>
+#include <string>
 #include <utility>
 #include <vector>
 
-#include "cli/shell/Quoting.hpp"
+#include "cli/CommandLine.hpp"
 
-namespace ztpkg::shell {
+namespace ztpkg {
 namespace {
+
+/// What stands at the ends of each page. No date of the build, so that equal sources give equal pages.
+struct Edition {
+  std::string version;
+  std::string date;
+};
+
+/// `text` with `to` in place of each `from`, from left to right.
+std::string replaced(std::string const& text, std::string const& from, std::string const& to) {
+  std::string result;
+  std::size_t begin = 0;
+  for (std::size_t found = 0; (found = text.find(from, begin)) != std::string::npos; begin = found + from.size())
+    result += text.substr(begin, found - begin) + to;
+  return result + text.substr(begin);
+}
 
 /// Text of a line of roff: nothing in it is a request, dashes and quotes are those of ASCII.
 std::string roff(std::string const& text) {
@@ -100,7 +120,7 @@ std::string exitStatus() {
          tagged("2", "The command line is wrong.") +
          tagged("3",
                 "The disk failed: missing, not readable, not writable, full, already there; also standard output.") +
-         tagged("4", "A key or password is needed or wrong, or what is encrypted was changed.") +
+         tagged("4", "A key or password is missing or wrong, or encrypted content was modified.") +
          tagged("128+\\fIn\\fR", "Ended by signal n, after the temporary files were removed.");
 }
 
@@ -120,8 +140,7 @@ std::string seeAlso(CommandDescription const& command, std::vector<CommandDescri
   return section("SEE ALSO") + text + "\n";
 }
 
-}  // namespace
-
+/// The pages by their file names. An alias has the page of its command.
 std::map<std::string, std::string> manPages(CommandDescription const& tool, Edition const& edition) {
   std::vector<CommandDescription> const all = allCommands(tool);
   std::map<std::string, std::string> pages;
@@ -134,4 +153,26 @@ std::map<std::string, std::string> manPages(CommandDescription const& tool, Edit
   return pages;
 }
 
-}  // namespace ztpkg::shell
+void write(std::filesystem::path const& path, std::string const& text) {
+  std::ofstream file(path, std::ios::binary);
+  file << text;
+  file.close();
+  if (!file) throw std::runtime_error("cannot write " + path.string());
+}
+
+}  // namespace
+}  // namespace ztpkg
+
+int main(int argc, char** argv) {
+  try {
+    if (argc != 4) throw std::runtime_error("usage: generate_man_pages DIR VERSION DATE");
+    std::filesystem::path const directory = argv[1];
+    std::filesystem::create_directories(directory);
+    for (auto const& [name, page] : ztpkg::manPages(ztpkg::describeCommandLine(), {argv[2], argv[3]}))
+      ztpkg::write(directory / name, page);
+    return 0;
+  } catch (std::exception const& error) {
+    std::cerr << "generate_man_pages: " << error.what() << '\n';
+    return 1;
+  }
+}
