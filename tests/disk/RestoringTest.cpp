@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <sys/inotify.h>
 
-#include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <boost/date_time/posix_time/conversion.hpp>
 
 #include "disk/DiskSamples.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"
@@ -48,7 +48,7 @@ class Restoring : public testing::TestWithParam<bool> {
 };
 
 INSTANTIATE_TEST_SUITE_P(OnDisk, Restoring, testing::Bool(),
-                         [](auto const& info) { return info.param ? "Confined" : "Local"; });
+                         [](auto const& disk) { return disk.param ? "Confined" : "Local"; });
 
 /// The names of a folder's entries to which something happened, in order, with what happened.
 class Watcher {
@@ -255,7 +255,7 @@ TEST_F(HeldFolder, IsOneOfFewAtATime) {
 /// Both disks again.
 class Opening : public Restoring {};
 INSTANTIATE_TEST_SUITE_P(OnDisk, Opening, testing::Bool(),
-                         [](auto const& info) { return info.param ? "Confined" : "Local"; });
+                         [](auto const& disk) { return disk.param ? "Confined" : "Local"; });
 
 TEST_P(Opening, GivesContentAndAttributesOfOneFile) {
   ASSERT_EQ(restored("file", "text", Perms::Perms_tag(0640)), "");

@@ -50,8 +50,8 @@ void writeFile(InputStream& from, FileOutputStream& to, std::u16string const& pa
 }
 
 /// The stream sets time and permissions where the entry has them and they are to be restored.
-std::unique_ptr<FileOutputStream> createFile(FileSystemOps& ops, std::u16string const& path,
-                                             FileSystemEntry const& entry, RestoreMode restoreMode) {
+std::unique_ptr<FileOutputStream> createDestination(FileSystemOps& ops, std::u16string const& path,
+                                                    FileSystemEntry const& entry, RestoreMode restoreMode) {
   constexpr auto kMode = std::ios::out | std::ios::binary;
   error_code error;
   auto file = restoreMode == RestoreMode::TimeAndPermissions
@@ -131,7 +131,7 @@ void FileSystemManager::extractFileInternal(Extraction& extraction, FileSystemEn
   std::u16string const path = ensureDestinationParentExists(extraction, entry.getPathName());
   std::unique_ptr<IContentSource> const source = getFileContentSource(entry, extraction.transformMode);
   InputStream& content = source->getInputStream();
-  writeFile(content, *createFile(*destination_, path, entry, extraction.restoreMode), path);
+  writeFile(content, *createDestination(*destination_, path, entry, extraction.restoreMode), path);
 }
 
 /// Accepts what is there already. A file in its place makes the disk refuse the folder.
