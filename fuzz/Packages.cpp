@@ -113,6 +113,16 @@ std::unique_ptr<Package> openOrRefuse(Bytes const& bytes) {
   return package;
 }
 
+void CollectedFaults::refuse(Fault const& fault) {
+  require(!fault.message.empty(), "a fault says what it is");
+  isRefused = true;
+}
+
+void CollectedFaults::tolerate(Fault const& fault) {
+  require(!fault.message.empty(), "a fault says what it is");
+  tolerated.insert(fault.code);
+}
+
 std::vector<std::string> everythingOf(Package const& package) {
   std::vector<std::string> lines;
   tellRelationships(package, lines);

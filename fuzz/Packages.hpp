@@ -2,10 +2,12 @@
 #pragma once
 
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "FuzzTarget.hpp"
+#include "container/Faults.hpp"
 #include "opc/model/Package.hpp"
 
 /// Packages for the targets that look at one as a whole.
@@ -27,6 +29,18 @@ Bytes samplePackage();
 opc::model::OpenOptions smallLimits();
 /// Null where open refuses the bytes.
 std::unique_ptr<opc::model::Package> openOrRefuse(Bytes const& bytes);
+
+/// Collects the kinds of faults that a reader reports.
+class CollectedFaults final : public opc::model::Faults {
+ public:
+  void refuse(opc::model::Fault const& fault) override;
+  void refuseContent(std::string const&) override { isRefused = true; }
+  void tolerate(opc::model::Fault const& fault) override;
+  bool listsAll() const override { return true; }
+
+  bool isRefused = false;
+  std::set<std::string> tolerated{};  // codes
+};
 
 /// Everything that can be asked about a package, in comparable lines; the content of a part that cannot be read is
 /// the message that says so.

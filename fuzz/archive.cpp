@@ -14,24 +14,6 @@ using zip::Reader;
 
 constexpr std::uint64_t kMaximumEntries = 1'000, kMaximumContent = 4 << 20;
 
-/// Collects whether a reader reports a fault for which reading is refused.
-class Collector final : public Faults {
- public:
-  void refuse(Fault const& fault) override {
-    require(!fault.message.empty(), "a fault says what it is");
-    isSound = false;
-  }
-  void refuseContent(std::string const&) override { isSound = false; }
-  void tolerate(Fault const& fault) override {
-    require(!fault.message.empty(), "a fault says what it is");
-    std::string_view const code = fault.code;
-    isSound &= code == code::kPrefixBytes || code == code::kGap || code == code::kGrowthHint;
-  }
-  bool listsAll() const override { return true; }
-
-  bool isSound = true;
-};
-
 /// Whether everything in the archive can be read.
 bool isSound(std::shared_ptr<zip::RandomAccessBytes const> const& bytes) {
   return isAccepted<InvalidPackage, InvalidItem>([&] {
@@ -45,19 +27,20 @@ bool isSound(std::shared_ptr<zip::RandomAccessBytes const> const& bytes) {
 }
 
 bool isReadThroughAsSound(std::shared_ptr<zip::RandomAccessBytes const> const& bytes) {
-  Collector faults;
+  CollectedFaults faults;
   Reader reader(bytes, kMaximumEntries, faults);
   std::set<std::size_t> read;
+  bool areReadable = true;
   reader.readItems([&](std::size_t index, bool isReadable) {
     require(index < reader.archive()->size() && read.insert(index).second, "an item is read once");
-    faults.isSound &= isReadable;
+    areReadable &= isReadable;
   });
-  return faults.isSound;
+  return areReadable && !faults.isRefused;
 }
 
 bool isTooLarge(std::shared_ptr<zip::RandomAccessBytes const> const& bytes) {
   std::uint64_t total = 0;
-  Collector faults;
+  CollectedFaults faults;
   auto const archive = Reader(bytes, kMaximumEntries, faults).archive();
   for (std::size_t i = 0; i < archive->size() && total <= kMaximumContent; ++i)
     total += std::min(archive->entry(i).size, kMaximumContent + 1);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Packages.hpp"
+#include "package/PackageReader.hpp"
 
 /// Whole packages: opened, read through, saved; then with a part more.
 namespace zt_fuzz {
@@ -16,8 +17,23 @@ void addPart(Package& package) {
   package.createInternalRelationship(u"urn:added", part.getName().getURI());
 }
 
+/// Whether a reader that lists all faults finds one that makes a package unusable.
+bool isListedAsUnusable(Bytes const& input) {
+  OpenOptions const limits = smallLimits();
+  CollectedFaults faults;
+  zip::Reader container(zip::makeMemoryBytes(input), limits.maximumItems, faults);
+  detail::PackageReader reader(std::make_shared<detail::PackageState>(), container, limits, faults);
+  if (reader.checkTotalSize()) {
+    reader.identify();
+    container.readItems();
+    reader.readRelationships();
+  }
+  return faults.isRefused;
+}
+
 void run(Bytes const& input) {
   auto const package = openOrRefuse(input);
+  require(!package == isListedAsUnusable(input), "a list has an unusable package exactly where opening refuses it");
   if (!package) return;
   requireKept(*package);
   std::u16string clashing;

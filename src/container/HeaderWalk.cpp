@@ -33,7 +33,7 @@ std::optional<std::uint64_t> search(RandomAccessBytes const& bytes, std::uint64_
   return std::nullopt;
 }
 
-/// One item as its local header tells of it.
+/// One item by its local header.
 struct LocalItem {
   std::uint64_t begin;
   std::uint64_t headerSize;
@@ -66,8 +66,8 @@ std::optional<LocalItem> readLocal(RandomAccessBytes const& bytes, std::uint64_t
   return item;
 }
 
-/// Has the item take CRC and sizes from the descriptor behind its data, whose length it is that tells it from data
-/// that looks like one. Answers where it ends; absent where there is none.
+/// Takes CRC and sizes of the item from the descriptor behind its data. The length in it must be that of the data,
+/// since data may look like a descriptor. Returns the end of the descriptor; absent where there is none.
 std::optional<std::uint64_t> findDescriptor(RandomAccessBytes const& bytes, LocalItem& item) {
   std::uint64_t const data = item.begin + item.headerSize;
   auto const found = search(bytes, data, kDescriptor, [&](unsigned char const* p, std::uint64_t at) {

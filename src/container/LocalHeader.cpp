@@ -24,7 +24,7 @@ struct Values {
 
 Values valuesOf(Entry const& entry) { return {entry.crc, entry.storedSize, entry.size}; }
 
-/// None where sizes are said to be in a zip64 field that is not there.
+/// Absent where the header refers to a zip64 field that is missing.
 std::optional<Values> valuesOf(unsigned char const* header, std::string_view extra) {
   Values values{load32(header + 14), load32(header + 18), load32(header + 22)};
   Zip64Numbers wide(extra);

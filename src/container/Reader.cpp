@@ -280,7 +280,7 @@ bool Reader::readItem(std::size_t index, std::uint64_t limit, ContentSink const&
   return isSound;
 }
 
-/// What opening the content refuses, and the hints.
+/// Checks the extra fields for a name that opening the content refuses, and for growth hints.
 bool Reader::checkExtra(Entry const& item, LocalHeader const& header) {
   if (findExtraField(header.extra, kGrowthHintExtra) || findExtraField(item.extra, kGrowthHintExtra))
     tolerate(code::kGrowthHint, item.name, itemText(item.name, "it has room to grow in an extra field"));

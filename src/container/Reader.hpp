@@ -43,7 +43,7 @@ class Reader {
 
   /// The same in the order of the file, and reads all contents, in one pass and with little memory. Content that
   /// `take` receives counts only when `done` says that the item is sound.
-  void readItems(ItemSink const& done, ContentSink const& take = {});
+  void readItems(ItemSink const& done = {}, ContentSink const& take = {});
 
   /// False when readItems() has found a fault in the item's header or content.
   bool isSound(std::size_t index) const { return isUnsound_.empty() || !isUnsound_[index]; }

@@ -42,10 +42,10 @@ bool isDirectoryItem(zip::Entry const& item) {
 
 }  // namespace
 
-/// What an item that is no part is, and so with what it may share its name.
+/// The kinds of items that are no parts; the kind decides whether two of them may share a name.
 enum class PackageReader::LooseKind { File, Folder, Piece };
 
-/// What the name of an item makes of it.
+/// An item by its name and content type.
 struct PackageReader::Classified {
   bool isPart = false;
   MediaType const* type = nullptr;
@@ -117,8 +117,8 @@ ReadPart PackageReader::partOf(std::string_view key, PartRecord const& record) c
   return {key, record.type, static_cast<std::uint32_t>(number), nullptr};
 }
 
-bool PackageReader::isSound(ReadPart const& part) const {
-  return std::ranges::all_of(part.items(), [this](std::uint32_t item) { return container_.isSound(item); });
+bool PackageReader::areSound(std::span<std::uint32_t const> items) const {
+  return std::ranges::all_of(items, [this](std::uint32_t item) { return container_.isSound(item); });
 }
 
 std::unique_ptr<InputStream> PackageReader::open(ReadPart const& part) const {
@@ -160,7 +160,8 @@ void PackageReader::findContentTypes() {
   if (found.size() > 1)
     refuse(code::kSeveralContentTypes, slashed(kContentTypesItem),
            messages::invalidItem(kContentTypesItem, "there is more than one"));
-  readContentTypes(found.front());
+  contentTypesItems_ = std::move(found.front());
+  readContentTypes(contentTypesItems_);
 }
 
 void PackageReader::readContentTypes(std::vector<std::uint32_t> const& items) {
@@ -258,7 +259,7 @@ void PackageReader::checkRelationshipsName(MediaType const* type) {
     fail(code::kRelationshipsOfRelationships, "a relationships part with relationships");
 }
 
-/// What readers tolerate.
+/// Reports content types that readers tolerate.
 void PackageReader::checkType(MediaType const* type) {
   auto const report = [this](char const* code, std::string const& fault) {
     tolerate(code, name_, messages::invalidItem(name_, fault));

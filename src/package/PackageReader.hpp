@@ -49,13 +49,13 @@ class PackageReader {
   bool checkTotalSize();
   /// Finds out what the items are, and whether their names may stand together. Reads the content types.
   void identify();
-  /// Reads the relationships of all sources; those that the container's reader has found damaged are left out.
+  /// Reads the relationships of all sources, except from items that the container's reader has found damaged.
   void readRelationships();
 
   PackageState& state() const { return *state_; }
   /// The parts in the order of NameLess, those included whose names clash with others. Valid while the reader lives.
   std::vector<ReadPart> parts() const;
-  bool isSound(ReadPart const& part) const;
+  bool isSound(ReadPart const& part) const { return areSound(part.items()); }
   std::unique_ptr<InputStream> open(ReadPart const& part) const;
   /// Whether all of the package's own relationships are known.
   bool knowsRelationships() const { return knowsRelationships_; }
@@ -75,6 +75,7 @@ class PackageReader {
   Classified classify(std::string_view item);
   void checkType(MediaType const* type);
   void checkRelationshipsName(MediaType const* type);
+  bool areSound(std::span<std::uint32_t const> items) const;
   PartRecord& addPart(std::string_view key, MediaType const* type);
   void addLooseItem(std::uint32_t index, std::size_t nameLength, bool isUntyped);
   void keepUnusedOverrides();
@@ -89,6 +90,7 @@ class PackageReader {
   /// Has `parse` read a document of the package itself of that size, as long as the limit for all of them allows it.
   /// False where the document could not be read.
   bool readMarkup(char const* code, std::string const& name, std::uint64_t size, std::function<void()> const& parse);
+  void refuseDamaged(std::string_view name) const;
   void refuse(char const* code, std::string_view item, std::string const& message) const;
   void tolerate(char const* code, std::string_view item, std::string const& message) const;
 
@@ -103,6 +105,7 @@ class PackageReader {
   std::vector<PieceCollector::Sequence> sequences_;
   std::vector<bool> isDone_;  // by item: a piece, or the content types
   ContentTypes contentTypes_;
+  std::vector<std::uint32_t> contentTypesItems_;
   bool knowsTypes_ = false;
   bool knowsRelationships_ = true;
   std::vector<LooseItem> items_;

@@ -29,12 +29,17 @@ bool isRelationshipsKey(std::string_view key) {
 }  // namespace
 
 void PackageReader::readRelationships() {
+  if (!areSound(contentTypesItems_)) refuseDamaged(kContentTypesItem);
   auto& parts = state_->parts;
   for (auto part = parts.begin(); part != parts.end(); ++part)
     if (isRelationshipsKey(part->first.text()))
       part->second.relationships = relationshipsIn(partOf(part->first.text(), part->second));
   for (auto const& [key, record] : clashing_)
-    if (isRelationshipsKey(key)) relationshipsIn(partOf(key, record));
+    if (isRelationshipsKey(key) && parts.find(key)->first.text() != key) relationshipsIn(partOf(key, record));
+}
+
+void PackageReader::refuseDamaged(std::string_view name) const {
+  faults_.refuseContent(messages::invalidItem(name, "it is damaged"));
 }
 
 std::unique_ptr<RelationshipSet> PackageReader::relationshipsIn(ReadPart const& part) {
@@ -42,8 +47,11 @@ std::unique_ptr<RelationshipSet> PackageReader::relationshipsIn(ReadPart const& 
   auto relationships = std::make_unique<RelationshipSet>();
   std::uint64_t size = 0;
   for (auto const item : part.items()) size += archive_->entry(item).size;
-  bool const isRead = isSound(part) && readMarkup(code::kInvalidRelationships, name, size,
-                                                  [&] { parseRelationships(part, *relationships); });
+  bool isRead = isSound(part);
+  if (isRead)
+    isRead = readMarkup(code::kInvalidRelationships, name, size, [&] { parseRelationships(part, *relationships); });
+  else
+    refuseDamaged(name);
   if (!isRead && source.empty()) knowsRelationships_ = false;
   if (faults_.listsAll())
     for (auto const& [position, relationship] : relationships->records()) checkTarget(source, *relationship);

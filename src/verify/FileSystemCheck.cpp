@@ -19,7 +19,7 @@ namespace {
 using model::detail::wideName;
 using model::detail::messages::shown;
 
-constexpr std::string_view kContents = "/fsroot/";
+constexpr std::string_view kContents = "fsroot/";
 
 /// The code of the fault of a path by itself; null where it has none.
 char const* faultOf(std::u16string_view path) {
@@ -47,7 +47,7 @@ bool FileSystemCheck::check() {
   return !isKeyWrong_;
 }
 
-/// An encrypted one tells nothing unless it is authentic, and can be held.
+/// An encrypted manifest can be read only if it is authentic and small enough to be held.
 void FileSystemCheck::checkManifest(CheckedPart const& manifest) {
   if (isEncrypted(manifest)) {
     if (!encryption_.isAuthentic(manifest) || !isHoldable(manifest)) return;
@@ -129,7 +129,7 @@ void FileSystemCheck::checkContent(ManifestEntry const& entry) {
                 shown(entry.path) + ": its contents are not encrypted, as the manifest is: " + shown(entry.content));
 }
 
-/// Nothing may stand below a file or link. The path that is told is the highest one above.
+/// Nothing may stand below a file or link. The message names the highest file or link above.
 void FileSystemCheck::checkPlaces() {
   std::vector<Listed const*> sorted;
   sorted.reserve(entries_.size());
@@ -150,18 +150,19 @@ void FileSystemCheck::checkPlaces() {
 
 void FileSystemCheck::checkUnreferenced() {
   for (std::size_t i = 0; i < owners_.size(); ++i) {
-    std::string const name = package_.parts()[i].name();
-    if (owners_[i] == 0 && name.starts_with(kContents) && !model::detail::isRelationshipsName(name))
+    CheckedPart const& part = package_.parts()[i];
+    if (owners_[i] != 0 || !part.key.starts_with(kContents)) continue;
+    std::string const name = part.name();
+    if (!model::detail::isRelationshipsName(name))
       faults_.add(code::kUnreferencedPart, wideName(name), shown(name) + ": contents that belong to no entry");
   }
 }
 
 bool FileSystemCheck::isContents(CheckedPart const& part) const {
-  return part.name().starts_with(kContents) || owners_[static_cast<std::size_t>(&part - package_.parts().data())] != 0;
+  return part.key.starts_with(kContents) || owners_[static_cast<std::size_t>(&part - package_.parts().data())] != 0;
 }
 
-/// A key is told from another one by what it opens: where that is nothing, of all that could be read of the container,
-/// either the key is wrong or everything was changed.
+/// A key is wrong if it decrypts nothing of all that could be read of the container. (Or all of it was modified.)
 bool FileSystemCheck::isKeyWrong(CheckedPart const* manifest) const {
   if (!encryption_.hasKey() || encryption_.countAuthentic() > 0) return false;
   return std::ranges::any_of(package_.parts(), [&](CheckedPart const& part) {

@@ -12,13 +12,13 @@
 
 namespace opc::ztservices {
 
-/// The manifest of a file system against itself and against the parts. A package without one has no faults here.
+/// Checks the manifest of a file system by itself and against the parts. A package without one has no faults here.
 class FileSystemCheck {
  public:
   FileSystemCheck(PackageCheck const& package, EncryptionCheck const& encryption, FaultList& faults);
 
-  /// False, where a key was given that is not the package's: of several encrypted parts not one is authentic under it.
-  /// Then no more is told than without a key.
+  /// False for a wrong key: there are encrypted parts, and it decrypts no part.
+  /// Then the faults are those that show without a key.
   bool check();
 
   struct Listed {

@@ -24,8 +24,8 @@ FileSystemNodeType typeOf(std::u16string const& type) {
 
 class Handler final : public model::XmlContentHandler {
  public:
-  Handler(std::function<void(ManifestEntry)> const& take, EntryFaultSink const& tellFault)
-      : take_(take), tellFault_(tellFault) {}
+  Handler(std::function<void(ManifestEntry)> const& take, EntryFaultSink const& reportFault)
+      : take_(take), reportFault_(reportFault) {}
 
   void startElement(std::u16string_view namespaceURI, std::u16string_view localName,
                     model::XmlAttributes const& attributes) override {
@@ -35,7 +35,7 @@ class Handler final : public model::XmlContentHandler {
     try {
       reader_.startElement(namespaceURI, localName, attributes);
     } catch (Exception const& fault) {
-      return tellFault_(isThere ? code::kDuplicateEntry : code::kInvalidEntry, name, fault.what());
+      return reportFault_(isThere ? code::kDuplicateEntry : code::kInvalidEntry, name, fault.what());
     }
     take_({typeOf(text(attributes, manifest::kType)), name, text(attributes, manifest::kContent)});
   }
@@ -47,7 +47,7 @@ class Handler final : public model::XmlContentHandler {
   }
 
   std::function<void(ManifestEntry)> const& take_;
-  EntryFaultSink const& tellFault_;
+  EntryFaultSink const& reportFault_;
   FileSystemTree tree_;
   ManifestReader reader_{tree_};
 };
@@ -55,9 +55,9 @@ class Handler final : public model::XmlContentHandler {
 }  // namespace
 
 void readManifestEntries(InputStream& input, std::function<void(ManifestEntry)> const& take,
-                         EntryFaultSink const& tellFault) {
+                         EntryFaultSink const& reportFault) {
   model::XmlStreamReader reader(model::loadXmlGrammars({kManifestSchemaV1, kManifestSchema}));
-  Handler handler(take, tellFault);
+  Handler handler(take, reportFault);
   reader.read(input, handler);
 }
 

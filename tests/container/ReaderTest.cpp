@@ -12,32 +12,9 @@ namespace opc::model::zip {
 namespace {
 using namespace zt_test;
 
-struct Reported {
-  std::string code;
-  std::string item;  // empty for the container
-  bool operator==(Reported const&) const = default;
-};
-using List = std::vector<Reported>;
-
-void PrintTo(Reported const& reported, std::ostream* out) { *out << reported.code << " of \"" << reported.item << '"'; }
-
-class CollectedFaults final : public Faults {
- public:
-  void refuse(Fault const& fault) override { tolerate(fault); }
-  void refuseContent(std::string const&) override {}
-  void tolerate(Fault const& fault) override {
-    list.push_back({fault.code, fault.item});
-    messages.push_back(fault.finding.empty() ? fault.message : fault.finding);
-  }
-  bool listsAll() const override { return true; }
-
-  List list;
-  std::vector<std::string> messages;
-};
-
 /// Everything that is found out when all items are read.
 struct Findings {
-  List faults;
+  FaultNames faults;
   std::vector<std::string> messages;
   std::map<std::string, bool> sound;            // by name
   std::map<std::string, std::string> contents;  // as they were read in the pass, damaged ones too
@@ -52,7 +29,7 @@ Findings readThrough(std::string const& bytes, std::uint64_t maximumItems = UINT
                    [&](std::size_t index, std::span<unsigned char const> part) {
                      found.contents[nameOf(index)].append(part.begin(), part.end());
                    });
-  found.faults = std::move(faults.list);
+  found.faults = std::move(faults.names);
   found.messages = std::move(faults.messages);
   return found;
 }
@@ -66,7 +43,7 @@ std::string flipped(std::string bytes, std::size_t at) {
 
 TEST(Reader, ReportsNothingOfASoundArchive) {
   Findings const found = readThrough(small().build());
-  EXPECT_EQ(found.faults, List{});
+  EXPECT_EQ(found.faults, FaultNames{});
   EXPECT_EQ(found.sound, (std::map<std::string, bool>{{"a", true}, {"b", true}}));
 }
 
@@ -78,35 +55,35 @@ TEST(Reader, GivesTheContentsThatItReads) {
 }
 
 TEST(Reader, ReportsAMissingEndRecord) {
-  EXPECT_EQ(readThrough("").faults, (List{{code::kNoEndRecord, ""}}));
-  EXPECT_EQ(readThrough(std::string(1000, 'x')).faults, (List{{code::kNoEndRecord, ""}}));
+  EXPECT_EQ(readThrough("").faults, (FaultNames{{code::kNoEndRecord, ""}}));
+  EXPECT_EQ(readThrough(std::string(1000, 'x')).faults, (FaultNames{{code::kNoEndRecord, ""}}));
 }
 
 TEST(Reader, FindsItemsByTheirHeadersWhereTheDirectoryIsGone) {
   std::string const bytes = small().build();
   Findings const found = readThrough(bytes.substr(0, bytes.find("PK\1\2")));
-  EXPECT_EQ(found.faults, (List{{code::kNoEndRecord, ""}}));
+  EXPECT_EQ(found.faults, (FaultNames{{code::kNoEndRecord, ""}}));
   EXPECT_EQ(found.sound, (std::map<std::string, bool>{{"a", true}, {"b", true}}));
 }
 
 TEST(Reader, FindsTheDirectoryByTheHeadersWhereTheEndRecordIsGone) {
   std::string const bytes = small().build();
   Findings const found = readThrough(bytes.substr(0, bytes.size() - 22));
-  EXPECT_EQ(found.faults, (List{{code::kNoEndRecord, ""}}));
+  EXPECT_EQ(found.faults, (FaultNames{{code::kNoEndRecord, ""}}));
   EXPECT_EQ(found.sound.size(), 2u);
 }
 
 TEST(Reader, ReportsAnEndRecordThatCountsOtherwise) {
   std::string const bytes = patched(patched(small().build(), 22 - 8, 1, 2), 22 - 10, 1, 2);
   Findings const found = readThrough(bytes);
-  EXPECT_EQ(found.faults, (List{{code::kDamagedEndRecord, ""}}));
+  EXPECT_EQ(found.faults, (FaultNames{{code::kDamagedEndRecord, ""}}));
   EXPECT_EQ(found.messages.front(), "Damaged ZIP archive: its end record counts 1 items, its directory has 2");
   EXPECT_EQ(found.sound.size(), 2u);
 }
 
 TEST(Reader, ReportsHowMuchFollowsTheArchive) {
   Findings const found = readThrough(small().build() + "behind");
-  EXPECT_EQ(found.faults, (List{{code::kTrailingData, ""}}));
+  EXPECT_EQ(found.faults, (FaultNames{{code::kTrailingData, ""}}));
   EXPECT_EQ(found.messages.front(), "The archive is followed by 6 bytes of something else");
 }
 
@@ -114,7 +91,7 @@ TEST(Reader, ReportsADirectoryThatBreaksOffAndFindsWhatItLost) {
   std::string bytes = small().build();
   bytes[bytes.rfind("PK\1\2")] = 'x';  // the entry of b
   Findings const found = readThrough(bytes);
-  EXPECT_EQ(found.faults, (List{{code::kDamagedDirectory, ""}}));
+  EXPECT_EQ(found.faults, (FaultNames{{code::kDamagedDirectory, ""}}));
   EXPECT_EQ(found.messages.front(), "Damaged ZIP archive: its directory is damaged behind its first 1 of 2 items");
   EXPECT_EQ(found.sound, (std::map<std::string, bool>{{"a", true}, {"b", true}}));
 }
@@ -122,16 +99,16 @@ TEST(Reader, ReportsADirectoryThatBreaksOffAndFindsWhatItLost) {
 TEST(Reader, ReadsNoMoreItemsThanAllowed) {
   Findings const found = readThrough(small().build(), 1);
   EXPECT_EQ(found.messages.front(), "Damaged ZIP archive: it has more than 1 items");
-  EXPECT_EQ(found.faults.front(), (Reported{code::kDamagedDirectory, ""}));
+  EXPECT_EQ(found.faults.front(), (FaultName{code::kDamagedDirectory, ""}));
   EXPECT_EQ(found.sound, (std::map<std::string, bool>{{"a", true}}));
-  EXPECT_EQ(readThrough(small().build(), 2).faults, List{});
+  EXPECT_EQ(readThrough(small().build(), 2).faults, FaultNames{});
 }
 
 TEST(Reader, ReportsAnEntryThatLeadsOutOfTheFile) {
   RawArchive archive = small();
   archive.items[1].central.offset = 1'000'000;
   Findings const found = readThrough(archive.build());
-  EXPECT_EQ(found.faults.front(), (Reported{code::kDamagedEntry, "/b"}));
+  EXPECT_EQ(found.faults.front(), (FaultName{code::kDamagedEntry, "/b"}));
   EXPECT_EQ(found.sound, (std::map<std::string, bool>{{"a", true}, {"b", false}}));
 }
 
@@ -141,7 +118,7 @@ TEST(Reader, ReportsHowMuchStandsInFront) {
     archive.prefix = "in front";
     archive.offsetsCountPrefix = counted;
     Findings const found = readThrough(archive.build());
-    EXPECT_EQ(found.faults, (List{{code::kPrefixBytes, ""}}));
+    EXPECT_EQ(found.faults, (FaultNames{{code::kPrefixBytes, ""}}));
     EXPECT_EQ(found.messages.front(), "The archive begins behind 8 bytes of something else");
   }
 }
@@ -151,7 +128,7 @@ TEST(Reader, ReportsAnItemThatRunsIntoTheNext) {
   archive.items[0].local.stored = archive.items[0].central.stored = 6;
   archive.items[0].local.size = archive.items[0].central.size = 6;
   Findings const found = readThrough(archive.build());
-  EXPECT_EQ(found.faults, (List{{code::kOverlap, "/a"}, {code::kDamagedContent, "/a"}}));
+  EXPECT_EQ(found.faults, (FaultNames{{code::kOverlap, "/a"}, {code::kDamagedContent, "/a"}}));
   EXPECT_EQ(found.sound, (std::map<std::string, bool>{{"a", false}, {"b", true}}));
 }
 
@@ -159,7 +136,7 @@ TEST(Reader, ReportsBytesThatBelongToNoItem) {
   RawArchive archive = small();
   archive.items[0].behind = "gap";
   Findings const found = readThrough(archive.build());
-  EXPECT_EQ(found.faults, (List{{code::kGap, "/a"}}));
+  EXPECT_EQ(found.faults, (FaultNames{{code::kGap, "/a"}}));
   EXPECT_EQ(found.messages.front(), "Item \"a\": it is followed by 3 bytes that belong to no item");
   EXPECT_TRUE(found.sound.at("a"));
 }
@@ -168,7 +145,7 @@ TEST(Reader, ReportsALocalHeaderThatDisagrees) {
   RawArchive archive = small();
   archive.items[1].local.name = "c";
   Findings const found = readThrough(archive.build());
-  EXPECT_EQ(found.faults, (List{{code::kBadLocalHeader, "/b"}}));
+  EXPECT_EQ(found.faults, (FaultNames{{code::kBadLocalHeader, "/b"}}));
   EXPECT_FALSE(found.sound.at("b"));
 }
 
@@ -176,24 +153,24 @@ TEST(Reader, ReportsADescriptorThatDisagrees) {
   RawItem const item = storedItem("a", "alpha");
   std::string const sizes = le(5, 4) + le(5, 4);
   EXPECT_EQ(readThrough(RawArchive{{streamedItem(item, "PK\7\x8" + le(item.central.crc, 4) + sizes)}}.build()).faults,
-            List{});
+            FaultNames{});
   EXPECT_EQ(
       readThrough(RawArchive{{streamedItem(item, "PK\7\x8" + le(item.central.crc ^ 1, 4) + sizes)}}.build()).faults,
-      (List{{code::kBadDescriptor, "/a"}}));
+      (FaultNames{{code::kBadDescriptor, "/a"}}));
 }
 
 TEST(Reader, ReportsAMethodThatIsNotKnown) {
   RawArchive archive = small();
   archive.items[0].local.method = archive.items[0].central.method = 12;
   Findings const found = readThrough(archive.build());
-  EXPECT_EQ(found.faults, (List{{code::kUnreadableItem, "/a"}}));
+  EXPECT_EQ(found.faults, (FaultNames{{code::kUnreadableItem, "/a"}}));
   EXPECT_EQ(found.sound, (std::map<std::string, bool>{{"a", false}, {"b", true}}));
 }
 
 TEST(Reader, ReportsDamagedContent) {
   std::string const bytes = small().build();
   Findings const found = readThrough(flipped(bytes, bytes.find("alpha")));
-  EXPECT_EQ(found.faults, (List{{code::kDamagedContent, "/a"}}));
+  EXPECT_EQ(found.faults, (FaultNames{{code::kDamagedContent, "/a"}}));
   EXPECT_EQ(found.messages.front(), "Item \"a\": wrong CRC");
 }
 
@@ -203,7 +180,7 @@ TEST(Reader, ReportsAGrowthHintInEitherHeader) {
     RawArchive archive = small();
     (isLocal ? archive.items[0].local : archive.items[0].central).extra = hint;
     Findings const found = readThrough(archive.build());
-    EXPECT_EQ(found.faults, (List{{code::kGrowthHint, "/a"}}));
+    EXPECT_EQ(found.faults, (FaultNames{{code::kGrowthHint, "/a"}}));
     EXPECT_TRUE(found.sound.at("a"));
   }
 }
@@ -216,13 +193,14 @@ TEST(Reader, ReportsSeveralFaultsInTheOrderOfTheFile) {
   Findings const found = readThrough(flipped(bytes, bytes.find("alpha")));
   EXPECT_EQ(
       found.faults,
-      (List{{code::kTrailingData, ""}, {code::kPrefixBytes, ""}, {code::kDamagedContent, "/a"}, {code::kGap, "/a"}}));
+      (FaultNames{
+          {code::kTrailingData, ""}, {code::kPrefixBytes, ""}, {code::kDamagedContent, "/a"}, {code::kGap, "/a"}}));
 }
 
 TEST(Reader, ReportsAFaultOfEveryTruncation) {
   std::string const bytes = small().build();
   for (std::size_t size = 0; size < bytes.size(); ++size)
-    EXPECT_NE(readThrough(bytes.substr(0, size)).faults, List{}) << size;
+    EXPECT_NE(readThrough(bytes.substr(0, size)).faults, FaultNames{}) << size;
 }
 
 TEST(Reader, AddsThePrefixToTheOffsetsOfADirectoryThatBreaksOff) {
@@ -232,13 +210,13 @@ TEST(Reader, AddsThePrefixToTheOffsetsOfADirectoryThatBreaksOff) {
   archive.items[0].central.offset = static_cast<std::uint32_t>(archive.build().size() - 50);
   std::string bytes = archive.build();
   for (char const* const signature : {"PK\3\4", "PK\3\4", "PK\1\2"}) bytes[bytes.rfind(signature)] = 'x';
-  EXPECT_EQ(readThrough(bytes).faults, (List{{code::kDamagedEntry, "/a"}, {code::kDamagedDirectory, ""}}));
+  EXPECT_EQ(readThrough(bytes).faults, (FaultNames{{code::kDamagedEntry, "/a"}, {code::kDamagedDirectory, ""}}));
 }
 
 TEST(Reader, OpensOneItemAgain) {
   CollectedFaults faults;
   Reader const reader(makeMemoryBytes(bytesOf(small().build())), 2, faults);
-  EXPECT_EQ(faults.list, List{});
+  EXPECT_EQ(faults.names, FaultNames{});
   EXPECT_EQ(readAll(*reader.archive()->openContent(1)), compressible(500));
 }
 

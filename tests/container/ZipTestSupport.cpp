@@ -99,6 +99,18 @@ std::string contentOf(zip::Archive const& archive, std::string const& name) {
   return readAll(*archive.openContent(indexOf(archive, name)));
 }
 
+void PrintTo(FaultName const& name, std::ostream* out) { *out << name.code << " of \"" << name.item << '"'; }
+
+void CollectedFaults::refuse(opc::model::Fault const& fault) {
+  tolerate(fault);
+  isRefused = true;
+}
+
+void CollectedFaults::tolerate(opc::model::Fault const& fault) {
+  names.push_back({fault.code, fault.item});
+  messages.push_back(fault.finding.empty() ? fault.message : fault.finding);
+}
+
 void checkHeaders(std::string const& bytes) {
   opc::model::ThrowingFaults faults;
   zip::Reader(zip::makeMemoryBytes(bytesOf(bytes)), UINT64_MAX, faults).checkHeaders();

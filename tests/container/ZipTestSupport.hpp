@@ -3,11 +3,13 @@
 
 #include <cstdint>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include "container/Archive.hpp"
 #include "container/ArchiveWriter.hpp"
+#include "container/Faults.hpp"
 #include "container/Spool.hpp"
 
 namespace zt_test {
@@ -32,6 +34,28 @@ std::string contentOf(zip::Archive const& archive, std::string const& name);
 void checkHeaders(std::string const& bytes);
 /// Opens the archive and reads every item to its end.
 void readEverything(std::string const& bytes);
+
+/// The code and the item of a fault; the item is empty for the container.
+struct FaultName {
+  std::string code;
+  std::string item;
+  bool operator==(FaultName const&) const = default;
+};
+using FaultNames = std::vector<FaultName>;
+void PrintTo(FaultName const& name, std::ostream* out);
+
+/// Collects the faults that a reader reports.
+class CollectedFaults final : public opc::model::Faults {
+ public:
+  void refuse(opc::model::Fault const& fault) override;
+  void refuseContent(std::string const&) override { isRefused = true; }
+  void tolerate(opc::model::Fault const& fault) override;
+  bool listsAll() const override { return true; }
+
+  FaultNames names{};
+  std::vector<std::string> messages{};
+  bool isRefused = false;  // whether one of them makes a package unusable
+};
 
 struct NamedContent {
   std::string name;
