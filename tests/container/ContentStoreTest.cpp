@@ -98,7 +98,9 @@ TEST_P(StoreWithThreads, TellsWhatFailedUntilItIsDone) {
         store_.settle();
       },
       CouldNotSavePackage);
-  if (GetParam() > 0) EXPECT_THROW(store_.settle(), CouldNotSavePackage);
+  if (GetParam() > 0) {
+    EXPECT_THROW(store_.settle(), CouldNotSavePackage);
+  }
   std::filesystem::create_directory(gone);
   store_.settle();
   EXPECT_TRUE(textOf(store_, put(store_, text)) == text);
