@@ -6,6 +6,7 @@
 #include "container/ExtraFields.hpp"
 #include "container/LocalHeader.hpp"
 #include "container/ReadAhead.hpp"
+#include "container/Spool.hpp"
 #include "container/ZipErrors.hpp"
 #include "container/ZipFormat.hpp"
 #include "io/Background.hpp"

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "container/Archive.hpp"
-#include "container/Spool.hpp"
+#include "container/Content.hpp"
 
 namespace opc::model::zip {
 

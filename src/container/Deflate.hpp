@@ -3,8 +3,8 @@
 
 #include <cstddef>
 
+#include "container/Content.hpp"
 #include "container/Inflate.hpp"
-#include "container/Spool.hpp"
 
 namespace opc::model::zip {
 

@@ -6,19 +6,19 @@
 
 namespace opc::model::zip {
 
-/// Deflates on threads of its own while its owner, one thread at a time, goes on. Tasks run in any order and on
-/// any thread, but each is delivered in the owner's thread, and in the order in which they were added: what is
-/// delivered needs no locks, and comes out the same for any number of threads. Tasks that are not delivered yet
-/// hold at most kBudget bytes, as far as their sizes tell; whoever adds more waits.
+/// Runs tasks on threads of its own while its owner goes on, who uses it from one thread at a time. Tasks run in any
+/// order, but are delivered on the owner's thread in the order in which they were added. So a delivery needs no locks,
+/// and the results are the same for any number of threads. The sizes of tasks that are not delivered add up to at most
+/// kBudget bytes; add() waits for room.
 class DeflateQueue {
  public:
   class Task {
    public:
     virtual ~Task();
-    /// The work; touches nothing but the task. When it throws it is made again before the delivery, so that the
-    /// owner gets what it throws.
+    /// The work; touches only the task. If it throws, it is repeated on the owner's thread before the delivery, so that
+    /// the owner receives the exception.
     virtual void run() = 0;
-    /// Hands over the result. When it throws it is made again by the next call that delivers.
+    /// Hands over the result. If it throws, the next call that delivers repeats it.
     virtual void deliver() = 0;
   };
 
@@ -29,10 +29,10 @@ class DeflateQueue {
   DeflateQueue(DeflateQueue const&) = delete;
   DeflateQueue& operator=(DeflateQueue const&) = delete;
 
-  /// Delivers everything and goes on with that many threads, or as many as the system gives. Without any, tasks run
-  /// and are delivered as they are added.
+  /// Delivers everything and continues with that many threads, or as many as the system allows. Without threads, add()
+  /// runs and delivers the task itself.
   void setThreads(std::size_t count);
-  /// Also delivers what is done; throws what that throws, and then does not have the task.
+  /// Also delivers finished tasks. Throws what a delivery throws, and then does not take the new task.
   void add(std::unique_ptr<Task> task, std::size_t size);
   void deliverAll();
 

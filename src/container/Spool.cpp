@@ -10,7 +10,6 @@
 #include <utility>
 #include <vector>
 
-#include "container/ItemStream.hpp"
 #include "container/ZipErrors.hpp"
 #include "io/Background.hpp"
 #include "io/FileHandle.hpp"
@@ -58,21 +57,21 @@ FileHandle makeUnnamedFile(std::string& directory) {
 
 }  // namespace
 
-/// What is not in the file (yet): everything while it is little, the latest writes afterwards.
+/// Bytes are in the file, on their way to it, or pending, in this order.
 struct Spool::Impl {
   std::string directory;
   std::size_t memoryLimit;
   FileHandle file{};
   std::uint64_t inFile = 0;
-  std::vector<unsigned char> leaving{};  // being written at offset inFile
-  error_code leavingError{};
+  std::vector<unsigned char> inFlight{};  // being written at offset inFile
+  error_code inFlightError{};
   std::vector<unsigned char> pending{};  // begins behind that
   std::vector<std::shared_ptr<Spool>> lanes{};
   bool isBorrowed = false;
   bool writesBehind = false;
   std::unique_ptr<Background> background{};  // goes before what it uses
 
-  std::uint64_t size() const { return inFile + leaving.size() + pending.size(); }
+  std::uint64_t size() const { return inFile + inFlight.size() + pending.size(); }
 
   void writeNow(void const* data, std::size_t count) {
     settle();
@@ -82,25 +81,25 @@ struct Spool::Impl {
     inFile += count;
   }
 
-  void writeLeaving() { file.writeAllAt(inFile, leaving.data(), leaving.size(), leavingError); }
+  void writeInFlight() { file.writeAllAt(inFile, inFlight.data(), inFlight.size(), inFlightError); }
 
-  /// What failed before is tried again, and when it fails again is still leaving, for the next time.
+  /// A write that failed is repeated here; bytes that fail again stay in flight.
   void settle() {
-    if (leaving.empty()) return;
+    if (inFlight.empty()) return;
     background->wait();
-    if (leavingError) writeLeaving();
-    if (leavingError) throw couldNotSave(directory, leavingError.value());
-    inFile += leaving.size();
-    leaving.clear();
+    if (inFlightError) writeInFlight();
+    if (inFlightError) throw couldNotSave(directory, inFlightError.value());
+    inFile += inFlight.size();
+    inFlight.clear();
   }
 
   void flush() {
     settle();
     if (pending.empty()) return;
     if (!background) background = std::make_unique<Background>(writesBehind);
-    leaving.swap(pending);
-    leavingError = posixError(ENOMEM);  // as long as nothing has begun, in case that it cannot
-    background->begin([this] { writeLeaving(); });
+    inFlight.swap(pending);
+    inFlightError = posixError(ENOMEM);  // until the work begins, which may fail
+    background->begin([this] { writeInFlight(); });
     if (!writesBehind) settle();
   }
 
@@ -169,12 +168,5 @@ std::shared_ptr<Spool> Spool::borrowLane() {
 }
 
 void Spool::giveBack() { impl_->isBorrowed = false; }
-
-std::unique_ptr<InputStream> Content::open(std::string const& name) const {
-  return openItem({name, method, storedSize, size, crc},
-                  [store = spool, begin = offset](std::uint64_t at, void* to, std::size_t count) {
-                    store->readAt(begin + at, to, count);
-                  });
-}
 
 }  // namespace opc::model::zip

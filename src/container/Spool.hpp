@@ -6,17 +6,11 @@
 #include <memory>
 #include <string>
 
-#include "container/RandomAccessBytes.hpp"
-#include "opc/Streams.hpp"
-
 namespace opc::model::zip {
 
-/// How hard to deflate, if at all.
-enum class Effort { Store, Fast, Default, Small };
-
-/// Append-only store for compressed content until it is saved: in memory while it is small altogether,
-/// in one temporary file beyond (mode 0600, unlinked at once) in `directory` (UTF-8; empty, or one that may
-/// not be written: the system's temporary directory). A failed append leaves it as it was. One thread at a
+/// The bytes behind a ContentStore. They can only be appended. They stay in memory up to a limit and go into one
+/// temporary file beyond it (mode 0600, unlinked at once). The file is in `directory` (UTF-8), or in the system's
+/// temporary directory if that is empty or may not be written. A failed append changes nothing. Used by one thread at a
 /// time. Throws CouldNotSavePackage with the system's code.
 class Spool {
  public:
@@ -29,15 +23,15 @@ class Spool {
   std::uint64_t append(void const* data, std::size_t count);
   void readAt(std::uint64_t offset, void* buffer, std::size_t count) const;
   std::uint64_t size() const;
-  /// After pending writes are in the file; -1 while everything is in memory.
+  /// The file, with all bytes in it; -1 while everything is in memory.
   int descriptor() const;
 
-  /// Whether a thread of its own, begun with the file, writes what is appended, for this store and lanes that it is
-  /// still to make. What fails there is tried again, and thrown, by whatever comes next. At first it does not.
+  /// Whether a thread of the spool writes to the file, here and in lanes that are made later; at first not. A failed
+  /// write is repeated by the next call, which throws if it fails again.
   void setWritesBehind(bool does);
 
-  /// A store beside this one for content that is appended in several steps and must not be mixed with what
-  /// others append meanwhile. It is the borrower's alone until giveBack(), then the next one's.
+  /// A spool beside this one, for content that is appended in several steps and must stay in one piece. It belongs to
+  /// one borrower until giveBack().
   std::shared_ptr<Spool> borrowLane();
   void giveBack();
 
@@ -46,20 +40,6 @@ class Spool {
  private:
   struct Impl;
   std::unique_ptr<Impl> impl_;
-};
-
-/// One item's compressed content, complete and immutable; keeps its spool alive. Value-sized on purpose:
-/// a package may hold a million of them.
-struct Content {
-  std::shared_ptr<Spool const> spool;
-  std::uint64_t offset = 0;
-  std::uint64_t storedSize = 0;
-  std::uint64_t size = 0;
-  std::uint32_t crc = 0;
-  std::uint16_t method = 0;  // 0 stored, 8 deflated
-
-  /// The content, inflated and verified as Archive::openContent does it. `name` is for messages.
-  std::unique_ptr<InputStream> open(std::string const& name) const;
 };
 
 }  // namespace opc::model::zip

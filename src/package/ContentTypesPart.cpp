@@ -88,8 +88,8 @@ MediaType const* mostFrequent(std::map<MediaType const*, std::uint64_t> const& t
 /// A default for these would make parts of items that are none.
 std::set<std::string> untypedExtensions(PackageState const& state) {
   std::set<std::string> extensions;
-  for (LooseItem const& item : state.items)
-    if (item.isUntyped) extensions.insert(extensionOf(state.nameOf(item).substr(0, item.nameLength)));
+  for (LooseItem const& item : state.parts.items())
+    if (item.isUntyped) extensions.insert(extensionOf(state.parts.takenBy(item)));
   return extensions;
 }
 
@@ -105,9 +105,9 @@ std::vector<std::pair<std::string, MediaType const*>> overridesFor(PackageState 
   std::vector<std::pair<std::string, MediaType const*>> overrides;
   for (auto part = state.parts.begin(); part != state.parts.end(); ++part)
     if (!hasDefault(defaults, part->first.text(), part->second.type))
-      overrides.emplace_back(PackageState::nameOf(part), part->second.type);
-  for (auto const& [name, type] : state.overrides)
-    if (state.parts.find(std::string_view(name).substr(1)) == state.parts.end()) overrides.emplace_back(name, type);
+      overrides.emplace_back(PartIndex::nameOf(part), part->second.type);
+  for (auto const& [name, type] : state.declared.overrides)
+    if (state.parts.find(name) == state.parts.end()) overrides.emplace_back(name, type);
   std::sort(overrides.begin(), overrides.end(), [](auto const& a, auto const& b) { return a.first < b.first; });
   return overrides;
 }
@@ -140,7 +140,7 @@ ContentTypes readContentTypes(XmlStreamReader& reader, InputStream& input, std::
 }
 
 Defaults defaultsFor(PackageState const& state) {
-  Defaults defaults = state.defaults;
+  Defaults defaults = state.declared.defaults;
   auto const untyped = untypedExtensions(state);
   for (auto const& [extension, types] : countTypes(state))
     if (untyped.count(extension) == 0) defaults.emplace(extension, mostFrequent(types));

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opc/model/DataManager.hpp"
 
+#include <algorithm>
+
+#include "opc/model/Exceptions.hpp"
 #include "package/ManagerRegistry.hpp"
+#include "package/Messages.hpp"
 #include "package/PackageState.hpp"
 
 namespace opc::model {
@@ -24,3 +28,52 @@ void DataManager::markAsDirty() { registry_->markDirty(*this); }
 Package& DataManager::getPackage() const { return registry_->package(); }
 
 }  // namespace opc::model
+
+namespace opc::model::detail {
+
+Package& ManagerRegistry::package() const {
+  if (!package_) throw InvalidState(messages::kPackageIsGone);
+  return *package_;
+}
+
+void ManagerRegistry::remove(DataManager& manager) noexcept {
+  std::erase_if(entries_, [&](Entry const& entry) { return entry.manager == &manager; });
+}
+
+ManagerRegistry::Entry* ManagerRegistry::find(DataManager const& manager) {
+  auto const entry =
+      std::find_if(entries_.begin(), entries_.end(), [&](Entry const& e) { return e.manager == &manager; });
+  return entry == entries_.end() ? nullptr : &*entry;
+}
+
+void ManagerRegistry::markDirty(DataManager& manager) {
+  package();
+  manager.dirty_ = true;
+  find(manager)->isDue = true;
+}
+
+ManagerRegistry::Entry* ManagerRegistry::nextDue() {
+  for (Entry& entry : entries_)
+    if (entry.isDue && entry.servings <= entries_.size()) return &entry;
+  return nullptr;
+}
+
+void ManagerRegistry::saveAll() {
+  for (Entry& entry : entries_) {
+    entry.isDue = entry.manager->dirty_;
+    entry.servings = 0;
+  }
+  // Managers may come and go while one of them saves, so entries are found anew.
+  while (Entry* const entry = nextDue()) {
+    DataManager& manager = *entry->manager;
+    ++entry->servings;
+    manager.doSave();
+    if (Entry* const served = find(manager)) served->isDue = false;  // whatever it said of itself meanwhile
+  }
+}
+
+void ManagerRegistry::markClean() noexcept {
+  for (Entry& entry : entries_) entry.manager->dirty_ = entry.isDue;
+}
+
+}  // namespace opc::model::detail

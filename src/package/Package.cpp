@@ -43,8 +43,7 @@ void requireNothingAt(std::string const& path) {
 
 std::shared_ptr<PackageState> openState(std::shared_ptr<zip::RandomAccessBytes const> bytes, std::string path,
                                         AccessMode mode, OpenOptions const& options) {
-  auto state = std::make_shared<PackageState>();
-  if (!path.empty()) state->bind(std::move(path));
+  auto state = std::make_shared<PackageState>(detail::PackageFile{.path = std::move(path)});
   state->isReadOnly = mode == AccessMode::ReadOnly;
   state->maximumWholePartBytes = options.maximumWholePartBytes;
   try {
@@ -52,7 +51,7 @@ std::shared_ptr<PackageState> openState(std::shared_ptr<zip::RandomAccessBytes c
     zip::Reader container(std::move(bytes), options.maximumItems, faults);
     detail::PackageReader(state, container, options, faults).read();
   } catch (InvalidPackage const& error) {
-    throw InvalidPackage(detail::messages::invalidPackage(state->path, error.what()));
+    throw InvalidPackage(detail::messages::invalidPackage(state->file.path, error.what()));
   }
   return state;
 }
@@ -107,8 +106,8 @@ AtomicFile::Rules rulesFor(Existing existing) {
 }
 
 AtomicFile::Rules rulesOf(PackageState const& state) {
-  AtomicFile::Rules rules = rulesFor(state.mustBeNew ? Existing::Refuse : Existing::Replace);
-  rules.expected = state.identity;
+  AtomicFile::Rules rules = rulesFor(state.file.mustBeNew ? Existing::Refuse : Existing::Replace);
+  rules.expected = state.file.identity;
   return rules;
 }
 
@@ -117,11 +116,11 @@ void saveToFile(PackageState& state, std::string const& path, AtomicFile::Rules 
   detail::PackageWriter writer(state);
   writer.write(file);
   std::string bound = path;
-  state.identity = file.replace();
+  state.file.identity = file.replace();
   // Whatever fails from here on, the package is at the path: the next save must expect it there.
-  state.path = std::move(bound);
-  state.mustBeNew = false;
-  adoptWritten(writer, [&] { return zip::openFileBytes(state.path); });
+  state.file.path = std::move(bound);
+  state.file.mustBeNew = false;
+  adoptWritten(writer, [&] { return zip::openFileBytes(state.file.path); });
   file.syncDirectory();
 }
 
@@ -154,10 +153,8 @@ std::unique_ptr<Package> Package::create(std::u16string const& path, Existing ex
   if (isCutOff(path)) throw zip::couldNotSave(text, EINVAL);
   if (text.empty()) throw zip::couldNotSave(text, ENOENT);
   if (existing == Existing::Refuse) requireNothingAt(text);
-  auto state = std::make_shared<PackageState>();
-  state->bind(std::move(text));
-  state->mustBeNew = existing == Existing::Refuse;
-  return std::unique_ptr<Package>(new Package(std::move(state)));
+  detail::PackageFile file{.path = std::move(text), .mustBeNew = existing == Existing::Refuse};
+  return std::unique_ptr<Package>(new Package(std::make_shared<PackageState>(std::move(file))));
 }
 
 std::unique_ptr<Package> Package::createInMemory() {
@@ -170,7 +167,7 @@ std::unique_ptr<Package> Package::open(std::u16string const& path, AccessMode mo
   auto bytes = zip::openFileBytes(text);
   auto const identity = zip::identityOf(*bytes, text);  // before anything is read
   auto state = openState(std::move(bytes), text, mode, options);
-  state->identity = identity;
+  state->file.identity = identity;
   return std::unique_ptr<Package>(new Package(std::move(state)));
 }
 
@@ -185,10 +182,10 @@ void Package::save() {
   state.requireWritable();
   SavingGuard const guard(state);
   gather(state);
-  if (state.path.empty())
+  if (state.file.path.empty())
     saveInMemory(state);
   else
-    saveToFile(state, state.path, rulesOf(state));
+    saveToFile(state, state.file.path, rulesOf(state));
   state.managers->markClean();
 }
 
@@ -223,55 +220,56 @@ Part Package::createPart(PartName const& name, ContentType const& type, IPhysica
   if (!name.isValid()) throw InvalidPartName(messages::invalidPartName(text));
   if (name.isRelationshipsPart()) throw InvalidPartName(messages::reservedPartName(text));
   if (text.size() - 1 > detail::kMaximumItemName) throw InvalidPartName(messages::partNameTooLong(text));
-  if (auto const existing = state().clash(text)) throw PartNameClash(messages::partNameClash(text, *existing));
+  if (auto const existing = state().parts.clash(text)) throw PartNameClash(messages::partNameClash(text, *existing));
   if (detail::hasForbiddenParameters(type)) throw InvalidContentType(messages::parametersNotAllowed(type.toString()));
   bool const isStored = info.getCompressionType() == CompressionType::Stored;
-  auto const part = state().insert(detail::narrowName(text), state().types.intern(type.toString()));
+  auto const part = state().parts.insert(detail::narrowName(text), state().types.intern(type.toString()));
   part->second.isStored = isStored;
   return Part(sharedState(), name);
 }
 
 void Package::deletePart(PartName const& name) {
   state().requireWritable();
-  auto const part = state().get(name);
+  auto const part = state().parts.get(name);
   if (name.isRelationshipsPart()) throw InvalidState(detail::messages::partIsPackagesOwn(name.toString()));
-  auto const relationships = state().find(detail::relationshipsNameOf(PackageState::nameOf(part)));
+  auto const relationships = state().parts.find(detail::relationshipsNameOf(detail::PartIndex::nameOf(part)));
   if (relationships != state().parts.end()) state().erase(relationships);
   state().erase(part);
 }
 
 Part Package::getPart(PartName const& name) const {
-  state().get(name);
+  state().parts.get(name);
   return Part(sharedState(), name);
 }
 
-bool Package::hasPart(PartName const& name) const { return state().findExactly(name) != state().parts.end(); }
+bool Package::hasPart(PartName const& name) const { return state().parts.findExactly(name) != state().parts.end(); }
 
 std::vector<PartName> Package::getPartNames() const {
   std::vector<PartName> names;
   names.reserve(state().parts.size());
   for (auto part = state().parts.begin(); part != state().parts.end(); ++part)
-    names.push_back(PackageState::partNameOf(part));
+    names.push_back(detail::PartIndex::partNameOf(part));
   std::sort(names.begin(), names.end());
   return names;
 }
 
 bool Package::isPartDerivedFromExistingPartName(PartName const& name, std::u16string& existing) const {
-  auto clash = state().clash(name.toString());
+  auto clash = state().parts.clash(name.toString());
   if (clash) existing = std::move(*clash);
   return clash.has_value();
 }
 
 std::vector<std::u16string> Package::getItemNames() const {
   std::vector<std::u16string> names;
-  names.reserve(state().items.size());
-  for (auto const& item : state().items) names.push_back(toString(std::string(state().nameOf(item)), false));
+  auto const& parts = state().parts;
+  names.reserve(parts.items().size());
+  for (auto const& item : parts.items()) names.push_back(toString(std::string(parts.nameOf(item)), false));
   std::sort(names.begin(), names.end());
   return names;
 }
 
-void Package::setCompressionLevel(CompressionLevel level) { state().effort = effortOf(level); }
+void Package::setCompressionLevel(CompressionLevel level) { state().contents.setEffort(effortOf(level)); }
 
-void Package::setCompressionThreads(unsigned count) { state().setThreads(count); }
+void Package::setCompressionThreads(unsigned count) { state().contents.store().setThreads(count); }
 
 }  // namespace opc::model

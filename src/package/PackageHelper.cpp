@@ -39,9 +39,9 @@ std::u16string chooseName(Package const& package) {
 std::optional<Part> PackageHelper::findTarget(Package const& package, Relationship const& relationship) {
   auto const name = detail::targetNameOf(*relationship.record_);
   if (!name) return std::nullopt;
-  auto const part = package.state().find(*name);
+  auto const part = package.state().parts.find(*name);
   if (part == package.state().parts.end()) return std::nullopt;
-  return package.getPart(detail::PackageState::partNameOf(part));
+  return package.getPart(detail::PartIndex::partNameOf(part));
 }
 
 Part PackageHelper::getTarget(Package const& package, Relationship const& relationship) {

@@ -63,7 +63,8 @@ PackageReader::PackageReader(std::shared_ptr<PackageState> state, zip::Reader& c
       relationshipCount_{options.maximumRelationships},
       reader_(nullptr, limitsOf(options), XmlSchemaLocations::Refuse),
       isDone_(archive_->size()) {
-  state_->archive = archive_;
+  state_->parts.read(archive_);
+  state_->contents.read(archive_);
 }
 
 void PackageReader::read() {
@@ -112,9 +113,8 @@ std::vector<ReadPart> PackageReader::parts() const {
 }
 
 ReadPart PackageReader::partOf(std::string_view key, PartRecord const& record) const {
-  auto const number = static_cast<std::size_t>(record.offset);
-  if (record.place == Place::Pieces) return {key, record.type, 0, &state_->pieces[number]};
-  return {key, record.type, static_cast<std::uint32_t>(number), nullptr};
+  if (record.place == Place::Pieces) return {key, record.type, 0, &state_->contents.piecesOf(record)};
+  return {key, record.type, record.number, nullptr};
 }
 
 bool PackageReader::areSound(std::span<std::uint32_t const> items) const {
@@ -213,9 +213,7 @@ void PackageReader::classifyItem(std::uint32_t index) {
              messages::invalidItem(slashed(item), "a file that is marked as a folder or a volume label"));
   auto const [isPart, type, isUntyped] = classify(item);
   if (!isPart) return addLooseItem(index, item.size(), isUntyped);
-  PartRecord& record = addPart(item, type);
-  record.place = Place::Archive;
-  record.offset = index;
+  PartContents::setItem(addPart(item, type), index);
 }
 
 void PackageReader::classifySequence(PieceCollector::Sequence const& sequence) {
@@ -228,10 +226,7 @@ void PackageReader::classifySequence(PieceCollector::Sequence const& sequence) {
     return;
   }
   std::string_view const first = archive_->entry(sequence.items.front()).name;
-  PartRecord& record = addPart(first.substr(0, sequence.name.size()), type);
-  record.place = Place::Pieces;
-  record.offset = state_->pieces.size();
-  state_->pieces.push_back(sequence.items);
+  state_->contents.setPieces(addPart(first.substr(0, sequence.name.size()), type), sequence.items);
 }
 
 PackageReader::Classified PackageReader::classify(std::string_view item) {
@@ -273,18 +268,14 @@ void PackageReader::checkType(MediaType const* type) {
 }
 
 PartRecord& PackageReader::addPart(std::string_view key, MediaType const* type) {
-  auto& parts = state_->parts;
-  std::size_t const before = parts.size();
-  auto const part = parts.emplace_hint(parts.end(), PartKey::viewOf(key), PartRecord());
-  PartRecord* record = &part->second;
-  if (parts.size() == before) {
-    std::string_view const existing = part->first.text();
-    faults_.refuse({code::kNamesClash, slashed(key), messages::namesClash(existing, key),
-                    messages::namesClash(slashed(existing), slashed(key))});
-    record = &clashing_.emplace_back(key, PartRecord()).second;
-  }
-  record->type = type;
-  return *record;
+  auto const [part, isNew] = state_->parts.add(key, type);
+  if (isNew) return part->second;
+  std::string_view const existing = part->first.text();
+  faults_.refuse({code::kNamesClash, slashed(key), messages::namesClash(existing, key),
+                  messages::namesClash(slashed(existing), slashed(key))});
+  PartRecord& record = clashing_.emplace_back(key, PartRecord()).second;
+  record.type = type;
+  return record;
 }
 
 void PackageReader::addLooseItem(std::uint32_t index, std::size_t nameLength, bool isUntyped) {
@@ -293,8 +284,8 @@ void PackageReader::addLooseItem(std::uint32_t index, std::size_t nameLength, bo
 
 void PackageReader::keepUnusedOverrides() {
   for (auto const& [name, entry] : contentTypes_.overrides)
-    if (!entry.isUsed) state_->overrides.emplace(name, entry.type);
-  state_->defaults = std::move(contentTypes_.defaults);
+    if (!entry.isUsed) state_->declared.overrides.emplace(name, entry.type);
+  state_->declared.defaults = std::move(contentTypes_.defaults);
   contentTypes_ = {};
 }
 
@@ -316,7 +307,7 @@ void PackageReader::checkEqualNames() {
     bool const isSecond = item != items_.begin() && equalIgnoringCase(taken(*std::prev(item)), taken(*item));
     checkLooseItem(isSecond ? &*std::prev(item) : nullptr, *item);
   }
-  state_->items = std::move(items_);
+  state_->parts.setItems(std::move(items_));
 }
 
 /// Holds an item that is no part against the one before it of the same name, or against the part of that name. Folders,
@@ -329,7 +320,7 @@ void PackageReader::checkLooseItem(LooseItem const* before, LooseItem const& ite
     if (kind == kindOf(*before) && kind != LooseKind::File) return;
     other = archive_->entry(before->index).name;
   } else {
-    auto const part = state_->parts.find(taken);
+    auto const part = state_->parts.find(slashed(taken));
     if (part == state_->parts.end()) return;
     other = part->first.text();
   }

@@ -79,7 +79,7 @@ void PackageReader::checkTarget(std::string const& source, RelationshipRecord co
              where + " has a backslash in its target " + messages::shown(relationship.target));
   if (relationship.target.starts_with(u'#')) return;  // within its own source
   auto const name = targetNameOf(relationship);
-  if (!name || state_->find(*name) == state_->parts.end())
+  if (!name || state_->parts.find(*name) == state_->parts.end())
     tolerate(code::kMissingTarget, item,
              where + " leads to no part: " + (name ? messages::shown(*name) : messages::shown(relationship.target)));
 }

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "container/ContentWriter.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "package/ContentTypesPart.hpp"
 #include "package/PartNameRules.hpp"
@@ -13,9 +12,9 @@
 namespace opc::model::detail {
 
 void PackageWriter::write(zip::ArchiveSink& sink) {
-  state_.refreshAll();
+  state_.refreshRelationships();
   collectItems();
-  zip::ArchiveWriter writer(sink, state_.hasThreads);
+  zip::ArchiveWriter writer(sink, state_.contents.store().hasThreads());
   writeContentTypes(writer);
   for (Item const& item : items_) writeItem(writer, item);
   writer.finish();
@@ -23,12 +22,11 @@ void PackageWriter::write(zip::ArchiveSink& sink) {
 
 void PackageWriter::collectItems() {
   items_.clear();
-  items_.reserve(state_.parts.size() + state_.items.size());
+  items_.reserve(state_.parts.size() + state_.parts.items().size());
   for (auto& part : state_.parts) collectPart(part);
-  for (std::size_t i = 0; i < state_.items.size(); ++i) {
-    LooseItem const& item = state_.items[i];
-    items_.push_back({state_.nameOf(item), nullptr, item.index, narrow<std::uint32_t>(i)});
-  }
+  auto const& looseItems = state_.parts.items();
+  for (std::size_t i = 0; i < looseItems.size(); ++i)
+    items_.push_back({state_.parts.nameOf(looseItems[i]), nullptr, looseItems[i].index, narrow<std::uint32_t>(i)});
   std::stable_sort(items_.begin(), items_.end(), [](Item const& a, Item const& b) {
     bool const aIsFirst = equalIgnoringCase(a.name, "_rels/.rels"), bIsFirst = equalIgnoringCase(b.name, "_rels/.rels");
     return aIsFirst != bIsFirst ? aIsFirst : a.name < b.name;
@@ -38,79 +36,67 @@ void PackageWriter::collectItems() {
 void PackageWriter::collectPart(PartTable::value_type& part) {
   PartRecord const& record = part.second;
   if (record.place != Place::Pieces) {
-    bool const isInArchive = record.place == Place::Archive;
-    items_.push_back({part.first.text(), &part, isInArchive ? narrow<std::uint32_t>(record.offset) : 0, 0});
+    items_.push_back({part.first.text(), &part, record.isInArchive() ? record.number : 0, 0});
     return;
   }
   std::uint32_t ordinal = 0;
-  for (auto const piece : state_.pieces[static_cast<std::size_t>(record.offset)])
-    items_.push_back({state_.archive->entry(piece).name, &part, piece, ordinal++});
+  for (auto const piece : state_.contents.piecesOf(record))
+    items_.push_back({state_.contents.archive()->entry(piece).name, &part, piece, ordinal++});
 }
 
-bool PackageWriter::isCopied(Item const& item) {
-  return !item.part || item.part->second.place == Place::Archive || item.part->second.place == Place::Pieces;
-}
+bool PackageWriter::isCopied(Item const& item) { return !item.part || item.part->second.isInArchive(); }
 
 void PackageWriter::writeContentTypes(zip::ArchiveWriter& writer) {
   defaults_ = defaultsFor(state_);
-  zip::ContentWriter content(state_.spool, state_.effort);
-  detail::writeContentTypes(state_, defaults_, content);
-  content.close();
-  writer.add(kContentTypesItem, content.content());
+  writer.add(kContentTypesItem, state_.contents.writeApart([this](OutputStream& output) {
+    detail::writeContentTypes(state_, defaults_, output);
+  }));
 }
 
 void PackageWriter::writeItem(zip::ArchiveWriter& writer, Item const& item) const {
   if (isCopied(item))
-    writer.copy(*state_.archive, item.source);
+    writer.copy(*state_.contents.archive(), item.source);
   else
-    writer.add(item.name, state_.contentOf(item.part->second));
+    writer.add(item.name, state_.contents.written(item.part->second));
 }
 
-/// Somebody else may have replaced the file since.
+/// Another program may have replaced the file since.
 void PackageWriter::requireWritten(zip::Archive const& archive) const {
-  bool isIt = archive.size() == items_.size() + 1;
-  for (std::size_t i = 0; isIt && i < items_.size(); ++i) {
+  bool matches = archive.size() == items_.size() + 1;
+  for (std::size_t i = 0; matches && i < items_.size(); ++i) {
     zip::Entry const entry = archive.entry(i + 1);
     Item const& item = items_[i];
-    if (isCopied(item)) {
-      zip::Entry const before = state_.archive->entry(item.source);
-      isIt = entry.name == item.name && entry.crc == before.crc && entry.size == before.size;
-    } else {
-      PartRecord const& record = item.part->second;
-      isIt = entry.name == item.name && entry.crc == record.crc && entry.size == record.size;
-    }
+    auto const isEqual = [&](auto const& written) { return entry.crc == written.crc && entry.size == written.size; };
+    matches = entry.name == item.name && (isCopied(item) ? isEqual(state_.contents.archive()->entry(item.source))
+                                                         : isEqual(state_.contents.written(item.part->second)));
   }
-  if (!isIt) throw InvalidPackage("It does not hold what was written");
+  if (!matches) throw InvalidPackage("It does not hold what was written");
 }
 
 void PackageWriter::adopt(std::shared_ptr<zip::Archive const> archive) {
   requireWritten(*archive);
-  auto spool = state_.makeSpool();
-  auto pieces = state_.pieces;
-  auto looseItems = state_.items;
+  auto pieces = state_.contents.allPieces();
+  auto looseItems = state_.parts.items();
+  for (std::size_t i = 0; i < items_.size(); ++i) {
+    Item const& item = items_[i];
+    auto const index = static_cast<std::uint32_t>(i + 1);
+    if (!item.part)
+      looseItems[item.ordinal].index = index;
+    else if (item.part->second.place == Place::Pieces)
+      pieces[item.part->second.number][item.ordinal] = index;
+  }
+  state_.contents.moveTo(archive, std::move(pieces), state_.file.directory());
   // From here on nothing throws: every name moves to the new directory before the old one goes.
   for (std::size_t i = 0; i < items_.size(); ++i) {
     Item const& item = items_[i];
     auto const index = static_cast<std::uint32_t>(i + 1);
-    if (!item.part) {
-      looseItems[item.ordinal].index = index;
-      continue;
-    }
+    if (!item.part) continue;
     auto& [key, record] = *item.part;
     if (item.ordinal == 0) key.viewInstead(archive->entry(index).name.substr(0, key.text().size()));
-    if (record.place == Place::Pieces) {
-      pieces[static_cast<std::size_t>(record.offset)][item.ordinal] = index;
-    } else {
-      record.place = Place::Archive;
-      record.offset = index;
-    }
+    if (record.place != Place::Pieces) PartContents::setItem(record, index);
   }
-  state_.archive = std::move(archive);
-  state_.spool = std::move(spool);
-  state_.spools.clear();
-  state_.pieces = std::move(pieces);
-  state_.items = std::move(looseItems);
-  state_.defaults = std::move(defaults_);
+  state_.parts.moveTo(std::move(archive), std::move(looseItems));
+  state_.declared.defaults = std::move(defaults_);
 }
 
 }  // namespace opc::model::detail

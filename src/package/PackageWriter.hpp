@@ -14,16 +14,16 @@
 namespace opc::model::detail {
 
 /// Writes a package as it is now: the content types, the package's relationships, then all items in the
-/// order of their names. The state is left as it is (relationships parts that were outdated are in the
-/// spool); adopt() then binds it to what was written.
+/// order of their names. Relationships parts that have changed are written into the store first; nothing else of the
+/// state changes until adopt().
 class PackageWriter {
  public:
   explicit PackageWriter(PackageState& state) : state_(state) {}
 
   void write(zip::ArchiveSink& sink);
 
-  /// Has the state read from the archive, which holds what was written, and forget its spool. Throws, and
-  /// leaves the state alone, when the archive does not.
+  /// From now on the state reads from the archive, which has to hold what was written; its store starts again.
+  /// Otherwise throws and changes nothing.
   void adopt(std::shared_ptr<zip::Archive const> archive);
 
  private:

@@ -1,28 +1,109 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opc/model/Part.hpp"
 
+#include <exception>
+#include <string>
+#include <utility>
+
 #include "opc/model/Exceptions.hpp"
 #include "package/Messages.hpp"
 #include "package/PackageState.hpp"
-#include "package/PartOutputStream.hpp"
+#include "package/PartNameRules.hpp"
 
 namespace opc::model {
+namespace {
+
+using detail::PackageState;
+using detail::PartIndex;
+using detail::PartWrites;
+namespace messages = detail::messages;
+
+/// Replaces the bytes of a part when it is closed, at once or when the package's threads have compressed them. Keeps
+/// the package's data alive.
+class PartOutputStream final : public OutputStream {
+ public:
+  /// Throws InvalidState when another one is open for the part.
+  PartOutputStream(std::shared_ptr<PackageState> state, PartIndex::iterator part)
+      : state_(std::move(state)),
+        part_(part),
+        name_(PartIndex::nameOf(part)),
+        writer_(state_->contents.write(part->second)),
+        write_(state_->writes.begin(name_)),
+        exceptionsAtStart_(std::uncaught_exceptions()) {}
+  ~PartOutputStream() override;
+
+  void write(void const* data, std::size_t count) override;
+  /// Throws PartNotFound when the part was deleted meanwhile, InvalidState when the package is gone.
+  void close() override;
+
+ private:
+  void complete();
+
+  std::shared_ptr<PackageState> state_;
+  PartIndex::iterator part_;  // while the write is not deleted
+  std::string name_;
+  std::unique_ptr<zip::ContentStore::Writer> writer_;
+  std::shared_ptr<PartWrites::Write> write_;
+  int exceptionsAtStart_;
+  bool isClosed_ = false;
+};
+
+PartOutputStream::~PartOutputStream() {
+  if (isClosed_) return;
+  if (std::uncaught_exceptions() > exceptionsAtStart_) {
+    state_->writes.abandon(name_, *write_);
+    return;
+  }
+  try {
+    complete();
+  } catch (...) {
+    write_->failure = std::current_exception();  // for the package's next save
+    write_->isOpen = false;
+  }
+}
+
+void PartOutputStream::write(void const* data, std::size_t count) {
+  if (isClosed_) throw StreamError("The stream is closed");
+  writer_->write(data, count);
+}
+
+void PartOutputStream::close() {
+  if (isClosed_) return;
+  isClosed_ = true;
+  try {
+    complete();
+  } catch (...) {
+    state_->writes.abandon(name_, *write_);  // the caller is told
+    throw;
+  }
+}
+
+void PartOutputStream::complete() {
+  state_->requirePackage();
+  if (write_->isDeleted) throw PartNotFound(messages::partNotFound(detail::wideName(name_)));
+  state_->contents.replace(part_->second, writer_->finish());
+  state_->writes.complete(name_);
+}
+
+}  // namespace
 
 IPhysicalPartInfo::~IPhysicalPartInfo() = default;
 
-ContentType Part::getContentType() const { return *state().get(getName())->second.type->value; }
+ContentType Part::getContentType() const { return *state().parts.get(getName())->second.type->value; }
 
-std::uint64_t Part::getSize() const { return state().sizeOf(state().get(getName())); }
+std::uint64_t Part::getSize() const { return state().contents.sizeOf(state().parts.get(getName())); }
 
-std::uint64_t Part::getStoredSize() const { return state().storedSizeOf(state().get(getName())); }
+std::uint64_t Part::getStoredSize() const { return state().contents.storedSizeOf(state().parts.get(getName())); }
 
-std::unique_ptr<InputStream> Part::getInputStream() const { return state().openContent(state().get(getName())); }
+std::unique_ptr<InputStream> Part::getInputStream() const {
+  return state().contents.open(state().parts.get(getName()));
+}
 
 std::unique_ptr<OutputStream> Part::getOutputStream() const {
   state().requireWritable();
-  auto const part = state().get(getName());
-  if (getName().isRelationshipsPart()) throw InvalidState(detail::messages::partIsPackagesOwn(getName().toString()));
-  return std::make_unique<detail::PartOutputStream>(sharedState(), part);
+  auto const part = state().parts.get(getName());
+  if (getName().isRelationshipsPart()) throw InvalidState(messages::partIsPackagesOwn(getName().toString()));
+  return std::make_unique<PartOutputStream>(sharedState(), part);
 }
 
 }  // namespace opc::model

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "opc/Strings.hpp"
+#include "opc/model/PartName.hpp"
 
 namespace opc::model::detail {
 namespace {
@@ -121,3 +122,13 @@ std::optional<std::size_t> lengthUpToBadSegment(std::string_view name) {
 }
 
 }  // namespace opc::model::detail
+
+namespace opc::model {
+
+bool PartName::isValid() const { return detail::isValidPartName(detail::narrowName(text_)); }
+
+bool PartName::isRelationshipsPart() const { return detail::isRelationshipsName(detail::narrowName(text_)); }
+
+bool PartName::isEquivalentTo(PartName const& other) const { return caselessCompare(text_, other.text_); }
+
+}  // namespace opc::model

@@ -11,7 +11,7 @@
 #include "package/RelationshipSet.hpp"
 
 /// The parts of a package. A million of them are a normal case, so that a part takes a map node of
-/// 96 bytes, and a name of its own only until its archive holds it.
+/// 72 bytes, and a name of its own only until its archive holds it.
 namespace opc::model::detail {
 
 /// A part's exact name without its leading slash, as an item of a ZIP archive bears it: a copy, or a view
@@ -53,23 +53,20 @@ struct NameLess {
 /// Where a part's bytes are.
 enum class Place : std::uint8_t {
   Nowhere,  // there are none
-  Archive,  // item number `offset` of the archive
-  Pieces,   // list number `offset` of the package's lists of pieces
-  Spool,    // in one of the package's spools
+  Archive,  // item `number` of the archive
+  Pieces,   // list `number` of the package's lists of pieces
+  Store,    // content `number` of the store of what was written
   Outdated  // a relationships part that is to be written anew from its relationships
 };
 
 struct PartRecord {
   MediaType const* type = nullptr;
   std::unique_ptr<RelationshipSet> relationships;  // of a relationships part: what it holds
-  std::uint64_t offset = 0;
-  std::uint64_t storedSize = 0;  // this and what follows: of content in the spool
-  std::uint64_t size = 0;
-  std::uint32_t crc = 0;
-  std::uint16_t spool = 0;  // number of the spool
-  bool isDeflated : 1 = false;
-  bool isStored : 1 = false;  // whatever is written is to be stored; of every part
+  std::uint32_t number = 0;                        // what it counts depends on the place
   Place place = Place::Nowhere;
+  bool isStored = false;  // new content is to be stored, not compressed
+
+  bool isInArchive() const { return place == Place::Archive || place == Place::Pieces; }
 };
 
 using PartTable = std::map<PartKey, PartRecord, NameLess>;

@@ -72,7 +72,7 @@ std::u16string chooseId(detail::RelationshipSet* existing, std::u16string const&
 /// The source as the package's data names it; throws PartNotFound.
 std::string checkedSource(detail::PackageState& state, PartName const& source) {
   if (source.toString().empty()) return {};
-  return detail::PackageState::nameOf(state.get(source));
+  return detail::PartIndex::nameOf(state.parts.get(source));
 }
 
 /// ECMA-376-2, 11.2: a package has one core-properties relationship at the most.
@@ -154,7 +154,7 @@ Relationship RelationshipSource::createExternalRelationship(std::u16string const
 void RelationshipSource::deleteRelationship(std::u16string const& id) {
   state().requireWritable();
   std::string const source = checkedSource(state(), source_);
-  auto const part = state().find(detail::relationshipsNameOf(source));
+  auto const part = state().parts.find(detail::relationshipsNameOf(source));
   if (part == state().parts.end() || !part->second.relationships->remove(id))
     throw RelationshipNotFound(detail::messages::relationshipNotFound(id, source_.toString()));
   state().relationshipsChanged(part);

@@ -21,7 +21,11 @@ bool isLess(CheckedPart const& part, std::string_view key) { return detail::Name
 }  // namespace
 
 PackageCheck::PackageCheck(detail::PackageReader const& reader, model::OpenOptions const& limits, FaultList& faults)
-    : reader_(reader), archive_(*reader.state().archive), limits_(limits), faults_(faults), parts_(reader.parts()) {}
+    : reader_(reader),
+      archive_(*reader.state().contents.archive()),
+      limits_(limits),
+      faults_(faults),
+      parts_(reader.parts()) {}
 
 void PackageCheck::check(std::span<detail::OwnedPart const> owned) {
   checkCoreProperties();

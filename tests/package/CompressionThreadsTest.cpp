@@ -116,7 +116,7 @@ TEST(CompressionThreads, HaveSaveThrowWhatWentWrongBehindAClosedStreamUntilItGoe
   package->setCompressionLevel(CompressionLevel::Fast);
   std::string const text = textOf(8'000'000);  // its deflated bytes do not fit into the spool's memory with the next
   for (int i = 0; i < 2; ++i) create(*package, nameOf(i), text);
-  zt_test::calls::begin("open", ENOSPC);
+  zt_test::calls::begin("openat", ENOSPC);
   for (int i = 0; i < 2; ++i)
     EXPECT_THROW_MESSAGE(package->save(), CouldNotSavePackage,
                          "Could not save package: " + directory.path().string() + ": No space left on device");

@@ -39,7 +39,7 @@ TEST(PartKey, OwnsACopyUntilItViewsTheSameElsewhere) {
   EXPECT_EQ(key.text().data(), other.data());
 }
 
-TEST(PartRecord, StaysSmall) { EXPECT_LE(sizeof(PartTable::value_type), 64U); }
+TEST(PartRecord, StaysSmall) { EXPECT_LE(sizeof(PartTable::value_type), 40U); }
 
 }  // namespace
 }  // namespace opc::model::detail

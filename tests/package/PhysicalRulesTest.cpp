@@ -228,15 +228,15 @@ TEST(ZipItems, ThatAreFoldersAreNoParts) {
 }
 
 /// The package with those attributes of MS-DOS on its item of that name.
-Bytes marked(Bytes bytes, std::string const& name, unsigned char attributes = 0x10) {
+Bytes marked(Bytes bytes, std::string const& name, char attributes = '\x10') {
   std::size_t const entry = std::string(bytes.begin(), bytes.end()).rfind(name) - 46;
   bytes[entry + 5] = 0;  // made on MS-DOS
-  bytes[entry + 38] = attributes;
+  bytes[entry + 38] = static_cast<unsigned char>(attributes);
   return bytes;
 }
 
 TEST(ZipItems, ThatMSDOSMarksAsFoldersOrLabelsAreNoParts) {
-  for (unsigned char const attributes : {0x10, 0x08, 0x18}) {
+  for (char const attributes : {'\x10', '\x08', '\x18'}) {
     Bytes bytes = marked(rawPackage({storedItem("a.xml", "alpha"), storedItem("b.xml", "")}), "b.xml", attributes);
     std::size_t const entry = bytes.size() - 22 - 46 - 5;  // the last of the directory
     auto const package = open(bytes);
@@ -268,7 +268,7 @@ TEST(ZipItems, ThatAreFoldersShareTheirNamesWithFoldersAloneInAnyOrder) {
   expectClash(marked(rawPackage({file, folder}), "docs"), "DOCS and docs");
   RawItem const piece = storedItem("DOCS/[0].piece", "x");
   expectClash(marked(rawPackage({folder, piece}), "docs"), "docs and DOCS/[0].piece");
-  expectClash(marked(rawPackage({piece, folder}), "docs"), "DOCS/[0].piece and docs");
+  expectClash(marked(rawPackage({piece, folder}), "docs"), "docs and DOCS/[0].piece");
   auto const package = open(marked(marked(rawPackage({folder, storedItem("DOCS", "")}), "docs"), "DOCS"));
   EXPECT_EQ(package->getItemNames().size(), 2U);
 }

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "container/ContentStore.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "container/ItemStream.hpp"
+#include "container/ZipFormat.hpp"
+#include "text/Narrow.hpp"
+
+namespace opc::model::zip {
+
+std::unique_ptr<InputStream> Content::open(std::string const& name) const {
+  return openItem({name, method, storedSize, size, crc},
+                  [store = spool, begin = offset](std::uint64_t at, void* to, std::size_t count) {
+                    store->readAt(begin + at, to, count);
+                  });
+}
+
+ContentStore::ContentStore(std::string directory) : spool_(makeSpool(std::move(directory))) {}
+
+ContentStore::~ContentStore() = default;
+
+std::unique_ptr<ContentStore::Writer> ContentStore::write(Effort effort) {
+  return std::make_unique<Writer>(*this, effort);
+}
+
+ContentStore::Number ContentStore::write(Effort effort, std::function<void(OutputStream&)> const& writeTo) {
+  ContentWriter writer(spool_, effort);
+  writeTo(writer);
+  writer.close();
+  Number const number = reserve();
+  complete(number, writer.content());
+  return number;
+}
+
+ContentStore::Number ContentStore::Writer::finish() {
+  Number const number = store_.reserve();
+  try {
+    writer_.closeLater([&store = store_, number](Content const& content) { store.complete(number, content); });
+  } catch (...) {
+    store_.release(number);
+    throw;
+  }
+  return number;
+}
+
+std::unique_ptr<InputStream> ContentStore::read(Number number, std::string const& name) {
+  return content(number).open(name);
+}
+
+Content ContentStore::content(Number number) {
+  await(number);
+  Slot const& slot = slots_[number];
+  return {spools_[slot.spool], slot.offset, slot.storedSize,
+          slot.size,           slot.crc,    slot.isDeflated ? kDeflated : kStored};
+}
+
+void ContentStore::await(Number number) {
+  if (slots_[number].state == State::UnderWay) settle();
+}
+
+void ContentStore::discard(Number number) noexcept {
+  if (slots_[number].state == State::UnderWay)
+    slots_[number].state = State::Discarded;  // until the threads are done with it
+  else
+    release(number);
+}
+
+void ContentStore::settle() { queue_.deliverAll(); }
+
+void ContentStore::setThreads(std::size_t count) {
+  queue_.setThreads(count);
+  hasThreads_ = count > 0;
+  spool_->setWritesBehind(hasThreads_);
+}
+
+void ContentStore::restart(std::string directory) {
+  auto fresh = makeSpool(std::move(directory));
+  spool_ = std::move(fresh);
+  spools_.clear();
+  slots_.clear();
+  firstFree_ = kNone;
+}
+
+ContentStore::Number ContentStore::reserve() {
+  Number const number = firstFree_ != kNone ? firstFree_ : narrow<Number>(slots_.size());
+  if (number == slots_.size())
+    slots_.emplace_back();
+  else
+    firstFree_ = static_cast<Number>(slots_[number].offset);
+  slots_[number] = {.state = State::UnderWay};
+  return number;
+}
+
+/// May throw, and is then called again.
+void ContentStore::complete(Number number, Content const& content) {
+  if (slots_[number].state == State::Discarded) return release(number);
+  slots_[number] = {content.offset,          content.storedSize,          content.size,   content.crc,
+                    numberOf(content.spool), content.method == kDeflated, State::Complete};
+}
+
+void ContentStore::release(Number number) noexcept {
+  slots_[number] = {.offset = std::exchange(firstFree_, number), .state = State::Free};
+}
+
+std::uint16_t ContentStore::numberOf(std::shared_ptr<Spool const> const& spool) {
+  auto const found = std::find(spools_.begin(), spools_.end(), spool);
+  auto const number = narrow<std::uint16_t>(found - spools_.begin());
+  if (found == spools_.end()) spools_.push_back(spool);
+  return number;
+}
+
+std::shared_ptr<Spool> ContentStore::makeSpool(std::string directory) const {
+  auto made = std::make_shared<Spool>(std::move(directory));
+  made->setWritesBehind(hasThreads_);
+  return made;
+}
+
+}  // namespace opc::model::zip

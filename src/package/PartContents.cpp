@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "package/PartContents.hpp"
+
+#include <utility>
+
+#include "package/PieceStream.hpp"
+#include "package/RelationshipsPart.hpp"
+#include "text/Narrow.hpp"
+
+namespace opc::model::detail {
+
+void PartContents::setItem(PartRecord& record, std::uint32_t item) {
+  record.place = Place::Archive;
+  record.number = item;
+}
+
+void PartContents::setPieces(PartRecord& record, Pieces pieces) {
+  record.place = Place::Pieces;
+  record.number = narrow<std::uint32_t>(pieces_.size());
+  pieces_.push_back(std::move(pieces));
+}
+
+std::unique_ptr<InputStream> PartContents::open(PartIndex::iterator part) {
+  PartRecord& record = part->second;
+  refresh(record);
+  switch (record.place) {
+    case Place::Archive:
+      return archive_->openContent(record.number);
+    case Place::Pieces:
+      return openPieces(archive_, piecesOf(record));
+    case Place::Store:
+      return store_.read(record.number, std::string(part->first.text()));
+    case Place::Nowhere:
+    case Place::Outdated:
+      break;
+  }
+  static std::vector<unsigned char> const kNothing;
+  return std::make_unique<ByteArrayInAdaptor>(kNothing);
+}
+
+std::uint64_t PartContents::sizeOf(PartIndex::iterator part) {
+  refresh(part->second);
+  return part->second.isInArchive() ? sumOverItems(part->second, &zip::Entry::size) : written(part->second).size;
+}
+
+std::uint64_t PartContents::storedSizeOf(PartIndex::iterator part) {
+  refresh(part->second);
+  return part->second.isInArchive() ? sumOverItems(part->second, &zip::Entry::storedSize)
+                                    : written(part->second).storedSize;
+}
+
+std::uint64_t PartContents::sumOverItems(PartRecord const& record, std::uint64_t zip::Entry::*size) const {
+  if (record.place == Place::Archive) return archive_->entry(record.number).*size;
+  std::uint64_t sum = 0;
+  for (auto const piece : piecesOf(record)) sum += archive_->entry(piece).*size;
+  return sum;
+}
+
+zip::Content PartContents::written(PartRecord const& record) {
+  return record.place == Place::Store ? store_.content(record.number) : zip::Content();
+}
+
+std::unique_ptr<zip::ContentStore::Writer> PartContents::write(PartRecord const& record) {
+  if (record.place == Place::Store) store_.await(record.number);
+  return store_.write(record.isStored ? zip::Effort::Store : effort_);
+}
+
+zip::Content PartContents::writeApart(std::function<void(OutputStream&)> const& writeTo) {
+  zip::ContentStore::Number const number = store_.write(effort_, writeTo);
+  zip::Content content = store_.content(number);
+  store_.discard(number);
+  return content;
+}
+
+void PartContents::replace(PartRecord& record, zip::ContentStore::Number number) noexcept {
+  drop(record);
+  record.place = Place::Store;
+  record.number = number;
+}
+
+void PartContents::drop(PartRecord& record) noexcept {
+  if (record.place == Place::Store) store_.discard(record.number);
+  record.place = Place::Nowhere;
+}
+
+void PartContents::relationshipsChanged(PartRecord& record) noexcept {
+  drop(record);
+  record.place = Place::Outdated;
+}
+
+void PartContents::refresh(PartRecord& record) {
+  if (record.place != Place::Outdated) return;
+  replace(record,
+          store_.write(effort_, [&](OutputStream& output) { writeRelationships(*record.relationships, output); }));
+}
+
+void PartContents::moveTo(std::shared_ptr<zip::Archive const> archive, std::vector<Pieces> pieces,
+                          std::string const& directory) {
+  store_.restart(directory);
+  archive_ = std::move(archive);
+  pieces_ = std::move(pieces);
+}
+
+}  // namespace opc::model::detail

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "container/Archive.hpp"
+#include "container/ContentStore.hpp"
+#include "package/PartIndex.hpp"
+
+namespace opc::model::detail {
+
+/// The bytes of a package's parts: in the archive that was opened or last saved, whole or in pieces, and in a store of
+/// what was written since. Relationships parts that have changed are written when somebody reads them.
+class PartContents {
+ public:
+  /// The items of one part, in order.
+  using Pieces = std::vector<std::uint32_t>;
+
+  /// Temporary files go into `directory` (UTF-8; empty: the system's one for them).
+  explicit PartContents(std::string directory) : store_(std::move(directory)) {}
+
+  /// For who opens a package.
+  void read(std::shared_ptr<zip::Archive const> archive) { archive_ = std::move(archive); }
+  static void setItem(PartRecord& record, std::uint32_t item);
+  void setPieces(PartRecord& record, Pieces pieces);
+
+  /// Null in a package that was not saved yet.
+  std::shared_ptr<zip::Archive const> const& archive() const { return archive_; }
+  Pieces const& piecesOf(PartRecord const& record) const { return pieces_[record.number]; }
+
+  std::unique_ptr<InputStream> open(PartIndex::iterator part);
+  std::uint64_t sizeOf(PartIndex::iterator part);
+  std::uint64_t storedSizeOf(PartIndex::iterator part);
+  /// Of a part that is not in the archive; one that nobody wrote is empty.
+  zip::Content written(PartRecord const& record);
+
+  /// A stream for new content of the part. Waits for content of it that threads still work on.
+  std::unique_ptr<zip::ContentStore::Writer> write(PartRecord const& record);
+  /// Gives the part the content that a stream has finished.
+  void replace(PartRecord& record, zip::ContentStore::Number number) noexcept;
+  void drop(PartRecord& record) noexcept;
+  /// The part's relationships have changed.
+  void relationshipsChanged(PartRecord& record) noexcept;
+  /// Writes the relationships of the part, if they have changed.
+  void refresh(PartRecord& record);
+  /// Content that belongs to no part.
+  zip::Content writeApart(std::function<void(OutputStream&)> const& writeTo);
+
+  zip::ContentStore& store() { return store_; }
+  void setEffort(zip::Effort effort) { effort_ = effort; }
+
+  /// Goes over to an archive that holds everything, in which the pieces are these items, and starts the store again in
+  /// that directory. The records are the caller's to set. Does nothing when it throws.
+  void moveTo(std::shared_ptr<zip::Archive const> archive, std::vector<Pieces> pieces, std::string const& directory);
+  std::vector<Pieces> const& allPieces() const { return pieces_; }
+
+ private:
+  std::uint64_t sumOverItems(PartRecord const& record, std::uint64_t zip::Entry::*size) const;
+
+  std::shared_ptr<zip::Archive const> archive_;
+  std::vector<Pieces> pieces_;
+  zip::ContentStore store_;
+  zip::Effort effort_ = zip::Effort::Default;
+};
+
+}  // namespace opc::model::detail
