@@ -57,15 +57,13 @@ Findings readThrough(std::string const& bytes, std::uint64_t maximumItems = UINT
   return found;
 }
 
-RawArchive small() { return {{storedItem("a", "alpha"), deflatedItem("b", compressible(500))}}; }
-
 std::string flipped(std::string bytes, std::size_t at) {
   bytes.at(at) = static_cast<char>(bytes.at(at) ^ 1);
   return bytes;
 }
 
 TEST(Reader, ReportsNothingOfASoundArchive) {
-  Findings const found = readThrough(small().build());
+  Findings const found = readThrough(smallArchive().build());
   EXPECT_EQ(found.faults, List{});
   EXPECT_EQ(found.sound, (std::map<std::string, bool>{{"a", true}, {"b", true}}));
 }
@@ -83,21 +81,21 @@ TEST(Reader, ReportsAMissingEndRecord) {
 }
 
 TEST(Reader, FindsItemsByTheirHeadersWhereTheDirectoryIsGone) {
-  std::string const bytes = small().build();
+  std::string const bytes = smallArchive().build();
   Findings const found = readThrough(bytes.substr(0, bytes.find("PK\1\2")));
   EXPECT_EQ(found.faults, (List{{code::kNoEndRecord, ""}}));
   EXPECT_EQ(found.sound, (std::map<std::string, bool>{{"a", true}, {"b", true}}));
 }
 
 TEST(Reader, FindsTheDirectoryByTheHeadersWhereTheEndRecordIsGone) {
-  std::string const bytes = small().build();
+  std::string const bytes = smallArchive().build();
   Findings const found = readThrough(bytes.substr(0, bytes.size() - 22));
   EXPECT_EQ(found.faults, (List{{code::kNoEndRecord, ""}}));
   EXPECT_EQ(found.sound.size(), 2u);
 }
 
 TEST(Reader, ReportsAnEndRecordThatCountsOtherwise) {
-  std::string const bytes = patched(patched(small().build(), 22 - 8, 1, 2), 22 - 10, 1, 2);
+  std::string const bytes = patched(patched(smallArchive().build(), 22 - 8, 1, 2), 22 - 10, 1, 2);
   Findings const found = readThrough(bytes);
   EXPECT_EQ(found.faults, (List{{code::kDamagedEndRecord, ""}}));
   EXPECT_EQ(found.messages.front(), "Damaged ZIP archive: its end record counts 1 items, its directory has 2");
@@ -105,13 +103,13 @@ TEST(Reader, ReportsAnEndRecordThatCountsOtherwise) {
 }
 
 TEST(Reader, ReportsHowMuchFollowsTheArchive) {
-  Findings const found = readThrough(small().build() + "behind");
+  Findings const found = readThrough(smallArchive().build() + "behind");
   EXPECT_EQ(found.faults, (List{{code::kTrailingData, ""}}));
   EXPECT_EQ(found.messages.front(), "The archive is followed by 6 bytes of something else");
 }
 
 TEST(Reader, ReportsADirectoryThatBreaksOffAndFindsWhatItLost) {
-  std::string bytes = small().build();
+  std::string bytes = smallArchive().build();
   bytes[bytes.rfind("PK\1\2")] = 'x';  // the entry of b
   Findings const found = readThrough(bytes);
   EXPECT_EQ(found.faults, (List{{code::kDamagedDirectory, ""}}));
@@ -120,15 +118,15 @@ TEST(Reader, ReportsADirectoryThatBreaksOffAndFindsWhatItLost) {
 }
 
 TEST(Reader, ReadsNoMoreItemsThanAllowed) {
-  Findings const found = readThrough(small().build(), 1);
+  Findings const found = readThrough(smallArchive().build(), 1);
   EXPECT_EQ(found.messages.front(), "Damaged ZIP archive: it has more than 1 items");
   EXPECT_EQ(found.faults.front(), (Reported{code::kDamagedDirectory, ""}));
   EXPECT_EQ(found.sound, (std::map<std::string, bool>{{"a", true}}));
-  EXPECT_EQ(readThrough(small().build(), 2).faults, List{});
+  EXPECT_EQ(readThrough(smallArchive().build(), 2).faults, List{});
 }
 
 TEST(Reader, ReportsAnEntryThatLeadsOutOfTheFile) {
-  RawArchive archive = small();
+  RawArchive archive = smallArchive();
   archive.items[1].central.offset = 1'000'000;
   Findings const found = readThrough(archive.build());
   EXPECT_EQ(found.faults.front(), (Reported{code::kDamagedEntry, "/b"}));
@@ -137,7 +135,7 @@ TEST(Reader, ReportsAnEntryThatLeadsOutOfTheFile) {
 
 TEST(Reader, ReportsHowMuchStandsInFront) {
   for (bool const counted : {true, false}) {
-    RawArchive archive = small();
+    RawArchive archive = smallArchive();
     archive.prefix = "in front";
     archive.offsetsCountPrefix = counted;
     Findings const found = readThrough(archive.build());
@@ -147,7 +145,7 @@ TEST(Reader, ReportsHowMuchStandsInFront) {
 }
 
 TEST(Reader, ReportsAnItemThatRunsIntoTheNext) {
-  RawArchive archive = small();
+  RawArchive archive = smallArchive();
   archive.items[0].local.stored = archive.items[0].central.stored = 6;
   archive.items[0].local.size = archive.items[0].central.size = 6;
   Findings const found = readThrough(archive.build());
@@ -156,7 +154,7 @@ TEST(Reader, ReportsAnItemThatRunsIntoTheNext) {
 }
 
 TEST(Reader, ReportsBytesThatBelongToNoItem) {
-  RawArchive archive = small();
+  RawArchive archive = smallArchive();
   archive.items[0].behind = "gap";
   Findings const found = readThrough(archive.build());
   EXPECT_EQ(found.faults, (List{{code::kGap, "/a"}}));
@@ -165,7 +163,7 @@ TEST(Reader, ReportsBytesThatBelongToNoItem) {
 }
 
 TEST(Reader, ReportsALocalHeaderThatDisagrees) {
-  RawArchive archive = small();
+  RawArchive archive = smallArchive();
   archive.items[1].local.name = "c";
   Findings const found = readThrough(archive.build());
   EXPECT_EQ(found.faults, (List{{code::kBadLocalHeader, "/b"}}));
@@ -183,7 +181,7 @@ TEST(Reader, ReportsADescriptorThatDisagrees) {
 }
 
 TEST(Reader, ReportsAMethodThatIsNotKnown) {
-  RawArchive archive = small();
+  RawArchive archive = smallArchive();
   archive.items[0].local.method = archive.items[0].central.method = 12;
   Findings const found = readThrough(archive.build());
   EXPECT_EQ(found.faults, (List{{code::kUnreadableItem, "/a"}}));
@@ -191,7 +189,7 @@ TEST(Reader, ReportsAMethodThatIsNotKnown) {
 }
 
 TEST(Reader, ReportsDamagedContent) {
-  std::string const bytes = small().build();
+  std::string const bytes = smallArchive().build();
   Findings const found = readThrough(flipped(bytes, bytes.find("alpha")));
   EXPECT_EQ(found.faults, (List{{code::kDamagedContent, "/a"}}));
   EXPECT_EQ(found.messages.front(), "Item \"a\": wrong CRC");
@@ -200,7 +198,7 @@ TEST(Reader, ReportsDamagedContent) {
 TEST(Reader, ReportsAGrowthHintInEitherHeader) {
   std::string const hint("\x20\xA2\x04\x00\x28\x1C\x02\x00", 8);
   for (bool const isLocal : {true, false}) {
-    RawArchive archive = small();
+    RawArchive archive = smallArchive();
     (isLocal ? archive.items[0].local : archive.items[0].central).extra = hint;
     Findings const found = readThrough(archive.build());
     EXPECT_EQ(found.faults, (List{{code::kGrowthHint, "/a"}}));
@@ -209,7 +207,7 @@ TEST(Reader, ReportsAGrowthHintInEitherHeader) {
 }
 
 TEST(Reader, ReportsSeveralFaultsInTheOrderOfTheFile) {
-  RawArchive archive = small();
+  RawArchive archive = smallArchive();
   archive.prefix = "x";
   archive.items[0].behind = "gap";
   std::string const bytes = archive.build() + "y";
@@ -220,13 +218,13 @@ TEST(Reader, ReportsSeveralFaultsInTheOrderOfTheFile) {
 }
 
 TEST(Reader, ReportsAFaultOfEveryTruncation) {
-  std::string const bytes = small().build();
+  std::string const bytes = smallArchive().build();
   for (std::size_t size = 0; size < bytes.size(); ++size)
     EXPECT_NE(readThrough(bytes.substr(0, size)).faults, List{}) << size;
 }
 
 TEST(Reader, AddsThePrefixToTheOffsetsOfADirectoryThatBreaksOff) {
-  RawArchive archive = small();
+  RawArchive archive = smallArchive();
   archive.prefix = std::string(100, 'x');
   archive.offsetsCountPrefix = false;
   archive.items[0].central.offset = static_cast<std::uint32_t>(archive.build().size() - 50);
@@ -237,20 +235,20 @@ TEST(Reader, AddsThePrefixToTheOffsetsOfADirectoryThatBreaksOff) {
 
 TEST(Reader, OpensOneItemAgain) {
   CollectedFaults faults;
-  Reader const reader(makeMemoryBytes(bytesOf(small().build())), 2, faults);
+  Reader const reader(makeMemoryBytes(bytesOf(smallArchive().build())), 2, faults);
   EXPECT_EQ(faults.list, List{});
   EXPECT_EQ(readAll(*reader.archive()->openContent(1)), compressible(500));
 }
 
 TEST(Reader, OpensNoItemThatIsDamaged) {
-  std::string const bytes = small().build();
+  std::string const bytes = smallArchive().build();
   CollectedFaults faults;
   Reader const reader(makeMemoryBytes(bytesOf(flipped(bytes, bytes.find("alpha")))), 2, faults);
   EXPECT_THROW_MESSAGE(readAll(*reader.archive()->openContent(0)), InvalidItem, "Item \"a\": wrong CRC");
 }
 
 TEST(Reader, OpensNoItemThatLeadsOutOfTheFile) {
-  RawArchive archive = small();
+  RawArchive archive = smallArchive();
   archive.items[1].central.offset = 1'000'000;
   CollectedFaults faults;
   Reader const reader(makeMemoryBytes(bytesOf(archive.build())), 2, faults);
@@ -259,7 +257,7 @@ TEST(Reader, OpensNoItemThatLeadsOutOfTheFile) {
 
 TEST(Reader, ThrowsAtTheFirstFaultOfAStrictReading) {
   ThrowingFaults faults;
-  EXPECT_THROW_MESSAGE(Reader(makeMemoryBytes(bytesOf(small().build() + "behind")), 2, faults), InvalidPackage,
+  EXPECT_THROW_MESSAGE(Reader(makeMemoryBytes(bytesOf(smallArchive().build() + "behind")), 2, faults), InvalidPackage,
                        "Not a ZIP archive: its end record does not end where the file ends");
 }
 

@@ -17,6 +17,8 @@ using opc::ztservices::samples::BytesSource;
 using zt_test::Bytes;
 using zt_test::sampleContent;
 
+inline Bytes const kKey = sampleContent(32);
+
 inline std::unique_ptr<BytesSource> sourceOf(Bytes bytes, std::u16string const& type = u"text/plain") {
   return std::make_unique<BytesSource>(std::move(bytes), ContentType(type));
 }
