@@ -200,9 +200,9 @@ TEST(MarkupCompatibility, LeavesOneRootElement) {
 TEST(MarkupCompatibility, KeepsWhatItLeftOutUntilThePartIsRewritten) {
   std::string const xml = document(kIgnorable, relationship("a", "t", "x:b='1'") + "<x:e/>");
   auto const package = open(samples::packageOf({{"_rels/.rels", xml}}));
-  EXPECT_EQ(samples::readWith(*open(package->saveToBytes()), u"/_rels/.rels"), xml);
+  EXPECT_EQ(samples::read(*open(package->saveToBytes()), u"/_rels/.rels"), xml);
   package->createExternalRelationship(u"urn:t", u"b");
-  std::string const written = samples::readWith(*package, u"/_rels/.rels");
+  std::string const written = samples::read(*package, u"/_rels/.rels");
   EXPECT_EQ(written.find("x:b"), std::string::npos) << written;
   EXPECT_EQ(written.find("markup-compatibility"), std::string::npos) << written;
 }
