@@ -16,9 +16,9 @@ namespace {
 constexpr std::u16string_view kRelationshipsNamespace = u"http://schemas.openxmlformats.org/package/2006/relationships";
 constexpr std::u16string_view kAttributes[] = {u"Id", u"Type", u"Target", u"TargetMode"};
 
-class Handler final : public MarkupHandler {
+class RelationshipsHandler final : public MarkupHandler {
  public:
-  Handler(TextPool::Text source, TextPool& texts, RelationshipCount& count, RelationshipSet& relationships)
+  RelationshipsHandler(TextPool::Text source, TextPool& texts, RelationshipCount& count, RelationshipSet& relationships)
       : MarkupHandler(kRelationshipsNamespace, u"Relationships", TextInChildren::Allowed),
         source_(std::move(source)),
         texts_(texts),
@@ -80,7 +80,7 @@ bool isInternalTarget(std::u16string const& target, std::u16string const& source
 
 void readRelationships(XmlStreamReader& reader, InputStream& input, std::string const& source, TextPool& texts,
                        RelationshipCount& count, RelationshipSet& relationships) {
-  Handler handler(texts.intern(source.empty() ? u"/" : wideName(source)), texts, count, relationships);
+  RelationshipsHandler handler(texts.intern(source.empty() ? u"/" : wideName(source)), texts, count, relationships);
   MarkupCompatibility compatibility(handler, kRelationshipsNamespace);
   reader.read(input, compatibility);
 }
