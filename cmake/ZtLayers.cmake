@@ -10,7 +10,9 @@ target_compile_features(zt_flags INTERFACE cxx_std_20)
 target_compile_options(zt_flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow
   -Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual
   # GCC 12 sees an overlap in "text" + std::string that is not there (GCC bug 105651).
-  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
+  # In a unity build every source is an included file, whose classes may not use its local types, GCC thinks.
+  $<$<AND:$<BOOL:${CMAKE_UNITY_BUILD}>,$<CXX_COMPILER_ID:GNU>>:-Wno-subobject-linkage>)
 
 # zt_layer(name FOLDER folder-of-src [DEPENDS layers] [THIRD_PARTY targets] [SHOWS targets] [HEADERS public headers])
 # SHOWS are foreign libraries whose types stand in the layer's own headers, THIRD_PARTY those it hides.

@@ -9,19 +9,16 @@
 #include "FuzzTarget.hpp"
 #include "container/Faults.hpp"
 #include "opc/model/Package.hpp"
+#include "samples/Archives.hpp"
 
 /// Packages for the targets that look at one as a whole.
 namespace zt_fuzz {
 
-struct Item {
-  std::string name, content;
-};
+using opc::model::samples::archiveOf;
+using opc::model::samples::contentTypes;
+using opc::model::samples::Item;
+using opc::model::samples::relationships;
 
-/// A ZIP archive of these items, in this order.
-Bytes archiveOf(std::vector<Item> const& items);
-/// A content types document with these children, and defaults for "rels" and "xml".
-std::string contentTypes(std::string const& children = {});
-std::string relationships(std::string const& children);
 /// A package with parts, relationships of all kinds, and items that are no parts.
 Bytes samplePackage();
 

@@ -6,6 +6,7 @@
 #include "crypto/CryptoAdapters.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/Transforms.hpp"
+#include "samples/BytesSource.hpp"
 
 /// A content type in the first line, and encrypted content: nothing comes out but what was encrypted with the key.
 namespace zt_fuzz {
@@ -13,22 +14,10 @@ namespace {
 
 using namespace opc::ztservices;
 using opc::model::ContentType;
+using samples::BytesSource;
 
 constexpr std::size_t kBlock = 16;
 Bytes const kKey(32, 0x5A);
-
-class Source final : public IContentSource {
- public:
-  Source(Bytes bytes, ContentType type) : bytes_(std::move(bytes)), type_(std::move(type)), stream_(bytes_) {}
-
-  ContentType getContentType() override { return type_; }
-  opc::InputStream& getInputStream() override { return stream_; }
-
- private:
-  Bytes bytes_;
-  ContentType type_;
-  opc::ByteArrayInAdaptor stream_;
-};
 
 /// The same initialization vector at every call.
 class OneIV final : public IVGenerator {
@@ -65,14 +54,14 @@ std::string algorithmOf(ContentType const& type) {
 }
 
 Bytes encryptedInline(Bytes const& plain, Bytes const& iv, ContentType const& type) {
-  EncryptionWithInlineIVTransform transform(std::make_unique<Source>(plain, type),
+  EncryptionWithInlineIVTransform transform(std::make_unique<BytesSource>(plain, type),
                                             std::make_shared<CryptoEncryptor>(kKey), "AES256-GCM",
                                             std::make_shared<OneIV>(iv));
   return contentOf(transform);
 }
 
 void runInline(ContentType const& type, Bytes const& content) {
-  DecryptionWithInlineIVTransform transform(std::make_unique<Source>(content, type),
+  DecryptionWithInlineIVTransform transform(std::make_unique<BytesSource>(content, type),
                                             std::make_shared<CryptoDecryptor>(kKey), algorithmOf(type));
   Bytes plain;
   if (!isAccepted<CouldNotTransformContentData>([&] { plain = contentOf(transform); })) return;
@@ -86,10 +75,10 @@ void runInline(ContentType const& type, Bytes const& content) {
 void runPlain(ContentType const& type, Bytes const& content) {
   if (content.size() < kBlock) return;
   Bytes const iv = ivOf(content), message(content.begin() + kBlock, content.end());
-  AESDecryptionTransform transform(std::make_unique<Source>(message, type), kKey, iv);
+  AESDecryptionTransform transform(std::make_unique<BytesSource>(message, type), kKey, iv);
   Bytes plain;
   if (!isAccepted<CouldNotTransformContentData>([&] { plain = contentOf(transform); })) return;
-  AESEncryptionTransform back(std::make_unique<Source>(plain, type), kKey, iv);
+  AESEncryptionTransform back(std::make_unique<BytesSource>(plain, type), kKey, iv);
   require(contentOf(back) == message, "only what was encrypted is decrypted");
 }
 

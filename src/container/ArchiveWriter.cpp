@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t kWriteBuffer = 1u << 20;
 constexpr std::size_t kMostLeaving = 4;  // buffers, and files that the kernel copies, on their way to the sink
 constexpr std::uint64_t kCopyByKernel = 256u << 10;  // below, a system call costs more than the copying
-constexpr std::uint64_t kExtraGuess = 1024;          // what a local extra field is expected to take at most
+constexpr std::uint64_t kLocalExtraGuess = 1024;     // what a local extra field is expected to take at most
 
 constexpr std::uint16_t kVersion = 20;  // deflate
 constexpr std::uint16_t kZip64Version = 45;
@@ -201,7 +201,7 @@ void ArchiveWriter::copy(Archive const& archive, std::size_t index) {
   Entry entry = archive.entry(index);
   std::uint64_t const begin = entry.localHeaderOffset, room = archive.limitOf(index) - begin;
   std::uint64_t const data = entry.storedSize < kCopyByKernel ? entry.storedSize : 0;
-  std::uint64_t const guess = kLocalSize + entry.name.size() + kExtraGuess + data;
+  std::uint64_t const guess = kLocalSize + entry.name.size() + kLocalExtraGuess + data;
   unsigned char const* p = impl_->window.bytes(source, begin, static_cast<std::size_t>(std::min(room, guess)));
   std::size_t const headerSize = localHeaderSize(entry, p);
   if (headerSize > room || entry.storedSize > room - headerSize) throw invalidItem(entry.name, fault::kOverlap);

@@ -16,7 +16,7 @@ constexpr std::size_t kTaskSize = 1024;  // what a task holds besides its conten
 
 enum class Progress { Waiting, Running, Done, Failed };
 
-struct Entry {
+struct Queued {
   std::unique_ptr<DeflateQueue::Task> task;
   std::size_t size;
   Progress progress = Progress::Waiting;
@@ -34,7 +34,7 @@ struct DeflateQueue::Impl {
   std::mutex mutex{};
   std::condition_variable hasWork{};
   std::condition_variable hasResult{};
-  std::deque<Entry> entries{};
+  std::deque<Queued> entries{};
   std::size_t taken = 0;  // of the entries, from the front
   bool isEnding = false;
   std::vector<std::thread> threads{};
@@ -64,7 +64,7 @@ struct DeflateQueue::Impl {
     for (;;) {
       hasWork.wait(lock, [this] { return isEnding || taken < entries.size(); });
       if (isEnding) return;
-      Entry& entry = entries[taken++];
+      Queued& entry = entries[taken++];
       entry.progress = Progress::Running;
       lock.unlock();
       bool const done = runs(*entry.task);
@@ -86,15 +86,15 @@ struct DeflateQueue::Impl {
     return !entries.empty() && entries.front().progress == Progress::Done;
   }
 
-  Entry& waitForFront() {
+  Queued& waitForFront() {
     std::unique_lock lock(mutex);
-    Entry& front = entries.front();
+    Queued& front = entries.front();
     hasResult.wait(lock, [&] { return front.progress == Progress::Done || front.progress == Progress::Failed; });
     return front;
   }
 
   void deliverFront() {
-    Entry& front = waitForFront();
+    Queued& front = waitForFront();
     if (front.progress == Progress::Failed) {
       front.task->run();
       front.progress = Progress::Done;  // no thread looks at it any more

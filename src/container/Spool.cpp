@@ -20,7 +20,7 @@ namespace {
 
 using boost::system::error_code;
 
-constexpr std::size_t kWriteBuffer = 1u << 20;
+constexpr std::size_t kSpoolBuffer = 1u << 20;
 
 std::string temporaryDirectory() {
   std::error_code error;
@@ -113,7 +113,7 @@ struct Spool::Impl {
       if (directory.empty()) directory = temporaryDirectory();
       file = makeUnnamedFile(directory);
     }
-    if (file.isOpen() && pending.size() + count > kWriteBuffer) flush();
+    if (file.isOpen() && pending.size() + count > kSpoolBuffer) flush();
   }
 };
 
@@ -125,7 +125,7 @@ std::uint64_t Spool::append(void const* data, std::size_t count) {
   auto const* const from = static_cast<unsigned char const*>(data);
   impl_->makeRoom(count);
   std::uint64_t const offset = size();
-  if (impl_->file.isOpen() && count > kWriteBuffer)
+  if (impl_->file.isOpen() && count > kSpoolBuffer)
     impl_->writeNow(data, count);
   else
     impl_->pending.insert(impl_->pending.end(), from, from + count);

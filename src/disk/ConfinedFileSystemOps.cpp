@@ -14,7 +14,6 @@ namespace {
 
 using boost::system::error_code;
 
-constexpr mode_t kNewFolderMode = 0777;  // less the umask
 constexpr mode_t kOrdinaryBits = 0777;
 
 /// Hands the place to a system call that answers 0, or -1 and errno; whether it succeeded.

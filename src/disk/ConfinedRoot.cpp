@@ -16,7 +16,6 @@ namespace {
 using boost::system::error_code;
 
 constexpr int kPathOnly = O_PATH | O_DIRECTORY;
-constexpr mode_t kNewFolderMode = 0777;  // less the umask
 
 FileHandle openRoot(std::u16string const& path) {
   error_code error;

@@ -18,7 +18,6 @@
 namespace opc {
 namespace {
 
-constexpr mode_t kNewFolderMode = 0777;  // less the umask
 constexpr mode_t kPermissionBits = 07777;
 
 // The type bits of what the path itself names; 0 where nothing is to be found.

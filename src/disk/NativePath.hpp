@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 #include "text/PosixError.hpp"
 #include "text/Unicode.hpp"
 
 namespace opc {
+
+inline constexpr mode_t kNewFolderMode = 0777;  // less the umask
 
 /// A path as the system takes it: UTF-8 in every locale. False where it holds a NUL, which would cut it
 /// short, or a lone surrogate.

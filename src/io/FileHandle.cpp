@@ -41,7 +41,7 @@ void writeByParts(void const* data, std::size_t count, error_code& error, Write 
 }
 
 /// Where the kernel cannot copy from one file to the other and the bytes must be read and written.
-bool isNotSupported(int error) {
+bool cannotCopyByKernel(int error) {
   return error == EXDEV || error == EINVAL || error == ENOSYS || error == EOPNOTSUPP || error == EPERM ||
          error == EBADF;
 }
@@ -122,7 +122,7 @@ void FileHandle::copyFrom(int source, std::uint64_t offset, std::uint64_t count,
     auto const step = static_cast<std::size_t>(std::min<std::uint64_t>(count, kCopyByKernel));
     ssize_t const copied =
         repeatInterrupted([&] { return copy_file_range(source, &position, descriptor_, nullptr, step, 0); });
-    if (copied < 0 && !isNotSupported(errno)) {
+    if (copied < 0 && !cannotCopyByKernel(errno)) {
       error = lastPosixError();
       return;
     }

@@ -21,9 +21,9 @@ constexpr std::u16string_view kOverrideAttributes[] = {u"PartName", u"ContentTyp
 
 using Defaults = std::map<std::string, MediaType const*>;
 
-class Handler final : public MarkupHandler {
+class ContentTypesHandler final : public MarkupHandler {
  public:
-  Handler(std::uint64_t maximum, MediaTypePool& types, ContentTypes& result)
+  ContentTypesHandler(std::uint64_t maximum, MediaTypePool& types, ContentTypes& result)
       : MarkupHandler(kNamespace, u"Types", TextInChildren::Refused),
         maximum_(maximum),
         types_(types),
@@ -134,7 +134,7 @@ bool hasForbiddenParameters(ContentType const& type) {
 ContentTypes readContentTypes(XmlStreamReader& reader, InputStream& input, std::uint64_t maximum,
                               MediaTypePool& types) {
   ContentTypes result;
-  Handler handler(maximum, types, result);
+  ContentTypesHandler handler(maximum, types, result);
   reader.read(input, handler);
   return result;
 }

@@ -12,6 +12,7 @@
 #include "package/Messages.hpp"
 #include "package/W3CDateTime.hpp"
 #include "xml/XercesObjects.hpp"
+#include "xml/XmlCharacters.hpp"
 
 namespace opc::model::detail {
 namespace {
@@ -19,20 +20,18 @@ namespace {
 using xercesc::DOMElement;
 using xercesc::DOMNode;
 
-constexpr std::u16string_view kBlanks = u" \t\r\n";
-
 std::u16string_view viewOf(XMLCh const* text) { return text ? std::u16string_view(text) : std::u16string_view(); }
 
 bool isText(DOMNode const& node) {
   return node.getNodeType() == DOMNode::TEXT_NODE || node.getNodeType() == DOMNode::CDATA_SECTION_NODE;
 }
 
-bool isBlank(std::u16string_view text) { return text.find_first_not_of(kBlanks) == std::u16string_view::npos; }
+bool isBlank(std::u16string_view text) { return text.find_first_not_of(kXmlWhiteSpace) == std::u16string_view::npos; }
 
 std::u16string trimmed(std::u16string const& text) {
-  std::size_t const begin = text.find_first_not_of(kBlanks);
+  std::size_t const begin = text.find_first_not_of(kXmlWhiteSpace);
   if (begin == std::u16string::npos) return {};
-  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+  return text.substr(begin, text.find_last_not_of(kXmlWhiteSpace) - begin + 1);
 }
 
 std::u16string languageOf(DOMElement const& element) {

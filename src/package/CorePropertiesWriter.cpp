@@ -5,6 +5,7 @@
 #include "package/CorePropertiesPart.hpp"
 #include "package/CorePropertiesXml.hpp"
 #include "xml/XercesObjects.hpp"
+#include "xml/XmlCharacters.hpp"
 
 namespace opc::model::detail {
 namespace {
@@ -49,7 +50,7 @@ void appendKeywords(DOMElement* root, std::vector<CoreProperties::Keyword> const
   if (keywords.empty()) return;
   DOMElement* const element = append(root, kCoreNamespace, u"cp:keywords");
   bool const isPlain =
-      keywords.size() == 1 && keywords.front().first.find_first_not_of(u" \t\r\n") != std::u16string::npos;
+      keywords.size() == 1 && keywords.front().first.find_first_not_of(kXmlWhiteSpace) != std::u16string::npos;
   if (isPlain) return appendKeyword(element, keywords.front());
   for (auto const& keyword : keywords) appendKeyword(append(element, kCoreNamespace, u"cp:value"), keyword);
 }

@@ -4,12 +4,12 @@
 #include <algorithm>
 
 #include "package/Messages.hpp"
+#include "xml/XmlCharacters.hpp"
 
 namespace opc::model::detail {
 namespace {
 
-constexpr std::u16string_view kNamespace = u"http://schemas.openxmlformats.org/markup-compatibility/2006";
-constexpr std::u16string_view kBlanks = u" \t\r\n";
+constexpr std::u16string_view kCompatibilityNamespace = u"http://schemas.openxmlformats.org/markup-compatibility/2006";
 
 [[noreturn]] void fail(std::string const& fault) { throw XmlContentFault(fault); }
 
@@ -18,14 +18,14 @@ constexpr std::u16string_view kBlanks = u" \t\r\n";
 }
 
 void requireBlank(std::u16string_view text) {
-  if (text.find_first_not_of(kBlanks) != std::u16string_view::npos) fail("Unexpected text");
+  if (text.find_first_not_of(kXmlWhiteSpace) != std::u16string_view::npos) fail("Unexpected text");
 }
 
 /// Calls with each word of a list that is separated by white space.
 template <typename Take>
 void forEachWord(std::u16string_view list, Take const& take) {
-  for (std::size_t begin = 0; (begin = list.find_first_not_of(kBlanks, begin)) != std::u16string_view::npos;) {
-    std::size_t const end = std::min(list.find_first_of(kBlanks, begin), list.size());
+  for (std::size_t begin = 0; (begin = list.find_first_not_of(kXmlWhiteSpace, begin)) != std::u16string_view::npos;) {
+    std::size_t const end = std::min(list.find_first_of(kXmlWhiteSpace, begin), list.size());
     take(list.substr(begin, end - begin));
     begin = end;
   }
@@ -34,7 +34,8 @@ void forEachWord(std::u16string_view list, Take const& take) {
 /// The value of a compatibility attribute; empty where there is none.
 std::u16string_view ruleOf(XmlAttributes const& attributes, std::u16string_view name) {
   for (std::size_t i = 0; i < attributes.size(); ++i)
-    if (attributes.namespaceURI(i) == kNamespace && attributes.localName(i) == name) return attributes.value(i);
+    if (attributes.namespaceURI(i) == kCompatibilityNamespace && attributes.localName(i) == name)
+      return attributes.value(i);
   return {};
 }
 
@@ -79,7 +80,7 @@ void MarkupCompatibility::startElement(std::u16string_view namespaceURI, std::u1
   takeRules(attributes);
   Element* const outer = elements_.size() > 1 ? &elements_[elements_.size() - 2] : nullptr;
   Element* const alternatives = outer && outer->fate == Fate::Alternatives ? outer : nullptr;
-  if (namespaceURI == kNamespace) return startOwn(localName, attributes, alternatives);
+  if (namespaceURI == kCompatibilityNamespace) return startOwn(localName, attributes, alternatives);
   if (isIgnored(namespaceURI)) {
     if (alternatives || !isProcessed(namespaceURI, localName)) return skip();
     elements_.back().fate = Fate::Unwrapped;
@@ -114,7 +115,7 @@ void MarkupCompatibility::characters(std::u16string_view text) {
 }
 
 bool MarkupCompatibility::isUnderstood(std::u16string_view namespaceURI) const {
-  return namespaceURI == understood_ || namespaceURI == kNamespace;
+  return namespaceURI == understood_ || namespaceURI == kCompatibilityNamespace;
 }
 
 bool MarkupCompatibility::isIgnored(std::u16string_view namespaceURI) const {
@@ -164,7 +165,7 @@ void MarkupCompatibility::skip() {
 
 void MarkupCompatibility::takeRules(XmlAttributes const& attributes) {
   for (std::size_t i = 0; i < attributes.size(); ++i)
-    if (attributes.namespaceURI(i) == kNamespace && !isRule(attributes.localName(i)))
+    if (attributes.namespaceURI(i) == kCompatibilityNamespace && !isRule(attributes.localName(i)))
       fail("Unexpected compatibility attribute", attributes.localName(i));
   forEachWord(ruleOf(attributes, u"Ignorable"), [this](std::u16string_view prefix) { takeIgnorable(prefix); });
   forEachWord(ruleOf(attributes, u"ProcessContent"), [this](std::u16string_view name) { takeProcessed(name); });
@@ -193,7 +194,7 @@ void MarkupCompatibility::requireNoOthers(std::u16string_view element, XmlAttrib
                                           std::u16string_view allowed) const {
   for (std::size_t i = 0; i < attributes.size(); ++i) {
     std::u16string_view const uri = attributes.namespaceURI(i), name = attributes.localName(i);
-    if (uri != kNamespace && !isIgnored(uri) && !(uri.empty() && name == allowed))
+    if (uri != kCompatibilityNamespace && !isIgnored(uri) && !(uri.empty() && name == allowed))
       fail("Unexpected attribute: " + messages::shown(element) + "/@" + messages::shown(name));
   }
 }
@@ -212,7 +213,7 @@ void MarkupCompatibility::startChoice(XmlAttributes const& attributes, Element& 
   alternatives.hasChoice = true;
   requireNoOthers(u"Choice", attributes, u"Requires");
   auto const prefixes = attributes.find(u"Requires");
-  if (!prefixes || prefixes->find_first_not_of(kBlanks) == std::u16string_view::npos)
+  if (!prefixes || prefixes->find_first_not_of(kXmlWhiteSpace) == std::u16string_view::npos)
     fail("Missing attribute: Choice/@Requires");
   decide(areUnderstood(*prefixes), attributes, alternatives);
 }
@@ -236,7 +237,7 @@ void MarkupCompatibility::handOn(std::u16string_view namespaceURI, std::u16strin
   if (handedOn_ == 0 && std::exchange(hasRoot_, true)) fail("More than one root element is left");
   ++handedOn_;
   auto const isLeftOut = [&](std::size_t i) {
-    return attributes.namespaceURI(i) == kNamespace || isIgnored(attributes.namespaceURI(i));
+    return attributes.namespaceURI(i) == kCompatibilityNamespace || isIgnored(attributes.namespaceURI(i));
   };
   std::size_t kept = 0;
   while (kept < attributes.size() && !isLeftOut(kept)) ++kept;

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "package/Messages.hpp"
+#include "xml/XmlCharacters.hpp"
 
 namespace opc::model::detail {
 
@@ -26,7 +27,7 @@ void MarkupHandler::endElement(std::u16string_view, std::u16string_view) { --dep
 
 void MarkupHandler::characters(std::u16string_view text) {
   if (depth_ == 2 && text_ == TextInChildren::Allowed) return;
-  if (text.find_first_not_of(u" \t\r\n") != std::u16string_view::npos) fail("Unexpected text");
+  if (text.find_first_not_of(kXmlWhiteSpace) != std::u16string_view::npos) fail("Unexpected text");
 }
 
 std::u16string_view MarkupHandler::required(XmlAttributes const& attributes, std::u16string_view element,

@@ -14,8 +14,8 @@ namespace {
 
 /// N of "rIdN" in its one decimal form, or 0.
 std::uint64_t numberOf(std::u16string_view id) {
-  constexpr std::size_t kMaximumDigits = 18;
-  if (!id.starts_with(u"rId") || id.size() < 4 || id.size() > 3 + kMaximumDigits || id[3] == u'0') return 0;
+  constexpr std::size_t kMaximumIdDigits = 18;
+  if (!id.starts_with(u"rId") || id.size() < 4 || id.size() > 3 + kMaximumIdDigits || id[3] == u'0') return 0;
   std::uint64_t number = 0;
   for (char16_t const c : id.substr(3)) {
     if (!ascii::isDigit(c)) return 0;

@@ -13,13 +13,13 @@
 namespace opc::model::detail {
 namespace {
 
-constexpr std::u16string_view kNamespace = u"http://schemas.openxmlformats.org/package/2006/relationships";
+constexpr std::u16string_view kRelationshipsNamespace = u"http://schemas.openxmlformats.org/package/2006/relationships";
 constexpr std::u16string_view kAttributes[] = {u"Id", u"Type", u"Target", u"TargetMode"};
 
-class Handler final : public MarkupHandler {
+class RelationshipsHandler final : public MarkupHandler {
  public:
-  Handler(TextPool::Text source, TextPool& texts, RelationshipCount& count, RelationshipSet& relationships)
-      : MarkupHandler(kNamespace, u"Relationships", TextInChildren::Allowed),
+  RelationshipsHandler(TextPool::Text source, TextPool& texts, RelationshipCount& count, RelationshipSet& relationships)
+      : MarkupHandler(kRelationshipsNamespace, u"Relationships", TextInChildren::Allowed),
         source_(std::move(source)),
         texts_(texts),
         count_(count),
@@ -80,14 +80,14 @@ bool isInternalTarget(std::u16string const& target, std::u16string const& source
 
 void readRelationships(XmlStreamReader& reader, InputStream& input, std::string const& source, TextPool& texts,
                        RelationshipCount& count, RelationshipSet& relationships) {
-  Handler handler(texts.intern(source.empty() ? u"/" : wideName(source)), texts, count, relationships);
-  MarkupCompatibility compatibility(handler, kNamespace);
+  RelationshipsHandler handler(texts.intern(source.empty() ? u"/" : wideName(source)), texts, count, relationships);
+  MarkupCompatibility compatibility(handler, kRelationshipsNamespace);
   reader.read(input, compatibility);
 }
 
 void writeRelationships(RelationshipSet const& relationships, OutputStream& output) {
   XmlTextWriter writer(output);
-  writer.startRoot(kNamespace, u"Relationships");
+  writer.startRoot(kRelationshipsNamespace, u"Relationships");
   for (auto const& [position, record] : relationships.records()) {
     writer.startElement(u"Relationship");
     writer.attribute(u"Id", record->id);

@@ -12,7 +12,7 @@
 namespace fl::i18n {
 namespace {
 
-constexpr std::size_t kSampleSize = 8192;
+constexpr std::size_t kWideSampleSize = 8192;
 constexpr std::size_t kFewestUnits = 2;
 
 enum class Order { Little, Big };
@@ -94,7 +94,7 @@ std::optional<double> coherenceOfUtf16(std::string_view bytes, Order order) {
       c = opc::unicode::combine(c, trail);
       i += 2;
     }
-    if (opc::unicode::isHighSurrogate(c) && bytes.size() == kSampleSize)
+    if (opc::unicode::isHighSurrogate(c) && bytes.size() == kWideSampleSize)
       break;  // its other half lies beyond the sample
     if (isImpossible(c)) return std::nullopt;
     sum += coherence.weigh(c);
@@ -115,7 +115,7 @@ bool mayBeByteText(std::string_view bytes) {
   std::size_t const foreign = countOf(bytes, isForeignToByteText);
   if (foreign == 0 || foreign < bytes.size() / 100) return true;
   if (opc::ascii::isAscii(bytes)) return countOf(bytes, isControl) * 3 < bytes.size();
-  std::size_t const tornOff = bytes.size() == kSampleSize ? 3 : 0;  // of the sample's last character
+  std::size_t const tornOff = bytes.size() == kWideSampleSize ? 3 : 0;  // of the sample's last character
   return opc::unicode::utf8Prefix(bytes) + tornOff >= bytes.size();
 }
 
@@ -136,7 +136,7 @@ std::string guessUtf16(std::string_view sample) {
 }  // namespace
 
 std::string guessWideCharset(std::string_view bytes) {
-  std::string_view const sample = bytes.substr(0, kSampleSize);
+  std::string_view const sample = bytes.substr(0, kWideSampleSize);
   if (bytes.size() % 2 != 0 || bytes.size() < 2 * kFewestUnits || mayBeByteText(sample)) return {};
   if (bytes.size() % 4 == 0 && bytes.size() >= 4 * kFewestUnits) {
     if (isUtf32(sample, Order::Little)) return "UTF-32LE";

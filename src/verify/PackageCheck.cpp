@@ -14,7 +14,7 @@ namespace opc::ztservices {
 namespace {
 
 namespace detail = model::detail;
-namespace messages = model::detail::messages;
+namespace package_messages = model::detail::messages;
 
 bool isLess(CheckedPart const& part, std::string_view key) { return detail::NameLess::less(part.key, key); }
 
@@ -95,7 +95,7 @@ void PackageCheck::checkCoreProperties() {
   for (CheckedPart const* const part : targetsOf(type)) try {
       if (!isSound(*part)) continue;
       if (sizeOf(*part) > model::kXmlDomDocumentBytes)
-        throw model::InvalidPackage(messages::invalidItem(part->name(), "it is too large"));
+        throw model::InvalidPackage(package_messages::invalidItem(part->name(), "it is too large"));
       detail::readCoreProperties(*open(*part), model::PartName(detail::wideName(part->name())));
     } catch (Exception const& fault) {
       if (fault.getErrorCode()) throw;
@@ -109,7 +109,7 @@ void PackageCheck::checkOrphan(detail::OwnedPart const& owned) {
   auto const targets = targetsOf(owned.relationshipType);
   if (std::ranges::find(targets, part) == targets.end())
     faults_.addItem(code::kOrphanedPart, part->key,
-                    messages::invalidItem(
+                    package_messages::invalidItem(
                         part->name(), "no relationship of the package leads to it as to what its content type says"));
 }
 

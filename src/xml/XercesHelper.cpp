@@ -18,7 +18,7 @@
 namespace opc::model {
 namespace {
 
-constexpr std::size_t kFlushAt = 65'536;
+constexpr std::size_t kSerializedPiece = 65'536;
 
 /// Passes the output of a Xerces writer to a stream, in larger pieces. Keeps an exception of the stream and drops all
 /// later output; finish() throws it, because the writer may not pass exceptions on.
@@ -42,7 +42,7 @@ void XercesOutput::writeChars(XMLByte const* bytes, XMLSize_t count, xercesc::XM
   if (thrown_) return;
   try {
     buffer_.append(reinterpret_cast<char const*>(bytes), count);
-    if (buffer_.size() >= kFlushAt) handOver();
+    if (buffer_.size() >= kSerializedPiece) handOver();
   } catch (...) {
     thrown_ = std::current_exception();
   }

@@ -6,6 +6,8 @@
 /// The characters of XML 1.0.
 namespace opc::model {
 
+inline constexpr std::u16string_view kXmlWhiteSpace = u" \t\n\r";
+
 /// Whether XML can carry the text: no controls except tab, line feed and carriage return, no lone surrogates, neither
 /// U+FFFE nor U+FFFF.
 bool isXmlText(std::u16string_view text);

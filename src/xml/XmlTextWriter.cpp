@@ -6,6 +6,7 @@
 
 #include "opc/model/InvalidState.hpp"
 #include "text/Unicode.hpp"
+#include "xml/XmlCharacters.hpp"
 
 namespace opc::model {
 namespace {
@@ -13,7 +14,6 @@ namespace {
 constexpr std::size_t kFlushAt = 65'536;
 constexpr std::size_t kTextPiece = 8'192;
 constexpr std::size_t kIndentWidth = 2;
-constexpr std::u16string_view kWhiteSpace = u" \t\n\r";
 
 std::u16string_view takePiece(std::u16string_view& text) {
   std::u16string_view const piece = unicode::beginning(text, kTextPiece);
@@ -154,7 +154,7 @@ XmlTextWriter::Attribute& XmlTextWriter::slotFor(std::u16string_view name) {
 /// White-space text with a line break counts as layout: the next tag on its own line gets no further break, and the
 /// blanks at the end of the text count as indentation.
 void XmlTextWriter::noteText(std::u16string_view text) {
-  bool const isWhiteSpace = text.find_first_not_of(kWhiteSpace) == text.npos;
+  bool const isWhiteSpace = text.find_first_not_of(kXmlWhiteSpace) == text.npos;
   std::size_t lastBreak = isWhiteSpace ? text.rfind(u'\n') : text.npos;
   if (isWhiteSpace && lastBreak == text.npos) lastBreak = text.rfind(u'\r');
   textBrokeLine_ = lastBreak != text.npos;

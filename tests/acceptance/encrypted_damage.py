@@ -1,14 +1,15 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 """Changes an encrypted package bit by bit, with its checksums put right, and has the tool read it: the same error each
-time, and not a byte of content; verify names the part. usage: encrypted_damage.py ZTPKG"""
+time, and not a byte of content; verify names the part. usage: encrypted_damage.py FORKS"""
 import json
 import os
-import subprocess
 import sys
 import tempfile
 import zipfile
 from pathlib import Path
+
+from forks import Forks
 
 IV, TAG = 16, 16
 CONTENT = b"a secret that is never handed out"
@@ -49,11 +50,8 @@ def expect_fault(what, done, item, size):
 
 
 def main():
-    ztpkg = os.path.abspath(sys.argv[1])
-
-    def run(*arguments):
-        return subprocess.run([ztpkg, *arguments], capture_output=True, check=False)
-    with tempfile.TemporaryDirectory() as scratch:
+    with Forks(os.path.abspath(sys.argv[1])) as forks, tempfile.TemporaryDirectory() as scratch:
+        run = forks.run
         os.chdir(scratch)
         os.mkdir("source")
         Path("source/f").write_bytes(CONTENT)

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Extracts packages that want to get out of their directory, or to take all of the machine: hostile_packages.py ZTPKG
+"""Extracts packages that want to get out of their directory, or to take all of the machine: hostile_packages.py FORKS
 
 Every package is made here, from a manifest and parts of any kind. For each of them nothing may change in the whole
 tree above the destination but below the destination, and the tool must end within 10 seconds and 1 GiB, with
@@ -13,7 +13,6 @@ import functools
 import itertools
 import os
 import pathlib
-import resource
 import shutil
 import stat
 import struct
@@ -24,10 +23,13 @@ import zipfile
 import zlib
 from xml.sax.saxutils import quoteattr
 
+from forks import Forks
+
 BASE = "http://schemas.corvanta.example"
 MANIFEST = "metadata/filesystemManifest.xml"
 SANITIZED = b"__asan_init" in pathlib.Path(sys.argv[1]).read_bytes()
-SECONDS, BYTES = 100 if SANITIZED else 10, 1 << 30
+SECONDS = 100 if SANITIZED else 10
+BYTES = 0 if SANITIZED else 1 << 30  # the shadow memory of a sanitized program takes terabytes of addresses
 DEPTH = 100_000
 REFUSED, EITHER = "refused", "either"
 
@@ -140,13 +142,12 @@ COMMANDS = (["list"], ["list", "--long"], ["list", "--json"], ["info"], ["info",
             ["add", "victim/kept", "--to", "/d"], ["remove", "--glob", "d"], ["remove", "/"])
 
 
-def faults_of_commands(tool, place, data, can_be_listed):
+def faults_of_commands(forks, place, data, can_be_listed):
     """What every command but `unpack` does wrong; the package comes after the command's name."""
     for name, *arguments in COMMANDS:
         (place / "p.ztpkg").write_bytes(data)
         try:
-            done = subprocess.run([tool, name, "../p.ztpkg", *arguments], cwd=place / "parent", capture_output=True,
-                                  timeout=SECONDS, preexec_fn=limit, check=False)
+            done = run(forks, place / "parent", name, "../p.ztpkg", *arguments)
         except subprocess.TimeoutExpired:
             yield f"{name} {arguments} took more than {SECONDS} seconds"
             continue
@@ -188,7 +189,7 @@ def bomb(name):
     return bytes(data)
 
 
-def faults_of_bomb(tool, place, name):
+def faults_of_bomb(forks, place, name):
     (place / "p.ztpkg").write_bytes(bomb(name))
     (place / "key").write_bytes(bytes(range(32)))
     refusal = b"it cannot be encrypted, as its content type says that it is"
@@ -196,8 +197,7 @@ def faults_of_bomb(tool, place, name):
                             (["unpack", "-q", "-k", "key", "p.ztpkg", "out"], refusal),
                             (["verify", "-k", "key", "p.ztpkg"], b"shrunk-encryption")):
         try:
-            done = subprocess.run([tool, *command], cwd=place, capture_output=True, timeout=SECONDS,
-                                  preexec_fn=limit, check=False)
+            done = run(forks, place, *command)
         except subprocess.TimeoutExpired:
             yield f"{command[0]} took more than {SECONDS} seconds"
             continue
@@ -225,32 +225,31 @@ def snapshot(root, without):
     return found
 
 
-def limit():
-    """None for a sanitized program, whose shadow memory takes terabytes of addresses."""
-    if not SANITIZED:
-        resource.setrlimit(resource.RLIMIT_AS, (BYTES, BYTES))
+def run(forks, directory, *arguments):
+    return forks.run(*arguments, cwd=directory, timeout=SECONDS, most_memory=BYTES)
 
 
 def remove(tree):
     """Also one that is too deep for a path."""
-    if tree.exists():
+    try:
+        shutil.rmtree(tree)
+    except FileNotFoundError:
+        pass
+    except (OSError, RecursionError):
         subprocess.run(["rm", "-rf", tree], check=True)
 
 
-def fault_of(tool, place, wanted):
+def fault_of(forks, place, wanted):
     out = place / "parent" / "out"
     before = snapshot(place, out)
-    command = [tool, "unpack", "-q", "../p.ztpkg", "out"]
     try:
-        done = subprocess.run(command, cwd=place / "parent", capture_output=True, timeout=SECONDS,
-                              preexec_fn=limit, check=False)
+        done = run(forks, place / "parent", "unpack", "-q", "../p.ztpkg", "out")
     except subprocess.TimeoutExpired:
         return f"took more than {SECONDS} seconds"
     if snapshot(place, out) != before:
         return "something changed outside the destination"
     try:
-        verified = subprocess.run([tool, "verify", "-q", place / "p.ztpkg"], capture_output=True, timeout=SECONDS,
-                                  preexec_fn=limit, check=False)
+        verified = run(forks, place, "verify", "-q", place / "p.ztpkg")
     except subprocess.TimeoutExpired:
         return f"took more than {SECONDS} seconds to verify"
     if verified.returncode not in (0, 1) or b"internal error" in verified.stderr:
@@ -267,7 +266,7 @@ def fault_of(tool, place, wanted):
 def main():
     failed = count = 0
     tool = str(pathlib.Path(sys.argv[1]).resolve())
-    with tempfile.TemporaryDirectory(prefix="ztpkg-hostile-") as name:
+    with Forks(tool) as forks, tempfile.TemporaryDirectory(prefix="ztpkg-hostile-") as name:
         place = pathlib.Path(name).resolve()
         (place / "parent" / "victim").mkdir(parents=True)
         (place / "parent" / "victim" / "kept").write_text("kept")
@@ -276,20 +275,20 @@ def main():
             count += 1
             (place / "p.ztpkg").write_bytes(data)
             remove(place / "parent" / "out")
-            fault = fault_of(tool, place, wanted)
+            fault = fault_of(forks, place, wanted)
             if fault:
                 failed += 1
                 print(f"{what[:200]}: {fault}")
         remove(place / "parent" / "out")
         for what, data, can_be_listed in large_cases():
             count += 1
-            faults = list(faults_of_commands(tool, place, data, can_be_listed))
+            faults = list(faults_of_commands(forks, place, data, can_be_listed))
             failed += bool(faults)
             for fault in faults:
                 print(f"{what}: {fault}")
         for name in ("fsroot/f", MANIFEST):
             count += 1
-            for fault in faults_of_bomb(tool, place, name):
+            for fault in faults_of_bomb(forks, place, name):
                 failed += 1
                 print(f"1 GiB of zeros as {name}: {fault}")
     print(f"{count} hostile packages, {failed} not as they should be")

@@ -17,7 +17,8 @@ import zipfile
 from pathlib import Path
 
 NOBODY = 65534
-MOST_FILES = 10_000
+# A sanitized ztpkg does the same with fewer.
+MOST_FILES = 2_000 if b"__asan_init" in Path(sys.argv[1]).read_bytes() else 10_000
 ODD_NAMES = [
     "foo.", "_rels/x.rels", "A", "a", "50%.txt", "#?[].txt", "two  blanks .txt", " leading", "tab\there",
     "line\nfeed", "[Content_Types].xml", "\u00fcml\u00e4ut/\u65e5\u672c\u8a9e.txt", "\u00e9" * 127, "..dots../...", "+@plus", "%41.txt",

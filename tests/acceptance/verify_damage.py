@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Does every kind of damage to a good package and holds what `ztpkg verify` lists against it: verify_damage.py ZTPKG
+"""Does every kind of damage to a good package and holds what `ztpkg verify` lists against it: verify_damage.py FORKS
 
 Each damage is a function that takes the bytes of a good package and returns those of a bad one, with the faults
 that must be listed: the code and the item of each, no more and no fewer.
@@ -9,11 +9,12 @@ import io
 import json
 import pathlib
 import struct
-import subprocess
 import sys
 import tempfile
 import warnings
 import zipfile
+
+from forks import Forks
 
 warnings.filterwarnings("ignore", message="Duplicate name")  # which is what one of them is about
 BASE = "http://schemas.corvanta.example"
@@ -591,10 +592,10 @@ def everything_at_once():
     return b"in front" + flipped(data, places(data, B)[1] + 5) + b"behind"
 
 
-def faults_of(tool, data, directory):
+def faults_of(forks, data, directory):
     path = pathlib.Path(directory, "p.ztpkg")
     path.write_bytes(data)
-    done = subprocess.run([tool, "verify", "--json", path], capture_output=True, timeout=100, check=False)
+    done = forks.run("verify", "--json", path, timeout=100)
     report = json.loads(done.stdout)
     found = sorted(((fault["code"], fault["item"]) for fault in report["faults"]), key=str)
     sound = report["ok"] == (not found) and done.returncode == (1 if found else 0)
@@ -604,9 +605,9 @@ def faults_of(tool, data, directory):
 def main():
     failed = 0
     kinds = {code for _, _, faults in CASES for code, _ in faults}
-    with tempfile.TemporaryDirectory() as directory:
+    with Forks(sys.argv[1]) as forks, tempfile.TemporaryDirectory() as directory:
         for name, make, expected in CASES:
-            found = faults_of(sys.argv[1], make(), directory)
+            found = faults_of(forks, make(), directory)
             if found != expected:
                 failed += 1
                 print(f"{name}: should be\n  {expected}\nand was\n  {found}")

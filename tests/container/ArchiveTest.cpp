@@ -12,8 +12,6 @@ namespace opc::model::zip {
 namespace {
 using namespace zt_test;
 
-constexpr std::size_t kLong = (8u << 20) + 100;
-
 TEST(Archive, GivesTheEntriesAsTheyAreInTheDirectory) {
   RawItem item = storedItem("a", "alpha");
   item.central.extra = le(0x5455, 2) + le(1, 2) + "x";

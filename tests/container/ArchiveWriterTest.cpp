@@ -14,8 +14,6 @@ namespace opc::model::zip {
 namespace {
 using namespace zt_test;
 
-constexpr std::size_t kLong = (8u << 20) + 100;
-
 std::string copyOf(std::string const& bytes) {
   auto const archive = openBytes(bytes);
   std::vector<unsigned char> copied;

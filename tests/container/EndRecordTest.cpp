@@ -10,17 +10,15 @@ namespace opc::model::zip {
 namespace {
 using namespace zt_test;
 
-RawArchive small() { return {{storedItem("a", "alpha"), deflatedItem("b", compressible(500))}}; }
-
 /// zip64 records of an archive whose directory has this place.
 std::string zip64Records(std::uint64_t count, std::uint64_t size, std::uint64_t begin, std::uint64_t endRecord) {
   return "PK\6\6" + le(44, 8) + le(45, 2) + le(45, 2) + le(0, 8) + le(count, 8) + le(count, 8) + le(size, 8) +
          le(begin, 8) + "PK\6\7" + le(0, 4) + le(endRecord, 8) + le(1, 4);
 }
 
-/// The small archive with zip64 records, which agree with its end record.
+/// The smallArchive archive with zip64 records, which agree with its end record.
 RawArchive withZip64(std::string const& prefix = {}) {
-  RawArchive archive = small();
+  RawArchive archive = smallArchive();
   archive.prefix = prefix;
   archive.offsetsCountPrefix = false;
   std::string const plain = archive.build();
@@ -36,7 +34,7 @@ TEST(EndRecord, IsFoundInAnEmptyArchive) {
 }
 
 TEST(EndRecord, IsFoundBeforeTheLongestComment) {
-  RawArchive archive = small();
+  RawArchive archive = smallArchive();
   archive.comment = std::string(65535, 'c');
   EXPECT_EQ(contentOf(*openBytes(archive.build()), "a"), "alpha");
 }
@@ -48,15 +46,15 @@ TEST(EndRecord, IsMissedInWhatIsNoArchive) {
 
 TEST(EndRecord, MustEndWhereTheFileEnds) {
   char const message[] = "Not a ZIP archive: its end record does not end where the file ends";
-  EXPECT_THROW_MESSAGE(openBytes(small().build() + "x"), InvalidPackage, message);
-  RawArchive archive = small();
+  EXPECT_THROW_MESSAGE(openBytes(smallArchive().build() + "x"), InvalidPackage, message);
+  RawArchive archive = smallArchive();
   archive.comment = "comment";
   std::string const bytes = archive.build();
   EXPECT_THROW_MESSAGE(openBytes(bytes.substr(0, bytes.size() - 1)), InvalidPackage, message);
 }
 
 TEST(EndRecord, IsRefusedWithAnotherOneInItsComment) {
-  RawArchive archive = small();
+  RawArchive archive = smallArchive();
   archive.comment = RawArchive{{storedItem("hidden", "content")}}.build();
   char const message[] = "Damaged ZIP archive: an end record within the comment";
   EXPECT_THROW_MESSAGE(openBytes(archive.build()), InvalidPackage, message);
@@ -71,14 +69,14 @@ TEST(EndRecord, OfAStoredArchiveIsNotTakenForItsOwn) {
 
 TEST(EndRecord, OfASplitArchiveIsRefused) {
   char const message[] = "Damaged ZIP archive: it is split over several disks";
-  std::string const bytes = small().build();
+  std::string const bytes = smallArchive().build();
   EXPECT_THROW_MESSAGE(openBytes(patched(bytes, 18, 1, 2)), InvalidPackage, message);
   EXPECT_THROW_MESSAGE(openBytes(patched(bytes, 16, 1, 2)), InvalidPackage, message);
   EXPECT_THROW_MESSAGE(openBytes(patched(bytes, 14, 1, 2)), InvalidPackage, message);
 }
 
 TEST(EndRecord, MustCountTheEntriesThatAreThere) {
-  std::string const bytes = small().build();
+  std::string const bytes = smallArchive().build();
   auto const counted = [&](std::uint64_t n) { return patched(patched(bytes, 14, n, 2), 12, n, 2); };
   EXPECT_THROW_MESSAGE(openBytes(counted(1)), InvalidPackage,
                        "Damaged ZIP archive: its directory holds more than its items");
@@ -87,7 +85,7 @@ TEST(EndRecord, MustCountTheEntriesThatAreThere) {
 }
 
 TEST(EndRecord, MustPointAtTheDirectory) {
-  std::string const bytes = small().build();
+  std::string const bytes = smallArchive().build();
   EXPECT_THROW_MESSAGE(openBytes(patched(bytes, 6, 0xFFFFFFFF, 4)), InvalidPackage,
                        "Damaged ZIP archive: its directory does not fit into the file");
   EXPECT_THROW_MESSAGE(openBytes(patched(bytes, 10, 0xFFFFFFF0, 4)), InvalidPackage,
@@ -98,7 +96,7 @@ TEST(EndRecord, MustPointAtTheDirectory) {
 
 TEST(EndRecord, AllowsBytesBeforeTheArchive) {
   for (bool const counted : {false, true}) {
-    RawArchive archive = small();
+    RawArchive archive = smallArchive();
     archive.prefix = "#!/bin/sh\nexit\n";
     archive.offsetsCountPrefix = counted;
     auto const opened = openBytes(archive.build());

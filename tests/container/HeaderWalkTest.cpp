@@ -13,8 +13,6 @@ FoundItems walked(std::string const& bytes, std::uint64_t maximumItems = UINT64_
   return walkHeaders(*makeMemoryBytes(bytesOf(bytes)), maximumItems);
 }
 
-RawArchive small() { return {{storedItem("a", "alpha"), deflatedItem("b", compressible(500))}}; }
-
 std::string withoutDirectory(RawArchive const& archive) {
   std::string const bytes = archive.build();
   return bytes.substr(0, bytes.find("PK\1\2"));
@@ -41,7 +39,7 @@ TEST(HeaderWalk, FindsNothingWhereThereIsNoHeader) {
 }
 
 TEST(HeaderWalk, GoesToTheDirectory) {
-  std::string const bytes = small().build();
+  std::string const bytes = smallArchive().build();
   FoundItems const found = walked(bytes);
   EXPECT_EQ(found.count, 2u);
   EXPECT_EQ(found.begin, 0u);
@@ -50,7 +48,7 @@ TEST(HeaderWalk, GoesToTheDirectory) {
 }
 
 TEST(HeaderWalk, GoesToTheEndOfAFileWithoutADirectory) {
-  std::string const bytes = withoutDirectory(small());
+  std::string const bytes = withoutDirectory(smallArchive());
   FoundItems const found = walked(bytes);
   EXPECT_EQ(found.count, 2u);
   EXPECT_EQ(found.end, bytes.size());
@@ -58,7 +56,7 @@ TEST(HeaderWalk, GoesToTheEndOfAFileWithoutADirectory) {
 }
 
 TEST(HeaderWalk, BeginsBehindWhatStandsInFront) {
-  RawArchive archive = small();
+  RawArchive archive = smallArchive();
   archive.prefix = "in front";
   FoundItems const found = walked(archive.build());
   EXPECT_EQ(found.begin, 8u);
@@ -66,7 +64,7 @@ TEST(HeaderWalk, BeginsBehindWhatStandsInFront) {
 }
 
 TEST(HeaderWalk, EndsWhereNoHeaderFollows) {
-  RawArchive archive = small();
+  RawArchive archive = smallArchive();
   archive.items[0].behind = "gap";
   FoundItems const found = walked(archive.build());
   EXPECT_EQ(found.count, 1u);
@@ -74,13 +72,13 @@ TEST(HeaderWalk, EndsWhereNoHeaderFollows) {
 }
 
 TEST(HeaderWalk, EndsAfterSoManyItems) {
-  EXPECT_EQ(walked(small().build(), 1).count, 1u);
-  EXPECT_EQ(walked(small().build(), 0).count, 0u);
+  EXPECT_EQ(walked(smallArchive().build(), 1).count, 1u);
+  EXPECT_EQ(walked(smallArchive().build(), 0).count, 0u);
 }
 
 TEST(HeaderWalk, MakesADirectoryThatLeadsToTheItems) {
-  EXPECT_EQ(contentAfterWalk(small(), "a"), "alpha");
-  EXPECT_EQ(contentAfterWalk(small(), "b"), compressible(500));
+  EXPECT_EQ(contentAfterWalk(smallArchive(), "a"), "alpha");
+  EXPECT_EQ(contentAfterWalk(smallArchive(), "b"), compressible(500));
 }
 
 TEST(HeaderWalk, TakesSizesFromTheDescriptor) {

@@ -16,8 +16,6 @@ namespace opc::model::zip {
 namespace {
 using namespace zt_test;
 
-constexpr std::size_t kLong = (8u << 20) + 100;
-
 std::string oneItem(RawItem item, std::function<void(RawItem&)> const& change) {
   change(item);
   return RawArchive{{item}}.build();

@@ -11,8 +11,6 @@ namespace opc::model::zip {
 namespace {
 using namespace zt_test;
 
-constexpr std::size_t kLong = (8u << 20) + 100;
-
 std::string quoted(std::filesystem::path const& path) { return std::string(1, '\'').append(path.string()) + '\''; }
 
 std::string pythonCommand(std::string const& script) { return "python3 -c \"" + script + "\""; }

@@ -30,7 +30,8 @@ int codeOf(std::string const& path) {
 TEST(RandomAccessBytes, AreReadFromMemoryAndFileAlike) {
   TemporaryDirectory directory;
   zt_test::writeFile(directory / "f", "0123456789");
-  for (auto const& bytes : {makeMemoryBytes(bytesOf("0123456789")), openFileBytes((directory / "f").string())}) {
+  for (auto const& bytes :
+       {makeMemoryBytes(zt_test::bytesOf("0123456789")), openFileBytes((directory / "f").string())}) {
     EXPECT_EQ(bytes->size(), 10u);
     EXPECT_EQ(read(*bytes, 0, 10), "0123456789");
     EXPECT_EQ(read(*bytes, 3, 4), "3456");
@@ -41,7 +42,8 @@ TEST(RandomAccessBytes, AreReadFromMemoryAndFileAlike) {
 TEST(RandomAccessBytes, RefuseToBeReadBeyondTheEnd) {
   TemporaryDirectory directory;
   zt_test::writeFile(directory / "f", "0123456789");
-  for (auto const& bytes : {makeMemoryBytes(bytesOf("0123456789")), openFileBytes((directory / "f").string())}) {
+  for (auto const& bytes :
+       {makeMemoryBytes(zt_test::bytesOf("0123456789")), openFileBytes((directory / "f").string())}) {
     EXPECT_THROW_MESSAGE(read(*bytes, 5, 6), InvalidPackage, "Damaged ZIP archive: it ends too early");
     EXPECT_THROW(read(*bytes, UINT64_MAX, 2), InvalidPackage);
     EXPECT_THROW(read(*bytes, 11, 0), InvalidPackage);

@@ -151,6 +151,8 @@ std::string descriptorOf(RawItem const& item, std::size_t width, bool withSignat
          le(item.central.size, width);
 }
 
+RawArchive smallArchive() { return {{storedItem("a", "alpha"), deflatedItem("b", compressible(500))}}; }
+
 std::string RawArchive::build() const {
   std::string bytes = prefix, directory;
   std::size_t const uncounted = offsetsCountPrefix ? 0 : prefix.size();

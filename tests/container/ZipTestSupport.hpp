@@ -20,6 +20,8 @@ std::string compressible(std::size_t size);
 std::string incompressible(std::size_t size, std::uint32_t seed = 1);
 /// Half of each, in turns of 100,000 bytes, a compressible one first.
 std::string mixed(std::size_t size);
+/// More than any buffer holds.
+inline constexpr std::size_t kLong = (8u << 20) + 100;
 
 std::shared_ptr<zip::Spool> makeSpool();
 zip::Content makeContent(std::shared_ptr<zip::Spool> const& spool, std::string const& bytes, std::size_t step = 1 << 20,
@@ -101,6 +103,8 @@ struct RawArchive {
 
   std::string build() const;
 };
+/// A stored item and a deflated one.
+RawArchive smallArchive();
 
 std::string le(std::uint64_t value, std::size_t size);
 /// Overwrites a number, counted from the end of the bytes. The end record begins at 22.

@@ -19,7 +19,6 @@ using foundation::crypto::utils::CouldNotDecrypt;
 using foundation::crypto::utils::CouldNotEncrypt;
 using zt_test::fromHex;
 
-Bytes const kKey = sampleContent(32);
 Bytes const kIV(16, 0x33);
 
 Bytes encrypted(Bytes const& content) {

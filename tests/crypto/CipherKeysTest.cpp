@@ -22,7 +22,7 @@ using Manager = CipherDataManager;
 
 constexpr char16_t kPassword[] = u"open sesame";
 constexpr char16_t kSalt[] = u"00112233445566778899aabbccddeeff";
-Bytes const kIV(16, 0x5A);
+Bytes const kSampleIV(16, 0x5A);
 
 std::u16string textFromHex(std::string const& digits) { return toString(zt_test::textOf(zt_test::fromHex(digits))); }
 
@@ -44,46 +44,47 @@ TEST(CipherKeys, AgreeWithAnIndependentImplementation) {
 
 // The example of docs/formats.md, computed with Python's hashlib and hmac.
 TEST(CipherKeys, AreThoseOfTheDocumentedExample) {
-  EXPECT_EQ(hexEncode(Manager::deriveEncryptionKey(kPassword, kSalt, kIV, 600'000, 32)),
+  EXPECT_EQ(hexEncode(Manager::deriveEncryptionKey(kPassword, kSalt, kSampleIV, 600'000, 32)),
             "8f310d47101db112d5b4235e4c72a2831001c5d5ccbac395fca79ac161481e3e");
-  EXPECT_EQ(foundation::crypto::utils::base64Encode(Manager::derivePasswordHash(kPassword, kSalt, kIV, 600'000, 32)),
-            "Ugd5MF3J0i+2fuauT5PX47T5UOT6JG7TkAeU4nPLqV4=");
+  EXPECT_EQ(
+      foundation::crypto::utils::base64Encode(Manager::derivePasswordHash(kPassword, kSalt, kSampleIV, 600'000, 32)),
+      "Ugd5MF3J0i+2fuauT5PX47T5UOT6JG7TkAeU4nPLqV4=");
 }
 
 TEST(CipherKeys, AreRefusedForAnotherPassword) {
-  Bytes const hash = Manager::derivePasswordHash(kPassword, kSalt, kIV, 10, 32);
-  EXPECT_THROW_MESSAGE(Manager::deriveDecryptionKey(u"open sesamf", kSalt, hash, kIV, 10, 32),
+  Bytes const hash = Manager::derivePasswordHash(kPassword, kSalt, kSampleIV, 10, 32);
+  EXPECT_THROW_MESSAGE(Manager::deriveDecryptionKey(u"open sesamf", kSalt, hash, kSampleIV, 10, 32),
                        foundation::crypto::utils::CouldNotDecrypt, "The key is wrong or the content is damaged");
-  EXPECT_THROW(Manager::deriveDecryptionKey(kPassword, kSalt, hash, kIV, 11, 32), std::runtime_error);
+  EXPECT_THROW(Manager::deriveDecryptionKey(kPassword, kSalt, hash, kSampleIV, 11, 32), std::runtime_error);
 }
 
 TEST(CipherKeys, HaveAHashThatIsNeitherTheKeyNorABeginningOfIt) {
-  Bytes const hash = Manager::derivePasswordHash(kPassword, kSalt, kIV, 10, 32);
+  Bytes const hash = Manager::derivePasswordHash(kPassword, kSalt, kSampleIV, 10, 32);
   for (int keyBytes : {1, 16, 31, 32, 33, 64}) {
-    Bytes const key = Manager::deriveEncryptionKey(kPassword, kSalt, kIV, 10, keyBytes);
+    Bytes const key = Manager::deriveEncryptionKey(kPassword, kSalt, kSampleIV, 10, keyBytes);
     EXPECT_NE(key, hash);
     auto const shorter = std::min(key.size(), hash.size());
     EXPECT_FALSE(std::equal(key.begin(), key.begin() + static_cast<std::ptrdiff_t>(shorter), hash.begin())) << keyBytes;
   }
-  Bytes const longKey = Manager::deriveEncryptionKey(kPassword, kSalt, kIV, 10, 8160);
+  Bytes const longKey = Manager::deriveEncryptionKey(kPassword, kSalt, kSampleIV, 10, 8160);
   EXPECT_EQ(std::search(longKey.begin(), longKey.end(), hash.begin(), hash.end()), longKey.end());
 }
 
 TEST(CipherKeys, HaveAHashOf32BytesWhateverTheLengthOfTheKey) {
-  Bytes const hash = Manager::derivePasswordHash(kPassword, kSalt, kIV, 10, 1);
+  Bytes const hash = Manager::derivePasswordHash(kPassword, kSalt, kSampleIV, 10, 1);
   EXPECT_EQ(hash.size(), 32U);
-  EXPECT_EQ(Manager::derivePasswordHash(kPassword, kSalt, kIV, 10, 64), hash);
+  EXPECT_EQ(Manager::derivePasswordHash(kPassword, kSalt, kSampleIV, 10, 64), hash);
 }
 
 TEST(CipherKeys, RefuseWhatIsOutOfBounds) {
   for (int iterations : {-1, 0, 10'000'001})
-    EXPECT_THROW_MESSAGE(Manager::deriveEncryptionKey(kPassword, kSalt, kIV, iterations, 32), CryptoError,
+    EXPECT_THROW_MESSAGE(Manager::deriveEncryptionKey(kPassword, kSalt, kSampleIV, iterations, 32), CryptoError,
                          "The number of iterations must be from 1 to 10000000");
   // A derivation with these would take seconds: it does not begin.
   for (auto const& salt : {std::u16string(), std::u16string(1025, u's')})
     EXPECT_THROW_MESSAGE(Manager::deriveDecryptionKey(kPassword, salt, {1}, {}, 10'000'000, 32), CryptoError,
                          "Salt and initialization vector must have 8 to 1024 bytes together");
-  EXPECT_THROW_MESSAGE(Manager::derivePasswordHash(kPassword, kSalt, kIV, 10'000'000, 0), CryptoError,
+  EXPECT_THROW_MESSAGE(Manager::derivePasswordHash(kPassword, kSalt, kSampleIV, 10'000'000, 0), CryptoError,
                        "The length of the key must be from 1 to 8160 bytes");
 }
 
@@ -93,8 +94,8 @@ TEST(CipherKeys, LeaveNoPasswordInMemory) {
   Bytes revealed = hidden.reveal();
   std::u16string const password(revealed.begin(), revealed.end());  // not what is searched for: that is UTF-8
   foundation::crypto::wipe(revealed.data(), revealed.size());
-  Bytes const hash = Manager::derivePasswordHash(password, kSalt, kIV, 2, 32);
-  Manager::deriveDecryptionKey(password, kSalt, hash, kIV, 2, 32);
+  Bytes const hash = Manager::derivePasswordHash(password, kSalt, kSampleIV, 2, 32);
+  Manager::deriveDecryptionKey(password, kSalt, hash, kSampleIV, 2, 32);
   EXPECT_EQ(hidden.countInMemory(), 0U);
 }
 

@@ -24,11 +24,11 @@ constexpr char kHMAC[] = "HMAC-SHA256";
 char const* const kNoCipherNames[] = {"",           "aes256-gcm",    "AES256-gcm",  "AES256-GCM ", " AES256-GCM",
                                       "AES256-CBC", "AES256-GCM\n1", "HMAC-SHA256", "AES256-GC",   "AES-256-GCM"};
 
-Bytes const kKey = sampleContent(32);
-Bytes const kIV(16, 0x11);
+Bytes const kAdapterKey = sampleContent(32);
+Bytes const kAdapterIV(16, 0x11);
 
-Bytes encrypted(Bytes const& iv, Bytes const& content) {
-  CryptoEncryptor encryptor(kKey);
+Bytes encryptedByAdapter(Bytes const& iv, Bytes const& content) {
+  CryptoEncryptor encryptor(kAdapterKey);
   encryptor.initialize(kAES, iv);
   return encryptor.encrypt(content);
 }
@@ -43,46 +43,47 @@ TEST(CryptoEncryptor, AgreesWithAnIndependentImplementation) {
 }
 
 TEST(CryptoEncryptor, RefusesEveryOtherAlgorithm) {
-  CryptoEncryptor encryptor(kKey);
+  CryptoEncryptor encryptor(kAdapterKey);
   for (char const* name : kNoCipherNames)
-    EXPECT_THROW_MESSAGE(encryptor.initialize(name, kIV), std::runtime_error, "Unsupported encryption type and mode.");
+    EXPECT_THROW_MESSAGE(encryptor.initialize(name, kAdapterIV), std::runtime_error,
+                         "Unsupported encryption type and mode.");
 }
 
 TEST(CryptoEncryptor, RefusesANameThatGoesOnBehindANul) {
-  CryptoEncryptor encryptor(kKey);
-  EXPECT_THROW_MESSAGE(encryptor.initialize(std::string("AES256-GCM\0", 11), kIV), std::runtime_error,
+  CryptoEncryptor encryptor(kAdapterKey);
+  EXPECT_THROW_MESSAGE(encryptor.initialize(std::string("AES256-GCM\0", 11), kAdapterIV), std::runtime_error,
                        "Unsupported encryption type and mode.");
 }
 
 TEST(CryptoEncryptor, StaysAsItWasWhenInitializingFails) {
-  CryptoEncryptor encryptor(kKey);
-  encryptor.initialize(kAES, kIV);
+  CryptoEncryptor encryptor(kAdapterKey);
+  encryptor.initialize(kAES, kAdapterIV);
   EXPECT_THROW(encryptor.initialize("AES256-CBC", Bytes(16)), std::runtime_error);
   EXPECT_THROW_MESSAGE(encryptor.initialize(kAES, Bytes(12)), CouldNotEncrypt,
                        "An initialization vector must be 16 bytes long, not 12");
-  EXPECT_EQ(encryptor.encrypt(Bytes(5)), encrypted(kIV, Bytes(5)));
+  EXPECT_EQ(encryptor.encrypt(Bytes(5)), encryptedByAdapter(kAdapterIV, Bytes(5)));
 }
 
 TEST(CryptoEncryptor, TakesANewIVWithEachInitialize) {
-  CryptoEncryptor encryptor(kKey);
+  CryptoEncryptor encryptor(kAdapterKey);
   for (unsigned char i = 0; i < 20; ++i) {
     encryptor.initialize(kAES, Bytes(16, i));
-    EXPECT_EQ(encryptor.encrypt(sampleContent(i)), encrypted(Bytes(16, i), sampleContent(i)));
+    EXPECT_EQ(encryptor.encrypt(sampleContent(i)), encryptedByAdapter(Bytes(16, i), sampleContent(i)));
   }
 }
 
 TEST(CryptoEncryptor, AppendsTheSameMessage) {
-  CryptoEncryptor encryptor(kKey);
-  encryptor.initialize(kAES, kIV);
-  Bytes out = kIV;
+  CryptoEncryptor encryptor(kAdapterKey);
+  encryptor.initialize(kAES, kAdapterIV);
+  Bytes out = kAdapterIV;
   encryptor.encryptTo(sampleContent(40), out);
-  Bytes expected = encrypted(kIV, sampleContent(40));
-  expected.insert(expected.begin(), kIV.begin(), kIV.end());
+  Bytes expected = encryptedByAdapter(kAdapterIV, sampleContent(40));
+  expected.insert(expected.begin(), kAdapterIV.begin(), kAdapterIV.end());
   EXPECT_EQ(out, expected);
 }
 
 TEST(CryptoEncryptor, WantsToBeInitialized) {
-  CryptoEncryptor encryptor(kKey);
+  CryptoEncryptor encryptor(kAdapterKey);
   Bytes out;
   EXPECT_THROW_MESSAGE(encryptor.encrypt({}), std::logic_error, "initialize() has not been called");
   EXPECT_THROW_MESSAGE(encryptor.encryptTo({}, out), std::logic_error, "initialize() has not been called");
@@ -95,39 +96,40 @@ TEST(CryptoEncryptor, RefusesAKeyOfAnotherLength) {
 }
 
 TEST(CryptoDecryptor, GivesTheContentBack) {
-  CryptoDecryptor decryptor(kKey);
+  CryptoDecryptor decryptor(kAdapterKey);
   for (std::size_t length : {0U, 1U, 16U, 16384U, 50'000U}) {
-    decryptor.initialize(kAES, kIV);
-    EXPECT_EQ(decryptor.decrypt(encrypted(kIV, sampleContent(length))), sampleContent(length));
+    decryptor.initialize(kAES, kAdapterIV);
+    EXPECT_EQ(decryptor.decrypt(encryptedByAdapter(kAdapterIV, sampleContent(length))), sampleContent(length));
   }
 }
 
 TEST(CryptoDecryptor, RefusesEveryOtherAlgorithm) {
-  CryptoDecryptor decryptor(kKey);
+  CryptoDecryptor decryptor(kAdapterKey);
   for (char const* name : kNoCipherNames)
-    EXPECT_THROW_MESSAGE(decryptor.initialize(name, kIV), std::runtime_error, "Unsupported decryption type and mode.");
+    EXPECT_THROW_MESSAGE(decryptor.initialize(name, kAdapterIV), std::runtime_error,
+                         "Unsupported decryption type and mode.");
 }
 
 TEST(CryptoDecryptor, StaysAsItWasWhenInitializingFails) {
-  CryptoDecryptor decryptor(kKey);
-  decryptor.initialize(kAES, kIV);
+  CryptoDecryptor decryptor(kAdapterKey);
+  decryptor.initialize(kAES, kAdapterIV);
   EXPECT_THROW(decryptor.initialize("AES256-CBC", Bytes(16)), std::runtime_error);
   EXPECT_THROW(decryptor.initialize(kAES, Bytes(17)), CouldNotDecrypt);
-  EXPECT_EQ(decryptor.decrypt(encrypted(kIV, Bytes(5))), Bytes(5));
+  EXPECT_EQ(decryptor.decrypt(encryptedByAdapter(kAdapterIV, Bytes(5))), Bytes(5));
 }
 
 TEST(CryptoDecryptor, LetsTheLibrarysRefusalPass) {
-  CryptoDecryptor decryptor(kKey);
+  CryptoDecryptor decryptor(kAdapterKey);
   decryptor.initialize(kAES, Bytes(16, 0x12));
   Bytes out = {1};
-  EXPECT_THROW_MESSAGE(decryptor.decrypt(encrypted(kIV, Bytes(5))), CouldNotDecrypt,
+  EXPECT_THROW_MESSAGE(decryptor.decrypt(encryptedByAdapter(kAdapterIV, Bytes(5))), CouldNotDecrypt,
                        "The key is wrong or the content is damaged");
   EXPECT_THROW(decryptor.decryptTo(Bytes(40), out), CouldNotDecrypt);
   EXPECT_EQ(out, Bytes{1});
 }
 
 TEST(CryptoDecryptor, WantsToBeInitialized) {
-  CryptoDecryptor decryptor(kKey);
+  CryptoDecryptor decryptor(kAdapterKey);
   EXPECT_THROW_MESSAGE(decryptor.decrypt(Bytes(16)), std::logic_error, "initialize() has not been called");
 }
 
@@ -144,13 +146,13 @@ TEST(CryptoDigestEngine, AgreesWithAnIndependentImplementation) {
 }
 
 TEST(CryptoDigestEngine, RefusesEveryOtherAlgorithm) {
-  CryptoDigestEngine digests(kKey);
+  CryptoDigestEngine digests(kAdapterKey);
   for (char const* name : {"", "hmac-sha256", "HMAC-SHA512", "SHA256", "AES256-GCM", "HMAC-SHA256 "})
     EXPECT_THROW_MESSAGE(digests.initialize(name), std::runtime_error, "Unsupported digest algorithm.");
 }
 
 TEST(CryptoDigestEngine, StaysAsItWasWhenInitializingFails) {
-  CryptoDigestEngine digests(kKey);
+  CryptoDigestEngine digests(kAdapterKey);
   digests.initialize(kHMAC);
   Bytes const before = digests.digest(Bytes(3));
   EXPECT_THROW(digests.initialize("MD5"), std::runtime_error);
@@ -160,7 +162,7 @@ TEST(CryptoDigestEngine, StaysAsItWasWhenInitializingFails) {
 }
 
 TEST(CryptoDigestEngine, WantsToBeInitialized) {
-  CryptoDigestEngine digests(kKey);
+  CryptoDigestEngine digests(kAdapterKey);
   EXPECT_THROW_MESSAGE(digests.digest({}), std::logic_error, "initialize() has not been called");
 }
 
@@ -173,8 +175,8 @@ TEST(CryptoAdapters, LeaveNoKeyInMemory) {
     CryptoDecryptor decryptor(revealed);
     CryptoDigestEngine digests(revealed);
     foundation::crypto::wipe(revealed.data(), revealed.size());
-    encryptor.initialize(kAES, kIV);
-    decryptor.initialize(kAES, kIV);
+    encryptor.initialize(kAES, kAdapterIV);
+    decryptor.initialize(kAES, kAdapterIV);
     digests.initialize(kHMAC);
     EXPECT_EQ(decryptor.decrypt(encryptor.encrypt(Bytes(100))), Bytes(100));
     digests.digest(Bytes(100));

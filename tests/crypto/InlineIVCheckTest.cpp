@@ -14,9 +14,7 @@ namespace {
 using namespace crypto_test;
 using foundation::crypto::AESKey;
 
-Bytes const kKey = sampleContent(32);
-
-Bytes encrypted(Bytes const& content) {
+Bytes encryptedInline(Bytes const& content) {
   EncryptionWithInlineIVTransform transform(sourceOf(content), std::make_shared<CryptoEncryptor>(kKey), "AES256-GCM",
                                             createIVGenerator(IVMode::Random, {}));
   return readAll(transform);
@@ -41,18 +39,18 @@ bool isAuthentic(Bytes const& message) {
 
 TEST(InlineIVCheck, TakesWhatTheTransformMakes) {
   for (std::size_t const size : {0U, 1U, 15U, 16U, 17U, 16383U, 16384U, 16385U, 100'000U})
-    EXPECT_TRUE(isAuthentic(encrypted(sampleContent(size)))) << size;
+    EXPECT_TRUE(isAuthentic(encryptedInline(sampleContent(size)))) << size;
 }
 
 TEST(InlineIVCheck, TakesMessagesInPiecesOfAnySize) {
-  Bytes const message = encrypted(sampleContent(5000));
+  Bytes const message = encryptedInline(sampleContent(5000));
   InlineIVCheck check{AESKey(kKey)};
   for (std::size_t const step : {1U, 2U, 15U, 16U, 17U, 31U, 32U, 33U, 4096U})
     EXPECT_TRUE(isAuthentic(check, message, step)) << step;
 }
 
 TEST(InlineIVCheck, RefusesAnyBitChanged) {
-  Bytes const message = encrypted(sampleContent(37));
+  Bytes const message = encryptedInline(sampleContent(37));
   for (std::size_t bit = 0; bit < 8 * message.size(); ++bit) {
     Bytes changed = message;
     changed[bit / 8] ^= static_cast<unsigned char>(1 << bit % 8);
@@ -61,7 +59,7 @@ TEST(InlineIVCheck, RefusesAnyBitChanged) {
 }
 
 TEST(InlineIVCheck, RefusesEveryOtherLength) {
-  Bytes message = encrypted(sampleContent(37));
+  Bytes message = encryptedInline(sampleContent(37));
   for (std::size_t size = 0; size < message.size(); ++size) EXPECT_FALSE(isAuthentic(front(message, size))) << size;
   message.push_back(0);
   EXPECT_FALSE(isAuthentic(message));
@@ -71,11 +69,11 @@ TEST(InlineIVCheck, RefusesAnotherKey) {
   Bytes other = kKey;
   other.back() ^= 1;
   InlineIVCheck check{AESKey(other)};
-  EXPECT_FALSE(isAuthentic(check, encrypted(sampleContent(37))));
+  EXPECT_FALSE(isAuthentic(check, encryptedInline(sampleContent(37))));
 }
 
 TEST(InlineIVCheck, TakesOneMessageAfterADamagedOne) {
-  Bytes const message = encrypted(sampleContent(37));
+  Bytes const message = encryptedInline(sampleContent(37));
   InlineIVCheck check{AESKey(kKey)};
   EXPECT_FALSE(isAuthentic(check, front(message, 20)));
   EXPECT_TRUE(isAuthentic(check, message));
@@ -83,7 +81,7 @@ TEST(InlineIVCheck, TakesOneMessageAfterADamagedOne) {
 
 TEST(InlineIVCheck, SaysOfAMessageOnlyOnceThatItIsAuthentic) {
   InlineIVCheck check{AESKey(kKey)};
-  EXPECT_TRUE(isAuthentic(check, encrypted(sampleContent(37))));
+  EXPECT_TRUE(isAuthentic(check, encryptedInline(sampleContent(37))));
   EXPECT_FALSE(check.isAuthentic());
 }
 

@@ -15,18 +15,17 @@ namespace {
 using namespace crypto_test;
 using zt_test::fromHex;
 
-constexpr char kAES[] = "AES256-GCM";
-Bytes const kKey = sampleContent(32);
-Bytes const kFixed = fromHex("a0a1a2a3a4a5a6a7");
+constexpr char kCipherName[] = "AES256-GCM";
+Bytes const kFixedPortion = fromHex("a0a1a2a3a4a5a6a7");
 
-std::shared_ptr<IVGenerator> counting() { return createIVGenerator(IVMode::Deterministic, kFixed); }
+std::shared_ptr<IVGenerator> counting() { return createIVGenerator(IVMode::Deterministic, kFixedPortion); }
 
-EncryptionWithInlineIVTransform encrypting(Bytes const& content, std::string const& algorithm = kAES,
+EncryptionWithInlineIVTransform encrypting(Bytes const& content, std::string const& algorithm = kCipherName,
                                            std::u16string const& type = u"text/plain") {
   return {sourceOf(content, type), std::make_shared<CryptoEncryptor>(kKey), algorithm, counting()};
 }
 
-DecryptionWithInlineIVTransform decrypting(Bytes const& stored, std::string const& algorithm = kAES,
+DecryptionWithInlineIVTransform decrypting(Bytes const& stored, std::string const& algorithm = kCipherName,
                                            std::u16string const& type = u"text/plain") {
   return {sourceOf(stored, type), std::make_shared<CryptoDecryptor>(kKey), algorithm};
 }
@@ -70,7 +69,7 @@ TEST(EncryptionWithInlineIVTransform, PutsTheIVBeforeTheMessage) {
   for (std::size_t length : {0U, 1U, 15U, 16U, 17U, 4096U, 40'000U}) {
     CryptoEncryptor encryptor(kKey);
     Bytes const iv = counting()->generate();
-    encryptor.initialize(kAES, iv);
+    encryptor.initialize(kCipherName, iv);
     Bytes const bytes = stored(sampleContent(length));
     EXPECT_EQ(front(bytes, 16), iv);
     EXPECT_EQ(behind(bytes, 16), encryptor.encrypt(sampleContent(length)));
@@ -93,7 +92,7 @@ TEST(EncryptionWithInlineIVTransform, NamesEncryptionBeforeIV) {
 }
 
 TEST(EncryptionWithInlineIVTransform, KeepsTheOtherParameters) {
-  EXPECT_EQ(encrypting({}, kAES, u"text/plain;charset=UTF-8").getContentType().toString(),
+  EXPECT_EQ(encrypting({}, kCipherName, u"text/plain;charset=UTF-8").getContentType().toString(),
             u"text/plain;charset=UTF-8;encryption=AES256-GCM;iv=inline");
 }
 
@@ -120,20 +119,21 @@ TEST(EncryptionWithInlineIVTransform, TellsOfAnUnsupportedAlgorithm) {
 }
 
 TEST(EncryptionWithInlineIVTransform, TellsOfARuntimeError) {
-  EncryptionWithInlineIVTransform transform(sourceOf({}), throwing(std::runtime_error("too bad")), kAES, counting());
+  EncryptionWithInlineIVTransform transform(sourceOf({}), throwing(std::runtime_error("too bad")), kCipherName,
+                                            counting());
   EXPECT_EQ(lineOfRefusal(transform, Bytes(5)), "An error occurred during encryption:too bad\n");
 }
 
 TEST(EncryptionWithInlineIVTransform, TellsOfAGeneratorThatFails) {
-  EncryptionWithInlineIVTransform transform(sourceOf({}), std::make_shared<CryptoEncryptor>(kKey), kAES,
+  EncryptionWithInlineIVTransform transform(sourceOf({}), std::make_shared<CryptoEncryptor>(kKey), kCipherName,
                                             std::make_shared<ThrowingGenerator>());
   EXPECT_EQ(lineOfRefusal(transform, Bytes(5)), "An error occurred during encryption:no IV\n");
 }
 
 TEST(EncryptionWithInlineIVTransform, TellsOfAnythingElseWithoutAMessage) {
-  EncryptionWithInlineIVTransform logic(sourceOf({}), throwing(std::logic_error("hidden")), kAES, counting());
+  EncryptionWithInlineIVTransform logic(sourceOf({}), throwing(std::logic_error("hidden")), kCipherName, counting());
   EXPECT_EQ(lineOfRefusal(logic, Bytes(5)), "An error occurred during encryption.\n");
-  EncryptionWithInlineIVTransform number(sourceOf({}), throwing(42), kAES, counting());
+  EncryptionWithInlineIVTransform number(sourceOf({}), throwing(42), kCipherName, counting());
   EXPECT_EQ(lineOfRefusal(number, Bytes(5)), "An error occurred during encryption.\n");
 }
 
@@ -176,15 +176,16 @@ TEST(DecryptionWithInlineIVTransform, GivesTheContentBack) {
 }
 
 TEST(DecryptionWithInlineIVTransform, TakesEncryptionAndIVOffTheContentType) {
-  EXPECT_EQ(
-      decrypting({}, kAES, u"text/plain;charset=UTF-8;encryption=AES256-GCM;iv=inline").getContentType().toString(),
-      u"text/plain;charset=UTF-8");
+  EXPECT_EQ(decrypting({}, kCipherName, u"text/plain;charset=UTF-8;encryption=AES256-GCM;iv=inline")
+                .getContentType()
+                .toString(),
+            u"text/plain;charset=UTF-8");
   EXPECT_EQ(decrypting({}).getContentType(), ContentType(u"text/plain"));
 }
 
 TEST(DecryptionWithInlineIVTransform, UndoesWhatEncryptionDidToTheContentType) {
   std::u16string const type = encrypting({}).getContentType().toString();
-  EXPECT_EQ(decrypting({}, kAES, type).getContentType().toString(), u"text/plain");
+  EXPECT_EQ(decrypting({}, kCipherName, type).getContentType().toString(), u"text/plain");
 }
 
 TEST(DecryptionWithInlineIVTransform, NeedsTheWholeContent) { EXPECT_TRUE(decrypting({}).mustTransformEntireStream()); }
@@ -192,7 +193,7 @@ TEST(DecryptionWithInlineIVTransform, NeedsTheWholeContent) { EXPECT_TRUE(decryp
 TEST(DecryptionWithInlineIVTransform, TakesShortContentForAShortIVAndAnEmptyMessage) {
   for (std::size_t length : {0U, 1U, 15U}) {
     auto const cipher = std::make_shared<ScriptedCipher>();
-    DecryptionWithInlineIVTransform transform(sourceOf({}), cipher, kAES);
+    DecryptionWithInlineIVTransform transform(sourceOf({}), cipher, kCipherName);
     Bytes out = {1};
     EXPECT_TRUE(transform.transformData(Bytes(length, 7), out));
     EXPECT_EQ(cipher->lastIV, Bytes(length, 7));
@@ -219,7 +220,7 @@ TEST(DecryptionWithInlineIVTransform, RefusesAnyChangedBit) {
 }
 
 TEST(DecryptionWithInlineIVTransform, RefusesAnotherKey) {
-  DecryptionWithInlineIVTransform transform(sourceOf({}), std::make_shared<CryptoDecryptor>(Bytes(32)), kAES);
+  DecryptionWithInlineIVTransform transform(sourceOf({}), std::make_shared<CryptoDecryptor>(Bytes(32)), kCipherName);
   EXPECT_EQ(lineOfRefusal(transform, stored(Bytes(5))),
             std::string("An error occurred during decryption:") + kDamaged + "\n");
 }
@@ -231,14 +232,14 @@ TEST(DecryptionWithInlineIVTransform, TellsOfAnUnsupportedAlgorithm) {
 }
 
 TEST(DecryptionWithInlineIVTransform, TellsOfAnythingElseWithoutAMessage) {
-  DecryptionWithInlineIVTransform logic(sourceOf({}), throwing(std::logic_error("hidden")), kAES);
+  DecryptionWithInlineIVTransform logic(sourceOf({}), throwing(std::logic_error("hidden")), kCipherName);
   EXPECT_EQ(lineOfRefusal(logic, Bytes(40)), "An error occurred during decryption.\n");
-  DecryptionWithInlineIVTransform number(sourceOf({}), throwing(42), kAES);
+  DecryptionWithInlineIVTransform number(sourceOf({}), throwing(42), kCipherName);
   EXPECT_EQ(lineOfRefusal(number, Bytes(40)), "An error occurred during decryption.\n");
 }
 
 TEST(DecryptionWithInlineIVTransform, FailsAsEveryTransformDoes) {
-  auto transform = decrypting(Bytes(40), kAES, u"text/plain;encryption=AES256-GCM;iv=inline");
+  auto transform = decrypting(Bytes(40), kCipherName, u"text/plain;encryption=AES256-GCM;iv=inline");
   testing::internal::CaptureStdout();
   EXPECT_THROW_MESSAGE(
       transform.getInputStream(), CouldNotTransformContentData,

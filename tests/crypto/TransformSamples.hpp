@@ -6,32 +6,21 @@
 #include <sstream>
 #include <string>
 
-#include "opc/ztservices/ContentSources.hpp"
+#include "samples/BytesSource.hpp"
 #include "support/CryptoAnswers.hpp"
 #include "support/TestSupport.hpp"
 
 namespace crypto_test {
 
 using opc::model::ContentType;
+using opc::ztservices::samples::BytesSource;
 using zt_test::Bytes;
 using zt_test::sampleContent;
 
-/// A source of these bytes.
-class BytesSource final : public opc::ztservices::IContentSource {
- public:
-  BytesSource(Bytes bytes, std::u16string const& type) : bytes_(std::move(bytes)), type_(type), stream_(bytes_) {}
-
-  ContentType getContentType() override { return type_; }
-  opc::InputStream& getInputStream() override { return stream_; }
-
- private:
-  Bytes bytes_;
-  ContentType type_;
-  opc::ByteArrayInAdaptor stream_;
-};
+inline Bytes const kKey = sampleContent(32);
 
 inline std::unique_ptr<BytesSource> sourceOf(Bytes bytes, std::u16string const& type = u"text/plain") {
-  return std::make_unique<BytesSource>(std::move(bytes), type);
+  return std::make_unique<BytesSource>(std::move(bytes), ContentType(type));
 }
 
 inline Bytes readAll(opc::ztservices::IContentSource& source) {

@@ -15,7 +15,7 @@ namespace {
 using samples::create;
 using samples::read;
 
-std::string textOf(std::size_t size) {
+std::string numberText(std::size_t size) {
   std::string text;
   for (std::size_t i = 0; text.size() < size; ++i) text += std::to_string(i * 7919 % 100'003) + ' ';
   text.resize(size);
@@ -33,8 +33,8 @@ std::unique_ptr<Package> packageWith(unsigned threads) {
 TEST(CompressionThreads, MakeNoDifferenceToTheBytes) {
   auto const bytesWith = [](unsigned threads) {
     auto const package = packageWith(threads);
-    for (int i = 0; i < 50; ++i) create(*package, nameOf(i), textOf(static_cast<std::size_t>(i) * 3001));
-    create(*package, u"/large.txt", textOf(11'000'000));
+    for (int i = 0; i < 50; ++i) create(*package, nameOf(i), numberText(static_cast<std::size_t>(i) * 3001));
+    create(*package, u"/large.txt", numberText(11'000'000));
     return package->saveToBytes();
   };
   auto const expected = bytesWith(0);
@@ -43,7 +43,7 @@ TEST(CompressionThreads, MakeNoDifferenceToTheBytes) {
 
 TEST(CompressionThreads, LetAPartBeReadRightAfterItIsWritten) {
   auto const package = packageWith(2);
-  std::string const text = textOf(2'000'000);
+  std::string const text = numberText(2'000'000);
   Part const part = create(*package, u"/a.txt", text);
   EXPECT_EQ(part.getSize(), text.size());
   EXPECT_TRUE(read(part) == text);
@@ -52,17 +52,17 @@ TEST(CompressionThreads, LetAPartBeReadRightAfterItIsWritten) {
 
 TEST(CompressionThreads, KeepTheLatestOfWhatIsWritten) {
   auto const package = packageWith(2);
-  Part const part = create(*package, u"/a.txt", textOf(1'000'000));
+  Part const part = create(*package, u"/a.txt", numberText(1'000'000));
   for (auto const* text : {"one", "two", "three"}) samples::write(part, text);
   EXPECT_EQ(read(*samples::open(package->saveToBytes()), u"/a.txt"), "three");
 }
 
 TEST(CompressionThreads, ForgetAPartThatIsDeletedMeanwhile) {
   auto const package = packageWith(2);
-  create(*package, u"/a.txt", textOf(1'000'000));
+  create(*package, u"/a.txt", numberText(1'000'000));
   package->deletePart(PartName(u"/a.txt"));
   create(*package, u"/a.txt", "new");
-  create(*package, u"/b.txt", textOf(1'000'000));
+  create(*package, u"/b.txt", numberText(1'000'000));
   package->deletePart(PartName(u"/b.txt"));
   EXPECT_EQ(samples::snapshot(*samples::open(package->saveToBytes())),
             (std::vector<std::string>{"/a.txt application/xml new"}));
@@ -71,7 +71,7 @@ TEST(CompressionThreads, ForgetAPartThatIsDeletedMeanwhile) {
 TEST(CompressionThreads, KeepAPartAsItWasWhenItsStreamIsAbandoned) {
   auto const package = packageWith(2);
   Part const part = create(*package, u"/a.txt", "old");
-  std::string const text = textOf(20'000'000);
+  std::string const text = numberText(20'000'000);
   try {
     auto const stream = part.getOutputStream();
     stream->write(text.data(), text.size());
@@ -91,7 +91,7 @@ TEST(CompressionThreads, CompleteAStreamThatIsNotClosed) {
 
 TEST(CompressionThreads, MayBeChangedAtAnyTime) {
   auto const package = packageWith(2);
-  std::string const text = textOf(12'000'000);
+  std::string const text = numberText(12'000'000);
   Part const part = create(*package, u"/a.txt");
   auto const stream = part.getOutputStream();
   for (unsigned const threads : {1u, 0u, 3u}) {
@@ -105,7 +105,7 @@ TEST(CompressionThreads, MayBeChangedAtAnyTime) {
 
 TEST(CompressionThreads, EndWithAPackageThatIsNotSaved) {
   auto const package = packageWith(4);
-  for (int i = 0; i < 20; ++i) create(*package, nameOf(i), textOf(500'000));
+  for (int i = 0; i < 20; ++i) create(*package, nameOf(i), numberText(500'000));
 }
 
 /// What was closed, but could not be spooled, is neither lost nor forgotten.
@@ -114,7 +114,8 @@ TEST(CompressionThreads, HaveSaveThrowWhatWentWrongBehindAClosedStreamUntilItGoe
   auto const package = Package::create(directory.u16("p.opc"));
   package->setCompressionThreads(2);
   package->setCompressionLevel(CompressionLevel::Fast);
-  std::string const text = textOf(8'000'000);  // its deflated bytes do not fit into the spool's memory with the next
+  std::string const text =
+      numberText(8'000'000);  // its deflated bytes do not fit into the spool's memory with the next
   for (int i = 0; i < 2; ++i) create(*package, nameOf(i), text);
   zt_test::calls::begin("openat", ENOSPC);
   for (int i = 0; i < 2; ++i)
@@ -133,7 +134,7 @@ TEST(CompressionThreads, KeepWhatWasClosedAndTellWhatWasNotWhereTheSpoolFailsNow
   auto const package = Package::create(directory.u16("p.opc"));
   package->setCompressionThreads(8);
   package->setCompressionLevel(CompressionLevel::Fast);
-  std::string const text = textOf(40'000);
+  std::string const text = numberText(40'000);
   std::vector<bool> isClosed;
   for (int i = 0; i < kParts; ++i) {
     bool const fails = i % 500 >= 300;

@@ -34,7 +34,7 @@ void addRelationships(RelationshipSource const& source, std::vector<std::string>
 }
 
 /// Parts with types and bytes, relationships, and items that are no parts.
-std::vector<std::string> everythingIn(Package const& package) {
+std::vector<std::string> linesOf(Package const& package) {
   auto lines = samples::snapshot(package);
   addRelationships(package, lines);
   for (auto const& name : package.getPartNames()) addRelationships(package.getPart(name), lines);
@@ -50,7 +50,7 @@ class DamagedPackage : public testing::Test {
 /// What the package holds, or nothing where it or one of its parts is refused. Any other exception passes out.
 std::vector<std::string> readOrRefused(Bytes const& bytes) {
   try {
-    return everythingIn(*samples::open(bytes, AccessMode::ReadOnly));
+    return linesOf(*samples::open(bytes, AccessMode::ReadOnly));
   } catch (InvalidPackage const&) {
   } catch (InvalidItem const&) {
   }

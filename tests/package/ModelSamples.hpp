@@ -6,22 +6,11 @@
 #include <vector>
 
 #include "opc/model/Package.hpp"
+#include "samples/Archives.hpp"
 
 /// Small packages for the tests of this layer.
 namespace opc::model::samples {
 
-using Bytes = std::vector<unsigned char>;
-
-struct Item {
-  std::string name, content;
-};
-
-/// A ZIP archive of these items, in this order.
-Bytes archiveOf(std::vector<Item> const& items);
-
-/// A content types document with these children, and defaults for "rels" and "xml".
-std::string contentTypes(std::string const& children = {});
-std::string relationships(std::string const& children);
 /// One Relationship element.
 std::string relationship(std::string const& id, std::string const& target, std::string const& more = {});
 

@@ -14,11 +14,11 @@ namespace {
 using samples::create;
 using samples::open;
 
-constexpr char kType[] = "http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties";
-std::u16string const kU16Type(kType, kType + sizeof kType - 1);
+constexpr char kCoreType[] = "http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties";
+std::u16string const kU16Type(kCoreType, kCoreType + sizeof kCoreType - 1);
 
 std::string coreRelationship(std::string const& id, std::string const& target, std::string const& more = {}) {
-  return "<Relationship Id='" + id + "' Type='" + kType + "' Target='" + target + "' " + more + "/>";
+  return "<Relationship Id='" + id + "' Type='" + kCoreType + "' Target='" + target + "' " + more + "/>";
 }
 
 std::string core(std::string const& children, std::string const& rootAttributes = {}) {
@@ -28,18 +28,18 @@ std::string core(std::string const& children, std::string const& rootAttributes 
          rootAttributes + ">" + children + "</cp:coreProperties>";
 }
 
-std::unique_ptr<Package> packageWith(std::string const& coreXml) {
+std::unique_ptr<Package> packageAround(std::string const& coreXml) {
   return open(samples::packageOf(
       {{"_rels/.rels", samples::relationships(coreRelationship("c", "p/core.xml"))}, {"p/core.xml", coreXml}}));
 }
 
 CoreProperties readChildren(std::string const& children) {
-  return PackageHelper::getCoreProperties(*packageWith(core(children)));
+  return PackageHelper::getCoreProperties(*packageAround(core(children)));
 }
 
-std::string faultOf(std::string const& coreXml) {
+std::string faultOfCore(std::string const& coreXml) {
   try {
-    PackageHelper::getCoreProperties(*packageWith(coreXml));
+    PackageHelper::getCoreProperties(*packageAround(coreXml));
   } catch (InvalidPartContent const& error) {
     return error.what();
   }
@@ -138,7 +138,7 @@ TEST(CoreProperties, AreWrittenInOneForm) {
 }
 
 TEST(CoreProperties, KeepTheNameOfAnExistingPart) {
-  auto const package = packageWith(core("<dc:title>old</dc:title>"));
+  auto const package = packageAround(core("<dc:title>old</dc:title>"));
   CoreProperties p = PackageHelper::getCoreProperties(*package);
   p.setTitle(u"new");
   PackageHelper::createOrUpdateCoreProperties(*package, p);
@@ -208,7 +208,7 @@ TEST(CoreProperties, ReadTimesInEveryForm) {
 }
 
 TEST(CoreProperties, KeepTheContentTypeOfTheFirstEdition) {
-  auto const package = packageWith(core("<cp:contentType>Document</cp:contentType><dc:title>t</dc:title>"));
+  auto const package = packageAround(core("<cp:contentType>Document</cp:contentType><dc:title>t</dc:title>"));
   CoreProperties p = PackageHelper::getCoreProperties(*package);
   EXPECT_EQ(p.getContentType(), u"Document");
   p.setTitle(u"new");
@@ -289,20 +289,20 @@ TEST(CoreProperties, OfSeveralAreChangedWhereTheyAreRead) {
 }
 
 TEST(CoreProperties, WithADocumentTypeAreRefusedAlone) {
-  auto const package = packageWith("<!DOCTYPE x [<!ENTITY e 'e'>]>" + core("<dc:title>&e;</dc:title>"));
+  auto const package = packageAround("<!DOCTYPE x [<!ENTITY e 'e'>]>" + core("<dc:title>&e;</dc:title>"));
   EXPECT_THROW(PackageHelper::getCoreProperties(*package), InvalidPartContent);
   EXPECT_EQ(open(package->saveToBytes())->getPartNames(), package->getPartNames());
 }
 
 TEST(CoreProperties, ResolveThePrefixOfTheTimeType) {
-  EXPECT_EQ(faultOf(core("<t:created xmlns:t='http://purl.org/dc/terms/' xsi:type='t:W3CDTF'>2006</t:created>")),
+  EXPECT_EQ(faultOfCore(core("<t:created xmlns:t='http://purl.org/dc/terms/' xsi:type='t:W3CDTF'>2006</t:created>")),
             "none");
-  EXPECT_EQ(faultOf(core("<dcterms:created xmlns:q='urn:q' xsi:type='q:W3CDTF'>2006</dcterms:created>")),
+  EXPECT_EQ(faultOfCore(core("<dcterms:created xmlns:q='urn:q' xsi:type='q:W3CDTF'>2006</dcterms:created>")),
             "/p/core.xml: xsi:type must be dcterms:W3CDTF: dcterms:created");
 }
 
 TEST(CoreProperties, RefuseWhatTheyMustNotHold) {
-  auto const fault = [](std::string const& children) { return faultOf(core(children)); };
+  auto const fault = [](std::string const& children) { return faultOfCore(core(children)); };
   std::string const at = "/p/core.xml: ";
   EXPECT_EQ(fault("<dc:title>a</dc:title><dc:title>b</dc:title>"), at + "Repeated element: dc:title");
   EXPECT_EQ(fault("<cp:keywords/><cp:keywords/>"), at + "Repeated element: cp:keywords");
@@ -323,18 +323,18 @@ TEST(CoreProperties, RefuseWhatTheyMustNotHold) {
 
 TEST(CoreProperties, RefuseMarkupCompatibility) {
   std::string const mc = "xmlns:mc='http://schemas.openxmlformats.org/markup-compatibility/2006' ";
-  EXPECT_EQ(faultOf(core("", mc)), "/p/core.xml: Markup compatibility is not allowed: cp:coreProperties");
-  EXPECT_EQ(faultOf(core("<dc:title " + mc + ">x</dc:title>")),
+  EXPECT_EQ(faultOfCore(core("", mc)), "/p/core.xml: Markup compatibility is not allowed: cp:coreProperties");
+  EXPECT_EQ(faultOfCore(core("<dc:title " + mc + ">x</dc:title>")),
             "/p/core.xml: Markup compatibility is not allowed: dc:title");
 }
 
 TEST(CoreProperties, RefuseAttributesOfTheRoot) {
-  EXPECT_EQ(faultOf(core("", "xml:lang='en'")), "/p/core.xml: Unexpected attribute xml:lang: cp:coreProperties");
+  EXPECT_EQ(faultOfCore(core("", "xml:lang='en'")), "/p/core.xml: Unexpected attribute xml:lang: cp:coreProperties");
 }
 
 TEST(CoreProperties, RefuseOtherDocuments) {
   for (auto text : {"", "no xml", "<other/>", "<coreProperties/>"})
-    EXPECT_TRUE(faultOf(text).starts_with("/p/core.xml: ")) << text;
+    EXPECT_TRUE(faultOfCore(text).starts_with("/p/core.xml: ")) << text;
 }
 
 TEST(Target, IsFoundInAnotherCase) {
@@ -346,7 +346,7 @@ TEST(Target, IsFoundInAnotherCase) {
 }
 
 TEST(Target, IsNoPartWhereItIsMissingOrOutside) {
-  auto const package = packageWith(core(""));
+  auto const package = packageAround(core(""));
   for (Relationship const& relationship :
        {package->createInternalRelationship(u"http://x", URI(u"/gone.xml")),
         package->createExternalRelationship(u"http://x", u"http://example.org/p/core.xml"),
@@ -380,7 +380,7 @@ TEST(DeleteRelationshipsAndTargets, CopesWithTargetsThatAreNoParts) {
 }
 
 TEST(CoreProperties, AreNotUnpackedWhereTheyAreTooLong) {
-  auto const package = packageWith(core("<dc:title>" + std::string(17u << 20, ' ') + "</dc:title>"));
+  auto const package = packageAround(core("<dc:title>" + std::string(17u << 20, ' ') + "</dc:title>"));
   EXPECT_THROW_MESSAGE(PackageHelper::getCoreProperties(*package), InvalidPartContent,
                        "/p/core.xml: The document is longer than 16777216 bytes");
 }

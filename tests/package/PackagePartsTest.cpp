@@ -23,7 +23,7 @@ std::u16string clash(Package const& package, std::u16string const& name) {
   return existing;
 }
 
-std::unique_ptr<Package> packageWith(std::vector<std::u16string> const& names) {
+std::unique_ptr<Package> packageOfParts(std::vector<std::u16string> const& names) {
   auto package = Package::createInMemory();
   for (auto const& name : names) create(*package, name);
   return package;
@@ -40,20 +40,20 @@ TEST(Package, CreatesEmptyParts) {
 }
 
 TEST(Package, HasPartsByTheirExactNames) {
-  auto const package = packageWith({u"/a.xml"});
+  auto const package = packageOfParts({u"/a.xml"});
   EXPECT_TRUE(package->hasPart(PartName(u"/a.xml")));
   for (auto name : {u"/A.xml", u"a.xml", u"/a.xm", u"/a.xml/", u"", u"/", u"/\u00e4", u"/\xD800"})
     EXPECT_FALSE(package->hasPart(PartName(name)));
 }
 
 TEST(Package, ListsPartsByCodeUnit) {
-  auto const package = packageWith({u"/b", u"/a/x", u"/a.x", u"/B2", u"/a!"});
+  auto const package = packageOfParts({u"/b", u"/a/x", u"/a.x", u"/B2", u"/a!"});
   EXPECT_EQ(package->getPartNames(), (std::vector<PartName>{PartName(u"/B2"), PartName(u"/a!"), PartName(u"/a.x"),
                                                             PartName(u"/a/x"), PartName(u"/b")}));
 }
 
 TEST(Package, SaysWhichPartItDoesNotHave) {
-  auto const package = packageWith({u"/a"});
+  auto const package = packageOfParts({u"/a"});
   EXPECT_THROW_MESSAGE(package->getPart(PartName(u"/A")), PartNotFound, "Part not found: /A");
   EXPECT_THROW_MESSAGE(package->deletePart(PartName(u"/b\n")), PartNotFound, "Part not found: /b\\n");
 }
@@ -78,7 +78,7 @@ TEST(Package, RefusesNamesThatAreTooLongWithoutCallingThemAClash) {
 }
 
 TEST(Package, RefusesClashingNames) {
-  auto const package = packageWith({u"/a/b.xml"});
+  auto const package = packageOfParts({u"/a/b.xml"});
   EXPECT_THROW_MESSAGE(create(*package, u"/A/b.xml"), PartNameClash,
                        "Part name /A/b.xml clashes with existing /a/b.xml");
   EXPECT_THROW_MESSAGE(create(*package, u"/a"), PartNameClash, "Part name /a clashes with existing /a/b.xml");
@@ -88,7 +88,7 @@ TEST(Package, RefusesClashingNames) {
 }
 
 TEST(Package, TellsClashesByCaseAndDerivation) {
-  auto const package = packageWith({u"/Fs/a", u"/Fs/b/c", u"/Fs/b/d"});
+  auto const package = packageOfParts({u"/Fs/a", u"/Fs/b/c", u"/Fs/b/d"});
   EXPECT_EQ(clash(*package, u"/fs/A"), u"/Fs/a");
   EXPECT_EQ(clash(*package, u"/Fs/a"), u"/Fs/a");
   EXPECT_EQ(clash(*package, u"/fs/a/x/y"), u"/Fs/a");
@@ -100,7 +100,7 @@ TEST(Package, TellsClashesByCaseAndDerivation) {
 TEST(Package, ReportsTheShortestPrefixFirst) {
   // Foreign packages cannot hold derived names, so that there is one existing prefix at most; a bad segment
   // may come before or behind it.
-  auto const package = packageWith({u"/a/b"});
+  auto const package = packageOfParts({u"/a/b"});
   EXPECT_EQ(clash(*package, u"/a/b/c./d"), u"/a/b");
   EXPECT_EQ(clash(*package, u"/x./a/b"), u"/x.");
 }
@@ -126,7 +126,7 @@ TEST(Package, LeavesTheClashingNameAloneWhereThereIsNone) {
 }
 
 TEST(Package, TakesANameThatWasFoundFreeBeforeThePartBehindItWent) {
-  auto const package = packageWith({u"/a/c"});
+  auto const package = packageOfParts({u"/a/c"});
   EXPECT_EQ(clash(*package, u"/a/b"), u"free");
   package->deletePart(PartName(u"/a/c"));
   create(*package, u"/a/b");
@@ -138,7 +138,7 @@ TEST(Package, TakesANameThatWasFoundFreeBeforeThePartBehindItWent) {
 }
 
 TEST(Package, AsksAgainAboutANameThatWasFreeBefore) {
-  auto const package = packageWith({u"/x"});
+  auto const package = packageOfParts({u"/x"});
   EXPECT_EQ(clash(*package, u"/a/b"), u"free");
   create(*package, u"/a");
   EXPECT_EQ(clash(*package, u"/a/b"), u"/a");
@@ -193,7 +193,7 @@ TEST(Package, AgreesWithASimpleModelOfClashes) {
 }
 
 TEST(Package, DeletesPartsWithTheirRelationships) {
-  auto const package = packageWith({u"/a.xml"});
+  auto const package = packageOfParts({u"/a.xml"});
   package->getPart(PartName(u"/a.xml")).createInternalRelationship(u"urn:x", URI(u"b"));
   EXPECT_EQ(package->getPartNames().size(), 2U);
   package->deletePart(PartName(u"/a.xml"));
@@ -202,7 +202,7 @@ TEST(Package, DeletesPartsWithTheirRelationships) {
 }
 
 TEST(Package, LeavesRelationshipsToADeletedPart) {
-  auto const package = packageWith({u"/a.xml"});
+  auto const package = packageOfParts({u"/a.xml"});
   package->createInternalRelationship(u"urn:x", URI(u"a.xml"));
   package->deletePart(PartName(u"/a.xml"));
   EXPECT_EQ(package->getRelationships().size(), 1U);
@@ -219,7 +219,7 @@ TEST(Package, DoesNotLetRelationshipsPartsBeDeletedOrWritten) {
 }
 
 TEST(Package, HandlesFollowTheNameOfTheirPart) {
-  auto const package = packageWith({u"/a"});
+  auto const package = packageOfParts({u"/a"});
   Part const part = package->getPart(PartName(u"/a"));
   package->deletePart(part.getName());
   for (int i = 0; i < 2; ++i) {
@@ -250,7 +250,7 @@ TEST(Package, ReadOnlyRefusesEveryChange) {
 }
 
 TEST(Package, PartsOutliveThePackageObject) {
-  auto package = packageWith({u"/a"});
+  auto package = packageOfParts({u"/a"});
   Part const part = create(*package, u"/b", "text");
   package.reset();
   EXPECT_EQ(read(part), "text");

@@ -20,7 +20,7 @@ using samples::packageOf;
 using samples::relationship;
 using samples::relationships;
 
-std::string faultOf(Bytes const& bytes) {
+std::string ruleBrokenBy(Bytes const& bytes) {
   try {
     open(bytes);
   } catch (InvalidPackage const& error) {
@@ -49,13 +49,13 @@ void expectNoPartName(std::string const& item) {
 }
 
 std::string faultOfRelationship(std::string const& element) {
-  std::string const fault = faultOf(packageOf({{"_rels/.rels", relationships(element)}}));
+  std::string const fault = ruleBrokenBy(packageOf({{"_rels/.rels", relationships(element)}}));
   std::string const start = "/_rels/.rels: ";
   return fault.starts_with(start) ? fault.substr(start.size()) : fault;
 }
 
-std::string faultOfTypes(std::string const& children) {
-  std::string const fault = faultOf(packageOf({}, children));
+std::string ruleBrokenByTypes(std::string const& children) {
+  std::string const fault = ruleBrokenBy(packageOf({}, children));
   std::string const start = "[Content_Types].xml: ";
   return fault.starts_with(start) ? fault.substr(start.size()) : fault;
 }
@@ -122,7 +122,7 @@ TEST(PackageRules, NoPartNameIsDerivedFromAnother) {
   EXPECT_THROW_MESSAGE(samples::create(*package, u"/a/B.XML/c.xml"), PartNameClash,
                        "Part name /a/B.XML/c.xml clashes with existing /a/b.xml");
   EXPECT_THROW_MESSAGE(samples::create(*package, u"/A"), PartNameClash, "Part name /A clashes with existing /a/b.xml");
-  EXPECT_EQ(faultOf(packageOf({{"a.xml", ""}, {"A.xml/b.xml", ""}})), "Names clash: a.xml and A.xml/b.xml");
+  EXPECT_EQ(ruleBrokenBy(packageOf({{"a.xml", ""}, {"A.xml/b.xml", ""}})), "Names clash: a.xml and A.xml/b.xml");
 }
 
 // 9.1.1.3
@@ -131,7 +131,7 @@ TEST(PackageRules, NoTwoPartNamesAreEquivalent) {
   samples::create(*package, u"/a%c3%A9.xml");
   EXPECT_THROW_MESSAGE(samples::create(*package, u"/A%C3%a9.XML"), PartNameClash,
                        "Part name /A%C3%a9.XML clashes with existing /a%c3%A9.xml");
-  EXPECT_EQ(faultOf(packageOf({{"a.xml", ""}, {"A.xml", ""}})), "Names clash: a.xml and A.xml");
+  EXPECT_EQ(ruleBrokenBy(packageOf({{"a.xml", ""}, {"A.xml", ""}})), "Names clash: a.xml and A.xml");
 }
 
 // 9.1.2; RFC 2616, 3.7
@@ -173,10 +173,10 @@ TEST(PackageRules, ThePackagesOwnXmlIsInUtf8OrUtf16) {
   std::u16string const wide = toString("<?xml version=\"1.0\" encoding=\"UTF-16\"?>" + types);
   std::string utf16 = "\xFF\xFE";
   for (char16_t const c : wide) (utf16 += static_cast<char>(c & 0xFF)) += static_cast<char>(c >> 8);
-  EXPECT_EQ(faultOf(archiveOf({{"[Content_Types].xml", utf16}, {"a.xml", "a"}})), "none");
+  EXPECT_EQ(ruleBrokenBy(archiveOf({{"[Content_Types].xml", utf16}, {"a.xml", "a"}})), "none");
   for (std::string const encoding : {"ISO-8859-1", "US-ASCII", "UTF-7", "UTF-32"})
     EXPECT_NE(
-        faultOf(archiveOf({{"[Content_Types].xml", "<?xml version='1.0' encoding='" + encoding + "'?>" + types}})),
+        ruleBrokenBy(archiveOf({{"[Content_Types].xml", "<?xml version='1.0' encoding='" + encoding + "'?>" + types}})),
         "none");
   EXPECT_TRUE(samples::itemsOf(Package::createInMemory()->saveToBytes())
                   .front()
@@ -186,8 +186,8 @@ TEST(PackageRules, ThePackagesOwnXmlIsInUtf8OrUtf16) {
 // 9.1.4
 TEST(PackageRules, ThePackagesOwnXmlHasNoDocumentType) {
   std::string const type = "<!DOCTYPE x>";
-  EXPECT_NE(faultOf(archiveOf({{"[Content_Types].xml", type + contentTypes()}})), "none");
-  EXPECT_NE(faultOf(packageOf({{"_rels/.rels", type + relationships("")}})), "none");
+  EXPECT_NE(ruleBrokenBy(archiveOf({{"[Content_Types].xml", type + contentTypes()}})), "none");
+  EXPECT_NE(ruleBrokenBy(packageOf({{"_rels/.rels", type + relationships("")}})), "none");
 }
 
 // 9.1.4, 9.3.4
@@ -204,8 +204,8 @@ TEST(PackageRules, ThePackagesOwnXmlIsValid) {
   EXPECT_EQ(faultOfRelationship("<o:Relationship xmlns:o='urn:o'/>"), "Unexpected element: Relationship");
   EXPECT_EQ(faultOfRelationship("<Relationship Id='a' Type='t' Target='a' o:b='1' xmlns:o='urn:o'/>"),
             "Unexpected attribute: Relationship/@b");
-  EXPECT_EQ(faultOfTypes("<Other/>"), "Unexpected element: Other");
-  EXPECT_EQ(faultOfTypes("<Default Extension='a' ContentType='b/c' o:b='1' xmlns:o='urn:o'/>"),
+  EXPECT_EQ(ruleBrokenByTypes("<Other/>"), "Unexpected element: Other");
+  EXPECT_EQ(ruleBrokenByTypes("<Default Extension='a' ContentType='b/c' o:b='1' xmlns:o='urn:o'/>"),
             "Unexpected attribute: Default/@b");
 }
 
@@ -214,14 +214,14 @@ TEST(PackageRules, ThePackagesOwnXmlHasNoXmlOrSchemaAttributes) {
   for (std::string const attribute : {"xml:base='/x/'", "xml:lang='en'", "xml:space='preserve'", "xml:id='x'"}) {
     std::string const name = attribute.substr(4, attribute.find('=') - 4);
     EXPECT_EQ(faultOfRelationship(relationship("a", "t", attribute)), "Unexpected attribute: Relationship/@" + name);
-    EXPECT_EQ(faultOfTypes("<Default Extension='a' ContentType='b/c' " + attribute + "/>"),
+    EXPECT_EQ(ruleBrokenByTypes("<Default Extension='a' ContentType='b/c' " + attribute + "/>"),
               "Unexpected attribute: Default/@" + name);
   }
   for (std::string const attribute :
        {"schemaLocation='a b'", "noNamespaceSchemaLocation='a'", "type='a'", "nil='true'"}) {
     std::string const xsi = "xmlns:xsi='http://www.w3.org/2001/XMLSchema-instance' xsi:" + attribute;
     EXPECT_NE(faultOfRelationship(relationship("a", "t", xsi)), "none") << attribute;
-    EXPECT_NE(faultOfTypes("<Default Extension='a' ContentType='b/c' " + xsi + "/>"), "none") << attribute;
+    EXPECT_NE(ruleBrokenByTypes("<Default Extension='a' ContentType='b/c' " + xsi + "/>"), "none") << attribute;
   }
 }
 
@@ -268,7 +268,7 @@ TEST(PackageRules, ARelationshipsPartHasNoRelationships) {
   EXPECT_THROW_MESSAGE(part.createExternalRelationship(u"urn:t", u"a"), InvalidRelationship,
                        "A relationships part has no relationships: /_rels/.rels");
   std::string const empty = relationships("");
-  EXPECT_EQ(faultOf(packageOf({{"_rels/.rels", empty}, {"_rels/_rels/.rels.rels", empty}})),
+  EXPECT_EQ(ruleBrokenBy(packageOf({{"_rels/.rels", empty}, {"_rels/_rels/.rels.rels", empty}})),
             "/_rels/_rels/.rels.rels: a relationships part with relationships");
 }
 
@@ -346,8 +346,8 @@ TEST(PackageRules, ARelationshipsPartIsNamedAfterItsSource) {
 
 // 9.3.3
 TEST(PackageRules, APartThatIsNamedSoHasTheContentTypeOfRelationships) {
-  EXPECT_EQ(faultOf(packageOf({{"a/_RELS/b.RELS", relationships("")}},
-                              "<Override PartName='/a/_rels/b.rels' ContentType='text/xml'/>")),
+  EXPECT_EQ(ruleBrokenBy(packageOf({{"a/_RELS/b.RELS", relationships("")}},
+                                   "<Override PartName='/a/_rels/b.rels' ContentType='text/xml'/>")),
             "/a/_RELS/b.RELS: a relationships part with another content type");
 }
 
@@ -362,23 +362,23 @@ TEST(PackageRules, TheContentTypesAreNoPart) {
 
 // 10.1.2.2.2, 10.1.2.2.3
 TEST(PackageRules, ThereIsOneDefaultForAnExtensionAndOneOverrideForAName) {
-  EXPECT_EQ(faultOfTypes("<Default Extension='XML' ContentType='b/c'/>"), "Two defaults for the extension XML");
-  EXPECT_EQ(faultOfTypes("<Override PartName='/a' ContentType='b/c'/><Override PartName='/A' ContentType='b/c'/>"),
+  EXPECT_EQ(ruleBrokenByTypes("<Default Extension='XML' ContentType='b/c'/>"), "Two defaults for the extension XML");
+  EXPECT_EQ(ruleBrokenByTypes("<Override PartName='/a' ContentType='b/c'/><Override PartName='/A' ContentType='b/c'/>"),
             "Two overrides for the part /A");
 }
 
 // 10.1.2.2.2
 TEST(PackageRules, ADefaultHasAnExtensionAndAType) {
-  EXPECT_EQ(faultOfTypes("<Default Extension='' ContentType='b/c'/>"), "A default without an extension");
-  EXPECT_EQ(faultOfTypes("<Default ContentType='b/c'/>"), "Missing attribute: Default/@Extension");
-  EXPECT_EQ(faultOfTypes("<Default Extension='a'/>"), "Missing attribute: Default/@ContentType");
+  EXPECT_EQ(ruleBrokenByTypes("<Default Extension='' ContentType='b/c'/>"), "A default without an extension");
+  EXPECT_EQ(ruleBrokenByTypes("<Default ContentType='b/c'/>"), "Missing attribute: Default/@Extension");
+  EXPECT_EQ(ruleBrokenByTypes("<Default Extension='a'/>"), "Missing attribute: Default/@ContentType");
 }
 
 // 10.1.2.2.3
 TEST(PackageRules, AnOverrideHasAPartNameAndAType) {
-  EXPECT_EQ(faultOfTypes("<Override PartName='a' ContentType='b/c'/>"), "Invalid part name: a");
-  EXPECT_EQ(faultOfTypes("<Override ContentType='b/c'/>"), "Missing attribute: Override/@PartName");
-  EXPECT_EQ(faultOfTypes("<Override PartName='/a'/>"), "Missing attribute: Override/@ContentType");
+  EXPECT_EQ(ruleBrokenByTypes("<Override PartName='a' ContentType='b/c'/>"), "Invalid part name: a");
+  EXPECT_EQ(ruleBrokenByTypes("<Override ContentType='b/c'/>"), "Missing attribute: Override/@PartName");
+  EXPECT_EQ(ruleBrokenByTypes("<Override PartName='/a'/>"), "Missing attribute: Override/@ContentType");
 }
 
 // 10.1.2.3

@@ -48,7 +48,7 @@ std::vector<int> inProcesses(std::function<int(int)> const& action) {
   return codes;
 }
 
-enum Outcome { Added = 0, Refused = 1, Failed = 2 };
+enum Addition { Added = 0, Refused = 1, Failed = 2 };
 
 int addPart(std::u16string const& path, int process) {
   try {

@@ -35,7 +35,7 @@ RawItem changed(RawItem item, std::function<void(RawHeader&)> const& change) {
   return item;
 }
 
-Names partNames(Package const& package) {
+Names namesOfParts(Package const& package) {
   Names names;
   for (auto const& name : package.getPartNames()) names.push_back(name.toString());
   return names;
@@ -60,7 +60,7 @@ Bytes withSecond(RawItem const& second) { return rawPackage({storedItem("a.xml",
 
 TEST(ContentTypesStream, IsNoPart) {
   auto const package = open(packageOf({{"a.xml", ""}}));
-  EXPECT_EQ(partNames(*package), Names{u"/a.xml"});
+  EXPECT_EQ(namesOfParts(*package), Names{u"/a.xml"});
   EXPECT_TRUE(package->getItemNames().empty());
 }
 
@@ -79,13 +79,13 @@ TEST(ContentTypesStream, IsAskedForOverridesFirst) {
 TEST(ContentTypesStream, IsAskedForTheTextBehindTheLastDotOfTheLastSegment) {
   auto const package = open(packageOf({{"a.png/b.XML", ""}, {"c.xml.jpg", ""}, {"d.xml/e", ""}, {"xml", ""}},
                                       "<Default Extension='jpg' ContentType='image/jpeg'/>"));
-  EXPECT_EQ(partNames(*package), (Names{u"/a.png/b.XML", u"/c.xml.jpg"}));
+  EXPECT_EQ(namesOfParts(*package), (Names{u"/a.png/b.XML", u"/c.xml.jpg"}));
   EXPECT_EQ(package->getPart(PartName(u"/c.xml.jpg")).getContentType().toString(), u"image/jpeg");
 }
 
 TEST(ContentTypesStream, MakesNoPartOfWhatItGivesNoType) {
   auto const package = open(packageOf({{"a.bin", ""}, {"b", ""}, {"c.xml", ""}}));
-  EXPECT_EQ(partNames(*package), Names{u"/c.xml"});
+  EXPECT_EQ(namesOfParts(*package), Names{u"/c.xml"});
   EXPECT_EQ(package->getItemNames(), (Names{u"a.bin", u"b"}));
 }
 
@@ -154,7 +154,7 @@ TEST(LogicalItems, AreInPiecesOrWholeButNotBoth) {
 TEST(LogicalItems, AreJoinedFromPiecesInNumericOrderWhateverTheirPlaceCaseAndLength) {
   auto const package = open(packageOf(
       {{"A.xml/[2].PIECE", ""}, {"a.XML/[3].Last.Piece", "d"}, {"a.xml/[0].piece", ""}, {"a.xml/[1].pIece", "b"}}));
-  EXPECT_EQ(partNames(*package), Names{u"/a.xml"});
+  EXPECT_EQ(namesOfParts(*package), Names{u"/a.xml"});
   EXPECT_EQ(samples::read(*package, u"/a.xml"), "bd");
 }
 
@@ -182,7 +182,7 @@ TEST(LogicalItems, WithoutTheirFirstOrLastOrAnyOtherPieceAreNoParts) {
 
 TEST(LogicalItems, AreNotMadeOfWhatOnlyLooksLikePieces) {
   auto const package = open(packageOf({{"a.xml/[00].piece", ""}, {"a.xml/[0].lastpiece", ""}, {"a.xml", "whole"}}));
-  EXPECT_EQ(partNames(*package), Names{u"/a.xml"});
+  EXPECT_EQ(namesOfParts(*package), Names{u"/a.xml"});
   EXPECT_EQ(package->getItemNames(), (Names{u"a.xml/[00].piece", u"a.xml/[0].lastpiece"}));
 }
 
@@ -191,7 +191,7 @@ TEST(ContentTypesStream, MayBeInPieces) {
   auto const package = open(samples::archiveOf({{"[Content_Types].xml/[1].last.piece", types.substr(9)},
                                                 {"a.xml", ""},
                                                 {"[content_types].xml/[0].piece", types.substr(0, 9)}}));
-  EXPECT_EQ(partNames(*package), Names{u"/a.xml"});
+  EXPECT_EQ(namesOfParts(*package), Names{u"/a.xml"});
 }
 
 TEST(ContentTypesStream, IsThereOnce) {
@@ -223,7 +223,7 @@ TEST(ZipItems, ThatBeginWithASlashAreNoParts) {
 
 TEST(ZipItems, ThatAreFoldersAreNoParts) {
   auto const package = open(packageOf({{"a.xml/", ""}, {"a.xml/b.xml", ""}}));
-  EXPECT_EQ(partNames(*package), Names{u"/a.xml/b.xml"});
+  EXPECT_EQ(namesOfParts(*package), Names{u"/a.xml/b.xml"});
   EXPECT_EQ(package->getItemNames(), Names{u"a.xml/"});
 }
 
@@ -240,11 +240,11 @@ TEST(ZipItems, ThatMSDOSMarksAsFoldersOrLabelsAreNoParts) {
     Bytes bytes = marked(rawPackage({storedItem("a.xml", "alpha"), storedItem("b.xml", "")}), "b.xml", attributes);
     std::size_t const entry = bytes.size() - 22 - 46 - 5;  // the last of the directory
     auto const package = open(bytes);
-    EXPECT_EQ(partNames(*package), Names{u"/a.xml"});
+    EXPECT_EQ(namesOfParts(*package), Names{u"/a.xml"});
     EXPECT_EQ(package->getItemNames(), Names{u"b.xml"});
     EXPECT_EQ(open(package->saveToBytes())->getItemNames(), Names{u"b.xml"});
     bytes[entry + 5] = 3;  // on Unix these bits may be anything
-    EXPECT_EQ(partNames(*open(bytes)).size(), 2U);
+    EXPECT_EQ(namesOfParts(*open(bytes)).size(), 2U);
   }
 }
 

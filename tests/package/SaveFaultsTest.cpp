@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 using calls::Fault;
 
 /// Bytes that no deflater makes smaller.
-std::string noise(std::size_t size) {
+std::string incompressible(std::size_t size) {
   std::string bytes(size, '\0');
   std::uint64_t state = 88172645463325252u;
   for (char& byte : bytes) {
@@ -40,7 +40,7 @@ class SaveFaults : public testing::Test {
  protected:
   SaveFaults() {
     auto const package = Package::create(directory_.u16("p.opc"));
-    samples::create(*package, u"/kept.bin", noise(400'000));
+    samples::create(*package, u"/kept.bin", incompressible(400'000));
     samples::create(*package, u"/kept.xml", "kept");
     samples::create(*package, u"/large.bin", "old");
     package->save();
@@ -110,7 +110,7 @@ class SaveFaults : public testing::Test {
 
   zt_test::TemporaryDirectory directory_;
   fs::path path_ = directory_ / "p.opc";
-  std::string large_ = noise(5'000'000);
+  std::string large_ = incompressible(5'000'000);
   std::string old_, new_;
   int failures_ = 0;
 };

@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 using samples::create;
 using samples::read;
 
-std::unique_ptr<Package> packageWith(std::string const& text) {
+std::unique_ptr<Package> packageOfText(std::string const& text) {
   auto package = Package::createInMemory();
   create(*package, u"/a", text);
   return package;
@@ -25,7 +25,7 @@ std::unique_ptr<Package> packageWith(std::string const& text) {
 class SaveTargets : public testing::Test {
  protected:
   std::unique_ptr<Package> saved(char const* name, std::string const& text) const {
-    auto package = packageWith(text);
+    auto package = packageOfText(text);
     package->saveAs(directory_.u16(name));
     return package;
   }
@@ -72,7 +72,7 @@ TEST_F(SaveTargets, MayBeLinksToAnotherFileSystem) {
   if (file < 0) GTEST_SKIP() << "no file system in memory";
   close(file);
   fs::create_symlink(name, directory_ / "link");
-  auto const package = packageWith(std::string(300'000, 'x'));
+  auto const package = packageOfText(std::string(300'000, 'x'));
   package->saveAs(directory_.u16("here"));
   package->saveAs(directory_.u16("link"), Existing::Replace);
   EXPECT_TRUE(fs::is_symlink(directory_ / "link"));
@@ -84,7 +84,7 @@ TEST_F(SaveTargets, AreMadeWhereLinksLeadThatLeadNowhereYet) {
   fs::create_directory(directory_ / "sub");
   fs::create_symlink("sub/b", directory_ / "a");
   fs::create_symlink("../c", directory_ / "sub/b");
-  auto const package = packageWith("1");
+  auto const package = packageOfText("1");
   EXPECT_THROW(package->saveAs(directory_.u16("a")), CouldNotSavePackage);
   package->saveAs(directory_.u16("a"), Existing::Replace);
   EXPECT_TRUE(fs::is_symlink(directory_ / "a") && fs::is_symlink(directory_ / "sub/b"));
@@ -97,13 +97,13 @@ TEST_F(SaveTargets, AreNoLinksThatLeadBackToThemselves) {
   fs::create_symlink("b", directory_ / "a");
   fs::create_symlink("a", directory_ / "b");
   EXPECT_THROW_MESSAGE(
-      packageWith("1")->saveAs(directory_.u16("a"), Existing::Replace), CouldNotSavePackage,
+      packageOfText("1")->saveAs(directory_.u16("a"), Existing::Replace), CouldNotSavePackage,
       "Could not save package: " + (directory_ / "a").string() + ": Too many levels of symbolic links");
 }
 
 TEST_F(SaveTargets, AreNoDevicesOrPipes) {
   ASSERT_EQ(mkfifo((directory_ / "fifo").c_str(), 0600), 0);
-  auto const package = packageWith("1");
+  auto const package = packageOfText("1");
   for (auto const& path : {std::u16string(u"/dev/full"), std::u16string(u"/dev/null"), directory_.u16("fifo")})
     EXPECT_THROW(package->saveAs(path, Existing::Replace), CouldNotSavePackage);
   EXPECT_TRUE(fs::is_fifo(directory_ / "fifo"));

@@ -37,7 +37,7 @@ std::string row(std::string const& name, std::string const& purpose) {
   return text + std::string(kPurposeColumn - column, ' ') + wrapped(purpose, kPurposeColumn, kPurposeColumn);
 }
 
-std::string joined(std::vector<std::string> const& names) {
+std::string listed(std::vector<std::string> const& names) {
   std::string all;
   for (std::string const& name : names) all += (all.empty() ? "" : ", ") + name;
   return all;
@@ -45,7 +45,7 @@ std::string joined(std::vector<std::string> const& names) {
 
 std::string nameOf(OptionDescription const& option) {
   bool const isLongOnly = option.names.front().starts_with("--");
-  return (isLongOnly ? "    " : "") + joined(option.names) + (option.value ? " " + option.value->name : "");
+  return (isLongOnly ? "    " : "") + listed(option.names) + (option.value ? " " + option.value->name : "");
 }
 
 std::string argumentsOf(CommandDescription const& command) {
@@ -66,7 +66,7 @@ std::string wordsOf(CommandDescription const& command) {
 std::string commandsOf(CommandDescription const& command) {
   if (command.commands.empty()) return "";
   std::string text = "\nCommands:\n";
-  for (CommandDescription const& below : command.commands) text += row(joined(below.words()), below.purpose);
+  for (CommandDescription const& below : command.commands) text += row(listed(below.words()), below.purpose);
   return text + "\n'" + command.name + " COMMAND --help' describes a command.\n";
 }
 

@@ -15,7 +15,7 @@ namespace {
 std::atomic<int> pendingSignal = 0;  // read by several threads
 static_assert(std::atomic<int>::is_always_lock_free);
 
-void remember(int signal) { pendingSignal = signal; }
+void noteSignal(int signal) { pendingSignal = signal; }
 
 // `mode` is the opposite of the descriptor's use, so that reading from or writing to it still fails.
 void occupy(int descriptor, int mode) {
@@ -26,7 +26,7 @@ void install(int signal) {
   struct sigaction action {};
   if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) return;  // as nohup leaves it
   action = {};
-  action.sa_handler = remember;
+  action.sa_handler = noteSignal;
   action.sa_flags = SA_RESTART;
   sigaction(signal, &action, nullptr);
 }

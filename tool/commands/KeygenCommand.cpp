@@ -18,13 +18,13 @@
 namespace ztpkg {
 namespace {
 
-constexpr std::size_t kKeyBytes = 32;
+constexpr std::size_t kNewKeyBytes = 32;
 
 /// The text of a new key: digits and the end of the line.
 class KeyText {
  public:
   KeyText() {
-    std::array<unsigned char, kKeyBytes> key{};
+    std::array<unsigned char, kNewKeyBytes> key{};
     if (getentropy(key.data(), key.size()) != 0)
       throw Failure(Report{Exit::Disk, "io-error", std::string("no random bytes: ") + std::strerror(errno), {}});
     for (std::size_t i = 0; i < key.size(); ++i) {
@@ -45,7 +45,7 @@ class KeyText {
   }
 
  private:
-  std::array<char, 2 * kKeyBytes + 1> text_{};
+  std::array<char, 2 * kNewKeyBytes + 1> text_{};
 };
 
 [[noreturn]] void throwCannotWrite(std::u16string const& file, int error) {

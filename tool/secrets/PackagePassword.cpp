@@ -16,7 +16,7 @@ using opc::ztservices::CipherEntry;
 
 // Packages do not store the number: it is part of the format (docs/formats.md).
 constexpr int kIterations = 600'000;
-constexpr int kKeyBytes = 32;
+constexpr int kDerivedBytes = 32;
 
 RelationshipSelector selector() {
   return {opc::model::URI(u"/"), opc::model::RelationshipSelectorType::ByType,
@@ -35,8 +35,8 @@ RelationshipSelector selector() {
 NewPasswordKey::NewPasswordKey(Password const& password)
     : salt_(CipherDataManager::generateRandomSalt()),
       iv_(CipherDataManager::generateRandomInitVector()),
-      hash_(CipherDataManager::derivePasswordHash(password.text(), salt_, iv_, kIterations, kKeyBytes)),
-      key_(CipherDataManager::deriveEncryptionKey(password.text(), salt_, iv_, kIterations, kKeyBytes)) {}
+      hash_(CipherDataManager::derivePasswordHash(password.text(), salt_, iv_, kIterations, kDerivedBytes)),
+      key_(CipherDataManager::deriveEncryptionKey(password.text(), salt_, iv_, kIterations, kDerivedBytes)) {}
 
 void NewPasswordKey::record(CipherDataManager& cipherData) const {
   cipherData.addCipherEntry(selector(), hash_, salt_, iv_);
@@ -56,7 +56,7 @@ std::unique_ptr<Secret const> keyOfPassword(opc::model::Package& package, std::s
   try {
     CipherEntry const entry = CipherDataManager(package).getCipherEntry(selector());
     return std::make_unique<Secret const>(CipherDataManager::deriveDecryptionKey(
-        password.text(), entry.getSalt(), entry.getHash(), entry.getIV(), kIterations, kKeyBytes));
+        password.text(), entry.getSalt(), entry.getHash(), entry.getIV(), kIterations, kDerivedBytes));
   } catch (opc::Exception const&) {
     throwFaultOfCipherData(path);
   } catch (std::runtime_error const&) {

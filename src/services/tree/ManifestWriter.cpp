@@ -17,7 +17,7 @@
 namespace opc::ztservices {
 namespace {
 
-constexpr std::size_t kShownUnits = 256;  // of a name that is too long
+constexpr std::size_t kShownPathUnits = 256;  // of a name that is too long
 
 std::u16string digits(int number, int base) {
   std::array<char, 16> text{};
@@ -51,7 +51,7 @@ void throwIfTooLong(std::u16string_view value, std::u16string const& name) {
   std::size_t const limit = model::XmlLimits().attributeBytes;
   if (value.size() <= limit / kLongestEscape || escapedLength(value) <= limit) return;
   throw model::InvalidPartContent("Manifest entry is too long to be read back: " +
-                                  toUDEString(name.substr(0, kShownUnits)));
+                                  toUDEString(name.substr(0, kShownPathUnits)));
 }
 
 class Writer {

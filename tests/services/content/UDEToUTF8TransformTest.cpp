@@ -3,6 +3,7 @@
 
 #include "opc/Strings.hpp"
 #include "opc/ztservices/ContentTypes.hpp"
+#include "samples/BytesSource.hpp"
 #include "services/content/TransformSamples.hpp"
 #include "support/ScopedEnvironment.hpp"
 #include "support/TestSupport.hpp"
@@ -20,22 +21,8 @@ std::string const kLatin1 = "O\xF9 \xEAtes-vous all\xE9s cet \xE9t\xE9 ? Nous \x
 std::string const kUTF8 =
     "O\u00F9 \u00EAtes-vous all\u00E9s cet \u00E9t\u00E9 ? Nous \u00E9tions \u00E0 la montagne.\n";
 
-/// A text with a content type.
-class TypedSource final : public IContentSource {
- public:
-  TypedSource(std::string const& text, ContentType const& type)
-      : bytes_(zt_test::bytesOf(text)), stream_(bytes_), type_(type) {}
-  ContentType getContentType() override { return type_; }
-  InputStream& getInputStream() override { return stream_; }
-
- private:
-  Bytes bytes_;
-  ByteArrayInAdaptor stream_;
-  ContentType type_;
-};
-
 UDEToUTF8Transform over(std::string const& text, char16_t const* type = u"text/plain") {
-  return UDEToUTF8Transform(std::make_unique<TypedSource>(text, ContentType(type)));
+  return UDEToUTF8Transform(std::make_unique<samples::BytesSource>(text, ContentType(type)));
 }
 
 std::string transformed(std::string const& text, std::size_t step = 4096) {

@@ -17,7 +17,6 @@ using namespace samples;
 constexpr char kToolbox[] = "application/vnd.corvanta.talbex.toolbox";
 constexpr char kCoreType[] = "http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties";
 std::string const kUUIDElement = "<uuid>" + toUTF8String(kUUID) + "</uuid>";
-ReleaseInfo const kOther("R2019b", "9.7.0", "another release", "2019-09-11");
 
 std::unique_ptr<Package> packageWith(std::string const& content, std::string const& relationshipType) {
   auto package = Package::createInMemory();
@@ -50,8 +49,8 @@ TEST(CorePropertiesLoad, TakesEachPartByItself) {
   auto const extension = load(*packageWith(extensionXml(kUUIDElement), kExtensionType));
   EXPECT_EQ(*extension.getUUID(), kUUID);
   EXPECT_FALSE(extension.isValid());
-  auto const release = load(*packageWith(kOther.getVersionInfo(), kReleaseInfoType));
-  EXPECT_EQ(release.getTALBEXReleaseInfo(), kOther);
+  auto const release = load(*packageWith(kOtherRelease.getVersionInfo(), kReleaseInfoType));
+  EXPECT_EQ(release.getTALBEXReleaseInfo(), kOtherRelease);
 }
 
 TEST(CorePropertiesLoad, ARunningReleaseWithoutReleaseInfoIsTakenInFull) {
@@ -66,8 +65,8 @@ TEST(CorePropertiesLoad, ARunningReleaseWithoutReleaseInfoIsTakenInFull) {
 
 TEST(CorePropertiesLoad, TheReleaseInfoCountsMoreThanTheVendorPart) {
   auto const package = packageWith(vendorXml(kToolbox, "T", "R2009a"), kVendorType);
-  addPart(*package, "/release.xml", kOther.getVersionInfo(), kReleaseInfoType);
-  EXPECT_EQ(load(*package).getTALBEXReleaseInfo(), kOther);
+  addPart(*package, "/release.xml", kOtherRelease.getVersionInfo(), kReleaseInfoType);
+  EXPECT_EQ(load(*package).getTALBEXReleaseInfo(), kOtherRelease);
 }
 
 TEST(CorePropertiesLoad, TakesAVersionInTheVendorPart) {
@@ -149,7 +148,7 @@ TEST(CorePropertiesLoad, DoesNotValidateTheExtensionPart) {
 
 TEST(CorePropertiesLoad, RefusesAReleaseInfoThatIsNone) {
   constexpr char kMessage[] = "Could not construct a ReleaseInfo from the given XML";
-  std::string const whole = kOther.getVersionInfo();
+  std::string const whole = kOtherRelease.getVersionInfo();
   for (std::string const& text : {std::string(), std::string("R2019b"), std::string("<releaseInfo/>"), whole + whole,
                                   vendorXml(kToolbox, "T", "R2009a")})
     EXPECT_EQ(faultOf(text, kReleaseInfoType), kMessage) << text;
@@ -217,9 +216,9 @@ TEST(CorePropertiesLoad, CanBeRepeatedFromTheStart) {
   package->deletePart(model::PartName(u"/part.xml"));
   addPart(*package, "/part.xml", extensionXml("<uuid>" + toUTF8String(kOtherUUID) + "</uuid>"));
   package->deletePart(model::PartName(u"/release.xml"));
-  addPart(*package, "/release.xml", kOther.getVersionInfo());
+  addPart(*package, "/release.xml", kOtherRelease.getVersionInfo());
   EXPECT_EQ(*manager.getCoreProperties().getUUID(), kOtherUUID);
-  EXPECT_EQ(manager.getCoreProperties().getTALBEXReleaseInfo(), kOther);
+  EXPECT_EQ(manager.getCoreProperties().getTALBEXReleaseInfo(), kOtherRelease);
 }
 
 }  // namespace

@@ -22,6 +22,8 @@ inline constexpr char kReleaseInfoType[] =
 inline constexpr char16_t kUUID[] = u"01234567-89ab-cdef-0123-456789abcdef";
 inline constexpr char16_t kOtherUUID[] = u"11234567-89ab-cdef-0123-456789abcdef";
 
+inline CoreProperties::ReleaseInfo const kOtherRelease("R2019b", "9.7.0", "another release", "2019-09-11");
+
 /// A valid record without UUID, of a legacy release.
 CoreProperties record(std::u16string const& release = u"R2009a");
 /// Documents of the two parts with these children.

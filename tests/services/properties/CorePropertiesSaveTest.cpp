@@ -20,12 +20,13 @@ constexpr char kNotAllSet[] = "Not all required core properties are set";
 constexpr char kVendorPart[] = "/metadata/ztcoreProperties.xml";
 constexpr char kExtensionPart[] = "/metadata/ztcorePropertiesExtension.xml";
 constexpr char kReleaseInfoPart[] = "/metadata/ztcorePropertiesReleaseInfo.xml";
-ReleaseInfo const kOther("R2019b", "9.7.0", "the \u00e9lan <release> & more", "2019-09-11");
+ReleaseInfo const kMarkupRelease("R2019b", "9.7.0", "the \u00e9lan <release> & more", "2019-09-11");
 
 bool has(Package const& package, char const* name) { return package.hasPart(model::PartName(toString(name))); }
 
 CoreProperties fullRecord() {
-  CoreProperties properties(u"application/vnd.corvanta.talbex.toolbox;a=b", u"M\u00fdj <Toolbox> & \U0001F600", kOther);
+  CoreProperties properties(u"application/vnd.corvanta.talbex.toolbox;a=b", u"M\u00fdj <Toolbox> & \U0001F600",
+                            kMarkupRelease);
   properties.setUUID(kUUID);
   properties.setTitle(u"title");
   properties.setKeywords({{u"one", u"en"}, {u"two", u""}});
@@ -40,7 +41,7 @@ TEST(CorePropertiesSave, WritesTheDocumentedParts) {
   save(*package, fullRecord());
   EXPECT_EQ(read(*package, kVendorPart), zt_test::readFile(zt_test::data() / "ztcoreProperties.xml"));
   EXPECT_EQ(read(*package, kExtensionPart), zt_test::readFile(zt_test::data() / "ztcorePropertiesExtension.xml"));
-  EXPECT_EQ(read(*package, kReleaseInfoPart), kOther.getVersionInfo());
+  EXPECT_EQ(read(*package, kReleaseInfoPart), kMarkupRelease.getVersionInfo());
   EXPECT_TRUE(has(*package, "/docProps/core.xml"));
 }
 
@@ -66,7 +67,7 @@ TEST(CorePropertiesSave, ComesBackWhole) {
   CoreProperties const loaded = load(*again);
   EXPECT_EQ(loaded.getContentType(), fullRecord().getContentType());
   EXPECT_EQ(loaded.getContentTypeFriendlyName(), fullRecord().getContentTypeFriendlyName());
-  EXPECT_EQ(loaded.getTALBEXReleaseInfo(), kOther);
+  EXPECT_EQ(loaded.getTALBEXReleaseInfo(), kMarkupRelease);
   EXPECT_EQ(*loaded.getUUID(), kUUID);
   EXPECT_EQ(loaded.getTitle(), u"title");
   EXPECT_EQ(loaded.getKeywords(), fullRecord().getKeywords());
@@ -211,7 +212,7 @@ TEST(CorePropertiesSave, ALegacyReleaseDeletesAFormerReleaseInfo) {
   auto const package = Package::createInMemory();
   save(*package, fullRecord());
   EXPECT_TRUE(has(*package, kReleaseInfoPart));
-  addPart(*package, "/another.xml", kOther.getVersionInfo(), kReleaseInfoType);
+  addPart(*package, "/another.xml", kMarkupRelease.getVersionInfo(), kReleaseInfoType);
   save(*package, record(u"R2009a"));
   EXPECT_FALSE(has(*package, kReleaseInfoPart));
   EXPECT_FALSE(has(*package, "/another.xml"));
@@ -231,10 +232,10 @@ TEST(CorePropertiesSave, AnotherReleaseIsReadAndSavedAgainAsItWasWritten) {
   save(*package, fullRecord());
   auto const again = reopen(*package);
   CoreProperties properties = load(*again);
-  EXPECT_EQ(properties.getTALBEXReleaseInfo(), kOther);
+  EXPECT_EQ(properties.getTALBEXReleaseInfo(), kMarkupRelease);
   properties.setTitle(u"another title");
   save(*again, properties);
-  EXPECT_EQ(load(*reopen(*again)).getTALBEXReleaseInfo(), kOther);
+  EXPECT_EQ(load(*reopen(*again)).getTALBEXReleaseInfo(), kMarkupRelease);
 }
 
 TEST(CorePropertiesSave, AReleaseWithoutVersionIsSavedAsALegacyOne) {
@@ -259,21 +260,21 @@ TEST(CorePropertiesSave, RewritesPartsWhereTheyAre) {
   EXPECT_EQ(std::count_if(names.begin(), names.end(), [](auto const& n) { return !n.isRelationshipsPart(); }), 4);
   EXPECT_EQ(read(*package, "/a/v.xml"), zt_test::readFile(zt_test::data() / "ztcoreProperties.xml"));
   EXPECT_EQ(read(*package, "/b/e.xml"), zt_test::readFile(zt_test::data() / "ztcorePropertiesExtension.xml"));
-  EXPECT_EQ(read(*package, "/c/r.xml"), kOther.getVersionInfo());
+  EXPECT_EQ(read(*package, "/c/r.xml"), kMarkupRelease.getVersionInfo());
   EXPECT_NE(read(*package, "/d/core.xml").find(">title<"), std::string::npos);
-  EXPECT_EQ(load(*reopen(*package)).getTALBEXReleaseInfo(), kOther);
+  EXPECT_EQ(load(*reopen(*package)).getTALBEXReleaseInfo(), kMarkupRelease);
 }
 
 TEST(CorePropertiesSave, FindsPartsWhoseRelationshipsWriteThemInAnotherCase) {
   auto const package = Package::createInMemory();
   addPart(*package, "/Meta/V.xml", vendorXml("application/vnd.corvanta.a.b", "old", "R2009a"));
   addPart(*package, "/Meta/E.xml", extensionXml("<uuid>" + toUTF8String(kUUID) + "</uuid>"));
-  addPart(*package, "/Meta/R.xml", kOther.getVersionInfo());
+  addPart(*package, "/Meta/R.xml", kMarkupRelease.getVersionInfo());
   for (auto const& [name, type] : {std::pair(u"/meta/v.XML", kVendorType), std::pair(u"/META/e.xml", kExtensionType),
                                    std::pair(u"/meta/r.xml", kReleaseInfoType)})
     package->createInternalRelationship(toString(type), model::URI(name));
   EXPECT_EQ(load(*package).getUUID().value(), kUUID);
-  EXPECT_EQ(load(*package).getTALBEXReleaseInfo(), kOther);
+  EXPECT_EQ(load(*package).getTALBEXReleaseInfo(), kMarkupRelease);
   save(*package, record(u"R2009a"));
   EXPECT_NE(read(*package, "/Meta/V.xml").find("My Toolbox"), std::string::npos);
   EXPECT_FALSE(has(*package, "/Meta/R.xml"));
@@ -281,7 +282,7 @@ TEST(CorePropertiesSave, FindsPartsWhoseRelationshipsWriteThemInAnotherCase) {
 
 TEST(CorePropertiesSave, DeletesARenamedReleaseInfoToo) {
   auto const package = Package::createInMemory();
-  addPart(*package, "/c/r.xml", kOther.getVersionInfo(), kReleaseInfoType);
+  addPart(*package, "/c/r.xml", kMarkupRelease.getVersionInfo(), kReleaseInfoType);
   save(*package, record(u"R2009a"));
   EXPECT_FALSE(has(*package, "/c/r.xml"));
 }
@@ -330,7 +331,7 @@ TEST(CorePropertiesSave, TakesThePlaceOfOrphans) {
   auto const again = reopen(*package);
   EXPECT_EQ(again->getPartNames().size(), 5U);
   EXPECT_EQ(read(*again, kVendorPart), zt_test::readFile(zt_test::data() / "ztcoreProperties.xml"));
-  EXPECT_EQ(read(*again, kReleaseInfoPart), kOther.getVersionInfo());
+  EXPECT_EQ(read(*again, kReleaseInfoPart), kMarkupRelease.getVersionInfo());
   EXPECT_EQ(load(*again).getTitle(), u"title");
 }
 

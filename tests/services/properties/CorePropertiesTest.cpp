@@ -6,12 +6,15 @@
 #include "opc/Strings.hpp"
 #include "opc/Time.hpp"
 #include "opc/ztservices/CoreProperties.hpp"
+#include "services/properties/CorePropertiesSamples.hpp"
 #include "support/TestSupport.hpp"
 
 namespace opc::ztservices {
 namespace {
 
 using boost::posix_time::ptime;
+using samples::kOtherRelease;
+using samples::kUUID;
 using ReleaseInfo = CoreProperties::ReleaseInfo;
 
 constexpr char kContentTypeMessage[] =
@@ -22,9 +25,7 @@ constexpr char kUUIDMessage[] =
 constexpr char kUUIDIsSetMessage[] = "UUID is already set. It can not be overwritten";
 constexpr char kReleaseMessage[] = "TALBEX release must have the format: R<four-digit-year>(a|b)";
 
-constexpr char16_t kToolbox[] = u"application/vnd.corvanta.talbex.toolbox";
-constexpr char16_t kUUID[] = u"01234567-89ab-cdef-0123-456789abcdef";
-ReleaseInfo const kOther("R2019b", "9.7.0", "another release", "2019-09-11");
+constexpr char16_t kToolboxType[] = u"application/vnd.corvanta.talbex.toolbox";
 
 std::u16string uuidOf(CoreProperties const& record) { return record.getUUID().value_or(u"none"); }
 
@@ -54,7 +55,7 @@ TEST(CoreProperties, StartsEmptyAndNotValid) {
 
 TEST(CoreProperties, IsValidOnceContentTypeFriendlyNameAndReleaseAreSet) {
   CoreProperties record;
-  record.setContentType(kToolbox);
+  record.setContentType(kToolboxType);
   EXPECT_FALSE(record.isValid());
   record.setContentTypeFriendlyName(u"Toolbox");
   EXPECT_FALSE(record.isValid());
@@ -67,22 +68,22 @@ TEST(CoreProperties, EachRequiredPropertyIsRequired) {
   noType.setContentTypeFriendlyName(u"Toolbox");
   noType.setTALBEXRelease(u"R2009a");
   EXPECT_FALSE(noType.isValid());
-  noName.setContentType(kToolbox);
+  noName.setContentType(kToolboxType);
   noName.setTALBEXRelease(u"R2009a");
   EXPECT_FALSE(noName.isValid());
 }
 
 TEST(CoreProperties, IsMadeWithAReleaseInfo) {
-  CoreProperties const record(kToolbox, u"Toolbox", kOther);
-  EXPECT_EQ(record.getContentType(), kToolbox);
+  CoreProperties const record(kToolboxType, u"Toolbox", kOtherRelease);
+  EXPECT_EQ(record.getContentType(), kToolboxType);
   EXPECT_EQ(record.getContentTypeFriendlyName(), u"Toolbox");
-  EXPECT_EQ(record.getTALBEXReleaseInfo(), kOther);
+  EXPECT_EQ(record.getTALBEXReleaseInfo(), kOtherRelease);
   EXPECT_FALSE(record.getUUID());
   EXPECT_TRUE(record.isValid());
 }
 
 TEST(CoreProperties, IsMadeWithARelease) {
-  CoreProperties const record(kToolbox, u"Toolbox", std::u16string(u"R2019b"));
+  CoreProperties const record(kToolboxType, u"Toolbox", std::u16string(u"R2019b"));
   EXPECT_EQ(record.getTALBEXReleaseInfo(), ReleaseInfo("R2019b"));
   EXPECT_TRUE(record.isValid());
 }
@@ -90,11 +91,13 @@ TEST(CoreProperties, IsMadeWithARelease) {
 TEST(CoreProperties, ConstructorsThrowWhatTheFirstRefusingSetterThrows) {
   std::u16string const release = u"R2019b";
   EXPECT_THROW_MESSAGE(CoreProperties(u"", u"", std::u16string()), InvalidCorePropertyValue, kContentTypeMessage);
-  EXPECT_THROW_MESSAGE(CoreProperties(kToolbox, u"", std::u16string()), InvalidCorePropertyValue, kFriendlyNameMessage);
-  EXPECT_THROW_MESSAGE(CoreProperties(kToolbox, u"T", std::u16string()), InvalidCorePropertyValue, kReleaseMessage);
+  EXPECT_THROW_MESSAGE(CoreProperties(kToolboxType, u"", std::u16string()), InvalidCorePropertyValue,
+                       kFriendlyNameMessage);
+  EXPECT_THROW_MESSAGE(CoreProperties(kToolboxType, u"T", std::u16string()), InvalidCorePropertyValue, kReleaseMessage);
   EXPECT_THROW_MESSAGE(CoreProperties(u"", u"", ReleaseInfo("")), InvalidCorePropertyValue, kContentTypeMessage);
-  EXPECT_THROW_MESSAGE(CoreProperties(kToolbox, u" ", kOther), InvalidCorePropertyValue, kFriendlyNameMessage);
-  EXPECT_THROW_MESSAGE(CoreProperties(kToolbox, u"T", ReleaseInfo("")), InvalidCorePropertyValue, kReleaseMessage);
+  EXPECT_THROW_MESSAGE(CoreProperties(kToolboxType, u" ", kOtherRelease), InvalidCorePropertyValue,
+                       kFriendlyNameMessage);
+  EXPECT_THROW_MESSAGE(CoreProperties(kToolboxType, u"T", ReleaseInfo("")), InvalidCorePropertyValue, kReleaseMessage);
 }
 
 TEST(CoreProperties, InvalidCorePropertyValueCarriesAnEmptyCode) {
@@ -193,9 +196,9 @@ TEST(CoreProperties, KeepsAContentTypeToTheLetter) {
 
 TEST(CoreProperties, RefusesAContentTypeAndKeepsTheOldOne) {
   CoreProperties record;
-  record.setContentType(kToolbox);
+  record.setContentType(kToolboxType);
   EXPECT_THROW_MESSAGE(record.setContentType(u"text/plain"), InvalidCorePropertyValue, kContentTypeMessage);
-  EXPECT_EQ(record.getContentType(), kToolbox);
+  EXPECT_EQ(record.getContentType(), kToolboxType);
 }
 
 TEST(CoreProperties, RefusesAFriendlyNameAndKeepsTheOldOne) {
@@ -271,20 +274,20 @@ TEST(CoreProperties, GeneratedUUIDsUseEveryDigitInEveryRandomPlace) {
 
 TEST(CoreProperties, StoresAReleaseInfoWhole) {
   CoreProperties record;
-  record.setTALBEXReleaseInfo(kOther);
-  EXPECT_EQ(record.getTALBEXReleaseInfo(), kOther);
+  record.setTALBEXReleaseInfo(kOtherRelease);
+  EXPECT_EQ(record.getTALBEXReleaseInfo(), kOtherRelease);
   EXPECT_EQ(record.getTALBEXRelease(), u"R2019b");
 }
 
 TEST(CoreProperties, RefusesAReleaseInfoAndKeepsTheOldOne) {
   CoreProperties record;
-  record.setTALBEXReleaseInfo(kOther);
+  record.setTALBEXReleaseInfo(kOtherRelease);
   for (auto const& family : {"", "r2019b", "R2019c", "R2019b ", "\xff"}) {
     EXPECT_THROW_MESSAGE(record.setTALBEXReleaseInfo(ReleaseInfo(family, "1", "", "")), InvalidCorePropertyValue,
                          kReleaseMessage);
     EXPECT_FALSE(CoreProperties::isValidTALBEXReleaseInfo(ReleaseInfo(family)));
   }
-  EXPECT_EQ(record.getTALBEXReleaseInfo(), kOther);
+  EXPECT_EQ(record.getTALBEXReleaseInfo(), kOtherRelease);
 }
 
 TEST(CoreProperties, AnotherReleaseBecomesALegacyOne) {
@@ -313,7 +316,7 @@ TEST(CoreProperties, RefusesAReleaseAndKeepsTheOldOne) {
 }
 
 TEST(CoreProperties, CopiesAreIndependent) {
-  CoreProperties record(kToolbox, u"Toolbox", kOther);
+  CoreProperties record(kToolboxType, u"Toolbox", kOtherRelease);
   CoreProperties const copy = record;
   record.setUUID(kUUID);
   record.setTitle(u"title");

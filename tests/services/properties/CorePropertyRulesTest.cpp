@@ -19,7 +19,7 @@ void expect(Rule rule, bool expected, std::initializer_list<std::u16string> valu
 
 constexpr Rule kContentType = CoreProperties::isValidContentType;
 constexpr Rule kFriendlyName = CoreProperties::isValidContentTypeFriendlyName;
-constexpr Rule kUUID = CoreProperties::isValidUUID;
+constexpr Rule kUUIDRule = CoreProperties::isValidUUID;
 constexpr Rule kRelease = CoreProperties::isValidTALBEXRelease;
 
 std::u16string vendor(std::u16string const& rest) { return u"application/vnd.corvanta." + rest; }
@@ -84,13 +84,13 @@ TEST(FriendlyNameRule, RefusesWhitespaceAtEitherEnd) {
 TEST(FriendlyNameRule, TakesNamesOfAnyLength) { expect(kFriendlyName, true, {std::u16string(4'000'000, u'x')}); }
 
 TEST(UUIDRule, TakesHexadecimalDigitsInBothCases) {
-  expect(kUUID, true,
+  expect(kUUIDRule, true,
          {u"01234567-89ab-cdef-0123-456789abcdef", u"01234567-89AB-CDEF-0123-456789ABCDEF",
           u"aAbBcCdD-eEfF-0000-ffff-FFFFFFFFFFFF", u"00000000-0000-0000-0000-000000000000"});
 }
 
 TEST(UUIDRule, RefusesOtherForms) {
-  expect(kUUID, false,
+  expect(kUUIDRule, false,
          {u"", u"{01234567-89ab-cdef-0123-456789abcdef}", u"0123456789abcdef0123456789abcdef",
           u"01234567-89ab-cdef-0123-456789abcde", u"01234567-89ab-cdef-0123-456789abcdef0",
           u"0123456-789ab-cdef-0123-456789abcdef", u"g1234567-89ab-cdef-0123-456789abcdef",
@@ -100,17 +100,17 @@ TEST(UUIDRule, RefusesOtherForms) {
 
 TEST(UUIDRule, RefusesLineFeeds) {
   std::u16string const uuid = u"01234567-89ab-cdef-0123-456789abcdef";
-  expect(kUUID, false, {uuid + u"\n", u"\n" + uuid, uuid + u"\n" + uuid, uuid + u"\r", uuid + u'\0'});
+  expect(kUUIDRule, false, {uuid + u"\n", u"\n" + uuid, uuid + u"\n" + uuid, uuid + u"\r", uuid + u'\0'});
 }
 
 TEST(UUIDRule, TakesNoDigitsButAscii) {
-  expect(kUUID, false,
+  expect(kUUIDRule, false,
          {u"\u06611234567-89ab-cdef-0123-456789abcdef", u"\uff101234567-89ab-cdef-0123-456789abcdef",
           u"\uff411234567-89ab-cdef-0123-456789abcdef", u"\u00e91234567-89ab-cdef-0123-456789abcdef",
           u"\U0001d7ce1234567-89ab-cdef-0123-456789abcdef"});
 }
 
-TEST(UUIDRule, RefusesAVeryLongText) { expect(kUUID, false, {std::u16string(4'000'000, u'0')}); }
+TEST(UUIDRule, RefusesAVeryLongText) { expect(kUUIDRule, false, {std::u16string(4'000'000, u'0')}); }
 
 TEST(ReleaseRule, TakesAYearAndAnAOrB) {
   expect(kRelease, true, {u"R2021a", u"R1999b", u"R2019b", u"R0000a", u"R9999b"});
@@ -155,7 +155,7 @@ TEST(PropertyRules, DoNotDependOnTheProgramsLocale) {
   std::locale const before = std::locale::global(std::locale(std::locale::classic(), new MoreLetters));
   expect(kContentType, false, {vendor(u"\u00e9.b"), vendor(u"a.\u0436")});
   expect(kRelease, false, {u"R\u0662\u0660\u0662\u0661a"});
-  expect(kUUID, false, {u"\u00e91234567-89ab-cdef-0123-456789abcdef"});
+  expect(kUUIDRule, false, {u"\u00e91234567-89ab-cdef-0123-456789abcdef"});
   expect(kContentType, true, {vendor(u"a.b")});
   expect(kRelease, true, {u"R2021a"});
   std::locale::global(before);

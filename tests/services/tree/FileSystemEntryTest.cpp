@@ -4,17 +4,18 @@
 
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/FileSystemNode.hpp"
+#include "services/tree/NodeSamples.hpp"
 
 namespace opc::ztservices {
 namespace {
 
 using boost::posix_time::ptime;
+using node_samples::kUnknown;
 
-ptime const kUnknown(boost::posix_time::not_a_date_time);
-ptime const kTime(boost::gregorian::date(2024, 2, 29), boost::posix_time::microseconds(1));
+ptime const kMicrosecond = node_samples::kLeapDay + boost::posix_time::microseconds(1);
 
 FileSystemEntry file(std::u16string const& path, Perms::Perms_tag permissions = Perms::OwnerRead,
-                     ptime const& time = kTime, std::u16string const& content = u"/fsroot/x") {
+                     ptime const& time = kMicrosecond, std::u16string const& content = u"/fsroot/x") {
   return FileSystemEntry(makeFileNode(path, content, permissions, time));
 }
 
@@ -24,7 +25,7 @@ TEST(FileSystemEntry, AnswersWhatItsNodeHolds) {
   EXPECT_EQ(entry.getPathName(), u"/a/b.txt");
   EXPECT_EQ(entry.getContentName(), u"/fsroot/x");
   EXPECT_EQ(entry.getPermissions(), Perms::OwnerRead);
-  EXPECT_EQ(entry.getLastModifiedTime(), kTime);
+  EXPECT_EQ(entry.getLastModifiedTime(), kMicrosecond);
 }
 
 TEST(FileSystemEntry, IsOfExactlyOneKind) {
@@ -69,20 +70,20 @@ TEST(FileSystemEntry, WithUnknownValuesEqualsOneWithAbsentValues) {
 }
 
 TEST(FileSystemEntry, IsEqualWhateverItsContentName) {
-  EXPECT_TRUE(file(u"/a", Perms::OwnerRead, kTime, u"/fsroot/a") ==
-              file(u"/a", Perms::OwnerRead, kTime, u"/fsroot/a_1"));
-  EXPECT_FALSE(file(u"/a", Perms::OwnerRead, kTime, u"/fsroot/a") !=
-               file(u"/a", Perms::OwnerRead, kTime, u"/fsroot/a_1"));
+  EXPECT_TRUE(file(u"/a", Perms::OwnerRead, kMicrosecond, u"/fsroot/a") ==
+              file(u"/a", Perms::OwnerRead, kMicrosecond, u"/fsroot/a_1"));
+  EXPECT_FALSE(file(u"/a", Perms::OwnerRead, kMicrosecond, u"/fsroot/a") !=
+               file(u"/a", Perms::OwnerRead, kMicrosecond, u"/fsroot/a_1"));
 }
 
 TEST(FileSystemEntry, DiffersByKindPathPermissionsOrTime) {
   FileSystemEntry const entry = file(u"/a/b");
-  EXPECT_TRUE(entry != FileSystemEntry(makeLinkNode(u"/a/b", u"/fsroot/x", Perms::OwnerRead, kTime)));
+  EXPECT_TRUE(entry != FileSystemEntry(makeLinkNode(u"/a/b", u"/fsroot/x", Perms::OwnerRead, kMicrosecond)));
   EXPECT_TRUE(entry != file(u"/a/c"));
   EXPECT_TRUE(entry != file(u"/c/b"));
   EXPECT_TRUE(entry != file(u"/a/B"));
   EXPECT_TRUE(entry != file(u"/a/b", Perms::OwnerWrite));
-  EXPECT_TRUE(entry != file(u"/a/b", Perms::OwnerRead, kTime + boost::posix_time::microseconds(1)));
+  EXPECT_TRUE(entry != file(u"/a/b", Perms::OwnerRead, kMicrosecond + boost::posix_time::microseconds(1)));
   EXPECT_TRUE(entry != file(u"/a/b", Perms::OwnerRead, kUnknown));
 }
 
@@ -93,7 +94,7 @@ TEST(FileSystemEntry, TellsTheSpecialTimesApart) {
 }
 
 TEST(FileSystemEntry, OutlivesItsNodeAndSharesItsSnapshot) {
-  auto node = std::make_unique<FileSystemNode>(makeFileNode(u"/a", u"/fsroot/a", Perms::OwnerRead, kTime));
+  auto node = std::make_unique<FileSystemNode>(makeFileNode(u"/a", u"/fsroot/a", Perms::OwnerRead, kMicrosecond));
   FileSystemEntry const entry(*node);
   FileSystemEntry copy = entry;
   node->baseName = u"changed";

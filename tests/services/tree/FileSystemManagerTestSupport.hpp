@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <set>
-#include <sstream>
 #include <string>
 #include <typeinfo>
 #include <vector>
@@ -16,6 +15,7 @@
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/Package.hpp"
 #include "opc/ztservices/FileSystem.hpp"
+#include "samples/BytesSource.hpp"
 #include "support/TestSupport.hpp"
 
 namespace zt_test {
@@ -28,6 +28,7 @@ using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
 using opc::ztservices::RestoreMode;
 using opc::ztservices::TransformMode;
+using TextSource = opc::ztservices::samples::BytesSource;
 
 inline constexpr char16_t kManifest[] = u"/metadata/filesystemManifest.xml";
 inline constexpr char16_t kManifestV1[] = u"/metadata/filesystemManifestV1.xml";
@@ -35,21 +36,6 @@ inline constexpr char16_t kManifestV1[] = u"/metadata/filesystemManifestV1.xml";
 /// A time that files may have on a disk.
 inline auto const kTime = boost::posix_time::from_time_t(1'111'111'111);
 inline constexpr auto kRestore = RestoreMode::TimeAndPermissions;
-
-/// Content from a text, with any content type.
-class TextSource final : public opc::ztservices::IContentSource {
- public:
-  explicit TextSource(std::string const& text, ContentType const& type = ContentType(u"application/octet-stream"))
-      : type_(type), stream_(text), adaptor_(stream_) {}
-
-  ContentType getContentType() override { return type_; }
-  opc::InputStream& getInputStream() override { return adaptor_; }
-
- private:
-  ContentType type_;
-  std::istringstream stream_;
-  opc::StdIStreamAdaptor adaptor_;
-};
 
 /// Content whose reading fails after a few bytes.
 class FailingSource final : public opc::ztservices::IContentSource, private opc::InputStream {

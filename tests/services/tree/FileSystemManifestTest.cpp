@@ -6,6 +6,7 @@
 #include "opc/model/Exceptions.hpp"
 #include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/ManifestSamples.hpp"
+#include "services/tree/NodeSamples.hpp"
 #include "support/TestSupport.hpp"
 
 namespace opc::ztservices {
@@ -18,12 +19,11 @@ using manifest_samples::leafPaths;
 using manifest_samples::read;
 using manifest_samples::version1;
 using model::InvalidPartContent;
+using node_samples::kUnknown;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-
-ptime const kUnknown(boost::posix_time::not_a_date_time);
 
 std::uint32_t permissionsOf(FileSystemNode const& node) { return node.permissions.value_or(kUnknownPermissions); }
 

@@ -1,18 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <boost/date_time/gregorian/greg_date.hpp>
 #include <gtest/gtest.h>
 
-#include "services/tree/FileSystemNode.hpp"
+#include "services/tree/NodeSamples.hpp"
 
 namespace opc::ztservices {
 namespace {
 
-using boost::posix_time::ptime;
-
-ptime const kUnknown(boost::posix_time::not_a_date_time);
-ptime const kTime(boost::gregorian::date(2024, 2, 29));
-
-FileSystemNode folder(std::u16string const& path) { return makeFolderNode(path, kUnknownPermissions, kUnknown); }
+using node_samples::folder;
+using node_samples::kLeapDay;
+using node_samples::kUnknown;
 
 TEST(FileSystemNode, NumbersItsTypesForEver) {
   EXPECT_EQ(static_cast<std::uint32_t>(FileSystemNodeType::File), 0U);
@@ -52,9 +48,9 @@ TEST(FileSystemNode, LeavesUnknownPermissionsAndTimeAbsent) {
 }
 
 TEST(FileSystemNode, KeepsKnownPermissionsAndTime) {
-  FileSystemNode const node = makeFileNode(u"/a", u"/fsroot/a", Perms::Perms_tag{0}, kTime);
+  FileSystemNode const node = makeFileNode(u"/a", u"/fsroot/a", Perms::Perms_tag{0}, kLeapDay);
   EXPECT_EQ(node.permissions, Perms::None);
-  EXPECT_EQ(node.lastModified, kTime);
+  EXPECT_EQ(node.lastModified, kLeapDay);
 }
 
 TEST(FileSystemNode, TakesTheContentThatItsKindHas) {
@@ -70,12 +66,12 @@ TEST(FileSystemNode, TakesTheContentThatItsKindHas) {
 
 TEST(FileSystemNode, IsAssignedWithAllItsFields) {
   FileSystemNode node;
-  node = makeLinkNode(u"/a/b", u"../c", Perms::OwnerRead, kTime);
+  node = makeLinkNode(u"/a/b", u"../c", Perms::OwnerRead, kLeapDay);
   EXPECT_EQ(node.type, FileSystemNodeType::Link);
   EXPECT_EQ(node.fullPath(), u"/a/b");
   EXPECT_EQ(node.content, u"../c");
   EXPECT_EQ(node.permissions, Perms::OwnerRead);
-  EXPECT_EQ(node.lastModified, kTime);
+  EXPECT_EQ(node.lastModified, kLeapDay);
 }
 
 }  // namespace

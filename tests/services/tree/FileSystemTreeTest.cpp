@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <boost/date_time/gregorian/greg_date.hpp>
 #include <gmock/gmock.h>
 #include <random>
 #include <set>
@@ -7,6 +6,7 @@
 
 #include "opc/Exception.hpp"
 #include "services/tree/FileSystemTree.hpp"
+#include "services/tree/NodeSamples.hpp"
 #include "support/TestSupport.hpp"
 #include "text/I18n.hpp"
 
@@ -14,16 +14,15 @@ namespace opc::ztservices {
 namespace {
 
 using boost::posix_time::ptime;
+using node_samples::folder;
+using node_samples::kLeapDay;
+using node_samples::kUnknown;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-ptime const kUnknown(boost::posix_time::not_a_date_time);
-ptime const kTime(boost::gregorian::date(2024, 2, 29));
-
 FileSystemNode file(std::u16string const& path) {
-  return makeFileNode(path, u"/fsroot" + path, Perms::OwnerRead, kTime);
+  return makeFileNode(path, u"/fsroot" + path, Perms::OwnerRead, kLeapDay);
 }
-FileSystemNode folder(std::u16string const& path) { return makeFolderNode(path, kUnknownPermissions, kUnknown); }
 
 std::vector<std::u16string> paths(std::vector<FileSystemNode> const& nodes) {
   std::vector<std::u16string> result;
@@ -70,10 +69,10 @@ TEST(FileSystemTree, CreatesMissingAncestorsAsBareFolders) {
 }
 
 TEST(FileSystemTree, GivesBackNodesAsTheyWereAdded) {
-  FileSystemNode const nodes[] = {file(u"/f"), makeFolderNode(u"/d", Perms::Perms_tag{0}, kTime),
+  FileSystemNode const nodes[] = {file(u"/f"), makeFolderNode(u"/d", Perms::Perms_tag{0}, kLeapDay),
                                   makeLinkNode(u"/l", u"../\u4e2d\U0001F600", Perms::Perms_tag{0xFFFE}, kUnknown),
                                   makeLinkNode(u"/own", u"/own", kUnknownPermissions, kUnknown),
-                                  makeFileNode(u"/e", u"", Perms::Sticky, kTime)};
+                                  makeFileNode(u"/e", u"", Perms::Sticky, kLeapDay)};
   FileSystemTree tree;
   for (auto const& node : nodes) tree.addNode(node);
   for (auto const& node : nodes) expectSame(tree.getNode(node.fullPath()), node);
@@ -164,7 +163,7 @@ TEST(FileSystemTree, ReplacesAnInsertedNodeWhereItStands) {
   FileSystemTree tree;
   tree.insertNode(file(u"/a/x"));
   tree.insertNode(file(u"/b"));
-  tree.insertNode(makeFolderNode(u"/a", Perms::OwnerRead, kTime));
+  tree.insertNode(makeFolderNode(u"/a", Perms::OwnerRead, kLeapDay));
   EXPECT_EQ(tree.getNode(u"/a").permissions, Perms::OwnerRead);
   EXPECT_THAT(paths(tree.getChildNodes(u"/")), ElementsAre(u"/a", u"/b"));
   EXPECT_THAT(paths(tree.getChildNodes(u"/a")), ElementsAre(u"/a/x"));
@@ -231,7 +230,7 @@ TEST(FileSystemTree, MakesAFolderAgainThatWasRemovedFromAboveItsDescendants) {
   FileSystemTree tree;
   tree.addNode(file(u"/a/x"));
   tree.addNode(file(u"/b"));
-  tree.updateNode(makeFolderNode(u"/a", Perms::OwnerRead, kTime));
+  tree.updateNode(makeFolderNode(u"/a", Perms::OwnerRead, kLeapDay));
   tree.removeNode(folder(u"/a"));
   tree.addNode(file(u"/a/y"));
   expectSame(tree.getNode(u"/a"), folder(u"/a"));

@@ -7,6 +7,7 @@
 #include "opc/model/Exceptions.hpp"
 #include "services/tree/ManifestSamples.hpp"
 #include "services/tree/ManifestWriter.hpp"
+#include "services/tree/NodeSamples.hpp"
 #include "support/TestSupport.hpp"
 
 namespace opc::ztservices {
@@ -17,10 +18,9 @@ using manifest_samples::leafPaths;
 using manifest_samples::read;
 using manifest_samples::written;
 using manifest_samples::writtenV1;
+using node_samples::kUnknown;
 using testing::HasSubstr;
 using testing::Not;
-
-ptime const kUnknown(boost::posix_time::not_a_date_time);
 
 /// What tests/data/filesystemManifest.xml and tests/data/fileManifest.xml hold.
 void fillGolden(FileSystemTree& tree) {
