@@ -76,7 +76,8 @@ class ZT_API FileOutputStream : public std::ostream {
   explicit FileOutputStream(std::streambuf* buffer) : std::ostream(buffer) {}
 };
 
-/// Input over a byte vector that the caller keeps alive and unchanged.
+/// Input over a byte vector that the caller keeps alive and unchanged. Its operations throw nothing. After reset() it
+/// delivers the bytes again, also without clear().
 class ZT_API ByteArrayInAdaptor final : public InputStream {
  public:
   explicit ByteArrayInAdaptor(std::vector<unsigned char> const& bytes) : bytes_(&bytes) {}
@@ -94,7 +95,8 @@ class ZT_API ByteArrayInAdaptor final : public InputStream {
   std::size_t position_ = 0;  // never above bytes_->size()
 };
 
-/// Output that appends to a byte vector that the caller keeps alive. close() has nothing to complete.
+/// Output that appends to a byte vector that the caller keeps alive. The bytes are in the vector after each write();
+/// close() has nothing to complete.
 class ZT_API ByteArrayOutAdaptor final : public OutputStream {
  public:
   explicit ByteArrayOutAdaptor(std::vector<unsigned char>& bytes) : bytes_(&bytes) {}
