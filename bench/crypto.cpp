@@ -6,8 +6,10 @@
 //   bench_crypto [ROUNDS]      (default: 41)
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <openssl/evp.h>
 #include <stdexcept>
 #include <string>

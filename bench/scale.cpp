@@ -14,11 +14,14 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
 #include <string>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include "opc/Strings.hpp"

@@ -2,6 +2,7 @@
 // Keeps a directory in a package and brings it back: keep_directory DIRECTORY PACKAGE DESTINATION
 #include <exception>
 #include <iostream>
+#include <string>
 
 #include "opc/Strings.hpp"
 #include "opc/ztservices/FileSystem.hpp"

@@ -2,6 +2,7 @@
 #include "FuzzTarget.hpp"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace zt_fuzz {
 

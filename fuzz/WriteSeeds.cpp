@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <string>
 
 #include "FuzzTarget.hpp"
 

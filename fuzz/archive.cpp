@@ -1,5 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <set>
+#include <vector>
 
 #include "Packages.hpp"
 #include "container/Reader.hpp"

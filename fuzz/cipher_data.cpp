@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <vector>
 
 #include "FuzzTarget.hpp"
 #include "crypto/CipherDataXml.hpp"

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <map>
+#include <optional>
 #include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "FuzzTarget.hpp"
 #include "foundation/release_info/ReleaseInfo.hpp"

@@ -1,5 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <iostream>
+#include <memory>
+#include <streambuf>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "FuzzTarget.hpp"
 #include "crypto/CipherTransforms.hpp"

@@ -3,8 +3,14 @@
 #include <unistd.h>
 
 #include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <vector>
 
 #include "Packages.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"

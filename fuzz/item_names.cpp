@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "Packages.hpp"
 

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "FuzzTarget.hpp"
 #include "opc/Exception.hpp"

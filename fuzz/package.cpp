@@ -6,6 +6,10 @@
 namespace zt_fuzz {
 namespace {
 
+#include <memory>
+#include <string>
+#include <vector>
+
 using namespace opc::model;
 
 void addPart(Package& package) {

@@ -10,6 +10,10 @@
 namespace zt_fuzz {
 namespace {
 
+#include <string>
+#include <string_view>
+#include <vector>
+
 using namespace opc::model;
 
 bool canBeCreated(Package& package, PartName const& name) {

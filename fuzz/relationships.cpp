@@ -6,6 +6,9 @@
 namespace zt_fuzz {
 namespace {
 
+#include <string>
+#include <vector>
+
 using namespace opc::model;
 
 void requireTargets(Package const& package) {

@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <memory>
 #include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "FuzzTarget.hpp"
 #include "opc/Strings.hpp"

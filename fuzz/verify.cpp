@@ -2,6 +2,10 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <stdexcept>
+#include <string>
+#include <vector>
+
 #include "Packages.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"

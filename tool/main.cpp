@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <exception>
 #include <iostream>
+#include <string>
 
 #include "cli/CommandLine.hpp"
 #include "cli/Errors.hpp"

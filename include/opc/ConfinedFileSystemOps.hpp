@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <ios>
+#include <istream>
 #include <memory>
 #include <string>
 #include <vector>

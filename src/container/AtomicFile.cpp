@@ -6,7 +6,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <system_error>
 
 #include "container/ZipErrors.hpp"
 #include "io/DirectoryLock.hpp"

@@ -2,6 +2,7 @@
 #include "container/ContentWriter.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <optional>
 #include <utility>

@@ -5,6 +5,7 @@
 #include <zlib.h>
 
 #include <array>
+#include <memory>
 #include <new>
 
 namespace opc::model::zip {

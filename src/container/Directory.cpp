@@ -2,6 +2,7 @@
 #include "container/Directory.hpp"
 
 #include <algorithm>
+#include <string>
 
 #include "container/ExtraFields.hpp"
 #include "container/ZipErrors.hpp"

@@ -2,6 +2,7 @@
 #include "container/EndRecord.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <optional>
 #include <vector>
 

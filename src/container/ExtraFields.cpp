@@ -2,6 +2,7 @@
 #include "container/ExtraFields.hpp"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "container/ZipFormat.hpp"
 #include "text/Ascii.hpp"

@@ -2,6 +2,7 @@
 #include "container/HeaderWalk.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>

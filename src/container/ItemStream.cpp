@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <utility>
 
 #include "container/Archive.hpp"
 #include "container/ZipErrors.hpp"

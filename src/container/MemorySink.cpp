@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 
 #include "container/ArchiveWriter.hpp"
 #include "container/ZipErrors.hpp"

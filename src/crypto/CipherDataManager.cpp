@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <memory>
+#include <string>
 #include <tuple>
+#include <utility>
+#include <vector>
 
 #include "crypto/CipherDataNames.hpp"
 #include "crypto/CipherDataXml.hpp"

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "crypto/CipherDataXml.hpp"
 
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include "crypto/CipherMessages.hpp"
 #include "crypto/CryptoErrors.hpp"

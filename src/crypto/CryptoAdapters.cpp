@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "crypto/CryptoAdapters.hpp"
 
+#include <span>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "crypto/CryptoEngine.hpp"
 #include "crypto/CryptoRandom.hpp"

@@ -2,6 +2,9 @@
 #pragma once
 
 #include <memory>
+#include <span>
+#include <string>
+#include <vector>
 
 #include "crypto/AESCiphers.hpp"
 #include "crypto/Bytes.hpp"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "crypto/CryptoEngine.hpp"
 
+#include <cstdint>
 #include <utility>
 
 #include "crypto/CryptoErrors.hpp"

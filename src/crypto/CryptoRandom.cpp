@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "crypto/CryptoRandom.hpp"
 
+#include <cstddef>
 #include <openssl/rand.h>
+#include <span>
 #include <utility>
 
 #include "crypto/OpenSSLError.hpp"

@@ -3,6 +3,8 @@
 
 #include <fcntl.h>
 
+#include <utility>
+
 #include "disk/FileMetadata.hpp"
 
 namespace opc {

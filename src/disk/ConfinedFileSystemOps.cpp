@@ -4,6 +4,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <utility>
+
 #include "disk/AtomicOutputStream.hpp"
 #include "disk/ConfinedRoot.hpp"
 #include "disk/FileMetadata.hpp"

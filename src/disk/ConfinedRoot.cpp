@@ -3,6 +3,10 @@
 
 #include <fcntl.h>
 
+#include <cerrno>
+#include <cstddef>
+#include <memory>
+#include <string_view>
 #include <vector>
 
 #include "disk/NativePath.hpp"

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <cstddef>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <utility>

@@ -5,6 +5,9 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <string_view>
+#include <utility>
 
 #include "io/DirectoryStream.hpp"
 #include "opc/Strings.hpp"

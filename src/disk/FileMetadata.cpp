@@ -4,8 +4,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
+#include <utility>
 
 #include "io/FileStreams.hpp"
 #include "opc/Strings.hpp"

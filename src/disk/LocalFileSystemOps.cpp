@@ -4,8 +4,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <ios>
+#include <istream>
+#include <memory>
 #include <optional>
+#include <string>
 #include <typeinfo>
+#include <utility>
+#include <vector>
 
 #include "disk/AtomicOutputStream.hpp"
 #include "disk/DirectoryWalk.hpp"

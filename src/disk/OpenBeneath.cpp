@@ -6,7 +6,10 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstddef>
 #include <linux/openat2.h>
+#include <utility>
 
 namespace opc {
 namespace {

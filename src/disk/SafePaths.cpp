@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opc/SafePaths.hpp"
 
+#include <cstddef>
 #include <vector>
 
 namespace opc {

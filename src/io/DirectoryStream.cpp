@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "io/DirectoryStream.hpp"
 
+#include <cerrno>
 #include <string_view>
 
 namespace opc {

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <istream>
 #include <memory>
 #include <streambuf>
 #include <string>
+#include <utility>
 
 #include "io/FileHandle.hpp"
 #include "opc/Streams.hpp"

@@ -7,9 +7,12 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <climits>
+#include <cstddef>
 #include <exception>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "io/DirectoryStream.hpp"

@@ -2,7 +2,9 @@
 #include "package/ContentTypesPart.hpp"
 
 #include <algorithm>
+#include <functional>
 #include <set>
+#include <string_view>
 #include <utility>
 #include <vector>
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 
 #include "opc/Streams.hpp"
 #include "package/PackageState.hpp"

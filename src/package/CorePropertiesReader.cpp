@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <memory>
 #include <set>
 #include <string>
 #include <string_view>

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include "opc/Time.hpp"
 #include "package/CorePropertiesPart.hpp"

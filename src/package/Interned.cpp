@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/Interned.hpp"
 
+#include <utility>
+
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 

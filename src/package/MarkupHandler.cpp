@@ -2,6 +2,7 @@
 #include "package/MarkupHandler.hpp"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "package/Messages.hpp"
 #include "xml/XmlCharacters.hpp"

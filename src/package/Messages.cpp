@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/Messages.hpp"
 
+#include <cstddef>
+
 #include "opc/Strings.hpp"
 #include "text/Unicode.hpp"
 

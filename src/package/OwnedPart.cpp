@@ -2,6 +2,7 @@
 #include "package/OwnedPart.hpp"
 
 #include <string>
+#include <utility>
 
 #include "opc/Strings.hpp"
 #include "opc/model/PackageHelper.hpp"

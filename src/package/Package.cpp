@@ -6,6 +6,7 @@
 #include <exception>
 #include <filesystem>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "container/AtomicFile.hpp"

@@ -2,6 +2,8 @@
 #include "opc/model/PackageHelper.hpp"
 
 #include <optional>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "opc/Strings.hpp"

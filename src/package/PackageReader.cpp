@@ -2,6 +2,8 @@
 #include "package/PackageReader.hpp"
 
 #include <algorithm>
+#include <cstddef>
+#include <iterator>
 
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"

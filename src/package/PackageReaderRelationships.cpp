@@ -1,4 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
 #include "opc/model/Exceptions.hpp"
 #include "package/FaultCodes.hpp"
 #include "package/Messages.hpp"

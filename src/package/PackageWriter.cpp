@@ -2,6 +2,7 @@
 #include "package/PackageWriter.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "opc/model/Exceptions.hpp"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opc/model/Part.hpp"
 
+#include <cstddef>
 #include <exception>
 #include <string>
 #include <utility>

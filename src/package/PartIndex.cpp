@@ -2,6 +2,7 @@
 #include "package/PartIndex.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "opc/Strings.hpp"

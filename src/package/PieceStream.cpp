@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/PieceStream.hpp"
 
+#include <cstddef>
 #include <optional>
 #include <utility>
 

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/Pieces.hpp"
 
+#include <cstddef>
+#include <utility>
+
 #include "opc/model/Exceptions.hpp"
 #include "package/Messages.hpp"
 #include "package/PartNameRules.hpp"

@@ -2,6 +2,8 @@
 #include "opc/model/Relationship.hpp"
 
 #include <algorithm>
+#include <cstddef>
+#include <string_view>
 #include <utility>
 
 #include "opc/Strings.hpp"

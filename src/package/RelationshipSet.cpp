@@ -2,6 +2,7 @@
 #include "package/RelationshipSet.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "opc/model/Exceptions.hpp"

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/RelationshipsPart.hpp"
 
+#include <memory>
+#include <string_view>
+#include <utility>
+
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/PartName.hpp"
 #include "package/MarkupCompatibility.hpp"

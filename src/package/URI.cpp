@@ -2,6 +2,7 @@
 #include "opc/model/URI.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <string_view>
 
 #include "opc/Strings.hpp"

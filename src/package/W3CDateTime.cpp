@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/W3CDateTime.hpp"
 
+#include <cstddef>
 #include <string_view>
 
 #include "opc/Time.hpp"

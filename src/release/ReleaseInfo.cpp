@@ -2,6 +2,7 @@
 #include "foundation/release_info/ReleaseInfo.hpp"
 
 #include <istream>
+#include <vector>
 
 #include "opc/Streams.hpp"
 #include "opc/Strings.hpp"

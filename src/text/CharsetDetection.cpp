@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <ostream>
+#include <string>
 #include <string_view>
 
 #include "opc/Strings.hpp"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "text/Escape.hpp"
 
+#include <cstddef>
+
 #include "opc/Strings.hpp"
 #include "text/Unicode.hpp"
 

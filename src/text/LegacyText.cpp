@@ -2,6 +2,7 @@
 #include "text/LegacyText.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <unicode/ucsdet.h>

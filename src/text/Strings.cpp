@@ -2,6 +2,7 @@
 #include "opc/Strings.hpp"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "text/Ascii.hpp"
 #include "text/Escape.hpp"

@@ -6,6 +6,7 @@
 #include <boost/date_time/posix_time/posix_time_duration.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <optional>
 #include <string_view>

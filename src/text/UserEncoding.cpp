@@ -8,6 +8,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
 
 #include "opc/Strings.hpp"
 #include "text/Ascii.hpp"

@@ -2,6 +2,7 @@
 #include "text/WideText.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <optional>
 #include <unicode/uchar.h>
 #include <unicode/uscript.h>

@@ -2,6 +2,7 @@
 #include "verify/EncryptionCheck.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 #include "crypto/AESCiphers.hpp"

@@ -2,6 +2,7 @@
 #include "verify/FileSystemCheck.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <string_view>
 
 #include "opc/SafePaths.hpp"

@@ -2,6 +2,7 @@
 #include "verify/PackageCheck.hpp"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"

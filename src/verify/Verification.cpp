@@ -2,6 +2,7 @@
 #include "opc/ztservices/Verification.hpp"
 
 #include <algorithm>
+#include <memory>
 #include <span>
 #include <vector>
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/XercesHelper.hpp"
 
+#include <cstddef>
 #include <exception>
 #include <stdexcept>
 #include <string>

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <utility>
 
 #include "text/Unicode.hpp"
 #include "xml/XmlCharacters.hpp"

@@ -2,7 +2,9 @@
 #include "xml/XmlDocumentCheck.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
+#include <string>
 #include <utility>
 #include <xercesc/sax/InputSource.hpp>
 #include <xercesc/util/BinInputStream.hpp>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/XmlDomParser.hpp"
 
+#include <string_view>
 #include <xercesc/dom/DOMDocument.hpp>
 #include <xercesc/framework/Wrapper4InputSource.hpp>
 #include <xercesc/framework/XMLAttr.hpp>

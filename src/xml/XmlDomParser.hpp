@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <xercesc/parsers/DOMLSParserImpl.hpp>
 
 #include "opc/Streams.hpp"

@@ -2,6 +2,7 @@
 #include "xml/XmlGrammars.hpp"
 
 #include <cstring>
+#include <string>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/XMLGrammarPoolImpl.hpp>
 #include <xercesc/validators/schema/ComplexTypeInfo.hpp>

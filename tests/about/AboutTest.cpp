@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <string>
 
 #include "opc/ztservices/About.hpp"
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <exception>
 #include <iostream>
+#include <string>
 
 #include "opc/Strings.hpp"
 #include "opc/model/Package.hpp"

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <string>
 #include <thread>
+#include <tuple>
+#include <vector>
 
 #include "container/Archive.hpp"
 #include "container/Inflate.hpp"

@@ -1,8 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <map>
+#include <memory>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "container/ArchiveWriter.hpp"
 #include "container/AtomicFile.hpp"

@@ -4,10 +4,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "container/AtomicFile.hpp"
 #include "io/FileHandle.hpp"

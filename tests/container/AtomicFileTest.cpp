@@ -7,9 +7,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstddef>
+#include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
+#include <iterator>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "container/AtomicFile.hpp"
 #include "opc/model/ContainerExceptions.hpp"

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 #include "container/ContentStore.hpp"
 #include "container/ZipTestSupport.hpp"

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "container/Archive.hpp"
 #include "container/ZipTestSupport.hpp"

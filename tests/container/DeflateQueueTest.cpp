@@ -1,10 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <atomic>
+#include <chrono>
+#include <cstddef>
 #include <functional>
 #include <gtest/gtest.h>
+#include <memory>
 #include <new>
+#include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "container/ContentWriter.hpp"
 #include "container/DeflateQueue.hpp"

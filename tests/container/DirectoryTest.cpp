@@ -1,5 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <gtest/gtest.h>
+#include <string>
+#include <utility>
 
 #include "container/Directory.hpp"
 #include "container/ZipTestSupport.hpp"

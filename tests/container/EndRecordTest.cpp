@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <cstdint>
 #include <gtest/gtest.h>
+#include <string>
 
 #include "container/EndRecord.hpp"
 #include "container/ZipTestSupport.hpp"

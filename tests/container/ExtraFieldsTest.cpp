@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdint>
 #include <gtest/gtest.h>
+#include <optional>
+#include <string>
 
 #include "container/ExtraFields.hpp"
 #include "container/ZipTestSupport.hpp"

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdint>
 #include <gtest/gtest.h>
+#include <string>
 
 #include "container/HeaderWalk.hpp"
 #include "container/ZipTestSupport.hpp"

@@ -2,8 +2,14 @@
 #include <sys/resource.h>
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "container/Archive.hpp"
 #include "container/LocalHeader.hpp"

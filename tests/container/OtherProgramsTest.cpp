@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 #include "container/AtomicFile.hpp"
 #include "container/Reader.hpp"

@@ -2,7 +2,11 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <string>
 
 #include "container/RandomAccessBytes.hpp"
 #include "opc/model/ContainerExceptions.hpp"

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <stdexcept>
+#include <string>
+#include <utility>
 
 #include "container/ReadAhead.hpp"
 #include "container/ZipTestSupport.hpp"

@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <cstdint>
 #include <gtest/gtest.h>
 #include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "container/Reader.hpp"

@@ -4,7 +4,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <string>
 
 #include "container/Spool.hpp"
 #include "container/ZipTestSupport.hpp"

@@ -2,6 +2,7 @@
 #include "container/ZipTestSupport.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <stdexcept>
 
 #include "container/ContentWriter.hpp"

@@ -2,8 +2,11 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <openssl/err.h>
+#include <stdexcept>
+#include <string>
 
 #include "crypto/Bytes.hpp"
 #include "crypto/CryptoSamples.hpp"

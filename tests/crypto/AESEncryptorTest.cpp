@@ -2,7 +2,10 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <stdexcept>
+#include <string>
 
 #include "crypto/CryptoSamples.hpp"
 #include "crypto/Digests.hpp"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <optional>
+#include <string>
 
 #include "crypto/Bytes.hpp"
 #include "crypto/CryptoErrors.hpp"

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <set>
+#include <stdexcept>
+#include <string>
 
 #include "crypto/Bytes.hpp"
 #include "crypto/CipherTransforms.hpp"

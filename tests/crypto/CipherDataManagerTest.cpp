@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <memory>
 #include <regex>
 #include <set>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "crypto/CipherDataSamples.hpp"
 

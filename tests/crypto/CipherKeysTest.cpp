@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "crypto/Bytes.hpp"
 #include "crypto/CryptoErrors.hpp"

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <stdexcept>
+#include <string>
 
 #include "crypto/Bytes.hpp"
 #include "crypto/CryptoAdapters.hpp"

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdint>
 #include <gtest/gtest.h>
+#include <memory>
+#include <string>
 
 #include "crypto/CryptoErrors.hpp"
 #include "crypto/CryptoSamples.hpp"

@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <memory>
 #include <set>
+#include <span>
+#include <string>
+#include <vector>
 
 #include "crypto/CryptoErrors.hpp"
 #include "crypto/CryptoSamples.hpp"

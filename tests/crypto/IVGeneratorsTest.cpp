@@ -3,9 +3,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <memory>
+#include <span>
+#include <string>
 #include <unordered_set>
+#include <vector>
 
 #include "crypto/CryptoErrors.hpp"
 #include "crypto/IVGenerators.hpp"

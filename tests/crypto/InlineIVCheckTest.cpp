@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <memory>
 
 #include "crypto/CipherTransforms.hpp"
 #include "crypto/CryptoAdapters.hpp"

@@ -1,7 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <functional>
 #include <gtest/gtest.h>
 #include <iostream>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <streambuf>
+#include <string>
+#include <utility>
 
 #include "crypto/CipherTransforms.hpp"
 #include "crypto/CryptoAdapters.hpp"

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
+#include <string>
 
 #include "crypto/OpenSSLError.hpp"
 #include "support/TestSupport.hpp"

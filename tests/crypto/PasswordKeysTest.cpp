@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <string>
 
 #include "crypto/CryptoErrors.hpp"
 #include "crypto/CryptoSamples.hpp"

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <string>
 
 #include "crypto/CryptoSamples.hpp"
 #include "crypto/PasswordKeys.hpp"

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <string>
+#include <utility>
 
 #include "crypto/Digests.hpp"
 #include "crypto/Utils.hpp"

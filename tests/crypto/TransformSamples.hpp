@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "samples/BytesSource.hpp"
 #include "support/CryptoAnswers.hpp"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <array>
 #include <gtest/gtest.h>
+#include <string>
 #include <vector>
 
 #include "crypto/CryptoErrors.hpp"

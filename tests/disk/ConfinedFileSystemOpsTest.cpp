@@ -2,9 +2,16 @@
 #include <fcntl.h>
 #include <stdio.h>
 
+#include <algorithm>
 #include <atomic>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <filesystem>
+#include <ios>
+#include <iterator>
+#include <ostream>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "disk/DiskSamples.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"

@@ -3,6 +3,11 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <vector>
+
 #include "disk/DirectoryWalk.hpp"
 #include "disk/DiskSamples.hpp"
 #include "opc/Strings.hpp"

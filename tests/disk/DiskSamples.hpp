@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <csignal>
 #include <gmock/gmock.h>
+#include <string>
 
 #include "opc/FileSystemOps.hpp"
 #include "support/TestSupport.hpp"

@@ -4,6 +4,13 @@
 #include <sys/time.h>
 #include <sys/un.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <ios>
+#include <istream>
+#include <memory>
+#include <string>
 #include <thread>
 
 #include "disk/DiskSamples.hpp"

@@ -1,6 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <sys/time.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <ios>
+#include <memory>
+#include <ostream>
+#include <string>
 #include <thread>
 
 #include "disk/DiskSamples.hpp"

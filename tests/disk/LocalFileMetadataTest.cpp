@@ -2,7 +2,10 @@
 #include <fcntl.h>
 
 #include <boost/date_time/posix_time/posix_time.hpp>
+#include <cstdint>
+#include <filesystem>
 #include <random>
+#include <string>
 
 #include "disk/DiskSamples.hpp"
 #include "text/EpochTime.hpp"

@@ -1,4 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <filesystem>
+#include <ios>
+#include <memory>
+#include <string>
+#include <vector>
+
 #include "disk/DiskSamples.hpp"
 #include "opc/FileSystemOps.hpp"
 #include "opc/Strings.hpp"

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
+#include <string>
 
 #include "opc/FileSystemOps.hpp"
 

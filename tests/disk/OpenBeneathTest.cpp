@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fcntl.h>
 
+#include <filesystem>
+#include <string>
+
 #include "disk/DiskSamples.hpp"
 #include "disk/OpenBeneath.hpp"
 

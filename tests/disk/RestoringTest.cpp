@@ -2,6 +2,13 @@
 #include <sys/inotify.h>
 
 #include <boost/date_time/posix_time/conversion.hpp>
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "disk/DiskSamples.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"

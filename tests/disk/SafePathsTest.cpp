@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <string>
+#include <string_view>
 
 #include "opc/SafePaths.hpp"
 #include "opc/Strings.hpp"

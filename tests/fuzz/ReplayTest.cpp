@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstddef>
+#include <exception>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <random>
 #include <set>
+#include <string>
 
 #include "FuzzTarget.hpp"
 #include "support/TestSupport.hpp"

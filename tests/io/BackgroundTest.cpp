@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <atomic>
+#include <cstddef>
 #include <future>
 #include <gtest/gtest.h>
 #include <stdexcept>

@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstddef>
 #include <gmock/gmock.h>
+#include <string>
+#include <vector>
 
 #include "io/StreamSamples.hpp"
 #include "opc/Streams.hpp"

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fcntl.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 #include "io/DirectoryStream.hpp"
 #include "io/FileHandle.hpp"

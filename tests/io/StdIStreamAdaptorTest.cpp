@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <sstream>
+#include <stdexcept>
+#include <string>
 
 #include "io/StreamSamples.hpp"
 #include "opc/Streams.hpp"

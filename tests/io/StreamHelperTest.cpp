@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gmock/gmock.h>
 #include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "io/StreamSamples.hpp"
 #include "opc/Streams.hpp"

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fcntl.h>
 
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <set>
+#include <string>
 
 #include "io/TemporaryName.hpp"
 #include "support/TestSupport.hpp"

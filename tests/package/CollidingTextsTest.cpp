@@ -4,6 +4,9 @@
 #include <cstring>
 #include <functional>
 #include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "opc/Strings.hpp"
 #include "package/ModelSamples.hpp"

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "opc/model/ContentType.hpp"
 #include "opc/model/Exceptions.hpp"

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <memory>
+#include <string>
 
 #include "opc/Time.hpp"
 #include "opc/model/Exceptions.hpp"

@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cstddef>
+#include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <map>
+#include <memory>
 #include <optional>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "container/Archive.hpp"
 #include "opc/Strings.hpp"

@@ -2,6 +2,9 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "opc/model/DataManager.hpp"
 #include "opc/model/Exceptions.hpp"

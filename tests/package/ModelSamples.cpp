@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/ModelSamples.hpp"
 
+#include <cstddef>
 #include <regex>
 
 #include "container/Archive.hpp"

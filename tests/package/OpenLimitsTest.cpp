@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <string>
 
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/Package.hpp"

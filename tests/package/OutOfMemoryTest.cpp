@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // Each allocation of an edit and its save fails once.
+#include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <new>
+#include <string>
+#include <vector>
 
 #include "container/Spool.hpp"
 #include "opc/model/Exceptions.hpp"

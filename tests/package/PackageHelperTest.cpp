@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include "opc/Strings.hpp"
 #include "opc/Time.hpp"

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/Package.hpp"

@@ -3,8 +3,15 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "opc/model/DataManager.hpp"
 #include "opc/model/Exceptions.hpp"

@@ -3,8 +3,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <exception>
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"

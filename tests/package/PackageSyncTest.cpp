@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <functional>
 #include <gtest/gtest.h>
+#include <string>
 
 #include "opc/model/Exceptions.hpp"
 #include "package/ModelSamples.hpp"

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <random>
 #include <stdexcept>
+#include <string>
 
 #include "opc/model/Exceptions.hpp"
 #include "package/ModelSamples.hpp"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cctype>
 #include <gtest/gtest.h>
 #include <string>
+#include <string_view>
 
 #include "package/PartTable.hpp"
 

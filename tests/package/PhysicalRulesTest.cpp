@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <gtest/gtest.h>
+#include <initializer_list>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "container/ZipTestSupport.hpp"
 #include "opc/model/Exceptions.hpp"

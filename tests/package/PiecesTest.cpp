@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 #include "opc/model/Exceptions.hpp"
 #include "package/ModelSamples.hpp"

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <utility>
 
 #include "opc/Strings.hpp"
 #include "package/RelationshipSet.hpp"

@@ -6,8 +6,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include "opc/model/Exceptions.hpp"
 #include "package/ModelSamples.hpp"

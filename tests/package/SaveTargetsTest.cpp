@@ -3,7 +3,10 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <memory>
+#include <string>
 
 #include "opc/model/Exceptions.hpp"
 #include "package/ModelSamples.hpp"

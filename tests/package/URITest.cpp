@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <iterator>
 #include <random>
+#include <string>
+#include <string_view>
 
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"

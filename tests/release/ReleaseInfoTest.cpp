@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <regex>
 #include <sstream>
+#include <string>
 
 #include "foundation/release_info/ReleaseInfo.hpp"
 #include "opc/Streams.hpp"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "samples/Archives.hpp"
 
+#include <memory>
+
 #include "container/ArchiveWriter.hpp"
 #include "container/ContentWriter.hpp"
 

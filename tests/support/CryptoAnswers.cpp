@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/CryptoAnswers.hpp"
 
+#include <cstddef>
 #include <sstream>
 #include <stdexcept>
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
+#include <exception>
 #include <filesystem>
 #include <string>
 #include <vector>

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstdio>
 #include <gmock/gmock.h>
+#include <iostream>
 #include <map>
 #include <sstream>
+#include <string>
 
 #include "opc/Strings.hpp"
 #include "support/ScopedEnvironment.hpp"

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gmock/gmock.h>
+#include <string>
 
 #include "opc/Strings.hpp"
 #include "support/TestSupport.hpp"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
 #include <set>
+#include <string>
 
 #include "opc/Strings.hpp"
 

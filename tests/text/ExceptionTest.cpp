@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdint>
 #include <gmock/gmock.h>
 #include <limits>
 #include <type_traits>

@@ -3,6 +3,7 @@
 
 #include <iconv.h>
 
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 

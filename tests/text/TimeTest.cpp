@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <gmock/gmock.h>
 #include <random>
+#include <string>
 
 #include "opc/Time.hpp"
 #include "text/EpochTime.hpp"

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <unistd.h>
 
+#include <filesystem>
 #include <gmock/gmock.h>
+#include <string>
 
 #include "opc/Strings.hpp"
 #include "support/ScopedEnvironment.hpp"

@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <memory>
 #include <sstream>
+#include <string>
 
 #include "disk/CheckedStreams.hpp"
 #include "disk/FilesAhead.hpp"

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
+#include <string>
+#include <vector>
 
 #include "cli/CommandLine.hpp"
 #include "cli/Completion.hpp"

@@ -4,8 +4,11 @@
 
 #include <algorithm>
 #include <boost/date_time/posix_time/posix_time.hpp>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <string>
+#include <utility>
 
 #include "disk/FilesAhead.hpp"
 #include "opc/Strings.hpp"

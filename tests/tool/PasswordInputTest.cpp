@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <string>
 
 #include "cli/Errors.hpp"
 #include "secrets/PasswordInput.hpp"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <string>
 
 #include "disk/SourceTree.hpp"
 #include "opc/model/Package.hpp"

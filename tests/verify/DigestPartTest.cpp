@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <string>
+#include <vector>
 
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/Package.hpp"

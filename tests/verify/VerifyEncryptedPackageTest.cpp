@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <functional>
 #include <gtest/gtest.h>
+#include <memory>
 #include <string>
 
 #include "crypto/CryptoErrors.hpp"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <string>
+#include <vector>
 
 #include "container/ZipTestSupport.hpp"
 #include "opc/Strings.hpp"

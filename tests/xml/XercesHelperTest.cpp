@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "opc/Strings.hpp"
 #include "xml/XercesHelper.hpp"

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <chrono>
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <initializer_list>
 #include <random>
+#include <string>
 
 #include "xml/XmlTestSupport.hpp"
 

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <string>
+#include <string_view>
 
 #include "xml/XmlLimits.hpp"
 #include "xml/XmlMarkupMeter.hpp"

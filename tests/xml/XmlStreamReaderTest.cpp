@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <memory>
 #include <optional>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 #include <thread>
+#include <vector>
 
 #include "opc/model/Exceptions.hpp"
 #include "xml/XmlStreamReader.hpp"

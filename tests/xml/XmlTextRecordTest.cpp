@@ -1,5 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "opc/model/XmlExceptions.hpp"
 #include "support/TestSupport.hpp"

@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "opc/model/InvalidState.hpp"
 #include "opc/model/XmlExceptions.hpp"

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <random>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "xml/XmlTestSupport.hpp"
 #include "xml/XmlTextWriter.hpp"

@@ -2,6 +2,11 @@
 #include <charconv>
 #include <memory>
 #include <stdexcept>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <variant>
+#include <vector>
 
 #include "cli/CommandLine.hpp"
 #include "commands/Commands.hpp"

@@ -2,6 +2,7 @@
 #include "cli/Completion.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <set>
 
 namespace ztpkg {

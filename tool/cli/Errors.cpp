@@ -2,7 +2,9 @@
 #include "cli/Errors.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <new>
+#include <utility>
 
 #include "opc/Exception.hpp"
 #include "opc/FileSystemOps.hpp"

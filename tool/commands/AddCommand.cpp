@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <iostream>
 #include <map>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <string>
+
 #include "cli/Errors.hpp"
 #include "commands/Commands.hpp"
 #include "disk/FileSystems.hpp"

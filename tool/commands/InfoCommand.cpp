@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"

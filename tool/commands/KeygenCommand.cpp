@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <string>
 
 #include "cli/Errors.hpp"
 #include "commands/Commands.hpp"

@@ -3,10 +3,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include "cli/Amounts.hpp"
 #include "cli/Json.hpp"

@@ -4,10 +4,15 @@
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <string>
+#include <system_error>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"

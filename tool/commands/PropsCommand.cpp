@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cstddef>
 #include <set>
+#include <string>
+#include <vector>
 
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <iostream>
 #include <set>
+#include <string>
 #include <vector>
 
 #include "cli/Amounts.hpp"

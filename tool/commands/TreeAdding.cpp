@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/TreeAdding.hpp"
 
+#include <string>
+
 #include "cli/Errors.hpp"
 #include "disk/Paths.hpp"
 #include "opc/Strings.hpp"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <string>
+
 #include "disk/SourceTree.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <iostream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "cli/Amounts.hpp"
 #include "cli/Process.hpp"

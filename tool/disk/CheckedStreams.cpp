@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "disk/CheckedStreams.hpp"
 
+#include <cstdint>
+#include <utility>
+
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"
 #include "opc/Exception.hpp"

@@ -3,8 +3,10 @@
 
 #include <istream>
 #include <memory>
+#include <ostream>
 #include <streambuf>
 #include <string>
+#include <utility>
 
 #include "cli/Progress.hpp"
 #include "opc/Streams.hpp"

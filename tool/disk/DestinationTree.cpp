@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "disk/DestinationTree.hpp"
 
+#include <ios>
+#include <utility>
+
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"
 #include "disk/CheckedStreams.hpp"

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <ios>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "cli/Progress.hpp"
 #include "disk/ForwardingOps.hpp"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "disk/EntryMeasure.hpp"
 
+#include <string_view>
+
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
 #include "disk/NewParents.hpp"

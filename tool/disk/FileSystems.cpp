@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "disk/FileSystems.hpp"
 
+#include <exception>
 #include <utility>
 
 #include "cli/Errors.hpp"
@@ -65,8 +66,8 @@ FileSystemEntry findEntry(FileSystemManager const& manager, std::string const& a
 }
 
 Report cannotDecrypt(std::string const& what, std::u16string const& item) {
-  return {Exit::Key, "cannot-decrypt",
-          what + " cannot be decrypted: wrong key or password, or the data was modified", item};
+  return {Exit::Key, "cannot-decrypt", what + " cannot be decrypted: wrong key or password, or the data was modified",
+          item};
 }
 
 void throwIfKeyIsMissing(FileSystemManager const& manager, FileSystemEntry const& file) {

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "disk/ForwardingOps.hpp"
 
+#include <ios>
+#include <istream>
+#include <memory>
+#include <string>
+
 namespace ztpkg {
 
 bool ForwardingOps::exists(std::u16string const& path, ErrorCode& error) { return inner_->exists(path, error); }

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <optional>
 #include <string_view>
+#include <tuple>
+#include <utility>
 
 #include "opc/Strings.hpp"
 

@@ -7,7 +7,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <future>
+#include <ios>
+#include <istream>
+#include <string_view>
 #include <utility>
 
 #include "cli/Process.hpp"

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <ios>
+#include <istream>
 #include <memory>
 #include <optional>
 #include <string>

@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "disk/UnpackChecks.hpp"
 
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <utility>
 
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 
 #include <cerrno>
+#include <cstddef>
 
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "secrets/PackagePassword.hpp"
 
+#include <exception>
 #include <stdexcept>
+#include <utility>
 
 #include "cli/Errors.hpp"
 #include "disk/FileSystems.hpp"

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <system_error>
+#include <vector>
 
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
 #include <initializer_list>
+#include <string>
 
 #include "cli/Errors.hpp"
 #include "opc/Strings.hpp"

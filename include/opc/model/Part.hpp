@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "opc/Export.hpp"
 #include "opc/Streams.hpp"

@@ -3,6 +3,7 @@
 
 #include <compare>
 #include <string>
+#include <utility>
 
 #include "opc/Export.hpp"
 #include "opc/model/URI.hpp"

@@ -2,6 +2,7 @@
 #include "opc/ztservices/ContentSources.hpp"
 
 #include <istream>
+#include <utility>
 
 #include "opc/Strings.hpp"
 #include "opc/ztservices/ContentTypes.hpp"

@@ -2,7 +2,10 @@
 #include "opc/ztservices/ContentTypes.hpp"
 
 #include <array>
+#include <cstddef>
+#include <functional>
 #include <map>
+#include <string_view>
 #include <utility>
 
 namespace opc::ztservices {

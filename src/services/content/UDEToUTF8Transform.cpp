@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <iostream>
+#include <string>
+#include <vector>
 
 #include "opc/ztservices/ContentTypes.hpp"
 #include "opc/ztservices/Transforms.hpp"

@@ -2,6 +2,9 @@
 #include <map>
 #include <optional>
 #include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/PackageHelper.hpp"

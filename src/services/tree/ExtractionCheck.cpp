@@ -2,6 +2,7 @@
 #include "services/tree/ExtractionCheck.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
 
 #include "opc/SafePaths.hpp"

@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <memory>
+#include <string>
+
 #include "opc/model/URI.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/FileSystemNode.hpp"

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <memory>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "crypto/CipherTransforms.hpp"
 #include "opc/ztservices/ContentTypes.hpp"

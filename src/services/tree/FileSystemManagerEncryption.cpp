@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdint>
+#include <memory>
+#include <optional>
 #include <utility>
+#include <vector>
 
 #include "crypto/CryptoAdapters.hpp"
 #include "crypto/IVGenerators.hpp"

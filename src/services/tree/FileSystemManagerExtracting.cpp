@@ -1,5 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <boost/system/error_code.hpp>
+#include <exception>
+#include <ios>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/EncryptedContent.hpp"

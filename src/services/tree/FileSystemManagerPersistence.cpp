@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <exception>
+#include <memory>
 #include <set>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "crypto/CipherTransforms.hpp"
 #include "opc/model/PackageHelper.hpp"

@@ -1,4 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/EncryptedContent.hpp"
 #include "services/tree/FileSystemTree.hpp"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "services/tree/FileSystemNode.hpp"
 
+#include <utility>
+
 #include "opc/Strings.hpp"
 #include "services/tree/PathRules.hpp"
 

@@ -2,6 +2,7 @@
 #include "services/tree/FileSystemTree.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <stdexcept>
 #include <utility>
 

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <compare>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "services/tree/CompactText.hpp"

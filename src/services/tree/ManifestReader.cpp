@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdint>
 #include <string>
+#include <system_error>
 
 #include "opc/Strings.hpp"
 #include "opc/Time.hpp"

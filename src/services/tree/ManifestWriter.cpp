@@ -3,8 +3,10 @@
 
 #include <array>
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "opc/Strings.hpp"
 #include "opc/Time.hpp"

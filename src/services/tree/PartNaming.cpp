@@ -2,6 +2,8 @@
 #include "services/tree/PartNaming.hpp"
 
 #include <algorithm>
+#include <cstddef>
+#include <vector>
 
 #include "crypto/Utils.hpp"
 #include "opc/Strings.hpp"

@@ -2,6 +2,7 @@
 #include "services/tree/PathSteps.hpp"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace opc::ztservices {
 

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <memory>
 #include <sstream>
+#include <string>
 #include <type_traits>
 
 #include "opc/model/Exceptions.hpp"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "opc/ztservices/ContentTypes.hpp"

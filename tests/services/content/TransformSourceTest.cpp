@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gmock/gmock.h>
+#include <memory>
+#include <stdexcept>
+#include <string>
 #include <type_traits>
 
 #include "services/content/TransformSamples.hpp"

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gmock/gmock.h>
+#include <memory>
+#include <string>
 
 #include "opc/Strings.hpp"
 #include "opc/ztservices/ContentTypes.hpp"

@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <utility>
 
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"

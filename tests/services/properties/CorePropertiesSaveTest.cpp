@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <gtest/gtest.h>
+#include <string>
+#include <tuple>
+#include <utility>
 
 #include "opc/Strings.hpp"
 #include "opc/Time.hpp"

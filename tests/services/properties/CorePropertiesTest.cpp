@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <set>
+#include <string>
+#include <string_view>
 #include <unordered_set>
+#include <vector>
 
 #include "opc/Strings.hpp"
 #include "opc/Time.hpp"

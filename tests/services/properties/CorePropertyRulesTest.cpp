@@ -2,7 +2,9 @@
 #include <clocale>
 #include <cwctype>
 #include <gtest/gtest.h>
+#include <initializer_list>
 #include <locale>
+#include <string>
 
 #include "opc/Strings.hpp"
 #include "opc/ztservices/CoreProperties.hpp"

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <boost/uuid/uuid_io.hpp>
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <stdexcept>
 

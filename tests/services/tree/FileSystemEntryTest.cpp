@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <cstdint>
 #include <gtest/gtest.h>
+#include <memory>
+#include <string>
 
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/FileSystemNode.hpp"

@@ -1,5 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <filesystem>
 #include <gmock/gmock.h>
+#include <ios>
+#include <istream>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "services/tree/FileSystemManagerTestSupport.hpp"
 

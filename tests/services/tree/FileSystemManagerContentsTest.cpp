@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <memory>
+#include <string>
 
 #include "services/tree/EncryptionTestSupport.hpp"
 

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <memory>
+#include <string>
 
 #include "crypto/Bytes.hpp"
 #include "services/tree/EncryptedContent.hpp"

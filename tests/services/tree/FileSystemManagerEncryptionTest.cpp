@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gmock/gmock.h>
+#include <memory>
+#include <set>
+#include <string>
 
 #include "opc/Exception.hpp"
 #include "opc/ztservices/ContentTypes.hpp"

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <unistd.h>
 
+#include <filesystem>
 #include <gmock/gmock.h>
+#include <memory>
+#include <string>
 
 #include "services/tree/FileSystemManagerTestSupport.hpp"
 

@@ -1,6 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 
+#include <filesystem>
 #include <gmock/gmock.h>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "services/tree/FileSystemManagerTestSupport.hpp"
 

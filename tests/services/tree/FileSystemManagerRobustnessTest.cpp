@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cstddef>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <map>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include "services/tree/FileSystemManagerTestSupport.hpp"
 #include "text/SchemaBaseURI.hpp"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <filesystem>
 #include <gmock/gmock.h>
 
 #include "services/tree/FileSystemManagerTestSupport.hpp"

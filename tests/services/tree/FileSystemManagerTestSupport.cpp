@@ -2,6 +2,9 @@
 #include "services/tree/FileSystemManagerTestSupport.hpp"
 
 #include <cstring>
+#include <ios>
+#include <istream>
+#include <streambuf>
 
 namespace zt_test {
 

@@ -2,7 +2,10 @@
 #pragma once
 
 #include <boost/date_time/posix_time/conversion.hpp>
+#include <cstddef>
 #include <gtest/gtest.h>
+#include <ios>
+#include <istream>
 #include <memory>
 #include <set>
 #include <string>

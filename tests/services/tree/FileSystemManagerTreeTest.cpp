@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gmock/gmock.h>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include "services/tree/FileSystemManagerTestSupport.hpp"
 

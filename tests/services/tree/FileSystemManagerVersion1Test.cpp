@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
+#include <memory>
+#include <string>
 
 #include "services/tree/EncryptionTestSupport.hpp"
 #include "services/tree/FileSystemManagerTestSupport.hpp"

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <cstddef>
+#include <cstdint>
 #include <gmock/gmock.h>
+#include <string>
 
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdint>
 #include <gtest/gtest.h>
 
 #include "services/tree/NodeSamples.hpp"

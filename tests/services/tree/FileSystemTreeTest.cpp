@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gmock/gmock.h>
+#include <map>
 #include <random>
 #include <set>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "opc/Exception.hpp"
 #include "services/tree/FileSystemTree.hpp"

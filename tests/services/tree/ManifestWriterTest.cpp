@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <boost/date_time/posix_time/posix_time_types.hpp>
+#include <cstddef>
 #include <gmock/gmock.h>
 #include <random>
+#include <string>
 
 #include "opc/Time.hpp"
 #include "opc/model/Exceptions.hpp"

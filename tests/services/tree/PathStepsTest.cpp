@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gmock/gmock.h>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "services/tree/PathSteps.hpp"

@@ -2,6 +2,8 @@
 // generate_man_pages DIR VERSION DATE: writes the manual pages (section 1) of ztpkg and of each command into DIR.
 #include <algorithm>
 #include <cctype>
+#include <cstddef>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
