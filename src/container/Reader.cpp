@@ -21,7 +21,7 @@ constexpr std::uint64_t kSmallExtraGuess = 64;
 // Read together, a descriptor far from its own header does not look like the beginning of something long.
 constexpr std::uint64_t kDescriptorAndNextHeader = 512;
 constexpr std::uint16_t kGrowthHintExtra = 0xA220;
-constexpr std::uint64_t kWindow = 1u << 20;
+constexpr std::uint64_t kLargestWindow = 1u << 20;
 constexpr std::size_t kReadStep = 256u << 10;
 
 std::string bytesText(std::uint64_t count) { return std::to_string(count) + (count == 1 ? " byte" : " bytes"); }
@@ -301,7 +301,7 @@ bool Reader::readContent(std::size_t index, std::uint64_t begin, ContentSink con
   }
   try {
     auto const stream = openItem(std::move(facts), [this, begin](std::uint64_t offset, void* to, std::size_t count) {
-      if (count > kWindow) return bytes_->readAt(begin + offset, to, count);
+      if (count > kLargestWindow) return bytes_->readAt(begin + offset, to, count);
       std::copy_n(window(begin + offset, count), count, static_cast<unsigned char*>(to));
     });
     Buffer buffer(kReadStep);

@@ -11,6 +11,7 @@
 #include "opc/model/Exceptions.hpp"
 #include "package/CorePropertiesPart.hpp"
 #include "package/CorePropertiesXml.hpp"
+#include "package/MarkupCompatibility.hpp"
 #include "package/Messages.hpp"
 #include "package/W3CDateTime.hpp"
 #include "xml/XercesObjects.hpp"

@@ -17,7 +17,6 @@ inline constexpr char16_t kTermsNamespace[] = u"http://purl.org/dc/terms/";
 inline constexpr char16_t kInstanceNamespace[] = u"http://www.w3.org/2001/XMLSchema-instance";
 inline constexpr char16_t kXmlNamespace[] = u"http://www.w3.org/XML/1998/namespace";
 inline constexpr char16_t kDeclarationNamespace[] = u"http://www.w3.org/2000/xmlns/";
-inline constexpr char16_t kCompatibilityNamespace[] = u"http://schemas.openxmlformats.org/markup-compatibility/2006";
 
 struct TextProperty {
   char16_t const* namespaceURI;

@@ -9,8 +9,6 @@
 namespace opc::model::detail {
 namespace {
 
-constexpr std::u16string_view kCompatibilityNamespace = u"http://schemas.openxmlformats.org/markup-compatibility/2006";
-
 [[noreturn]] void fail(std::string const& fault) { throw XmlContentFault(fault); }
 
 [[noreturn]] void fail(std::string const& fault, std::u16string_view name) {

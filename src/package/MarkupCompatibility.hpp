@@ -14,10 +14,14 @@
 
 namespace opc::model::detail {
 
-/// Hands on what a document says to a reader that understands one namespace, as ECMA-376-3, 10 has it:
-/// what is ignorable is left out (10.1.1) but for content that is to be processed (10.1.2), of alternate
-/// content the first choice that is understood stays (10.2), and what must be understood and is not refuses
-/// the document (10.1.4). For one document; its faults are thrown as XmlContentFault.
+/// The namespace of ECMA-376-3.
+inline constexpr std::u16string_view kCompatibilityNamespace =
+    u"http://schemas.openxmlformats.org/markup-compatibility/2006";
+
+/// Preprocesses a document for a reader that understands one namespace (ECMA-376-3, 10). It leaves out ignorable
+/// content (10.1.1) except content marked for processing (10.1.2), selects the first alternate content that the reader
+/// understands (10.2), and refuses a document that the reader must understand and does not (10.1.4). For one document.
+/// Throws its faults as XmlContentFault.
 class MarkupCompatibility final : public XmlContentHandler {
  public:
   /// Both arguments are kept by reference.

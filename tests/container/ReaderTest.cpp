@@ -220,7 +220,7 @@ TEST(Reader, AddsThePrefixToTheOffsetsOfADirectoryThatBreaksOff) {
 TEST(Reader, OpensOneItemAgain) {
   CollectedFaults faults;
   Reader const reader(makeMemoryBytes(bytesOf(smallArchive().build())), 2, faults);
-  EXPECT_EQ(faults.list, FaultNames{});
+  EXPECT_EQ(faults.names, FaultNames{});
   EXPECT_EQ(readAll(*reader.archive()->openContent(1)), compressible(500));
 }
 
