@@ -12,7 +12,6 @@
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/CoreProperties.hpp"
 #include "package/CorePropertiesPart.hpp"
-#include "package/CorePropertiesXml.hpp"
 #include "services/properties/PartsXml.hpp"
 
 /// One document as each of the parts that tell what a package is: the standard core properties, the two parts of the

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "container/ExtraFields.hpp"
+#include "container/Directory.hpp"
 #include "container/ItemStream.hpp"
 #include "container/LocalHeader.hpp"
 #include "container/Reader.hpp"

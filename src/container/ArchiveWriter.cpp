@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
-#include "container/ExtraFields.hpp"
+#include "container/Directory.hpp"
 #include "container/LocalHeader.hpp"
-#include "container/ReadAhead.hpp"
+#include "container/RandomAccessBytes.hpp"
 #include "container/Spool.hpp"
 #include "container/ZipErrors.hpp"
 #include "container/ZipFormat.hpp"

@@ -11,12 +11,16 @@
 #include <filesystem>
 #include <system_error>
 
+#include "container/ArchiveWriter.hpp"
 #include "container/ZipErrors.hpp"
 #include "io/DirectoryLock.hpp"
+#include "io/FileHandle.hpp"
 #include "io/TemporaryName.hpp"
+#include "opc/Exception.hpp"
 
 namespace opc::model::zip {
 namespace {
+
 namespace fs = std::filesystem;
 using boost::system::error_code;
 
@@ -33,6 +37,21 @@ fs::path resolved(fs::path const& path, std::error_code& error) {
 }
 
 }  // namespace
+
+ArchiveSink::~ArchiveSink() = default;
+
+void MemorySink::write(void const* data, std::size_t count) {
+  auto const* const from = static_cast<unsigned char const*>(data);
+  bytes_.insert(bytes_.end(), from, from + count);
+}
+
+void MemorySink::copyFrom(int descriptor, std::uint64_t offset, std::uint64_t count) {
+  std::size_t const end = bytes_.size();
+  bytes_.resize(end + static_cast<std::size_t>(count));
+  boost::system::error_code error;
+  if (readAt(descriptor, offset, bytes_.data() + end, static_cast<std::size_t>(count), error) < count)
+    throw couldNotSave("memory", error ? error.value() : EIO);
+}
 
 struct AtomicFile::Impl {
   std::string target;  // as given, for messages

@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "container/Content.hpp"
-#include "container/Inflate.hpp"
+#include "container/ItemStream.hpp"
 
 namespace opc::model::zip {
 

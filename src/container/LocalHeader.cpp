@@ -1,14 +1,120 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "container/LocalHeader.hpp"
 
+#include <algorithm>
+#include <cstddef>
 #include <optional>
+#include <string>
+#include <string_view>
 
-#include "container/ExtraFields.hpp"
+#include "container/Directory.hpp"
+#include "container/ItemStream.hpp"
 #include "container/ZipErrors.hpp"
 #include "container/ZipFormat.hpp"
 
 namespace opc::model::zip {
 namespace {
+
+constexpr std::size_t kStep = 1u << 20;
+constexpr std::size_t kDescriptor = 16;  // with its signature, and sizes of 32 bits
+constexpr std::uint16_t kZip64FieldSize = 24;
+
+/// Where the predicate first holds of `count` bytes, at `begin` or beyond.
+template <typename Predicate>
+std::optional<std::uint64_t> search(RandomAccessBytes const& bytes, std::uint64_t begin, std::size_t count,
+                                    Predicate const& isThere) {
+  std::vector<unsigned char> window;
+  while (begin < bytes.size() && bytes.size() - begin >= count) {
+    window.resize(static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size() - begin, kStep + count)));
+    bytes.readAt(begin, window.data(), window.size());
+    std::size_t const places = window.size() - count + 1;
+    for (std::size_t at = 0; at < places; ++at)
+      if (window[at] == 'P' && isThere(&window[at], begin + at)) return begin + at;
+    begin += places;
+  }
+  return std::nullopt;
+}
+
+/// One item by its local header.
+struct LocalItem {
+  std::uint64_t begin;
+  std::uint64_t headerSize;
+  std::uint16_t flags, method;
+  std::uint32_t time, crc;
+  std::uint64_t storedSize, size;
+  std::string name, extra;
+};
+
+std::optional<LocalItem> readLocal(RandomAccessBytes const& bytes, std::uint64_t at) {
+  unsigned char p[kLocalSize];
+  if (at > bytes.size() || bytes.size() - at < sizeof p) return std::nullopt;
+  bytes.readAt(at, p, sizeof p);
+  std::size_t const nameSize = load16(p + 26), extraSize = load16(p + 28);
+  if (load32(p) != kLocalSignature || bytes.size() - at - sizeof p < nameSize + extraSize) return std::nullopt;
+  LocalItem item{at,
+                 sizeof p + nameSize + extraSize,
+                 load16(p + 6),
+                 load16(p + 8),
+                 load32(p + 10),
+                 load32(p + 14),
+                 load32(p + 18),
+                 load32(p + 22),
+                 std::string(nameSize, '\0'),
+                 std::string(extraSize, '\0')};
+  bytes.readAt(at + sizeof p, item.name.data(), nameSize);
+  bytes.readAt(at + sizeof p + nameSize, item.extra.data(), extraSize);
+  Zip64Numbers wide(item.extra);
+  if (!wide.widen(item.size) || !wide.widen(item.storedSize)) return std::nullopt;
+  return item;
+}
+
+/// Takes CRC and sizes of the item from the descriptor behind its data. The length in it must be that of the data,
+/// since data may look like a descriptor. Returns the end of the descriptor; absent where there is none.
+std::optional<std::uint64_t> findDescriptor(RandomAccessBytes const& bytes, LocalItem& item) {
+  std::uint64_t const data = item.begin + item.headerSize;
+  auto const found = search(bytes, data, kDescriptor, [&](unsigned char const* p, std::uint64_t at) {
+    return load32(p) == kDescriptorSignature && load32(p + 8) == at - data;
+  });
+  if (!found) return std::nullopt;
+  unsigned char p[kDescriptor];
+  bytes.readAt(*found, p, sizeof p);
+  item.crc = load32(p + 4);
+  item.storedSize = load32(p + 8);
+  item.size = load32(p + 12);
+  return *found + kDescriptor;
+}
+
+void writeEntry(LocalItem const& item, std::vector<unsigned char>& directory) {
+  std::string const extra = withoutExtraField(item.extra, kZip64Extra);
+  std::size_t const wideField = 4 + kZip64FieldSize;
+  // Without the rest of the extra fields where both together would be too long.
+  std::string const kept = extra.size() + wideField <= kIn64Short ? extra : std::string();
+  RecordWriter out(directory);
+  out.u32(kCentralSignature).u16(20).u16(20).u16(item.flags).u16(item.method).u32(item.time).u32(item.crc);
+  out.u32(kIn64).u32(kIn64).u16(static_cast<std::uint16_t>(item.name.size()));
+  out.u16(static_cast<std::uint16_t>(kept.size() + wideField)).u16(0).u16(0).u16(0).u32(0).u32(kIn64);
+  out.text(item.name).u16(kZip64Extra).u16(kZip64FieldSize).u64(item.size).u64(item.storedSize).u64(item.begin);
+  out.text(kept);
+}
+
+std::uint32_t signatureAt(RandomAccessBytes const& bytes, std::uint64_t at) {
+  unsigned char p[4];
+  if (at > bytes.size() || bytes.size() - at < sizeof p) return 0;
+  bytes.readAt(at, p, sizeof p);
+  return load32(p);
+}
+
+/// Behind the data, and behind the descriptor where there is one that has a signature.
+std::uint64_t endOf(RandomAccessBytes const& bytes, LocalItem const& item) {
+  std::uint64_t const left = bytes.size() - item.begin - item.headerSize;
+  std::uint64_t const end = item.begin + item.headerSize + std::min(left, item.storedSize);
+  if ((item.flags & kDescriptorFlag) == 0 || signatureAt(bytes, end) != kDescriptorSignature) return end;
+  for (std::uint64_t const size : {kDescriptor, kMaximumDescriptorSize}) {
+    std::uint32_t const next = signatureAt(bytes, end + size);
+    if (next == kLocalSignature || next == kCentralSignature) return end + size;
+  }
+  return end;
+}
 
 constexpr std::size_t kSignatureSize = 4, kNarrowValues = 12, kWideValues = 20;
 
@@ -49,6 +155,26 @@ std::size_t describedSize(Entry const& entry, unsigned char const* values, std::
 }
 
 }  // namespace
+
+FoundItems walkHeaders(RandomAccessBytes const& bytes, std::uint64_t maximumItems) {
+  FoundItems found;
+  auto const first =
+      search(bytes, 0, kLocalSize, [](unsigned char const* p, std::uint64_t) { return load32(p) == kLocalSignature; });
+  if (!first) return found;
+  found.begin = found.end = *first;
+  while (found.count < maximumItems) {
+    auto item = readLocal(bytes, found.end);
+    if (!item) break;
+    bool const isStreamed = (item->flags & kDescriptorFlag) != 0 && item->storedSize == 0;
+    auto const behind = isStreamed ? findDescriptor(bytes, *item) : endOf(bytes, *item);
+    if (!behind) break;
+    writeEntry(*item, found.directory);
+    ++found.count;
+    found.end = *behind;
+  }
+  found.endsAtDirectory = signatureAt(bytes, found.end) == kCentralSignature;
+  return found;
+}
 
 std::size_t localHeaderSize(Entry const& entry, unsigned char const* begin) {
   if (load32(begin) != kLocalSignature) throw invalidItem(entry.name, fault::kNoLocalHeader);

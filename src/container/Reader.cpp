@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "container/ExtraFields.hpp"
-#include "container/HeaderWalk.hpp"
+#include "container/Directory.hpp"
 #include "container/ItemStream.hpp"
+#include "container/LocalHeader.hpp"
 #include "container/ZipErrors.hpp"
 #include "container/ZipFormat.hpp"
 

@@ -16,7 +16,7 @@
 #include "container/EndRecord.hpp"
 #include "container/Faults.hpp"
 #include "container/LocalHeader.hpp"
-#include "container/ReadAhead.hpp"
+#include "container/RandomAccessBytes.hpp"
 
 namespace opc::model::zip {
 

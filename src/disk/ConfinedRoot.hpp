@@ -2,6 +2,7 @@
 #pragma once
 
 #include <sys/stat.h>
+#include <sys/types.h>
 
 #include <array>
 #include <cstddef>
@@ -12,9 +13,19 @@
 
 #include "disk/AtomicOutputStream.hpp"
 #include "disk/DirectoryWalk.hpp"
+#include "io/FileHandle.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"
 
 namespace opc {
+
+/// Opens what a relative path names beneath an open folder, without a step through a symbolic link, the last
+/// one included (ELOOP); "." is the folder itself. The path holds no ".." segment. Not open, with `error`
+/// set, where that fails.
+FileHandle openBeneath(int folder, std::string const& path, int flags, mode_t mode, boost::system::error_code& error);
+
+/// The same, segment by segment, for systems that cannot do it in one step.
+FileHandle openBeneathBySegments(int folder, std::string const& path, int flags, mode_t mode,
+                                 boost::system::error_code& error);
 
 /// The folders beneath the root that files were made in last, held open: files that follow each other are mostly of one
 /// folder. Any number of threads.

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "opc/Strings.hpp"
-#include "package/MarkupHandler.hpp"
+#include "package/MarkupCompatibility.hpp"
 #include "package/Messages.hpp"
 #include "package/PartNameRules.hpp"
 #include "xml/XmlTextWriter.hpp"

@@ -10,7 +10,7 @@
 #include "package/FaultCodes.hpp"
 #include "package/Messages.hpp"
 #include "package/PartNameRules.hpp"
-#include "package/PieceStream.hpp"
+#include "package/Pieces.hpp"
 
 namespace opc::model::detail {
 namespace {

@@ -13,7 +13,6 @@
 #include "package/Interned.hpp"
 #include "package/PartContents.hpp"
 #include "package/PartIndex.hpp"
-#include "package/PartWrites.hpp"
 
 namespace opc::model::detail {
 

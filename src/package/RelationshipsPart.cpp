@@ -8,7 +8,6 @@
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/PartName.hpp"
 #include "package/MarkupCompatibility.hpp"
-#include "package/MarkupHandler.hpp"
 #include "package/Messages.hpp"
 #include "package/PartNameRules.hpp"
 #include "xml/XmlCharacters.hpp"

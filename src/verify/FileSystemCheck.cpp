@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <string_view>
+#include <utility>
 
 #include "opc/SafePaths.hpp"
 #include "opc/Strings.hpp"
@@ -11,11 +12,53 @@
 #include "package/Messages.hpp"
 #include "package/PartNameRules.hpp"
 #include "services/tree/EncryptedContent.hpp"
+#include "services/tree/ManifestNames.hpp"
+#include "services/tree/ManifestReader.hpp"
 #include "services/tree/Messages.hpp"
 #include "verify/FaultCodes.hpp"
+#include "xml/XmlStreamReader.hpp"
 
 namespace opc::ztservices {
 namespace {
+
+std::u16string text(model::XmlAttributes const& attributes, std::u16string_view name) {
+  return std::u16string(attributes.find(name).value_or(std::u16string_view()));
+}
+
+FileSystemNodeType typeOf(std::u16string const& type) {
+  if (type == manifest::kFile) return FileSystemNodeType::File;
+  return type == manifest::kLink ? FileSystemNodeType::Link : FileSystemNodeType::Folder;
+}
+
+class Handler final : public model::XmlContentHandler {
+ public:
+  Handler(std::function<void(ManifestEntry)> const& take, EntryFaultSink const& reportFault)
+      : take_(take), reportFault_(reportFault) {}
+
+  void startElement(std::u16string_view namespaceURI, std::u16string_view localName,
+                    model::XmlAttributes const& attributes) override {
+    if (localName == manifest::kEntries) return reader_.startElement(namespaceURI, localName, attributes);
+    std::u16string const name = pathOf(attributes);
+    bool const isThere = tree_.hasNode(name);
+    try {
+      reader_.startElement(namespaceURI, localName, attributes);
+    } catch (Exception const& fault) {
+      return reportFault_(isThere ? code::kDuplicateEntry : code::kInvalidEntry, name, fault.what());
+    }
+    take_({typeOf(text(attributes, manifest::kType)), name, text(attributes, manifest::kContent)});
+  }
+
+ private:
+  std::u16string pathOf(model::XmlAttributes const& attributes) const {
+    std::u16string const name = text(attributes, manifest::kName);
+    return tree_.getVersion() == manifest::kVersion1 && !name.starts_with(u'/') ? u"/" + name : name;
+  }
+
+  std::function<void(ManifestEntry)> const& take_;
+  EntryFaultSink const& reportFault_;
+  FileSystemTree tree_;
+  ManifestReader reader_{tree_};
+};
 
 using model::detail::wideName;
 using model::detail::messages::shown;
@@ -36,6 +79,13 @@ bool hasType(CheckedPart const& part, model::ContentType const& type) {
 bool isEncrypted(CheckedPart const& part) { return EncryptionCheck::isEncrypted(part); }
 
 }  // namespace
+
+void readManifestEntries(InputStream& input, std::function<void(ManifestEntry)> const& take,
+                         EntryFaultSink const& reportFault) {
+  model::XmlStreamReader reader(model::loadXmlGrammars({kManifestSchemaV1, kManifestSchema}));
+  Handler handler(take, reportFault);
+  reader.read(input, handler);
+}
 
 FileSystemCheck::FileSystemCheck(PackageCheck const& package, EncryptionCheck const& encryption, FaultList& faults)
     : package_(package), encryption_(encryption), faults_(faults), owners_(package.parts().size()) {}

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "container/Archive.hpp"
-#include "container/Inflate.hpp"
+#include "container/ItemStream.hpp"
 #include "container/ZipTestSupport.hpp"
 #include "opc/model/ContainerExceptions.hpp"
 #include "support/TestSupport.hpp"

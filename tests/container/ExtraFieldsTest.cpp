@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "container/ExtraFields.hpp"
+#include "container/Directory.hpp"
 #include "container/ZipTestSupport.hpp"
 
 namespace opc::model::zip {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "container/HeaderWalk.hpp"
+#include "container/LocalHeader.hpp"
 #include "container/ZipTestSupport.hpp"
 #include "support/TestSupport.hpp"
 

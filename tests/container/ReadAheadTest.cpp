@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "container/ReadAhead.hpp"
+#include "container/RandomAccessBytes.hpp"
 #include "container/ZipTestSupport.hpp"
 
 namespace opc::model::zip {

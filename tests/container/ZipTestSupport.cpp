@@ -6,7 +6,7 @@
 #include <stdexcept>
 
 #include "container/ContentWriter.hpp"
-#include "container/Inflate.hpp"
+#include "container/ItemStream.hpp"
 #include "container/Reader.hpp"
 #include "support/TestSupport.hpp"
 

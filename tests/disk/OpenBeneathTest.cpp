@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <string>
 
+#include "disk/ConfinedRoot.hpp"
 #include "disk/DiskSamples.hpp"
-#include "disk/OpenBeneath.hpp"
 
 namespace {
 

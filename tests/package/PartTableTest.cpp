@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "package/PartTable.hpp"
+#include "package/PartIndex.hpp"
 
 namespace opc::model::detail {
 namespace {

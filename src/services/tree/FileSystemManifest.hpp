@@ -9,6 +9,13 @@
 
 namespace opc::ztservices {
 
+enum class ManifestVersion { One, Current };
+
+/// Writes the manifest of the tree, leaf by leaf in key order. Does not close the stream. Throws
+/// model::InvalidPartContent when the tree holds what XML cannot carry or an attribute longer than the reader takes,
+/// and what the stream throws.
+void writeManifest(FileSystemTree const& tree, ManifestVersion version, OutputStream& output);
+
 /// Reads and writes the manifest part, in its current version and in version 1. Both schemas are loaded
 /// once, when the object is made (InvalidXMLSchema). All faults of content are model::InvalidPartContent,
 /// but for a path that the document lists twice, which is the tree's opc::Exception. One thread at a time.

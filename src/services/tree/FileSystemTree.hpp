@@ -10,7 +10,6 @@
 #include <utility>
 #include <vector>
 
-#include "services/tree/CompactText.hpp"
 #include "services/tree/FileSystemNode.hpp"
 #include "services/tree/PathSteps.hpp"
 

@@ -9,6 +9,10 @@
 
 namespace opc::ztservices {
 
+/// The schemas of the manifest, as text, each under its file name.
+extern model::XmlSchemaText const kManifestSchema;
+extern model::XmlSchemaText const kManifestSchemaV1;
+
 /// Fills a tree from a manifest of either version as it streams by. Relies on the schemas for what an entry
 /// must have; throws model::InvalidPartContent for what they leave open, and the tree's own exception for a
 /// path that is present already.

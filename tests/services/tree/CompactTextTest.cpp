@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "services/tree/CompactText.hpp"
+#include "services/tree/FileSystemNode.hpp"
 
 namespace opc::ztservices {
 namespace {

@@ -7,8 +7,8 @@
 
 #include "opc/Time.hpp"
 #include "opc/model/Exceptions.hpp"
+#include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/ManifestSamples.hpp"
-#include "services/tree/ManifestWriter.hpp"
 #include "services/tree/NodeSamples.hpp"
 #include "support/TestSupport.hpp"
 
