@@ -22,10 +22,10 @@ using foundation::crypto::utils::CouldNotDecrypt;
 using foundation::crypto::utils::CouldNotEncrypt;
 using zt_test::fromHex;
 
-Bytes const kIV(16, 0x33);
+Bytes const kGivenIV(16, 0x33);
 
 Bytes encrypted(Bytes const& content) {
-  AESEncryptionTransform transform(sourceOf(content), kKey, kIV);
+  AESEncryptionTransform transform(sourceOf(content), kKey, kGivenIV);
   return readAll(transform);
 }
 
@@ -40,7 +40,7 @@ TEST(AESEncryptionTransform, AgreesWithAnIndependentImplementation) {
 TEST(AESEncryptionTransform, KeepsTheIVOutOfTheData) { EXPECT_EQ(encrypted(Bytes(5)).size(), 5U + 16U); }
 
 TEST(AESEncryptionTransform, TellsTheIVThatItWasGiven) {
-  EXPECT_EQ(AESEncryptionTransform(sourceOf({}), kKey, kIV).getInitializationVector(), kIV);
+  EXPECT_EQ(AESEncryptionTransform(sourceOf({}), kKey, kGivenIV).getInitializationVector(), kGivenIV);
 }
 
 TEST(AESEncryptionTransform, TellsTheRandomIVThatItUsed) {
@@ -60,7 +60,7 @@ TEST(AESEncryptionTransform, DrawsAnIVForEachTransform) {
 }
 
 TEST(AESEncryptionTransform, MarksTheContentType) {
-  AESEncryptionTransform transform(sourceOf({}, u"text/plain;charset=UTF-8"), kKey, kIV);
+  AESEncryptionTransform transform(sourceOf({}, u"text/plain;charset=UTF-8"), kKey, kGivenIV);
   EXPECT_EQ(transform.getContentType().toString(), u"text/plain;charset=UTF-8;encryption=AES");
 }
 
@@ -70,7 +70,7 @@ TEST(AESEncryptionTransform, NeedsTheWholeContent) {
 
 TEST(AESEncryptionTransform, RefusesAKeyOfAnotherLength) {
   for (std::size_t length : {0U, 16U, 31U, 33U})
-    EXPECT_THROW_MESSAGE(AESEncryptionTransform(sourceOf({}), Bytes(length), kIV), CryptoError,
+    EXPECT_THROW_MESSAGE(AESEncryptionTransform(sourceOf({}), Bytes(length), kGivenIV), CryptoError,
                          "An AES-256 key must be 32 bytes long, not " + std::to_string(length));
 }
 
@@ -85,8 +85,8 @@ TEST(AESEncryptionTransform, LeavesNoKeyInMemory) {
   zt_test::HiddenKey const hidden;
   {
     Bytes revealed = hidden.reveal();
-    AESEncryptionTransform transform(sourceOf(Bytes(50)), revealed, kIV);
-    AESDecryptionTransform back(sourceOf(readAll(transform)), revealed, kIV);
+    AESEncryptionTransform transform(sourceOf(Bytes(50)), revealed, kGivenIV);
+    AESDecryptionTransform back(sourceOf(readAll(transform)), revealed, kGivenIV);
     foundation::crypto::wipe(revealed.data(), revealed.size());
     EXPECT_EQ(readAll(back), Bytes(50));
     EXPECT_GT(hidden.countInMemory(), 1U) << "the search finds nothing";
@@ -96,24 +96,24 @@ TEST(AESEncryptionTransform, LeavesNoKeyInMemory) {
 
 TEST(AESDecryptionTransform, GivesTheContentBack) {
   for (std::size_t length : {0U, 1U, 15U, 16U, 17U, 4096U, 40'000U}) {
-    AESDecryptionTransform transform(sourceOf(encrypted(sampleContent(length))), kKey, kIV);
+    AESDecryptionTransform transform(sourceOf(encrypted(sampleContent(length))), kKey, kGivenIV);
     EXPECT_EQ(readAll(transform), sampleContent(length));
   }
 }
 
 TEST(AESDecryptionTransform, TakesEncryptionOffTheContentType) {
-  AESDecryptionTransform transform(sourceOf({}, u"text/plain;encryption=AES;charset=UTF-8;iv=inline"), kKey, kIV);
+  AESDecryptionTransform transform(sourceOf({}, u"text/plain;encryption=AES;charset=UTF-8;iv=inline"), kKey, kGivenIV);
   EXPECT_EQ(transform.getContentType().toString(), u"text/plain;charset=UTF-8;iv=inline");
 }
 
 TEST(AESDecryptionTransform, NeedsTheWholeContent) {
-  EXPECT_TRUE(AESDecryptionTransform(sourceOf({}), kKey, kIV).mustTransformEntireStream());
+  EXPECT_TRUE(AESDecryptionTransform(sourceOf({}), kKey, kGivenIV).mustTransformEntireStream());
 }
 
 TEST(AESDecryptionTransform, RefusesEveryTruncationAndEveryChangedByte) {
   Bytes const message = encrypted(sampleContent(20));
   std::string const line = std::string("An error within the decryption library occurred:") + kDamaged + "\n";
-  AESDecryptionTransform transform(sourceOf({}), kKey, kIV);
+  AESDecryptionTransform transform(sourceOf({}), kKey, kGivenIV);
   for (std::size_t i = 0; i < message.size(); ++i) {
     EXPECT_EQ(lineOfRefusal(transform, front(message, i)), line);
     Bytes changed = message;
@@ -123,7 +123,7 @@ TEST(AESDecryptionTransform, RefusesEveryTruncationAndEveryChangedByte) {
 }
 
 TEST(AESDecryptionTransform, FailsAsEveryTransformDoes) {
-  AESDecryptionTransform transform(sourceOf(Bytes(40), u"text/plain;encryption=AES"), kKey, kIV);
+  AESDecryptionTransform transform(sourceOf(Bytes(40), u"text/plain;encryption=AES"), kKey, kGivenIV);
   testing::internal::CaptureStdout();
   EXPECT_THROW_MESSAGE(transform.getInputStream(), CouldNotTransformContentData,
                        "Failure when attempting to transform data for content type:text/plain;encryption=AES");
@@ -132,7 +132,7 @@ TEST(AESDecryptionTransform, FailsAsEveryTransformDoes) {
 }
 
 TEST(AESDecryptionTransform, RefusesKeysAndIVsOfOtherLengths) {
-  EXPECT_THROW_MESSAGE(AESDecryptionTransform(sourceOf({}), Bytes(31), kIV), CryptoError,
+  EXPECT_THROW_MESSAGE(AESDecryptionTransform(sourceOf({}), Bytes(31), kGivenIV), CryptoError,
                        "An AES-256 key must be 32 bytes long, not 31");
   for (std::size_t length : {0U, 12U, 17U})
     EXPECT_THROW_MESSAGE(AESDecryptionTransform(sourceOf({}), kKey, Bytes(length)), CouldNotDecrypt, kDamaged);

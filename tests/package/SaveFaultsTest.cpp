@@ -190,9 +190,9 @@ TEST_F(SaveFaults, EverythingIsWrittenThenSyncedThenRenamedThenTheDirectorySynce
   EXPECT_LT(lastOf(names, "write"), firstOf(names, "fsync"));
   EXPECT_LT(lastOf(names, "copy_file_range"), firstOf(names, "fsync"));
   EXPECT_LT(lastOf(names, "fchmod"), firstOf(names, "fsync"));
-  EXPECT_LT(lastOf(names, "fsync"), firstOf(names, "renameat"));
-  EXPECT_LT(lastOf(names, "renameat"), firstOf(names, "fsync directory"));
-  EXPECT_EQ(firstOf(names, "renameat"), lastOf(names, "renameat"));
+  EXPECT_LT(lastOf(names, "fsync"), firstOf(names, "renameat2"));
+  EXPECT_LT(lastOf(names, "renameat2"), firstOf(names, "fsync directory"));
+  EXPECT_EQ(firstOf(names, "renameat2"), lastOf(names, "renameat"));
   EXPECT_LT(firstOf(names, "fsync directory"), names.size() + 1);
 }
 
@@ -202,10 +202,10 @@ TEST_F(SaveFaults, TheFileIsComparedUnderTheLockRightBeforeTheRename) {
   calls::begin(0, Fault::None);
   edit(*package);
   auto const names = calls::end().names;
-  auto const rename = std::find(names.begin(), names.end(), "renameat");
+  auto const rename = std::find(names.begin(), names.end(), "renameat2");
   ASSERT_GE(rename - names.begin(), 3);
   EXPECT_EQ((std::vector<std::string>(rename - 3, rename + 2)),
-            (std::vector<std::string>{"flock", "fstatat", "close", "renameat", "flock"}));
+            (std::vector<std::string>{"flock", "fstatat", "close", "renameat2", "flock"}));
 }
 
 TEST_F(SaveFaults, AFileThatCannotBeSyncedIsNotSaved) {

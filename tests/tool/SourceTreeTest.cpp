@@ -18,7 +18,7 @@ using opc::ztservices::TransformMode;
 /// Asks more than the library does: for each file once more, and for all the others too.
 class AskingOps final : public ForwardingOps {
  public:
-  explicit AskingOps(SourceTree& tree) : ForwardingOps(tree), tree_(tree) {}
+  explicit AskingOps(SourceTree& tree) : ForwardingOps(static_cast<opc::FileSystemOps&>(tree)), tree_(tree) {}
 
   bool isFile(std::u16string const& path) override {
     Paths files;

@@ -18,6 +18,8 @@ class ForwardingOps : public opc::FileSystemOps {
   using Paths = std::vector<std::u16string>;
 
   explicit ForwardingOps(opc::FileSystemOps& inner) : inner_(&inner) {}
+  ForwardingOps(ForwardingOps const&) = delete;  // one wrapper around another must not become its copy
+  ForwardingOps& operator=(ForwardingOps const&) = delete;
 
   bool exists(std::u16string const& path, ErrorCode& error) override;
   bool isFile(std::u16string const& path) override;
