@@ -15,14 +15,15 @@ namespace fl::i18n {
 /// 2. UTF-16 and UTF-32 without a mark show by the bytes that other text never has (NUL and the like). Text
 ///    without a single one, a few ideographs without punctuation, is not recognised.
 /// 3. ASCII with the escape sequences of ISO-2022 is in the variant that they belong to.
-/// 4. What is well-formed UTF-8 is UTF-8.
-/// 5. Statistics over the first lines that hold more than ASCII, up to 8 KiB, select an older character set. Where
-///    several fit (those of DOS share most letters, say, and text of a few words fits many), the likelier one wins.
-/// 6. Where the whole text cannot be of that set, the user's default encoding is tried. One line on `diagnostics`,
-///    under the `name` of the text, reports that it was taken.
+/// 4. What is well-formed UTF-8 is UTF-8. A few letters are not where they make more sense in the user's encoding.
+/// 5. The user's encoding, where it is neither UTF-8 nor ASCII: text that makes sense in it is in it, unless the
+///    evidence for another is strong.
+/// 6. Samples over the whole text are read in each older character set, and the words compared with those of some
+///    fifty languages. A reading wins if it is likelier than every other by a lead, and than random bytes.
 ///
-/// Throws opc::UndecodableText when no character set fits: text that contradicts its mark, damaged UTF-8, and bytes
-/// with NULs and other controls that text does not have.
+/// Throws opc::UndecodableText with the reason when there is no such evidence, and for what is never converted: text
+/// that contradicts its mark, a cut mark, damaged UTF-8 or a mixture with it, EBCDIC, and bytes with controls that text
+/// does not have. `diagnostics` and `name` are not used: what was found is the result, and the caller knows the name.
 std::string detect_charset(char const* bytes, std::size_t count, std::ostream& diagnostics, std::u16string const& name);
 
 /// Converts text of one character set to UTF-16. A byte-order mark is text like any other where the name of the

@@ -8,6 +8,7 @@
 #include <unicode/uscript.h>
 
 #include "text/Ascii.hpp"
+#include "text/TextReading.hpp"
 #include "text/Unicode.hpp"
 
 namespace fl::i18n {
@@ -120,18 +121,41 @@ bool mayBeByteText(std::string_view bytes) {
   return opc::unicode::utf8Prefix(bytes) + tornOff >= bytes.size();
 }
 
-/// Ideographs and Hangul are most of what pairs of bytes can be, so they convince only where the single
-/// bytes look unlike words.
-bool convinces(double coherence, std::string_view bytes) {
-  if (coherence >= 1.3) return true;
-  return coherence >= 0.9 && countOf(bytes, isPrintable) <= bytes.size() * 6 / 10;
+std::u16string unitsOf(std::string_view bytes, Order order) {
+  std::u16string units;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) units += static_cast<char16_t>(unitAt(bytes, i, 2, order));
+  return units;
+}
+
+/// Whether the words are likelier than random bytes.
+bool hasWords(std::string_view bytes, Order order) {
+  constexpr std::size_t kEnough = 2048;
+  constexpr Nats kOverNoise = 8;
+  std::u16string const text = unitsOf(bytes.substr(0, kEnough), order);
+  TextReading words;
+  std::u16string_view rest = text;
+  while (!rest.empty()) {
+    std::size_t const end = std::min(rest.find_first_of(u" \t\r\n"), rest.size());
+    if (end > 0) words.add(rest.substr(0, end), 2 * end);
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
+  return words.noise() - words.cost(std::vector<Nats>(LanguageModels::instance().count())) >= kOverNoise;
+}
+
+/// Ideographs and Hangul are most of what pairs of bytes can be. They convince only where the single bytes look
+/// unlike words, and the pairs are words.
+bool convinces(double coherence, std::string_view bytes, Order order) {
+  constexpr std::size_t kLong = 64;
+  if (coherence >= 1.3) return bytes.size() >= kLong || hasWords(bytes, order);
+  return coherence >= 0.9 && countOf(bytes, isPrintable) <= bytes.size() * 6 / 10 && hasWords(bytes, order);
 }
 
 std::string guessUtf16(std::string_view sample) {
   double const little = coherenceOfUtf16(sample, Order::Little).value_or(-9);
   double const big = coherenceOfUtf16(sample, Order::Big).value_or(-9);
-  if (!convinces(std::max(little, big), sample)) return {};
-  return little > big ? "UTF-16LE" : "UTF-16BE";
+  Order const order = little > big ? Order::Little : Order::Big;
+  if (!convinces(std::max(little, big), sample, order)) return {};
+  return order == Order::Little ? "UTF-16LE" : "UTF-16BE";
 }
 
 }  // namespace

@@ -90,10 +90,12 @@ TEST(CharsetDetection, BalticTextMayHoldAForeignName) {
   EXPECT_EQ(detect(encode(text, "WINDOWS-1257")), "windows-1257");
 }
 
-TEST(CharsetDetection, OddSignsBetweenLettersDoNotOutweighTheRestOfAText) {
+TEST(CharsetDetection, OddSignsBetweenLettersDoNotOutweighTheRestOfATextOfTheUser) {
   std::string const text = "Nous étions allés à la forêt : x²y, a§b, n°5, l´été, ½ heure, 2½h, 5µm, Straße, Foo®Bar.\n";
-  for (std::string const charset : {"ISO-8859-1", "WINDOWS-1252"})
+  for (std::string const charset : {"ISO-8859-1", "WINDOWS-1252"}) {
+    ScopedLocale const locale("xx_XX." + charset);
     EXPECT_EQ(toUtf8(encode(text, charset), detect(encode(text, charset))), text);
+  }
 }
 
 TEST(CharsetDetection, SignOfCurrencyIsTakenForTheEuro) {
@@ -225,15 +227,27 @@ TEST(CharsetDetection, BytesThatAreNoTextAreRefused) {
   ScopedLocale const locale("xx_XX.ISO-8859-1");
   std::string every;
   for (int byte = 0; byte < 256; ++byte) every += static_cast<char>(byte);
-  EXPECT_THROW_MESSAGE(detect(every), UndecodableText, "The character set of the text cannot be told");
+  EXPECT_THROW_MESSAGE(detect(every), UndecodableText, "Binary data, no text: a control character at byte 0");
   EXPECT_THROW(detect("caf\xE9\0 and NULs \0\0"s), UndecodableText);
 }
 
-TEST(CharsetDetection, FallsBackToTheUsersEncodingAndSaysSo) {
+TEST(CharsetDetection, UsersEncodingNeedsNoOtherEvidence) {
   ScopedLocale const locale("xx_XX.IBM850");
-  std::ostringstream diagnostics;
-  EXPECT_EQ(fl::i18n::detect_charset("\x81", 1, diagnostics, u"a.txt"), "IBM850");
-  EXPECT_EQ(diagnostics.str(), "a.txt: the character set cannot be told; taken for IBM850\n");
+  EXPECT_EQ(detect("\x81"), "IBM850");
+}
+
+TEST(CharsetDetection, UsersEncodingIsNotTakenForWhatMakesNoSenseInIt) {
+  ScopedLocale const locale("xx_XX.IBM850");
+  std::string const text = samples().front().text;
+  EXPECT_EQ(toUtf8(encode(text, "ISO-8859-1"), detect(encode(text, "ISO-8859-1"))), text);
+}
+
+TEST(CharsetDetection, FewLettersOfTheUsersEncodingAreNotUtf8ByChance) {
+  std::string const thanks = encode("\u8C22\u8C22", "GBK");
+  EXPECT_EQ(detect(thanks), "UTF-8");
+  ScopedLocale const locale("xx_XX.GBK");
+  EXPECT_EQ(detect(thanks), "GBK");
+  for (Sample const& sample : samples()) EXPECT_EQ(detect(sample.line), "UTF-8") << sample.language;
 }
 
 TEST(CharsetDetection, EveryTruncationIsDetectedOrRefused) {

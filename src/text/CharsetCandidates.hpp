@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "text/LanguageModels.hpp"
+
+namespace fl::i18n {
+
+enum class CharsetKind { SingleBytes, SeveralBytes, Ebcdic, DamagedUtf8 };
+
+/// A character set that text may be in, as text itself shows.
+struct CharsetCandidate {
+  char const* name;
+  Nats rarity;            // the negative logarithm of how often it is met, relative to the commonest
+  char const* languages;  // that it is made for, parted by blanks
+  CharsetKind kind = CharsetKind::SingleBytes;
+};
+
+std::span<CharsetCandidate const> charsetCandidates();
+
+/// The characters beyond ASCII of a set of single bytes; U+FFFD where there is none, or a control.
+class ByteTable {
+ public:
+  /// Throws opc::UndecodableText for a character set that is not known.
+  explicit ByteTable(std::string const& charset);
+
+  /// Nothing where a byte is no character.
+  std::optional<std::u16string> decode(std::string_view bytes) const;
+
+ private:
+  std::u16string characters_;
+};
+
+}  // namespace fl::i18n
