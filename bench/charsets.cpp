@@ -4,9 +4,14 @@
 //
 //   bench_charsets LANGUAGES [-v]           (tests/data/text/languages.txt; -v lists each wrong text)
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "text/CharsetTrials.hpp"
 

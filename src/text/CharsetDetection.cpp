@@ -6,6 +6,7 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "opc/Strings.hpp"
 #include "text/Ascii.hpp"
@@ -240,23 +241,6 @@ std::string LegacyText::charset() const {
   return charset;
 }
 
-// A few letters of the user's encoding may be UTF-8 by chance. Where that would be letters of a script other than
-// Latin, nearly every one of them would be two bytes that no text in the user's encoding has: the user's encoding needs
-// a lead only over Latin.
-bool isUtf8ByChance(std::string_view bytes) {
-  constexpr std::size_t kMostBytes = 64;
-  constexpr Nats kLeadOfOtherScripts = 5;
-  if (bytes.size() > kMostBytes || opc::ascii::isAscii(bytes)) return false;
-  std::string const charset = opc::getUserDefaultEncoding();
-  if (charset == kUTF8 || charset == kASCII || !isTextOf(charset, bytes)) return false;
-  TextSample const sample = sampleOf(bytes);
-  std::optional<Reading> const own = readAs(charset, sample), utf8 = readAs(kUTF8, sample);
-  if (!own || !utf8 || !makesSense(*own)) return false;
-  bool const hasLatin = std::any_of(utf8->text.begin(), utf8->text.end(),
-                                    [](char16_t c) { return c >= 0x80 && scriptOf(c) == Script::Latin; });
-  return own->cost < utf8->cost + (hasLatin ? 0 : kLeadOfOtherScripts);
-}
-
 }  // namespace
 
 std::string detect_charset(char const* bytes, std::size_t count, std::ostream&, std::u16string const&) {
@@ -264,7 +248,7 @@ std::string detect_charset(char const* bytes, std::size_t count, std::ostream&, 
   if (std::string const charset = markedCharset(text); !charset.empty()) return throwIfNot(charset, text), charset;
   for (std::string const& charset : {guessWideCharset(text), guessEscapedCharset(text)})
     if (!charset.empty() && isTextOf(charset, text)) return charset;
-  if (opc::unicode::utf8Prefix(text) == count) return isUtf8ByChance(text) ? opc::getUserDefaultEncoding() : kUTF8;
+  if (opc::unicode::utf8Prefix(text) == count) return kUTF8;
   if (isMarkCut(text)) throw UndecodableText("The byte-order mark of the text is cut");
   return LegacyText(text).charset();
 }

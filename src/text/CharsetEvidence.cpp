@@ -2,8 +2,11 @@
 #include "text/CharsetEvidence.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <map>
+#include <string_view>
 #include <unicode/uchar.h>
+#include <utility>
 
 #include "opc/Strings.hpp"
 #include "text/Ascii.hpp"

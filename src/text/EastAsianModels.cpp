@@ -3,6 +3,9 @@
 
 #include <array>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
 
 namespace fl::i18n {
 namespace {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <unicode/uchar.h>
 #include <unicode/uscript.h>
+#include <vector>
 
 #include "text/Ascii.hpp"
 #include "text/TextReading.hpp"

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <fstream>
 #include <map>
 #include <optional>

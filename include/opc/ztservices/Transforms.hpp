@@ -50,9 +50,9 @@ class ZT_API TransformSource : public IContentSource {
   std::unique_ptr<Transformer> transformer_;  // reads from source_ and goes first; empty until it is needed
 };
 
-/// Converts text to UTF-8. Text that is UTF-8 already, plain ASCII included, passes byte for byte. Other text is taken to
-/// be in the user's default encoding where it makes sense in it; elsewhere its character set must be evident. A byte-order
-/// mark is neither added nor removed. The content type gains the parameter charset=utf-8 where it equals
+/// Converts text to UTF-8. Text that is UTF-8 already, plain ASCII included, passes byte for byte. Other text is taken
+/// to be in the user's default encoding where it makes sense in it; elsewhere its character set must be evident. A
+/// byte-order mark is neither added nor removed. The content type gains the parameter charset=utf-8 where it equals
 /// getTextContentType(), and encoding=utf-8 where it is any other.
 ///
 /// The whole text is held in memory. getInputStream() throws opc::UndecodableText, with the reason, for bytes whose
