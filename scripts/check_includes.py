@@ -30,7 +30,7 @@ DEFINED = {
     "charconv": "chars_format from_chars to_chars",
     "chrono": "chrono chrono_literals",
     "clocale": "localeconv setlocale",
-    "cmath": "abs ceil floor llround lround pow round sqrt",
+    "cmath": "abs ceil floor llround log lround pow round sqrt",
     "compare": "partial_ordering strong_ordering weak_ordering",
     "concepts": "convertible_to derived_from integral invocable same_as unsigned_integral",
     "condition_variable": "condition_variable condition_variable_any cv_status",
