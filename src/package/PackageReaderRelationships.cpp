@@ -41,8 +41,11 @@ void PackageReader::readRelationships() {
   for (auto part = parts.begin(); part != parts.end(); ++part)
     if (isRelationshipsKey(part->first.text()))
       part->second.relationships = relationshipsIn(partOf(part->first.text(), part->second));
-  for (auto const& [key, record] : clashing_)
-    if (isRelationshipsKey(key) && parts.find(key)->first.text() != key) relationshipsIn(partOf(key, record));
+  for (auto const& [key, record] : clashing_) {
+    ReadPart const part = partOf(key, record);
+    bool const isTheSame = parts.find(part.name())->first.text() == key;
+    if (isRelationshipsKey(key) && !isTheSame) relationshipsIn(part);
+  }
 }
 
 void PackageReader::refuseDamaged(std::string_view name) const {

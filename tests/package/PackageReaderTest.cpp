@@ -84,6 +84,21 @@ TEST(PackageReader, ListsFaultsBehindTheFirst) {
   EXPECT_EQ(found.parts, (std::vector<std::string>{"/_rels/.rels", "/a.xml", "/A.xml", "/a.xml/b.xml"}));
 }
 
+TEST(PackageReader, ReadsRelationshipsUnderANameThatStandsTwiceOnce) {
+  std::string const relationships = samples::relationships(samples::relationship("r1", "gone.xml"));
+  Findings const found = listed(samples::packageOf({{"_rels/.rels", relationships}, {"_rels/.rels", relationships}}));
+  EXPECT_EQ(found.faults.names, (FaultNames{{code::kNamesClash, "/_rels/.rels"}, {code::kMissingTarget, "/"}}));
+  EXPECT_EQ(found.parts, std::vector<std::string>{"/_rels/.rels"});
+}
+
+TEST(PackageReader, ReadsRelationshipsUnderNamesThatDifferInCase) {
+  std::string const relationships = samples::relationships(samples::relationship("r1", "gone.xml"));
+  Findings const found = listed(samples::packageOf({{"_rels/.rels", relationships}, {"_RELS/.rels", relationships}}));
+  EXPECT_EQ(
+      found.faults.names,
+      (FaultNames{{code::kNamesClash, "/_RELS/.rels"}, {code::kMissingTarget, "/"}, {code::kMissingTarget, "/"}}));
+}
+
 TEST(PackageReader, TakesItemsForPartsWhereTheContentTypesAreBroken) {
   Findings const found =
       listed(samples::archiveOf({{"[Content_Types].xml", "<x/>"}, {"a.unknown", "1"}, {"a b", "2"}}));
