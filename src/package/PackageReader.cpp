@@ -235,7 +235,8 @@ PackageReader::Classified PackageReader::classify(std::string_view item) {
   name_.assign(1, '/').append(item);
   if (!isValidPartName(name_)) {
     if (faults_.listsAll())
-      tolerate(code::kInvalidPartName, name_, messages::invalidItem(name_, "its name is not one that a part may have"));
+      tolerate(code::kInvalidPartName, item.empty() ? item : name_,
+               messages::invalidItem(name_, "its name is not one that a part may have"));
     return {};
   }
   if (!knowsTypes_) return {true, nullptr, false};

@@ -107,6 +107,11 @@ TEST(PackageReader, TakesItemsForPartsWhereTheContentTypesAreBroken) {
   EXPECT_EQ(found.parts, std::vector<std::string>{"/a.unknown"});
 }
 
+TEST(PackageReader, ListsAnItemWithoutANameAsAFaultOfTheContainer) {
+  Findings const found = listed(samples::packageOf({{"", "x"}}));
+  EXPECT_EQ(found.faults.names, (FaultNames{{code::kInvalidPartName, ""}}));
+}
+
 TEST(PackageReader, ListsDocumentsThatAreTooLargeTogether) {
   OpenOptions limits;
   limits.maximumMarkupBytes = samples::contentTypes().size() + 10;
