@@ -13,11 +13,11 @@ namespace fl::i18n {
 
 enum class CharsetKind { SingleBytes, SeveralBytes, Ebcdic, DamagedUtf8 };
 
-/// A character set that text may be in, as text itself shows.
+/// A character set that a text may be in.
 struct CharsetCandidate {
   char const* name;
-  Nats rarity;            // the negative logarithm of how often it is met, relative to the commonest
-  char const* languages;  // that it is made for, parted by blanks
+  char const* languages;  // those it is made for, separated by blanks
+  Nats rarity;            // the negative logarithm of its frequency, relative to the commonest
   CharsetKind kind = CharsetKind::SingleBytes;
 };
 

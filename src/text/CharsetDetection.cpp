@@ -236,7 +236,7 @@ std::string LegacyText::guessedCharset() const {
 std::string LegacyText::charset() const {
   throwIfBinary();
   std::optional<std::string> const users = userCharset();
-  std::string const charset = users ? *users : guessedCharset();
+  std::string charset = users ? *users : guessedCharset();
   if (holdsUtf8(sample_, charset) || endsWithinUtf8(bytes_, charset)) throwIfNot(kUTF8, bytes_);
   return charset;
 }
