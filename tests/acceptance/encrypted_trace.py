@@ -12,7 +12,7 @@ from pathlib import Path
 
 SKIPPED = 77
 CALLS = "openat,open,creat,write,pwrite64,writev,pwritev,pwritev2,sendto,sendmsg,copy_file_range,sendfile,splice,mmap"
-MAPPED = re.compile(r"\bmmap\([^)]*PROT_WRITE[^)]*MAP_SHARED[^)]*\)")
+MAPPED = re.compile(r"\bmmap\([^)\n]*PROT_WRITE[^)\n]*MAP_SHARED")  # of one line: threads interrupt each other's
 SAMPLE = 16
 
 
