@@ -17,7 +17,7 @@
 
 namespace opc::model::zip {
 
-/// Holds what is written until an archive takes it over: contents, each under a number. Callers write, go on and read;
+/// Holds new contents, each under a number, until an archive takes them over. Callers write, go on and read;
 /// compression, threads, memory and temporary files are the store's own affair. The bytes of a content are the same for
 /// any number of threads.
 ///
@@ -82,7 +82,7 @@ class ContentStore {
   std::shared_ptr<Spool> makeSpool(std::string directory) const;
 
   bool hasThreads_ = false;
-  std::shared_ptr<Spool> spool_;                      // takes what is written
+  std::shared_ptr<Spool> spool_;                      // receives new contents
   std::vector<std::shared_ptr<Spool const>> spools_;  // where that has come to be: the spool and its lanes
   std::deque<Slot> slots_;                            // by number
   Number firstFree_ = kNone;                          // the next one is in its offset

@@ -24,7 +24,7 @@ class DeflateQueue {
 
   /// Begins without threads.
   explicit DeflateQueue(std::size_t budget = kBudget);
-  /// Drops what is not delivered.
+  /// Drops undelivered contents.
   ~DeflateQueue();
   DeflateQueue(DeflateQueue const&) = delete;
   DeflateQueue& operator=(DeflateQueue const&) = delete;

@@ -69,7 +69,7 @@ std::optional<LocalItem> readLocal(RandomAccessBytes const& bytes, std::uint64_t
 }
 
 /// Takes CRC and sizes of the item from the descriptor behind its data. The length in it must be that of the data,
-/// since data may look like a descriptor. Returns the end of the descriptor; absent where there is none.
+/// since data may look like a descriptor. Returns the end of the descriptor, if there is one.
 std::optional<std::uint64_t> findDescriptor(RandomAccessBytes const& bytes, LocalItem& item) {
   std::uint64_t const data = item.begin + item.headerSize;
   auto const found = search(bytes, data, kDescriptor, [&](unsigned char const* p, std::uint64_t at) {

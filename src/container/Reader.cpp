@@ -126,7 +126,7 @@ void Reader::compareCount(std::uint64_t count, std::uint64_t maximumItems, bool 
     faults_.refuse({code::kDamagedEndRecord, "", message,
                     damageText("its end record counts " + std::to_string(count) + " items, its directory has " +
                                std::to_string(found))});
-  isComplete_ |= isCutOff;  // as far as it may be read
+  isComplete_ |= isCutOff;  // up to the limit of entries
 }
 
 /// Local headers may lead to the directory; it says more than they do. Otherwise a directory is made of them, where

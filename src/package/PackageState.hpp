@@ -50,7 +50,7 @@ class PackageState {
 
   /// The relationships of a source (empty for the package), or null where it has none.
   RelationshipSet* relationshipsOf(std::string_view source);
-  /// The relationships part of the source, made where there is none; throws PartNameClash.
+  /// The relationships part of the source. Creates it if it is missing; throws PartNameClash.
   PartIndex::iterator relationshipsPartOf(std::string_view source);
   /// The relationships of the part have changed; without any the part goes.
   void relationshipsChanged(PartIndex::iterator part);

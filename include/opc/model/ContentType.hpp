@@ -29,7 +29,7 @@ class ZT_API ContentType {
   /// Appends a parameter, or replaces the value of an existing one in its place. Throws InvalidContentType, and changes
   /// nothing, when the name is no token or the value cannot be written as a quoted string (RFC 2616, 2.2).
   void addParameter(std::u16string const& name, std::u16string const& value);
-  /// Removes every parameter of that name; does nothing where there is none.
+  /// Removes every parameter of that name, if any.
   void removeParameter(std::u16string const& name);
   /// Pairs of name and unquoted value, in the order in which they are written.
   std::vector<std::pair<std::u16string, std::u16string>> const& getParameters() const { return parameters_; }
