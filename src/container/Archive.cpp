@@ -5,10 +5,10 @@
 #include <utility>
 
 #include "container/Directory.hpp"
+#include "container/Faults.hpp"
 #include "container/ItemStream.hpp"
 #include "container/LocalHeader.hpp"
 #include "container/Reader.hpp"
-#include "container/ZipErrors.hpp"
 #include "container/ZipFormat.hpp"
 
 namespace opc::model::zip {
@@ -19,7 +19,7 @@ constexpr std::uint64_t kExtraGuess = 1024;
 
 }  // namespace
 
-/// The first bytes of an item: its local header, and as many bytes behind it as the caller wants.
+/// The first bytes of an item: its local header and the number of bytes behind it that the caller wants.
 struct Archive::Located {
   Buffer bytes;
   LocalHeader header;
@@ -50,13 +50,12 @@ std::uint64_t Archive::prefixSize() const {
   return size() == 0 ? directoryBegin_ : entry(0).localHeaderOffset;
 }
 
-/// How many bytes from its beginning on the item may take.
+/// The most bytes that the item may take.
 std::uint64_t Archive::roomOf(Entry const& item, std::size_t index) const {
   return (isLenient_ ? bytes_->size() : limitOf(index)) - item.localHeaderOffset;
 }
 
-/// Reads the local header, checks it, and makes sure that `wanted` bytes behind it are read too (fewer only
-/// where the item's room ends, for a descriptor).
+/// Reads and checks the local header, and reads `wanted` bytes behind it, fewer only where the item's room ends.
 Archive::Located Archive::locate(std::size_t index, std::uint64_t wanted) const {
   Entry const item = entry(index);
   std::uint64_t const begin = item.localHeaderOffset, room = roomOf(item, index);
@@ -100,7 +99,7 @@ std::unique_ptr<InputStream> Archive::openContent(std::size_t index) const {
   });
 }
 
-/// All of the item has been read together with its header.
+/// For an item that was read whole, together with its header.
 std::unique_ptr<InputStream> Archive::unpackLocated(Entry const& item, ItemFacts const& facts, Located const& located) {
   unsigned char const* const stored = located.bytes.data.get() + located.header.size;
   auto const size = static_cast<std::size_t>(facts.storedSize);

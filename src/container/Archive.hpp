@@ -12,14 +12,14 @@
 
 namespace opc::model::zip {
 
-/// The items of a ZIP container that a Reader has read. Immutable, so any number of threads may read from it at once;
-/// streams keep it alive.
+/// The items of a ZIP container that a Reader has read. Immutable, so any number of threads may read it at once.
+/// Streams keep it alive.
 class Archive : public std::enable_shared_from_this<Archive> {
  public:
-  /// Reads end record, zip64 records and central directory. Throws InvalidPackage when they do not agree
-  /// with each other and with the file, when items overlap, and when there are more than `maximumEntries`
-  /// ("Not a ZIP archive: ..." where there is no end record, otherwise "Damaged ZIP archive: ..."). Bytes
-  /// in front of the archive are accepted, whether its offsets count them or not.
+  /// Reads end record, zip64 records and central directory. Throws InvalidPackage when they disagree with each other or
+  /// with the file, when items overlap, and when there are more than `maximumEntries`. The message begins with "Not a
+  /// ZIP archive: " where there is no end record, otherwise with "Damaged ZIP archive: ". Accepts bytes in front of the
+  /// archive, whether its offsets count them or not.
   static std::shared_ptr<Archive const> open(std::shared_ptr<RandomAccessBytes const> bytes,
                                              std::uint64_t maximumEntries = UINT64_MAX);
 
@@ -27,13 +27,13 @@ class Archive : public std::enable_shared_from_this<Archive> {
   /// Decoded from the directory at each call; cheap. The texts are views into the archive's copy of the directory.
   Entry entry(std::size_t index) const;
 
-  /// The item's content, verified: length and CRC are checked before the end is reported, for items of up
-  /// to kVerifiedWholeBytes before the first byte is handed out. Throws InvalidItem, naming the item, for
-  /// unknown methods, encryption, a local header that disagrees, wrong length or CRC. In an archive read by a Reader
-  /// that lists all faults the local header is only used to find the data.
+  /// The item's content. Its length and CRC are verified before the stream reports the end, for items of up to
+  /// kVerifiedWholeBytes before it delivers the first byte. Throws InvalidItem, naming the item, for an unknown method,
+  /// encryption, a local header that disagrees, and a wrong length or CRC. In an archive from a Reader that lists all
+  /// faults, the local header only serves to find the data.
   std::unique_ptr<InputStream> openContent(std::size_t index) const;
 
-  /// Where the next item begins, or the directory: no byte of this item may stand there or beyond.
+  /// The begin of the next item or of the directory: this item must end before it.
   std::uint64_t limitOf(std::size_t index) const;
 
   /// Bytes in front of the first item; 0 for an ordinary archive.
@@ -56,11 +56,11 @@ class Archive : public std::enable_shared_from_this<Archive> {
   std::shared_ptr<RandomAccessBytes const> bytes_;
   std::unique_ptr<unsigned char[]> directory_;  // the central directory as read
   std::vector<std::uint64_t> offsets_;          // of each entry within directory_
-  std::vector<std::uint64_t> starts_;  // of the local headers, sorted; empty when the directory is in that order
+  std::vector<std::uint64_t> starts_;           // of local headers, sorted; empty when the directory has that order
   std::uint64_t directoryBegin_ = 0;
   std::uint64_t prefix_ = 0;      // to be added to the directory's offsets
-  bool isLenient_ = false;        // whether openContent skips what the reader has listed already
-  std::vector<bool> isUnusable_;  // whether the entry leads out of the file; empty where no entry does
+  bool isLenient_ = false;        // openContent skips checks whose faults the reader has listed
+  std::vector<bool> isUnusable_;  // the entry leads out of the file; empty where no entry does
 };
 
 }  // namespace opc::model::zip

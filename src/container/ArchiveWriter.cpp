@@ -4,10 +4,10 @@
 #include <algorithm>
 
 #include "container/Directory.hpp"
+#include "container/Faults.hpp"
 #include "container/LocalHeader.hpp"
 #include "container/RandomAccessBytes.hpp"
 #include "container/Spool.hpp"
-#include "container/ZipErrors.hpp"
 #include "container/ZipFormat.hpp"
 #include "io/Background.hpp"
 #include "text/Ascii.hpp"
@@ -16,21 +16,21 @@ namespace opc::model::zip {
 namespace {
 
 constexpr std::size_t kWriteBuffer = 1u << 20;
-constexpr std::size_t kMostLeaving = 4;  // buffers, and files that the kernel copies, on their way to the sink
-constexpr std::uint64_t kCopyByKernel = 256u << 10;  // below, a system call costs more than the copying
-constexpr std::uint64_t kLocalExtraGuess = 1024;     // what a local extra field is expected to take at most
+constexpr std::size_t kMostInFlight = 4;             // buffers and kernel copies on their way to the sink
+constexpr std::uint64_t kCopyByKernel = 256u << 10;  // for fewer bytes a system call costs more than copying
+constexpr std::uint64_t kLocalExtraGuess = 1024;     // expected maximum of a local extra field
 
 constexpr std::uint16_t kVersion = 20;  // deflate
 constexpr std::uint16_t kZip64Version = 45;
 constexpr std::uint16_t kMadeOnUnix = 3u << 8;
 constexpr std::uint32_t kRegularFile0644 = 0100644u << 16;
-constexpr std::uint32_t k1980 = 0x00210000;  // the first of January, midnight, as DOS writes it
+constexpr std::uint32_t k1980 = 0x00210000;  // the first of January, midnight, in DOS format
 
 bool hasLargeSizes(Entry const& entry) { return entry.size >= kIn64 || entry.storedSize >= kIn64; }
 
 std::uint32_t narrowed(std::uint64_t value, bool isIn64) { return isIn64 ? kIn64 : static_cast<std::uint32_t>(value); }
 
-/// The extra field with a zip64 field in front where one is needed.
+/// The extra fields, with a zip64 field in front where the entry needs one.
 std::vector<unsigned char> extraFields(Entry const& entry, std::string_view others, bool largeOffset) {
   bool const largeSizes = hasLargeSizes(entry);
   std::vector<unsigned char> extra;
@@ -60,26 +60,41 @@ void writeCommon(RecordWriter& record, Entry const& entry, std::size_t extraSize
 
 }  // namespace
 
+ArchiveSink::~ArchiveSink() = default;
+
+void MemorySink::write(void const* data, std::size_t count) {
+  auto const* const from = static_cast<unsigned char const*>(data);
+  bytes_.insert(bytes_.end(), from, from + count);
+}
+
+void MemorySink::copyFrom(int descriptor, std::uint64_t offset, std::uint64_t count) {
+  std::size_t const end = bytes_.size();
+  bytes_.resize(end + static_cast<std::size_t>(count));
+  boost::system::error_code error;
+  if (readAt(descriptor, offset, bytes_.data() + end, static_cast<std::size_t>(count), error) < count)
+    throw couldNotSave("memory", error ? error.value() : EIO);
+}
+
 struct ArchiveWriter::Impl {
   Impl(ArchiveSink& to, bool hasThread)
-      : sink(to), buffers(hasThread ? kMostLeaving + 1 : 1), writing(hasThread, kMostLeaving) {}
-  ~Impl() { writing.drop(); }  // of an archive that is not finished
+      : sink(to), buffers(hasThread ? kMostInFlight + 1 : 1), writing(hasThread, kMostInFlight) {}
+  ~Impl() { writing.drop(); }  // the work of an unfinished archive
 
   ArchiveSink& sink;
-  std::vector<std::vector<unsigned char>> buffers;  // filled in turn
-  std::size_t filling = 0;                          // those before it may be on their way
-  std::uint64_t inSink = 0;                         // with what is on its way there
+  std::vector<std::vector<unsigned char>> buffers;  // filled one after the other
+  std::size_t filling = 0;                          // those before it may be in flight
+  std::uint64_t inSink = 0;                         // includes bytes in flight
   std::vector<unsigned char> directory{};           // central headers so far
   std::uint64_t count = 0;
   ReadAhead window{};
-  Background writing;  // goes before what it uses
+  Background writing;  // last, so that it ends before the members it uses
 
-  /// Not in the sink yet, nor on its way there.
+  /// Bytes that are neither in the sink nor in flight.
   std::vector<unsigned char>& buffer() { return buffers[filling]; }
 
   std::uint64_t position() const { return inSink + buffers[filling].size(); }
 
-  /// With a thread there is a buffer more than may be on their way, and the next in turn is not among those.
+  /// With a thread there is one buffer more than may be in flight, so the next buffer is free.
   void flush() {
     std::vector<unsigned char> const& full = buffer();
     writing.begin([this, &full] { sink.write(full.data(), full.size()); });
@@ -99,7 +114,7 @@ struct ArchiveWriter::Impl {
     inSink += size;
   }
 
-  /// Item data; `descriptor` is -1 where they are in memory.
+  /// Writes item data; `descriptor` is -1 for data in memory.
   void putStored(ReadAhead::Source const& source, int descriptor, std::uint64_t offset, std::uint64_t size) {
     if (descriptor >= 0 && size >= kCopyByKernel) return copyByKernel(descriptor, offset, size);
     while (size > 0) {
@@ -110,7 +125,7 @@ struct ArchiveWriter::Impl {
     }
   }
 
-  /// Local header, and the central one into the directory.
+  /// Writes the local header, and the central one into the directory.
   void putHeaders(Entry& entry, std::string_view localExtra) {
     entry.localHeaderOffset = position();
     putLocal(entry, extraFields(entry, localExtra, false));
@@ -137,7 +152,7 @@ struct ArchiveWriter::Impl {
     record.text(entry.name).text(textAt(extra.data(), extra.size())).text(entry.comment);
   }
 
-  /// An encrypted item may be tied to its descriptor flag, which then stays together with a descriptor.
+  /// Decryption may depend on the descriptor flag, so an encrypted item keeps the flag and a descriptor.
   void putDescriptor(Entry const& entry) {
     std::vector<unsigned char> bytes;
     RecordWriter record(bytes);

@@ -8,16 +8,16 @@
 #include <vector>
 
 #include "container/Archive.hpp"
-#include "container/Content.hpp"
+#include "container/Spool.hpp"
 
 namespace opc::model::zip {
 
-/// Where an archive is written, from its first byte on.
+/// Receives the bytes of an archive in order.
 class ArchiveSink {
  public:
   virtual ~ArchiveSink();
   virtual void write(void const* data, std::size_t count) = 0;
-  /// Takes `count` bytes of a file from `offset`, copied by the kernel where that works.
+  /// Appends `count` bytes of a file from `offset` on. The kernel copies them where it can.
   virtual void copyFrom(int descriptor, std::uint64_t offset, std::uint64_t count) = 0;
 };
 
@@ -31,19 +31,19 @@ class MemorySink final : public ArchiveSink {
   std::vector<unsigned char>& bytes_;
 };
 
-/// Writes a ZIP container in one pass. Sizes and CRCs are known before each header, so there are no data
-/// descriptors; zip64 fields appear only where they are needed; times are fixed, so that equal content
-/// gives equal bytes. finish() writes the directory; without it the archive is incomplete. What the sink throws comes
-/// out of any call behind it, finish() at the latest; the archive is of no use then.
+/// Writes a ZIP container in one pass. Sizes and CRCs are known before each header, so it needs no data descriptors. It
+/// writes zip64 fields only where they are needed, and a fixed time, so that equal content gives equal bytes. finish()
+/// writes the directory; without it the archive is incomplete. Any later call, finish() at the latest, throws an
+/// exception of the sink; the archive is then unusable.
 class ArchiveWriter {
  public:
-  /// With a thread of its own, the sink is used there, in the same order, while the caller goes on.
+  /// With `hasThread`, a thread of the writer calls the sink, in the same order, while the caller continues.
   explicit ArchiveWriter(ArchiveSink& sink, bool hasThread = false);
   ~ArchiveWriter();
 
   void add(std::string_view name, Content const& content);
-  /// Copies an item as it is: stored bytes, method, flags, extra fields, comment, times, attributes. A data
-  /// descriptor is not kept, its values go into the local header.
+  /// Copies an item unchanged: stored bytes, method, flags, extra fields, comment, times, attributes. The values of a
+  /// data descriptor move into the local header.
   void copy(Archive const& archive, std::size_t index);
   void finish();
 

@@ -12,7 +12,7 @@
 #include <system_error>
 
 #include "container/ArchiveWriter.hpp"
-#include "container/ZipErrors.hpp"
+#include "container/Faults.hpp"
 #include "io/DirectoryLock.hpp"
 #include "io/FileHandle.hpp"
 #include "io/TemporaryName.hpp"
@@ -24,11 +24,11 @@ namespace {
 namespace fs = std::filesystem;
 using boost::system::error_code;
 
-constexpr int kMostLinks = 40;  // as many as the kernel follows
+constexpr int kMostLinks = 40;  // the limit of the kernel
 constexpr mode_t kModeBits = 07777;
 constexpr std::uint64_t kStretch = 8u << 20;
 
-/// The path as the system resolves it; for one that does not exist, its directory resolved and its name.
+/// The path as the system resolves it; where nothing exists, the resolved directory and the name.
 fs::path resolved(fs::path const& path, std::error_code& error) {
   fs::path whole = fs::canonical(path, error);
   if (error != std::errc::no_such_file_or_directory) return whole;
@@ -38,21 +38,6 @@ fs::path resolved(fs::path const& path, std::error_code& error) {
 
 }  // namespace
 
-ArchiveSink::~ArchiveSink() = default;
-
-void MemorySink::write(void const* data, std::size_t count) {
-  auto const* const from = static_cast<unsigned char const*>(data);
-  bytes_.insert(bytes_.end(), from, from + count);
-}
-
-void MemorySink::copyFrom(int descriptor, std::uint64_t offset, std::uint64_t count) {
-  std::size_t const end = bytes_.size();
-  bytes_.resize(end + static_cast<std::size_t>(count));
-  boost::system::error_code error;
-  if (readAt(descriptor, offset, bytes_.data() + end, static_cast<std::size_t>(count), error) < count)
-    throw couldNotSave("memory", error ? error.value() : EIO);
-}
-
 struct AtomicFile::Impl {
   std::string target;  // as given, for messages
   Rules rules;
@@ -61,7 +46,7 @@ struct AtomicFile::Impl {
   TemporaryName temporary{};
   FileHandle file{};
   std::uint64_t written = 0;
-  std::uint64_t onItsWay = 0;  // to the disk, of what was written
+  std::uint64_t syncing = 0;  // how many written bytes the disk has been told to store
 
   [[noreturn]] void fail(int error) {
     discard();
@@ -72,19 +57,19 @@ struct AtomicFile::Impl {
     if (error) fail(error.value());
   }
 
-  /// Ignores errors: the caller has one to report already.
+  /// Ignores errors, since the caller already has one to report.
   void discard() noexcept {
     error_code ignored;
     file.close(ignored);
     temporary.remove(ignored);
   }
 
-  /// Lets the disk work while more is written; otherwise the sync at the end would wait for all of it.
+  /// Has the disk store written bytes early; otherwise the final sync would wait for all of them.
   void wrote(std::uint64_t count) {
     written += count;
-    if (written - onItsWay < kStretch) return;
-    file.startSync(onItsWay, written - onItsWay);
-    onItsWay = written;
+    if (written - syncing < kStretch) return;
+    file.startSync(syncing, written - syncing);
+    syncing = written;
   }
 
   void lock(DirectoryLock& names) {
@@ -106,12 +91,12 @@ struct AtomicFile::Impl {
     fs::path const parent = path.parent_path();
     error_code error;
     directory = FileHandle::open(parent.c_str(), O_RDONLY | O_DIRECTORY, error);
-    // A directory that may be written and searched but not read will do, though it can be neither locked nor synced.
+    // A directory that may be written and searched but not read suffices, but can be neither locked nor synced.
     if (error == posixError(EACCES)) directory = FileHandle::open(parent.c_str(), O_PATH | O_DIRECTORY, error);
     check(error);
   }
 
-  /// Only a regular file is replaced: a rename would put one in the place of a device just as well.
+  /// Replaces only a regular file, since a rename would also replace a device.
   void checkTarget() {
     struct stat status {};
     if (fstatat(directory.descriptor(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
@@ -130,7 +115,7 @@ struct AtomicFile::Impl {
     throw packageHasChanged(target);
   }
 
-  /// The target is checked now as well, so that a save in vain is found out before its work is done.
+  /// Checks the target now too, so that a save that must fail does so before its work.
   void begin() {
     DirectoryLock names(directory);
     lock(names);
@@ -144,7 +129,7 @@ struct AtomicFile::Impl {
     check(error);
   }
 
-  /// The owner first, since a change of it takes away some mode bits.
+  /// Sets the owner first, since the system then clears some mode bits.
   void takeOverAttributes() {
     struct stat status {};
     mode_t mode = 0;
@@ -160,8 +145,8 @@ struct AtomicFile::Impl {
     check(error);
   }
 
-  /// As far as this process may. Returns the mode bits that would now concern another owner or group: those of the
-  /// group, and those by which a program runs as its owner or group.
+  /// Takes over owner and group as far as this process may. Returns the mode bits that would now concern another owner
+  /// or group: those of the group, set-user-ID and set-group-ID.
   mode_t takeOverOwner(struct stat const& old) {
     constexpr uid_t kSame = static_cast<uid_t>(-1);
     error_code error;
@@ -186,7 +171,7 @@ struct AtomicFile::Impl {
   static fs::path followTarget(fs::path const& target, std::error_code& error);
 };
 
-/// Links that lead nowhere yet are followed to where the file is to appear.
+/// Follows a dangling link to the place where the file will appear.
 fs::path AtomicFile::Impl::followTarget(fs::path const& target, std::error_code& error) {
   fs::path path = resolved(target, error);
   for (int links = 0; !error && fs::is_symlink(fs::symlink_status(path, error)); ++links) {
@@ -194,7 +179,7 @@ fs::path AtomicFile::Impl::followTarget(fs::path const& target, std::error_code&
     fs::path const link = error ? fs::path() : fs::read_symlink(path, error);
     if (!error) path = resolved(path.parent_path() / link, error);
   }
-  if (error == std::errc::no_such_file_or_directory) error.clear();  // it is to be made
+  if (error == std::errc::no_such_file_or_directory) error.clear();  // the file is new
   return path;
 }
 

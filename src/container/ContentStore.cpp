@@ -4,18 +4,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "container/ItemStream.hpp"
 #include "container/ZipFormat.hpp"
 #include "text/Narrow.hpp"
 
 namespace opc::model::zip {
-
-std::unique_ptr<InputStream> Content::open(std::string const& name) const {
-  return openItem({name, method, storedSize, size, crc},
-                  [store = spool, begin = offset](std::uint64_t at, void* to, std::size_t count) {
-                    store->readAt(begin + at, to, count);
-                  });
-}
 
 ContentStore::ContentStore(std::string directory) : spool_(makeSpool(std::move(directory))) {}
 
@@ -62,7 +54,7 @@ void ContentStore::await(Number number) {
 
 void ContentStore::discard(Number number) noexcept {
   if (slots_[number].state == State::UnderWay)
-    slots_[number].state = State::Discarded;  // until the threads are done with it
+    slots_[number].state = State::Discarded;  // until the threads deliver it
   else
     release(number);
 }
@@ -93,7 +85,7 @@ ContentStore::Number ContentStore::reserve() {
   return number;
 }
 
-/// May throw, and is then called again.
+/// When it throws, the delivery calls it again.
 void ContentStore::complete(Number number, Content const& content) {
   if (slots_[number].state == State::Discarded) return release(number);
   slots_[number] = {content.offset,          content.storedSize,          content.size,   content.crc,

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "container/Deflate.hpp"
-#include "container/ZipErrors.hpp"
+#include "container/Faults.hpp"
 #include "container/ZipFormat.hpp"
 #include "opc/model/InvalidState.hpp"
 
@@ -20,10 +20,10 @@ constexpr std::size_t kWholeBytes = 8u << 20;
 
 using Bytes = std::vector<unsigned char>;
 
-/// Where a content comes to be; shared by its writer and the tasks that deflate it.
+/// The destination of a content; shared by its writer and the tasks that deflate it.
 struct Delivery {
   std::shared_ptr<Spool> spool;
-  std::shared_ptr<Spool> lane{};  // once the content is long
+  std::shared_ptr<Spool> lane{};  // set once the content is long
   Content content{};
   std::function<void(Content const&)> done{};
   bool isAbandoned = false;
@@ -53,7 +53,7 @@ struct Delivery {
   }
 };
 
-/// Stores something in one step, however often it is tried, and may complete the content.
+/// Stores its result exactly once, however often deliver() is repeated, and may complete the content.
 class StoringTask : public DeflateQueue::Task {
  public:
   explicit StoringTask(std::shared_ptr<Delivery> to) : to_(std::move(to)) {}
@@ -104,7 +104,7 @@ class WholeTask final : public StoringTask {
 
 class ChunkTask final : public StoringTask {
  public:
-  /// The first `before` bytes are those in front of the chunk.
+  /// The first `before` bytes precede the chunk.
   ChunkTask(std::shared_ptr<Delivery> to, Effort effort, Bytes bytes, std::size_t before, bool last)
       : StoringTask(std::move(to)), effort_(effort), bytes_(std::move(bytes)), before_(before), last_(last) {}
 
@@ -129,13 +129,13 @@ class ChunkTask final : public StoringTask {
 
 }  // namespace
 
-/// Content goes through three states: held back while it is at most kWholeBytes; beyond that a decision
-/// taken from its beginning, stored or deflated in chunks; complete.
+/// Holds a content of at most kWholeBytes. Beyond that, the beginning of the content decides whether it is stored or
+/// deflated in chunks.
 struct ContentWriter::Impl {
   std::shared_ptr<Delivery> delivery;
   Effort effort;
   DeflateQueue* queue;
-  Bytes held{};  // neither stored nor in a task yet; in chunks preceded by `before` bytes of the last one
+  Bytes held{};  // not in a task yet; for chunks, behind `before` bytes of the last chunk
   std::size_t before = 0;
   bool inChunks = false;
   std::exception_ptr failure{};
@@ -195,7 +195,7 @@ struct ContentWriter::Impl {
       delivery->store(beginning.data(), beginning.size());
   }
 
-  /// A full chunk waits for what follows it, since the last one ends differently.
+  /// A full chunk waits for further bytes, since the last chunk ends differently.
   void takeChunks(unsigned char const* data, std::size_t count) {
     while (count > 0) {
       std::size_t const room = before + kDeflateChunk - held.size();

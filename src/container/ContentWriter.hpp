@@ -5,17 +5,17 @@
 #include <functional>
 #include <memory>
 
-#include "container/Content.hpp"
-#include "container/DeflateQueue.hpp"
+#include "container/Deflate.hpp"
 #include "container/Spool.hpp"
 #include "opc/Streams.hpp"
 
 namespace opc::model::zip {
 
-/// Compresses one content into a spool. Up to 8 MiB it is deflated whole, beyond that in chunks of 1 MiB, each primed
-/// with the end of the one before. It is stored as it is with Effort::Store, and where its first 64 KiB or the whole do
-/// not shrink. close() makes content() available. A failed write is final: further writes and close() throw it again.
-/// Destroyed unclosed, it abandons the content. Throws CouldNotSavePackage, and StreamError for a write after close().
+/// Compresses one content into a spool. It deflates up to 8 MiB whole, and more in chunks of 1 MiB, each primed with
+/// the end of the one before. It stores the bytes uncompressed with Effort::Store, and where the first 64 KiB or the
+/// whole do not shrink. close() makes content() available. A failed write is final: further writes and close() throw it
+/// again. Destroyed unclosed, it abandons the content. Throws CouldNotSavePackage, and StreamError for a write after
+/// close().
 ///
 /// With a queue, which must outlive the writer, the queue's threads compress.
 class ContentWriter final : public OutputStream {

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-#include "container/ZipErrors.hpp"
+#include "container/Faults.hpp"
 #include "container/ZipFormat.hpp"
 #include "text/Ascii.hpp"
 #include "text/Narrow.hpp"
@@ -14,7 +14,7 @@ namespace opc::model::zip {
 namespace {
 
 constexpr std::size_t kFieldHeader = 4;
-constexpr std::size_t kUnicodePathHeader = 5;  // version and CRC of the name that it stands for
+constexpr std::size_t kUnicodePathHeader = 5;  // version, and CRC of the name that it replaces
 
 struct Field {
   std::uint16_t id;
@@ -36,7 +36,7 @@ std::string_view behindExtraFields(std::string_view extra) {
 }
 
 constexpr std::uint64_t kLargestSize = INT64_MAX;  // ECMA-376-2, Annex C
-constexpr std::size_t kFirst = 1u << 20;           // holds the directory of most packages
+constexpr std::size_t kFirst = 1u << 20;           // the size of most directories
 constexpr std::size_t kGrowth = 4;
 
 }  // namespace

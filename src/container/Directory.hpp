@@ -18,30 +18,30 @@ namespace opc::model::zip {
 /// Whether every field of the block ends within it. Up to three bytes behind the last field are padding.
 bool extraFieldsFit(std::string_view extra);
 
-/// Whether that padding is all zeros.
+/// Whether the padding is all zeros.
 bool isPaddedWithZeros(std::string_view extra);
 
-/// The data of the first field of that kind.
+/// The data of the first field with that id.
 std::optional<std::string_view> findExtraField(std::string_view extra, std::uint16_t id);
 
-/// The block without the fields of that kind; what cannot be parsed is kept.
+/// The block without the fields of that id. Keeps bytes that do not parse.
 std::string withoutExtraField(std::string_view extra, std::uint16_t id);
 
-/// The numbers of a zip64 field, taken in the order of the format.
+/// Takes the numbers of a zip64 field, in the order of the format.
 class Zip64Numbers {
  public:
   explicit Zip64Numbers(std::string_view extra);
-  /// Replaces the value when it is the sign for "see zip64 field". False when the field does not have it.
+  /// Replaces the value when it refers to the zip64 field. False when the field lacks it.
   bool widen(std::uint64_t& value);
-  /// The same for the number of the disk.
+  /// The same for the disk number.
   bool widenDisk(std::uint32_t& disk);
 
  private:
   std::string_view rest_;
 };
 
-/// Whether a Unicode path field gives an item with a plain ASCII name another one. (A name in another
-/// encoding may well have a different one in UTF-8.)
+/// Whether a Unicode path field gives another name to an item with an ASCII name. (A name in another encoding may
+/// differ from its UTF-8 form.)
 bool isRenamedByUnicodePath(std::string_view name, std::string_view extra);
 
 /// An item's central directory entry. The texts are views into the directory's bytes.
@@ -62,9 +62,9 @@ struct Entry {
   std::string_view comment;
 };
 
-/// A copy of the central directory that grows, several times over, only when the copied part is used up. A reader that
-/// checks each entry before it asks for the next one never holds much more than has proved sound. (A sparse file may
-/// claim a directory of any size.)
+/// A copy of the central directory that grows by a factor when a reader reaches its end. A reader that checks each
+/// entry before it asks for the next one never holds much more than sound entries. (A sparse file may claim a directory
+/// of any size.)
 class DirectoryBytes {
  public:
   DirectoryBytes(RandomAccessBytes const& bytes, std::uint64_t begin, std::uint64_t size);
@@ -72,7 +72,7 @@ class DirectoryBytes {
   /// The bytes at that position, valid until the next call; null where the directory has fewer.
   unsigned char const* get(std::size_t at, std::size_t count);
   std::size_t size() const { return size_; }
-  /// The whole copy, once its end has been asked for.
+  /// The whole copy, after get() has reached its end.
   std::unique_ptr<unsigned char[]> take() { return std::move(data_); }
 
  private:
@@ -94,10 +94,10 @@ bool isDirectorySignature(DirectoryBytes& directory, std::size_t at);
 /// Decodes a whole entry; the offset is as written. False when the entry refers to a zip64 field that is missing.
 bool decodeEntry(unsigned char const* p, Entry& entry, std::uint32_t& disk);
 
-/// Checks the entry by itself, and against the `room` that the archive's offsets span. Throws InvalidPackage.
+/// Checks the entry, and that it fits into `room`, the bytes that the archive's offsets span. Throws InvalidPackage.
 void checkEntry(unsigned char const* p, std::uint64_t room);
 
-/// The least number of bytes that the item takes. Its local extra field is not known yet.
+/// The least number of bytes that the item takes, without its local extra field, whose size is unknown here.
 std::uint64_t minimumSize(Entry const& entry);
 
 ItemFacts factsOf(Entry const& entry);

@@ -6,14 +6,14 @@
 #include <optional>
 #include <vector>
 
-#include "container/ZipErrors.hpp"
+#include "container/Faults.hpp"
 #include "container/ZipFormat.hpp"
 
 namespace opc::model::zip {
 namespace {
 
 constexpr std::uint64_t kMaximumComment = 0xFFFF;
-// How much of the end of a damaged file is searched for end records, and how many of them are tried.
+// How many bytes at the end of a damaged file are searched for end records, and how many records are tried.
 constexpr std::uint64_t kSearchedTail = 1u << 20;
 constexpr int kMostEndRecords = 16;
 
@@ -57,8 +57,8 @@ struct Tail {
   std::vector<unsigned char> data;
 };
 
-/// Readers that differ in where they look would see different archives when there is more than one
-/// candidate, so that is refused: the last signature must be the one of the only record that ends the file.
+/// With more than one candidate, readers that search differently would see different archives. So the last signature
+/// must belong to the only record that ends the file.
 std::size_t findEndRecord(Tail const& tail) {
   std::optional<std::size_t> first, last;
   for (std::size_t at = 0; at + kEndSize <= tail.data.size(); ++at) {
@@ -99,7 +99,7 @@ std::vector<std::uint64_t> endsOfEndRecords(RandomAccessBytes const& bytes) {
   return ends;
 }
 
-/// Whether the record stands there and ends at the locator.
+/// Whether a zip64 record stands at the position and ends at the locator.
 bool isZip64End(RandomAccessBytes const& bytes, std::uint64_t position, std::uint64_t locator, unsigned char* record) {
   if (position > locator || locator - position < kZip64EndSize) return false;
   bytes.readAt(position, record, kZip64EndSize);
@@ -123,7 +123,7 @@ std::optional<Zip64End> readZip64End(RandomAccessBytes const& bytes, std::uint64
   throw damagedArchive("no zip64 end record where its locator says");
 }
 
-/// A number of the end record is that of the zip64 record, or the sign that it stands there.
+/// A number of the end record equals that of the zip64 record or refers to it.
 void checkAgreement(EndNumbers const& plain, EndNumbers const& wide) {
   auto const agree = [](std::uint64_t a, std::uint64_t b, std::uint64_t sign) { return a == b || a == sign; };
   if (!agree(plain.disk, wide.disk, kIn64Short) || !agree(plain.directoryDisk, wide.directoryDisk, kIn64Short) ||

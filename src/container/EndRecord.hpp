@@ -8,7 +8,7 @@
 
 namespace opc::model::zip {
 
-/// The place of the central directory by the end records: within the file, and ending where they begin.
+/// The place of the central directory. It lies within the file and ends where the end records begin.
 struct DirectoryPlace {
   std::uint64_t begin;
   std::uint64_t size;
@@ -17,19 +17,19 @@ struct DirectoryPlace {
   std::uint64_t prefix;
 };
 
-/// Reads the end record, which must end where the file ends, and the zip64 records where there are any.
-/// Throws InvalidPackage where there is none, where a second one lies within the comment, where the
-/// archive is split, and where they disagree with each other or the file.
+/// Reads the end record, which must end where the file ends, and any zip64 records. Throws InvalidPackage where there
+/// is no end record, where a second one lies within the comment, where the archive is split, and where the records
+/// disagree with each other or with the file.
 DirectoryPlace findDirectory(RandomAccessBytes const& bytes);
 
 /// A directory whose end record does not end the file.
 struct EarlierDirectory {
   DirectoryPlace place;
-  std::uint64_t bytesBehind;  // how many follow the end record and its comment
+  std::uint64_t bytesBehind;  // follow the end record and its comment
 };
 
-/// The same for a file of which findDirectory() throws: the last end record near the end of the file that leads to a
-/// directory.
+/// The directory of the last end record near the end of the file that leads to one. For files for which findDirectory()
+/// throws.
 std::optional<EarlierDirectory> findEarlierDirectory(RandomAccessBytes const& bytes);
 
 /// Whether the signature of an end record stands near the end of the file.

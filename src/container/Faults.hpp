@@ -6,6 +6,8 @@
 
 #include "opc/model/ContainerExceptions.hpp"
 
+/// What can be wrong with a container: stable codes, the receiver of faults, and the wording of all exceptions of this
+/// layer.
 namespace opc::model {
 
 /// Stable names of the faults of a container. Programs rely on them, and docs/tool.md lists them.
@@ -30,7 +32,7 @@ struct Fault {
   char const* code;
   std::string item;       // a slash and the raw name of an item; "/" for the package, empty for the container
   std::string message;    // thrown by opening
-  std::string finding{};  // shown by a list instead of the message, when a list can say more
+  std::string finding{};  // a list shows it instead of the message, where a list can say more
 };
 
 /// The name of an item in a Fault.
@@ -62,3 +64,41 @@ class ThrowingFaults final : public Faults {
 };
 
 }  // namespace opc::model
+
+namespace opc::model::zip {
+
+/// Faults of one item, as the text behind its name in a message.
+namespace fault {
+inline constexpr char kEncrypted[] = "encrypted";
+inline constexpr char kNoLocalHeader[] = "no local header where the directory says";
+inline constexpr char kLocalHeaderDiffers[] = "its local header disagrees with the directory";
+inline constexpr char kDescriptorDiffers[] = "its data descriptor disagrees with the directory";
+inline constexpr char kOverlap[] = "its data run into what follows it";
+inline constexpr char kExtraTooLong[] = "an extra field is longer than its place";
+inline constexpr char kOtherName[] = "its Unicode path field gives it another name";
+inline constexpr char kWrongLength[] = "wrong length";
+inline constexpr char kWrongCrc[] = "wrong CRC";
+inline constexpr char kDamagedData[] = "damaged compressed data";
+inline constexpr char kBeyondFile[] = "it does not fit into the file";
+inline constexpr char kLeftOver[] = "bytes left over behind its compressed data";
+}  // namespace fault
+
+/// An item's name for messages: escaped for display where it is UTF-8, otherwise its bytes escaped one by one.
+std::string shownName(std::string_view rawName);
+
+InvalidItem invalidItem(std::string_view rawName, std::string_view what);
+InvalidItem unknownMethod(std::string_view rawName, unsigned method);
+
+InvalidPackage notAnArchive(std::string_view what);
+InvalidPackage damagedArchive(std::string_view what);
+InvalidPackage damagedArchive(std::string_view rawName, std::string_view what);
+
+/// `path` is UTF-8, `error` an errno value.
+CouldNotOpenPackage couldNotOpen(std::string const& path, int error);
+CouldNotSavePackage couldNotSave(std::string const& path, int error);
+PackageHasChanged packageHasChanged(std::string const& path);
+PackageIsBusy packageIsBusy(std::string const& path);
+/// The format cannot hold the item.
+CouldNotSavePackage couldNotSaveItem(std::string_view rawName, std::string_view what);
+
+}  // namespace opc::model::zip

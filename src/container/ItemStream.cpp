@@ -2,6 +2,7 @@
 #include "container/ItemStream.hpp"
 
 #include <libdeflate.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <exception>
@@ -10,7 +11,7 @@
 #include <utility>
 
 #include "container/Archive.hpp"
-#include "container/ZipErrors.hpp"
+#include "container/Faults.hpp"
 #include "container/ZipFormat.hpp"
 
 namespace opc::model::zip {
@@ -41,7 +42,7 @@ void inflateWhole(ItemFacts const& facts, unsigned char const* stored, Buffer& c
 }
 
 constexpr std::size_t kInputBuffer = 64u << 10;
-constexpr std::uint64_t kStoredSlack = 64u << 10;  // deflated content that did not shrink is a little longer
+constexpr std::uint64_t kStoredSlack = 64u << 10;  // deflating incompressible content makes it a little longer
 
 class MemoryStream final : public InputStream {
  public:
@@ -62,9 +63,8 @@ class MemoryStream final : public InputStream {
   std::size_t position_ = 0;
 };
 
-/// Content too large for memory. The read that reaches the declared size verifies length and CRC before it
-/// returns, so the last bytes are never handed out unverified. What went wrong is thrown again by every
-/// read until reset().
+/// Content too large for memory. The read that reaches the declared size verifies length and CRC before it returns, so
+/// the last bytes are never delivered unverified. Every read throws a failure again until reset().
 class VerifiedStream : public InputStream {
  public:
   explicit VerifiedStream(ItemFacts facts) : facts_(std::move(facts)) {}
@@ -95,7 +95,7 @@ class VerifiedStream : public InputStream {
   virtual void restart() = 0;
   /// Fills the buffer or throws.
   virtual void produce(std::uint64_t position, unsigned char* to, std::size_t count) = 0;
-  /// Checks that nothing follows.
+  /// Throws where further bytes follow.
   virtual void finish() = 0;
 
   ItemFacts const& facts() const { return facts_; }
@@ -129,6 +129,48 @@ class StoredStream final : public VerifiedStream {
   void finish() override {}  // the two sizes are equal
 
   StoredBytes source_;
+};
+
+/// zlib's raw inflate.
+class Inflater {
+ public:
+  Inflater() {
+    if (inflateInit2(&stream_, -MAX_WBITS) != Z_OK) throw std::bad_alloc();
+  }
+  ~Inflater() { inflateEnd(&stream_); }
+  Inflater(Inflater const&) = delete;
+  Inflater& operator=(Inflater const&) = delete;
+
+  void restart() {
+    inflateReset(&stream_);
+    stream_.avail_in = 0;
+    ended_ = false;
+  }
+
+  bool needsInput() const { return stream_.avail_in == 0; }
+  bool isEnd() const { return ended_; }
+
+  /// The bytes belong to the caller and must live until they are used up.
+  void setInput(unsigned char* data, std::size_t count) {
+    stream_.next_in = data;
+    stream_.avail_in = static_cast<uInt>(count);
+  }
+
+  /// Returns how many bytes it produced. Sets `sound` to false for damaged data.
+  std::size_t produce(unsigned char* to, std::size_t count, bool& sound) {
+    auto const room = static_cast<uInt>(std::min<std::size_t>(count, std::numeric_limits<uInt>::max()));
+    stream_.next_out = to;
+    stream_.avail_out = room;
+    int const result = inflate(&stream_, Z_NO_FLUSH);
+    if (result == Z_MEM_ERROR) throw std::bad_alloc();
+    ended_ = result == Z_STREAM_END;
+    sound = ended_ || result == Z_OK || result == Z_BUF_ERROR;  // Z_BUF_ERROR: more input is needed
+    return room - stream_.avail_out;
+  }
+
+ private:
+  z_stream stream_{};
+  bool ended_ = false;
 };
 
 class InflatingStream final : public VerifiedStream {
@@ -209,34 +251,6 @@ Buffer unpack(ItemFacts const& facts, unsigned char const* stored) {
     inflateWhole(facts, stored, content);
   if (crcOf(0, content.data.get(), content.size) != facts.crc) throw invalidItem(facts.name, fault::kWrongCrc);
   return content;
-}
-
-Inflater::Inflater() {
-  if (inflateInit2(&stream_, -MAX_WBITS) != Z_OK) throw std::bad_alloc();
-}
-
-Inflater::~Inflater() { inflateEnd(&stream_); }
-
-void Inflater::restart() {
-  inflateReset(&stream_);
-  stream_.avail_in = 0;
-  ended_ = false;
-}
-
-void Inflater::setInput(unsigned char* data, std::size_t count) {
-  stream_.next_in = data;
-  stream_.avail_in = static_cast<uInt>(count);
-}
-
-std::size_t Inflater::produce(unsigned char* to, std::size_t count, bool& sound) {
-  auto const room = static_cast<uInt>(std::min<std::size_t>(count, std::numeric_limits<uInt>::max()));
-  stream_.next_out = to;
-  stream_.avail_out = room;
-  int const result = inflate(&stream_, Z_NO_FLUSH);
-  if (result == Z_MEM_ERROR) throw std::bad_alloc();
-  ended_ = result == Z_STREAM_END;
-  sound = ended_ || result == Z_OK || result == Z_BUF_ERROR;  // the latter: it wants more input
-  return room - stream_.avail_out;
 }
 
 bool isVerifiedWhole(ItemFacts const& facts) { return facts.size <= Archive::kVerifiedWholeBytes; }

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <zlib.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -13,7 +11,7 @@
 
 namespace opc::model::zip {
 
-/// Bytes whose number is known before they are.
+/// A fixed number of bytes, uninitialized at first.
 struct Buffer {
   explicit Buffer(std::size_t count) : data(std::make_unique_for_overwrite<unsigned char[]>(count)), size(count) {}
 
@@ -21,7 +19,7 @@ struct Buffer {
   std::size_t size;
 };
 
-/// What the directory (or a Content) says of an item.
+/// An item as its directory entry or its Content describes it.
 struct ItemFacts {
   std::string name;  // for messages
   std::uint16_t method;
@@ -32,48 +30,27 @@ struct ItemFacts {
 
 std::uint32_t crcOf(std::uint32_t crc, void const* data, std::size_t count);
 
-/// Throws InvalidItem for what cannot be read whatever its bytes are: unknown methods, and sizes that no
-/// data can have. So nothing is allocated for a size that is a lie of more than a thousandfold.
+/// Throws InvalidItem for an unknown method and for sizes that no data can have. So no memory is allocated for a size
+/// that is wrong by more than a factor of a thousand.
 void checkFacts(ItemFacts const& facts);
 
-/// The content of an item of which all stored bytes are at hand; facts have been checked. Throws
-/// InvalidItem unless length and CRC are right.
+/// The content of an item from its stored bytes, after checkFacts(). Throws InvalidItem unless length and CRC are
+/// right.
 Buffer unpack(ItemFacts const& facts, unsigned char const* stored);
 
-/// zlib's raw inflate.
-class Inflater {
- public:
-  Inflater();
-  ~Inflater();
-  Inflater(Inflater const&) = delete;
-  Inflater& operator=(Inflater const&) = delete;
-
-  void restart();
-  bool needsInput() const { return stream_.avail_in == 0; }
-  /// The bytes stay the caller's and must live until they are used up.
-  void setInput(unsigned char* data, std::size_t count);
-  /// Returns how many bytes it produced. False in `sound` for damaged data.
-  std::size_t produce(unsigned char* to, std::size_t count, bool& sound);
-  bool isEnd() const { return ended_; }
-
- private:
-  z_stream stream_{};
-  bool ended_ = false;
-};
-
-/// Reads an item's stored bytes, counted from the first of them; keeps alive what it reads from.
+/// Reads an item's stored bytes; offset 0 is the first of them. Keeps its source alive.
 using StoredBytes = std::function<void(std::uint64_t offset, void* buffer, std::size_t count)>;
 
-/// Whether an item is checked as a whole before its first byte is handed out.
+/// Whether an item is verified before its stream delivers the first byte.
 bool isVerifiedWhole(ItemFacts const& facts);
 
-/// Whether its stored bytes are few enough, too, to be read at once. (Nothing honest makes them many.)
+/// Whether the stored bytes of such an item are also few enough to be read at once, as those of honest items are.
 bool isReadWhole(ItemFacts const& facts);
 
-/// Over content that is in memory and verified.
+/// A stream over verified content in memory.
 std::unique_ptr<InputStream> makeStream(Buffer content);
 
-/// The item's content, verified before its first or before its last byte; throws InvalidItem.
+/// The item's content, verified before the stream delivers its first or its last byte. Throws InvalidItem.
 std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source);
 
 }  // namespace opc::model::zip

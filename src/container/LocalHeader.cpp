@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "container/Directory.hpp"
+#include "container/Faults.hpp"
 #include "container/ItemStream.hpp"
-#include "container/ZipErrors.hpp"
 #include "container/ZipFormat.hpp"
 
 namespace opc::model::zip {
@@ -19,7 +19,7 @@ constexpr std::size_t kStep = 1u << 20;
 constexpr std::size_t kDescriptor = 16;  // with its signature, and sizes of 32 bits
 constexpr std::uint16_t kZip64FieldSize = 24;
 
-/// Where the predicate first holds of `count` bytes, at `begin` or beyond.
+/// The first offset from `begin` on whose `count` bytes satisfy the predicate.
 template <typename Predicate>
 std::optional<std::uint64_t> search(RandomAccessBytes const& bytes, std::uint64_t begin, std::size_t count,
                                     Predicate const& isThere) {
@@ -35,7 +35,7 @@ std::optional<std::uint64_t> search(RandomAccessBytes const& bytes, std::uint64_
   return std::nullopt;
 }
 
-/// One item by its local header.
+/// An item as its local header describes it.
 struct LocalItem {
   std::uint64_t begin;
   std::uint64_t headerSize;
@@ -68,8 +68,8 @@ std::optional<LocalItem> readLocal(RandomAccessBytes const& bytes, std::uint64_t
   return item;
 }
 
-/// Takes CRC and sizes of the item from the descriptor behind its data. The length in it must be that of the data,
-/// since data may look like a descriptor. Returns the end of the descriptor, if there is one.
+/// Takes CRC and sizes of the item from the descriptor behind its data. The length in the descriptor must be that of
+/// the data, since data may look like a descriptor. Returns the end of the descriptor, if there is one.
 std::optional<std::uint64_t> findDescriptor(RandomAccessBytes const& bytes, LocalItem& item) {
   std::uint64_t const data = item.begin + item.headerSize;
   auto const found = search(bytes, data, kDescriptor, [&](unsigned char const* p, std::uint64_t at) {
@@ -87,7 +87,7 @@ std::optional<std::uint64_t> findDescriptor(RandomAccessBytes const& bytes, Loca
 void writeEntry(LocalItem const& item, std::vector<unsigned char>& directory) {
   std::string const extra = withoutExtraField(item.extra, kZip64Extra);
   std::size_t const wideField = 4 + kZip64FieldSize;
-  // Without the rest of the extra fields where both together would be too long.
+  // Other extra fields are dropped where the block would be too long.
   std::string const kept = extra.size() + wideField <= kIn64Short ? extra : std::string();
   RecordWriter out(directory);
   out.u32(kCentralSignature).u16(20).u16(20).u16(item.flags).u16(item.method).u32(item.time).u32(item.crc);
@@ -104,7 +104,7 @@ std::uint32_t signatureAt(RandomAccessBytes const& bytes, std::uint64_t at) {
   return load32(p);
 }
 
-/// Behind the data, and behind the descriptor where there is one that has a signature.
+/// The end of the data, or of the descriptor behind it where one with a signature follows.
 std::uint64_t endOf(RandomAccessBytes const& bytes, LocalItem const& item) {
   std::uint64_t const left = bytes.size() - item.begin - item.headerSize;
   std::uint64_t const end = item.begin + item.headerSize + std::min(left, item.storedSize);
@@ -138,13 +138,13 @@ std::optional<Values> valuesOf(unsigned char const* header, std::string_view ext
   return values;
 }
 
-/// With a descriptor each of them may be 0, which is what a writer knows before the data.
+/// With a descriptor each value may be 0, since a writer does not know it before the data.
 bool areRightOrZero(Values const& values, Entry const& entry) {
   auto const same = [](std::uint64_t a, std::uint64_t b) { return a == b || a == 0; };
   return same(values.crc, entry.crc) && same(values.stored, entry.storedSize) && same(values.size, entry.size);
 }
 
-/// Length of the values of a descriptor, of either width, that agree with the entry; 0 where these bytes are others.
+/// Length of a descriptor's values, in either width, that agree with the entry; 0 where the bytes do not agree.
 std::size_t describedSize(Entry const& entry, unsigned char const* values, std::size_t available) {
   Values const expected = valuesOf(entry);
   if (available >= kWideValues && Values{load32(values), load64(values + 4), load64(values + 12)} == expected)
@@ -182,7 +182,7 @@ std::size_t localHeaderSize(Entry const& entry, unsigned char const* begin) {
 }
 
 LocalHeader checkLocalHeader(Entry const& entry, unsigned char const* begin, std::size_t size) {
-  // The size came from an earlier read; a file that changes meanwhile may say something else now.
+  // The size comes from an earlier read, and the file may have changed since.
   if (localHeaderSize(entry, begin) != size) throw invalidItem(entry.name, fault::kLocalHeaderDiffers);
   std::uint16_t const flags = load16(begin + 6);
   bool const hasDescriptor = (flags & kDescriptorFlag) != 0;
@@ -205,7 +205,7 @@ std::size_t checkDescriptor(Entry const& entry, LocalHeader const& header, unsig
   if (isSigned)
     if (auto const size = describedSize(entry, behindData + kSignatureSize, available - kSignatureSize))
       return kSignatureSize + size;
-  // Without a signature of its own the descriptor begins with the CRC, which may look like one.
+  // A descriptor without a signature begins with the CRC, which may look like one.
   auto const size = describedSize(entry, behindData, available);
   if (size == 0 && (isSigned || !header.isComplete)) throw invalidItem(entry.name, fault::kDescriptorDiffers);
   return size;

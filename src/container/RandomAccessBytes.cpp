@@ -7,14 +7,14 @@
 #include <cerrno>
 #include <utility>
 
-#include "container/ZipErrors.hpp"
+#include "container/Faults.hpp"
 
 namespace opc::model::zip {
 namespace {
 
-// A wrong guess is cheap, a long row takes few steps.
+// Small at first, so that a wrong guess is cheap; growing, so that a long row takes few steps.
 constexpr std::size_t kFirstWindow = 16u << 10, kGrowth = 4, kWindow = 1u << 20;
-constexpr std::uint64_t kGap = 4096;  // between pieces that still follow one another
+constexpr std::uint64_t kGap = 4096;  // the largest between pieces that still follow one another
 
 void checkRange(std::uint64_t size, std::uint64_t offset, std::size_t count) {
   if (offset > size || count > size - offset) throw damagedArchive("it ends too early");
@@ -72,7 +72,7 @@ unsigned char const* ReadAhead::bytes(Source const& source, std::uint64_t offset
   bool const known = id_ == source.id && offset >= begin_;
   std::uint64_t const at = offset - begin_;
   if (known && at <= filled_ && count <= filled_ - at) return buffer_.data.get() + at;
-  bool const follows = known && at > 0 && at <= filled_ + kGap;  // at 0 it is the same piece, longer
+  bool const follows = known && at > 0 && at <= filled_ + kGap;  // at 0 it is the same piece with more bytes
   std::uint64_t const left = offset < source.size ? source.size - offset : 0;
   window_ = follows ? std::clamp(window_ * kGrowth, kFirstWindow, kWindow) : 0;
   read(source, offset, std::max(count, static_cast<std::size_t>(std::min<std::uint64_t>(left, window_))));
@@ -93,7 +93,8 @@ RandomAccessBytes::~RandomAccessBytes() = default;
 std::shared_ptr<RandomAccessBytes const> openFileBytes(std::string const& path) {
   if (path.find('\0') != std::string::npos) throw couldNotOpen(path, EINVAL);
   boost::system::error_code error;
-  FileHandle file = FileHandle::open(path.c_str(), O_RDONLY | O_NONBLOCK, error);  // a fifo must not make it wait
+  FileHandle file =
+      FileHandle::open(path.c_str(), O_RDONLY | O_NONBLOCK, error);  // does not wait for the writer of a fifo
   if (error) throw couldNotOpen(path, error.value());
   struct stat const status = statusOf(file.descriptor(), path);
   if (S_ISDIR(status.st_mode)) throw couldNotOpen(path, EISDIR);

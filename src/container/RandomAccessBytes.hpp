@@ -12,8 +12,8 @@
 
 namespace opc::model::zip {
 
-/// Saves system calls when many small pieces are read: as long as they follow one another they come out of
-/// one read, the larger the longer the row is; a piece elsewhere is read alone.
+/// Saves system calls when many small pieces are read. Pieces that follow one another share a read, which grows with
+/// the length of their row. A piece elsewhere is read alone.
 class ReadAhead {
  public:
   struct Source {
@@ -31,7 +31,7 @@ class ReadAhead {
   void const* id_ = nullptr;
   std::uint64_t begin_ = 0;
   std::size_t filled_ = 0;
-  std::size_t window_ = 0;  // of the last read; 0 for one alone
+  std::size_t window_ = 0;  // of the last read; 0 for a single piece
   Buffer buffer_{0};
 };
 
@@ -46,12 +46,12 @@ class RandomAccessBytes {
   virtual int descriptor() const = 0;
 };
 
-/// A file; kept open while the object lives, so that the bytes stay readable when the path is replaced.
-/// `path` is UTF-8. Throws CouldNotOpenPackage, naming the path ("Could not open package: PATH: TEXT"); a
-/// directory or another special file too.
+/// A regular file. It stays open while the object lives, so that the bytes stay readable when another file replaces it.
+/// `path` is UTF-8. Throws CouldNotOpenPackage ("Could not open package: PATH: TEXT"), for a directory or special file
+/// too.
 std::shared_ptr<RandomAccessBytes const> openFileBytes(std::string const& path);
 
-/// Of the file behind `openFileBytes`, as it is now. Throws CouldNotOpenPackage, naming `path`.
+/// The present identity of a file from openFileBytes(). Throws CouldNotOpenPackage, naming `path`.
 FileIdentity identityOf(RandomAccessBytes const& file, std::string const& path);
 
 std::shared_ptr<RandomAccessBytes const> makeMemoryBytes(std::vector<unsigned char> bytes);

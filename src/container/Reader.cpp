@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "container/Directory.hpp"
+#include "container/Faults.hpp"
 #include "container/ItemStream.hpp"
 #include "container/LocalHeader.hpp"
-#include "container/ZipErrors.hpp"
 #include "container/ZipFormat.hpp"
 
 namespace opc::model::zip {
@@ -16,9 +16,9 @@ namespace {
 // ECMA-376-2, Annex C. Indexes of items are 32-bit numbers elsewhere, too.
 constexpr std::uint64_t kMostItems = 2'147'483'647;
 constexpr std::uint64_t kUsualItems = 131'072;
-// The usual maximum of a local extra field, where a header is all that is read.
+// The usual maximum of a local extra field, for reads of a header alone.
 constexpr std::uint64_t kSmallExtraGuess = 64;
-// Read together, a descriptor far from its own header does not look like the beginning of something long.
+// A descriptor and the next header are read together, since ReadAhead would take two reads for the begin of a row.
 constexpr std::uint64_t kDescriptorAndNextHeader = 512;
 constexpr std::uint16_t kGrowthHintExtra = 0xA220;
 constexpr std::uint64_t kLargestWindow = 1u << 20;
@@ -74,7 +74,7 @@ std::optional<DirectoryPlace> Reader::findPlace() {
   }
 }
 
-/// Entries beyond the count are taken too, so that a wrong count hides none of them.
+/// Takes entries beyond the count too, so that a wrong count hides no entry.
 void Reader::readDirectory(DirectoryPlace const& place, std::uint64_t maximumItems) {
   std::uint64_t const possible = place.size / kCentralSize;
   if (place.count > maximumItems)
@@ -88,7 +88,7 @@ void Reader::readDirectory(DirectoryPlace const& place, std::uint64_t maximumIte
     checkEntryAt(i, archive_->directory_.get() + archive_->offsets_[i], place.begin - place.prefix);
 }
 
-/// Takes up to `most` entries, of which the first ones are checked as they come.
+/// Takes up to `most` entries and checks the first `checked` ones.
 void Reader::takeEntries(RandomAccessBytes const& bytes, DirectoryPlace const& place, std::uint64_t most,
                          std::uint64_t checked) {
   auto& offsets = archive_->offsets_;
@@ -109,7 +109,7 @@ void Reader::takeEntries(RandomAccessBytes const& bytes, DirectoryPlace const& p
   archive_->directory_ = directory.take();
 }
 
-/// Compares the number of entries with the count of the end record, which may have been refused by itself.
+/// Compares the number of entries with the count of the end record, unless that count was refused.
 void Reader::compareCount(std::uint64_t count, std::uint64_t maximumItems, bool isCountRefused) {
   std::uint64_t const found = archive_->size();
   if (isComplete_ && found == count) return;
@@ -129,8 +129,8 @@ void Reader::compareCount(std::uint64_t count, std::uint64_t maximumItems, bool 
   isComplete_ |= isCutOff;  // up to the limit of entries
 }
 
-/// Local headers may lead to the directory; it says more than they do. Otherwise a directory is made of them, where
-/// they lead to more items than the damaged directory.
+/// Local headers may lead to the directory, which holds more facts than they do. Otherwise a directory is made of them,
+/// if they lead to more items than the damaged directory.
 void Reader::findByHeaders(std::uint64_t maximumItems) {
   FoundItems found = walkHeaders(*bytes_, maximumItems);
   if (found.endsAtDirectory)
@@ -143,7 +143,7 @@ void Reader::findByHeaders(std::uint64_t maximumItems) {
   recheckEntries();
 }
 
-/// The whole file is the room of the items while the end of the directory is unknown.
+/// While the end of the directory is unknown, items may reach to the end of the file.
 void Reader::recheckEntries() {
   archive_->isUnusable_.clear();
   std::uint64_t const end = isComplete_ ? archive_->directoryBegin_ : bytes_->size();
@@ -172,7 +172,7 @@ std::vector<Reader::Start> Reader::usableStarts() const {
   return starts;
 }
 
-/// No item may begin within another one, and the last one not run into the directory. Most directories are in the
+/// No item may begin within another one, and the last item must end before the directory. Most directories are in the
 /// order of the items.
 void Reader::checkPlaces() {
   auto places = usableStarts();
@@ -189,7 +189,7 @@ void Reader::checkPlaces() {
   }
 }
 
-/// Where the next item begins, or the directory.
+/// The begin of the next item, or of the directory.
 std::uint64_t Reader::limitAfter(std::vector<Start> const& starts, std::size_t index) const {
   return index + 1 < starts.size() ? starts[index + 1].begin : std::max(archive_->directoryBegin_, starts[index].begin);
 }
@@ -223,8 +223,8 @@ void Reader::finish(std::size_t index, bool isSound, ItemSink const& done) {
   if (done) done(index, isSound);
 }
 
-/// Compares the local header, and the room up to `limit`, with the directory. Leaves the header's size in `header` as
-/// soon as the data is known to be within the file.
+/// Compares the local header, and the room up to `limit`, with the directory. Sets the size of `header` once the data
+/// is known to lie within the file.
 bool Reader::checkHeader(Entry const& item, std::uint64_t limit, LocalHeader& header) {
   std::uint64_t const begin = item.localHeaderOffset, left = bytes_->size() - begin, room = limit - begin;
   std::uint64_t const least = kLocalSize + item.name.size();
@@ -254,7 +254,7 @@ void Reader::checkBehind(Entry const& item, LocalHeader const& header, std::uint
              itemText(item.name, "it is followed by " + bytesText(limit - *end) + " that belong to no item"));
 }
 
-/// Absent where the descriptor disagrees, so that nothing is known of the bytes behind it.
+/// Absent where the descriptor disagrees, since its end is then unknown.
 std::optional<std::uint64_t> Reader::endOfDescriptor(Entry const& item, LocalHeader const& header, std::uint64_t begin,
                                                      std::uint64_t limit) {
   std::uint64_t const read = std::min(bytes_->size() - begin, kDescriptorAndNextHeader);
@@ -267,7 +267,7 @@ std::optional<std::uint64_t> Reader::endOfDescriptor(Entry const& item, LocalHea
   }
 }
 
-/// A content whose header disagrees is read all the same, where its place is known.
+/// Reads the content even if the header disagrees, as long as its place is known.
 bool Reader::readItem(std::size_t index, std::uint64_t limit, ContentSink const& take) {
   Entry const item = archive_->entry(index);
   LocalHeader header;

@@ -20,10 +20,10 @@
 
 namespace opc::model::zip {
 
-/// Reads a container: end record, central directory, the places of the items, local headers and descriptors. Reports
-/// every fault. A sink that throws makes it the strict reader that opening a package needs; behind a sink that
-/// returns it recovers as much as it can: an end record with bytes behind it, the entries of a directory that breaks
-/// off, and the items that their local headers lead to. Throws what reading the bytes throws. One thread at a time.
+/// Reads a container: end record, central directory, places of the items, local headers and descriptors. Reports every
+/// fault. With a sink that throws it is the strict reader for opening a package. With a sink that returns, it recovers
+/// as much as it can: an end record with bytes behind it, the first entries of a damaged directory, and items found by
+/// their local headers. Throws exceptions of reading the bytes. One thread at a time uses it.
 class Reader {
  public:
   /// Receives an item and whether its header and its content are sound.
@@ -31,18 +31,18 @@ class Reader {
   /// Receives the next bytes of an item's content, which are valid during the call.
   using ContentSink = std::function<void(std::size_t index, std::span<unsigned char const> bytes)>;
 
-  /// Reads the end record and the directory. More than `maximumItems` are a fault, and the rest is left out.
+  /// Reads the end record and the directory. More than `maximumItems` are a fault; the reader skips the rest.
   Reader(std::shared_ptr<RandomAccessBytes const> bytes, std::uint64_t maximumItems, Faults& faults);
 
   /// The items that were found.
   std::shared_ptr<Archive const> archive() const { return archive_; }
 
   /// Compares all local headers and descriptors with the directory, in the order of the directory. Reads in large
-  /// steps, so that it costs little more than reading the directory when the items are small.
+  /// steps, so that small items cost little more than the directory.
   void checkHeaders();
 
-  /// The same in the order of the file, and reads all contents, in one pass and with little memory. Content that
-  /// `take` receives counts only when `done` says that the item is sound.
+  /// The same in the order of the file; also reads all contents, in one pass and with little memory. Content that
+  /// `take` receives is valid only if `done` reports the item as sound.
   void readItems(ItemSink const& done = {}, ContentSink const& take = {});
 
   /// False when readItems() has found a fault in the item's header or content.
@@ -79,7 +79,7 @@ class Reader {
   std::shared_ptr<RandomAccessBytes const> bytes_;
   Faults& faults_;
   std::shared_ptr<Archive> archive_;
-  std::set<std::string> entryFaults_;  // messages, so that a recovered directory repeats none
+  std::set<std::string> entryFaults_;  // messages, so that none is repeated for a recovered directory
   bool isComplete_ = false;            // whether the directory could be read to its end
   std::vector<bool> isUnsound_;        // by item; empty before all items are read
   ReadAhead ahead_;

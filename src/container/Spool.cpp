@@ -11,7 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "container/ZipErrors.hpp"
+#include "container/Faults.hpp"
+#include "container/ItemStream.hpp"
 #include "io/Background.hpp"
 #include "io/FileHandle.hpp"
 #include "io/TemporaryName.hpp"
@@ -35,7 +36,7 @@ FileHandle tryUnnamedFile(std::string const& directory, error_code& error) {
   if (directory.find('\0') != std::string::npos) throw couldNotSave(directory, EINVAL);
   constexpr mode_t kMode = 0600;
   FileHandle file = FileHandle::openAt(AT_FDCWD, directory.c_str(), O_TMPFILE | O_RDWR, kMode, error);
-  // EISDIR is the answer of a kernel that does not know the flag.
+  // A kernel without the flag answers EISDIR.
   if (error != posixError(EOPNOTSUPP) && error != posixError(EISDIR) && error != posixError(EINVAL)) return file;
   std::string const name = directory + "/" + temporaryNameForSpool();
   file = FileHandle::openAt(AT_FDCWD, name.c_str(), O_CREAT | O_EXCL | O_RDWR, kMode, error);
@@ -44,7 +45,7 @@ FileHandle tryUnnamedFile(std::string const& directory, error_code& error) {
   return file;
 }
 
-/// A package can be edited where its directory may not be written: it may be meant for another place.
+/// A package in a directory that may not be written can be edited and saved elsewhere.
 FileHandle makeUnnamedFile(std::string& directory) {
   error_code error;
   FileHandle file = tryUnnamedFile(directory, error);
@@ -58,19 +59,19 @@ FileHandle makeUnnamedFile(std::string& directory) {
 
 }  // namespace
 
-/// Bytes are in the file, on their way to it, or pending, in this order.
+/// The first bytes are in the file, the next ones in flight, the last ones pending.
 struct Spool::Impl {
   std::string directory;
   std::size_t memoryLimit;
   FileHandle file{};
   std::uint64_t inFile = 0;
-  std::vector<unsigned char> inFlight{};  // being written at offset inFile
+  std::vector<unsigned char> inFlight{};  // the background thread writes them at offset inFile
   error_code inFlightError{};
-  std::vector<unsigned char> pending{};  // begins behind that
+  std::vector<unsigned char> pending{};  // follow those in flight
   std::vector<std::shared_ptr<Spool>> lanes{};
   bool isBorrowed = false;
   bool writesBehind = false;
-  std::unique_ptr<Background> background{};  // goes before what it uses
+  std::unique_ptr<Background> background{};  // last, so that it ends before the buffers it uses
 
   std::uint64_t size() const { return inFile + inFlight.size() + pending.size(); }
 
@@ -84,7 +85,7 @@ struct Spool::Impl {
 
   void writeInFlight() { file.writeAllAt(inFile, inFlight.data(), inFlight.size(), inFlightError); }
 
-  /// A write that failed is repeated here; bytes that fail again stay in flight.
+  /// Repeats a failed write; bytes that fail again stay in flight.
   void settle() {
     if (inFlight.empty()) return;
     background->wait();
@@ -99,7 +100,7 @@ struct Spool::Impl {
     if (pending.empty()) return;
     if (!background) background = std::make_unique<Background>(writesBehind);
     inFlight.swap(pending);
-    inFlightError = posixError(ENOMEM);  // until the work begins, which may fail
+    inFlightError = posixError(ENOMEM);  // stays if the work cannot begin
     background->begin([this] { writeInFlight(); });
     if (!writesBehind) settle();
   }
@@ -169,5 +170,12 @@ std::shared_ptr<Spool> Spool::borrowLane() {
 }
 
 void Spool::giveBack() { impl_->isBorrowed = false; }
+
+std::unique_ptr<InputStream> Content::open(std::string const& name) const {
+  return openItem({name, method, storedSize, size, crc},
+                  [store = spool, begin = offset](std::uint64_t at, void* to, std::size_t count) {
+                    store->readAt(begin + at, to, count);
+                  });
+}
 
 }  // namespace opc::model::zip

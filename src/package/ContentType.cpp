@@ -26,7 +26,7 @@ bool isToken(std::u16string_view text) {
 /// RFC 2616, 2.2: any octet but control characters. Line breaks cannot stand in a content type.
 bool isQuotable(char16_t c) { return c == u'\t' || (c >= 0x20 && c < 0x7F) || (c >= 0xA0 && c <= 0xFF); }
 
-/// Reads a media type from its beginning. Every step answers whether it found what must be there.
+/// Reads a media type from its beginning. Each step returns whether it found the required text.
 class Parser {
  public:
   explicit Parser(std::u16string_view text) : rest_(text) {}
@@ -62,7 +62,7 @@ class Parser {
     return true;
   }
 
-  /// White space may stand round the semicolon only.
+  /// White space is allowed only around the semicolon.
   bool parameters(Parameters& result) {
     while (!atEnd()) {
       skipBlanks();
@@ -92,7 +92,7 @@ auto named(std::u16string const& name) {
   return [&name](auto const& parameter) { return caselessCompare(parameter.first, name); };
 }
 
-/// The parameters in an order that says nothing, with names in one case.
+/// The parameters sorted, with names in one case.
 Parameters comparable(Parameters parameters) {
   for (auto& parameter : parameters)
     for (char16_t& c : parameter.first) c = ascii::lower(c);

@@ -67,7 +67,7 @@ class ContentTypesHandler final : public MarkupHandler {
   ContentTypes& result_;
 };
 
-/// How often each extension's parts have each type.
+/// For each extension, how many parts have each type.
 using Counts = std::map<std::string, std::map<MediaType const*, std::uint64_t>, std::less<>>;
 
 Counts countTypes(PackageState const& state) {
@@ -87,7 +87,7 @@ MediaType const* mostFrequent(std::map<MediaType const*, std::uint64_t> const& t
       ->first;
 }
 
-/// A default for these would make parts of items that are none.
+/// A default for these extensions would turn items into parts.
 std::set<std::string> untypedExtensions(PackageState const& state) {
   std::set<std::string> extensions;
   for (LooseItem const& item : state.parts.items())

@@ -16,27 +16,25 @@ namespace opc::model::detail {
 struct ContentTypes {
   struct Override {
     MediaType const* type;
-    bool isUsed = false;  // by a part
+    bool isUsed = false;  // a part has it
   };
 
   std::map<std::string, MediaType const*> defaults;  // by extension in lower case
   std::map<std::string, Override, NameLess> overrides;
 
-  /// The type of an item under a valid part name, or null. An override, once asked for, counts as used
-  /// when its text is a media type.
+  /// The type of an item with a valid part name, or null. Marks an override as used if its text is a media type.
   MediaType const* typeOf(std::string_view name);
 };
 
-/// Whether the type has parameters although the standard defines it, for relationships, core properties or signatures
-/// (ECMA-376-2, 9.1.2).
+/// Whether the type has parameters and is one of those that the standard defines, for relationships, core properties or
+/// signatures (ECMA-376-2, 9.1.2).
 bool hasForbiddenParameters(ContentType const& type);
 
-/// Takes so many defaults and overrides at the most. Throws what the reader throws; the faults of content types are
-/// InvalidXMLDocument too.
+/// Reads at most `maximum` defaults and overrides. Throws what the reader throws, and InvalidXMLDocument for faults of
+/// content types.
 ContentTypes readContentTypes(XmlStreamReader& reader, InputStream& input, std::uint64_t maximum, MediaTypePool& types);
 
-/// The defaults to be written: those that the package has, and one for each further extension, which is the
-/// most frequent type of its parts.
+/// The defaults for a save: those of the package, and for each further extension the most frequent type of its parts.
 std::map<std::string, MediaType const*> defaultsFor(PackageState const& state);
 
 /// Does not close the stream.

@@ -14,7 +14,7 @@
 #include "opc/model/Exceptions.hpp"
 #include "package/MarkupCompatibility.hpp"
 #include "package/Messages.hpp"
-#include "package/W3CDateTime.hpp"
+#include "text/Ascii.hpp"
 #include "xml/XercesObjects.hpp"
 #include "xml/XmlCharacters.hpp"
 
@@ -22,6 +22,43 @@ namespace opc::model::detail {
 namespace {
 
 using xercesc::DOMElement;
+using xercesc::DOMNode;
+
+constexpr char16_t kInstanceNamespace[] = u"http://www.w3.org/2001/XMLSchema-instance";
+constexpr char16_t kXmlNamespace[] = u"http://www.w3.org/XML/1998/namespace";
+constexpr char16_t kDeclarationNamespace[] = u"http://www.w3.org/2000/xmlns/";
+
+std::u16string_view localName(std::u16string_view qualifiedName) {
+  return qualifiedName.substr(qualifiedName.find(u':') + 1);
+}
+
+struct ReleaseDom {
+  template <typename T>
+  void operator()(T* object) const {
+    object->release();
+  }
+};
+using DomDocumentOwner = std::unique_ptr<xercesc::DOMDocument, ReleaseDom>;
+
+/// Whether the text begins with the form, in which "0" stands for any digit.
+bool hasForm(std::u16string_view text, std::u16string_view form) {
+  if (text.size() < form.size()) return false;
+  for (std::size_t i = 0; i < form.size(); ++i)
+    if (form[i] == u'0' ? !ascii::isDigit(text[i]) : text[i] != form[i]) return false;
+  return true;
+}
+
+bool isForm(std::u16string_view text, std::u16string_view form) {
+  return text.size() == form.size() && hasForm(text, form);
+}
+
+bool isZone(std::u16string_view text) { return text == u"Z" || isForm(text, u"+00:00") || isForm(text, u"-00:00"); }
+
+/// W3CDTF requires the zone, which xsd:dateTime may leave out.
+bool endsInZone(std::u16string_view text) {
+  constexpr std::size_t kOffsetSize = 6;
+  return text.ends_with(u'Z') || (text.size() > kOffsetSize && isZone(text.substr(text.size() - kOffsetSize)));
+}
 
 DOMElement* append(DOMElement* parent, char16_t const* namespaceURI, char16_t const* qualifiedName) {
   return XercesHelper::appendElementNS(parent, XercesString(namespaceURI), XercesString(qualifiedName));
@@ -56,7 +93,7 @@ void appendKeyword(DOMElement* element, CoreProperties::Keyword const& keyword) 
   XercesHelper::setElementText(element, text);
 }
 
-/// A single keyword stands by itself, as most producers write it; one that is blank would then be nothing.
+/// Writes a single keyword as plain text, like most producers, unless it is blank, which would be no keyword.
 void appendKeywords(DOMElement* root, std::vector<CoreProperties::Keyword> const& keywords) {
   if (keywords.empty()) return;
   DOMElement* const element = append(root, kCoreNamespace, u"cp:keywords");
@@ -65,9 +102,6 @@ void appendKeywords(DOMElement* root, std::vector<CoreProperties::Keyword> const
   if (isPlain) return appendKeyword(element, keywords.front());
   for (auto const& keyword : keywords) appendKeyword(append(element, kCoreNamespace, u"cp:value"), keyword);
 }
-
-using xercesc::DOMElement;
-using xercesc::DOMNode;
 
 std::u16string_view viewOf(XMLCh const* text) { return text ? std::u16string_view(text) : std::u16string_view(); }
 
@@ -87,7 +121,7 @@ std::u16string languageOf(DOMElement const& element) {
   return std::u16string(viewOf(element.getAttributeNS(kXmlNamespace, u"lang")));
 }
 
-/// What an element may bear besides namespace declarations.
+/// The attributes that an element may have besides namespace declarations.
 enum class Allowed { Nothing, Type, Language };
 
 class Reader {
@@ -155,14 +189,14 @@ class Reader {
 
   void readProperty(DOMElement const& element) {
     std::u16string_view const uri = viewOf(element.getNamespaceURI()), name = viewOf(element.getLocalName());
-    auto const isIt = [&](auto const& property) {
+    auto const matches = [&](auto const& property) {
       return uri == property.namespaceURI && name == localName(property.qualifiedName);
     };
     if (!seen_.emplace(uri, name).second) failAt("Repeated element", element);
     for (TextProperty const& property : kTextProperties)
-      if (isIt(property)) return readText(element, property);
+      if (matches(property)) return readText(element, property);
     for (TimeProperty const& property : kTimeProperties)
-      if (isIt(property)) return readTime(element, property);
+      if (matches(property)) return readTime(element, property);
     if (uri != kCoreNamespace || name != u"keywords") failAt("Unexpected element", element);
     readKeywords(element);
   }
@@ -221,6 +255,17 @@ class Reader {
 };
 
 }  // namespace
+
+boost::posix_time::ptime parseW3CDateTime(std::u16string const& text) {
+  if (isForm(text, u"0000")) return convertStringToTime(text + u"-01-01T00:00:00Z");
+  if (isForm(text, u"0000-00")) return convertStringToTime(text + u"-01T00:00:00Z");
+  if (isForm(text, u"0000-00-00")) return convertStringToTime(text + u"T00:00:00Z");
+  constexpr std::u16string_view kToMinutes = u"0000-00-00T00:00";
+  if (!hasForm(text, kToMinutes)) return {};
+  std::u16string const rest = text.substr(kToMinutes.size());
+  if (isZone(rest)) return convertStringToTime(text.substr(0, kToMinutes.size()) + u":00" + rest);
+  return endsInZone(rest) ? convertStringToTime(text) : boost::posix_time::ptime();
+}
 
 void writeCoreProperties(CoreProperties const& properties, OutputStream& output) {
   XercesGuard const guard;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <boost/date_time/posix_time/ptime.hpp>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -11,16 +12,12 @@
 #include "package/OwnedPart.hpp"
 #include "xml/XercesHelper.hpp"
 
-/// What reading and writing of core properties share.
 /// The XML of the core-properties part (ECMA-376-2, 11).
 namespace opc::model::detail {
 
 inline constexpr char16_t kCoreNamespace[] = u"http://schemas.openxmlformats.org/package/2006/metadata/core-properties";
 inline constexpr char16_t kDublinCoreNamespace[] = u"http://purl.org/dc/elements/1.1/";
 inline constexpr char16_t kTermsNamespace[] = u"http://purl.org/dc/terms/";
-inline constexpr char16_t kInstanceNamespace[] = u"http://www.w3.org/2001/XMLSchema-instance";
-inline constexpr char16_t kXmlNamespace[] = u"http://www.w3.org/XML/1998/namespace";
-inline constexpr char16_t kDeclarationNamespace[] = u"http://www.w3.org/2000/xmlns/";
 
 struct TextProperty {
   char16_t const* namespaceURI;
@@ -48,7 +45,7 @@ inline constexpr TextProperty kTextProperties[] = {
 struct TimeProperty {
   char16_t const* namespaceURI;
   char16_t const* qualifiedName;
-  bool isTyped;  // a W3CDTF text under xsi:type="dcterms:W3CDTF"; the other is an xsd:dateTime by the schema
+  bool isTyped;  // W3CDTF with xsi:type="dcterms:W3CDTF"; otherwise an xsd:dateTime by the schema
   CoreProperties::Time (CoreProperties::*get)() const;
   void (CoreProperties::*set)(CoreProperties::Time);
 };
@@ -59,24 +56,17 @@ inline constexpr TimeProperty kTimeProperties[] = {
     {kTermsNamespace, u"dcterms:modified", true, &CoreProperties::getModified, &CoreProperties::setModified},
 };
 
-inline std::u16string_view localName(std::u16string_view qualifiedName) {
-  return qualifiedName.substr(qualifiedName.find(u':') + 1);
-}
-
-struct ReleaseDom {
-  template <typename T>
-  void operator()(T* object) const {
-    object->release();
-  }
-};
-using DomDocumentOwner = std::unique_ptr<xercesc::DOMDocument, ReleaseDom>;
-
 inline constexpr char16_t kCorePropertiesRelationshipType[] =
     u"http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties";
-/// Under another name where a foreign part has this one.
+/// The part gets another name where a foreign part has this one.
 inline constexpr OwnedPart kCorePropertiesPart = {u"/docProps/core.xml",
                                                   u"application/vnd.openxmlformats-package.core-properties+xml",
                                                   kCorePropertiesRelationshipType};
+
+/// The UTC time of a W3CDTF text: YYYY, YYYY-MM, YYYY-MM-DD, or with a time hh:mm, hh:mm:ss or hh:mm:ss.fraction and a
+/// zone Z, +hh:mm or -hh:mm. Missing months and days are the first, missing times zero. Not-a-date-time for other
+/// texts.
+boost::posix_time::ptime parseW3CDateTime(std::u16string const& text);
 
 /// Throws InvalidPartContent, naming the part and the fault.
 CoreProperties readCoreProperties(InputStream& input, PartName const& part);

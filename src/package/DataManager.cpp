@@ -63,12 +63,12 @@ void ManagerRegistry::saveAll() {
     entry.isDue = entry.manager->dirty_;
     entry.servings = 0;
   }
-  // Managers may come and go while one of them saves, so entries are found anew.
+  // doSave may create and destroy managers, so entries are looked up anew.
   while (Entry* const entry = nextDue()) {
     DataManager& manager = *entry->manager;
     ++entry->servings;
     manager.doSave();
-    if (Entry* const served = find(manager)) served->isDue = false;  // whatever it said of itself meanwhile
+    if (Entry* const served = find(manager)) served->isDue = false;  // even if doSave has marked its own manager dirty
   }
 }
 

@@ -13,7 +13,7 @@ std::optional<ContentType> parsed(std::u16string const& text) {
   try {
     return ContentType(text);
   } catch (InvalidContentType const&) {
-    return std::nullopt;  // said by MediaType: parts of this type are refused, the package is not
+    return std::nullopt;  // the package can still be opened; only parts of this type are refused
   }
 }
 

@@ -9,11 +9,11 @@
 
 #include "opc/model/ContentType.hpp"
 
-/// Texts that a package repeats for many parts or relationships, kept once. Here and wherever else texts of a package
-/// are keys they are ordered, since anyone can make up texts that the standard library hashes alike.
+/// Keeps one copy of texts that a package repeats for many parts or relationships. Wherever texts of a package are
+/// keys, the container is ordered, since anyone can make up texts with equal hashes.
 namespace opc::model::detail {
 
-/// A content type as it is written; without a value where the text is no media type.
+/// A content type as written; without a value where the text is no media type.
 struct MediaType {
   std::u16string text;
   std::optional<ContentType> value;

@@ -8,8 +8,8 @@
 
 namespace opc::model::detail {
 
-/// The managers of one package, in order of registration. Shared by the package and its managers, so that
-/// either may go first.
+/// The managers of one package, in order of registration. The package and its managers share it, so that they may be
+/// destroyed in any order.
 class ManagerRegistry {
  public:
   explicit ManagerRegistry(Package& package) : package_(&package) {}
@@ -22,17 +22,17 @@ class ManagerRegistry {
   void remove(DataManager& manager) noexcept;
   void markDirty(DataManager& manager);
 
-  /// Calls doSave of each dirty manager, and of those that get dirty meanwhile, in order. A manager that
-  /// others keep making dirty is served once for each manager and once more; it then stays dirty.
+  /// Calls doSave of each dirty manager, and of managers that become dirty meanwhile, in order. Calls a manager that
+  /// others keep making dirty at most once for each manager and once more; it then stays dirty.
   void saveAll();
-  /// After the package was saved.
+  /// Call it after the package was saved.
   void markClean() noexcept;
 
  private:
   struct Entry {
     DataManager* manager;
-    bool isDue;            // dirty, and not yet asked to save what made it so
-    std::size_t servings;  // in this save
+    bool isDue;            // dirty, and doSave not called since
+    std::size_t servings;  // calls of doSave in this save
   };
 
   Entry* find(DataManager const& manager);

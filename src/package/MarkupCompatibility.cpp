@@ -20,7 +20,7 @@ void requireBlank(std::u16string_view text) {
   if (text.find_first_not_of(kXmlWhiteSpace) != std::u16string_view::npos) fail("Unexpected text");
 }
 
-/// Calls with each word of a list that is separated by white space.
+/// Calls `take` with each word of a list that is separated by white space.
 template <typename Take>
 void forEachWord(std::u16string_view list, Take const& take) {
   for (std::size_t begin = 0; (begin = list.find_first_not_of(kXmlWhiteSpace, begin)) != std::u16string_view::npos;) {
@@ -30,7 +30,7 @@ void forEachWord(std::u16string_view list, Take const& take) {
   }
 }
 
-/// The value of a compatibility attribute; empty where there is none.
+/// The value of a compatibility attribute; empty without one.
 std::u16string_view ruleOf(XmlAttributes const& attributes, std::u16string_view name) {
   for (std::size_t i = 0; i < attributes.size(); ++i)
     if (attributes.namespaceURI(i) == kCompatibilityNamespace && attributes.localName(i) == name)
@@ -39,13 +39,13 @@ std::u16string_view ruleOf(XmlAttributes const& attributes, std::u16string_view 
 }
 
 bool isRule(std::u16string_view name) {
-  // The two about preserving concern programs that write a document back with what they ignored.
+  // The two Preserve rules concern programs that write ignored content back.
   constexpr std::u16string_view kRules[] = {u"Ignorable", u"ProcessContent", u"MustUnderstand", u"PreserveElements",
                                             u"PreserveAttributes"};
   return std::find(std::begin(kRules), std::end(kRules), name) != std::end(kRules);
 }
 
-/// Some of the attributes of an element.
+/// A selection of the attributes of an element.
 class Selection final : public XmlAttributes {
  public:
   explicit Selection(XmlAttributes const& all) : all_(all) {}
@@ -124,7 +124,7 @@ void MarkupCompatibility::startElement(std::u16string_view namespaceURI, std::u1
   }
   if (alternatives) fail("Unexpected element", localName);
   requireUnderstood(attributes);
-  handOn(namespaceURI, localName, attributes);
+  passOn(namespaceURI, localName, attributes);
 }
 
 void MarkupCompatibility::endElement(std::u16string_view namespaceURI, std::u16string_view localName) {
@@ -133,8 +133,8 @@ void MarkupCompatibility::endElement(std::u16string_view namespaceURI, std::u16s
   } else {
     Element const& element = elements_.back();
     if (element.fate == Fate::Alternatives && !element.hasChoice) fail("Alternate content without a choice");
-    if (element.fate == Fate::HandedOn) {
-      --handedOn_;
+    if (element.fate == Fate::PassedOn) {
+      --passedOn_;
       reader_.endElement(namespaceURI, localName);
     }
     close();
@@ -144,7 +144,7 @@ void MarkupCompatibility::endElement(std::u16string_view namespaceURI, std::u16s
 
 void MarkupCompatibility::characters(std::u16string_view text) {
   if (skipped_ > 0) return;
-  if (handedOn_ == 0 || elements_.back().fate == Fate::Alternatives)
+  if (passedOn_ == 0 || elements_.back().fate == Fate::Alternatives)
     requireBlank(text);
   else
     reader_.characters(text);
@@ -176,7 +176,7 @@ bool MarkupCompatibility::areUnderstood(std::u16string_view prefixes) const {
 }
 
 void MarkupCompatibility::open() {
-  elements_.push_back({Fate::HandedOn, outerDeclared_, ignorableOrder_.size(), processedOrder_.size()});
+  elements_.push_back({Fate::PassedOn, outerDeclared_, ignorableOrder_.size(), processedOrder_.size()});
   outerDeclared_ = declared_.size();
 }
 
@@ -268,10 +268,10 @@ void MarkupCompatibility::decide(bool isChosen, XmlAttributes const& attributes,
   elements_.back().fate = Fate::Unwrapped;
 }
 
-void MarkupCompatibility::handOn(std::u16string_view namespaceURI, std::u16string_view localName,
+void MarkupCompatibility::passOn(std::u16string_view namespaceURI, std::u16string_view localName,
                                  XmlAttributes const& attributes) {
-  if (handedOn_ == 0 && std::exchange(hasRoot_, true)) fail("More than one root element is left");
-  ++handedOn_;
+  if (passedOn_ == 0 && std::exchange(hasRoot_, true)) fail("More than one root element is left");
+  ++passedOn_;
   auto const isLeftOut = [&](std::size_t i) {
     return attributes.namespaceURI(i) == kCompatibilityNamespace || isIgnored(attributes.namespaceURI(i));
   };

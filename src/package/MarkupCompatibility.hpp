@@ -15,10 +15,10 @@
 
 namespace opc::model::detail {
 
-/// Reads the two documents of the package itself, content types and relationships: a root element and a
-/// flat list of children, all of one namespace, with attributes in none. Everything else is a fault
-/// (ECMA-376-2, 7.2 and 7.3), thrown as XmlContentFault; markup compatibility too, which
-/// content types must not use (10.1.2.5) and relationships have behind them when they come here.
+/// Reads the package's own documents, content types and relationships: a root element and a flat list of children, all
+/// of one namespace, with attributes in none. Throws XmlContentFault for everything else (ECMA-376-2, 7.2 and 7.3),
+/// also for markup compatibility, which content types must not use (10.1.2.5) and which is already processed in
+/// relationships.
 class MarkupHandler : public XmlContentHandler {
  public:
   enum class TextInChildren { Refused, Allowed };
@@ -38,7 +38,7 @@ class MarkupHandler : public XmlContentHandler {
   [[noreturn]] static void failAtElement(std::u16string_view name);
   static std::u16string_view required(XmlAttributes const& attributes, std::u16string_view element,
                                       std::u16string_view name);
-  /// No attributes but these.
+  /// Throws for other attributes than these.
   static void requireOnly(XmlAttributes const& attributes, std::u16string_view element,
                           std::span<std::u16string_view const> names);
 
@@ -69,12 +69,12 @@ class MarkupCompatibility final : public XmlContentHandler {
   void characters(std::u16string_view text) override;
 
  private:
-  /// What becomes of an element: it is handed on, its content alone is, or it holds alternate content.
-  enum class Fate { HandedOn, Unwrapped, Alternatives };
+  /// The handling of an element: passed on, replaced by its content, or a container of alternate content.
+  enum class Fate { PassedOn, Unwrapped, Alternatives };
 
   struct Element {
     Fate fate;
-    std::size_t declared, ignorable, processed;  // how many there were outside it
+    std::size_t declared, ignorable, processed;  // their numbers outside it
     bool hasChoice = false, isDecided = false, hasFallback = false;
   };
 
@@ -96,24 +96,24 @@ class MarkupCompatibility final : public XmlContentHandler {
   void startChoice(XmlAttributes const& attributes, Element& alternatives);
   void startFallback(XmlAttributes const& attributes, Element& alternatives);
   void decide(bool isChosen, XmlAttributes const& attributes, Element& alternatives);
-  void handOn(std::u16string_view namespaceURI, std::u16string_view localName, XmlAttributes const& attributes);
+  void passOn(std::u16string_view namespaceURI, std::u16string_view localName, XmlAttributes const& attributes);
 
   XmlContentHandler& reader_;
   std::u16string_view understood_;
-  std::vector<Element> elements_;  // that are open, the skipped ones excepted
-  std::size_t skipped_ = 0;        // depth within one that is
-  std::size_t handedOn_ = 0;       // how many of the open ones
+  std::vector<Element> elements_;  // the open ones, without skipped ones
+  std::size_t skipped_ = 0;        // depth within a skipped element
+  std::size_t passedOn_ = 0;       // number of open elements that were passed on
   bool hasRoot_ = false;
 
-  // What holds at present, and in which order it came to hold, so that it can be taken back. Sets, since a
-  // document of a few megabytes can declare and list hundreds of thousands of names.
+  // The rules in force, and the order of their appearance, so that they can be undone. Sets, since a document of a few
+  // megabytes can declare and list hundreds of thousands of names.
   using Declarations = std::map<std::u16string, std::vector<std::u16string>, std::less<>>;
   Declarations declarations_;  // by prefix, the innermost last
   std::vector<Declarations::iterator> declared_;
-  std::size_t outerDeclared_ = 0;  // without those of the next element
+  std::size_t outerDeclared_ = 0;  // number without those of the next element
   std::set<std::u16string, std::less<>> ignorable_;
   std::vector<std::set<std::u16string, std::less<>>::iterator> ignorableOrder_;
-  using Name = std::pair<std::u16string_view, std::u16string>;  // its namespace stands in ignorable_
+  using Name = std::pair<std::u16string_view, std::u16string>;  // a view of its namespace in ignorable_
   std::set<Name> processed_;                                    // "*" for all of the namespace
   std::vector<std::set<Name>::iterator> processedOrder_;
 };

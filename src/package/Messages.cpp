@@ -9,7 +9,7 @@
 namespace opc::model::detail::messages {
 namespace {
 
-/// Far beyond honest names. Of longer names, which were made to fill the memory, messages show the beginning.
+/// Much longer than honest names. Of longer names, which are made to fill the memory, messages show the beginning.
 constexpr std::size_t kLongestShown = 8192, kBeginning = 1024;
 
 }  // namespace

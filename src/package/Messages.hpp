@@ -4,10 +4,34 @@
 #include <string>
 #include <string_view>
 
-/// The wording of everything that this layer throws. Names come in as they are and are shown escaped.
+/// Stable names of the faults of a package. Programs rely on them, and docs/tool.md lists them.
+namespace opc::model::code {
+
+inline constexpr char kNoContentTypes[] = "no-content-types";
+inline constexpr char kSeveralContentTypes[] = "several-content-types";
+inline constexpr char kInvalidContentTypes[] = "invalid-content-types";
+inline constexpr char kUntypedItem[] = "untyped-item";
+inline constexpr char kInvalidPartName[] = "invalid-part-name";
+inline constexpr char kInvalidContentType[] = "invalid-content-type";
+inline constexpr char kTypeParameters[] = "type-parameters";
+inline constexpr char kFolderMark[] = "folder-mark";
+inline constexpr char kNamesClash[] = "names-clash";
+inline constexpr char kDerivedName[] = "derived-name";
+inline constexpr char kDuplicatePiece[] = "duplicate-piece";
+inline constexpr char kMissingPiece[] = "missing-piece";
+inline constexpr char kRelationshipsType[] = "relationships-type";
+inline constexpr char kRelationshipsOfRelationships[] = "relationships-of-relationships";
+inline constexpr char kInvalidRelationships[] = "invalid-relationships";
+inline constexpr char kMissingTarget[] = "missing-target";
+inline constexpr char kBackslashTarget[] = "backslash-target";
+inline constexpr char kInvalidPackage[] = "invalid-package";
+
+}  // namespace opc::model::code
+
+/// The wording of all exceptions of this layer. Names are passed unescaped and shown escaped.
 namespace opc::model::detail::messages {
 
-/// A part name or item name (UTF-8, or what a foreign archive took for it) as it can be shown.
+/// A part name or item name (UTF-8, or other bytes of a foreign archive), escaped for display.
 std::string shown(std::string_view name);
 std::string shown(std::u16string_view text);
 

@@ -10,7 +10,7 @@
 namespace opc::model::detail {
 namespace {
 
-/// Parameters do not count: an encrypted manifest is a manifest.
+/// Ignores parameters: an encrypted manifest is a manifest.
 bool hasType(Part const& part, std::u16string_view contentType) {
   ContentType const type = part.getContentType();
   return caselessCompare(type.getType() + u"/" + type.getSubType(), contentType);
@@ -58,7 +58,7 @@ void OwnedPart::remove(Package& package) const {
   if (auto const orphan = findUnderOwnName(package)) package.deletePart(orphan->getName());
 }
 
-/// An orphan is deleted, since a part keeps its content type and its compression for life.
+/// Deletes an orphan instead of reusing it, since a part cannot change its content type and compression.
 Part OwnedPart::create(Package& package, ContentType const& type) const {
   if (auto const orphan = findUnderOwnName(package)) package.deletePart(orphan->getName());
   Part part = package.createPart(PartName(std::u16string(name)), type, StandardPartInfo(CompressionType::Markup));

@@ -10,12 +10,11 @@
 
 namespace opc::model::detail {
 
-/// A part that a manager keeps its data in: the name under which it is made, its content type, and the type of the
-/// relationship by which the package leads to it. The views must outlive the object.
+/// A part in which a manager keeps its data: the name of a new one, its content type, and the type of the package
+/// relationship that leads to it. The views must outlive the object.
 ///
-/// A part of that content type under that name to which no such relationship leads is an orphan, left by a program that
-/// lost the relationship: its place is taken over. Any other part under the name belongs to somebody else and is never
-/// changed.
+/// A part of that name and content type without such a relationship is an orphan of a program that lost the
+/// relationship; it is replaced. Any other part of the name is foreign and is never changed.
 struct OwnedPart {
   using WriteContent = std::function<void(OutputStream& output)>;
 
@@ -30,16 +29,16 @@ struct OwnedPart {
   /// The part of the owned content type under the owned name, orphan or not.
   std::optional<Part> findUnderOwnName(Package const& package) const;
 
-  /// Replaces the content of the part that find() returns; without one creates the part and its relationship. Throws
-  /// PartNameClash where a foreign part or item has the name, and what `write` throws; the package then has no part
-  /// without its relationship.
+  /// Replaces the content of the part that find() returns, or creates the part and its relationship. Throws
+  /// PartNameClash where a foreign part or item has the name, and exceptions of `write`. An exception never leaves a
+  /// new part without its relationship.
   void save(Package& package, std::vector<unsigned char> const& content) const;
   void save(Package& package, WriteContent const& write) const;
-  /// The same; a part that is created gets this content type, which adds parameters to the owned one.
+  /// The same. A new part gets this content type, which adds parameters to the owned one.
   void save(Package& package, ContentType const& type, WriteContent const& write) const;
   static void rewrite(Part const& part, WriteContent const& write);
 
-  /// Deletes every relationship of the type, the parts to which they lead, and an orphan.
+  /// Deletes every relationship of the type, the parts that these lead to, and an orphan.
   void remove(Package& package) const;
 
  private:

@@ -9,38 +9,20 @@
 #include <system_error>
 #include <utility>
 
-#include "container/AtomicFile.hpp"
-#include "container/ZipErrors.hpp"
+#include "container/Faults.hpp"
+#include "container/Reader.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "package/ManagerRegistry.hpp"
 #include "package/Messages.hpp"
 #include "package/PackageReader.hpp"
 #include "package/PackageState.hpp"
-#include "package/PackageWriter.hpp"
 #include "package/PartNameRules.hpp"
 
 namespace opc::model {
 namespace {
 
 using detail::PackageState;
-using zip::AtomicFile;
-
-/// Absolute, so that the package stays where it is when the working directory changes.
-std::string absolutePath(std::u16string const& path) {
-  std::string const text = toUTF8String(path);
-  std::error_code error;
-  auto const absolute = std::filesystem::absolute(text, error);
-  return error || text.empty() ? text : absolute.string();
-}
-
-/// A path that the system would cut off at a NUL.
-bool isCutOff(std::u16string const& path) { return path.find(u'\0') != std::u16string::npos; }
-
-void requireNothingAt(std::string const& path) {
-  std::error_code ignored;  // what cannot be looked at shows when it is written
-  if (std::filesystem::exists(std::filesystem::symlink_status(path, ignored))) throw zip::couldNotSave(path, EEXIST);
-}
 
 std::shared_ptr<PackageState> openState(std::shared_ptr<zip::RandomAccessBytes const> bytes, std::string path,
                                         AccessMode mode, OpenOptions const& options) {
@@ -69,75 +51,6 @@ zip::Effort effortOf(CompressionLevel level) {
   return zip::Effort::Default;
 }
 
-/// Has the package save one thing at a time: a manager that saves the package would never end.
-class SavingGuard {
- public:
-  explicit SavingGuard(PackageState& state) : state_(state) {
-    if (state_.isSaving) throw InvalidState(detail::messages::kBeingSaved);
-    state_.isSaving = true;
-  }
-  ~SavingGuard() { state_.isSaving = false; }
-  SavingGuard(SavingGuard const&) = delete;
-  SavingGuard& operator=(SavingGuard const&) = delete;
-
- private:
-  PackageState& state_;
-};
-
-/// All data of the managers is in the parts, and no part is being written.
-void gather(PackageState& state) {
-  state.requireNoOpenWrites();
-  state.managers->saveAll();
-  state.requireNoOpenWrites();
-}
-
-/// Goes over to what was just written. When it cannot be opened, the old archive and the spool, which are
-/// still there, serve as well, so that the save has not failed.
-template <typename OpenBytes>
-void adoptWritten(detail::PackageWriter& writer, OpenBytes const& openBytes) {
-  try {
-    writer.adopt(zip::Archive::open(openBytes()));
-  } catch (std::exception const&) {
-    return;
-  }
-}
-
-AtomicFile::Rules rulesFor(Existing existing) {
-  return {.target = existing == Existing::Refuse ? AtomicFile::Target::MustNotExist : AtomicFile::Target::MayExist};
-}
-
-AtomicFile::Rules rulesOf(PackageState const& state) {
-  AtomicFile::Rules rules = rulesFor(state.file.mustBeNew ? Existing::Refuse : Existing::Replace);
-  rules.expected = state.file.identity;
-  return rules;
-}
-
-void saveToFile(PackageState& state, std::string const& path, AtomicFile::Rules const& rules) {
-  AtomicFile file(path, rules);
-  detail::PackageWriter writer(state);
-  writer.write(file);
-  std::string bound = path;
-  state.file.identity = file.replace();
-  // Whatever fails from here on, the package is at the path: the next save must expect it there.
-  state.file.path = std::move(bound);
-  state.file.mustBeNew = false;
-  adoptWritten(writer, [&] { return zip::openFileBytes(state.file.path); });
-  file.syncDirectory();
-}
-
-std::vector<unsigned char> writtenBytes(detail::PackageWriter& writer) {
-  std::vector<unsigned char> bytes;
-  zip::MemorySink sink(bytes);
-  writer.write(sink);
-  return bytes;
-}
-
-void saveInMemory(PackageState& state) {
-  detail::PackageWriter writer(state);
-  auto bytes = writtenBytes(writer);
-  adoptWritten(writer, [&] { return zip::makeMemoryBytes(std::move(bytes)); });
-}
-
 }  // namespace
 
 Package::Package(std::shared_ptr<detail::PackageState> state) : RelationshipSource(std::move(state), PartName()) {
@@ -150,12 +63,8 @@ Package::~Package() {
 }
 
 std::unique_ptr<Package> Package::create(std::u16string const& path, Existing existing) {
-  std::string text = absolutePath(path);
-  if (isCutOff(path)) throw zip::couldNotSave(text, EINVAL);
-  if (text.empty()) throw zip::couldNotSave(text, ENOENT);
-  if (existing == Existing::Refuse) requireNothingAt(text);
-  detail::PackageFile file{.path = std::move(text), .mustBeNew = existing == Existing::Refuse};
-  return std::unique_ptr<Package>(new Package(std::make_shared<PackageState>(std::move(file))));
+  return std::unique_ptr<Package>(
+      new Package(std::make_shared<PackageState>(detail::PackageFile::forNew(path, existing))));
 }
 
 std::unique_ptr<Package> Package::createInMemory() {
@@ -163,8 +72,7 @@ std::unique_ptr<Package> Package::createInMemory() {
 }
 
 std::unique_ptr<Package> Package::open(std::u16string const& path, AccessMode mode, OpenOptions const& options) {
-  std::string const text = absolutePath(path);
-  if (isCutOff(path)) throw zip::couldNotOpen(text, EINVAL);
+  std::string const text = detail::absolutePath(path);
   auto bytes = zip::openFileBytes(text);
   auto const identity = zip::identityOf(*bytes, text);  // before anything is read
   auto state = openState(std::move(bytes), text, mode, options);
@@ -176,38 +84,6 @@ std::unique_ptr<Package> Package::openInMemory(std::vector<unsigned char> bytes,
                                                OpenOptions const& options) {
   return std::unique_ptr<Package>(
       new Package(openState(zip::makeMemoryBytes(std::move(bytes)), std::string(), mode, options)));
-}
-
-void Package::save() {
-  PackageState& state = this->state();
-  state.requireWritable();
-  SavingGuard const guard(state);
-  gather(state);
-  if (state.file.path.empty())
-    saveInMemory(state);
-  else
-    saveToFile(state, state.file.path, rulesOf(state));
-  state.managers->markClean();
-}
-
-void Package::saveAs(std::u16string const& path, Existing existing) {
-  PackageState& state = this->state();
-  SavingGuard const guard(state);
-  std::string const text = absolutePath(path);
-  if (isCutOff(path)) throw zip::couldNotSave(text, EINVAL);
-  if (text.empty()) throw zip::couldNotSave(text, ENOENT);
-  if (existing == Existing::Refuse) requireNothingAt(text);
-  gather(state);
-  saveToFile(state, text, rulesFor(existing));
-  state.managers->markClean();
-}
-
-std::vector<unsigned char> Package::saveToBytes() {
-  PackageState& state = this->state();
-  SavingGuard const guard(state);
-  gather(state);
-  detail::PackageWriter writer(state);
-  return writtenBytes(writer);
 }
 
 std::uint64_t Package::getMaximumWholePartBytes() const { return state().maximumWholePartBytes; }

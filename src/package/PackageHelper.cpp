@@ -25,7 +25,7 @@ detail::OwnedPart corePropertiesPart(std::u16string_view name) {
   return part;
 }
 
-/// "/docProps/core.xml", or with a number where foreign parts stand in the way. An orphan stands in nobody's way.
+/// "/docProps/core.xml", or the same with a number where foreign parts clash with it. An orphan is replaced.
 std::u16string chooseName(Package const& package) {
   std::u16string existing;
   std::u16string name(detail::kCorePropertiesPart.name);
@@ -60,7 +60,7 @@ std::optional<Part> PackageHelper::findCoreProperties(Package const& package) {
 CoreProperties PackageHelper::getCoreProperties(Package const& package) {
   auto const part = findCoreProperties(package);
   if (!part) return {};
-  // Before it is unpacked; a package of a few kilobytes can hold a part of any size.
+  // Checked before unpacking, since a package of a few kilobytes can hold a part of any size.
   if (part->getSize() > kXmlDomDocumentBytes)
     throw InvalidPartContent(detail::messages::invalidPartContent(part->getName().toString(),
                                                                   xml_text::documentTooLong(kXmlDomDocumentBytes)));
@@ -71,10 +71,10 @@ CoreProperties PackageHelper::getCoreProperties(Package const& package) {
 void PackageHelper::createOrUpdateCoreProperties(Package& package, CoreProperties const& properties) {
   std::vector<unsigned char> bytes;
   ByteArrayOutAdaptor document(bytes);
-  detail::writeCoreProperties(properties, document);  // before anything of the package is changed
+  detail::writeCoreProperties(properties, document);  // throws before the package changes
   auto const write = [&bytes](OutputStream& output) { output.write(bytes.data(), bytes.size()); };
   if (auto const part = findCoreProperties(package)) return detail::OwnedPart::rewrite(*part, write);
-  // A package has one such relationship at the most, and these lead nowhere.
+  // A package has at most one such relationship, and these lead to no part.
   for (auto const& relationship : package.getRelationshipsByType(detail::kCorePropertiesRelationshipType))
     package.deleteRelationship(relationship.getID());
   std::u16string const name = chooseName(package);

@@ -7,7 +7,6 @@
 
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
-#include "package/FaultCodes.hpp"
 #include "package/Messages.hpp"
 #include "package/PartNameRules.hpp"
 #include "package/Pieces.hpp"
@@ -27,16 +26,16 @@ std::string bytes(std::uint64_t limit) { return std::to_string(limit) + " bytes"
 
 std::string slashed(std::string_view key) { return std::string("/").append(key); }
 
-/// Whether MS-DOS attributes mark the item as a folder or a volume label. (The same bits of other systems' attributes
-/// are not relied upon.)
+/// Whether MS-DOS attributes mark the item as a folder or a volume label. The same bits of other systems' attributes
+/// are not reliable.
 bool isMarkedAsFolder(zip::Entry const& item) {
   constexpr std::uint32_t kVolumeLabel = 0x08, kFolder = 0x10;
   bool const isOfMSDOS = item.versionMadeBy >> 8 == 0;
   return isOfMSDOS && (item.externalAttributes & (kVolumeLabel | kFolder)) != 0;
 }
 
-/// Folders, by name or by such a mark, and volume labels. A mark on an item with content, or on a relationships part,
-/// does not count: it would hide what other readers see.
+/// Folders, by name or by mark, and volume labels. A mark on an item with content or on a relationships part does not
+/// count, since it would hide content that other readers see.
 bool isDirectoryItem(zip::Entry const& item) {
   if (item.name.ends_with('/')) return true;
   return isMarkedAsFolder(item) && item.size == 0 && !isRelationshipsName(slashed(item.name));
@@ -47,7 +46,7 @@ bool isDirectoryItem(zip::Entry const& item) {
 /// The kinds of items that are no parts; the kind decides whether two of them may share a name.
 enum class PackageReader::LooseKind { File, Folder, Piece };
 
-/// An item by its name and content type.
+/// The classification of an item by its name and content type.
 struct PackageReader::Classified {
   bool isPart = false;
   MediaType const* type = nullptr;
@@ -298,8 +297,8 @@ PackageReader::LooseKind PackageReader::kindOf(LooseItem const& item) const {
   return isDirectoryItem(entry) ? LooseKind::Folder : LooseKind::File;
 }
 
-/// Among the items that are no parts, and between them and the parts: equal names, and names that are
-/// used both whole and in pieces.
+/// Reports equal names among the items that are no parts, and between them and the parts, and names that are used both
+/// whole and in pieces.
 void PackageReader::checkEqualNames() {
   auto const taken = [this](LooseItem const& item) {
     return archive_->entry(item.index).name.substr(0, item.nameLength);
@@ -313,8 +312,8 @@ void PackageReader::checkEqualNames() {
   state_->parts.setItems(std::move(items_));
 }
 
-/// Holds an item that is no part against the one before it of the same name, or against the part of that name. Folders,
-/// which some writers list twice, may share a name, and so may the pieces of one part.
+/// Compares an item that is no part with the item before it, if that has the same name, or with the part of that name.
+/// Folders may share a name, since some writers list them twice, and so may the pieces of one part.
 void PackageReader::checkLooseItem(LooseItem const* before, LooseItem const& item) {
   std::string_view const name = archive_->entry(item.index).name, taken = name.substr(0, item.nameLength);
   std::string_view other;
@@ -331,7 +330,7 @@ void PackageReader::checkLooseItem(LooseItem const* before, LooseItem const& ite
                   messages::namesClash(slashed(other), slashed(name))});
 }
 
-/// The names that continue a name stand right behind it.
+/// The names that continue a name follow it directly.
 void PackageReader::checkDerivedNames() {
   std::string_view base;
   for (auto const& [key, record] : state_->parts) {

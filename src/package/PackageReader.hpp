@@ -17,7 +17,7 @@
 #include "package/ContentTypesPart.hpp"
 #include "package/PackageState.hpp"
 #include "package/Pieces.hpp"
-#include "package/RelationshipsPart.hpp"
+#include "package/RelationshipSet.hpp"
 #include "xml/XmlStreamReader.hpp"
 
 namespace opc::model::detail {
@@ -26,20 +26,20 @@ namespace opc::model::detail {
 struct ReadPart {
   std::string_view key;                      // its name without the leading slash
   MediaType const* type;                     // null where the content types cannot be read
-  std::uint32_t item;                        // when it is not in pieces
+  std::uint32_t item;                        // of a part in one item
   std::vector<std::uint32_t> const* pieces;  // null for a part in one item
 
   std::string name() const { return std::string("/").append(key); }
   std::span<std::uint32_t const> items() const { return pieces ? std::span(*pieces) : std::span(&item, 1); }
 };
 
-/// Classifies the items of a container, which become parts, relationships and items that are no parts, and fills an
-/// empty state with them. Reports every breach of the rules, of which the clauses of ECMA-376-2 stand beside each. A
-/// sink that throws makes it the strict reader that opening a package needs. Behind a sink that returns, items whose
-/// names clash are parts all the same, and without content types every item with the name of a part is one.
+/// Classifies the items of a container as parts, relationships and other items, and fills an empty state with them.
+/// Reports every breach of ECMA-376-2. With a sink that throws it is the strict reader for opening a package. With a
+/// sink that returns, items whose names clash are parts too, and without content types every item with a part name is a
+/// part.
 class PackageReader {
  public:
-  /// The state gets the items of the container. What is passed must outlive the reader.
+  /// The state receives the items of the container. All arguments must outlive the reader.
   PackageReader(std::shared_ptr<PackageState> state, zip::Reader& container, OpenOptions const& options,
                 Faults& faults);
 
@@ -48,13 +48,13 @@ class PackageReader {
 
   /// False when the items are larger together than the limit. Afterwards sizes may be summed up without overflow.
   bool checkTotalSize();
-  /// Finds out what the items are, and whether their names may stand together. Reads the content types.
+  /// Reads the content types, classifies the items and checks their names for clashes.
   void identify();
-  /// Reads the relationships of all sources, except from items that the container's reader has found damaged.
+  /// Reads the relationships of all sources. Skips items that the container's reader has found damaged.
   void readRelationships();
 
   PackageState& state() const { return *state_; }
-  /// The parts in the order of NameLess, those included whose names clash with others. Valid while the reader lives.
+  /// The parts in the order of NameLess, with those whose names clash. Valid while the reader lives.
   std::vector<ReadPart> parts() const;
   bool isSound(ReadPart const& part) const { return areSound(part.items()); }
   std::unique_ptr<InputStream> open(ReadPart const& part) const;
@@ -88,8 +88,8 @@ class PackageReader {
   std::unique_ptr<RelationshipSet> relationshipsIn(ReadPart const& part);
   void parseRelationships(ReadPart const& part, RelationshipSet& relationships);
   void checkTarget(std::string const& source, RelationshipRecord const& relationship);
-  /// Has `parse` read a document of the package itself of that size, as long as the limit for all of them allows it.
-  /// False where the document could not be read.
+  /// Calls `parse` to read a document of that size, if the limit for all markup allows it. False where the document
+  /// could not be read.
   bool readMarkup(char const* code, std::string const& name, std::uint64_t size, std::function<void()> const& parse);
   void refuseDamaged(std::string_view name) const;
   void refuse(char const* code, std::string_view item, std::string const& message) const;
@@ -104,14 +104,14 @@ class PackageReader {
   RelationshipCount relationshipCount_;
   XmlStreamReader reader_;
   std::vector<PieceCollector::Sequence> sequences_;
-  std::vector<bool> isDone_;  // by item: a piece, or the content types
+  std::vector<bool> isDone_;  // by item: whether it is a piece or the content types
   ContentTypes contentTypes_;
   std::vector<std::uint32_t> contentTypesItems_;
   bool knowsTypes_ = false;
   bool knowsRelationships_ = true;
   std::vector<LooseItem> items_;
-  std::vector<std::pair<std::string_view, PartRecord>> clashing_;  // parts whose names the state has already
-  std::string name_;                                               // of the item being classified, as a part's
+  std::vector<std::pair<std::string_view, PartRecord>> clashing_;  // parts whose names the state already has
+  std::string name_;                                               // part name of the item being classified
 };
 
 }  // namespace opc::model::detail

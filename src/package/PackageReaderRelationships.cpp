@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "opc/model/Exceptions.hpp"
-#include "package/FaultCodes.hpp"
 #include "package/Messages.hpp"
 #include "package/PackageReader.hpp"
 #include "package/PartNameRules.hpp"
@@ -15,8 +14,8 @@
 namespace opc::model::detail {
 namespace {
 
-/// Whether the content has no XML element: at most an XML declaration, which a program leaves behind that breaks off.
-/// Such a relationships part says nothing, which does no harm. Longer content is not looked at.
+/// Whether the content has no XML element: at most an XML declaration, as an interrupted program leaves it. Such a
+/// relationships part is harmless. Longer content is not examined.
 bool holdsNoMarkup(InputStream& input) {
   constexpr std::size_t kEnough = 4096;  // no declaration is longer
   std::string text(kEnough, '\0');

@@ -1,15 +1,35 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/PackageState.hpp"
 
+#include <cerrno>
 #include <filesystem>
+#include <system_error>
 #include <utility>
 
+#include "container/Faults.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "package/Messages.hpp"
 #include "package/PartNameRules.hpp"
 
 namespace opc::model::detail {
+
+std::string absolutePath(std::u16string const& path) {
+  std::string const text = toUTF8String(path);
+  std::error_code error;
+  auto const absolute = std::filesystem::absolute(text, error);
+  return error || text.empty() ? text : absolute.string();
+}
+
+PackageFile PackageFile::forNew(std::u16string const& path, Existing existing) {
+  PackageFile file{.path = absolutePath(path), .mustBeNew = existing == Existing::Refuse};
+  if (file.path.find('\0') != std::string::npos) throw zip::couldNotSave(file.path, EINVAL);
+  if (file.path.empty()) throw zip::couldNotSave(file.path, ENOENT);
+  std::error_code ignored;  // the save reports a path that cannot be looked up
+  if (file.mustBeNew && std::filesystem::exists(std::filesystem::symlink_status(file.path, ignored)))
+    throw zip::couldNotSave(file.path, EEXIST);
+  return file;
+}
 
 std::string PackageFile::directory() const { return std::filesystem::path(path).parent_path().string(); }
 

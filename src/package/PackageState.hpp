@@ -21,23 +21,30 @@ class ManagerRegistry;
 inline constexpr char16_t kRelationshipsType[] = u"application/vnd.openxmlformats-package.relationships+xml";
 inline constexpr char kContentTypesItem[] = "[Content_Types].xml";
 
+/// The path as absolute UTF-8, so that a later change of the working directory does not move the package.
+std::string absolutePath(std::u16string const& path);
+
 /// The file that a package is bound to.
 struct PackageFile {
   std::string path{};                      // UTF-8; empty: in memory
-  std::optional<FileIdentity> identity{};  // as it was opened or last saved
+  std::optional<FileIdentity> identity{};  // of the opened or last saved file
   bool mustBeNew = false;                  // the first save must find nothing at the path
 
-  /// Where temporary files of the package go.
+  /// A file that no package has been read from or saved to. Throws CouldNotSavePackage for an empty path (ENOENT), one
+  /// with a NUL (EINVAL), and with Existing::Refuse where something is at the path (EEXIST).
+  static PackageFile forNew(std::u16string const& path, Existing existing);
+
+  /// The directory for temporary files of the package.
   std::string directory() const;
 };
 
 /// The content types that a package declares, besides those of its parts.
 struct DeclaredTypes {
   std::map<std::string, MediaType const*> defaults{};   // by extension in lower case
-  std::map<std::string, MediaType const*> overrides{};  // of what is no part, by part name as written
+  std::map<std::string, MediaType const*> overrides{};  // of names without a part, as written
 };
 
-/// The data of a package, shared by the package and the handles and streams obtained from it.
+/// The data of a package. The package shares it with its handles and streams.
 class PackageState {
  public:
   explicit PackageState(PackageFile boundTo = {});
@@ -45,30 +52,30 @@ class PackageState {
   PackageState& operator=(PackageState const&) = delete;
   ~PackageState();
 
-  /// The part, with its content and the stream that may be writing it.
+  /// Erases the part and its content, and detaches an output stream that is open for it.
   void erase(PartIndex::iterator part);
 
   /// The relationships of a source (empty for the package), or null where it has none.
   RelationshipSet* relationshipsOf(std::string_view source);
   /// The relationships part of the source. Creates it if it is missing; throws PartNameClash.
   PartIndex::iterator relationshipsPartOf(std::string_view source);
-  /// The relationships of the part have changed; without any the part goes.
+  /// Notes that the relationships have changed. Without any, the part is removed.
   void relationshipsChanged(PartIndex::iterator part);
-  /// Writes all relationships parts that have changed.
+  /// Writes all changed relationships parts.
   void refreshRelationships();
 
-  /// Throws InvalidState when the package is gone: a change would be lost.
+  /// Throws InvalidState when the package is destroyed, since a change would be lost.
   void requirePackage() const;
   /// The same, and PackageIsReadOnly.
   void requireWritable() const;
-  /// Waits for the threads that compress. Throws what went wrong there, InvalidState while an output stream is open,
-  /// and what an unclosed one could not complete.
+  /// Waits for the threads that compress. Throws their failure, InvalidState while an output stream is open, and the
+  /// failure of a stream that was destroyed unclosed.
   void requireNoOpenWrites();
 
   PackageFile file;
   bool isReadOnly = false;
   bool isSaving = false;
-  bool isGone = false;  // the Package object, so that nothing will ever be saved
+  bool isGone = false;  // the Package object is destroyed, so nothing can be saved any more
   std::uint64_t maximumWholePartBytes = OpenOptions().maximumWholePartBytes;
 
   MediaTypePool types;
@@ -77,7 +84,7 @@ class PackageState {
   PartContents contents;
   PartWrites writes;
   DeclaredTypes declared;
-  std::shared_ptr<ManagerRegistry> managers;  // null in a package that is being made
+  std::shared_ptr<ManagerRegistry> managers;  // null until the package is complete
 };
 
 }  // namespace opc::model::detail

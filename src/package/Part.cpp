@@ -19,8 +19,8 @@ using detail::PartIndex;
 using detail::PartWrites;
 namespace messages = detail::messages;
 
-/// Replaces the bytes of a part when it is closed, at once or when the package's threads have compressed them. Keeps
-/// the package's data alive.
+/// Replaces the bytes of a part at close(), or once the package's threads have compressed them. Keeps the package's
+/// data alive.
 class PartOutputStream final : public OutputStream {
  public:
   /// Throws InvalidState when another one is open for the part.
@@ -41,7 +41,7 @@ class PartOutputStream final : public OutputStream {
   void complete();
 
   std::shared_ptr<PackageState> state_;
-  PartIndex::iterator part_;  // while the write is not deleted
+  PartIndex::iterator part_;  // valid unless the write is deleted
   std::string name_;
   std::unique_ptr<zip::ContentStore::Writer> writer_;
   std::shared_ptr<PartWrites::Write> write_;
@@ -74,7 +74,7 @@ void PartOutputStream::close() {
   try {
     complete();
   } catch (...) {
-    state_->writes.abandon(name_, *write_);  // the caller is told
+    state_->writes.abandon(name_, *write_);  // the exception reports the failure
     throw;
   }
 }

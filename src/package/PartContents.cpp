@@ -6,7 +6,7 @@
 #include "opc/model/Exceptions.hpp"
 #include "package/Messages.hpp"
 #include "package/Pieces.hpp"
-#include "package/RelationshipsPart.hpp"
+#include "package/RelationshipSet.hpp"
 #include "text/Narrow.hpp"
 
 namespace opc::model::detail {

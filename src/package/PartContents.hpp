@@ -17,11 +17,11 @@
 
 namespace opc::model::detail {
 
-/// The writes of a package's parts that are under way: output streams that are open, at most one for each part, and
-/// failures of streams that were destroyed unclosed, which the next save has to report.
+/// The unfinished writes of a package's parts: open output streams, at most one for each part, and failures of streams
+/// that were destroyed unclosed, which the next save reports.
 class PartWrites {
  public:
-  /// Of one stream, which shares it with the package.
+  /// The write of one stream, which shares it with the package.
   struct Write {
     bool isOpen = true;
     bool isDeleted = false;  // the part was deleted meanwhile
@@ -30,11 +30,11 @@ class PartWrites {
 
   /// Throws InvalidState, naming the part, while a stream is open for it.
   std::shared_ptr<Write> begin(std::string const& name);
-  /// The part has its new content, which makes up for a former failure.
+  /// The part has its new content. Forgets a former failure.
   void complete(std::string_view name) noexcept;
-  /// The part keeps its content, and a former failure.
+  /// The part keeps its content. Keeps a former failure.
   void abandon(std::string_view name, Write& write) noexcept;
-  /// The part is deleted, and the failure with it. An open stream may go on, for nothing.
+  /// The part is deleted. Forgets a failure and detaches an open stream.
   void deletePart(std::string_view name) noexcept;
 
   /// Throws InvalidState while a stream is open, else the first failure.
@@ -44,48 +44,48 @@ class PartWrites {
   std::map<std::string, std::shared_ptr<Write>, std::less<>> writes_;  // by part name
 };
 
-/// The bytes of a package's parts: in the archive that was opened or last saved, whole or in pieces, and in a store of
-/// what was written since. Relationships parts that have changed are written when somebody reads them.
+/// The bytes of a package's parts: in the archive that was opened or last saved, whole or in pieces, or in a store of
+/// later writes. A changed relationships part is written when it is read.
 class PartContents {
  public:
   /// The items of one part, in order.
   using Pieces = std::vector<std::uint32_t>;
 
-  /// Temporary files go into `directory` (UTF-8; empty: the system's one for them).
+  /// Temporary files go into `directory` (UTF-8; empty: the system's temporary directory).
   explicit PartContents(std::string directory) : store_(std::move(directory)) {}
 
-  /// For who opens a package.
+  /// For PackageReader.
   void read(std::shared_ptr<zip::Archive const> archive) { archive_ = std::move(archive); }
   static void setItem(PartRecord& record, std::uint32_t item);
   void setPieces(PartRecord& record, Pieces pieces);
 
-  /// Null in a package that was not saved yet.
+  /// Null in a new package before its first save.
   std::shared_ptr<zip::Archive const> const& archive() const { return archive_; }
   Pieces const& piecesOf(PartRecord const& record) const { return pieces_[record.number]; }
 
   std::unique_ptr<InputStream> open(PartIndex::iterator part);
   std::uint64_t sizeOf(PartIndex::iterator part);
   std::uint64_t storedSizeOf(PartIndex::iterator part);
-  /// Of a part that is not in the archive; one that nobody wrote is empty.
+  /// The content of a part that is not in the archive; empty before the first write.
   zip::Content written(PartRecord const& record);
 
-  /// A stream for new content of the part. Waits for content of it that threads still work on.
+  /// A stream for new content of the part. Waits for threads that still work on its content.
   std::unique_ptr<zip::ContentStore::Writer> write(PartRecord const& record);
-  /// Gives the part the content that a stream has finished.
+  /// Gives the part a finished content.
   void replace(PartRecord& record, zip::ContentStore::Number number) noexcept;
   void drop(PartRecord& record) noexcept;
-  /// The part's relationships have changed.
+  /// Notes that the part's relationships have changed.
   void relationshipsChanged(PartRecord& record) noexcept;
   /// Writes the relationships of the part, if they have changed.
   void refresh(PartRecord& record);
-  /// Content that belongs to no part.
+  /// Writes content that belongs to no part.
   zip::Content writeApart(std::function<void(OutputStream&)> const& writeTo);
 
   zip::ContentStore& store() { return store_; }
   void setEffort(zip::Effort effort) { effort_ = effort; }
 
-  /// Goes over to an archive that holds everything, in which the pieces are these items, and starts the store again in
-  /// that directory. The records are the caller's to set. Does nothing when it throws.
+  /// Reads from an archive that holds all contents from now on, with these items as pieces, and restarts the store in
+  /// that directory. The caller updates the records. Does nothing when it throws.
   void moveTo(std::shared_ptr<zip::Archive const> archive, std::vector<Pieces> pieces, std::string const& directory);
   std::vector<Pieces> const& allPieces() const { return pieces_; }
 

@@ -15,7 +15,7 @@
 namespace opc::model::detail {
 namespace {
 
-/// The rank of each byte of a name: in the order of paths, upper case as lower case.
+/// The rank of each byte of a name in the order of paths, with upper case as lower case.
 constexpr std::array<unsigned char, 256> ranks() {
   std::array<unsigned char, 256> rank{};
   for (unsigned c = 0; c < 256; ++c)
@@ -27,8 +27,8 @@ constexpr auto kRanks = ranks();
 
 unsigned char rankOf(char c) { return kRanks[static_cast<unsigned char>(c)]; }
 
-/// The first position from `at` on at which the two differ, or `end`. Names of one folder share a long beginning, so
-/// that eight bytes at once make all look-ups of a large package twice as fast.
+/// The first position from `at` on at which the two differ, or `end`. Compares eight bytes at once, since names of one
+/// folder share a long beginning.
 std::size_t mismatch(char const* a, char const* b, std::size_t at, std::size_t end) {
   constexpr std::size_t kStep = sizeof(std::uint64_t);
   while (end - at >= kStep && std::memcmp(a + at, b + at, kStep) == 0) at += kStep;
@@ -36,7 +36,7 @@ std::size_t mismatch(char const* a, char const* b, std::size_t at, std::size_t e
   return at;
 }
 
-/// What the part of a name is kept by: without the leading slash.
+/// The name without its leading slash.
 std::string_view keyOf(std::string_view name) { return name.substr(std::min<std::size_t>(1, name.size())); }
 
 bool isAbsolute(std::string_view name) { return name.starts_with('/'); }
@@ -104,8 +104,8 @@ LooseItem const* PartIndex::findItem(std::string_view key) const {
   return found != items_.end() && equalIgnoringCase(takenBy(*found), key) ? &*found : nullptr;
 }
 
-/// No two parts of a package stand in each other's way. So a part that the name continues is the last one before it,
-/// and one that continues the name the first one from it on (NameLess): one look-up finds both.
+/// No two parts of a package clash. So a part that the name continues is the last one before it, and a part that
+/// continues the name is the first one from it on (NameLess). One look-up finds both.
 std::optional<std::string> PartIndex::existingClash(std::string_view name) {
   return existingClash(name, parts_.lower_bound(keyOf(name)));
 }

@@ -17,12 +17,12 @@
 #include "package/Interned.hpp"
 #include "package/RelationshipSet.hpp"
 
-/// The parts of a package. A million of them are a normal case, so that a part takes a map node of
-/// 72 bytes, and a name of its own only until its archive holds it.
+/// The parts of a package. Packages with a million parts are normal, so a part takes one map node, and a copy of its
+/// name only until the archive holds the name.
 namespace opc::model::detail {
 
-/// A part's exact name without its leading slash, as an item of a ZIP archive bears it: a copy, or a view
-/// into the directory of the archive that the package reads from.
+/// A part's exact name without its leading slash, as in the ZIP archive: a copy, or a view into the directory of the
+/// archive that the package reads from.
 class PartKey {
  public:
   static PartKey copyOf(std::string_view text);
@@ -32,7 +32,7 @@ class PartKey {
   ~PartKey();
 
   std::string_view text() const { return {data_, size_}; }
-  /// Lets go of a copy in favour of the same text elsewhere; so the order of a map is not touched.
+  /// Replaces a copy by a view of the same text elsewhere, which keeps the order of a map.
   void viewInstead(std::string_view same) const noexcept;
 
  private:
@@ -44,8 +44,8 @@ class PartKey {
   mutable bool owns_;
 };
 
-/// Ignores ASCII case, and has "/" before everything else, so that the names that continue a name by whole
-/// segments stand right behind it.
+/// Ignores ASCII case and orders "/" before all other characters, so that the names that continue a name by whole
+/// segments follow it directly.
 struct NameLess {
   using is_transparent = void;
 
@@ -59,37 +59,37 @@ struct NameLess {
 
 /// Where a part's bytes are.
 enum class Place : std::uint8_t {
-  Nowhere,  // there are none
+  Nowhere,  // it has none
   Archive,  // item `number` of the archive
   Pieces,   // list `number` of the package's lists of pieces
-  Store,    // content `number` of the store of what was written
-  Outdated  // a relationships part that is to be written anew from its relationships
+  Store,    // content `number` of the store
+  Outdated  // a relationships part whose relationships have changed since it was written
 };
 
 struct PartRecord {
   MediaType const* type = nullptr;
-  std::unique_ptr<RelationshipSet> relationships;  // of a relationships part: what it holds
-  std::uint32_t number = 0;                        // what it counts depends on the place
+  std::unique_ptr<RelationshipSet> relationships;  // the content of a relationships part
+  std::uint32_t number = 0;                        // its meaning depends on the place
   Place place = Place::Nowhere;
-  bool isStored = false;  // new content is to be stored, not compressed
+  bool isStored = false;  // new content is not compressed
 
   bool isInArchive() const { return place == Place::Archive || place == Place::Pieces; }
 };
 
 using PartTable = std::map<PartKey, PartRecord, NameLess>;
 
-/// An item of the archive that is no part. It is kept, and no part may take its name.
+/// An item of the archive that is no part. Saves keep it, and no part may take its name.
 struct LooseItem {
   std::uint32_t index;
-  std::uint16_t nameLength;  // of a piece: without what makes it one
-  bool isUntyped;            // giving its extension a content type would make it a part
+  std::uint16_t nameLength;  // without the suffix of a piece
+  bool isUntyped;            // a default content type for its extension would make it a part
 };
 
-/// The parts of a package, and the items of its archive that are no parts, by name. No two names are equal but for
-/// ASCII case, and no part's name continues another's, once a package is read. Names of parts are narrow strings with
-/// their leading slash (PartNameRules.hpp).
+/// The parts of a package, and the items of its archive that are no parts, by name. In a package that was read, no two
+/// names are equal apart from ASCII case, and no part's name continues another's. Names of parts are narrow strings
+/// with their leading slash (PartNameRules.hpp).
 ///
-/// Names that were read are views into the archive's directory, which the index keeps alive.
+/// Names from the archive are views into its directory, which the index keeps alive.
 class PartIndex {
  public:
   using iterator = PartTable::iterator;
@@ -114,38 +114,38 @@ class PartIndex {
   /// In the order of NameLess.
   std::vector<LooseItem> const& items() const { return items_; }
   std::string_view nameOf(LooseItem const& item) const;
-  /// The part of the item's name that no part may take.
+  /// The beginning of the item's name that no part may take.
   std::string_view takenBy(LooseItem const& item) const { return nameOf(item).substr(0, item.nameLength); }
 
-  /// The name of an existing part or item because of which a part of that name cannot be: the shortest that
-  /// the name equals or continues, else the first that continues it.
+  /// The name of an existing part or item that clashes with the name: the shortest that the name equals or continues,
+  /// else the first that continues it.
   std::optional<std::string> existingClash(std::string_view name);
-  /// The same, and what the name's own segments forbid (Package::isPartDerivedFromExistingPartName).
+  /// The same, and clashes by the name's own segments (Package::isPartDerivedFromExistingPartName).
   std::optional<std::u16string> clash(std::u16string const& name);
 
-  /// Neither checks anything about the name.
+  /// Neither checks the name.
   iterator insert(std::string_view name, MediaType const* type);
   void erase(iterator part) noexcept;
 
-  /// For who reads a package: the archive that names are views of, then its parts (fastest in the order of NameLess),
-  /// then its other items. add() returns the part that has the name already, if any does.
+  /// For PackageReader: the archive whose names are viewed, then its parts (fastest in the order of NameLess), then its
+  /// other items. add() returns an existing part of the name and false.
   void read(std::shared_ptr<zip::Archive const> archive);
   std::pair<iterator, bool> add(std::string_view key, MediaType const* type);
   void setItems(std::vector<LooseItem> items);
-  /// The same items in another archive, to which the names of all parts that were views already belong.
+  /// The same items in another archive. All names that are views must already be views into it.
   void moveTo(std::shared_ptr<zip::Archive const> archive, std::vector<LooseItem> items) noexcept;
 
  private:
   LooseItem const* findItem(std::string_view key) const;
-  /// What the other says, by whoever has looked up the first part that does not stand before one of that name.
+  /// The same, given the first part that is not ordered before the name.
   std::optional<std::string> existingClash(std::string_view name, iterator next);
 
   std::shared_ptr<zip::Archive const> archive_;
   PartTable parts_;
   std::vector<LooseItem> items_;
 
-  /// A name that clashes with nothing, as far as was seen since the last change of the index, and the part before which
-  /// one of that name will stand: who asks about a name goes on to use it.
+  /// The last name found free since the index changed, and the part before which it would be inserted: callers usually
+  /// insert a name directly after they ask about it.
   struct FreeName {
     std::string name;
     iterator next;

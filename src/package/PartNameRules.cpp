@@ -20,7 +20,7 @@ bool isPlainPchar(char c) {
   return isUnreserved(static_cast<unsigned char>(c)) || kOthers.find(c) != std::string_view::npos;
 }
 
-/// Two hexadecimal digits of a byte that has to be encoded: no unreserved character, slash, backslash or NUL.
+/// Two hexadecimal digits of a byte that may be encoded: no unreserved character, slash, backslash or NUL.
 bool isAllowedEncoding(std::string_view digits) {
   if (digits.size() < 2) return false;
   int const high = hexValue(static_cast<unsigned char>(digits[0])),
@@ -43,7 +43,7 @@ bool isValidSegment(std::string_view segment) {
   return true;
 }
 
-/// Calls with each segment and the position of its end until one is answered with true.
+/// Calls `found` with each segment and the position of its end until it returns true.
 template <typename Found>
 bool anySegment(std::string_view name, Found const& found) {
   for (std::size_t begin = 1;;) {
@@ -54,7 +54,7 @@ bool anySegment(std::string_view name, Found const& found) {
   }
 }
 
-/// Where the last segment begins, behind its slash.
+/// The begin of the last segment, behind its slash.
 std::size_t lastSegmentOf(std::string_view name) { return name.rfind('/') + 1; }
 
 }  // namespace

@@ -14,7 +14,7 @@
 namespace opc::model::detail {
 namespace {
 
-/// Nothing where it is more than the archive verifies whole.
+/// The total size; absent where an archive would not verify an item of it whole.
 std::optional<std::size_t> smallSize(zip::Archive const& archive, std::vector<std::uint32_t> const& pieces) {
   std::uint64_t room = zip::Archive::kVerifiedWholeBytes;
   for (auto const piece : pieces) {
@@ -26,7 +26,7 @@ std::optional<std::size_t> smallSize(zip::Archive const& archive, std::vector<st
 }
 
 constexpr std::string_view kPiece = ".piece", kLast = ".last";
-// As many digits as a number of items can have.
+// The digits of the largest number of items.
 constexpr std::size_t kMaximumDigits = 9;
 
 bool removeEnd(std::string_view& text, std::string_view end) {
@@ -55,7 +55,7 @@ std::unique_ptr<InputStream> openPieces(std::shared_ptr<zip::Archive const> arch
   zip::Buffer content(*size);
   std::size_t filled = 0;
   for (auto const piece : pieces) {
-    auto const input = archive->openContent(piece);  // an item's content is as long as its entry says, or throws
+    auto const input = archive->openContent(piece);  // throws unless the content has the length of its entry
     while (!input->isEnd()) filled += input->read(content.data.get() + filled, content.size - filled);
   }
   return zip::makeStream(std::move(content));

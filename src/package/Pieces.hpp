@@ -16,7 +16,7 @@
 /// Items that hold one piece of a part (ECMA-376-2, 10.1.3): "NAME/[0].piece" ... "NAME/[n].last.piece".
 namespace opc::model::detail {
 
-/// Several items of an archive, one behind the other (ECMA-376-2, 10.1.3). Keeps the archive alive.
+/// Reads several items of an archive one after the other. Keeps the archive alive.
 class PieceStream final : public InputStream {
  public:
   PieceStream(std::shared_ptr<zip::Archive const> archive, std::vector<std::uint32_t> pieces);
@@ -27,7 +27,7 @@ class PieceStream final : public InputStream {
   void clear() override;
 
  private:
-  /// To the first piece from the current one on that has bytes left, or to the end of the last.
+  /// Moves to the next piece that has bytes left, or to the end of the last.
   void skipEnded();
 
   std::shared_ptr<zip::Archive const> archive_;
@@ -36,29 +36,30 @@ class PieceStream final : public InputStream {
   std::unique_ptr<InputStream> current_;
 };
 
-/// The whole of the pieces; verified before the first byte is handed out where it is as small as an item
-/// for which the archive does so.
+/// The content of all pieces. Verified before the stream delivers the first byte if it is small enough for an archive
+/// to verify an item whole.
 std::unique_ptr<InputStream> openPieces(std::shared_ptr<zip::Archive const> archive,
                                         std::vector<std::uint32_t> const& pieces);
 
 struct PieceName {
-  std::string_view whole;  // what the pieces make up
+  std::string_view whole;  // name of the part
   std::uint32_t number;
   bool isLast;
 };
 
-/// The parts of an item's name where it is a piece's.
+/// Parses an item's name; absent where it is not that of a piece.
 std::optional<PieceName> parsePieceName(std::string_view item);
 
+/// Sorts pieces into sequences, one for each part.
 class PieceCollector {
  public:
   struct Sequence {
-    std::string name;  // of the whole, as the first piece bears it
+    std::string name;  // of the part, as in the first piece
     std::vector<std::uint32_t> items;
     bool isComplete;
   };
 
-  /// Throws InvalidPackage, the fault alone, for a second piece of the same number.
+  /// Throws InvalidPackage for a second piece with the same number.
   void add(PieceName const& piece, std::uint32_t item);
   std::vector<Sequence> sequences() const;
 

@@ -13,7 +13,6 @@
 #include "package/PackageState.hpp"
 #include "package/PartNameRules.hpp"
 #include "package/RelationshipSet.hpp"
-#include "package/RelationshipsPart.hpp"
 #include "xml/XmlCharacters.hpp"
 
 namespace opc::model {
@@ -21,7 +20,6 @@ namespace {
 
 using detail::RelationshipRecord;
 
-/// Whether XML can carry the text.
 /// Every percent sign stands before two hexadecimal digits.
 bool hasWholeEncodings(std::u16string_view text) {
   for (std::size_t at = text.find(u'%'); at != std::u16string_view::npos; at = text.find(u'%', at + 1))
@@ -36,12 +34,12 @@ bool isReference(std::u16string const& text) {
   return std::none_of(text.begin(), text.end(), isExcluded) && hasWholeEncodings(text) && isXmlText(text);
 }
 
-/// In a reference without an authority brackets stand nowhere.
+/// A reference without an authority contains no brackets.
 bool isRelativeReference(std::u16string const& text) {
   return isReference(text) && text.find_first_of(u"[]") == std::u16string::npos;
 }
 
-/// Resolves to a name, which need not be that of a part.
+/// Whether the target resolves to a name, with or without a part.
 bool isResolvable(RelationshipRecord const& record) {
   try {
     URI(record.target).resolvedAgainst(URI(*record.source));
@@ -62,7 +60,7 @@ void checkRecord(RelationshipRecord const& record) {
   if (!isTarget) throw InvalidRelationship(messages::invalidRelationshipTarget(record.target));
 }
 
-/// The id to be used: the one asked for, or a free one.
+/// The wanted id, or a free one if that is empty.
 std::u16string chooseId(detail::RelationshipSet* existing, std::u16string const& wanted) {
   namespace messages = detail::messages;
   if (wanted.empty()) return existing ? existing->freeId() : u"rId1";
@@ -71,7 +69,7 @@ std::u16string chooseId(detail::RelationshipSet* existing, std::u16string const&
   return wanted;
 }
 
-/// The source as the package's data names it; throws PartNotFound.
+/// The name of the source as a narrow string; throws PartNotFound.
 std::string checkedSource(detail::PackageState& state, PartName const& source) {
   if (source.toString().empty()) return {};
   return detail::PartIndex::nameOf(state.parts.get(source));

@@ -16,7 +16,7 @@ namespace {
 
 bool isOneOf(char16_t c, std::string_view set) { return c < 0x80 && set.find(static_cast<char>(c)) < set.size(); }
 bool isUnreserved(char16_t c) { return ascii::isLetter(c) || ascii::isDigit(c) || isOneOf(c, "-._~"); }
-/// What may stand in the path of a URI, percent signs of existing encodings included.
+/// Characters of a URI path, with the percent sign of existing encodings.
 bool isPathCharacter(char16_t c) { return isUnreserved(c) || isOneOf(c, "!$&'()*+,;=:@/%"); }
 
 void appendEncoded(std::u16string& out, std::string_view utf8) {
@@ -46,7 +46,7 @@ std::u16string_view withoutQueryAndFragment(std::u16string_view reference) {
   return reference.substr(0, reference.find_first_of(u"?#"));
 }
 
-/// What two hexadecimal digits at the beginning of the text stand for, or a negative number.
+/// The value of two hexadecimal digits at the beginning of the text, or a negative number.
 int encodedByte(std::u16string_view text) {
   if (text.size() < 2 || hexValue(text[0]) < 0 || hexValue(text[1]) < 0) return -1;
   return hexValue(text[0]) * 16 + hexValue(text[1]);
@@ -96,7 +96,7 @@ std::u16string withPlainSegments(std::u16string_view path) {
   return path.starts_with(u'/') ? u"/" + result : result;
 }
 
-/// The path of a reference as it is to be resolved (ECMA-376-2, A.1 to A.3).
+/// The path of a reference, prepared for resolving (ECMA-376-2, A.1 to A.3).
 std::u16string prepared(std::u16string_view path) {
   return withPlainSegments(withNecessaryEncodings(percentEncoded(path, isPathCharacter)));
 }

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "container/Faults.hpp"
-#include "package/FaultCodes.hpp"
+#include "package/Messages.hpp"
 
 /// Stable names of all faults. Programs rely on them, and docs/tool.md lists them.
 namespace opc::ztservices::code {

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "container/ContentWriter.hpp"
-#include "container/DeflateQueue.hpp"
+#include "container/Deflate.hpp"
 #include "container/ZipTestSupport.hpp"
 #include "opc/Exception.hpp"
 #include "support/TestSupport.hpp"

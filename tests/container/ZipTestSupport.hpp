@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "container/Archive.hpp"
+#include "container/Deflate.hpp"
 #include "container/ArchiveWriter.hpp"
 #include "container/Faults.hpp"
 #include "container/Spool.hpp"

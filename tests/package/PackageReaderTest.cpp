@@ -7,7 +7,7 @@
 
 #include "container/ZipTestSupport.hpp"
 #include "opc/model/Exceptions.hpp"
-#include "package/FaultCodes.hpp"
+#include "package/Messages.hpp"
 #include "package/ModelSamples.hpp"
 #include "package/PackageReader.hpp"
 #include "support/TestSupport.hpp"

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "opc/Time.hpp"
-#include "package/W3CDateTime.hpp"
+#include "package/CorePropertiesPart.hpp"
 
 namespace opc::model::detail {
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "container/ZipErrors.hpp"
+#include "container/Faults.hpp"
 
 #include <cerrno>
 

@@ -1,0 +1,253 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "container/ArchiveWriter.hpp"
+#include "container/AtomicFile.hpp"
+#include "opc/model/Exceptions.hpp"
+#include "opc/model/Package.hpp"
+#include "package/ContentTypesPart.hpp"
+#include "package/ManagerRegistry.hpp"
+#include "package/Messages.hpp"
+#include "package/PackageState.hpp"
+#include "package/PartNameRules.hpp"
+#include "text/Narrow.hpp"
+
+namespace opc::model::detail {
+namespace {
+
+/// Writes the present state of a package: the content types, the package's relationships, then all items in the order
+/// of their names. It writes changed relationships parts into the store first; nothing else of the state changes until
+/// adopt().
+class PackageWriter {
+ public:
+  explicit PackageWriter(PackageState& state) : state_(state) {}
+
+  void write(zip::ArchiveSink& sink);
+
+  /// Has the state read from the archive, which must hold what was written, and restarts its store. Otherwise throws
+  /// and changes nothing.
+  void adopt(std::shared_ptr<zip::Archive const> archive);
+
+ private:
+  struct Item {
+    std::string_view name;
+    PartTable::value_type* part;  // null for an item that is no part
+    std::uint32_t source;         // item of the old archive, for a copied item
+    std::uint32_t ordinal;        // among the pieces of the part, or the items that are no parts
+  };
+
+  void collectItems();
+  void collectPart(PartTable::value_type& part);
+  void writeContentTypes(zip::ArchiveWriter& writer);
+  static bool isCopied(Item const& item);
+  void writeItem(zip::ArchiveWriter& writer, Item const& item) const;
+  void requireWritten(zip::Archive const& archive) const;
+
+  PackageState& state_;
+  std::vector<Item> items_;  // in the order of writing, behind the content types
+  std::map<std::string, MediaType const*> defaults_;
+};
+
+void PackageWriter::write(zip::ArchiveSink& sink) {
+  state_.refreshRelationships();
+  collectItems();
+  zip::ArchiveWriter writer(sink, state_.contents.store().hasThreads());
+  writeContentTypes(writer);
+  for (Item const& item : items_) writeItem(writer, item);
+  writer.finish();
+}
+
+void PackageWriter::collectItems() {
+  items_.clear();
+  items_.reserve(state_.parts.size() + state_.parts.items().size());
+  for (auto& part : state_.parts) collectPart(part);
+  auto const& looseItems = state_.parts.items();
+  for (std::size_t i = 0; i < looseItems.size(); ++i)
+    items_.push_back({state_.parts.nameOf(looseItems[i]), nullptr, looseItems[i].index, narrow<std::uint32_t>(i)});
+  std::stable_sort(items_.begin(), items_.end(), [](Item const& a, Item const& b) {
+    bool const aIsFirst = equalIgnoringCase(a.name, "_rels/.rels"), bIsFirst = equalIgnoringCase(b.name, "_rels/.rels");
+    return aIsFirst != bIsFirst ? aIsFirst : a.name < b.name;
+  });
+}
+
+void PackageWriter::collectPart(PartTable::value_type& part) {
+  PartRecord const& record = part.second;
+  if (record.place != Place::Pieces) {
+    items_.push_back({part.first.text(), &part, record.isInArchive() ? record.number : 0, 0});
+    return;
+  }
+  std::uint32_t ordinal = 0;
+  for (auto const piece : state_.contents.piecesOf(record))
+    items_.push_back({state_.contents.archive()->entry(piece).name, &part, piece, ordinal++});
+}
+
+bool PackageWriter::isCopied(Item const& item) { return !item.part || item.part->second.isInArchive(); }
+
+void PackageWriter::writeContentTypes(zip::ArchiveWriter& writer) {
+  defaults_ = defaultsFor(state_);
+  writer.add(kContentTypesItem, state_.contents.writeApart([this](OutputStream& output) {
+    detail::writeContentTypes(state_, defaults_, output);
+  }));
+}
+
+void PackageWriter::writeItem(zip::ArchiveWriter& writer, Item const& item) const {
+  if (isCopied(item))
+    writer.copy(*state_.contents.archive(), item.source);
+  else
+    writer.add(item.name, state_.contents.written(item.part->second));
+}
+
+/// Another program may have replaced the file after the rename.
+void PackageWriter::requireWritten(zip::Archive const& archive) const {
+  bool matches = archive.size() == items_.size() + 1;
+  for (std::size_t i = 0; matches && i < items_.size(); ++i) {
+    zip::Entry const entry = archive.entry(i + 1);
+    Item const& item = items_[i];
+    auto const isEqual = [&](auto const& written) { return entry.crc == written.crc && entry.size == written.size; };
+    matches = entry.name == item.name && (isCopied(item) ? isEqual(state_.contents.archive()->entry(item.source))
+                                                         : isEqual(state_.contents.written(item.part->second)));
+  }
+  if (!matches) throw InvalidPackage("It does not hold what was written");
+}
+
+void PackageWriter::adopt(std::shared_ptr<zip::Archive const> archive) {
+  requireWritten(*archive);
+  auto pieces = state_.contents.allPieces();
+  auto looseItems = state_.parts.items();
+  for (std::size_t i = 0; i < items_.size(); ++i) {
+    Item const& item = items_[i];
+    auto const index = static_cast<std::uint32_t>(i + 1);
+    if (!item.part)
+      looseItems[item.ordinal].index = index;
+    else if (item.part->second.place == Place::Pieces)
+      pieces[item.part->second.number][item.ordinal] = index;
+  }
+  state_.contents.moveTo(archive, std::move(pieces), state_.file.directory());
+  // Nothing throws from here on: every name moves to the new directory before the old one is freed.
+  for (std::size_t i = 0; i < items_.size(); ++i) {
+    Item const& item = items_[i];
+    auto const index = static_cast<std::uint32_t>(i + 1);
+    if (!item.part) continue;
+    auto& [key, record] = *item.part;
+    if (item.ordinal == 0) key.viewInstead(archive->entry(index).name.substr(0, key.text().size()));
+    if (record.place != Place::Pieces) PartContents::setItem(record, index);
+  }
+  state_.parts.moveTo(std::move(archive), std::move(looseItems));
+  state_.declared.defaults = std::move(defaults_);
+}
+
+}  // namespace
+}  // namespace opc::model::detail
+
+namespace opc::model {
+namespace {
+
+using detail::PackageFile;
+using detail::PackageState;
+using detail::PackageWriter;
+using zip::AtomicFile;
+
+/// Refuses a save within a save, which a manager's doSave would repeat without end.
+class SavingGuard {
+ public:
+  explicit SavingGuard(PackageState& state) : state_(state) {
+    if (state_.isSaving) throw InvalidState(detail::messages::kBeingSaved);
+    state_.isSaving = true;
+  }
+  ~SavingGuard() { state_.isSaving = false; }
+  SavingGuard(SavingGuard const&) = delete;
+  SavingGuard& operator=(SavingGuard const&) = delete;
+
+ private:
+  PackageState& state_;
+};
+
+/// Has the managers write their data into parts. Afterwards no part is being written.
+void gather(PackageState& state) {
+  state.requireNoOpenWrites();
+  state.managers->saveAll();
+  state.requireNoOpenWrites();
+}
+
+/// Has the package read from the archive just written. If that cannot be opened, the package continues with the old
+/// archive and the spool, so that the save has not failed.
+template <typename OpenBytes>
+void adoptWritten(PackageWriter& writer, OpenBytes const& openBytes) {
+  try {
+    writer.adopt(zip::Archive::open(openBytes()));
+  } catch (std::exception const&) {
+    return;
+  }
+}
+
+/// Replaces the target and binds the package to it.
+void saveToFile(PackageState& state, PackageFile const& target) {
+  AtomicFile::Rules rules;
+  rules.target = target.mustBeNew ? AtomicFile::Target::MustNotExist : AtomicFile::Target::MayExist;
+  rules.expected = target.identity;
+  AtomicFile file(target.path, rules);
+  PackageWriter writer(state);
+  writer.write(file);
+  std::string bound = target.path;
+  state.file.identity = file.replace();
+  // The package is at the path even if a later step fails, and the next save must expect it there.
+  state.file.path = std::move(bound);
+  state.file.mustBeNew = false;
+  adoptWritten(writer, [&] { return zip::openFileBytes(state.file.path); });
+  file.syncDirectory();
+}
+
+std::vector<unsigned char> writtenBytes(PackageWriter& writer) {
+  std::vector<unsigned char> bytes;
+  zip::MemorySink sink(bytes);
+  writer.write(sink);
+  return bytes;
+}
+
+void saveInMemory(PackageState& state) {
+  PackageWriter writer(state);
+  auto bytes = writtenBytes(writer);
+  adoptWritten(writer, [&] { return zip::makeMemoryBytes(std::move(bytes)); });
+}
+
+}  // namespace
+
+void Package::save() {
+  PackageState& state = this->state();
+  state.requireWritable();
+  SavingGuard const guard(state);
+  gather(state);
+  if (state.file.path.empty())
+    saveInMemory(state);
+  else
+    saveToFile(state, state.file);
+  state.managers->markClean();
+}
+
+void Package::saveAs(std::u16string const& path, Existing existing) {
+  PackageState& state = this->state();
+  SavingGuard const guard(state);
+  PackageFile const target = PackageFile::forNew(path, existing);
+  gather(state);
+  saveToFile(state, target);
+  state.managers->markClean();
+}
+
+std::vector<unsigned char> Package::saveToBytes() {
+  PackageState& state = this->state();
+  SavingGuard const guard(state);
+  gather(state);
+  PackageWriter writer(state);
+  return writtenBytes(writer);
+}
+
+}  // namespace opc::model
