@@ -12,7 +12,7 @@
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/CoreProperties.hpp"
 #include "package/CorePropertiesPart.hpp"
-#include "services/properties/PartsXml.hpp"
+#include "services/properties/ExtendedPropertyParts.hpp"
 
 /// One document as each of the parts that tell what a package is: the standard core properties, the two parts of the
 /// extended ones, and the release.
@@ -81,7 +81,7 @@ void runRules(Bytes const& input) {
 }
 
 void run(Bytes const& input) {
-  namespace parts = opc::ztservices::parts_xml;
+  namespace parts = opc::ztservices::extended_properties;
   static auto const vendor = parts::makeVendor();
   static auto const extension = parts::makeExtension();
   runStandard(input);
@@ -104,7 +104,7 @@ Bytes standardSeed() {
 }
 
 std::vector<Bytes> seeds() {
-  namespace parts = opc::ztservices::parts_xml;
+  namespace parts = opc::ztservices::extended_properties;
   Bytes vendor, extension;
   ByteArrayOutAdaptor toVendor(vendor), toExtension(extension);
   parts::makeVendor()->write({{parts::kContentType, u"application/vnd.corvanta.talbex.toolbox;a=b"},

@@ -9,7 +9,6 @@
 #include "opc/Strings.hpp"
 #include "opc/Time.hpp"
 #include "services/tree/FileSystemManifest.hpp"
-#include "services/tree/ManifestNames.hpp"
 #include "text/SchemaBaseURI.hpp"
 
 /// The manifest of a file system, in both versions: what loads is saved, and loads again equal.

@@ -16,8 +16,8 @@
 #include "package/CorePropertiesPart.hpp"
 #include "package/Messages.hpp"
 #include "package/PackageReader.hpp"
-#include "services/properties/PartsXml.hpp"
-#include "services/tree/ManifestNames.hpp"
+#include "services/properties/ExtendedPropertyParts.hpp"
+#include "services/tree/FileSystemManifest.hpp"
 #include "verify/EncryptionCheck.hpp"
 #include "verify/FaultCodes.hpp"
 #include "verify/FaultList.hpp"
@@ -29,9 +29,9 @@ namespace {
 
 constexpr model::detail::OwnedPart kOwnedParts[] = {manifest::kPart,
                                                     manifest::kPartV1,
-                                                    parts_xml::kVendor,
-                                                    parts_xml::kExtension,
-                                                    parts_xml::kReleaseInfo,
+                                                    extended_properties::kVendor,
+                                                    extended_properties::kExtension,
+                                                    extended_properties::kReleaseInfo,
                                                     cipher_data::kPart,
                                                     model::detail::kCorePropertiesPart};
 

@@ -45,7 +45,7 @@ namespace {
 
 using Table = std::map<std::u16string, ContentType, std::less<>>;
 
-// Extensions, with their dot, and platforms of native modules, side by side.
+// The extensions of native modules, with their dot, and the platform of each.
 constexpr std::array kModuleExtensions = {".kvxa64", ".kvxlinuxarm", ".kvxmacx64", ".kvxw32", ".kvxw64"};
 constexpr std::array kModulePlatforms = {"lxamd64", "lxarm32", "macx64", "wnx86", "wnx64"};
 static_assert(kModuleExtensions.size() == kModulePlatforms.size());

@@ -13,7 +13,7 @@
 
 namespace opc::ztservices {
 
-/// One way to bring a stream through a transform. TransformSource::getInputStream() returns its stream.
+/// Reads a source through a transform. TransformSource::getInputStream() returns its stream.
 class Transformer {
  public:
   virtual ~Transformer() = default;
@@ -41,8 +41,8 @@ std::string contentTypeOf(IContentSource& source) { return toASCIIString(source.
                                      contentTypeOf(source));
 }
 
-/// Collects bytes whose number is not known before, in pieces, each about as large as all before it. Each byte is moved
-/// once at the end; in one growing vector it would be moved at each growth.
+/// Collects an unknown number of bytes in pieces, each about as large as all pieces before it. Each byte is moved once,
+/// at the end; one growing vector would move it at each growth.
 class CollectedBytes final : public OutputStream {
  public:
   void write(void const* data, std::size_t count) override {
@@ -52,7 +52,7 @@ class CollectedBytes final : public OutputStream {
   }
   void close() override {}
 
-  /// Returns all bytes and leaves none.
+  /// Returns all bytes and leaves the object empty.
   Bytes take() {
     if (pieces_.size() == 1) return std::move(pieces_.front());
     Bytes all;
@@ -85,7 +85,7 @@ class EntireStreamTransformer final : public Transformer {
   TransformSource& transform_;
   IContentSource& source_;
   Bytes transformed_;
-  std::unique_ptr<InputStream> stream_;  // over transformed_, so it goes first
+  std::unique_ptr<InputStream> stream_;  // over transformed_, destroyed before it
 };
 
 EntireStreamTransformer::EntireStreamTransformer(TransformSource& transform, IContentSource& source)
@@ -124,7 +124,7 @@ class SingleBufferTransformer final : public Transformer, public InputStream {
   TransformSource& transform_;
   IContentSource& source_;
   Bytes pending_;
-  std::size_t delivered_ = 0;  // bytes at the front of pending_ that are delivered
+  std::size_t delivered_ = 0;  // number of bytes at the front of pending_
 };
 
 void SingleBufferTransformer::reset() { source_.getInputStream().reset(); }
@@ -139,7 +139,7 @@ bool SingleBufferTransformer::isEnd() { return !hasPending() && source_.getInput
 
 void SingleBufferTransformer::clear() { source_.getInputStream().clear(); }
 
-// pending_ is empty while the transform may fail, so that the output of a failed transform is never delivered.
+// pending_ is empty while the transform runs, so that the output of a failed transform is never delivered.
 void SingleBufferTransformer::transformBlock(std::size_t count) {
   Bytes block(count);
   block.resize(source_.getInputStream().read(block.data(), count));

@@ -30,7 +30,7 @@ std::string toUTF8(Bytes const& bytes, std::string const& charset) {
 
 }  // namespace
 
-// A character set shows only in the whole text.
+// Detecting the character set needs the whole text.
 bool UDEToUTF8Transform::mustTransformEntireStream() { return true; }
 
 // MIME gives plain text alone the parameter "charset".

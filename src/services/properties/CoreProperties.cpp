@@ -10,13 +10,23 @@
 #include "crypto/CryptoRandom.hpp"
 #include "opc/Strings.hpp"
 #include "opc/Time.hpp"
-#include "services/properties/Messages.hpp"
 #include "services/properties/RandomUUID.hpp"
 
 namespace opc::ztservices {
 namespace {
 
-/// Letters and digits of the expression are those of the classic locale, ASCII alone, whatever the global locale is.
+constexpr char kContentTypeMessage[] =
+    "Content type must have the format: application/vnd.corvanta.<product>.<package-type>";
+constexpr char kFriendlyNameMessage[] = "Content type friendly name must be a non-empty string";
+constexpr char kCreatedTimeMessage[] = "Created time is not a valid value";
+constexpr char kModifiedTimeMessage[] = "Modified time is not a valid value";
+// The spelling stays, because programs compare with it.
+constexpr char kUUIDMessage[] =
+    "UUID must have the format: hhhhhhhh-hhhh-hhhh-hhhh-hhhhhhhhhhhh where h is a hexidecimal digit";
+constexpr char kUUIDIsSetMessage[] = "UUID is already set. It can not be overwritten";
+constexpr char kReleaseMessage[] = "TALBEX release must have the format: R<four-digit-year>(a|b)";
+
+/// The classic locale keeps letters and digits to ASCII, whatever the global locale is.
 boost::wregex makePattern(wchar_t const* text) {
   boost::wregex pattern;
   pattern.imbue(std::locale::classic());
@@ -50,7 +60,7 @@ void require(bool isValid, char const* message) {
 
 std::u16string toText(boost::uuids::uuid const& uuid) { return toString(boost::uuids::to_string(uuid)); }
 
-/// Bytes that are not UTF-8 become a text that is no valid release.
+/// Bytes that are not UTF-8 become a text that no rule accepts as a release.
 std::u16string familyOf(CoreProperties::ReleaseInfo const& info) { return toString(info.getReleaseFamily(), false); }
 
 }  // namespace
@@ -72,28 +82,28 @@ CoreProperties::CoreProperties(std::u16string const& contentType, std::u16string
 }
 
 void CoreProperties::setCreatedTime(Time value) {
-  require(isValidTime(value), messages::kCreatedTime);
+  require(isValidTime(value), kCreatedTimeMessage);
   opcProps_.setCreated(value);
 }
 
 void CoreProperties::setLastModifiedTime(Time value) {
-  require(isValidTime(value), messages::kModifiedTime);
+  require(isValidTime(value), kModifiedTimeMessage);
   opcProps_.setModified(value);
 }
 
 void CoreProperties::setContentType(std::u16string const& value) {
-  require(isValidContentType(value), messages::kContentType);
+  require(isValidContentType(value), kContentTypeMessage);
   contentType_ = value;
 }
 
 void CoreProperties::setContentTypeFriendlyName(std::u16string const& value) {
-  require(isValidContentTypeFriendlyName(value), messages::kFriendlyName);
+  require(isValidContentTypeFriendlyName(value), kFriendlyNameMessage);
   contentTypeFriendlyName_ = value;
 }
 
 void CoreProperties::setUUID(std::u16string const& value) {
-  require(isValidUUID(value), messages::kUUID);
-  require(!uuid_ || *uuid_ == value, messages::kUUIDIsSet);
+  require(isValidUUID(value), kUUIDMessage);
+  require(!uuid_ || *uuid_ == value, kUUIDIsSetMessage);
   uuid_ = value;
 }
 
@@ -104,7 +114,7 @@ void CoreProperties::generateAndSetUUID() {
 }
 
 void CoreProperties::setTALBEXReleaseInfo(ReleaseInfo const& value) {
-  require(isValidTALBEXReleaseInfo(value), messages::kRelease);
+  require(isValidTALBEXReleaseInfo(value), kReleaseMessage);
   releaseInfo_ = value;
 }
 

@@ -9,8 +9,7 @@
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/CoreProperties.hpp"
-#include "services/properties/Messages.hpp"
-#include "services/properties/PartsXml.hpp"
+#include "services/properties/ExtendedPropertyParts.hpp"
 #include "xml/XmlLimits.hpp"
 
 namespace opc::ztservices {
@@ -20,36 +19,42 @@ using model::Part;
 using Bytes = std::vector<unsigned char>;
 using ReleaseInfo = CoreProperties::ReleaseInfo;
 
-using parts_xml::kExtension;
-using parts_xml::kReleaseInfo;
-using parts_xml::kVendor;
+using extended_properties::kExtension;
+using extended_properties::kReleaseInfo;
+using extended_properties::kVendor;
+
+constexpr char kNotAllSet[] = "Not all required core properties are set";
+constexpr char kNoExtensionRoot[] = "The expected extended core properties root element is not present";
+constexpr char kNoReleaseInfo[] = "Could not construct a ReleaseInfo from the given XML";
+constexpr char kInvalidReleaseInfo[] = "ReleaseInfo is invalid";
 
 std::u16string const& requiredText(std::map<std::u16string, std::u16string> const& texts, std::u16string const& name) {
   auto const text = texts.find(name);
-  if (text == texts.end()) throw model::InvalidPartContent(messages::missingElement(name));
+  if (text == texts.end())
+    throw model::InvalidPartContent("The expected element " + toUDEString(name) + " is not present");
   return text->second;
 }
 
 void loadVendorPart(model::Package const& package, model::XmlTextRecord& xml, CoreProperties& properties) {
   auto const part = kVendor.find(package);
   if (!part) return;
-  auto const texts = xml.read(*part->getInputStream()).value();  // the schema lets no other root pass
-  properties.setContentType(requiredText(texts, parts_xml::kContentType));
-  properties.setContentTypeFriendlyName(requiredText(texts, parts_xml::kContentTypeFriendlyName));
-  properties.setTALBEXRelease(requiredText(texts, parts_xml::kRelease));
+  auto const texts = xml.read(*part->getInputStream()).value();  // the schema refuses other roots
+  properties.setContentType(requiredText(texts, extended_properties::kContentType));
+  properties.setContentTypeFriendlyName(requiredText(texts, extended_properties::kContentTypeFriendlyName));
+  properties.setTALBEXRelease(requiredText(texts, extended_properties::kRelease));
 }
 
 void loadExtensionPart(model::Package const& package, model::XmlTextRecord& xml, CoreProperties& properties) {
   auto const part = kExtension.find(package);
   if (!part) return;
   auto const texts = xml.read(*part->getInputStream());
-  if (!texts) throw model::InvalidPartContent(messages::kNoExtensionRoot);
-  properties.setUUID(requiredText(*texts, parts_xml::kUUID));
+  if (!texts) throw model::InvalidPartContent(kNoExtensionRoot);
+  properties.setUUID(requiredText(*texts, extended_properties::kUUID));
 }
 
-/// A part of a few kilobytes can unpack to any size; one that is too long for a document is not unpacked.
+/// A part of a few kilobytes can unpack to any size, so its declared size is checked before it is read.
 std::stringstream textOf(Part const& part) {
-  if (part.getSize() > model::kXmlDomDocumentBytes) throw model::InvalidPartContent(messages::kNoReleaseInfo);
+  if (part.getSize() > model::kXmlDomDocumentBytes) throw model::InvalidPartContent(kNoReleaseInfo);
   std::stringstream text;
   StdOStreamAdaptor output(text);
   StreamHelper::copyStreamToStream(*part.getInputStream(), output);
@@ -61,7 +66,7 @@ ReleaseInfo parseReleaseInfo(std::istream& text) {
   try {
     return ReleaseInfo(text);
   } catch (Exception const&) {
-    throw model::InvalidPartContent(messages::kNoReleaseInfo);
+    throw model::InvalidPartContent(kNoReleaseInfo);
   }
 }
 
@@ -70,7 +75,7 @@ void loadReleaseInfoPart(model::Package const& package, CoreProperties& properti
   if (!part) return;
   auto text = textOf(*part);
   ReleaseInfo const info = parseReleaseInfo(text);
-  if (info.getTALBEXVersion().empty()) throw model::InvalidPartContent(messages::kInvalidReleaseInfo);
+  if (info.getTALBEXVersion().empty()) throw model::InvalidPartContent(kInvalidReleaseInfo);
   properties.setTALBEXReleaseInfo(info);
 }
 
@@ -82,9 +87,9 @@ Bytes makeDocument(model::XmlTextRecord& xml, std::vector<std::pair<char16_t con
 }
 
 Bytes makeVendorDocument(model::XmlTextRecord& xml, CoreProperties const& properties) {
-  return makeDocument(xml, {{parts_xml::kContentType, properties.getContentType()},
-                            {parts_xml::kContentTypeFriendlyName, properties.getContentTypeFriendlyName()},
-                            {parts_xml::kRelease, properties.getTALBEXRelease()}});
+  return makeDocument(xml, {{extended_properties::kContentType, properties.getContentType()},
+                            {extended_properties::kContentTypeFriendlyName, properties.getContentTypeFriendlyName()},
+                            {extended_properties::kRelease, properties.getTALBEXRelease()}});
 }
 
 void saveReleaseInfo(model::Package& package, std::string const& text) {
@@ -95,7 +100,9 @@ void saveReleaseInfo(model::Package& package, std::string const& text) {
 }  // namespace
 
 CorePropertiesManager::CorePropertiesManager(model::Package& package)
-    : DataManager(package, false), vendorXml_(parts_xml::makeVendor()), extensionXml_(parts_xml::makeExtension()) {}
+    : DataManager(package, false),
+      vendorXml_(extended_properties::makeVendor()),
+      extensionXml_(extended_properties::makeExtension()) {}
 
 CorePropertiesManager::~CorePropertiesManager() = default;
 
@@ -121,8 +128,8 @@ std::u16string CorePropertiesManager::getReleaseInfoRelationshipType() {
   return std::u16string(kReleaseInfo.relationshipType);
 }
 
-// Lazy loading changes what a const manager has in memory, not the properties that it stands for; all members
-// that change, those of DataManager too, are mutable, so that a manager may be defined const.
+// Lazy loading fills the memory of a const manager and does not change its properties. All members that it changes,
+// including those of DataManager, are mutable, so that a manager may be defined const.
 void CorePropertiesManager::load() const { const_cast<CorePropertiesManager*>(this)->DataManager::load(); }
 
 CoreProperties CorePropertiesManager::getCoreProperties() const {
@@ -151,14 +158,14 @@ void CorePropertiesManager::doLoad() {
   }
 }
 
-// The documents of the parts are made before the first part is touched. Loads first: a manager that was marked
-// dirty but never used has nothing else to save.
+// All documents are complete before the first part is written. Loads first, because a manager that was marked dirty but
+// never used has no properties yet.
 void CorePropertiesManager::doSave() {
   load();
-  if (!properties_.isValid()) throw InvalidCoreProperties(messages::kNotAllSet);
+  if (!properties_.isValid()) throw InvalidCoreProperties(kNotAllSet);
   if (!properties_.getUUID()) properties_.generateAndSetUUID();
   Bytes const vendor = makeVendorDocument(*vendorXml_, properties_);
-  Bytes const extension = makeDocument(*extensionXml_, {{parts_xml::kUUID, *properties_.getUUID()}});
+  Bytes const extension = makeDocument(*extensionXml_, {{extended_properties::kUUID, *properties_.getUUID()}});
   ReleaseInfo const release = properties_.getTALBEXReleaseInfo();
   std::string const releaseInfo = release.isLegacy() ? std::string() : release.getVersionInfo();
 

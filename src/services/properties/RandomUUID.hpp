@@ -7,7 +7,7 @@
 
 namespace opc::ztservices {
 
-/// A random UUID (RFC 4122, 4.4) from 16 bytes of the generator. Passes on what the generator throws.
+/// A random UUID (RFC 4122, 4.4) from 16 bytes of the generator. Throws what the generator throws.
 boost::uuids::uuid makeRandomUUID(foundation::crypto::interfaces::ICryptoPRNG& generator);
 
 }  // namespace opc::ztservices

@@ -17,7 +17,7 @@ namespace {
 constexpr char16_t kMark[] = u"encryption";
 constexpr std::uint64_t kSlack = 1024;
 
-/// Before a byte of the part is read: its sizes are what its container says.
+/// Checks the sizes that the container declares, before a byte of the part is read.
 void throwIfNotHoldable(model::Part const& part, std::uint64_t maximumBytes) {
   std::uint64_t const size = part.getSize(), storedSize = part.getStoredSize();
   std::u16string const name = part.getName().toString();

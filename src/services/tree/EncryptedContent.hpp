@@ -11,20 +11,20 @@
 
 namespace opc::ztservices {
 
-/// Parts that are encrypted say so in their content types.
+/// Whether the content type says that its part is encrypted.
 bool isMarkedEncrypted(model::ContentType const& type);
 
-/// Whether so many bytes take so few in the container that they cannot be encrypted: ciphertext does not shrink. What
-/// declares more than twice its stored size (and a little, for an initialization vector that is counted) was made to
-/// fill the memory of those who hold it whole.
+/// Whether a part of `size` bytes takes too few bytes in the container to be encrypted: ciphertext does not shrink. A
+/// part that declares more than twice its stored size, and a little, would only fill the memory of a reader that holds
+/// it whole.
 bool isTooSmallForEncrypted(std::uint64_t storedSize, std::uint64_t size);
 
-/// How many bytes decrypted() gives; the size of the part where it gives none.
+/// The number of bytes that decrypted() delivers; the size of the part where it cannot be decrypted.
 std::uint64_t decryptedSize(model::Part const& part);
 
-/// A part's content as it was before it was encrypted, or as it is where it is not encrypted. Without a decryptor
-/// CouldNotDecryptContent is thrown, with the message; InvalidItem where the part is larger than what may be held
-/// whole, or cannot be encrypted at all.
+/// The decrypted content of a part, or its content where the part is not encrypted. Throws CouldNotDecryptContent with
+/// the message where the decryptor is missing, and InvalidItem where the part is larger than `maximumWholeBytes` or
+/// isTooSmallForEncrypted().
 std::unique_ptr<IContentSource> decrypted(model::Part const& part, std::uint64_t maximumWholeBytes,
                                           std::shared_ptr<IDecryptor> const& decryptor, char const* message);
 

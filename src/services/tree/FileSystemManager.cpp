@@ -1,26 +1,39 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "crypto/CryptoInterfaces.hpp"
+#include "crypto/Utils.hpp"
+#include "opc/Strings.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/FileSystemTree.hpp"
-#include "services/tree/ManifestNames.hpp"
-#include "services/tree/PartNaming.hpp"
 #include "services/tree/PathRules.hpp"
 
 namespace opc::ztservices {
+namespace {
 
-FileSystemManager::FileSystemManager(model::Package& package, FileSystemOps& source, FileSystemOps& destination)
-    : DataManager(package, false),
-      localOps_(std::make_unique<LocalFileSystemOps>()),
-      source_(&source),
-      destination_(&destination),
-      tree_(std::make_unique<FileSystemTree>()),
-      manifest_(std::make_unique<FileSystemManifest>()),
-      encryptionAlgorithm_(kEncryptionAlgorithm),
-      digestAlgorithm_(kDigestAlgorithm) {}
+constexpr char16_t kContentRoot[] = u"/fsroot";
+constexpr char kUnescaped[] = "/+@";
+
+/// Before the last dot of the whole name, which may stand in a folder's component; else at the end.
+std::size_t positionBeforeExtension(std::u16string const& name) { return std::min(name.rfind(u'.'), name.size()); }
+
+/// The digest covers the code units, each with its low byte first.
+std::u16string digestName(IDigestEngine& engine, std::u16string const& text) {
+  std::vector<unsigned char> bytes;
+  bytes.reserve(2 * text.size());
+  for (char16_t const unit : text) {
+    bytes.push_back(static_cast<unsigned char>(unit & 0xFF));
+    bytes.push_back(static_cast<unsigned char>(unit >> 8));
+  }
+  return u"/" + opc::toString(foundation::crypto::utils::hexEncode(engine.digest(bytes)));
+}
+
+}  // namespace
 
 FileSystemManager::FileSystemManager(model::Package& package)
     : DataManager(package, false),
@@ -31,6 +44,12 @@ FileSystemManager::FileSystemManager(model::Package& package)
       manifest_(std::make_unique<FileSystemManifest>()),
       encryptionAlgorithm_(kEncryptionAlgorithm),
       digestAlgorithm_(kDigestAlgorithm) {}
+
+FileSystemManager::FileSystemManager(model::Package& package, FileSystemOps& source, FileSystemOps& destination)
+    : FileSystemManager(package) {
+  source_ = &source;
+  destination_ = &destination;
+}
 
 FileSystemManager::FileSystemManager(model::Package& package, FileSystemOpsSelector& selector)
     : FileSystemManager(package) {
@@ -90,9 +109,21 @@ std::u16string FileSystemManager::makeRelativePath(std::u16string const& root, s
   return paths::makeRelativePath(root, path);
 }
 
+// The suffixes accumulate: a second clash of /fsroot/a_1.txt leads to /fsroot/a_1_2.txt. A part name is only an
+// address: the manifest keeps the exact path, so that paths that are no part names can be stored too.
 std::u16string FileSystemManager::makeUniquePartName(std::u16string const& path) const {
   ensureLoaded();
-  return ztservices::makeUniquePartName(getPackage(), path, digestEngine_.get());
+  std::u16string const encoded = model::URI::encodeComponent(path, kUnescaped);
+  std::u16string name = kContentRoot + (digestEngine_ ? digestName(*digestEngine_, encoded) : encoded);
+  for (std::size_t count = 1;; ++count) {
+    std::u16string existing;
+    model::PartName const candidate(name);
+    if (!getPackage().isPartDerivedFromExistingPartName(candidate, existing)) return name;
+    std::size_t position = positionBeforeExtension(name);
+    // An existing part that lies below the candidate has the longer name.
+    if (!getPackage().hasPart(candidate)) position = std::min(existing.size(), name.size());
+    name.insert(position, u"_" + opc::toString(std::to_string(count)));
+  }
 }
 
 }  // namespace opc::ztservices

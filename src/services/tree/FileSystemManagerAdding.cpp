@@ -9,7 +9,6 @@
 #include "opc/ztservices/FileSystem.hpp"
 #include "opc/ztservices/Transforms.hpp"
 #include "services/tree/Messages.hpp"
-#include "services/tree/NameRules.hpp"
 #include "services/tree/PathRules.hpp"
 
 namespace opc::ztservices {
@@ -35,7 +34,7 @@ auto withEntryNames(Call call) {
   }
 }
 
-/// The exception's code stays empty; the text tells the cause.
+/// The exception's code stays empty; its text names the cause.
 std::vector<std::u16string> listFilesAndLinks(FileSystemOps& ops, std::u16string const& root) {
   std::vector<std::u16string> files;
   error_code const error = withEntryNames([&] {

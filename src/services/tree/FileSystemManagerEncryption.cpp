@@ -9,12 +9,12 @@
 #include "crypto/IVGenerators.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/EncryptedContent.hpp"
-#include "services/tree/ManifestNames.hpp"
+#include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/Messages.hpp"
 
 namespace opc::ztservices {
 
-// Nothing is replaced before everything is made.
+// All new objects exist before the first old one is replaced.
 void FileSystemManager::enableEncryption(std::vector<unsigned char> const& key, IVMode ivMode,
                                          std::vector<unsigned char> const& ivBytes) {
   if (isNonEncrypted()) throw CannotChangeEncryption(messages::kCannotStartEncryption);
@@ -71,8 +71,8 @@ std::optional<model::ContentType> FileSystemManager::findManifestType() const {
   return part ? std::optional(part->getContentType()) : std::nullopt;
 }
 
-// The content type of a part stays for its life. Plain text in a part that is marked as encrypted, or a message in
-// one that is not, could never be read again; and what was secret must not become public unnoticed.
+// The content type of a part stays for its life. Nobody could read plain text in a part that is marked as encrypted, or
+// ciphertext in one that is not; and secret content must not become public unnoticed.
 void FileSystemManager::throwIfSavingChangesEncryption() const {
   if (isEncryptionEnabled() && isNonEncrypted()) throw CannotChangeEncryption(messages::kCannotStartEncryption);
   if (!isEncryptionEnabled() && isEncrypted()) throw CannotChangeEncryption(messages::kCannotStopEncryption);

@@ -1,24 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <boost/system/error_code.hpp>
+#include <cstddef>
 #include <exception>
 #include <ios>
+#include <iterator>
 #include <memory>
+#include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "opc/SafePaths.hpp"
+#include "opc/Strings.hpp"
+#include "opc/ztservices/Exceptions.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/EncryptedContent.hpp"
-#include "services/tree/ExtractionCheck.hpp"
 #include "services/tree/FileSystemTree.hpp"
 #include "services/tree/Messages.hpp"
+#include "services/tree/PathRules.hpp"
 
 namespace opc::ztservices {
 namespace {
 
 using boost::system::error_code;
 
-/// Makes the folder and its ancestors where nothing is there yet.
+/// Makes the folder and its ancestors unless something has the path.
 error_code makeFolders(FileSystemOps& ops, std::u16string const& path) {
   error_code error;
   bool const exists = ops.exists(path, error);
@@ -39,7 +47,7 @@ error_code makeFolders(FileSystemOps& ops, std::u16string const& path) {
   }
 }
 
-/// Faults of the reading side pass as they are; those of the file carry the code that commit() reports.
+/// Exceptions of the input pass unchanged; those of the output carry the code that commit() reports.
 void writeFile(InputStream& from, FileOutputStream& to, std::u16string const& path) {
   error_code error;
   try {
@@ -67,7 +75,71 @@ std::unique_ptr<FileOutputStream> createDestination(FileSystemOps& ops, std::u16
   return file;
 }
 
-/// `forEachEntry` tells path and whether it is a link.
+[[noreturn]] void throwUnsafe(std::u16string const& path) {
+  throw UnsafeEntryPath(messages::withPath(messages::kUnsafePath, path));
+}
+
+/// Refuses (UnsafeEntryPath), before anything is made, every entry that would be written outside the destination root:
+/// through a ".." segment, through a link that is extracted too, or through a link that the disk has below the root.
+/// The root itself may be reached through links.
+class ExtractionCheck {
+ public:
+  ExtractionCheck(FileSystemOps& disk, std::u16string const& root) : disk_(disk), root_(root) {}
+
+  /// Every entry to be extracted is noted before the first is checked.
+  void note(std::u16string const& path, bool isLink);
+  void check(std::u16string const& path, bool isLink);
+
+ private:
+  void throwIfThroughNotedLink(std::u16string const& path, std::u16string const& place, bool isLink) const;
+  void checkParent(std::u16string const& path, std::u16string_view parent);
+  void throwIfLink(std::u16string const& path, std::u16string_view place) const;
+
+  FileSystemOps& disk_;
+  std::u16string const& root_;
+  std::set<std::u16string, PathLess> links_;  // collapsed
+  std::u16string checkedParent_;              // collapsed; the root at first
+};
+
+void ExtractionCheck::note(std::u16string const& path, bool isLink) {
+  if (findPathFault(path) == PathFault::LeadsUpwards) throwUnsafe(path);
+  if (isLink && !links_.insert(paths::collapse(path)).second) throwUnsafe(path);
+}
+
+void ExtractionCheck::check(std::u16string const& path, bool isLink) {
+  std::u16string const place = paths::collapse(path);
+  if (place.empty()) return;
+  throwIfThroughNotedLink(path, place, isLink);
+  std::u16string_view const parent = std::u16string_view(place).substr(0, place.rfind(u'/'));
+  if (parent != checkedParent_) checkParent(path, parent);
+}
+
+/// All links that sort between a link and a path below it lie below that link too, and are refused themselves if the
+/// path is not. So a look at the link before each path finds every fault.
+void ExtractionCheck::throwIfThroughNotedLink(std::u16string const& path, std::u16string const& place,
+                                              bool isLink) const {
+  auto const link = links_.lower_bound(place);
+  if (!isLink && link != links_.end() && *link == place) throwUnsafe(path);
+  if (link != links_.begin() && isBelowPath(place, *std::prev(link))) throwUnsafe(path);
+}
+
+/// Skips the folders that the path shares with the one checked last.
+void ExtractionCheck::checkParent(std::u16string const& path, std::u16string_view parent) {
+  bool const goesOn = checkedParent_.empty() || isBelowPath(parent, checkedParent_);
+  std::size_t end = goesOn ? checkedParent_.size() : 0;
+  checkedParent_.clear();  // nothing counts as checked if the disk throws
+  while (end < parent.size()) {
+    end = std::min(parent.find(u'/', end + 1), parent.size());
+    throwIfLink(path, parent.substr(0, end));
+  }
+  checkedParent_ = parent;
+}
+
+void ExtractionCheck::throwIfLink(std::u16string const& path, std::u16string_view place) const {
+  if (disk_.isSymlink(disk_.appendPath(root_, std::u16string(place)))) throwUnsafe(path);
+}
+
+/// `forEachEntry` passes the path of each entry, and whether the entry is a link.
 template <typename ForEachEntry>
 void checkEach(FileSystemOps& disk, std::u16string const& root, ForEachEntry const& forEachEntry) {
   ExtractionCheck check(disk, root);
@@ -81,7 +153,7 @@ struct FileSystemManager::Extraction {
   std::u16string const& root;
   RestoreMode restoreMode;
   TransformMode transformMode;
-  std::u16string parent{};  // the last one that is known to exist: entries that follow each other often share it
+  std::u16string parent{};  // the last folder that exists for certain; consecutive entries often share it
 };
 
 void FileSystemManager::extractAll(std::u16string const& destinationRoot, RestoreMode restoreMode,
@@ -132,7 +204,7 @@ void FileSystemManager::extractEntryInternal(Extraction& extraction, FileSystemE
     extractLinkInternal(extraction, entry);
 }
 
-// Content that cannot be read, above all content that does not authenticate, leaves a file of that name alone.
+// Opens the content first: content that cannot be read or does not authenticate leaves an existing file unchanged.
 void FileSystemManager::extractFileInternal(Extraction& extraction, FileSystemEntry const& entry) {
   std::u16string const path = ensureDestinationParentExists(extraction, entry.getPathName());
   std::unique_ptr<IContentSource> const source = getFileContentSource(entry, extraction.transformMode);
@@ -140,7 +212,7 @@ void FileSystemManager::extractFileInternal(Extraction& extraction, FileSystemEn
   writeFile(content, *createDestination(*destination_, path, entry, extraction.restoreMode), path);
 }
 
-/// Accepts what is there already. A file in its place makes the disk refuse the folder.
+/// Accepts an existing folder. Where a file has the path, the disk refuses the folder.
 void FileSystemManager::extractFolderInternal(Extraction& extraction, FileSystemEntry const& entry) {
   std::u16string const path = ensureDestinationParentExists(extraction, entry.getPathName());
   error_code error;

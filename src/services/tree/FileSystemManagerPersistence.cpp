@@ -13,9 +13,8 @@
 #include "services/tree/EncryptedContent.hpp"
 #include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/FileSystemTree.hpp"
-#include "services/tree/ManifestNames.hpp"
 #include "services/tree/Messages.hpp"
-#include "services/tree/NameRules.hpp"
+#include "services/tree/PathRules.hpp"
 
 namespace opc::ztservices {
 namespace {
@@ -45,7 +44,7 @@ std::vector<FileSystemNode> linksOf(FileSystemTree const& tree) {
   return links;
 }
 
-/// Version 1 keeps the target of a link as the content of a part. No more of it is read than a target may have.
+/// Version 1 keeps the target of a link as the content of a part. Reads no more than the longest target has.
 std::u16string readLinkTarget(Part const& part, std::u16string const& path) {
   constexpr std::size_t kMaximumBytes = 3 * kMaximumNameUnits;  // a code unit takes up three bytes of UTF-8 at most
   std::string bytes(kMaximumBytes + 1, '\0');
@@ -67,9 +66,9 @@ std::u16string readLinkTarget(Part const& part, std::u16string const& path) {
 
 }  // namespace
 
-// Lazy loading changes what a const manager has in memory, not the file system that it stands for. This is the
-// one place where a const operation does so, and all members that it changes, those of DataManager too, are
-// mutable, so that a manager may be defined const.
+// Lazy loading fills the memory of a const manager and does not change its file system. Only this const operation does
+// so, and all members that it changes, including those of DataManager, are mutable, so that a manager may be defined
+// const.
 void FileSystemManager::ensureLoaded() const {
   auto& self = const_cast<FileSystemManager&>(*this);
   self.load();
@@ -91,7 +90,7 @@ void FileSystemManager::doLoad() {
   if (part.getContentType() == getPartContentTypeV1()) upgradeFromVersion1();
 }
 
-/// A save must not leave a version-1 manifest behind whose targets are gone: what was upgraded is unsaved.
+/// Marks the manager dirty: a save must not leave a version-1 manifest behind whose targets are gone.
 void FileSystemManager::upgradeFromVersion1() {
   try {
     convertVersion1ToCurrentVersion();
@@ -104,8 +103,8 @@ void FileSystemManager::upgradeFromVersion1() {
   if (!getPackage().isReadOnly()) markAsDirty();
 }
 
-// Parts are deleted when all targets are known: several links may share one, and a conversion that fails
-// leaves the package whole.
+// Parts are deleted after all targets are read: several links may share one part, and a conversion that fails leaves
+// the package whole.
 void FileSystemManager::convertVersion1ToCurrentVersion() {
   model::Package& package = getPackage();
   std::set<PartName> targetParts;
@@ -129,8 +128,7 @@ void FileSystemManager::cleanupOldPartsAndRelationships() {
   markAsDirty();
 }
 
-// Loads first: saving a manager that was marked dirty but never used must not replace the manifest by an
-// empty one.
+// Loads first: a manager that was marked dirty but never used must not replace the manifest with an empty one.
 void FileSystemManager::doSave() {
   ensureLoaded();
   throwIfSavingChangesEncryption();
@@ -138,8 +136,9 @@ void FileSystemManager::doSave() {
   if (saveV1Manifest_) doSaveV1();
 }
 
-/// A manifest of the current schema may call itself version 1, but what is written here is not read so.
-/// The whole manifest is made before its part is opened: one that cannot be written leaves the part as it is.
+/// A manifest of the current schema may call itself version 1; a reader would then misread the permissions written
+/// here. The manifest is complete before its part is opened, so that a tree that cannot be written leaves the part
+/// unchanged.
 void FileSystemManager::doSaveCurrent() {
   if (tree_->getVersion() == manifest::kVersion1) tree_->setVersion(manifest::kCurrentVersion);
   std::vector<unsigned char> bytes;

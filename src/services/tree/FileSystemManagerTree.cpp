@@ -9,18 +9,17 @@
 #include "services/tree/EncryptedContent.hpp"
 #include "services/tree/FileSystemTree.hpp"
 #include "services/tree/Messages.hpp"
-#include "services/tree/NameRules.hpp"
 #include "services/tree/PathRules.hpp"
 
 namespace opc::ztservices {
 namespace {
 
-/// Ciphertext does not shrink, and a package of many small files takes twice as long when that is tried for each.
+/// Ciphertext does not shrink, and trying doubles the time for a package of many small files.
 model::CompressionType compressionFor(model::ContentType const& type) {
   return isMarkedEncrypted(type) ? model::CompressionType::Stored : model::CompressionType::Content;
 }
 
-/// Whether both stand for the same thing; times and permissions do not matter, nor how a folder was spelt.
+/// Compares kind, part and link target; ignores times, permissions and the spelling of a folder.
 bool isSameNode(FileSystemEntry const& a, FileSystemEntry const& b) {
   return a.isFile() == b.isFile() && a.isLink() == b.isLink() &&
          (a.isFolder() || a.getContentName() == b.getContentName());
@@ -34,7 +33,7 @@ bool FileSystemManager::hasEntry(std::u16string const& path) const {
 }
 
 FileSystemEntry FileSystemManager::getEntry(std::u16string const& path) const {
-  std::u16string const found = findPath(path);  // which may load another tree
+  std::u16string const found = findPath(path);  // may load another tree
   return makeEntry(tree_->getNode(found));
 }
 
@@ -113,7 +112,7 @@ FileSystemEntry FileSystemManager::createFile(std::u16string const& path, model:
   return createFileInternal(findFreePath(path), type, permissions, time).first;
 }
 
-// What stands below a file or link, as manifests of other makers may have it, goes with it.
+// Manifests of other makers may have entries below a file or link; these go with it.
 void FileSystemManager::deleteFile(FileSystemEntry const& entry) {
   if (!entry.isFile()) throw FileSystemEntryMustBeFile(messages::kMustBeFile);
   throwIfStale(entry);
@@ -185,7 +184,7 @@ std::vector<FileSystemEntry> FileSystemManager::getChildrenInternal(std::u16stri
   return entries;
 }
 
-// The part comes first: a part that the package refuses leaves no entry behind.
+// The part comes first: where the package refuses it, no entry is left behind.
 std::pair<FileSystemEntry, model::Part> FileSystemManager::createFileInternal(std::u16string const& path,
                                                                               model::ContentType const& type,
                                                                               Perms::Perms_tag permissions,

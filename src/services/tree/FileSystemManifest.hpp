@@ -1,13 +1,61 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <memory>
+#include <string>
+#include <string_view>
 
 #include "opc/Streams.hpp"
+#include "package/OwnedPart.hpp"
 #include "services/tree/FileSystemTree.hpp"
+#include "text/SchemaBaseURI.hpp"
 #include "xml/XmlStreamReader.hpp"
 
+/// The parts and names of both versions of the manifest.
+namespace opc::ztservices::manifest {
+
+inline constexpr model::detail::OwnedPart kPart = {
+    u"/metadata/filesystemManifest.xml", u"application/vnd.corvanta.package.filesystemManifest+xml",
+    u"" ZT_SCHEMA_BASE_URI "/package/2013/relationships/filesystemManifest"};
+inline constexpr model::detail::OwnedPart kPartV1 = {
+    u"/metadata/filesystemManifestV1.xml", u"application/vnd.corvanta.talbex.compiler.fileManifest+xml",
+    u"" ZT_SCHEMA_BASE_URI "/talbex/compiler/2011/relationships/fileManifest"};
+
+inline constexpr char16_t kNamespace[] = u"" ZT_SCHEMA_BASE_URI "/package/2013/filesystemManifest";
+inline constexpr char16_t kNamespaceV1[] = u"" ZT_SCHEMA_BASE_URI "/talbex/compiler/2011/fileManifest";
+
+inline constexpr char16_t kEntries[] = u"fileEntries";
+inline constexpr char16_t kEntry[] = u"fileEntry";
+
+inline constexpr char16_t kPlatform[] = u"createdByPlatform";
+inline constexpr char16_t kEncoding[] = u"createdByEncoding";
+inline constexpr char16_t kVersion[] = u"version";
+inline constexpr char16_t kPlatformV1[] = u"platform";
+inline constexpr char16_t kEncodingV1[] = u"encoding";
+
+/// The version of a document whose root has no version attribute.
+inline constexpr char16_t kVersion1[] = u"1.0";
+inline constexpr char16_t kCurrentVersion[] = u"2.0";
+
+inline constexpr char16_t kName[] = u"name";
+inline constexpr char16_t kContent[] = u"content";
+inline constexpr char16_t kType[] = u"type";
+inline constexpr char16_t kDate[] = u"date";
+inline constexpr char16_t kPermissions[] = u"permissions";
+
+inline constexpr char16_t kFile[] = u"File";
+inline constexpr char16_t kFolder[] = u"Folder";
+inline constexpr char16_t kLink[] = u"SymLink";
+
+/// Added to every mode of version 1: the bit of a regular file, whatever the entry is.
+inline constexpr int kRegularFileBit = 0100000;
+
+}  // namespace opc::ztservices::manifest
+
 namespace opc::ztservices {
+
+/// The schemas of the manifest, as text, each under its file name.
+extern model::XmlSchemaText const kManifestSchema;
+extern model::XmlSchemaText const kManifestSchemaV1;
 
 enum class ManifestVersion { One, Current };
 
@@ -16,19 +64,38 @@ enum class ManifestVersion { One, Current };
 /// and what the stream throws.
 void writeManifest(FileSystemTree const& tree, ManifestVersion version, OutputStream& output);
 
-/// Reads and writes the manifest part, in its current version and in version 1. Both schemas are loaded
-/// once, when the object is made (InvalidXMLSchema). All faults of content are model::InvalidPartContent,
-/// but for a path that the document lists twice, which is the tree's opc::Exception. One thread at a time.
+/// Fills a tree from a manifest of either version as it streams by. Relies on the schemas for what an entry must have.
+/// Throws model::InvalidPartContent for faults that they leave open, and the tree's own exception for a path that is
+/// already present.
+class ManifestReader final : public model::XmlContentHandler {
+ public:
+  explicit ManifestReader(FileSystemTree& tree) : tree_(tree) {}
+
+  void startElement(std::u16string_view namespaceURI, std::u16string_view localName,
+                    model::XmlAttributes const& attributes) override;
+
+ private:
+  void readRoot(model::XmlAttributes const& attributes);
+  void readEntry(model::XmlAttributes const& attributes);
+  std::u16string readName(model::XmlAttributes const& attributes) const;
+  Perms::Perms_tag readPermissions(model::XmlAttributes const& attributes) const;
+
+  FileSystemTree& tree_;
+  bool isVersion1_ = false;
+};
+
+/// Reads and writes the manifest part in both versions. The constructor loads both schemas (InvalidXMLSchema). Faults
+/// of content are model::InvalidPartContent, except a path that the document lists twice, which is the tree's
+/// opc::Exception. One thread at a time.
 class FileSystemManifest {
  public:
   FileSystemManifest();
 
-  /// Adds one node for each entry, in document order, and sets the tree's version, platform and encoding.
-  /// Entries go into the tree as they are read; a document that turns out not to be well formed or not
-  /// valid leaves the tree as new, and after a fault of one entry the tree keeps those before it.
+  /// Adds one node for each entry, in document order, and sets the tree's version, platform and encoding. A document
+  /// that is not well formed or not valid leaves the tree as new; after a fault of one entry the tree keeps the entries
+  /// before it.
   void read(InputStream& input, FileSystemTree& tree);
-  /// Files, links and childless folders; reading brings the other folders back. The caller closes the
-  /// stream. What the stream throws passes through.
+  /// Write files, links and childless folders; reading recreates the other folders. The caller closes the stream.
   void write(FileSystemTree const& tree, OutputStream& output) const;
   void writeV1(FileSystemTree const& tree, OutputStream& output) const;
 

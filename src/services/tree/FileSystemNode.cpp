@@ -17,8 +17,7 @@ namespace {
 
 using boost::posix_time::ptime;
 
-/// Whether the two hold the same count of ticks: other than for ptime's own operator, not-a-date-time is
-/// equal to itself.
+/// Whether the two hold the same number of ticks. Unlike with ptime's own operator, not-a-date-time equals itself.
 bool sameTicks(ptime const& a, ptime const& b) {
   if (!a.is_special() && !b.is_special()) return a == b;
   return a.is_not_a_date_time() == b.is_not_a_date_time() && a.is_pos_infinity() == b.is_pos_infinity() &&

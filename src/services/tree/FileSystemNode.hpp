@@ -11,7 +11,7 @@
 
 namespace opc::ztservices {
 
-/// Any UTF-16 text at rest; ASCII, which part names always are, takes one byte a character.
+/// A UTF-16 text in compact form: ASCII, such as every part name, takes one byte a character.
 class CompactText {
  public:
   CompactText() = default;
@@ -20,7 +20,7 @@ class CompactText {
   std::u16string toString() const;
 
  private:
-  std::string bytes_;  // ASCII, or kWide followed by the code units as they are in memory
+  std::string bytes_;  // ASCII, or kWide and the code units in their memory form
 };
 
 /// The numbers are fixed.
@@ -29,9 +29,8 @@ enum class FileSystemNodeType : std::uint32_t { File = 0, Link = 1, Folder = 2 }
 inline constexpr std::u16string_view kRootPath = u"/";
 inline constexpr Perms::Perms_tag kUnknownPermissions = Perms::NotKnown;
 
-/// One entry of the tree. Unknown permissions and the unknown time leave their fields absent. Of several
-/// slashes at the beginning of a path one is kept: an empty name directly below the root would have the
-/// root's own path.
+/// One entry of the tree. Unknown permissions and the unknown time leave their fields absent. Several slashes at the
+/// beginning of a path become one: an empty name directly below the root would have the root's own path.
 struct FileSystemNode {
   FileSystemNode() = default;
   FileSystemNode(FileSystemNodeType type, std::u16string const& fullPath, std::u16string content,

@@ -8,13 +8,13 @@
 
 #include "opc/Exception.hpp"
 #include "opc/Strings.hpp"
-#include "services/tree/ManifestNames.hpp"
+#include "services/tree/FileSystemManifest.hpp"
 #include "text/I18n.hpp"
 
 namespace opc::ztservices {
 namespace {
 
-// The format has a tag for each of five systems; what is none of them takes that of its kind and size.
+// The format has tags for five systems; any other system takes the tag of its kind and size.
 #if defined(_WIN64)
 constexpr char16_t kPlatform[] = u"wnx64";
 #elif defined(_WIN32)
@@ -27,8 +27,7 @@ constexpr char16_t kPlatform[] = u"lxamd64";
 constexpr char16_t kPlatform[] = u"lxarm32";
 #endif
 
-/// How much of `a` the two have in common at their beginnings. Mostly that is all of it, which std::equal sees
-/// many units at a time.
+/// The length of the common beginning. Mostly it is all of `a`, and std::equal compares many units at a time.
 std::size_t commonLength(std::u16string_view a, std::u16string_view b) {
   if (a.size() <= b.size() && std::equal(a.begin(), a.end(), b.begin())) return a.size();
   return static_cast<std::size_t>(std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first - a.begin());
@@ -115,7 +114,7 @@ void FileSystemTree::walk(bool (*isWanted)(Entry const&), NodeVisitor const& vis
     Step step;
     std::size_t parentLength;
   };
-  std::vector<Ahead> ahead;  // the next one last; a stack of its own, since trees may be very deep
+  std::vector<Ahead> ahead;  // the next one last; an explicit stack, because trees may be very deep
   auto const plan = [&ahead](Children const& children, std::size_t parentLength) {
     std::vector<Step> const steps = inKeyOrder(children);
     for (auto step = steps.rbegin(); step != steps.rend(); ++step) ahead.push_back({*step, parentLength});
@@ -163,7 +162,7 @@ void FileSystemTree::removeNode(FileSystemNode const& node) {
   eraseChildless(entry);
 }
 
-// Entries are erased as the walk leaves them, so that the first child is always the next one to go.
+// The walk erases each entry as it leaves it, so the first child is always the next one to remove.
 void FileSystemTree::removeSubtree(std::u16string_view topPath, RemovalVisitor const& removed) {
   Entry* const top = find(topPath);
   if (!top || !top->second.isPresent) return;
@@ -206,8 +205,8 @@ void FileSystemTree::store(FileSystemNode const& node, std::u16string const& pat
   record.lastModified = node.lastModified.value_or(boost::posix_time::not_a_date_time);
 }
 
-/// Whether the path or paths of the first step come before those of the second. The paths of an entry's
-/// descendants all go on with a slash, so "a!" comes before "a/b", but after "a".
+/// Whether the paths of the first step come before those of the second. The paths below an entry continue with a
+/// slash, so "a!" comes before "a/b", but after "a".
 bool FileSystemTree::comesFirst(Step const& a, Step const& b) {
   std::u16string const& x = a.entry->first.name;
   std::u16string const& y = b.entry->first.name;
@@ -231,18 +230,18 @@ std::vector<FileSystemTree::Step> FileSystemTree::inKeyOrder(Children const& chi
 bool FileSystemTree::isRoot(Entry const& entry) { return !entry.first.parent && entry.first.name == kRootPath; }
 
 void FileSystemTree::appendName(Entry const& entry, std::u16string& parentPath) {
-  parentPath.reserve(parentPath.size() + 1 + entry.first.name.size());  // nothing is appended if memory runs out
+  parentPath.reserve(parentPath.size() + 1 + entry.first.name.size());  // appends nothing if memory runs out
   if (entry.first.parent && !isRoot(*entry.first.parent)) parentPath += u'/';
   parentPath += entry.first.name;
 }
 
-/// Takes back what appendName did.
+/// Reverses appendName.
 void FileSystemTree::cutName(Entry const& entry, std::u16string& path) {
   path.resize(path.size() - entry.first.name.size());
   if (entry.first.parent && !isRoot(*entry.first.parent)) path.pop_back();
 }
 
-/// Leaves the folders that do not lead to the path and returns the steps from there.
+/// Leaves the folders that do not lead to the path and returns the remaining steps.
 PathSteps FileSystemTree::resume(std::u16string_view path) const {
   std::u16string const& here = place_.path;
   std::size_t const common = commonLength(here, path);
@@ -269,7 +268,7 @@ FileSystemTree::Entry* FileSystemTree::find(std::u16string_view path) const {
   for (PathSteps steps = resume(path); !steps.atEnd();) {
     auto const found = entries_.find(KeyView{place_.entry, steps.next()});
     if (found == entries_.end()) return nullptr;
-    enter(const_cast<Entry&>(*found));  // for those callers that may change the tree
+    enter(const_cast<Entry&>(*found));  // for callers that may change the tree
   }
   return place_.entry;
 }
@@ -308,7 +307,7 @@ void FileSystemTree::unlink(Entry& entry) {
   (record.next ? record.next->second.previous : list.last) = record.previous;
 }
 
-/// Makes a node of a mere place: a folder of which nothing is known, the last among its siblings.
+/// Turns a place into a node: a folder without permissions and time, the last among its siblings.
 void FileSystemTree::appear(Entry& entry) {
   unlink(entry);
   link(entry);
@@ -322,13 +321,13 @@ void FileSystemTree::appear(Entry& entry) {
   if (entry.first.parent) ++entry.first.parent->second.presentChildren;
 }
 
-/// Makes a mere place of a node.
+/// Turns a node into a place.
 void FileSystemTree::disappear(Entry& entry) {
   entry.second.isPresent = false;
   if (entry.first.parent) --entry.first.parent->second.presentChildren;
 }
 
-/// Drops the place, and those above it that led only to it.
+/// Erases the place, and the places above it that led only to it.
 void FileSystemTree::eraseChildless(Entry* entry) {
   while (entry && !entry->second.children.first && !entry->second.isPresent) {
     Entry* const parent = entry->first.parent;

@@ -11,29 +11,28 @@
 #include <vector>
 
 #include "services/tree/FileSystemNode.hpp"
-#include "services/tree/PathSteps.hpp"
+#include "services/tree/PathRules.hpp"
 
 namespace opc::ztservices {
 
 /// The file system of a package in memory, keyed by absolute path and ordered by code unit. Knows no parts,
 /// streams or disks. A new tree holds the root alone.
 ///
-/// Each node keeps its own name and finds its parent by pointer, so that a path of a hundred thousand
-/// folders is no more to keep than its text; children form a list in the order of their insertion, so that
-/// adding and removing costs O(log n) for each folder of the path, however many children a folder has. A
-/// look-up begins where the last one ended, so that folders shared with that path cost nothing again.
+/// Each node keeps its own name and a pointer to its parent, so that a path of a hundred thousand folders takes no more
+/// memory than its text. Children form a list in the order of their insertion, so that adding and removing costs
+/// O(log n) for each folder of the path, however many children a folder has. A look-up begins where the last one ended,
+/// so that folders shared with that path cost nothing again.
 ///
-/// A folder that is removed while it has descendants is gone like any other node, but they stay, found by
-/// their paths, as leaves where they are leaves; its place is kept until the last of them is removed. Its
-/// parent is a leaf where it has no other child. Inserting it, or anything directly below it, makes it a
-/// node again.
+/// A folder that is removed while it has descendants is no longer a node, but its descendants stay and are found by
+/// their paths. The folder's place is kept until the last descendant is removed. Its parent is a leaf if it has no
+/// other child. Inserting the folder, or anything directly below it, makes it a node again.
 ///
-/// A path that is not absolute is kept as it is; the nodes it begins with have no parent. One thread at a
-/// time, for reading too.
+/// A path that is not absolute is kept unchanged; its outermost node has no parent. One thread at a time, for reading
+/// too.
 class FileSystemTree {
  public:
   using NodeVisitor = std::function<void(FileSystemNode const&)>;
-  /// The content is that of a file; empty for folders and links.
+  /// `content` is the content of a file; empty for folders and links.
   using RemovalVisitor = std::function<void(FileSystemNodeType type, std::u16string const& content)>;
 
   FileSystemTree();
@@ -54,22 +53,22 @@ class FileSystemTree {
   void forEachLeaf(NodeVisitor const& visit) const;
   /// Every node but the root, in key order. The tree must not be changed meanwhile.
   void forEachNode(NodeVisitor const& visit) const;
-  /// Every link, also one with children, in key order. The tree must not be changed meanwhile.
+  /// Every link, including those with children, in key order. The tree must not be changed meanwhile.
   void forEachLink(NodeVisitor const& visit) const;
 
-  /// Throws opc::Exception when the path is present.
+  /// Throws opc::Exception where the path is present.
   void addNode(FileSystemNode const& node);
-  /// Unchecked; creates missing ancestors. A node that is present is replaced where it stands.
+  /// Creates missing ancestors and replaces a present node in its place. Checks nothing.
   void insertNode(FileSystemNode const& node);
   /// Replaces a stored node; throws opc::Exception when there is none.
   void updateNode(FileSystemNode const& node);
   /// Does nothing where there is none. Descendants are not touched: the caller removes them first.
   void removeNode(FileSystemNode const& node);
-  /// Removes the node after everything below it: children in the order of their insertion, each after its own.
-  /// The root is only emptied. Each node, the root too, is told once it is gone; what the visitor throws ends
-  /// the removal there. The visitor must not use the tree. Does nothing where there is no such node.
+  /// Removes everything below the node, then the node: children in the order of their insertion, each after its own
+  /// children. The root is only emptied. Calls the visitor after each node, including the root, is gone; an exception
+  /// of the visitor ends the removal there. The visitor must not use the tree. Does nothing without such a node.
   void removeSubtree(std::u16string_view path, RemovalVisitor const& removed);
-  /// Makes the tree as new.
+  /// Leaves the root alone, as in a new tree.
   void clear();
 
   std::u16string const& getPlatform() const { return platform_; }
@@ -107,7 +106,7 @@ class FileSystemTree {
     Entry* first = nullptr;
     Entry* last = nullptr;
   };
-  /// Without isPresent the entry is no node, but a place on the way to its descendants.
+  /// Without isPresent the entry is no node, only a place on the way to its descendants.
   struct Record {
     CompactText content;  // empty where it is the node's own path
     boost::posix_time::ptime lastModified;
@@ -121,14 +120,14 @@ class FileSystemTree {
     bool contentIsPath = true;
   };
 
-  /// An entry itself, or what is below it.
+  /// An entry itself, or everything below it.
   struct Step {
     Entry const* entry;
     bool isBelow;
   };
   struct Place {
     std::u16string path;
-    Entry* entry = nullptr;  // null is above the first step
+    Entry* entry = nullptr;  // null: above the first step
   };
 
   static FileSystemNode nodeOf(Entry const& entry, std::u16string const& path);

@@ -7,7 +7,7 @@
 
 #include "opc/Strings.hpp"
 
-/// Everything that FileSystemManager's exceptions say.
+/// The messages of FileSystemManager's exceptions.
 namespace opc::ztservices::messages {
 
 inline constexpr char kHasNoParent[] = "File system entry has no parent";

@@ -3,10 +3,30 @@
 
 #include <algorithm>
 
+#include "opc/Strings.hpp"
 #include "opc/ztservices/Exceptions.hpp"
 #include "services/tree/Messages.hpp"
+#include "text/Unicode.hpp"
+#include "xml/XmlCharacters.hpp"
 
-namespace opc::ztservices::paths {
+namespace opc::ztservices {
+namespace {
+
+constexpr std::size_t kShownUnits = 256;  // of a name that is too long
+
+std::string shown(std::u16string_view text) { return toUDEString(escapeForDisplay(text)); }
+
+}  // namespace
+
+void throwIfNotCarriable(std::u16string_view text) {
+  if (text.size() > kMaximumNameUnits)
+    throw InvalidEntryName("Name cannot be stored: " + shown(unicode::beginning(text, kShownUnits)) +
+                           "... (it is too long)");
+  if (!model::isXmlText(text))
+    throw InvalidEntryName("Name cannot be stored: " + shown(text) + " (it holds a character that XML cannot carry)");
+}
+
+namespace paths {
 
 std::u16string convertSeparators(std::u16string_view text) {
   if (text.starts_with(u"\\\\")) text.remove_prefix(1);
@@ -48,4 +68,26 @@ std::u16string collapse(std::u16string_view path) {
   return collapsed;
 }
 
-}  // namespace opc::ztservices::paths
+}  // namespace paths
+
+PathSteps PathSteps::after(std::u16string_view path, std::size_t length) {
+  PathSteps steps(path);
+  steps.atStart_ = false;
+  steps.take(length, path.substr(0, length) == u"/" ? 0 : 1);
+  return steps;
+}
+
+std::u16string_view PathSteps::next() {
+  bool const isRoot = atStart_ && rest_.starts_with(u'/');
+  atStart_ = false;
+  return isRoot ? take(1, 0) : take(std::min(rest_.find(u'/'), rest_.size()), 1);
+}
+
+std::u16string_view PathSteps::take(std::size_t length, std::size_t separator) {
+  std::u16string_view const step = rest_.substr(0, length);
+  atEnd_ = length == rest_.size();
+  if (!atEnd_) rest_.remove_prefix(length + separator);
+  return step;
+}
+
+}  // namespace opc::ztservices

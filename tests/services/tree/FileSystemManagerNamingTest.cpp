@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "services/tree/FileSystemManagerTestSupport.hpp"
-#include "services/tree/PathRules.hpp"
 
 namespace {
 
@@ -132,12 +131,6 @@ TEST(FileSystemManagerNaming, WhatXmlCannotCarryIsRefusedBeforeAnythingChanges) 
   EXPECT_THAT(contentParts(*fs.package), IsEmpty());
 }
 
-TEST(PathRules, DropsTrailingSlashesButNotTheRoot) {
-  EXPECT_EQ(paths::withoutTrailingSlashes(u"/a//"), u"/a");
-  EXPECT_EQ(paths::withoutTrailingSlashes(u"//"), u"/");
-  EXPECT_EQ(paths::withoutTrailingSlashes(u""), u"");
-}
-
 TEST(FileSystemManagerNaming, CreatedFileStepsRoundForeignParts) {
   NewFileSystem fs;
   addPart(*fs.package, u"/fsroot/x.txt", u"a/b", "");
@@ -149,12 +142,6 @@ TEST(FileSystemManagerNaming, MakeUniquePartNameLoadsFirst) {
   auto const package = Package::createInMemory();
   package->createInternalRelationship(FileSystemManager::getRelationshipType(), FileSystemManager::getPartURI());
   EXPECT_THROW(FileSystemManager(*package).makeUniquePartName(u"/x"), opc::model::PartNotFound);
-}
-
-TEST(PathRules, CollapseDropsEmptyAndDotSegments) {
-  EXPECT_EQ(paths::collapse(u"//a/./b//.c/"), u"/a/b/.c");
-  EXPECT_EQ(paths::collapse(u"a/."), u"/a");
-  EXPECT_EQ(paths::collapse(u"/"), u"");
 }
 
 }  // namespace

@@ -7,8 +7,8 @@
 #include "text/SchemaBaseURI.hpp"
 #include "xml/XmlTextRecord.hpp"
 
-/// The parts that hold extended core properties, and the XML of the first two of them.
-namespace opc::ztservices::parts_xml {
+/// The parts of the extended core properties, and the XML of the first two parts.
+namespace opc::ztservices::extended_properties {
 
 inline constexpr model::detail::OwnedPart kVendor = {
     u"/metadata/ztcoreProperties.xml", u"application/vnd.corvanta.package.coreProperties+xml",
@@ -30,4 +30,4 @@ std::unique_ptr<model::XmlTextRecord> makeVendor();
 /// The UUID. Not validated, because the caller reports another root with its own message.
 std::unique_ptr<model::XmlTextRecord> makeExtension();
 
-}  // namespace opc::ztservices::parts_xml
+}  // namespace opc::ztservices::extended_properties

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "services/properties/PartsXml.hpp"
+#include "services/properties/ExtendedPropertyParts.hpp"
 
 #include "text/SchemaBaseURI.hpp"
 
 #define ZT_VENDOR_NAMESPACE ZT_SCHEMA_BASE_URI "/package/2012/coreProperties"
 #define ZT_EXTENSION_NAMESPACE ZT_SCHEMA_BASE_URI "/package/2014/corePropertiesExtension"
 
-namespace opc::ztservices::parts_xml {
+namespace opc::ztservices::extended_properties {
 namespace {
 
 constexpr char16_t kRoot[] = u"ztcoreProperties";
@@ -40,4 +40,4 @@ std::unique_ptr<model::XmlTextRecord> makeExtension() {
   return std::make_unique<model::XmlTextRecord>(u"" ZT_EXTENSION_NAMESPACE, kRoot);
 }
 
-}  // namespace opc::ztservices::parts_xml
+}  // namespace opc::ztservices::extended_properties
