@@ -19,7 +19,7 @@ std::string errorJson(Report const& report) {
 }
 
 void print(Report const& report, Invocation const& invocation) {
-  if (report.code == Output::kOutputClosed) return;  // whoever closed it knows
+  if (report.code == Output::kOutputClosed) return;  // its reader wants no more
   if (invocation.json)
     std::cerr << errorJson(report) << '\n';
   else

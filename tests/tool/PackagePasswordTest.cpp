@@ -7,8 +7,8 @@
 
 #include "cli/Errors.hpp"
 #include "opc/ztservices/FileSystem.hpp"
-#include "secrets/PackagePassword.hpp"
-#include "secrets/PasswordText.hpp"
+#include "secrets/PackageKey.hpp"
+#include "secrets/PasswordInput.hpp"
 #include "support/TestSupport.hpp"
 
 namespace ztpkg {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "cli/Errors.hpp"
-#include "secrets/PasswordText.hpp"
+#include "secrets/PasswordInput.hpp"
 #include "support/MemoryScan.hpp"
 #include "support/ScopedEnvironment.hpp"
 

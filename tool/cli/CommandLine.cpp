@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <stdexcept>
@@ -17,25 +18,41 @@
 #include "cli/Json.hpp"
 #include "opc/ztservices/About.hpp"
 
-// The only file that includes CLI11, which is slow to compile. It uses none of its templates for values: every value
-// reaches its target as text.
+// The only file that includes CLI11, which is slow to compile. Every value reaches its target as text, without the
+// templates of CLI11 for values.
 namespace ztpkg {
 namespace {
 
-// CLI11 takes "[a,b]" for a list, also where it is the name of a file. A mark in front keeps such arguments whole.
+// CLI11 takes "[a,b]" for a list, also where it is the name of a file, and "--title=" for an option without its value.
+// A mark in front of such a value keeps it whole.
 constexpr char kMark = '\x01';
 
-std::vector<std::string> markedArguments(int argc, char const* const* argv) {
-  std::vector<std::string> arguments;
-  for (int i = argc - 1; i > 0; --i) {  // in reverse, as the parser wants them
-    std::string const argument = argv[i];
-    bool const isMarked = argument.starts_with('[') || argument.starts_with(kMark);
-    arguments.push_back(isMarked ? kMark + argument : argument);
-  }
-  return arguments;
+/// Where a mark belongs: behind the equals sign of a long option, in front of every other argument.
+std::size_t valueOf(std::string const& argument) {
+  std::size_t const sign = argument.starts_with("--") ? argument.find('=') : argument.npos;
+  return sign == argument.npos ? 0 : sign + 1;
 }
 
-std::string unmarked(std::string const& argument) { return argument.substr(argument.starts_with(kMark) ? 1 : 0); }
+std::string marked(std::string argument) {
+  std::size_t const value = valueOf(argument);
+  bool const isMissing = value > 0 && value == argument.size();
+  if (isMissing || argument[value] == '[' || argument[value] == kMark) argument.insert(value, 1, kMark);
+  return argument;
+}
+
+std::string unmarked(std::string argument) {
+  std::size_t const value = valueOf(argument);
+  if (argument[value] == kMark) argument.erase(value, 1);
+  return argument;
+}
+
+/// In reverse, as the parser wants them.
+std::vector<std::string> markedArguments(int argc, char const* const* argv) {
+  std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+  std::ranges::reverse(arguments);
+  std::ranges::transform(arguments, arguments.begin(), marked);
+  return arguments;
+}
 
 /// CLI11 refuses an equals sign in a name.
 std::string parserName(ArgumentDescription const& argument) {
@@ -183,7 +200,7 @@ void parseCommandLine(int argc, char const* const* argv, Invocation& invocation)
     invocation.action = printing(completionsOf(top, {argv + 2, argv + argc}));
     return;
   }
-  // Known before anything else, so that a wrong command line is reported in the form that was asked for.
+  // Known before anything else, because errors of the command line are reported in this form too.
   invocation.json = std::any_of(argv, argv + argc, [](std::string_view argument) { return argument == "--json"; });
   CLI::App app{top.purpose, top.name};
   app.set_help_flag("-h,--help", "");

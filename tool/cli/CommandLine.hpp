@@ -9,19 +9,19 @@
 
 namespace ztpkg {
 
-/// What a command line asks for.
+/// A parsed command line.
 struct Invocation {
-  std::string command;  ///< its name, for messages; empty where there is none
-  std::string package;  ///< the package that it is about
+  std::string command;  ///< its name, for messages; empty for none
+  std::string package;  ///< the package that it concerns
   bool json = false;
   std::function<void(Output&)> action;
 };
 
 /// Reads the command line. Requests for help, the version and completions become actions too. Throws Failure with
-/// Exit::Usage; `invocation` then holds what was understood before.
+/// Exit::Usage; `invocation` then holds what was parsed before.
 void parseCommandLine(int argc, char const* const* argv, Invocation& invocation);
 
-/// All commands, options and arguments. Each call makes objects of its own for the targets.
+/// All commands, options and arguments. Each call makes new objects for the targets.
 CommandDescription describeCommandLine();
 
 }  // namespace ztpkg

@@ -12,7 +12,7 @@
 #include "commands/Commands.hpp"
 #include "commands/Properties.hpp"
 
-// The commands, with all that help says of them.
+// The commands, their options and their help.
 namespace ztpkg {
 namespace {
 
@@ -81,7 +81,7 @@ opc::model::CompressionLevel levelOf(std::string const& name) {
 
 constexpr char kAsk[] = "Ask for the password on the terminal; the default where one is needed";
 
-/// Where a key comes from. An empty name is refused: it would mean no key, and what is secret would stay in the clear.
+/// The sources of a key. An empty name is refused: it would mean no key, and the contents would not be encrypted.
 /// `ask` says what --password means to the command.
 Options keyOptions(KeyOptions& key, std::string const& ask) {
   PasswordOptions& password = key.password;

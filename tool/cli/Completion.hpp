@@ -10,11 +10,11 @@
 ///
 /// The scripts for bash, zsh and fish (tool/cli/shell) pass the words that follow "ztpkg", without their quotes, up
 /// to the cursor; the last word is the one to complete and may be empty. The answer is a list of lines. The first
-/// line names what fits:
+/// line names the kind of word that fits:
 ///
-///   words          the lines that follow: a word, and after a tab what it means, where there is something to say;
-///                  none of them where nothing fits. A word that ends in "=" goes on. The shell keeps those that
-///                  match what was typed
+///   words          one of the following lines, each a word and perhaps, after a tab, its purpose. No line follows
+///                  if nothing fits. A word that ends in "=" is unfinished. The shell keeps the words that begin
+///                  with the typed text
 ///   files          files
 ///   directories    directories
 ///   paths PACKAGE  paths in that package, which the shell lists
@@ -25,7 +25,7 @@ namespace ztpkg {
 
 inline constexpr char kCompletionCommand[] = "__complete";
 
-/// The answer. It is empty words for a command line that no command understands.
+/// The answer: "words" alone for a command line that no command understands.
 std::string completionsOf(CommandDescription const& top, std::vector<std::string> const& words);
 
 }  // namespace ztpkg

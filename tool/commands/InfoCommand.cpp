@@ -19,7 +19,7 @@
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/Verification.hpp"
-#include "secrets/PackagePassword.hpp"
+#include "secrets/PackageKey.hpp"
 
 namespace ztpkg {
 namespace {

@@ -14,18 +14,17 @@
 #include "disk/OpenFile.hpp"
 #include "disk/Paths.hpp"
 #include "opc/Strings.hpp"
+#include "secrets/PackageKey.hpp"
 #include "secrets/Secrets.hpp"
 
 namespace ztpkg {
 namespace {
 
-constexpr std::size_t kNewKeyBytes = 32;
-
 /// The text of a new key: digits and the end of the line.
 class KeyText {
  public:
   KeyText() {
-    std::array<unsigned char, kNewKeyBytes> key{};
+    std::array<unsigned char, kKeyBytes> key{};
     if (getentropy(key.data(), key.size()) != 0)
       throw Failure(Report{Exit::Disk, "io-error", std::string("no random bytes: ") + std::strerror(errno), {}});
     for (std::size_t i = 0; i < key.size(); ++i) {
@@ -46,7 +45,7 @@ class KeyText {
   }
 
  private:
-  std::array<char, 2 * kNewKeyBytes + 1> text_{};
+  std::array<char, 2 * kKeyBytes + 1> text_{};
 };
 
 [[noreturn]] void throwCannotWrite(std::u16string const& file, int error) {

@@ -24,7 +24,7 @@
 #include "disk/Paths.hpp"
 #include "disk/SourceTree.hpp"
 #include "opc/ztservices/ContentTypes.hpp"
-#include "secrets/PackagePassword.hpp"
+#include "secrets/PackageKey.hpp"
 
 namespace ztpkg {
 namespace {

@@ -4,21 +4,25 @@
 #include <fcntl.h>
 
 #include <cerrno>
-#include <cstddef>
+#include <exception>
+#include <stdexcept>
+#include <utility>
 
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"
+#include "disk/FileSystems.hpp"
 #include "disk/OpenFile.hpp"
 #include "disk/Paths.hpp"
 #include "opc/Strings.hpp"
-#include "secrets/PackagePassword.hpp"
 
 namespace ztpkg {
 namespace {
 
+using opc::model::RelationshipSelector;
+using opc::ztservices::CipherDataManager;
+using opc::ztservices::CipherEntry;
 using opc::ztservices::FileSystemManager;
 
-constexpr std::size_t kKeyBytes = 32;
 constexpr std::size_t kLongestFile = 2 * kKeyBytes + 2;  // digits and the end of a line
 
 [[noreturn]] void throwCannotRead(std::u16string const& file) {
@@ -26,7 +30,7 @@ constexpr std::size_t kLongestFile = 2 * kKeyBytes + 2;  // digits and the end o
   throw Failure(diskReport("cannot-read", "cannot read", file, error));
 }
 
-// Straight into memory that is wiped: a stream would keep a buffer of its own.
+// Without a stream, whose buffer would not be wiped.
 void readInto(std::vector<unsigned char>& bytes, std::u16string const& path) {
   OpenFile const file(path, O_RDONLY);
   if (!file.isOpen()) throwCannotRead(path);
@@ -44,6 +48,22 @@ std::string_view withoutLineEnd(std::vector<unsigned char> const& bytes) {
 }
 
 int valueOf(char digit) { return opc::hexValue(static_cast<unsigned char>(digit)); }
+
+// Packages do not store the number: it is part of the format (docs/formats.md).
+constexpr int kIterations = 600'000;
+constexpr int kDerivedBytes = kKeyBytes;
+
+RelationshipSelector selector() {
+  return {opc::model::URI(u"/"), opc::model::RelationshipSelectorType::ByType,
+          FileSystemManager::getRelationshipType()};
+}
+
+[[noreturn]] void throwFaultOfCipherData(std::string const& path) {
+  std::u16string const name = fromArgument(path);
+  Report report = describe(std::current_exception(), name).front();
+  report.message = "the cipher data of " + shown(name) + ": " + report.message;
+  throw Failure(std::move(report));
+}
 
 [[noreturn]] void throwKeyRequired(std::string const& path, std::string const& what) {
   std::u16string const name = fromArgument(path);
@@ -82,6 +102,39 @@ std::unique_ptr<Secret const> readKey(std::string const& file) {
   if (key->bytes().size() == kKeyBytes) return key;
   std::string const message = shown(name) + " holds no key, which is 32 bytes or 64 hexadecimal digits";
   throw Failure(Report{Exit::Key, "bad-key", message, name});
+}
+
+NewPasswordKey::NewPasswordKey(Password const& password)
+    : salt_(CipherDataManager::generateRandomSalt()),
+      iv_(CipherDataManager::generateRandomInitVector()),
+      hash_(CipherDataManager::derivePasswordHash(password.text(), salt_, iv_, kIterations, kDerivedBytes)),
+      key_(CipherDataManager::deriveEncryptionKey(password.text(), salt_, iv_, kIterations, kDerivedBytes)) {}
+
+void NewPasswordKey::record(CipherDataManager& cipherData) const {
+  cipherData.addCipherEntry(selector(), hash_, salt_, iv_);
+}
+
+bool hasPassword(opc::model::Package& package, std::string const& path) {
+  try {
+    return CipherDataManager(package).hasCipherEntry(selector());
+  } catch (opc::Exception const&) {
+    throwFaultOfCipherData(path);
+  }
+}
+
+// The same message as for damaged contents: a difference would help an attacker.
+std::unique_ptr<Secret const> keyOfPassword(opc::model::Package& package, std::string const& path,
+                                            Password const& password) {
+  try {
+    CipherEntry const entry = CipherDataManager(package).getCipherEntry(selector());
+    return std::make_unique<Secret const>(CipherDataManager::deriveDecryptionKey(
+        password.text(), entry.getSalt(), entry.getHash(), entry.getIV(), kIterations, kDerivedBytes));
+  } catch (opc::Exception const&) {
+    throwFaultOfCipherData(path);
+  } catch (std::runtime_error const&) {
+    std::u16string const name = fromArgument(path);
+    throw Failure(cannotDecrypt("the file system of " + shown(name), name));
+  }
 }
 
 std::unique_ptr<Secret const> findKey(FileSystemManager const& manager, KeyOptions const& options,

@@ -1,25 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "opc/model/Package.hpp"
+#include "opc/ztservices/CipherData.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "secrets/PasswordInput.hpp"
 #include "secrets/Secrets.hpp"
 
 /// The keys of encrypted file systems. They come from files and passwords, never from arguments, which every user of
-/// the machine sees.
+/// the machine sees. In each function `path` is the user's text for the package.
 namespace ztpkg {
 
-/// The key in a file, which the user names: 32 bytes, or 64 hexadecimal digits and perhaps the end of a line. Throws
-/// Failure. The process leaves no core file from then on.
-std::unique_ptr<Secret const> readKey(std::string const& file);
-
-/// The bytes of an even number of hexadecimal digits; empty for any other text.
-std::vector<unsigned char> fromHex(std::string_view digits);
+inline constexpr std::size_t kKeyBytes = 32;
 
 /// Where the key of a package comes from; at most one of the two is set.
 struct KeyOptions {
@@ -29,19 +27,48 @@ struct KeyOptions {
   bool isGiven() const { return !file.empty() || password.isGiven(); }
 };
 
+/// The key in a file, which the user names: kKeyBytes bytes, or twice as many hexadecimal digits and perhaps the end of
+/// a line. Throws Failure. The process leaves no core file from then on.
+std::unique_ptr<Secret const> readKey(std::string const& file);
+
+/// The bytes of an even number of hexadecimal digits; empty for any other text.
+std::vector<unsigned char> fromHex(std::string_view digits);
+
+/// The key of a password in a new package; salt and initialization vector are random.
+class NewPasswordKey {
+ public:
+  explicit NewPasswordKey(Password const& password);
+
+  Secret const& key() const { return key_; }
+  /// Stores what derives the key again.
+  void record(opc::ztservices::CipherDataManager& cipherData) const;
+
+ private:
+  std::u16string salt_;
+  std::vector<unsigned char> iv_;
+  std::vector<unsigned char> hash_;
+  Secret key_;
+};
+
+/// Whether the package has a cipher entry for its file system. This and the next throw Failure for invalid cipher data.
+bool hasPassword(opc::model::Package& package, std::string const& path);
+
+/// The key of a package that has a password; Failure for a wrong password.
+std::unique_ptr<Secret const> keyOfPassword(opc::model::Package& package, std::string const& path,
+                                            Password const& password);
+
 /// The key of a package's file system. If the options name none and the package has a password, asks for it on the
-/// terminal; null if the package needs none. Throws Failure, also for a wrong password; `path` is the user's text for
-/// the package.
+/// terminal; null if the package needs none. Throws Failure, also for a wrong password.
 std::unique_ptr<Secret const> findKey(opc::ztservices::FileSystemManager const& manager, KeyOptions const& options,
                                       std::string const& path);
 
-/// Enables decryption if there is a key, which is returned.
+/// Enables decryption if there is a key, and returns the key.
 std::unique_ptr<Secret const> enableDecryption(opc::ztservices::FileSystemManager& manager, KeyOptions const& options,
                                                std::string const& path);
 
 /// An encrypted package stays encrypted when it is changed, with random initialization vectors: a counter from
-/// elsewhere cannot be continued. A plain package stays plain; a key for it is a Failure, so that no package holds in
-/// the clear what its user believes encrypted.
+/// elsewhere cannot be continued. A plain package stays plain; a key for it is a Failure, because its user believes
+/// that the contents are encrypted.
 void keepEncryption(opc::ztservices::FileSystemManager& manager, Secret const* key, KeyOptions const& options,
                     std::string const& path);
 

@@ -18,7 +18,7 @@
 namespace ztpkg {
 namespace {
 
-/// What stands at the ends of each page. No date of the build, so that equal sources give equal pages.
+/// The header and footer of each page. The date is not that of the build, so that equal sources give equal pages.
 struct Edition {
   std::string version;
   std::string date;
@@ -116,9 +116,10 @@ std::string example(CommandDescription const& command) {
 
 std::string exitStatus() {
   return section("EXIT STATUS") + tagged("0", "Done.") +
-         tagged("1",
-                "The package is not what was asked for: damaged, no package, no such entry, not fit to be stored "
-                "or extracted.") +
+         tagged(
+             "1",
+             "The package is at fault: damaged, no package, without the named entry, or with contents that cannot be "
+             "stored or extracted.") +
          tagged("2", "The command line is wrong.") +
          tagged("3",
                 "The disk failed: missing, not readable, not writable, full, already there; also standard output.") +

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
-# bash completion of ztpkg. ztpkg __complete tells what fits; this file hands it the words and shows the answer.
+# bash completion of ztpkg. ztpkg __complete lists what fits; this file passes it the words and shows its answer.
 # Only bash itself is needed, of version 4 or later.
 
 # Sets "words" to those up to the cursor; what bash has cut at = and : is whole again.

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# fish completion of ztpkg. ztpkg __complete tells what fits; this file hands it the words and shows the answer.
+# fish completion of ztpkg. ztpkg __complete lists what fits; this file passes it the words and shows its answer.
 
 # Prints the paths of the package $argv[1], without their leading slash where $argv[2] has none. Names that are
 # printed with escapes are left out.
