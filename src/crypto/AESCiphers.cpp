@@ -8,7 +8,7 @@
 #include <string>
 
 #include "crypto/Bytes.hpp"
-#include "crypto/OpenSSLError.hpp"
+#include "crypto/CryptoErrors.hpp"
 
 namespace foundation::crypto::detail {
 namespace {

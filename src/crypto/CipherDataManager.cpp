@@ -5,12 +5,10 @@
 #include <utility>
 #include <vector>
 
-#include "crypto/CipherDataNames.hpp"
 #include "crypto/CipherDataXml.hpp"
-#include "crypto/CipherMessages.hpp"
 #include "crypto/CryptoEngine.hpp"
 #include "crypto/CryptoRandom.hpp"
-#include "crypto/Utils.hpp"
+#include "crypto/Encodings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/CipherData.hpp"
 #include "xml/XmlCharacters.hpp"

@@ -5,9 +5,8 @@
 #include <string_view>
 #include <utility>
 
-#include "crypto/CipherMessages.hpp"
 #include "crypto/CryptoErrors.hpp"
-#include "crypto/Utils.hpp"
+#include "crypto/Encodings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "text/SchemaBaseURI.hpp"
 #include "xml/XmlFault.hpp"

@@ -6,7 +6,7 @@
 #include <span>
 #include <utility>
 
-#include "crypto/OpenSSLError.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "text/Narrow.hpp"
 
 namespace foundation::crypto {

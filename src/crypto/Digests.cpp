@@ -5,7 +5,7 @@
 #include <openssl/evp.h>
 #include <openssl/params.h>
 
-#include "crypto/OpenSSLError.hpp"
+#include "crypto/CryptoErrors.hpp"
 
 namespace foundation::crypto {
 namespace {

@@ -7,7 +7,7 @@
 #include <openssl/kdf.h>
 #include <openssl/params.h>
 
-#include "crypto/OpenSSLError.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "text/Narrow.hpp"
 #include "text/Unicode.hpp"
 

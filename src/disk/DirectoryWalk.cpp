@@ -9,7 +9,7 @@
 #include <string_view>
 #include <utility>
 
-#include "io/DirectoryStream.hpp"
+#include "io/FileHandle.hpp"
 #include "opc/Strings.hpp"
 #include "text/Escape.hpp"
 #include "text/Unicode.hpp"

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <dirent.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <utility>
 
 #include "text/PosixError.hpp"
@@ -99,5 +101,23 @@ std::size_t readAt(int descriptor, std::uint64_t offset, void* buffer, std::size
 /// FileHandle::kOrdinaryMode less the umask of this process. The umask is read and not set, as umask() must: setting
 /// it would for a moment give files of other threads too wide a mode.
 mode_t modeOfNewFiles();
+
+/// Lists the entries of an open folder.
+class DirectoryStream {
+ public:
+  /// Takes over a folder that is open for reading. Lists nothing where `error` is set.
+  DirectoryStream(FileHandle folder, boost::system::error_code& error);
+
+  int descriptor() const { return ::dirfd(stream_.get()); }
+  /// The next entry but "." and ".."; null at the end and on an error.
+  dirent const* next(boost::system::error_code& error);
+
+ private:
+  struct Closer {
+    void operator()(DIR* stream) const { ::closedir(stream); }
+  };
+
+  std::unique_ptr<DIR, Closer> stream_;
+};
 
 }  // namespace opc

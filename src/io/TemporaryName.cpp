@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "io/DirectoryStream.hpp"
+#include "io/FileHandle.hpp"
 #include "text/Unicode.hpp"
 
 namespace opc {

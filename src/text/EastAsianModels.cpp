@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "text/EastAsianModels.hpp"
-
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 #include <vector>
+
+#include "text/LanguageModels.hpp"
 
 namespace fl::i18n {
 namespace {

@@ -7,8 +7,6 @@
 #include <cstdint>
 #include <unicode/uchar.h>
 
-#include "text/EastAsianModels.hpp"
-
 namespace fl::i18n {
 namespace {
 

@@ -46,4 +46,9 @@ class LanguageModels {
   std::vector<Alphabet> alphabets_;
 };
 
+enum class EastAsian { Japanese, Simplified, Traditional, Korean };
+
+/// What a run of ideographs, kana, syllables and their punctuation costs in a language.
+Nats eastAsianCost(EastAsian language, std::u16string_view run);
+
 }  // namespace fl::i18n

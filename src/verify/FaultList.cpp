@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "opc/Strings.hpp"
-#include "verify/FaultCodes.hpp"
 
 namespace opc::ztservices {
 

@@ -14,7 +14,7 @@
 #include "services/tree/EncryptedContent.hpp"
 #include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/Messages.hpp"
-#include "verify/FaultCodes.hpp"
+#include "verify/FaultList.hpp"
 #include "xml/XmlStreamReader.hpp"
 
 namespace opc::ztservices {

@@ -9,7 +9,7 @@
 #include "package/CorePropertiesPart.hpp"
 #include "package/Messages.hpp"
 #include "package/PartNameRules.hpp"
-#include "verify/FaultCodes.hpp"
+#include "verify/FaultList.hpp"
 
 namespace opc::ztservices {
 namespace {

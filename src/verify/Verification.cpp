@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "container/Reader.hpp"
-#include "crypto/CipherDataNames.hpp"
+#include "crypto/CipherDataXml.hpp"
 #include "crypto/Digests.hpp"
-#include "crypto/Utils.hpp"
+#include "crypto/Encodings.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/CipherData.hpp"
@@ -19,7 +19,6 @@
 #include "services/properties/ExtendedPropertyParts.hpp"
 #include "services/tree/FileSystemManifest.hpp"
 #include "verify/EncryptionCheck.hpp"
-#include "verify/FaultCodes.hpp"
 #include "verify/FaultList.hpp"
 #include "verify/FileSystemCheck.hpp"
 #include "verify/PackageCheck.hpp"

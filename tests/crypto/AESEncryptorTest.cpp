@@ -9,7 +9,7 @@
 
 #include "crypto/CryptoSamples.hpp"
 #include "crypto/Digests.hpp"
-#include "crypto/Utils.hpp"
+#include "crypto/Encodings.hpp"
 #include "support/TestSupport.hpp"
 
 namespace foundation::crypto {

@@ -8,8 +8,8 @@
 #include "crypto/Bytes.hpp"
 #include "crypto/CipherTransforms.hpp"
 #include "crypto/CryptoErrors.hpp"
+#include "crypto/Encodings.hpp"
 #include "crypto/TransformSamples.hpp"
-#include "crypto/Utils.hpp"
 #include "opc/ztservices/Transforms.hpp"
 #include "support/MemoryScan.hpp"
 

@@ -8,7 +8,7 @@
 
 #include "crypto/Bytes.hpp"
 #include "crypto/CryptoErrors.hpp"
-#include "crypto/Utils.hpp"
+#include "crypto/Encodings.hpp"
 #include "opc/Strings.hpp"
 #include "opc/ztservices/CipherData.hpp"
 #include "support/CryptoAnswers.hpp"

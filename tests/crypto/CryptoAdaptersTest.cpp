@@ -7,7 +7,7 @@
 #include "crypto/Bytes.hpp"
 #include "crypto/CryptoAdapters.hpp"
 #include "crypto/CryptoErrors.hpp"
-#include "crypto/Utils.hpp"
+#include "crypto/Encodings.hpp"
 #include "support/CryptoAnswers.hpp"
 #include "support/MemoryScan.hpp"
 #include "support/TestSupport.hpp"

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "crypto/CryptoSamples.hpp"
-#include "crypto/Utils.hpp"
+#include "crypto/Encodings.hpp"
 #include "support/MemoryScan.hpp"
 #include "support/TestSupport.hpp"
 

@@ -5,8 +5,8 @@
 
 #include "crypto/CryptoErrors.hpp"
 #include "crypto/CryptoSamples.hpp"
+#include "crypto/Encodings.hpp"
 #include "crypto/PasswordKeys.hpp"
-#include "crypto/Utils.hpp"
 #include "opc/Strings.hpp"
 #include "support/MemoryScan.hpp"
 #include "support/TestSupport.hpp"

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "crypto/Digests.hpp"
-#include "crypto/Utils.hpp"
+#include "crypto/Encodings.hpp"
 
 namespace foundation::crypto {
 namespace {

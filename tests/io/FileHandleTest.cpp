@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "io/DirectoryStream.hpp"
 #include "io/FileHandle.hpp"
 #include "support/TestSupport.hpp"
 

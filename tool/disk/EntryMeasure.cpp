@@ -5,7 +5,6 @@
 
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
-#include "disk/NewParents.hpp"
 #include "disk/Paths.hpp"
 
 namespace ztpkg {

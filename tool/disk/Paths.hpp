@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <boost/system/error_code.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 /// Paths of the command line. Disk paths are UTF-8 in every locale.
 namespace ztpkg {
@@ -32,5 +35,18 @@ std::u16string parentOf(std::u16string const& path);
 
 /// In bytes; 0 if it is unknown.
 std::uint64_t sizeOfFile(std::u16string const& path);
+
+/// Visits the folders above a path from the highest down, without those above the previous path, while `visit` returns
+/// true. With sorted paths few folders are visited twice. None is kept: a hostile package can have more of them than
+/// memory holds.
+template <typename Visit>
+void visitNewParents(std::u16string_view path, std::u16string_view previous, Visit const& visit) {
+  auto const differ = std::mismatch(path.begin(), path.end(), previous.begin(), previous.end()).first;
+  auto const shared = static_cast<std::size_t>(differ - path.begin());
+  std::size_t const known = shared == 0 ? path.npos : path.rfind(u'/', shared - 1);
+  for (std::size_t slash = path.find(u'/', known == path.npos ? 1 : known + 1); slash != path.npos;
+       slash = path.find(u'/', slash + 1))
+    if (slash != 0 && !visit(path.substr(0, slash))) return;
+}
 
 }  // namespace ztpkg

@@ -11,7 +11,6 @@
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
 #include "disk/FileSystems.hpp"
-#include "disk/NewParents.hpp"
 #include "disk/Paths.hpp"
 #include "opc/SafePaths.hpp"
 #include "opc/Strings.hpp"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "crypto/CryptoInterfaces.hpp"
-#include "crypto/Utils.hpp"
+#include "crypto/Encodings.hpp"
 #include "opc/Strings.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/FileSystemManifest.hpp"

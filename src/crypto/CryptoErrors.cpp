@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "crypto/OpenSSLError.hpp"
+#include "crypto/CryptoErrors.hpp"
 
 #include <array>
 #include <openssl/err.h>

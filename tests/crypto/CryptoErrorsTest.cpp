@@ -4,15 +4,15 @@
 #include <openssl/evp.h>
 #include <string>
 
-#include "crypto/OpenSSLError.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "support/TestSupport.hpp"
 
 namespace foundation::crypto::detail {
 namespace {
 
-TEST(OpenSSLError, LetsSuccessPass) { EXPECT_NO_THROW(check(1, "Testing")); }
+TEST(CryptoErrors, LetsSuccessPass) { EXPECT_NO_THROW(check(1, "Testing")); }
 
-TEST(OpenSSLError, NamesTheOperationAndTheReason) {
+TEST(CryptoErrors, NamesTheOperationAndTheReason) {
   ERR_clear_error();
   ERR_raise(ERR_LIB_EVP, EVP_R_UNSUPPORTED_ALGORITHM);
   try {
@@ -25,24 +25,24 @@ TEST(OpenSSLError, NamesTheOperationAndTheReason) {
   }
 }
 
-TEST(OpenSSLError, SaysSoWhereThereIsNoReason) {
+TEST(CryptoErrors, SaysSoWhereThereIsNoReason) {
   ERR_clear_error();
   EXPECT_THROW_MESSAGE(check(0, "Testing"), CryptoError, "Testing failed: no reason given");
 }
 
-TEST(OpenSSLError, TakesANegativeResultForAFailure) {
+TEST(CryptoErrors, TakesANegativeResultForAFailure) {
   ERR_clear_error();
   EXPECT_THROW_MESSAGE(check(-2, "Testing"), CryptoError, "Testing failed: no reason given");
 }
 
-TEST(OpenSSLError, LeavesTheQueueEmpty) {
+TEST(CryptoErrors, LeavesTheQueueEmpty) {
   ERR_raise(ERR_LIB_EVP, EVP_R_UNSUPPORTED_ALGORITHM);
   ERR_raise(ERR_LIB_EVP, EVP_R_INVALID_KEY);
   EXPECT_THROW(check(0, "Testing"), CryptoError);
   EXPECT_EQ(ERR_peek_error(), 0U);
 }
 
-TEST(OpenSSLError, IsAnExceptionOfTheLibrary) { EXPECT_THROW(check(0, "Testing"), opc::Exception); }
+TEST(CryptoErrors, IsAnExceptionOfTheLibrary) { EXPECT_THROW(check(0, "Testing"), opc::Exception); }
 
 }  // namespace
 }  // namespace foundation::crypto::detail

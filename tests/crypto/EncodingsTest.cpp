@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "crypto/CryptoErrors.hpp"
-#include "crypto/Utils.hpp"
+#include "crypto/Encodings.hpp"
 #include "support/TestSupport.hpp"
 
 namespace foundation::crypto::utils {

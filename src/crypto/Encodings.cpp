@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "crypto/Utils.hpp"
+#include "crypto/Encodings.hpp"
 
 #include <algorithm>
 #include <openssl/evp.h>
 
-#include "crypto/OpenSSLError.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "opc/Strings.hpp"
 #include "text/Narrow.hpp"
 
