@@ -19,7 +19,7 @@ using boost::system::error_code;
 
 constexpr mode_t kOrdinaryBits = 0777;
 
-/// Hands the place to a system call that answers 0, or -1 and errno; whether it succeeded.
+/// Passes the place to a system call that returns 0, or -1 with errno. Returns whether it succeeded.
 template <typename Call>
 bool callAt(Place const& place, error_code& error, Call call) {
   if (!error && call(place.descriptor(), place.name.c_str()) != 0) error = lastPosixError();
@@ -31,7 +31,7 @@ bool statusOf(Place const& place, struct stat& status, error_code& error) {
                 [&](int folder, char const* name) { return ::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW); });
 }
 
-// Before anything is written; what comes into the way later shows when the file takes its name.
+// Checked before anything is written. A later conflict shows when the file takes its name.
 error_code checkNothingInTheWay(Place const& place, bool replace) {
   struct stat status;
   if (::fstatat(place.descriptor(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)

@@ -21,7 +21,7 @@
 namespace opc {
 namespace {
 
-// The system gives up (EAGAIN) when folders are moved while it walks; who moves them for ever wins nothing.
+// The system gives up (EAGAIN) when folders move while it walks. Endless moves end in an error.
 constexpr int kMostTries = 128;
 
 // The system accepts few others beside O_PATH.
@@ -94,7 +94,7 @@ std::pair<std::string, std::string> splitLast(std::string const& relative) {
   return {relative.substr(0, slash), relative.substr(slash + 1)};
 }
 
-/// Makes what is missing of the path, from its end upwards until something is there.
+/// Makes the missing folders of the path. Searches upwards from its end for an existing one.
 FileHandle openMakingFolders(int root, std::string const& path, error_code& error) {
   FileHandle folder = openBeneath(root, path, kPathOnly, 0, error);
   if (error != posixError(ENOENT) || path == ".") return folder;

@@ -17,7 +17,7 @@
 namespace opc {
 namespace {
 
-// Not every file system tells the type together with the name.
+// Some file systems do not report types with names.
 unsigned char typeOf(DirectoryStream const& directory, dirent const& entry, boost::system::error_code& error) {
   if (entry.d_type != DT_UNKNOWN) return entry.d_type;
   struct stat status;

@@ -24,12 +24,12 @@ constexpr long kNanosecondsPerMicrosecond = 1000;
 constexpr std::int64_t kCoarsestClock = 2;  // seconds; the coarsest in which a file system keeps times
 constexpr std::size_t kFirstSize = 256;     // of a link's target
 
-// Every file system can keep these; others are set to its nearest without an error.
+// Every file system keeps these. Some silently set the nearest time for others.
 bool isCommonlyKept(timespec const& time) {
   return time.tv_sec >= 0 && time.tv_sec <= std::numeric_limits<std::int32_t>::max();
 }
 
-/// Sets the time by `set` and, where the file system may not keep it, looks at it by `look`; both answer whether they
+/// Sets the time by `set` and reads it back by `look` where the file system may not keep it. Both return whether they
 /// succeed.
 template <typename Set, typename Look>
 error_code setTime(boost::posix_time::ptime const& time, Set set, Look look) {

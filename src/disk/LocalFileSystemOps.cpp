@@ -28,7 +28,7 @@ namespace {
 
 constexpr mode_t kPermissionBits = 07777;
 
-// The type bits of what the path itself names; 0 where nothing is to be found.
+// The type bits of the path itself, links not followed; 0 where nothing is found.
 mode_t typeOf(std::u16string const& path) {
   struct stat status;
   boost::system::error_code error;
@@ -41,7 +41,7 @@ bool isDirectory(char const* path) {
   return ::stat(path, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
-// As mkdir, but content with a directory that is already there.
+// As mkdir, but accepts an existing directory.
 int ensureFolder(char const* path) {
   if (::mkdir(path, kNewFolderMode) == 0) return 0;
   int const reason = errno;
@@ -51,7 +51,7 @@ int ensureFolder(char const* path) {
   return -1;
 }
 
-// From the end of the path upwards until a folder can be made, then down again.
+// Goes from the end of the path upwards until a folder can be made, then down again.
 int ensureFolders(std::string const& path) {
   std::vector<std::string> missing;
   std::string current = path;
@@ -78,7 +78,7 @@ FileHandle openFile(std::u16string const& path, int flags, boost::system::error_
   return file;
 }
 
-/// A link at the root itself is followed; what is beneath could have become one in the meantime.
+/// Follows a link at the root itself. A folder below could have become a link meanwhile.
 FolderOpener openerBelow(std::u16string const& root) {
   return [&root](std::u16string const& path, boost::system::error_code& error) {
     return openFile(path, O_RDONLY | O_DIRECTORY | (path == root ? 0 : O_NOFOLLOW), error);
@@ -92,13 +92,13 @@ bool leadsToSocket(std::u16string const& path) {
          S_ISSOCK(status.st_mode);
 }
 
-// To the disk a slash at the end says no more than that a directory is meant.
+// For the disk a slash at the end means a directory and nothing else.
 std::u16string withoutTrailingSlashes(std::u16string path) {
   while (path.size() > 1 && path.ends_with(u'/')) path.pop_back();
   return path;
 }
 
-// A derived class may override any operation, and expects it to be called.
+// A derived class may override any operation and expects it to be called.
 bool isDerived(LocalFileSystemOps const& ops) { return typeid(ops) != typeid(LocalFileSystemOps); }
 
 Place placeOf(std::u16string const& path, boost::system::error_code& error) {
@@ -113,7 +113,7 @@ Place placeOf(std::u16string const& path, boost::system::error_code& error) {
   return {std::make_shared<FileHandle const>(std::move(opened)), name};
 }
 
-// The mode of a regular file that is there and may be replaced; nothing else is.
+// The mode of an existing regular file. Nothing else may be replaced.
 std::optional<mode_t> modeOfFileAt(Place const& place, boost::system::error_code& error) {
   struct stat status;
   if (::fstatat(place.descriptor(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {

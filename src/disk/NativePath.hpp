@@ -18,8 +18,8 @@ inline bool toNativePath(std::u16string const& path, std::string& native) {
   return path.find(u'\0') == std::u16string::npos && unicode::appendUTF8(native, path);
 }
 
-/// Hands the path to a system call that answers 0, or -1 and errno; whether it succeeded. `error` is set
-/// or cleared.
+/// Passes the path to a system call that returns 0, or -1 with errno. Returns whether it succeeded, and sets or clears
+/// `error`.
 template <typename Call>
 bool callOnPath(std::u16string const& path, boost::system::error_code& error, Call call) {
   std::string native;

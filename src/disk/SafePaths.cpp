@@ -7,7 +7,7 @@
 namespace opc {
 namespace {
 
-/// Calls `visit` for each segment, empty ones included, until it answers false.
+/// Calls `visit` for each segment, empty ones included, until it returns false.
 template <typename Visit>
 void forEachSegment(std::u16string_view path, Visit visit) {
   for (std::size_t slash = 0; slash != path.npos; path.remove_prefix(slash + 1)) {

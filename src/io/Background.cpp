@@ -16,8 +16,8 @@ struct Background::Impl {
   std::size_t most;
   std::mutex mutex{};
   std::condition_variable changed{};  // the owner and the thread never wait at the same time
-  std::deque<Work> works{};           // those not done
-  std::size_t awaited = 0;            // an owner who waits does so until no more of them are left
+  std::deque<Work> works{};           // unfinished ones
+  std::size_t awaited = 0;            // a waiting owner waits until no more of them are left
   std::exception_ptr failure{};
   bool isEnding = false;
   std::thread thread{};
@@ -35,7 +35,7 @@ struct Background::Impl {
     }
   }
 
-  /// The first is done. Nothing is to follow what has thrown.
+  /// Removes the finished first item. Nothing runs after a failure.
   void finish(std::exception_ptr const& thrown) {
     works.pop_front();
     if (thrown) {
@@ -76,7 +76,7 @@ struct Background::Impl {
       isEnding = true;
     }
     changed.notify_one();
-    thread.join();  // which does what was begun
+    thread.join();  // it finishes its items first
   }
 };
 

@@ -7,26 +7,26 @@
 
 namespace opc::model::zip {
 
-/// Does one thing after another on a thread of its own while its owner, one thread at a time, goes on. The thread
-/// starts with the first; where there is none, because none is wanted or to be had, things are done at once.
+/// Runs work items one after the other on a background thread. One thread at a time uses the object. The thread starts
+/// with the first item. Without a thread (not wanted, or not available) items run at once.
 class Background {
  public:
   using Work = std::function<void()>;
 
-  /// At most `most` things, at least one, are begun and not done. An owner who finds as many waits until no more than
-  /// half of them are left: to wake a thread can take as long as to copy half a megabyte.
+  /// At most `most` items (at least one) are unfinished. When there are that many, begin() waits until half are left:
+  /// waking a thread can take as long as copying half a megabyte.
   explicit Background(bool hasThread, std::size_t most = 1);
-  /// Waits. What goes wrong is lost.
+  /// Waits for all items. Their failures are lost.
   ~Background();
   Background(Background const&) = delete;
   Background& operator=(Background const&) = delete;
 
-  /// Waits first while there are too many, and begins nothing when something before has thrown, which it throws, once.
-  /// What was begun behind that is not done either.
+  /// Waits while there are too many. Rethrows an earlier failure once instead of starting; the items behind the failed
+  /// one are dropped.
   void begin(Work work);
-  /// Until everything that was begun is done; throws in the same way.
+  /// Waits for all items. Rethrows a failure in the same way.
   void wait();
-  /// Has what was begun not be done, but for what is under way.
+  /// Cancels queued items; the running one finishes.
   void drop() noexcept;
 
  private:

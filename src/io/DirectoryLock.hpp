@@ -8,8 +8,8 @@
 namespace opc {
 
 /// The advisory lock (flock) of an open folder (borrowed), held while names in it are looked at and then changed.
-/// Network file systems and folders that may not be read have no such lock. Nothing is held there: a save must work
-/// all the same.
+/// Network file systems and folders that may not be read have no such lock. Nothing is held there, so that a save still
+/// works.
 class DirectoryLock {
  public:
   explicit DirectoryLock(FileHandle const& folder) : folder_(folder) {}

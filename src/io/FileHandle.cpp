@@ -127,7 +127,7 @@ void FileHandle::copyFrom(int source, std::uint64_t offset, std::uint64_t count,
       error = lastPosixError();
       return;
     }
-    // Some file systems answer 0 although there is more: reading shows whether the file ends here.
+    // Some file systems return 0 before the end: only reading shows where the file ends.
     if (copied <= 0) return copyByHand(source, offset, count, *this, error);
     offset += static_cast<std::size_t>(copied);
     count -= static_cast<std::size_t>(copied);
@@ -165,7 +165,7 @@ void FileHandle::tryLock(error_code& error) const {
 
 void FileHandle::unlock() const noexcept { flock(descriptor_, LOCK_UN); }
 
-// An interrupted close has closed the file all the same: to repeat it could close another one.
+// An interrupted close has closed the file: repeating it could close another file.
 void FileHandle::close(error_code& error) {
   bool const failed = isOpen() && ::close(release()) != 0 && errno != EINTR;
   error = failed ? lastPosixError() : error_code();

@@ -30,12 +30,12 @@ std::size_t bufferSizeFor(struct stat const& status) {
   return std::clamp(size, kSmallestBuffer, kLargestBuffer);
 }
 
-// Only what has content of its own: regular files and devices, which are read as if opened to wait.
+// Accepts regular files and devices, which have content of their own. Reads of devices wait again.
 boost::system::error_code checkReadable(FileHandle const& file, struct stat& status) {
   boost::system::error_code error;
   if (!file.getStatus(status, error)) return error;
   if (S_ISDIR(status.st_mode)) return posixError(EISDIR);
-  if (S_ISREG(status.st_mode)) return {};  // whose reads never wait for anybody
+  if (S_ISREG(status.st_mode)) return {};  // reads of regular files never wait
   if (!S_ISCHR(status.st_mode) && !S_ISBLK(status.st_mode)) return posixError(EINVAL);
   int const flags = ::fcntl(file.descriptor(), F_GETFL);
   if (flags < 0 || ::fcntl(file.descriptor(), F_SETFL, flags & ~O_NONBLOCK) < 0) return lastPosixError();
@@ -68,7 +68,7 @@ FileInputBuffer::int_type FileInputBuffer::underflow() {
   return traits_type::to_int_type(*gptr());
 }
 
-// What is as large as the buffer goes straight to the reader's memory.
+// Reads as large as the buffer go straight to the reader's memory.
 std::streamsize FileInputBuffer::xsgetn(char_type* to, std::streamsize count) {
   std::streamsize done = 0;
   while (done < count) {
@@ -114,7 +114,7 @@ FileInputStream::FileInputStream(FileHandle file, std::u16string path, std::size
   exceptions(std::ios_base::badbit);
 }
 
-// Best effort for who never asks: the one way to learn of an error is commit().
+// Best effort: only commit() reports errors.
 FileOutputBuffer::~FileOutputBuffer() {
   if (file_.isOpen()) flushBuffer();
 }
@@ -125,11 +125,11 @@ boost::system::error_code FileOutputBuffer::commit() {
   boost::system::error_code closing;
   file_.close(closing);
   if (!firstError_) firstError_ = closing;
-  setp(nullptr, nullptr);  // what is written from now on fails instead of waiting here for ever
+  setp(nullptr, nullptr);  // later writes fail instead of staying in the buffer
   return firstError_;
 }
 
-// After an error nothing more is written: bytes behind a gap would pass for content.
+// Writes nothing after an error: bytes behind a gap would pass for content.
 bool FileOutputBuffer::writeFile(char const* data, std::size_t count) {
   if (!firstError_) file_.writeAll(data, count, firstError_);
   return !firstError_;
@@ -150,7 +150,7 @@ FileOutputBuffer::int_type FileOutputBuffer::overflow(int_type next) {
   return sputc(traits_type::to_char_type(next));
 }
 
-// What is as large as the buffer goes straight to the file.
+// Writes as large as the buffer go straight to the file.
 std::streamsize FileOutputBuffer::xsputn(char_type const* from, std::streamsize count) {
   auto const size = static_cast<std::size_t>(count);
   if (size > static_cast<std::size_t>(epptr() - pptr())) {
@@ -170,7 +170,7 @@ bool isReadingMode(std::ios::openmode mode, boost::system::error_code& error) {
 
 bool isWritingMode(std::ios::openmode mode, boost::system::error_code& error) {
   return accept(static_cast<bool>(mode & (std::ios::in | std::ios::app | std::ios::ate)),
-                error);  // these would keep what the file holds
+                error);  // these would keep the old content
 }
 
 std::unique_ptr<FileInputStream> makeInputStream(FileHandle file, std::u16string const& path, struct stat& status,

@@ -18,8 +18,8 @@ constexpr auto kLargestStep = static_cast<std::size_t>(std::numeric_limits<std::
 [[noreturn]] void throwWriteError() { throw StreamError("Could not write to the stream"); }
 [[noreturn]] void throwResetError() { throw StreamError("Could not go back to the beginning of the stream"); }
 
-// Runs one operation of a standard stream. A stream may be set to throw ios_base::failure at its end, which
-// is no failure here, or where it goes bad, which the state tells as well; what else comes out is its buffer's.
+// Runs one operation of a standard stream. A stream may be set to throw ios_base::failure at its end, which is no
+// failure here, or when it goes bad, which its state shows too. Other exceptions come from its buffer and pass through.
 template <typename Operation>
 void withoutStateExceptions(Operation operation) {
   try {
@@ -28,7 +28,7 @@ void withoutStateExceptions(Operation operation) {
   }
 }
 
-// A stream that failed without having met its end never had the bytes, like a file that was not opened.
+// A stream that failed before its end has no bytes, like a file that was not opened.
 bool isBroken(std::istream const& stream) { return stream.bad() || (stream.fail() && !stream.eof()); }
 
 }  // namespace

@@ -29,8 +29,8 @@ constexpr std::string_view kCharacters = "abcdefghijklmnopqrstuvwxyzABCDEF";  //
 constexpr int kAttempts = 100;
 constexpr mode_t kUnfinishedMode = 0600;
 
-/// Draws as many bytes at once as the system gives without interruption: a small file should not cost a call of its
-/// own. After a fork both processes draw the same names, which one of them then finds taken.
+/// Draws as many bytes at once as the system gives without interruption, so that small files share a call. After a fork
+/// both processes draw the same names; the second finds them taken.
 unsigned char randomByte() {
   thread_local std::array<unsigned char, 256> bytes{};
   thread_local std::size_t next = bytes.size();
@@ -93,7 +93,7 @@ std::string temporaryNameForExtraction() { return std::string(kMark) + randomCha
 void removeOrphans(int folder, std::string const& name) noexcept try {
   for (std::string const& orphan : temporariesIn(folder, prefixFor(name))) removeUnlessHeld(folder, orphan.c_str());
 } catch (std::exception const&) {
-  return;  // for want of memory; the next save tries again
+  return;  // out of memory; the next save tries again
 }
 
 TemporaryName::~TemporaryName() {

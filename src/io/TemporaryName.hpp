@@ -14,8 +14,8 @@ namespace opc {
 std::string temporaryNameFor(std::string const& name);
 /// `.ztservices-XXXXXX`, unique, for a spool in the instant before it loses its name.
 std::string temporaryNameForSpool();
-/// `.ztservices-XXXXXXXXXX`, unique, for what is extracted. Its length keeps removeOrphans() away from it: it has no
-/// lock.
+/// `.ztservices-XXXXXXXXXX`, unique, for an extracted file or link. removeOrphans() recognises it by its length and
+/// leaves it: it has no lock.
 std::string temporaryNameForExtraction();
 
 /// Removes from a folder the temporaries for `name`, and spools with a name, that no process holds by a lock any more.

@@ -61,7 +61,7 @@ Decoded decodeSeveral(CharsetDecoder& decoder, Token const& token) {
   return std::nullopt;
 }
 
-/// UTF-8 with U+FFFD for what is damaged.
+/// UTF-8 with U+FFFD for damaged sequences.
 struct Mended {
   std::u16string text;
   std::size_t wellFormed = 0;  // sequences of several bytes
@@ -96,7 +96,7 @@ std::u16string joined(std::vector<std::u16string> const& tokens) {
   return text;
 }
 
-// White space of EBCDIC is none of ASCII: a token is a line.
+// EBCDIC's white space is not ASCII's: a token is a line.
 void addLine(TextReading& words, std::u16string_view line) {
   while (!line.empty()) {
     std::size_t const end = std::min(line.find_first_of(u" \t\r\n\u0085\v\f"), line.size());

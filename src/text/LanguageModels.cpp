@@ -26,7 +26,7 @@ unsigned stepsOf(char cell) {
   return code - 35U - (code > '?' ? 1U : 0U) - (code > '\\' ? 1U : 0U);
 }
 
-/// Another way to write a letter, which a language does not tell from it.
+/// Another way to write a letter of the same meaning.
 struct Variant {
   char16_t letter, variant;
 };

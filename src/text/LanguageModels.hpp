@@ -9,7 +9,7 @@
 
 namespace fl::i18n {
 
-/// Negative logarithm of a probability: what is likely costs little.
+/// Negative logarithm of a probability: likely events cost little.
 using Nats = float;
 
 /// What one random byte costs.

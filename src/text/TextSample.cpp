@@ -90,7 +90,7 @@ void Tokens::takeAround(std::size_t position, TextSample& sample) {
   if (start + token.bytes.size() > position) add(token, sample, ascii);
 }
 
-// In text that is no UTF-8 sequences of it are rare, and tell of a mixture.
+// UTF-8 sequences are rare in text that is not UTF-8, and a sign of a mixture.
 constexpr std::size_t kMostMixed = 8;
 
 bool beginsWithSequence(std::string_view bytes) {

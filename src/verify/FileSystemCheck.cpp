@@ -241,9 +241,8 @@ void FileSystemCheck::checkEncrypted(CheckedPart const& part, std::u16string con
                     std::to_string(package_.sizeOf(part)) + " bytes take only " +
                     std::to_string(package_.storedSizeOf(part)) + of);
   else if (encryption_.hasKey() && !isKeyWrong_ && package_.isSound(part) && !encryption_.isAuthentic(part))
-    faults_.add(
-        code::kNotAuthentic, path,
-        shown(path) + ": it does not authenticate; it was changed, or its key or algorithm is another one" + of);
+    faults_.add(code::kNotAuthentic, path,
+                shown(path) + ": it does not authenticate: wrong key or algorithm, or the data was modified" + of);
 }
 
 }  // namespace opc::ztservices

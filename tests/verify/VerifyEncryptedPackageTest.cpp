@@ -106,9 +106,8 @@ TEST_F(VerifyEncryptedPackage, NamesTheFileWhoseContentsWereChangedAnywhere) {
     flip(part, at);
     auto const report = verify();
     EXPECT_EQ(faultsOf(report), "not-authentic /b");
-    EXPECT_EQ(
-        report.faults.at(0).message,
-        "/b: it does not authenticate; it was changed, or its key or algorithm is another one: " + toUTF8String(part));
+    EXPECT_EQ(report.faults.at(0).message,
+              "/b: it does not authenticate: wrong key or algorithm, or the data was modified: " + toUTF8String(part));
     EXPECT_EQ(report.authentic, 2u);
     EXPECT_FALSE(report.isKeyWrong);
     EXPECT_TRUE(verifyWithoutKey().isHealthy());

@@ -13,7 +13,8 @@
 
 namespace ztpkg {
 
-/// Reads a file of the disk, counts the bytes, and throws signals and read errors as exceptions that name the file.
+/// Reads a file of the disk, counts the bytes, and throws Interrupted after a signal and Failure, which names the file,
+/// for a read error.
 /// Owns its source.
 class CheckedInput final : public std::istream {
  public:
@@ -45,8 +46,8 @@ class CheckedInput final : public std::istream {
   Buffer buffer_;
 };
 
-/// Writes a file of the disk and counts what is written, with a look for signals at each write and before commit();
-/// owns the stream underneath.
+/// Writes a file of the disk, counts the bytes, and throws Interrupted after a signal, at each write and before
+/// commit(). Owns the stream underneath.
 class CheckedOutput final : public opc::FileOutputStream {
  public:
   CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress);

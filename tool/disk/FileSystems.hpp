@@ -8,7 +8,7 @@
 #include "opc/model/Package.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 
-/// What the commands that read a package's file system have in common.
+/// Access of the commands to a package's file system.
 namespace ztpkg {
 
 using opc::model::AccessMode;

@@ -31,7 +31,7 @@ struct Entry {
   std::optional<opc::OpenedFile> file;
 };
 
-/// Whether there are as many bytes as that and no more: some file systems make contents up and do not know their size.
+/// Whether the stream has exactly as many bytes as the content: pseudo file systems do not know sizes.
 bool hasExactly(std::istream& from, FileContent& content) {
   auto const count = static_cast<std::streamsize>(content.size());
   return from.rdbuf()->sgetn(content.data(), count) == count && from.rdbuf()->sgetc() == std::char_traits<char>::eof();
@@ -52,7 +52,7 @@ Entry read(opc::FileSystemOps& disk, std::u16string const& path) {
   return entry;
 }
 
-// What fails here fails again for the caller, who can report it.
+// A failure repeats for the caller, who reports it.
 Entry tryRead(opc::FileSystemOps& disk, std::u16string const& path) noexcept try {
   return read(disk, path);
 } catch (...) {
@@ -84,7 +84,7 @@ struct FilesAhead::Impl {
   std::condition_variable hasEntry{};
   std::condition_variable hasRoom{};
   std::deque<Entry> entries{};
-  std::size_t position = 0;  // of the first entry, among the paths
+  std::size_t position = 0;  // of the first entry among the paths
   std::uint64_t held = 0;    // sizes of the entries, and of the one that the caller has
   std::uint64_t taken = 0;   // size of that one
   bool isEnding = false;
@@ -97,7 +97,7 @@ struct FilesAhead::Impl {
       held += entry.size;
       entries.push_back(std::move(entry));
       hasEntry.notify_one();
-      // Once there is enough it sleeps until much of that is gone, so that the two seldom wake one another.
+      // Once there is enough it sleeps until half is gone, so that the threads seldom wake each other.
       if (held >= kBudget) hasRoom.wait(lock, [this] { return isEnding || held <= kBudget / 2; });
       if (isEnding) return;
     }

@@ -13,8 +13,7 @@
 
 namespace ztpkg {
 
-/// The bytes of a file. They are not set before they are read: setting them takes a noticeable part of the time that
-/// reading takes.
+/// The bytes of a file. They are not zeroed first, which would take a noticeable part of the time of reading.
 class FileContent {
  public:
   explicit FileContent(std::size_t size) : bytes_(std::make_unique_for_overwrite<char[]>(size)), size_(size) {}
@@ -28,7 +27,7 @@ class FileContent {
   std::size_t size_;
 };
 
-/// Reads what is in memory.
+/// Reads from memory.
 class HeldInput final : public std::streambuf {
  public:
   explicit HeldInput(FileContent content);
@@ -41,8 +40,8 @@ class HeldInput final : public std::streambuf {
   FileContent content_;
 };
 
-/// A disk whose small files are read on a thread before they are opened for adding: to find, open and read a file takes
-/// about as long as to store it. What it holds is bounded. What it cannot read is left to the disk, errors included.
+/// Reads small files on a thread before they are opened for adding: finding, opening and reading a file takes about as
+/// long as storing it. Holds a bounded number of bytes. Leaves a file that it cannot read, and the error, to the disk.
 class FilesAhead final : public ForwardingOps {
  public:
   /// Reads these paths, which are in code-unit order, one after the other. `disk`, borrowed, is used on two threads.
@@ -51,9 +50,9 @@ class FilesAhead final : public ForwardingOps {
   FilesAhead(FilesAhead const&) = delete;
   FilesAhead& operator=(FilesAhead const&) = delete;
 
-  /// A path that comes after the last one drops what was read of the paths between; every other one is read anew.
+  /// A path behind the last one drops the files read between them. Any other path is read from the disk.
   opc::OpenedFile openForAdding(std::u16string const& path) override;
-  /// Whether a file was read ahead. Then it did not change while it was read.
+  /// Whether a file was read ahead. Such a file did not change while it was read.
   static bool isHeld(opc::OpenedFile const& file);
 
  private:

@@ -14,8 +14,8 @@ namespace {
 
 using View = std::wstring_view;
 
-// Whether the bracket expression at the pattern's front (after its "[") holds the character; nothing where it
-// is not closed. `rest` becomes what follows it.
+// Whether the bracket expression at the pattern's front (after its "[") holds the character; nothing if it is not
+// closed. `rest` becomes the text behind it.
 std::optional<bool> bracketHolds(View pattern, wchar_t character, View& rest) {
   bool const negated = pattern.starts_with(L'!') || pattern.starts_with(L'^');
   std::size_t at = negated ? 1 : 0;

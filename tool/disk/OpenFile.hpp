@@ -9,8 +9,8 @@
 
 namespace ztpkg {
 
-/// Owns an open file of the disk, where the streams of the library do not do: secrets must not stay in their buffers,
-/// and terminals are no files. Calls that fail leave the reason in errno.
+/// Owns an open file or terminal from which secrets are read: the library's streams would leave them in their buffers.
+/// Calls that fail leave the reason in errno.
 class OpenFile {
  public:
   /// Close-on-exec is added to the flags. The path is UTF-8.

@@ -71,7 +71,7 @@ bool isDirectory(std::u16string const& path, boost::system::error_code& error) {
 }
 
 bool isThere(std::u16string const& path) {
-  std::error_code ignored;  // what cannot be looked at is reported by whoever opens it
+  std::error_code ignored;  // opening the path reports it
   return fs::exists(fs::symlink_status(native(path), ignored));
 }
 

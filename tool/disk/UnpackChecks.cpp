@@ -25,7 +25,7 @@ using opc::ztservices::TransformMode;
   throw Failure(Report{Exit::Package, "unsafe-path", "cannot extract " + shown(path) + ": " + why, path});
 }
 
-// Whatever a disk takes for another place, or does not take at all.
+// Refuses paths that a disk resolves to another place or refuses.
 void checkSegments(std::u16string const& path) {
   constexpr std::size_t kLongestName = 255, kLongestPath = 4095;  // in bytes, as disks count
   if (path.size() > kLongestPath || opc::toUTF8String(path).size() > kLongestPath)
@@ -51,7 +51,7 @@ void checkParents(FileSystemManager const& manager, std::u16string const& path, 
   });
 }
 
-// A file whose contents are missing, or encrypted without a key being given, is found before anything is written.
+// Finds missing contents, and encrypted ones without a key, before anything is written.
 void addCheckedSize(ExtractionSize& size, FileSystemManager const& manager, Leaf const& leaf, TransformMode mode) {
   if (!leaf.entry.isFile()) return;
   if (mode == TransformMode::Transform) throwIfKeyIsMissing(manager, leaf.entry);
@@ -65,7 +65,7 @@ void checkSpace(std::u16string const& root, std::uint64_t needed) {
   while (folder != u"/" && !isThere(folder)) folder = parentOf(folder);
   std::error_code error;
   auto const space = std::filesystem::space(opc::toUTF8String(folder), error);
-  if (error || space.capacity == 0 || needed <= space.available) return;  // a disk that does not tell is tried
+  if (error || space.capacity == 0 || needed <= space.available) return;  // tried where the disk reports no space
   throw Failure(Report{Exit::Disk, "disk-full",
                        "not enough space for " + shown(root) + ": " + std::to_string(needed) + " bytes are needed, " +
                            std::to_string(space.available) + " are free",
@@ -83,20 +83,19 @@ void checkLinks(FileSystemManager const& manager, Leaves const& leaves) {
     if (!opc::staysBeneathRoot(leaf.path, target, isFolder))
       problems.push_back({Exit::Package, "outside-link",
                           "cannot extract " + shown(leaf.path) + ": the link points out of the directory, to " +
-                              shown(target) + " (--allow-outside-links makes it all the same)",
+                              shown(target) + " (--allow-outside-links allows it)",
                           leaf.path});
   }
   if (!problems.empty()) throw Failure(std::move(problems));
 }
 
-/// Finds, before anything is written, what on the disk is in the way of a package's entries.
+/// Finds, before anything is written, files on the disk that are in the way of a package's entries.
 class ConflictCheck {
  public:
   ConflictCheck(opc::FileSystemOps& disk, std::u16string root, bool replaceExisting)
       : disk_(&disk), root_(std::move(root)), replaceExisting_(replaceExisting) {}
 
-  /// Throws Failure when something is in the way of the entry at that path of the package. Takes little time where
-  /// paths come in order.
+  /// Throws Failure if something is in the way of the entry at that path of the package. Fast for sorted paths.
   void check(std::u16string const& path, bool isFolder);
 
  private:
@@ -135,7 +134,7 @@ bool ConflictCheck::isThere(std::u16string const& path) {
   return there;
 }
 
-/// False where there is nothing yet.
+/// False if nothing is there.
 bool ConflictCheck::checkFolder(std::u16string const& path) {
   std::u16string const onDisk = disk_->appendPath(root_, path);
   if (!isThere(onDisk)) return false;
@@ -144,7 +143,7 @@ bool ConflictCheck::checkFolder(std::u16string const& path) {
   return true;
 }
 
-/// False where one of them is missing, so that nothing can be in the way further down.
+/// False if one of them is missing: then nothing below can be in the way.
 bool ConflictCheck::checkParents(std::u16string const& path) {
   if (!missing_.empty() && path.starts_with(missing_)) return false;
   missing_.clear();
@@ -173,7 +172,7 @@ ExtractionSize checkExtraction(FileSystemManager const& manager, Leaves const& l
   opc::LocalFileSystemOps disk;
   ConflictCheck conflicts(disk, root, confinement.replaceExisting);
   for (Leaf const& leaf : leaves) conflicts.check(leaf.path, leaf.entry.isFolder());
-  if (!confinement.replaceExisting) checkSpace(root, size.content.bytes);  // what is replaced gives space back
+  if (!confinement.replaceExisting) checkSpace(root, size.content.bytes);  // replaced files free space
   return size;
 }
 

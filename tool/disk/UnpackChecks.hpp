@@ -11,21 +11,21 @@
 
 namespace ztpkg {
 
-/// An entry that is extracted, with its path, which the entry would make anew each time.
+/// An entry to extract and its path, which the entry would compose anew at each call.
 struct Leaf {
   std::u16string path;
   opc::ztservices::FileSystemEntry entry;
 };
 using Leaves = std::vector<Leaf>;
 
-/// How much there is to extract, and how much room it takes in the package.
+/// The size of the contents, and their size as stored in the package.
 struct ExtractionSize {
   Amount content;
   std::uint64_t stored = 0;
 };
 
-/// Everything that can be known before the first file is written; throws Failure. `root` is where the entries are to
-/// go, `mode` whether their contents are decrypted on the way.
+/// Checks everything that can be checked before the first file is written. Throws Failure. `root` is the destination;
+/// `mode` says whether contents are decrypted.
 ExtractionSize checkExtraction(opc::ztservices::FileSystemManager const& manager, Leaves const& leaves,
                                std::u16string const& root, opc::Confinement const& confinement,
                                opc::ztservices::TransformMode mode);
