@@ -148,9 +148,10 @@ std::unique_ptr<FileOutputStream> ConfinedFileSystemOps::createForRestoring(std:
                                                                             boost::posix_time::ptime const& time,
                                                                             error_code& error) {
   FileAttributes const attributes{root_->modeOfNewFiles(), permissions, kOrdinaryBits, time};
-  auto const create = [&](Place place) {
-    return error ? nullptr
-                 : AtomicOutputStream::create(std::move(place), attributes, confinement_.replaceExisting, error);
+  bool const replace = confinement_.replaceExisting;
+  auto const create = [&](Place place) -> std::unique_ptr<FileOutputStream> {
+    if (!error) error = checkNothingInTheWay(place, replace);
+    return error ? nullptr : AtomicOutputStream::create(std::move(place), attributes, replace, error);
   };
   auto file = create(root_->heldPlaceOf(path, error));
   if (error != posixError(ENOENT)) return file;

@@ -84,6 +84,16 @@ std::vector<CheckedPart const*> PackageCheck::targetsOf(std::u16string_view type
   return targets;
 }
 
+bool PackageCheck::isTarget(CheckedPart const& part) const {
+  return std::ranges::any_of(reader_.state().parts, [&](auto const& source) {
+    auto const& relationships = source.second.relationships;
+    return relationships && std::ranges::any_of(relationships->records(), [&](auto const& record) {
+             auto const name = detail::targetNameOf(*record.second);
+             return name && findEquivalent(*name) == &part;
+           });
+  });
+}
+
 void PackageCheck::checkCoreProperties() {
   std::u16string_view const type = detail::kCorePropertiesRelationshipType;
   auto const* const relationships = reader_.state().relationshipsOf("");
@@ -108,7 +118,10 @@ void PackageCheck::checkOrphan(detail::OwnedPart const& owned) {
   CheckedPart const* const part = findEquivalent(detail::narrowName(owned.name));
   if (!part || !part->type || !part->type->is(owned.contentType)) return;
   auto const targets = targetsOf(owned.relationshipType);
-  if (std::ranges::find(targets, part) == targets.end())
+  if (std::ranges::find(targets, part) != targets.end()) return;
+  // The content type of core properties is the standard's, and other programs lead to them in ways of their own.
+  bool const isInUse = owned.contentType == detail::kCorePropertiesPart.contentType && isTarget(*part);
+  if (!isInUse)
     faults_.addItem(code::kOrphanedPart, part->key,
                     package_messages::invalidItem(
                         part->name(), "no relationship of the package leads to it as to what its content type says"));

@@ -49,6 +49,8 @@ class PackageCheck {
 
  private:
   CheckedPart const* findEquivalent(std::string_view name) const;
+  /// Whether a relationship of any type and source leads to the part.
+  bool isTarget(CheckedPart const& part) const;
   void checkCoreProperties();
   void checkOrphan(model::detail::OwnedPart const& owned);
 

@@ -445,6 +445,13 @@ def a_part_to_which_another_kind_of_relationship_leads():
     return with_items({RELS: relations([RELATION, other]), name: "<x/>", TYPES: types(DEFAULTS + OWN_TYPES[:1])})
 
 
+@case()
+def core_properties_to_which_another_kind_of_relationship_leads():
+    other = relation(2, BASE + "/package/2014/relationships/other", "/docProps/core.xml")
+    return with_items({RELS: relations([RELATION, other]), "docProps/core.xml": NO_PROPERTIES,
+                       TYPES: types(DEFAULTS + [type_row("docProps/core.xml", CORE_TYPE)])})
+
+
 # ---- folders that only attributes mark
 
 def marked(data, name, attributes=0x10):

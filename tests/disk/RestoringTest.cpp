@@ -108,6 +108,11 @@ TEST_P(Restoring, KeepsAnUnfinishedFilePrivateAndUnderAnotherName) {
     EXPECT_EQ(entry.status().permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
 
+TEST_P(Restoring, RefusesBeforeContentIsWrittenWhereAFolderHasTheName) {
+  EXPECT_FALSE(ops->createForRestoring(at("a"), kPrivate, kTime, error));
+  EXPECT_EQ(error, boost::system::errc::is_a_directory);
+}
+
 TEST_P(Restoring, LeavesNothingOfAFileThatIsNotCommitted) {
   ops->createForRestoring(at("a/file"), kPrivate, kTime, error);
   EXPECT_TRUE(fs::is_empty(path("a")));

@@ -167,6 +167,23 @@ TEST(CoreProperties, TakeThePlaceOfAnOrphan) {
   expectEqual(PackageHelper::getCoreProperties(*package), everything());
 }
 
+TEST(CoreProperties, StepRoundAPartThatIsInUse) {
+  std::string const others = core("<dc:creator>Ada</dc:creator>");
+  std::string const types =
+      "<Override PartName='/docProps/core.xml' "
+      "ContentType='application/vnd.openxmlformats-package.core-properties+xml'/>";
+  for (std::string const source : {"_rels/.rels", "_rels/a.xml.rels"}) {
+    auto const package =
+        open(samples::packageOf({{source, samples::relationships(samples::relationship("o", "/docProps/core.xml"))},
+                                 {"a.xml", "<a/>"},
+                                 {"docProps/core.xml", others}},
+                                types));
+    PackageHelper::createOrUpdateCoreProperties(*package, everything());
+    EXPECT_EQ(samples::read(*package, u"/docProps/core.xml"), others) << source;
+    expectEqual(PackageHelper::getCoreProperties(*package), everything());
+  }
+}
+
 TEST(CoreProperties, ThatXmlCannotCarryChangeNothing) {
   auto const package = Package::createInMemory();
   CoreProperties p;
