@@ -2,8 +2,10 @@
 #include "container/Archive.hpp"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
+#include "container/ChunkIndex.hpp"
 #include "container/Directory.hpp"
 #include "container/Faults.hpp"
 #include "container/ItemStream.hpp"
@@ -16,6 +18,11 @@ namespace {
 
 // The expected maximum of a local extra field, so that one read gets a whole small item.
 constexpr std::uint64_t kExtraGuess = 1024;
+
+std::optional<ChunkIndex> chunksOf(Entry const& item) {
+  auto const field = findExtraField(item.extra, kChunksExtra);
+  return field ? ChunkIndex::fromField(*field, item.storedSize, item.size) : std::nullopt;
+}
 
 }  // namespace
 
@@ -94,9 +101,11 @@ std::unique_ptr<InputStream> Archive::openContent(std::size_t index) const {
     bytes_->readAt(behind, descriptor, static_cast<std::size_t>(available));
     checkDescriptor(item, located.header, descriptor, static_cast<std::size_t>(available));
   }
-  return openItem(std::move(facts), [self = shared_from_this(), begin](std::uint64_t offset, void* to, std::size_t n) {
+  std::optional<ChunkIndex> const chunks = chunksOf(item);
+  auto source = [self = shared_from_this(), begin](std::uint64_t offset, void* to, std::size_t n) {
     self->bytes_->readAt(begin + offset, to, n);
-  });
+  };
+  return openItem(std::move(facts), std::move(source), chunks ? &*chunks : nullptr);
 }
 
 /// For an item that was read whole, together with its header.

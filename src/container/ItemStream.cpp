@@ -11,6 +11,8 @@
 #include <utility>
 
 #include "container/Archive.hpp"
+#include "container/ChunkIndex.hpp"
+#include "container/ChunkedStream.hpp"
 #include "container/Faults.hpp"
 #include "container/ZipFormat.hpp"
 
@@ -261,7 +263,14 @@ bool isReadWhole(ItemFacts const& facts) {
 
 std::unique_ptr<InputStream> makeStream(Buffer content) { return std::make_unique<MemoryStream>(std::move(content)); }
 
-std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source) {
+bool inflateExactly(std::span<unsigned char const> stored, std::span<unsigned char> content) {
+  std::size_t used = 0, produced = 0;
+  auto const result = libdeflate_deflate_decompress_ex(decompressor(), stored.data(), stored.size(), content.data(),
+                                                       content.size(), &used, &produced);
+  return result == LIBDEFLATE_SUCCESS && used == stored.size() && produced == content.size();
+}
+
+std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source, ChunkIndex const* chunks) {
   checkFacts(facts);
   if (isReadWhole(facts)) {
     Buffer stored(static_cast<std::size_t>(facts.storedSize));
@@ -271,6 +280,7 @@ std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source) {
   bool const whole = isVerifiedWhole(facts);
   if (whole && facts.size == 0) throw invalidItem(facts.name, fault::kLeftOver);
   Buffer content(whole ? static_cast<std::size_t>(facts.size) : 0);
+  if (!whole && chunks) return openChunks(std::move(facts), *chunks, std::move(source));
   auto stream = makeVerifiedStream(std::move(facts), std::move(source));
   if (!whole) return stream;
   stream->read(content.data.get(), content.size);

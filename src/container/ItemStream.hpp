@@ -5,11 +5,14 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "opc/Streams.hpp"
 
 namespace opc::model::zip {
+
+class ChunkIndex;
 
 /// A fixed number of bytes, uninitialized at first.
 struct Buffer {
@@ -51,6 +54,10 @@ bool isReadWhole(ItemFacts const& facts);
 std::unique_ptr<InputStream> makeStream(Buffer content);
 
 /// The item's content, verified before the stream delivers its first or its last byte. Throws InvalidItem.
-std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source);
+/// Reads a long item by its chunks where an index of them is given.
+std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source, ChunkIndex const* chunks = nullptr);
+
+/// Inflates a whole deflate stream into a content of known size. False for damaged data.
+bool inflateExactly(std::span<unsigned char const> stored, std::span<unsigned char> content);
 
 }  // namespace opc::model::zip
