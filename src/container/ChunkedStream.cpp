@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <utility>
 
-#include "container/ZipErrors.hpp"
+#include "container/Faults.hpp"
 #include "container/ZipFormat.hpp"
 
 namespace opc::model::zip {
