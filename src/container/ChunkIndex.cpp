@@ -11,7 +11,7 @@
 namespace opc::model::zip {
 namespace {
 
-constexpr std::uint16_t kVersion = 1;
+constexpr std::uint16_t kIndexVersion = 1;
 constexpr std::size_t kHeaderSize = 6;  // version, size of a chunk
 constexpr std::size_t kRecordSize = 8;  // stored size, CRC
 
@@ -54,14 +54,14 @@ std::string ChunkIndex::toField() const {
   std::vector<unsigned char> bytes;
   bytes.reserve(kHeaderSize + records_.size() * kRecordSize);
   RecordWriter record(bytes);
-  record.u16(kVersion).u32(chunkSize_);
+  record.u16(kIndexVersion).u32(chunkSize_);
   for (std::size_t i = 0; i < records_.size(); ++i)
     record.u32(static_cast<std::uint32_t>(records_[i].storedEnd - storedBeginOf(i))).u32(records_[i].crc);
   return std::string(textAt(bytes.data(), bytes.size()));
 }
 
 std::optional<ChunkIndex> ChunkIndex::fromField(std::string_view field, std::uint64_t storedSize, std::uint64_t size) {
-  if (field.size() < kHeaderSize || load16(bytesOf(field)) != kVersion) return std::nullopt;
+  if (field.size() < kHeaderSize || load16(bytesOf(field)) != kIndexVersion) return std::nullopt;
   ChunkIndex index(load32(bytesOf(field) + 2));
   if (index.chunkSize_ == 0 || index.chunkSize_ > kLargestReadable || (field.size() - kHeaderSize) % kRecordSize != 0)
     return std::nullopt;

@@ -29,7 +29,7 @@ class ChunkedStream final : public InputStream {
   void reset() override {
     position_ = begin_;
     crc_ = 0;
-    content_.size = 0;
+    held_ = 0;
   }
 
   std::size_t read(void* buffer, std::size_t count) override {
@@ -50,23 +50,23 @@ class ChunkedStream final : public InputStream {
   /// Reads up to the end of a chunk. Each chunk is loaded for its first byte that is read; a chunk that could not be
   /// loaded is not held, so the next read tries it again.
   std::size_t readSome(unsigned char* to, std::size_t count) {
-    bool const isHeld = position_ >= contentBegin_ && position_ - contentBegin_ < content_.size;
+    bool const isHeld = position_ >= contentBegin_ && position_ - contentBegin_ < held_;
     if (!isHeld) load(index_.chunkAt(position_));
     auto const at = static_cast<std::size_t>(position_ - contentBegin_);
-    count = std::min(count, content_.size - at);
+    count = std::min(count, held_ - at);
     std::copy_n(content_.data.get() + at, count, to);
     position_ += count;
     return count;
   }
 
   void load(ChunkIndex::Chunk const& chunk) {
-    content_.size = 0;
-    if (!content_.data) content_.data = std::make_unique_for_overwrite<unsigned char[]>(index_.chunkSize());
+    held_ = 0;
+    if (content_.size < chunk.size) content_ = Buffer(chunk.size);
     unpackChunk(chunk);
     if (crcOf(0, content_.data.get(), chunk.size) != chunk.crc) throw invalidItem(facts_.name, fault::kWrongCrc);
     if (begin_ == 0) checkWhole(chunk);
     contentBegin_ = chunk.begin;
-    content_.size = chunk.size;
+    held_ = chunk.size;
   }
 
   /// The chunks come in order when the content is read from its beginning.
@@ -97,7 +97,8 @@ class ChunkedStream final : public InputStream {
   std::uint64_t position_;
   std::uint32_t crc_ = 0;           // of the chunks so far, when read from the beginning
   std::uint64_t contentBegin_ = 0;  // of the chunk that is held
-  Buffer content_{0};               // of that chunk; empty while none is held
+  std::size_t held_ = 0;            // bytes of that chunk; 0 while none is held
+  Buffer content_{0};
   Buffer stored_{0};
 };
 
