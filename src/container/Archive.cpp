@@ -82,7 +82,7 @@ Archive::Located Archive::locate(std::size_t index, std::uint64_t wanted) const 
   return {std::move(bytes), header};
 }
 
-std::unique_ptr<InputStream> Archive::openContent(std::size_t index) const {
+std::unique_ptr<InputStream> Archive::openContent(std::size_t index, std::uint64_t offset) const {
   Entry const item = entry(index);
   if (!isUsable(index)) throw invalidItem(item.name, fault::kBeyondFile);
   ItemFacts facts = factsOf(item);
@@ -91,7 +91,7 @@ std::unique_ptr<InputStream> Archive::openContent(std::size_t index) const {
   bool const whole = isReadWhole(facts);
   Located const located = locate(index, whole ? facts.storedSize + kMaximumDescriptorSize : 0);
   if (isRenamedByUnicodePath(item.name, located.header.extra)) throw invalidItem(item.name, fault::kOtherName);
-  if (whole) return unpackLocated(item, facts, located);
+  if (whole) return startingAt(offset, unpackLocated(item, facts, located));
 
   std::uint64_t const begin = item.localHeaderOffset + located.header.size;
   if (located.header.hasDescriptor) {
@@ -102,10 +102,10 @@ std::unique_ptr<InputStream> Archive::openContent(std::size_t index) const {
     checkDescriptor(item, located.header, descriptor, static_cast<std::size_t>(available));
   }
   std::optional<ChunkIndex> const chunks = chunksOf(item);
-  auto source = [self = shared_from_this(), begin](std::uint64_t offset, void* to, std::size_t n) {
-    self->bytes_->readAt(begin + offset, to, n);
+  auto source = [self = shared_from_this(), begin](std::uint64_t at, void* to, std::size_t n) {
+    self->bytes_->readAt(begin + at, to, n);
   };
-  return openItem(std::move(facts), std::move(source), chunks ? &*chunks : nullptr);
+  return openItem(std::move(facts), std::move(source), chunks ? &*chunks : nullptr, offset);
 }
 
 /// For an item that was read whole, together with its header.

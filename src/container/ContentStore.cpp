@@ -37,8 +37,8 @@ ContentStore::Number ContentStore::Writer::finish() {
   return number;
 }
 
-std::unique_ptr<InputStream> ContentStore::read(Number number, std::string const& name) {
-  return content(number).open(name);
+std::unique_ptr<InputStream> ContentStore::read(Number number, std::string const& name, std::uint64_t offset) {
+  return content(number).open(name, offset);
 }
 
 Content ContentStore::content(Number number) {

@@ -43,7 +43,7 @@ class ContentStore {
   Number write(Effort effort, std::function<void(OutputStream&)> const& writeTo);
 
   /// The content; waits for threads that still work on it. `name` is for messages.
-  std::unique_ptr<InputStream> read(Number number, std::string const& name);
+  std::unique_ptr<InputStream> read(Number number, std::string const& name, std::uint64_t offset = 0);
   Content content(Number number);
   /// Waits for the threads if they still work on that content.
   void await(Number number);

@@ -57,8 +57,8 @@ struct Content {
   std::uint16_t method = 0;                    // 0 stored, 8 deflated
   std::shared_ptr<ChunkIndex const> chunks{};  // null where the content has one chunk at most
 
-  /// The content, inflated and verified as Archive::openContent does it. `name` is for messages.
-  std::unique_ptr<InputStream> open(std::string const& name) const;
+  /// The content from that offset on, inflated and verified as Archive::openContent does it. `name` is for messages.
+  std::unique_ptr<InputStream> open(std::string const& name, std::uint64_t from = 0) const;
 };
 
 }  // namespace opc::model::zip
