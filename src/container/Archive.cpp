@@ -2,8 +2,10 @@
 #include "container/Archive.hpp"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
+#include "container/ChunkIndex.hpp"
 #include "container/Directory.hpp"
 #include "container/Faults.hpp"
 #include "container/ItemStream.hpp"
@@ -16,6 +18,11 @@ namespace {
 
 // The expected maximum of a local extra field, so that one read gets a whole small item.
 constexpr std::uint64_t kExtraGuess = 1024;
+
+std::optional<ChunkIndex> chunksOf(Entry const& item) {
+  auto const field = findExtraField(item.extra, kChunksExtra);
+  return field ? ChunkIndex::fromField(*field, item.storedSize, item.size) : std::nullopt;
+}
 
 }  // namespace
 
@@ -75,7 +82,7 @@ Archive::Located Archive::locate(std::size_t index, std::uint64_t wanted) const 
   return {std::move(bytes), header};
 }
 
-std::unique_ptr<InputStream> Archive::openContent(std::size_t index) const {
+std::unique_ptr<InputStream> Archive::openContent(std::size_t index, std::uint64_t offset) const {
   Entry const item = entry(index);
   if (!isUsable(index)) throw invalidItem(item.name, fault::kBeyondFile);
   ItemFacts facts = factsOf(item);
@@ -84,7 +91,7 @@ std::unique_ptr<InputStream> Archive::openContent(std::size_t index) const {
   bool const whole = isReadWhole(facts);
   Located const located = locate(index, whole ? facts.storedSize + kMaximumDescriptorSize : 0);
   if (isRenamedByUnicodePath(item.name, located.header.extra)) throw invalidItem(item.name, fault::kOtherName);
-  if (whole) return unpackLocated(item, facts, located);
+  if (whole) return startingAt(offset, unpackLocated(item, facts, located));
 
   std::uint64_t const begin = item.localHeaderOffset + located.header.size;
   if (located.header.hasDescriptor) {
@@ -94,9 +101,11 @@ std::unique_ptr<InputStream> Archive::openContent(std::size_t index) const {
     bytes_->readAt(behind, descriptor, static_cast<std::size_t>(available));
     checkDescriptor(item, located.header, descriptor, static_cast<std::size_t>(available));
   }
-  return openItem(std::move(facts), [self = shared_from_this(), begin](std::uint64_t offset, void* to, std::size_t n) {
-    self->bytes_->readAt(begin + offset, to, n);
-  });
+  std::optional<ChunkIndex> const chunks = chunksOf(item);
+  auto source = [self = shared_from_this(), begin](std::uint64_t at, void* to, std::size_t n) {
+    self->bytes_->readAt(begin + at, to, n);
+  };
+  return openItem(std::move(facts), std::move(source), chunks ? &*chunks : nullptr, offset);
 }
 
 /// For an item that was read whole, together with its header.

@@ -2,7 +2,9 @@
 #include "container/ArchiveWriter.hpp"
 
 #include <algorithm>
+#include <string>
 
+#include "container/ChunkIndex.hpp"
 #include "container/Directory.hpp"
 #include "container/Faults.hpp"
 #include "container/LocalHeader.hpp"
@@ -44,11 +46,20 @@ std::vector<unsigned char> extraFields(Entry const& entry, std::string_view othe
   return extra;
 }
 
+std::uint16_t length(std::string_view text) { return static_cast<std::uint16_t>(text.size()); }
+
+/// The extra field with the index of the content's chunks, if it has one.
+std::string chunkField(Content const& content) {
+  std::string const data = content.chunks ? content.chunks->toField() : std::string();
+  if (data.empty()) return {};
+  std::vector<unsigned char> field;
+  RecordWriter(field).u16(kChunksExtra).u16(length(data)).text(data);
+  return std::string(textAt(field.data(), field.size()));
+}
+
 std::uint16_t versionNeeded(Entry const& entry, bool zip64) {
   return zip64 ? std::max(entry.versionNeeded, kZip64Version) : entry.versionNeeded;
 }
-
-std::uint16_t length(std::string_view text) { return static_cast<std::uint16_t>(text.size()); }
 
 /// What the local and the central header have in common, from the flags to the length of the extra field.
 void writeCommon(RecordWriter& record, Entry const& entry, std::size_t extraSize) {
@@ -200,6 +211,8 @@ void ArchiveWriter::add(std::string_view name, Content const& content) {
   entry.storedSize = content.storedSize;
   entry.size = content.size;
   entry.versionMadeBy = kMadeOnUnix | (hasLargeSizes(entry) ? kZip64Version : kVersion);
+  std::string const chunks = chunkField(content);
+  entry.extra = chunks;
   impl_->putHeaders(entry, {});
   if (!content.spool) return;
   Spool const& spool = *content.spool;

@@ -37,15 +37,21 @@ ContentStore::Number ContentStore::Writer::finish() {
   return number;
 }
 
-std::unique_ptr<InputStream> ContentStore::read(Number number, std::string const& name) {
-  return content(number).open(name);
+std::unique_ptr<InputStream> ContentStore::read(Number number, std::string const& name, std::uint64_t offset) {
+  return content(number).open(name, offset);
 }
 
 Content ContentStore::content(Number number) {
   await(number);
   Slot const& slot = slots_[number];
-  return {spools_[slot.spool], slot.offset, slot.storedSize,
-          slot.size,           slot.crc,    slot.isDeflated ? kDeflated : kStored};
+  auto const chunks = chunks_.find(number);
+  return {spools_[slot.spool],
+          slot.offset,
+          slot.storedSize,
+          slot.size,
+          slot.crc,
+          slot.isDeflated ? kDeflated : kStored,
+          chunks == chunks_.end() ? nullptr : chunks->second};
 }
 
 void ContentStore::await(Number number) {
@@ -72,6 +78,7 @@ void ContentStore::restart(std::string directory) {
   spool_ = std::move(fresh);
   spools_.clear();
   slots_.clear();
+  chunks_.clear();
   firstFree_ = kNone;
 }
 
@@ -88,11 +95,13 @@ ContentStore::Number ContentStore::reserve() {
 /// When it throws, the delivery calls it again.
 void ContentStore::complete(Number number, Content const& content) {
   if (slots_[number].state == State::Discarded) return release(number);
+  if (content.chunks) chunks_[number] = content.chunks;
   slots_[number] = {content.offset,          content.storedSize,          content.size,   content.crc,
                     numberOf(content.spool), content.method == kDeflated, State::Complete};
 }
 
 void ContentStore::release(Number number) noexcept {
+  chunks_.erase(number);
   slots_[number] = {.offset = std::exchange(firstFree_, number), .state = State::Free};
 }
 

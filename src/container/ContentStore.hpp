@@ -5,13 +5,16 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "container/ChunkIndex.hpp"
 #include "container/ContentWriter.hpp"
 #include "container/Deflate.hpp"
 #include "container/Spool.hpp"
+#include "io/TaskQueue.hpp"
 #include "opc/Streams.hpp"
 
 namespace opc::model::zip {
@@ -40,7 +43,7 @@ class ContentStore {
   Number write(Effort effort, std::function<void(OutputStream&)> const& writeTo);
 
   /// The content; waits for threads that still work on it. `name` is for messages.
-  std::unique_ptr<InputStream> read(Number number, std::string const& name);
+  std::unique_ptr<InputStream> read(Number number, std::string const& name, std::uint64_t offset = 0);
   Content content(Number number);
   /// Waits for the threads if they still work on that content.
   void await(Number number);
@@ -80,11 +83,12 @@ class ContentStore {
   std::shared_ptr<Spool> makeSpool(std::string directory) const;
 
   bool hasThreads_ = false;
-  std::shared_ptr<Spool> spool_;                      // receives new contents
-  std::vector<std::shared_ptr<Spool const>> spools_;  // hold contents: spool_ and its lanes
-  std::deque<Slot> slots_;                            // by number of the content
-  Number firstFree_ = kNone;                          // its offset holds the next one
-  DeflateQueue queue_;                                // last, so that it ends before the members its tasks use
+  std::shared_ptr<Spool> spool_;                                // receives new contents
+  std::vector<std::shared_ptr<Spool const>> spools_;            // hold contents: spool_ and its lanes
+  std::deque<Slot> slots_;                                      // by number of the content
+  Number firstFree_ = kNone;                                    // its offset holds the next one
+  std::map<Number, std::shared_ptr<ChunkIndex const>> chunks_;  // of the few long contents
+  TaskQueue queue_;  // last, so that it ends before the members its tasks use
 };
 
 /// Compresses one content into the store. Destroyed before finish(), it abandons the content. A failed write is final:

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "container/ChunkIndex.hpp"
 #include "container/Deflate.hpp"
 #include "container/Faults.hpp"
 #include "container/ZipFormat.hpp"
@@ -17,6 +18,7 @@ namespace opc::model::zip {
 namespace {
 
 constexpr std::size_t kWholeBytes = 8u << 20;
+constexpr std::size_t kChunk = ChunkIndex::kChunkSize;
 
 using Bytes = std::vector<unsigned char>;
 
@@ -25,6 +27,7 @@ struct Delivery {
   std::shared_ptr<Spool> spool;
   std::shared_ptr<Spool> lane{};  // set once the content is long
   Content content{};
+  ChunkIndex chunks{};
   std::function<void(Content const&)> done{};
   bool isAbandoned = false;
   bool isComplete = false;
@@ -47,6 +50,7 @@ struct Delivery {
   void complete(std::uint16_t method) {
     content.method = method;
     content.spool = lane ? lane : spool;
+    if (chunks.hasMany()) content.chunks = std::make_shared<ChunkIndex>(std::move(chunks));
     if (done) done(content);
     isComplete = true;
     giveBack();
@@ -54,7 +58,7 @@ struct Delivery {
 };
 
 /// Stores its result exactly once, however often deliver() is repeated, and may complete the content.
-class StoringTask : public DeflateQueue::Task {
+class StoringTask : public TaskQueue::Task {
  public:
   explicit StoringTask(std::shared_ptr<Delivery> to) : to_(std::move(to)) {}
 
@@ -104,12 +108,12 @@ class WholeTask final : public StoringTask {
 
 class ChunkTask final : public StoringTask {
  public:
-  /// The first `before` bytes precede the chunk.
-  ChunkTask(std::shared_ptr<Delivery> to, Effort effort, Bytes bytes, std::size_t before, bool last)
-      : StoringTask(std::move(to)), effort_(effort), bytes_(std::move(bytes)), before_(before), last_(last) {}
+  ChunkTask(std::shared_ptr<Delivery> to, Effort effort, Bytes bytes, bool last)
+      : StoringTask(std::move(to)), effort_(effort), bytes_(std::move(bytes)), size_(bytes_.size()), last_(last) {}
 
   void run() override {
-    deflated_ = deflateChunk(effort_, bytes_.data(), before_, bytes_.data() + before_, bytes_.size() - before_, last_);
+    crc_ = crcOf(0, bytes_.data(), bytes_.size());
+    deflated_ = deflateChunk(effort_, bytes_.data(), bytes_.size(), last_);
     bytes_ = {};
   }
 
@@ -117,14 +121,18 @@ class ChunkTask final : public StoringTask {
   void storeResult(Delivery& to) override { to.store(deflated_.data.get(), deflated_.size); }
 
   void finish(Delivery& to) override {
+    if (!isIndexed_) to.chunks.add(deflated_.size, crc_, size_);
+    isIndexed_ = true;
     if (last_) to.complete(kDeflated);
   }
 
   Effort effort_;
   Bytes bytes_;
-  std::size_t before_;
+  std::size_t size_;
   bool last_;
+  std::uint32_t crc_ = 0;
   Buffer deflated_{0};
+  bool isIndexed_ = false;
 };
 
 }  // namespace
@@ -134,10 +142,11 @@ class ChunkTask final : public StoringTask {
 struct ContentWriter::Impl {
   std::shared_ptr<Delivery> delivery;
   Effort effort;
-  DeflateQueue* queue;
-  Bytes held{};  // not in a task yet; for chunks, behind `before` bytes of the last chunk
-  std::size_t before = 0;
+  TaskQueue* queue;
+  Bytes held{};  // not in a task yet
   bool inChunks = false;
+  std::uint32_t chunkCrc = 0;  // of what is stored behind the last chunk of the index
+  std::size_t chunkSize = 0;
   std::exception_ptr failure{};
   bool closed = false;
 
@@ -182,7 +191,7 @@ struct ContentWriter::Impl {
     if (inChunks)
       takeChunks(data, count);
     else
-      delivery->store(data, count);
+      storeChunks(data, count);
   }
 
   void becomeLong() {
@@ -192,19 +201,32 @@ struct ContentWriter::Impl {
     if (inChunks)
       takeChunks(beginning.data(), beginning.size());
     else
-      delivery->store(beginning.data(), beginning.size());
+      storeChunks(beginning.data(), beginning.size());
+  }
+
+  void storeChunks(unsigned char const* data, std::size_t count) {
+    delivery->store(data, count);
+    while (count > 0) {
+      std::size_t const step = std::min(count, kChunk - chunkSize);
+      chunkCrc = crcOf(chunkCrc, data, step);
+      chunkSize += step;
+      data += step;
+      count -= step;
+      if (chunkSize == kChunk) endStoredChunk();
+    }
+  }
+
+  void endStoredChunk() {
+    if (chunkSize > 0) delivery->chunks.add(chunkSize, std::exchange(chunkCrc, 0), chunkSize);
+    chunkSize = 0;
   }
 
   /// A full chunk waits for further bytes, since the last chunk ends differently.
   void takeChunks(unsigned char const* data, std::size_t count) {
     while (count > 0) {
-      std::size_t const room = before + kDeflateChunk - held.size();
-      if (room == 0) {
-        deflateHeld(false);
-        continue;
-      }
-      held.reserve(before + kDeflateChunk);
-      std::size_t const step = std::min(count, room);
+      if (held.size() == kChunk) deflateHeld(false);
+      held.reserve(kChunk);
+      std::size_t const step = std::min(count, kChunk - held.size());
       hold(data, step);
       data += step;
       count -= step;
@@ -212,11 +234,7 @@ struct ContentWriter::Impl {
   }
 
   void deflateHeld(bool last) {
-    Bytes const window(held.end() - static_cast<std::ptrdiff_t>(std::min(held.size(), kDeflateWindow)), held.end());
-    std::size_t const size = held.size();
-    perform(std::make_unique<ChunkTask>(delivery, effort, std::exchange(held, {}), before, last), size);
-    held = window;
-    before = window.size();
+    perform(std::make_unique<ChunkTask>(delivery, effort, std::exchange(held, {}), last), kChunk);
   }
 
   void complete() {
@@ -224,13 +242,18 @@ struct ContentWriter::Impl {
     if (inChunks)
       deflateHeld(true);
     else if (delivery->lane)
-      delivery->complete(kStored);
+      completeStored();
     else
       perform(std::make_unique<WholeTask>(delivery, effort, std::exchange(held, {})), size);
   }
+
+  void completeStored() {
+    endStoredChunk();
+    delivery->complete(kStored);
+  }
 };
 
-ContentWriter::ContentWriter(std::shared_ptr<Spool> spool, Effort effort, DeflateQueue* queue)
+ContentWriter::ContentWriter(std::shared_ptr<Spool> spool, Effort effort, TaskQueue* queue)
     : impl_(new Impl{std::make_shared<Delivery>(std::move(spool)), effort, queue}) {}
 
 ContentWriter::~ContentWriter() = default;

@@ -7,20 +7,21 @@
 
 #include "container/Deflate.hpp"
 #include "container/Spool.hpp"
+#include "io/TaskQueue.hpp"
 #include "opc/Streams.hpp"
 
 namespace opc::model::zip {
 
-/// Compresses one content into a spool. It deflates up to 8 MiB whole, and more in chunks of 1 MiB, each primed with
-/// the end of the one before. It stores the bytes uncompressed with Effort::Store, and where the first 64 KiB or the
-/// whole do not shrink. close() makes content() available. A failed write is final: further writes and close() throw it
-/// again. Destroyed unclosed, it abandons the content. Throws CouldNotSavePackage, and StreamError for a write after
-/// close().
+/// Compresses one content into a spool. It deflates up to 8 MiB whole, and more in independent chunks of 1 MiB. It
+/// stores the bytes uncompressed with Effort::Store, and where the first 64 KiB or the
+/// whole do not shrink. A content of more than one chunk has an index. close() makes content() available. A failed
+/// write is final: further writes and close() throw it again. Destroyed unclosed, it abandons the content. Throws
+/// CouldNotSavePackage, and StreamError for a write after close().
 ///
 /// With a queue, which must outlive the writer, the queue's threads compress.
 class ContentWriter final : public OutputStream {
  public:
-  ContentWriter(std::shared_ptr<Spool> spool, Effort effort, DeflateQueue* queue = nullptr);
+  ContentWriter(std::shared_ptr<Spool> spool, Effort effort, TaskQueue* queue = nullptr);
   ~ContentWriter() override;
 
   void write(void const* data, std::size_t count) override;

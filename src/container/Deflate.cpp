@@ -4,16 +4,13 @@
 #include <libdeflate.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <array>
-#include <condition_variable>
-#include <deque>
+#include <cstring>
 #include <memory>
-#include <mutex>
 #include <new>
-#include <system_error>
-#include <thread>
-#include <utility>
-#include <vector>
+
+#include "container/ChunkIndex.hpp"
 
 namespace opc::model::zip {
 namespace {
@@ -49,39 +46,65 @@ libdeflate_compressor* compressor(int level) {
   return place.get();
 }
 
-/// zlib's bound does not count the empty block that a sync flush adds.
-constexpr std::size_t kFlushRoom = 64;
-
-class ChunkStream {
+/// zlib's inflate over a finished stream, which stops at each block. It proves the stream by the way.
+class BlockScan {
  public:
-  explicit ChunkStream(int level) {
-    if (deflateInit2(&stream, level, Z_DEFLATED, -MAX_WBITS, MAX_MEM_LEVEL, Z_DEFAULT_STRATEGY) != Z_OK)
-      throw std::bad_alloc();
+  BlockScan() : room_(ChunkIndex::kChunkSize) {
+    if (inflateInit2(&stream_, -MAX_WBITS) != Z_OK) throw std::bad_alloc();
   }
-  ~ChunkStream() { deflateEnd(&stream); }
-  ChunkStream(ChunkStream const&) = delete;
-  ChunkStream& operator=(ChunkStream const&) = delete;
+  ~BlockScan() { inflateEnd(&stream_); }
+  BlockScan(BlockScan const&) = delete;
+  BlockScan& operator=(BlockScan const&) = delete;
 
-  z_stream stream{};
+  struct LastBlock {
+    std::size_t begin;  // in bits
+    std::size_t end;
+  };
+
+  /// Throws Exception unless the stream inflates to `content`.
+  LastBlock findLastBlock(Buffer& deflated, void const* content, std::size_t count) {
+    inflateReset(&stream_);
+    stream_.next_in = deflated.data.get();
+    stream_.avail_in = static_cast<uInt>(deflated.size);
+    stream_.next_out = room_.data.get();
+    stream_.avail_out = static_cast<uInt>(count);
+    LastBlock last{0, 0};
+    while (last.end == 0) {
+      if (inflate(&stream_, Z_BLOCK) != Z_OK || (stream_.data_type & kAtBlockEnd) == 0) throw notDeflated();
+      std::size_t const bit = stream_.total_in * 8 - static_cast<std::size_t>(stream_.data_type & kUnusedBits);
+      ((stream_.data_type & kInLastBlock) != 0 ? last.end : last.begin) = bit;
+    }
+    if (stream_.avail_out != 0 || std::memcmp(room_.data.get(), content, count) != 0) throw notDeflated();
+    return last;
+  }
+
+ private:
+  static constexpr int kUnusedBits = 7;
+  static constexpr int kInLastBlock = 64;
+  static constexpr int kAtBlockEnd = 128;
+
+  static Exception notDeflated() { return Exception("A chunk could not be deflated"); }
+
+  z_stream stream_{};
+  Buffer room_;
 };
 
-z_stream& chunkStream(int level) {
-  thread_local std::array<std::unique_ptr<ChunkStream>, 10> kept;
-  auto& place = kept.at(static_cast<std::size_t>(level));
-  if (!place) place = std::make_unique<ChunkStream>(level);
-  return place->stream;
+/// What joining adds at most: the rest of a block header, and the length of an empty stored block.
+constexpr std::size_t kJoinRoom = 5;
+constexpr std::array<unsigned char, 4> kEmptyStoredBlock{0x00, 0x00, 0xFF, 0xFF};
+
+/// Makes the last block of a stream an ordinary one, and ends on a byte with an empty stored block.
+void openEnd(Buffer& deflated, BlockScan::LastBlock last) {
+  unsigned char* const bytes = deflated.data.get();
+  bytes[last.begin / 8] &= static_cast<unsigned char>(~(1u << last.begin % 8));
+  std::size_t const usedBits = last.end % 8;
+  if (usedBits != 0) bytes[last.end / 8] &= static_cast<unsigned char>((1u << usedBits) - 1);
+  constexpr std::size_t kHeaderBits = 3;  // all zeros: not the last block, stored
+  std::size_t const end = (last.end + kHeaderBits + 7) / 8;
+  for (std::size_t i = (last.end + 7) / 8; i < end; ++i) bytes[i] = 0;
+  std::copy(kEmptyStoredBlock.begin(), kEmptyStoredBlock.end(), bytes + end);
+  deflated.size = end + kEmptyStoredBlock.size();
 }
-
-constexpr std::size_t kTaskSize =
-    1024;  // the memory of a task without its content, so that empty tasks are bounded too
-
-enum class Progress { Waiting, Running, Done, Failed };
-
-struct Queued {
-  std::unique_ptr<DeflateQueue::Task> task;
-  std::size_t size;
-  Progress progress = Progress::Waiting;
-};
 
 }  // namespace
 
@@ -97,135 +120,14 @@ Buffer deflateWhole(Effort effort, void const* data, std::size_t count) {
   return deflated;
 }
 
-Buffer deflateChunk(Effort effort, void const* before, std::size_t beforeCount, void const* data, std::size_t count,
-                    bool last) {
-  z_stream& stream = chunkStream(levelOf(effort));
-  Buffer deflated(deflateBound(&stream, static_cast<uLong>(count)) + kFlushRoom);
-  deflateReset(&stream);
-  if (beforeCount > 0) deflateSetDictionary(&stream, static_cast<Bytef const*>(before), static_cast<uInt>(beforeCount));
-  stream.next_in = static_cast<Bytef*>(const_cast<void*>(data));  // zlib does not write to it
-  stream.avail_in = static_cast<uInt>(count);
-  stream.next_out = deflated.data.get();
-  stream.avail_out = static_cast<uInt>(deflated.size);
-  int const result = deflate(&stream, last ? Z_FINISH : Z_SYNC_FLUSH);
-  if (result != (last ? Z_STREAM_END : Z_OK) || stream.avail_out == 0) throw Exception("A chunk could not be deflated");
-  deflated.size -= stream.avail_out;
+Buffer deflateChunk(Effort effort, void const* data, std::size_t count, bool last) {
+  libdeflate_compressor* const used = compressor(levelOf(effort));
+  Buffer deflated(libdeflate_deflate_compress_bound(used, count) + kJoinRoom);
+  deflated.size = libdeflate_deflate_compress(used, data, count, deflated.data.get(), deflated.size - kJoinRoom);
+  if (last) return deflated;
+  thread_local BlockScan scan;
+  openEnd(deflated, scan.findLastBlock(deflated, data, count));
   return deflated;
-}
-
-DeflateQueue::Task::~Task() = default;
-
-/// Entries stand in the order of delivery. Only the owner adds and removes them; threads take only waiting ones. A
-/// deque does not move its entries meanwhile.
-struct DeflateQueue::Impl {
-  std::size_t budget;
-  std::size_t held = 0;  // bytes of all entries; only the owner uses it
-  std::mutex mutex{};
-  std::condition_variable hasWork{};
-  std::condition_variable hasResult{};
-  std::deque<Queued> entries{};
-  std::size_t taken = 0;  // number of entries that threads have taken, from the front
-  bool isEnding = false;
-  std::vector<std::thread> threads{};
-
-  ~Impl() { stop(); }
-
-  void stop() {
-    {
-      std::lock_guard const lock(mutex);
-      isEnding = true;
-    }
-    hasWork.notify_all();
-    for (auto& thread : threads) thread.join();
-    threads.clear();
-    isEnding = false;
-  }
-
-  void start(std::size_t count) try {
-    threads.reserve(count);
-    while (threads.size() < count) threads.emplace_back([this] { work(); });
-  } catch (std::system_error const&) {
-    return;  // fewer threads suffice
-  }
-
-  void work() {
-    std::unique_lock lock(mutex);
-    for (;;) {
-      hasWork.wait(lock, [this] { return isEnding || taken < entries.size(); });
-      if (isEnding) return;
-      Queued& entry = entries[taken++];
-      entry.progress = Progress::Running;
-      lock.unlock();
-      bool const done = runs(*entry.task);
-      lock.lock();
-      entry.progress = done ? Progress::Done : Progress::Failed;
-      hasResult.notify_one();
-    }
-  }
-
-  static bool runs(Task& task) noexcept try {
-    task.run();
-    return true;
-  } catch (...) {
-    return false;  // runs again on the owner's thread, which receives the exception
-  }
-
-  bool isFrontDone() {
-    std::lock_guard const lock(mutex);
-    return !entries.empty() && entries.front().progress == Progress::Done;
-  }
-
-  Queued& waitForFront() {
-    std::unique_lock lock(mutex);
-    Queued& front = entries.front();
-    hasResult.wait(lock, [&] { return front.progress == Progress::Done || front.progress == Progress::Failed; });
-    return front;
-  }
-
-  void deliverFront() {
-    Queued& front = waitForFront();
-    if (front.progress == Progress::Failed) {
-      front.task->run();
-      front.progress = Progress::Done;  // no thread reads it any more
-    }
-    front.task->deliver();
-    held -= front.size;
-    std::lock_guard const lock(mutex);
-    --taken;
-    entries.pop_front();
-  }
-
-  void push(std::unique_ptr<Task> task, std::size_t size) {
-    {
-      std::lock_guard const lock(mutex);
-      entries.push_back({std::move(task), size});
-    }
-    held += size;
-    hasWork.notify_one();
-  }
-};
-
-DeflateQueue::DeflateQueue(std::size_t budget) : impl_(new Impl{budget}) {}
-
-DeflateQueue::~DeflateQueue() = default;
-
-void DeflateQueue::setThreads(std::size_t count) {
-  deliverAll();
-  impl_->stop();
-  impl_->start(count);
-}
-
-void DeflateQueue::add(std::unique_ptr<Task> task, std::size_t size) {
-  size += kTaskSize;
-  while (impl_->isFrontDone()) impl_->deliverFront();
-  while (impl_->held > 0 && impl_->held + size > impl_->budget) impl_->deliverFront();
-  if (!impl_->threads.empty()) return impl_->push(std::move(task), size);
-  task->run();
-  task->deliver();
-}
-
-void DeflateQueue::deliverAll() {
-  while (impl_->held > 0) impl_->deliverFront();
 }
 
 }  // namespace opc::model::zip

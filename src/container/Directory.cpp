@@ -37,7 +37,7 @@ std::string_view behindExtraFields(std::string_view extra) {
 
 constexpr std::uint64_t kLargestSize = INT64_MAX;  // ECMA-376-2, Annex C
 constexpr std::size_t kFirst = 1u << 20;           // the size of most directories
-constexpr std::size_t kGrowth = 4;
+constexpr std::size_t kCopyGrowth = 4;
 
 }  // namespace
 
@@ -99,7 +99,7 @@ unsigned char const* DirectoryBytes::get(std::size_t at, std::size_t count) {
 }
 
 void DirectoryBytes::growTo(std::size_t count) {
-  std::size_t const step = std::max(kFirst, filled_ > size_ / kGrowth ? size_ : filled_ * kGrowth);
+  std::size_t const step = std::max(kFirst, filled_ > size_ / kCopyGrowth ? size_ : filled_ * kCopyGrowth);
   std::size_t const target = std::min(size_, std::max(count, step));
   auto grown = std::make_unique_for_overwrite<unsigned char[]>(target);
   std::copy_n(data_.get(), filled_, grown.get());

@@ -11,6 +11,8 @@
 #include <utility>
 
 #include "container/Archive.hpp"
+#include "container/ChunkIndex.hpp"
+#include "container/ChunkedStream.hpp"
 #include "container/Faults.hpp"
 #include "container/ZipFormat.hpp"
 
@@ -224,6 +226,37 @@ class InflatingStream final : public VerifiedStream {
   Inflater inflater_;
 };
 
+/// A stream without its first bytes.
+class LaterStream final : public InputStream {
+ public:
+  LaterStream(std::uint64_t offset, std::unique_ptr<InputStream> stream) : offset_(offset), stream_(std::move(stream)) {
+    skip();
+  }
+
+  void reset() override {
+    stream_->reset();
+    skip();
+  }
+  std::size_t read(void* buffer, std::size_t count) override { return stream_->read(buffer, count); }
+  bool isEnd() override { return stream_->isEnd(); }
+  void clear() override { stream_->clear(); }
+
+ private:
+  void skip() {
+    Buffer skipped(kInputBuffer);
+    std::uint64_t left = offset_;
+    while (left > 0) {
+      auto const count = static_cast<std::size_t>(std::min<std::uint64_t>(left, skipped.size));
+      std::size_t const read = stream_->read(skipped.data.get(), count);
+      if (read == 0) return;
+      left -= read;
+    }
+  }
+
+  std::uint64_t offset_;
+  std::unique_ptr<InputStream> stream_;
+};
+
 std::unique_ptr<InputStream> makeVerifiedStream(ItemFacts facts, StoredBytes source) {
   if (facts.method == kStored) return std::make_unique<StoredStream>(std::move(facts), std::move(source));
   return std::make_unique<InflatingStream>(std::move(facts), std::move(source));
@@ -261,20 +294,34 @@ bool isReadWhole(ItemFacts const& facts) {
 
 std::unique_ptr<InputStream> makeStream(Buffer content) { return std::make_unique<MemoryStream>(std::move(content)); }
 
-std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source) {
+bool inflateExactly(std::span<unsigned char const> stored, std::span<unsigned char> content) {
+  std::size_t used = 0, produced = 0;
+  auto const result = libdeflate_deflate_decompress_ex(decompressor(), stored.data(), stored.size(), content.data(),
+                                                       content.size(), &used, &produced);
+  return result == LIBDEFLATE_SUCCESS && used == stored.size() && produced == content.size();
+}
+
+std::unique_ptr<InputStream> startingAt(std::uint64_t offset, std::unique_ptr<InputStream> stream) {
+  if (offset == 0) return stream;
+  return std::make_unique<LaterStream>(offset, std::move(stream));
+}
+
+std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source, ChunkIndex const* chunks,
+                                      std::uint64_t offset) {
   checkFacts(facts);
   if (isReadWhole(facts)) {
     Buffer stored(static_cast<std::size_t>(facts.storedSize));
     source(0, stored.data.get(), stored.size);
-    return makeStream(unpack(facts, stored.data.get()));
+    return startingAt(offset, makeStream(unpack(facts, stored.data.get())));
   }
   bool const whole = isVerifiedWhole(facts);
   if (whole && facts.size == 0) throw invalidItem(facts.name, fault::kLeftOver);
   Buffer content(whole ? static_cast<std::size_t>(facts.size) : 0);
+  if (!whole && chunks) return openChunks(std::move(facts), *chunks, std::move(source), offset);
   auto stream = makeVerifiedStream(std::move(facts), std::move(source));
-  if (!whole) return stream;
+  if (!whole) return startingAt(offset, std::move(stream));
   stream->read(content.data.get(), content.size);
-  return makeStream(std::move(content));
+  return startingAt(offset, makeStream(std::move(content)));
 }
 
 }  // namespace opc::model::zip

@@ -5,11 +5,14 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "opc/Streams.hpp"
 
 namespace opc::model::zip {
+
+class ChunkIndex;
 
 /// A fixed number of bytes, uninitialized at first.
 struct Buffer {
@@ -51,6 +54,16 @@ bool isReadWhole(ItemFacts const& facts);
 std::unique_ptr<InputStream> makeStream(Buffer content);
 
 /// The item's content, verified before the stream delivers its first or its last byte. Throws InvalidItem.
-std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source);
+/// Where an index of chunks is given, a long item is read by its chunks, from `offset` in its content on; without one,
+/// what precedes the offset is read and skipped.
+std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source, ChunkIndex const* chunks = nullptr,
+                                      std::uint64_t offset = 0);
+
+/// The stream without its first `offset` bytes, which are read and skipped; at its end where it has fewer. reset() goes
+/// back to there.
+std::unique_ptr<InputStream> startingAt(std::uint64_t offset, std::unique_ptr<InputStream> stream);
+
+/// Inflates a whole deflate stream into a content of known size. False for damaged data.
+bool inflateExactly(std::span<unsigned char const> stored, std::span<unsigned char> content);
 
 }  // namespace opc::model::zip

@@ -171,11 +171,13 @@ std::shared_ptr<Spool> Spool::borrowLane() {
 
 void Spool::giveBack() { impl_->isBorrowed = false; }
 
-std::unique_ptr<InputStream> Content::open(std::string const& name) const {
-  return openItem({name, method, storedSize, size, crc},
-                  [store = spool, begin = offset](std::uint64_t at, void* to, std::size_t count) {
-                    store->readAt(begin + at, to, count);
-                  });
+std::unique_ptr<InputStream> Content::open(std::string const& name, std::uint64_t from) const {
+  return openItem(
+      {name, method, storedSize, size, crc},
+      [store = spool, begin = offset](std::uint64_t at, void* to, std::size_t count) {
+        store->readAt(begin + at, to, count);
+      },
+      chunks.get(), from);
 }
 
 }  // namespace opc::model::zip

@@ -10,6 +10,8 @@
 
 namespace opc::model::zip {
 
+class ChunkIndex;
+
 /// The bytes behind a ContentStore. They can only be appended. They stay in memory up to a limit; beyond it they go
 /// into one temporary file (mode 0600, unlinked at once). The file is in `directory` (UTF-8), or in the system's
 /// temporary directory if `directory` is empty or may not be written. A failed append changes nothing. One thread at a
@@ -52,10 +54,11 @@ struct Content {
   std::uint64_t storedSize = 0;
   std::uint64_t size = 0;
   std::uint32_t crc = 0;
-  std::uint16_t method = 0;  // 0 stored, 8 deflated
+  std::uint16_t method = 0;                    // 0 stored, 8 deflated
+  std::shared_ptr<ChunkIndex const> chunks{};  // null where the content has one chunk at most
 
-  /// The content, inflated and verified as Archive::openContent does it. `name` is for messages.
-  std::unique_ptr<InputStream> open(std::string const& name) const;
+  /// The content from that offset on, inflated and verified as Archive::openContent does it. `name` is for messages.
+  std::unique_ptr<InputStream> open(std::string const& name, std::uint64_t from = 0) const;
 };
 
 }  // namespace opc::model::zip

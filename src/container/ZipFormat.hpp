@@ -38,6 +38,7 @@ inline constexpr std::uint16_t kMaskedFlag = 1u << 13;
 
 inline constexpr std::uint16_t kZip64Extra = 0x0001;
 inline constexpr std::uint16_t kUnicodePathExtra = 0x7075;
+inline constexpr std::uint16_t kChunksExtra = 0x437A;  // our own, of no registered meaning: a ChunkIndex
 
 // A number that is too large for its place is this, and stands in the zip64 field or record.
 inline constexpr std::uint16_t kIn64Short = 0xFFFF;

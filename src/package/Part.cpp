@@ -96,8 +96,10 @@ std::uint64_t Part::getSize() const { return state().contents.sizeOf(state().par
 
 std::uint64_t Part::getStoredSize() const { return state().contents.storedSizeOf(state().parts.get(getName())); }
 
-std::unique_ptr<InputStream> Part::getInputStream() const {
-  return state().contents.open(state().parts.get(getName()));
+std::unique_ptr<InputStream> Part::getInputStream() const { return getInputStreamAt(0); }
+
+std::unique_ptr<InputStream> Part::getInputStreamAt(std::uint64_t offset) const {
+  return state().contents.open(state().parts.get(getName()), offset);
 }
 
 std::unique_ptr<OutputStream> Part::getOutputStream() const {

@@ -58,16 +58,16 @@ void PartContents::setPieces(PartRecord& record, Pieces pieces) {
   pieces_.push_back(std::move(pieces));
 }
 
-std::unique_ptr<InputStream> PartContents::open(PartIndex::iterator part) {
+std::unique_ptr<InputStream> PartContents::open(PartIndex::iterator part, std::uint64_t offset) {
   PartRecord& record = part->second;
   refresh(record);
   switch (record.place) {
     case Place::Archive:
-      return archive_->openContent(record.number);
+      return archive_->openContent(record.number, offset);
     case Place::Pieces:
-      return openPieces(archive_, piecesOf(record));
+      return zip::startingAt(offset, openPieces(archive_, piecesOf(record)));
     case Place::Store:
-      return store_.read(record.number, std::string(part->first.text()));
+      return store_.read(record.number, std::string(part->first.text()), offset);
     case Place::Nowhere:
     case Place::Outdated:
       break;

@@ -63,7 +63,7 @@ class PartContents {
   std::shared_ptr<zip::Archive const> const& archive() const { return archive_; }
   Pieces const& piecesOf(PartRecord const& record) const { return pieces_[record.number]; }
 
-  std::unique_ptr<InputStream> open(PartIndex::iterator part);
+  std::unique_ptr<InputStream> open(PartIndex::iterator part, std::uint64_t offset = 0);
   std::uint64_t sizeOf(PartIndex::iterator part);
   std::uint64_t storedSizeOf(PartIndex::iterator part);
   /// The content of a part that is not in the archive; empty before the first write.

@@ -12,6 +12,9 @@
 
 #include "container/ArchiveWriter.hpp"
 #include "container/AtomicFile.hpp"
+#include "container/ChunkIndex.hpp"
+#include "container/Directory.hpp"
+#include "container/ZipFormat.hpp"
 #include "container/ZipTestSupport.hpp"
 #include "opc/model/ContainerExceptions.hpp"
 #include "support/TestSupport.hpp"
@@ -142,6 +145,36 @@ TEST(ArchiveWriter, CopiesItemsAsTheyAre) {
   odd.local.method = odd.central.method = 14;
   std::string const bytes = RawArchive{{item, odd, storedItem("long", mixed(kLong))}}.build();
   EXPECT_TRUE(copyOf(bytes) == bytes);
+}
+
+TEST(ArchiveWriter, GivesLongContentsAnIndexOfTheirChunks) {
+  auto const archive = openBytes(
+      archiveOf({{"short", compressible(8u << 20)}, {"deflated", mixed(kLong)}, {"stored", incompressible(kLong)}}));
+  EXPECT_FALSE(findExtraField(archive->entry(0).extra, kChunksExtra));
+  for (std::size_t const i : {1u, 2u}) {
+    Entry const entry = archive->entry(i);
+    auto const field = findExtraField(entry.extra, kChunksExtra);
+    ASSERT_TRUE(field) << entry.name;
+    auto const index = ChunkIndex::fromField(*field, entry.storedSize, entry.size);
+    ASSERT_TRUE(index) << entry.name;
+    EXPECT_EQ(index->chunkAt(entry.size - 1).begin, kLong >> 20 << 20);
+  }
+}
+
+TEST(ArchiveWriter, WritesIndexesThatGiveNoWrongByteWhateverBecomesOfThem) {
+  std::string const content = mixed(kLong), bytes = archiveOf({{"long", content}});
+  auto const field = findExtraField(openBytes(bytes)->entry(0).extra, kChunksExtra);
+  std::size_t const at = bytes.rfind(*field);
+  ASSERT_NE(at, bytes.npos);
+  for (std::size_t i = 0; i < field->size(); i += i < 16 ? 1 : 5) {
+    std::string forged = bytes;
+    forged[at + i] = static_cast<char>(forged[at + i] ^ 1 << i % 8);
+    try {
+      EXPECT_TRUE(contentOf(*openBytes(forged), "long") == content) << i;
+    } catch (InvalidItem const&) {
+      SUCCEED();  // also right
+    }
+  }
 }
 
 TEST(ArchiveWriter, CopiesAnArchiveOfItsOwnToTheSameBytes) {

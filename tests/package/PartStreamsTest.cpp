@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cstddef>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "opc/model/Exceptions.hpp"
 #include "package/ModelSamples.hpp"
@@ -47,6 +50,28 @@ TEST(PartStreams, CarryLargeParts) {
   package->save();
   EXPECT_EQ(read(large), text);
   EXPECT_EQ(read(small), "s");
+}
+
+TEST(PartStreams, BeginWhereTheyAreAskedToWhateverThePart) {
+  auto const package = Package::createInMemory();
+  std::string const noisy = noise(9u << 20), shrinking = std::string(5u << 20, 'x') + noise(4u << 20), short_ = "short";
+  std::vector<std::pair<Part, std::string>> const parts = {{create(*package, u"/noise", noisy), noisy},
+                                                           {create(*package, u"/shrinks", shrinking), shrinking},
+                                                           {create(*package, u"/short", short_), short_},
+                                                           {create(*package, u"/empty"), ""}};
+  for (bool const isSaved : {false, true}) {
+    if (isSaved) package->save();
+    for (auto const& [part, text] : parts)
+      for (std::size_t const offset :
+           {std::size_t{0}, std::size_t{3}, std::size_t{(5u << 20) - 1}, text.size(), text.size() + 1}) {
+        auto const stream = part.getInputStreamAt(offset);
+        std::string const expected = text.substr(std::min(offset, text.size()));
+        EXPECT_TRUE(zt_test::readAll(*stream) == expected) << part.getName().toString().size() << " " << offset;
+        EXPECT_TRUE(stream->isEnd());
+        stream->reset();
+        EXPECT_TRUE(zt_test::readAll(*stream) == expected);
+      }
+  }
 }
 
 TEST(PartStreams, OfTwoPartsMayBeWrittenInTurns) {

@@ -37,6 +37,13 @@ TEST(PieceName, RefusesWhatOnlyLooksLikeOne) {
     EXPECT_FALSE(detail::parsePieceName(name)) << name;
 }
 
+TEST(Pieces, AreReadFromAnywhere) {
+  Part const part = samples::open(interleaved())->getPart(PartName(u"/a.xml"));
+  EXPECT_EQ(zt_test::readAll(*part.getInputStreamAt(2)), "e two");
+  EXPECT_EQ(zt_test::readAll(*part.getInputStreamAt(5)), "wo");
+  EXPECT_EQ(zt_test::readAll(*part.getInputStreamAt(8)), "");
+}
+
 TEST(Pieces, AreReadAsOnePart) {
   auto const package = samples::open(interleaved());
   EXPECT_EQ(package->getPartNames(), (std::vector<PartName>{PartName(u"/a.xml"), PartName(u"/b.xml")}));

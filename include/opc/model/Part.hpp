@@ -65,6 +65,10 @@ class ZT_API Part : public RelationshipSource {
   /// Opening or reading throws InvalidItem for damaged content, CouldNotOpenPackage where the file can no longer be
   /// read.
   std::unique_ptr<InputStream> getInputStream() const;
+  /// The same from that offset in bytes on, or at its end where the part is shorter; reset() goes back to there. Of a
+  /// part above 8 MiB that this library wrote, only the chunks of 1 to 8 MiB that are wanted are read, each verified by
+  /// a CRC of its own; of others, what precedes the offset is read and skipped.
+  std::unique_ptr<InputStream> getInputStreamAt(std::uint64_t offset) const;
 
   /// A stream that replaces the part's bytes, owned by the caller, who closes it. The new bytes take effect at close();
   /// until then, and when writing or close() fails, the part keeps its former bytes. At most one is open for a part.

@@ -12,18 +12,13 @@
 #include <utility>
 #include <vector>
 
-#include "container/ContentWriter.hpp"
-#include "container/Deflate.hpp"
-#include "container/ZipTestSupport.hpp"
+#include "io/TaskQueue.hpp"
 #include "opc/Exception.hpp"
-#include "support/TestSupport.hpp"
 
-namespace opc::model::zip {
+namespace opc {
 namespace {
-using namespace zt_test;
-
 /// Does what a test says.
-class Task final : public DeflateQueue::Task {
+class Task final : public TaskQueue::Task {
  public:
   Task(std::function<void()> work, std::function<void()> result) : work_(std::move(work)), result_(std::move(result)) {}
   void run() override { work_(); }
@@ -33,21 +28,21 @@ class Task final : public DeflateQueue::Task {
   std::function<void()> work_, result_;
 };
 
-void add(DeflateQueue& queue, std::function<void()> work, std::function<void()> result, std::size_t size = 1) {
+void add(TaskQueue& queue, std::function<void()> work, std::function<void()> result, std::size_t size = 1) {
   queue.add(std::make_unique<Task>(std::move(work), std::move(result)), size);
 }
 
-TEST(DeflateQueue, RunsAndDeliversAtOnceWithoutThreads) {
-  DeflateQueue queue;
+TEST(TaskQueue, RunsAndDeliversAtOnceWithoutThreads) {
+  TaskQueue queue;
   std::string order;
   add(
       queue, [&] { order += "r"; }, [&] { order += "d"; });
   EXPECT_EQ(order, "rd");
 }
 
-TEST(DeflateQueue, DeliversInOrderAndInTheOwnersThread) {
+TEST(TaskQueue, DeliversInOrderAndInTheOwnersThread) {
   for (std::size_t const threads : {1u, 2u, 5u}) {
-    DeflateQueue queue;
+    TaskQueue queue;
     queue.setThreads(threads);
     std::vector<int> delivered;
     for (int i = 0; i < 200; ++i) {
@@ -64,8 +59,8 @@ TEST(DeflateQueue, DeliversInOrderAndInTheOwnersThread) {
   }
 }
 
-TEST(DeflateQueue, RunsTasksSideBySide) {
-  DeflateQueue queue;
+TEST(TaskQueue, RunsTasksSideBySide) {
+  TaskQueue queue;
   queue.setThreads(2);
   std::atomic<int> running = 0;
   auto const meet = [&] {
@@ -78,8 +73,8 @@ TEST(DeflateQueue, RunsTasksSideBySide) {
   EXPECT_EQ(running, 2);
 }
 
-TEST(DeflateQueue, HoldsNoMoreThanItsBudget) {
-  DeflateQueue queue(10'000);
+TEST(TaskQueue, HoldsNoMoreThanItsBudget) {
+  TaskQueue queue(10'000);
   queue.setThreads(2);
   int held = 0, most = 0;
   for (int i = 0; i < 100; ++i) {
@@ -92,8 +87,8 @@ TEST(DeflateQueue, HoldsNoMoreThanItsBudget) {
   EXPECT_EQ(held, 0);
 }
 
-TEST(DeflateQueue, TakesATaskLargerThanItsBudgetAlone) {
-  DeflateQueue queue(10);
+TEST(TaskQueue, TakesATaskLargerThanItsBudgetAlone) {
+  TaskQueue queue(10);
   queue.setThreads(2);
   int delivered = 0;
   for (int i = 0; i < 3; ++i)
@@ -104,8 +99,8 @@ TEST(DeflateQueue, TakesATaskLargerThanItsBudgetAlone) {
   EXPECT_EQ(delivered, 3);
 }
 
-TEST(DeflateQueue, ThrowsInTheOwnersThreadWhatWorkThrowsAndTriesAgain) {
-  DeflateQueue queue;
+TEST(TaskQueue, ThrowsInTheOwnersThreadWhatWorkThrowsAndTriesAgain) {
+  TaskQueue queue;
   queue.setThreads(1);
   std::atomic<int> failures = 3;
   bool delivered = false;
@@ -120,8 +115,8 @@ TEST(DeflateQueue, ThrowsInTheOwnersThreadWhatWorkThrowsAndTriesAgain) {
   EXPECT_TRUE(delivered);
 }
 
-TEST(DeflateQueue, DeliversAgainWhatCouldNotBeDelivered) {
-  DeflateQueue queue;
+TEST(TaskQueue, DeliversAgainWhatCouldNotBeDelivered) {
+  TaskQueue queue;
   queue.setThreads(1);
   std::atomic<bool> mayRun = false;  // so that it is not delivered before the second is there
   bool fails = true;
@@ -142,10 +137,10 @@ TEST(DeflateQueue, DeliversAgainWhatCouldNotBeDelivered) {
   EXPECT_EQ(order, "12");
 }
 
-TEST(DeflateQueue, DropsWhatIsNotDelivered) {
+TEST(TaskQueue, DropsWhatIsNotDelivered) {
   std::atomic<int> delivered = 0;
   {
-    DeflateQueue queue;
+    TaskQueue queue;
     queue.setThreads(2);
     for (int i = 0; i < 20; ++i)
       add(
@@ -155,8 +150,8 @@ TEST(DeflateQueue, DropsWhatIsNotDelivered) {
   EXPECT_EQ(delivered, 0);
 }
 
-TEST(DeflateQueue, ChangesItsNumberOfThreadsBetweenTasks) {
-  DeflateQueue queue;
+TEST(TaskQueue, ChangesItsNumberOfThreadsBetweenTasks) {
+  TaskQueue queue;
   int delivered = 0;
   for (std::size_t const threads : {2u, 0u, 1u, 4u, 4u}) {
     queue.setThreads(threads);
@@ -168,55 +163,5 @@ TEST(DeflateQueue, ChangesItsNumberOfThreadsBetweenTasks) {
   EXPECT_EQ(delivered, 50);
 }
 
-Content written(std::shared_ptr<Spool> const& spool, std::string const& bytes, DeflateQueue& queue) {
-  ContentWriter writer(spool, Effort::Default, &queue);
-  for (std::size_t at = 0; at < bytes.size(); at += 300'000)
-    writer.write(bytes.data() + at, std::min<std::size_t>(300'000, bytes.size() - at));
-  writer.close();
-  return writer.content();
-}
-
-TEST(DeflateQueue, GivesTheSameStoredBytesForAnyNumberOfThreads) {
-  auto const spool = makeSpool();
-  for (std::size_t const size : {0u, 1u, 100'000u, (8u << 20) + 1, 11u << 20}) {
-    std::string const bytes = mixed(size), expected = storedBytes(makeContent(spool, bytes));
-    for (std::size_t const threads : {0u, 1u, 2u, 7u}) {
-      DeflateQueue queue;
-      queue.setThreads(threads);
-      Content const content = written(spool, bytes, queue);
-      EXPECT_TRUE(storedBytes(content) == expected) << size << " " << threads;
-      EXPECT_TRUE(contentOf(content) == bytes);
-    }
-  }
-}
-
-TEST(DeflateQueue, KeepsContentsApartThatAreWrittenInTurns) {
-  auto const spool = makeSpool();
-  DeflateQueue queue;
-  queue.setThreads(2);
-  std::string const a = compressible(12u << 20), b = mixed(12u << 20);
-  ContentWriter first(spool, Effort::Default, &queue), second(spool, Effort::Default, &queue);
-  for (std::size_t at = 0; at < a.size(); at += 1u << 20) {
-    first.write(a.data() + at, 1u << 20);
-    second.write(b.data() + at, 1u << 20);
-  }
-  std::string texts[2];
-  first.closeLater([&](Content const& content) { texts[0] = contentOf(content); });
-  second.closeLater([&](Content const& content) { texts[1] = contentOf(content); });
-  queue.deliverAll();
-  EXPECT_TRUE(texts[0] == a);
-  EXPECT_TRUE(texts[1] == b);
-}
-
-TEST(DeflateQueue, ForgetsAContentThatIsAbandoned) {
-  auto const spool = makeSpool();
-  DeflateQueue queue;
-  queue.setThreads(2);
-  std::string const bytes = compressible(12u << 20);
-  { ContentWriter(spool, Effort::Default, &queue).write(bytes.data(), bytes.size()); }
-  Content const next = written(spool, bytes, queue);
-  EXPECT_TRUE(contentOf(next) == bytes);
-}
-
 }  // namespace
-}  // namespace opc::model::zip
+}  // namespace opc
