@@ -56,6 +56,14 @@ bool CharsetDecoder::isSingleByte() const {
   return ucnv_getMinCharSize(converter_.get()) == 1 && ucnv_getMaxCharSize(converter_.get()) == 1;
 }
 
+// The sets that switch between others are of other types, and none of this type that has the line feed of ASCII uses
+// its byte within characters.
+bool CharsetDecoder::endsLinesAsASCII() {
+  bool isLineFeed = false;
+  decode("\n", [&isLineFeed](std::u16string_view piece) { return isLineFeed = piece == u"\n"; });
+  return isLineFeed && ucnv_getType(converter_.get()) == UCNV_MBCS;
+}
+
 void CharsetDecoder::decode(std::string_view bytes, Piece const& take) {
   ucnv_resetToUnicode(converter_.get());
   std::vector<char16_t> units(kUnitsAtOnce);

@@ -30,6 +30,9 @@ class CharsetDecoder {
   /// Whether each byte is one character, regardless of the bytes around it.
   bool isSingleByte() const;
 
+  /// Whether text can be decoded line by line: the byte of a line feed is nothing else, and changes nothing.
+  bool endsLinesAsASCII();
+
   /// Decodes all of `bytes` and hands one piece after the other to `take` until that returns false. Each call starts
   /// afresh. Throws opc::UndecodableText, which names the position of the first invalid byte.
   void decode(std::string_view bytes, Piece const& take);

@@ -103,6 +103,21 @@ bool isText(CharsetDecoder& decoder, std::string_view bytes) {
   return good;
 }
 
+// Layout, the escape sequences of terminals, and the end of files of DOS are no such controls.
+bool isControlOfNoText(char16_t c) {
+  constexpr std::u16string_view kAllowed = u"\b\t\n\v\f\r\x1A\x1B";
+  return isNoText(c) || c == 0x7F || (c < 0x20 && kAllowed.find(c) == kAllowed.npos);
+}
+
+void throwIfNoTextOf(std::string const& charset, std::string_view bytes) {
+  CharsetDecoder(charset, CharsetDecoder::Invalid::Throw).decode(bytes, [&charset](std::u16string_view piece) {
+    auto const control = std::find_if(piece.begin(), piece.end(), isControlOfNoText);
+    if (control == piece.end()) return true;
+    std::string const shown = opc::toASCIIString(opc::escapeForDisplay(std::u16string(1, *control)));
+    throw UndecodableText("In " + charset + " the text would hold the control character " + shown);
+  });
+}
+
 bool isTextOf(std::string const& charset, std::string_view bytes) {
   try {
     CharsetDecoder decoder(charset, CharsetDecoder::Invalid::Throw);
@@ -241,16 +256,29 @@ std::string LegacyText::charset() const {
   return charset;
 }
 
+// Steps 1 to 4 of detect_charset; empty for any other text.
+std::string unicodeCharset(std::string_view text) {
+  if (std::string const charset = markedCharset(text); !charset.empty()) return throwIfNot(charset, text), charset;
+  for (std::string const& charset : {guessWideCharset(text), guessEscapedCharset(text)})
+    if (!charset.empty() && isTextOf(charset, text)) return charset;
+  return opc::unicode::utf8Prefix(text) == text.size() ? kUTF8 : std::string();
+}
+
 }  // namespace
 
 std::string detect_charset(char const* bytes, std::size_t count, std::ostream&, std::u16string const&) {
   std::string_view const text(bytes, count);
-  if (std::string const charset = markedCharset(text); !charset.empty()) return throwIfNot(charset, text), charset;
-  for (std::string const& charset : {guessWideCharset(text), guessEscapedCharset(text)})
-    if (!charset.empty() && isTextOf(charset, text)) return charset;
-  if (opc::unicode::utf8Prefix(text) == count) return kUTF8;
+  if (std::string charset = unicodeCharset(text); !charset.empty()) return charset;
   if (isMarkCut(text)) throw UndecodableText("The byte-order mark of the text is cut");
   return LegacyText(text).charset();
+}
+
+std::string detect_unicode_or(char const* bytes, std::size_t count, std::string const& charset) {
+  std::string_view const text(bytes, count);
+  if (std::string found = unicodeCharset(text); !found.empty()) return found;
+  throwIfNoTextOf(charset, text);
+  if (holdsUtf8(sampleOf(text), charset)) throwIfNot(kUTF8, text);
+  return charset;
 }
 
 }  // namespace fl::i18n

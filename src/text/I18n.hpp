@@ -26,6 +26,11 @@ namespace fl::i18n {
 /// does not have. `diagnostics` and `name` are not used: what was found is the result, and the caller knows the name.
 std::string detect_charset(char const* bytes, std::size_t count, std::ostream& diagnostics, std::u16string const& name);
 
+/// The same for text that is in `charset` where steps 1 to 4 find nothing else. Throws opc::UndecodableText for an
+/// unknown character set, and where the text is not in it: bytes without a character, controls that text does not have,
+/// and words that make more sense as UTF-8.
+std::string detect_unicode_or(char const* bytes, std::size_t count, std::string const& charset);
+
 /// Converts text of one character set to UTF-16. A byte-order mark is text like any other where the name of the
 /// character set says the byte order ("UTF-16LE"). One thread at a time.
 class codecvt_string_to_ustring {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <iosfwd>
 #include <memory>
 #include <string>
@@ -75,6 +76,54 @@ class ZT_API FileContentSource final : public IContentSource {
  private:
   std::shared_ptr<std::istream> file_;
   std::unique_ptr<StreamContentSource> inner_;  // declared after file_: it goes first
+};
+
+/// The character set of one text.
+struct TextFinding {
+  std::string charset = {};  ///< "UTF-8" also for plain ASCII; empty if it is unknown
+  std::string reason = {};   ///< why it is unknown; empty if it is known
+};
+
+/// Text of another content source: as UTF-8 if its character set is known, otherwise byte for byte. UTF-8 stays byte
+/// for byte too, and a byte-order mark is neither added nor removed. The content type of a known text gains the
+/// parameter that UDEToUTF8Transform gives it; that of an unknown text stays as it is.
+///
+/// Text that is neither UTF-8 nor marked or evident UTF-16 or UTF-32 is in the character set that the caller names.
+/// Without a name the set must be evident, as for UDEToUTF8Transform.
+///
+/// The first call of any function reads the source. Up to 8 MiB are held in memory and read once. A longer text is
+/// read twice, in pieces, which reset() of its stream must allow. One thread at a time.
+class ZT_API TextContentSource final : public IContentSource {
+ public:
+  /// Throws opc::Exception for a null source and opc::UndecodableText for a name that ICU does not know; an empty name
+  /// is none.
+  explicit TextContentSource(std::unique_ptr<IContentSource> source, std::string charset = {});
+  ~TextContentSource() override;
+
+  /// Whether a text may be said to be in this character set. Case and punctuation of names do not matter.
+  static bool isKnownCharset(std::string const& name);
+
+  /// What the text was found to be in. This and the other functions throw what the wrapped source throws.
+  TextFinding const& getFinding();
+  model::ContentType getContentType() override;
+  InputStream& getInputStream() override;
+
+ private:
+  class Text;
+
+  Text& text();
+
+  std::unique_ptr<IContentSource> source_;
+  std::string charset_;
+  std::unique_ptr<Text> text_;  // reads from source_ and goes first; empty until it is needed
+};
+
+/// How operations that add files treat texts (FileSystemManager::setTextConversion).
+struct TextConversion {
+  std::string charset = {};  ///< of texts that are not UTF-8, by a name that ICU knows; empty to find it out
+  /// Called for each text, before its entry is made, on the thread that adds it; may be empty. What it throws ends the
+  /// operation without that entry.
+  std::function<void(std::u16string const& sourcePath, TextFinding const& finding)> report = {};
 };
 
 }  // namespace opc::ztservices

@@ -200,11 +200,17 @@ class ZT_API FileSystemManager : public model::DataManager {
 
   // ---- adding from and extracting to a disk
 
+  /// From now on the operations that add files with TransformMode::Transform store a text as TextContentSource does, so
+  /// that a text of an unknown character set stays byte for byte instead of ending the operation. Throws
+  /// opc::UndecodableText for an unknown character set, and then changes nothing.
+  void setTextConversion(TextConversion conversion);
+
   /// Adds one file with its permissions and time, and returns its entry. Throws CouldNotOpenFile,
   /// CouldNotGetPermissions, CouldNotGetLastModifiedTime, FileSystemEntryAlreadyExists, InvalidEntryName,
   /// model::PackageIsReadOnly. The content type follows from the name (ContentTypes.hpp). With TransformMode::Transform
   /// a file whose content type equals getTextContentType() becomes UTF-8; opc::UndecodableText where that cannot be
-  /// done. When reading, transforming or writing the content fails, the entry stays, with an empty part.
+  /// done, unless setTextConversion() was called. When reading, transforming or writing the content fails, the entry
+  /// stays, with an empty part; what setTextConversion() makes throw comes before the entry.
   FileSystemEntry addFile(std::u16string const& sourcePath, std::u16string const& path, TransformMode mode);
   /// The same for a content source, which the manager owns from now on and reads to its end, with the content type of
   /// the source. The permissions and the time may be unknown. opc::Exception for a null source.
@@ -335,6 +341,8 @@ class ZT_API FileSystemManager : public model::DataManager {
   enum class LinkRule { Follow, Refuse };
   FileSystemEntry addFileFromDisk(std::u16string const& sourcePath, std::u16string const& path, TransformMode mode,
                                   LinkRule rule);
+  std::unique_ptr<IContentSource> convertText(std::unique_ptr<IContentSource> source,
+                                              std::u16string const& sourcePath) const;
   FileSystemEntry addFileInternal(std::unique_ptr<IContentSource> source, std::u16string const& path,
                                   Perms::Perms_tag permissions, boost::posix_time::ptime const& time);
   void addLinkInternal(FileSystemOps& ops, std::u16string const& sourceRoot, std::u16string const& file,
@@ -366,6 +374,7 @@ class ZT_API FileSystemManager : public model::DataManager {
   mutable std::unique_ptr<FileSystemTree> tree_;  // replaced by loading, which const operations do at first use
   std::unique_ptr<FileSystemManifest> manifest_;
   bool saveV1Manifest_ = false;
+  std::optional<TextConversion> textConversion_;  // absent: UDEToUTF8Transform
   std::string encryptionAlgorithm_;
   std::shared_ptr<IVGenerator> ivGenerator_;  // empty until encryption is enabled, as are
   std::shared_ptr<IEncryptor> encryptor_;     // this one

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "crypto/CipherTransforms.hpp"
+#include "opc/Strings.hpp"
 #include "opc/ztservices/ContentTypes.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "opc/ztservices/Transforms.hpp"
@@ -67,10 +68,25 @@ FileSystemEntry FileSystemManager::addFileFromDisk(std::u16string const& sourceP
     file = source_->FileSystemOps::openForAdding(sourcePath);
   std::unique_ptr<IContentSource> source =
       std::make_unique<FileContentSource>(sourcePath, type, std::move(file.content));
-  if (mode == TransformMode::Transform && source->getContentType() == getTextContentType())
-    source = std::make_unique<UDEToUTF8Transform>(std::move(source));
   throwIfIncomplete(file);
+  if (mode == TransformMode::Transform && source->getContentType() == getTextContentType())
+    source = convertText(std::move(source), sourcePath);
   return addFileInternal(std::move(source), normal, file.permissions, file.time);
+}
+
+void FileSystemManager::setTextConversion(TextConversion conversion) {
+  if (!conversion.charset.empty() && !TextContentSource::isKnownCharset(conversion.charset))
+    throw UndecodableText("Unknown character set: " + conversion.charset);
+  textConversion_ = std::move(conversion);
+}
+
+std::unique_ptr<IContentSource> FileSystemManager::convertText(std::unique_ptr<IContentSource> source,
+                                                               std::u16string const& sourcePath) const {
+  if (!textConversion_) return std::make_unique<UDEToUTF8Transform>(std::move(source));
+  auto text = std::make_unique<TextContentSource>(std::move(source), textConversion_->charset);
+  TextFinding const& finding = text->getFinding();
+  if (textConversion_->report) textConversion_->report(sourcePath, finding);
+  return text;
 }
 
 FileSystemEntry FileSystemManager::addFile(std::unique_ptr<IContentSource> source, std::u16string const& path,
