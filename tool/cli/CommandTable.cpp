@@ -100,6 +100,32 @@ Options keyOptions(KeyOptions& key, std::string const& ask) {
   return options;
 }
 
+/// How texts are stored. `--text-unknown` and `--text-charset` would have no effect alone.
+Options textOptions(StoringOptions& options) {
+  Options all{flag({"--text-to-utf8"}, "Convert text files (.txt, .tq) to UTF-8", options.textToUTF8),
+              valued({"--text-charset"}, "NAME",
+                     "The character set of texts that are not UTF-8, such as windows-1252; without it each text is "
+                     "examined",
+                     &options.textCharset),
+              valued({"--text-unknown"}, "keep|fail",
+                     "With a text whose character set is unknown: keep its bytes and say so (the default), or fail",
+                     [&options](std::string const& word) { options.failOnUnknownText = word == "fail"; })};
+  for (OptionDescription& option : all)
+    if (option.value) option.needs = "--text-to-utf8";
+  all[1].refusesEmpty = true;
+  return all;
+}
+
+Options listingOptions(StoringOptions& options) {
+  Options all{
+      flag({"-n", "--dry-run"}, "Check everything, print the paths that would be stored, and write nothing",
+           options.dryRun),
+      flag({"-v", "--verbose"}, "Print the paths that are stored, texts with their character sets", options.verbose),
+      flag({"--json"}, "Print the same as a JSON array of objects, for programs", options.json)};
+  all[1].alternatives = all[2].alternatives = "form";
+  return all;
+}
+
 Options progressOptions(bool& progress, bool& quiet) {
   return {clearing({"--no-progress"}, "Show no progress bar", progress),
           flag({"-q", "--quiet"}, "Print nothing but errors", quiet)};
@@ -140,18 +166,15 @@ CommandDescription packCommand() {
                        options->skipOutsideLinks),
                   valued({"-l", "--level"}, "fast|default|small",
                          "How hard to compress: fast, by default, or to a small package",
-                         [options](std::string const& name) { options->level = levelOf(name); }),
-                  flag({"--text-to-utf8"}, "Convert text files (.txt, .tq) to UTF-8", options->textToUTF8)} +
-          keyOptions(options->key, "Encrypt, and ask for a password on the terminal") +
+                         [options](std::string const& name) { options->level = levelOf(name); })} +
+          textOptions(*options) + keyOptions(options->key, "Encrypt, and ask for a password on the terminal") +
           inGroup("Encryption",
                   {valued({"--iv"}, "random|deterministic", "How initialization vectors are made: random, or a counter",
                           &options->ivMode),
                    valued({"--iv-prefix"}, "HEX",
                           "The prefix of deterministic vectors: 16 hexadecimal digits, never used before with this key",
                           &options->ivPrefix)}) +
-          propertyOptions(options->properties) +
-          Options{flag({"-n", "--dry-run"}, "Check everything, print the paths that would be stored, and write nothing",
-                       options->dryRun)} +
+          propertyOptions(options->properties) + listingOptions(*options) +
           progressOptions(options->progress, options->quiet),
       .action = [options](Output& out) { pack(*options, out); },
       .package = &options->package,
@@ -170,12 +193,11 @@ CommandDescription addCommand() {
                     argument("SOURCE", "A file, directory or link to add under its own name", &options->sources)},
       .options = helpOption() +
                  Options{valued({"-t", "--to"}, "PATH",
-                                "The folder of the package to add to, created if missing (default: /)", &options->to),
-                         flag({"--text-to-utf8"}, "Convert text files (.txt, .tq) to UTF-8", options->textToUTF8)} +
-                 keyOptions(options->key, kAsk) +
+                                "The folder of the package to add to, created if missing (default: /)", &options->to)} +
+                 textOptions(*options) + keyOptions(options->key, kAsk) +
                  Options{flag({"-f", "--force"}, "Replace files and links that are in the package", options->force)} +
-                 progressOptions(options->progress, options->quiet),
-      .action = [options](Output&) { add(*options); },
+                 listingOptions(*options) + progressOptions(options->progress, options->quiet),
+      .action = [options](Output& out) { add(*options, out); },
       .package = &options->package,
   };
 }

@@ -10,7 +10,7 @@
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"
 #include "commands/Commands.hpp"
-#include "commands/TreeAdding.hpp"
+#include "commands/Storing.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
 
@@ -133,23 +133,34 @@ std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, 
   return sources;
 }
 
+void printSkipped(std::vector<Source> const& sources) {
+  for (Source const& source : sources)
+    for (std::u16string const& path : source.tree->skippedOwn())
+      std::cerr << "ztpkg: add: left out " << shown(source.tree->diskPath(path)) << ", which is the package itself\n";
+}
+
 void printSummary(std::vector<Source> const& sources, std::u16string const& package, Progress const& progress) {
   Entries added{0, 0, 0, progress.done().bytes};
   for (Source const& source : sources) {
     added.files += source.tree->fileCount();
     added.folders += source.tree->folders().size();
     added.links += source.tree->linkCount();
-    for (std::u16string const& path : source.tree->skippedOwn())
-      std::cerr << "ztpkg: add: left out " << shown(source.tree->diskPath(path)) << ", which is the package itself\n";
   }
   std::cerr << "added " << entriesText(added, "folder") << ", the package now has " << sizeText(sizeOfFile(package))
             << ", " << secondsText(progress.elapsed()) << '\n';
 }
 
+std::vector<SourceTree const*> treesOf(std::vector<Source> const& sources) {
+  std::vector<SourceTree const*> trees;
+  for (Source const& source : sources) trees.push_back(source.tree.get());
+  return trees;
+}
+
 }  // namespace
 
-void add(AddOptions const& options) {
+void add(AddOptions const& options, Output& out) {
   noteSignals();
+  Storing storing(options, "add");
   auto const package = openFileSystem(options.package, AccessMode::ReadWrite);
   opc::LocalFileSystemOps disk;
   TreeInTurn selector(disk);
@@ -160,15 +171,21 @@ void add(AddOptions const& options) {
   Addition addition(manager, options.force);
   Progress progress(options.progress && !options.quiet);
   std::vector<Source> const sources = survey(disk, options, addition, progress);
-  addition.removeReplaced();
+  if (!options.dryRun) addition.removeReplaced();
   for (Source const& source : sources) {
     selector.take(*source.tree);
-    addTree(manager, *source.tree, options.textToUTF8);
+    if (options.dryRun)
+      storing.examine(*source.tree, progress);
+    else
+      storing.add(manager, *source.tree);
   }
+  storing.throwIfRefused();
   throwIfInterrupted();
-  package->save();
+  if (!options.dryRun) package->save();
   progress.finish();
-  if (!options.quiet) printSummary(sources, fromArgument(options.package), progress);
+  if (!options.quiet) printSkipped(sources);
+  storing.print(treesOf(sources), out);
+  if (!options.quiet && !options.dryRun) printSummary(sources, fromArgument(options.package), progress);
 }
 
 }  // namespace ztpkg

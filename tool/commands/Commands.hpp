@@ -13,35 +13,42 @@
 /// UTF-8.
 namespace ztpkg {
 
-struct PackOptions {
+/// What the commands that store trees have in common.
+struct StoringOptions {
+  bool textToUTF8 = false;
+  bool failOnUnknownText = false;  ///< otherwise a text of an unknown character set is stored as it is
+  std::string textCharset;         ///< of texts that are not UTF-8; empty to find it out
+  bool dryRun = false;
+  bool verbose = false;
+  bool json = false;
+  bool progress = true;
+  bool quiet = false;
+
+  bool isListing() const { return dryRun || verbose || json; }
+};
+
+struct PackOptions : StoringOptions {
   std::string directory;
   std::string package;
   std::vector<std::string> exclude;
   opc::model::CompressionLevel level = opc::model::CompressionLevel::Default;
   bool force = false;
   bool skipOutsideLinks = false;
-  bool textToUTF8 = false;
   std::vector<std::pair<std::string, std::string>> properties;  ///< names and values
   KeyOptions key;
   std::string ivMode;    ///< "random", "deterministic" or empty
   std::string ivPrefix;  ///< hexadecimal digits
-  bool dryRun = false;
-  bool progress = true;
-  bool quiet = false;
 };
 void pack(PackOptions const& options, Output& out);
 
-struct AddOptions {
+struct AddOptions : StoringOptions {
   std::string package;
   std::vector<std::string> sources;
   std::string to = "/";
   KeyOptions key;
-  bool textToUTF8 = false;
   bool force = false;
-  bool progress = true;
-  bool quiet = false;
 };
-void add(AddOptions const& options);
+void add(AddOptions const& options, Output& out);
 
 struct UnpackOptions {
   std::string package;

@@ -19,7 +19,7 @@
 #include "cli/Process.hpp"
 #include "commands/Commands.hpp"
 #include "commands/Properties.hpp"
-#include "commands/TreeAdding.hpp"
+#include "commands/Storing.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
 #include "disk/SourceTree.hpp"
@@ -57,16 +57,6 @@ SourceTree::Rules rulesOf(PackOptions const& options, std::u16string const& pack
   rules.ownFiles = namesOf(package);
   rules.otherRoots = {absolutePath(fromArgument(options.directory))};
   return rules;
-}
-
-void printPlan(SourceTree const& source, Output& out) {
-  ForwardingOps::Paths paths = source.leaves();
-  paths.insert(paths.end(), source.folders().begin(), source.folders().end());
-  std::ranges::sort(paths);
-  for (std::u16string const& path : paths) {
-    out.printName(path);
-    out.print("\n");
-  }
 }
 
 void printSkipped(SourceTree const& source) {
@@ -143,8 +133,8 @@ std::unique_ptr<Encryption const> encryptionFor(PackOptions const& options) {
   return encryption;
 }
 
-void store(SourceTree& source, std::u16string const& path, PackOptions const& options, CoreProperties const& properties,
-           Encryption const* encryption) {
+void store(Storing& storing, SourceTree& source, std::u16string const& path, PackOptions const& options,
+           CoreProperties const& properties, Encryption const* encryption) {
   using opc::model::Existing;
   auto const package = Package::create(path, options.force ? Existing::Replace : Existing::Refuse);
   package->setCompressionLevel(options.level);
@@ -154,7 +144,8 @@ void store(SourceTree& source, std::u16string const& path, PackOptions const& op
   if (encryption) manager.enableEncryption(encryption->key().bytes(), encryption->mode, encryption->prefix);
   if (encryption && encryption->password) encryption->password->record(cipherData);
   manager.markAsDirty();  // an empty directory is a file system too
-  addTree(manager, source, options.textToUTF8);
+  storing.add(manager, source);
+  storing.throwIfRefused();
   CorePropertiesManager identity(*package);
   identity.setCoreProperties(properties);
   throwIfInterrupted();
@@ -178,16 +169,21 @@ void pack(PackOptions const& options, Output& out) {
   checkTarget(package, options.force);
   std::u16string const root = existingDirectory(fromArgument(options.directory));
   auto const encryption = encryptionFor(options);
+  Storing storing(options, "pack");
   opc::LocalFileSystemOps disk;
   Progress progress(options.progress && !options.quiet);
   SourceTree source(disk, root, rulesOf(options, package), progress);
   survey(source);
   progress.expect({source.fileCount(), source.fileBytes()});
-  if (!options.quiet) printSkipped(source);
-  if (options.dryRun) return printPlan(source, out);
-  store(source, package, options, properties, encryption.get());
+  if (options.dryRun)
+    storing.examine(source, progress);
+  else
+    store(storing, source, package, options, properties, encryption.get());
   progress.finish();
-  if (!options.quiet) printSummary(source, package, progress);
+  storing.throwIfRefused();  // otherwise store() has thrown before the package appeared
+  if (!options.quiet) printSkipped(source);
+  storing.print({&source}, out);
+  if (!options.quiet && !options.dryRun) printSummary(source, package, progress);
 }
 
 }  // namespace ztpkg

@@ -28,9 +28,21 @@ auto CheckedInput::Buffer::guarded(Read read) {
   }
 }
 
+void CheckedInput::Buffer::advance(std::uint64_t count) {
+  position_ += count;
+  if (position_ <= counted_) return;
+  progress_->addBytes(position_ - counted_);
+  counted_ = position_;
+}
+
+CheckedInput::Buffer::pos_type CheckedInput::Buffer::moved(pos_type position) {
+  if (position != pos_type(off_type(-1))) position_ = static_cast<std::uint64_t>(off_type(position));
+  return position;
+}
+
 std::streamsize CheckedInput::Buffer::xsgetn(char* to, std::streamsize count) {
   std::streamsize const got = guarded([&](std::streambuf& inner) { return inner.sgetn(to, count); });
-  progress_->addBytes(static_cast<std::uint64_t>(got));
+  advance(static_cast<std::uint64_t>(got));
   return got;
 }
 
@@ -40,17 +52,17 @@ CheckedInput::Buffer::int_type CheckedInput::Buffer::underflow() {
 
 CheckedInput::Buffer::int_type CheckedInput::Buffer::uflow() {
   int_type const got = guarded([](std::streambuf& inner) { return inner.sbumpc(); });
-  if (!traits_type::eq_int_type(got, traits_type::eof())) progress_->addBytes(1);
+  if (!traits_type::eq_int_type(got, traits_type::eof())) advance(1);
   return got;
 }
 
 CheckedInput::Buffer::pos_type CheckedInput::Buffer::seekoff(off_type offset, std::ios::seekdir from,
                                                              std::ios::openmode mode) {
-  return guarded([&](std::streambuf& inner) { return inner.pubseekoff(offset, from, mode); });
+  return moved(guarded([&](std::streambuf& inner) { return inner.pubseekoff(offset, from, mode); }));
 }
 
 CheckedInput::Buffer::pos_type CheckedInput::Buffer::seekpos(pos_type position, std::ios::openmode mode) {
-  return guarded([&](std::streambuf& inner) { return inner.pubseekpos(position, mode); });
+  return moved(guarded([&](std::streambuf& inner) { return inner.pubseekpos(position, mode); }));
 }
 
 CheckedOutput::CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <istream>
 #include <memory>
 #include <ostream>
@@ -36,10 +37,14 @@ class CheckedInput final : public std::istream {
    private:
     template <typename Read>
     auto guarded(Read read);
+    void advance(std::uint64_t count);
+    pos_type moved(pos_type position);
 
     std::streambuf* inner_;
     std::u16string path_;
     Progress* progress_;
+    std::uint64_t position_ = 0;
+    std::uint64_t counted_ = 0;  // bytes from the beginning: those that are read again do not count
   };
 
   std::unique_ptr<std::istream> stream_;

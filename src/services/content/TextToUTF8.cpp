@@ -118,12 +118,14 @@ std::size_t wholeLines(std::string_view bytes) {
   return end + 1;
 }
 
-// Of a text whose character set is not known yet.
+// Of a text whose character set is not known yet. ISO-2022 consists of ASCII bytes.
 std::size_t wholeBeginning(std::string_view bytes) {
+  constexpr std::string_view kDesignation = "\x1B$";
   std::string const wide = wideCharsetOf(bytes);
   if (!wide.empty()) return wholeWide(bytes, wide);
   std::size_t const whole = wholeUTF8(bytes);
-  return unicode::utf8Prefix(bytes) >= whole ? whole : wholeLines(bytes);
+  bool const isUTF8 = unicode::utf8Prefix(bytes) >= whole && bytes.find(kDesignation) == bytes.npos;
+  return isUTF8 ? whole : wholeLines(bytes);
 }
 
 /// A text that is longer than what is held, cut where its character set allows it.
@@ -140,24 +142,56 @@ class LongText {
  private:
   std::string_view nextPiece();
   void dropPiece(std::size_t size);
-  void check(std::string_view piece) const;
+  std::size_t decide(std::string_view held, std::string const& named);
+  std::size_t check(std::string_view piece) const;
+  [[noreturn]] void throwFrom(UndecodableText const& fault) const;
   bool isWide() const { return charset_.starts_with("UTF-16") || charset_.starts_with("UTF-32"); }
   std::size_t wholeCharacters(std::string_view bytes) const;
 
   HeldBytes bytes_;
   std::string charset_;
+  bool isPlain_ = true;  // ASCII so far
   std::size_t position_ = 0;
 };
 
 std::string LongText::findCharset(HeldBytes bytes, std::string const& named) {
   LongText text(std::move(bytes), kUTF8);
-  std::string_view const beginning = text.bytes_.fill();
-  text.charset_ = charsetOf(beginning.substr(0, wholeBeginning(beginning)), named);
-  for (std::string_view piece = text.nextPiece(); !piece.empty(); piece = text.nextPiece()) {
-    text.check(piece);
-    text.dropPiece(piece.size());
-  }
+  for (std::string_view held = text.bytes_.fill(); !held.empty(); held = text.bytes_.fill())
+    text.dropPiece(text.isPlain_ ? text.decide(held, named) : text.check(text.nextPiece()));
   return text.charset_;
+}
+
+// The character set shows in the first piece that is not plain ASCII.
+std::size_t LongText::decide(std::string_view held, std::string const& named) try {
+  std::string_view const piece = bytes_.isAtEnd() ? held : held.substr(0, wholeBeginning(held));
+  charset_ = charsetOf(piece, named);
+  isPlain_ = charset_ == kUTF8 && ascii::isAscii(piece);
+  if (!bytes_.isAtEnd()) wholeCharacters(held);  // which throws for character sets that cannot be cut
+  return piece.size();
+} catch (UndecodableText const& fault) {
+  throwFrom(fault);
+}
+
+// A later piece may be plain ASCII, but in no other character set.
+std::size_t LongText::check(std::string_view piece) const try {
+  if (charset_ == kUTF8) {
+    std::size_t const good = unicode::utf8Prefix(piece);
+    if (good < piece.size()) throw UndecodableText(fl::i18n::notValid(charset_, good));
+  } else if (isWide()) {
+    CharsetDecoder(charset_, CharsetDecoder::Invalid::Throw).decode(piece, [](std::u16string_view) { return true; });
+  } else {
+    std::string const found = charsetOf(piece, charset_);
+    if (found != charset_ && !ascii::isAscii(piece))
+      throw UndecodableText("The text is in " + charset_ + " and in " + found);
+  }
+  return piece.size();
+} catch (UndecodableText const& fault) {
+  throwFrom(fault);
+}
+
+void LongText::throwFrom(UndecodableText const& fault) const {
+  if (position_ == 0) throw;
+  throw UndecodableText(std::string(fault.what()) + ", from byte " + std::to_string(position_) + " on");
 }
 
 std::string LongText::next() {
@@ -183,24 +217,8 @@ std::size_t LongText::wholeCharacters(std::string_view bytes) const {
   CharsetDecoder decoder(charset_, CharsetDecoder::Invalid::Throw);
   if (decoder.isSingleByte()) return bytes.size();
   if (!decoder.endsLinesAsASCII()) throwTooLong("in " + charset_);
+  if (ascii::isAscii(bytes)) return bytes.size();
   return wholeLines(bytes);
-}
-
-// A later piece may be plain ASCII, but in no other character set.
-void LongText::check(std::string_view piece) const try {
-  if (charset_ == kUTF8) {
-    std::size_t const good = unicode::utf8Prefix(piece);
-    if (good < piece.size()) throw UndecodableText(fl::i18n::notValid(charset_, good));
-  } else if (isWide()) {
-    CharsetDecoder(charset_, CharsetDecoder::Invalid::Throw).decode(piece, [](std::u16string_view) { return true; });
-  } else {
-    std::string const found = charsetOf(piece, charset_);
-    if (found != charset_ && !ascii::isAscii(piece))
-      throw UndecodableText("The text is in " + charset_ + " and in " + found);
-  }
-} catch (UndecodableText const& fault) {
-  if (position_ == 0) throw;
-  throw UndecodableText(std::string(fault.what()) + ", from byte " + std::to_string(position_) + " on");
 }
 
 void rewind(InputStream& in) {

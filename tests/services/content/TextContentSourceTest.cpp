@@ -179,6 +179,13 @@ TEST_F(TextContentSourceTest, LongTextOfSeveralBytesIsCutAtLineEnds) {
   expectConverted(text, repeated(utf8, text.size() / line.size() * utf8.size()), "Shift_JIS", "Shift_JIS");
 }
 
+TEST_F(TextContentSourceTest, LongTextMayBeginWithPlainASCII) {
+  std::string const plain = repeated("plain ASCII\n", kHeld + 1);
+  expectConverted(plain + kFrench, plain + kFrenchUTF8, "ISO-8859-1");
+  expectConverted(plain + kFrenchUTF8, plain + kFrenchUTF8, "UTF-8");
+  expectKept(plain + "\xE9", "The character set of the text cannot be told");
+}
+
 TEST_F(TextContentSourceTest, LongTextThatIsDamagedBehindTheFirstPieceStays) {
   std::string const utf8 = repeated(kFrenchUTF8, kHeld + 1);
   expectKept(utf8 + "\xFF", "Text is not valid UTF-8 at byte ");
@@ -187,7 +194,7 @@ TEST_F(TextContentSourceTest, LongTextThatIsDamagedBehindTheFirstPieceStays) {
 }
 
 TEST_F(TextContentSourceTest, LongTextThatCannotBeCutStays) {
-  expectKept(std::string(kHeld, 'x') + kFrench, "The text is longer than 8 MiB and has longer lines");
+  expectKept(std::string(kHeld, '\xE9') + kFrench, "The text is longer than 8 MiB and has longer lines");
   expectKept(repeated("\x1B$B$\"$$\x1B(B abc\n", kHeld + 1), "The text is longer than 8 MiB and in ISO-2022-JP");
 }
 

@@ -55,7 +55,7 @@ TEST_F(TextConversionTest, ReportsEachTextWithItsPathOnTheDisk) {
     if (!finding.reason.empty()) reason = finding.reason;
   }});
   EXPECT_THAT(reported, ElementsAre(Pair(source_.u16("a.txt"), "UTF-8"), Pair(source_.u16("b.txt"), "")));
-  EXPECT_EQ(reason, "The character set of the text cannot be told");
+  EXPECT_EQ(reason, "The text may be in EBCDIC, which is not converted");
 }
 
 TEST_F(TextConversionTest, TakesTextThatIsNotUTF8ToBeInTheNamedCharset) {

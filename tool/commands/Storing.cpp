@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "commands/Storing.hpp"
+
+#include <algorithm>
+#include <ios>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "cli/Errors.hpp"
+#include "cli/Json.hpp"
+#include "disk/CheckedStreams.hpp"
+#include "disk/Paths.hpp"
+#include "opc/Strings.hpp"
+#include "opc/ztservices/ContentTypes.hpp"
+
+namespace ztpkg {
+namespace {
+
+using opc::ztservices::FileSystemManager;
+using opc::ztservices::TextContentSource;
+using opc::ztservices::TransformMode;
+
+Report undecodable(std::u16string const& file, std::string const& reason) {
+  return {Exit::Package, "bad-text", "cannot store " + shown(file) + " as UTF-8: " + reason, file};
+}
+
+bool isText(SourceTree& source, std::u16string const& leaf) {
+  opc::model::ContentType const text = opc::ztservices::getTextContentType();
+  auto const otherwise = opc::ztservices::getTALBEXDefaultContentType();
+  return opc::ztservices::lookupContentType(source, leaf, otherwise) == text && source.isFile(leaf);
+}
+
+std::unique_ptr<opc::ztservices::IContentSource> contentOf(SourceTree& source, std::u16string const& leaf,
+                                                           Progress& progress) {
+  std::u16string const onDisk = source.diskPath(leaf);
+  boost::system::error_code error;
+  auto file = source.createInputStream(leaf, std::ios::in | std::ios::binary, error);
+  if (error) throw Failure(diskReport("cannot-read", "cannot read", onDisk, error));
+  return std::make_unique<opc::ztservices::FileContentSource>(
+      onDisk, opc::ztservices::getTextContentType(), std::make_unique<CheckedInput>(std::move(file), onDisk, progress));
+}
+
+std::optional<std::string> unlessEmpty(std::string const& text) {
+  return text.empty() ? std::nullopt : std::optional(text);
+}
+
+}  // namespace
+
+ForwardingOps::Paths namesOf(std::u16string const& package) {
+  std::u16string const absolute = absolutePath(package);
+  std::u16string const folder = resolvedPath(parentOf(absolute));
+  return {resolvedPath(absolute), (folder == u"/" ? u"" : folder) + absolute.substr(absolute.rfind(u'/'))};
+}
+
+Storing::Storing(StoringOptions const& options, std::string command) : options_(options), command_(std::move(command)) {
+  std::string const& charset = options_.textCharset;
+  if (!charset.empty() && !TextContentSource::isKnownCharset(charset))
+    throwUsage("--text-charset: no character set " + shown(opc::toString(charset, false)) + " is known");
+}
+
+void Storing::add(FileSystemManager& manager, SourceTree& source) {
+  manager.setTextConversion({.charset = options_.textCharset,
+                             .report = [&](auto const& path, auto const& finding) { note(source, path, finding); }});
+  try {
+    manager.addAll(u"/", options_.textToUTF8 ? TransformMode::Transform : TransformMode::None);
+  } catch (opc::UndecodableText const& fault) {  // of a long text, which was read before
+    source.checkLastFile();
+    throw Failure(undecodable(source.diskPath(source.lastFile()), fault.what()));
+  }
+  source.checkLastFile();
+  for (std::u16string const& folder : source.folders())
+    if (!manager.hasEntry(folder)) manager.createFolder(folder);
+}
+
+void Storing::examine(SourceTree& source, Progress& progress) {
+  if (!options_.textToUTF8) return;
+  for (std::u16string const& leaf : source.leaves())
+    if (isText(source, leaf)) {
+      TextContentSource text(contentOf(source, leaf, progress), options_.textCharset);
+      note(source, leaf, text.getFinding());
+      progress.addFile();
+    }
+}
+
+void Storing::note(SourceTree const& source, std::u16string const& path, TextFinding const& finding) {
+  bool const isUnknown = finding.charset.empty();
+  if (isUnknown || options_.isListing()) texts_[path] = finding;
+  if (isUnknown) unknowns_[path] = source.diskPath(path);
+}
+
+void Storing::throwIfRefused() const {
+  if (!options_.failOnUnknownText || unknowns_.empty()) return;
+  std::vector<Report> reports;
+  for (auto const& [path, file] : unknowns_) reports.push_back(undecodable(file, texts_.at(path).reason));
+  throw Failure(std::move(reports));
+}
+
+void Storing::print(std::vector<SourceTree const*> const& trees, Output& out) const {
+  if (!options_.quiet)
+    for (auto const& [path, file] : unknowns_)
+      std::cerr << oneLine("ztpkg: " + command_ + ": not converted: " + shown(file) + ": " + texts_.at(path).reason)
+                << '\n';
+  if (!options_.isListing()) return;
+  std::vector<std::u16string> paths;
+  for (SourceTree const* const tree : trees) {
+    paths.insert(paths.end(), tree->leaves().begin(), tree->leaves().end());
+    paths.insert(paths.end(), tree->folders().begin(), tree->folders().end());
+  }
+  std::ranges::sort(paths);
+  options_.json ? printJson(paths, out) : printText(paths, out);
+}
+
+void Storing::printText(std::vector<std::u16string> const& paths, Output& out) const {
+  for (std::u16string const& path : paths) {
+    out.printName(path);
+    if (auto const text = texts_.find(path); text != texts_.end()) {
+      std::string const& charset = text->second.charset;
+      out.printName(u"  " + (charset.empty() ? u"unknown" : opc::toString(charset, false)));
+    }
+    out.print("\n");
+  }
+}
+
+void Storing::printJson(std::vector<std::u16string> const& paths, Output& out) const {
+  JsonArray entries(out);
+  for (std::u16string const& path : paths) {
+    auto const text = texts_.find(path);
+    TextFinding const finding = text == texts_.end() ? TextFinding() : text->second;
+    JsonObject entry;
+    entry.add("path", path).add("charset", unlessEmpty(finding.charset));
+    entries.add(entry.add("reason", unlessEmpty(finding.reason)).text());
+  }
+  out.print(entries.isEmpty() ? "]\n" : "\n]\n");
+}
+
+}  // namespace ztpkg

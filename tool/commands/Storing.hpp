@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "cli/Output.hpp"
+#include "cli/Progress.hpp"
+#include "commands/Commands.hpp"
+#include "disk/SourceTree.hpp"
+#include "opc/ztservices/ContentSources.hpp"
+#include "opc/ztservices/FileSystem.hpp"
+
+/// The steps of the commands that store trees.
+namespace ztpkg {
+
+/// The paths under which a listing of the disk could contain the package that is being written.
+ForwardingOps::Paths namesOf(std::u16string const& package);
+
+/// Stores trees, or tries it, and keeps the character sets that their texts were taken for.
+class Storing {
+ public:
+  /// Throws Failure (usage) for an unknown character set. `command` is for messages.
+  Storing(StoringOptions const& options, std::string command);
+
+  /// Adds the leaves and folders that the survey of the tree found. An unknown text is stored as it is.
+  void add(opc::ztservices::FileSystemManager& manager, SourceTree& source);
+  /// Reads the texts of the tree and stores nothing.
+  void examine(SourceTree& source, Progress& progress);
+
+  /// If unknown texts are to fail the command, throws Failure with all of them.
+  void throwIfRefused() const;
+  /// Prints which texts were not converted, and the listing that the options ask for.
+  void print(std::vector<SourceTree const*> const& trees, Output& out) const;
+
+ private:
+  using TextFinding = opc::ztservices::TextFinding;
+
+  void note(SourceTree const& source, std::u16string const& path, TextFinding const& finding);
+  void printText(std::vector<std::u16string> const& paths, Output& out) const;
+  void printJson(std::vector<std::u16string> const& paths, Output& out) const;
+
+  StoringOptions options_;
+  std::string command_;
+  std::map<std::u16string, TextFinding> texts_;        // without a listing only the unknown ones
+  std::map<std::u16string, std::u16string> unknowns_;  // the paths on disk of the unknown texts
+};
+
+}  // namespace ztpkg
