@@ -23,6 +23,7 @@ except ImportError:
 KINDS = (".docx", ".xlsx", ".3mf", ".nupkg")
 COMMANDS = {"list": ["list", "--json"], "info": ["info", "--digest", "--json"], "verify": ["verify", "--json"],
             "props": ["props", "get", "--json"]}
+STORING = ("pack", "add")  # both print what they store
 MAKER = pathlib.Path(__file__).with_name("make_package.py")
 
 
@@ -58,7 +59,7 @@ class Check:
 
     def ends(self, arguments, code):
         """Of any command: what it prints, and how it ends."""
-        found = self.command(arguments[0], arguments)
+        found = self.command("stored" if arguments[0] in STORING else arguments[0], arguments)
         if found != code:
             self.failed += 1
             print(f"{arguments} ended with {found} and not with {code}")
@@ -113,9 +114,16 @@ def others(place):
     yield ["info", "--json"], 2
     yield ["--json"], 2
     yield ["verify", "--json", place], 3
+    (place / "texts").mkdir()
+    (place / "texts" / "é.txt").write_bytes(b"\xE9")
+    (place / "texts" / "utf8.txt").write_text("é")
+    for options in ([], ["--text-to-utf8"], ["-q", "--text-to-utf8", "--text-charset", "latin1"]):
+        yield ["pack", "--json", "--dry-run", place / "texts", place / "new", *options], 0
+        yield ["pack", "--json", "--force", place / "texts", place / "texts.zip", *options], 0
+        yield ["add", "--json", "--force", place / "plain.ztp", place / "texts", *options], 0
+    yield ["pack", "--json", "--text-to-utf8", "--text-unknown=fail", place / "texts", place / "new"], 1
     # Those that print nothing for programs tell even so in JSON that they do not.
-    for arguments in (["pack", place / "tree", place / "new"], ["add", place / "plain.ztp", place / "key"],
-                      ["remove", place / "plain.ztp", "/a.txt"], ["unpack", place / "plain.ztp", place / "out"],
+    for arguments in (["remove", place / "plain.ztp", "/a.txt"], ["unpack", place / "plain.ztp", place / "out"],
                       ["cat", place / "plain.ztp", "/a.txt"], ["keygen", place / "new"],
                       ["props", "set", place / "plain.ztp", "title=x"]):
         yield [*arguments, "--json"], 2

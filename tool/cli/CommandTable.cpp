@@ -121,7 +121,7 @@ Options listingOptions(StoringOptions& options) {
       flag({"-n", "--dry-run"}, "Check everything, print the paths that would be stored, and write nothing",
            options.dryRun),
       flag({"-v", "--verbose"}, "Print the paths that are stored, texts with their character sets", options.verbose),
-      flag({"--json"}, "Print the same as a JSON array of objects, for programs", options.json)};
+      flag({"--json"}, "Print them as a JSON array of objects, for programs", options.json)};
   all[1].alternatives = all[2].alternatives = "form";
   return all;
 }
