@@ -2,7 +2,10 @@
 // How often is the character set of a text told right, told wrong, or refused? Prints tables by character set, by
 // language and by size, in a UTF-8 locale and in the locale of each text.
 //
-//   bench_charsets LANGUAGES [-v]           (tests/data/text/languages.txt; -v lists each wrong text)
+//   scripts/charset_table [-v]       or       bench_charsets LANGUAGES [-v]
+//
+// LANGUAGES is tests/data/text/languages.txt; -v lists each wrong text. Wrong texts whose bytes happen to be
+// well-formed UTF-8 are stored byte for byte; they are counted apart too.
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -21,6 +24,7 @@ using namespace i18n_test;
 using zt_test::ScopedLocale;
 
 bool isVerbose = false;
+std::size_t wrongAsUtf8 = 0;  // of all trials
 
 struct Row {
   std::array<Tally, 4> utf8, own;
@@ -46,6 +50,7 @@ Outcome tried(std::string const& locale, TrialText const& text, std::string cons
   ScopedLocale const scope(locale);
   std::string note;
   Outcome const outcome = outcomeOf(bytes, text.text, note);
+  if (outcome == Outcome::Wrong && note == "UTF-8") ++wrongAsUtf8;
   if (isVerbose && (outcome == Outcome::Wrong || (outcome == Outcome::Refused && text.size >= Size::Sentence))) {
     std::string ignored;
     std::printf("%s %s in %s, locale %s: %s: %s -> %s\n", outcome == Outcome::Wrong ? "WRONG" : "refused",
@@ -101,6 +106,7 @@ void languages(char const* path) {
   share("UTF-8 locale, held back", heldBack.utf8);
   share("UTF-8 locale, all", all.utf8);
   share("own locale, all", all.own);
+  std::printf("of all wrong ones %zu are well-formed UTF-8, whose bytes stay\n", wrongAsUtf8);
 }
 
 /// What is to be refused, or at most to pass as the UTF-8 that it is by chance.

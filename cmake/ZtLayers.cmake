@@ -56,4 +56,5 @@ function(zt_library name)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ztservicesConfig.cmake
     ${CMAKE_CURRENT_BINARY_DIR}/ztservicesConfigVersion.cmake ${PROJECT_SOURCE_DIR}/cmake/ZtDependencies.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/${name})
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 endfunction()

@@ -12,6 +12,11 @@ foreach(file bash-completion/completions/ztpkg zsh/site-functions/_ztpkg fish/ve
     message(FATAL_ERROR "share/${file} was not installed")
   endif()
 endforeach()
+foreach(file LICENSE NOTICE)
+  if(NOT EXISTS ${WORK}/prefix/share/doc/ztservices/${file})
+    message(FATAL_ERROR "${file} was not installed")
+  endif()
+endforeach()
 step(${CMAKE_COMMAND} -S ${SOURCE}/tests/install -B ${WORK}/build -G Ninja -DCMAKE_PREFIX_PATH=${WORK}/prefix
   -DEXAMPLE=${SOURCE}/examples/keep_directory.cpp -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}")
 step(${CMAKE_COMMAND} --build ${WORK}/build)
