@@ -30,14 +30,31 @@ std::string utf8Of(Bytes const& text, std::string const& charset) {
   return fl::i18n::ustring_to_utf8(converter.do_convert(charsOf(text), text.size()));
 }
 
+std::unique_ptr<opc::ztservices::IContentSource> sourceOf(std::istream& stream) {
+  return std::make_unique<opc::ztservices::StreamContentSource>(stream, opc::model::ContentType(u"text/plain"));
+}
+
 Bytes transformed(Bytes const& text) {
   std::istringstream stream(textOf(text));
-  opc::ztservices::UDEToUTF8Transform transform(
-      std::make_unique<opc::ztservices::StreamContentSource>(stream, opc::model::ContentType(u"text/plain")));
+  opc::ztservices::UDEToUTF8Transform transform(sourceOf(stream));
   return readAll(transform.getInputStream());
 }
 
+void requireKeptOrConverted(Bytes const& text, std::string const& charset) {
+  std::istringstream stream(textOf(text));
+  opc::ztservices::TextContentSource source(sourceOf(stream), charset);
+  opc::ztservices::TextFinding const finding = source.getFinding();
+  Bytes const stored = readAll(source.getInputStream());
+  std::string const utf8(stored.begin(), stored.end());
+  require(finding.charset.empty() != finding.reason.empty(), "a text has a character set or a reason");
+  require(!finding.charset.empty() || stored == text, "a text of no character set stays byte for byte");
+  require(finding.charset.empty() || utf8 == utf8Of(text, finding.charset), "a text is in the character set");
+  bool const isMarked = source.getContentType().toString() == u"text/plain;charset=utf-8";
+  require(isMarked != finding.charset.empty(), "the content type says so");
+}
+
 void run(Bytes const& input) {
+  for (char const* const charset : {"", "windows-1252", "Shift_JIS", "IBM037"}) requireKeptOrConverted(input, charset);
   std::string charset;
   if (!isAccepted<UndecodableText>([&] { charset = charsetOf(input); })) {
     require(!isAccepted<UndecodableText>([&] { transformed(input); }), "text of no character set is not transformed");

@@ -58,10 +58,12 @@ bool CharsetDecoder::isSingleByte() const {
 
 // The sets that switch between others are of other types, and none of this type that has the line feed of ASCII uses
 // its byte within characters.
-bool CharsetDecoder::endsLinesAsASCII() {
+bool CharsetDecoder::endsLinesAsASCII() try {
   bool isLineFeed = false;
   decode("\n", [&isLineFeed](std::u16string_view piece) { return isLineFeed = piece == u"\n"; });
   return isLineFeed && ucnv_getType(converter_.get()) == UCNV_MBCS;
+} catch (opc::UndecodableText const&) {
+  return false;
 }
 
 void CharsetDecoder::decode(std::string_view bytes, Piece const& take) {

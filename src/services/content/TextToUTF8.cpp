@@ -93,11 +93,15 @@ std::string wideCharsetOf(std::string_view beginning) {
   return fl::i18n::guessWideCharset(beginning.substr(0, beginning.size() / 4 * 4));
 }
 
+bool isNamed(std::string const& charset, std::string_view lowerCase) {
+  return ascii::lowerCased(charset).starts_with(lowerCase);
+}
+
 // The bytes of whole characters at the front of UTF-16 or UTF-32.
 std::size_t wholeWide(std::string_view bytes, std::string const& charset) {
   std::size_t const whole = bytes.size() / 4 * 4;
-  if (whole == 0 || !charset.starts_with("UTF-16")) return whole;
-  auto const high = static_cast<unsigned char>(bytes[charset == "UTF-16LE" ? whole - 1 : whole - 2]);
+  if (whole == 0 || !isNamed(charset, "utf-16")) return whole;
+  auto const high = static_cast<unsigned char>(bytes[isNamed(charset, "utf-16le") ? whole - 1 : whole - 2]);
   return (high & 0xFC) == 0xD8 ? whole - 2 : whole;  // the first half of a pair
 }
 
@@ -118,16 +122,6 @@ std::size_t wholeLines(std::string_view bytes) {
   return end + 1;
 }
 
-// Of a text whose character set is not known yet. ISO-2022 consists of ASCII bytes.
-std::size_t wholeBeginning(std::string_view bytes) {
-  constexpr std::string_view kDesignation = "\x1B$";
-  std::string const wide = wideCharsetOf(bytes);
-  if (!wide.empty()) return wholeWide(bytes, wide);
-  std::size_t const whole = wholeUTF8(bytes);
-  bool const isUTF8 = unicode::utf8Prefix(bytes) >= whole && bytes.find(kDesignation) == bytes.npos;
-  return isUTF8 ? whole : wholeLines(bytes);
-}
-
 /// A text that is longer than what is held, cut where its character set allows it.
 class LongText {
  public:
@@ -145,7 +139,8 @@ class LongText {
   std::size_t decide(std::string_view held, std::string const& named);
   std::size_t check(std::string_view piece) const;
   [[noreturn]] void throwFrom(UndecodableText const& fault) const;
-  bool isWide() const { return charset_.starts_with("UTF-16") || charset_.starts_with("UTF-32"); }
+  bool isWide() const { return isNamed(charset_, "utf-16") || isNamed(charset_, "utf-32"); }
+  std::size_t wholeAtFirst(std::string_view bytes, std::string const& named);
   std::size_t wholeCharacters(std::string_view bytes) const;
 
   HeldBytes bytes_;
@@ -163,7 +158,7 @@ std::string LongText::findCharset(HeldBytes bytes, std::string const& named) {
 
 // The character set shows in the first piece that is not plain ASCII.
 std::size_t LongText::decide(std::string_view held, std::string const& named) try {
-  std::string_view const piece = bytes_.isAtEnd() ? held : held.substr(0, wholeBeginning(held));
+  std::string_view const piece = bytes_.isAtEnd() ? held : held.substr(0, wholeAtFirst(held, named));
   charset_ = charsetOf(piece, named);
   isPlain_ = charset_ == kUTF8 && ascii::isAscii(piece);
   if (!bytes_.isAtEnd()) wholeCharacters(held);  // which throws for character sets that cannot be cut
@@ -209,6 +204,18 @@ std::string_view LongText::nextPiece() {
 void LongText::dropPiece(std::size_t size) {
   bytes_.drop(size);
   position_ += size;
+}
+
+// Before the character set is known. ISO-2022 consists of ASCII bytes.
+std::size_t LongText::wholeAtFirst(std::string_view bytes, std::string const& named) {
+  constexpr std::string_view kDesignation = "\x1B$";
+  std::string const wide = wideCharsetOf(bytes);
+  if (!wide.empty()) return wholeWide(bytes, wide);
+  std::size_t const whole = wholeUTF8(bytes);
+  if (unicode::utf8Prefix(bytes) >= whole && bytes.find(kDesignation) == bytes.npos) return whole;
+  if (named.empty()) return wholeLines(bytes);
+  charset_ = named;
+  return wholeCharacters(bytes);
 }
 
 std::size_t LongText::wholeCharacters(std::string_view bytes) const {

@@ -172,6 +172,15 @@ TEST_F(TextContentSourceTest, LongUTF16MayBeCutWithinAPair) {
                     "UTF-16LE");
 }
 
+TEST_F(TextContentSourceTest, LongTextMayBeInANamedUTF16) {
+  std::string const pair = "\x3D\xD8\xE6\xDC"s;
+  expectConverted("z\0"s + repeated(pair, kHeld), "z" + repeated("\U0001F4E6", kHeld), "utf-16le", "utf-16le");
+}
+
+TEST_F(TextContentSourceTest, LongTextOfSingleBytesNeedsNoLineEnds) {
+  expectConverted(std::string(kHeld + 1, '\xE9'), repeated("\u00E9", 2 * kHeld + 1), "ISO-8859-1", "ISO-8859-1");
+}
+
 TEST_F(TextContentSourceTest, LongTextOfSeveralBytesIsCutAtLineEnds) {
   std::string const line = "\x82\xA0\x82\xA2\x82\xA4 abc\n";  // in Shift_JIS
   std::string const utf8 = "\u3042\u3044\u3046 abc\n";
@@ -195,6 +204,8 @@ TEST_F(TextContentSourceTest, LongTextThatIsDamagedBehindTheFirstPieceStays) {
 
 TEST_F(TextContentSourceTest, LongTextThatCannotBeCutStays) {
   expectKept(std::string(kHeld, '\xE9') + kFrench, "The text is longer than 8 MiB and has longer lines");
+  expectKept("\xFF" + repeated("abc\n", kHeld), "The text is longer than 8 MiB and in UTF16_BigEndian",
+             "UTF16_BigEndian");
   expectKept(repeated("\x1B$B$\"$$\x1B(B abc\n", kHeld + 1), "The text is longer than 8 MiB and in ISO-2022-JP");
 }
 
