@@ -135,7 +135,7 @@ TEST_F(TextContentSourceTest, ReadsAShortTextOnce) {
 
 TEST_F(TextContentSourceTest, ReadsALongTextTwiceInPieces) {
   Journal journal;
-  std::string const text = repeated(kFrenchUTF8, 2 * kHeld);
+  std::string const text = repeated(kFrenchUTF8, kHeld + 1);
   TextContentSource source(std::make_unique<ProbeSource>(text, &journal));
   EXPECT_TRUE(readAll(source.getInputStream(), 65'536) == text);
   EXPECT_EQ(journal.resets, 1);
@@ -150,7 +150,7 @@ TEST_F(TextContentSourceTest, FailureOfTheSourceComesThroughAtEachOfItsReads) {
 }
 
 TEST_F(TextContentSourceTest, LongTextOfTheHeldSizeAndMoreIsConverted) {
-  for (std::size_t const size : {kHeld - 1, kHeld, kHeld + 1, 2 * kHeld + 1}) {
+  for (std::size_t const size : {kHeld, kHeld + 1}) {
     std::string const latin1 = repeated(kFrench, size),
                       utf8 = repeated(kFrenchUTF8, size / kFrench.size() * kFrenchUTF8.size() + 1);
     expectConverted(latin1, utf8, "ISO-8859-1");
