@@ -122,6 +122,11 @@ std::size_t wholeLines(std::string_view bytes) {
   return end + 1;
 }
 
+// ISO-2022 and UTF-16 may consist of ASCII bytes too.
+bool isPlainASCII(std::string_view bytes) {
+  return ascii::isAscii(bytes) && bytes.find('\x1B') == bytes.npos && wideCharsetOf(bytes).empty();
+}
+
 /// A text that is longer than what is held, cut where its character set allows it.
 class LongText {
  public:
@@ -158,6 +163,7 @@ std::string LongText::findCharset(HeldBytes bytes, std::string const& named) {
 
 // The character set shows in the first piece that is not plain ASCII.
 std::size_t LongText::decide(std::string_view held, std::string const& named) try {
+  if (isPlainASCII(held)) return held.size();
   std::string_view const piece = bytes_.isAtEnd() ? held : held.substr(0, wholeAtFirst(held, named));
   charset_ = charsetOf(piece, named);
   isPlain_ = charset_ == kUTF8 && ascii::isAscii(piece);
