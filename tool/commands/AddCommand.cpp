@@ -152,6 +152,7 @@ void printSummary(std::vector<Source> const& sources, std::u16string const& pack
 
 std::vector<SourceTree const*> treesOf(std::vector<Source> const& sources) {
   std::vector<SourceTree const*> trees;
+  trees.reserve(sources.size());
   for (Source const& source : sources) trees.push_back(source.tree.get());
   return trees;
 }

@@ -167,7 +167,8 @@ std::size_t LongText::decide(std::string_view held, std::string const& named) tr
   std::string_view const piece = bytes_.isAtEnd() ? held : held.substr(0, wholeAtFirst(held, named));
   charset_ = charsetOf(piece, named);
   isPlain_ = charset_ == kUTF8 && ascii::isAscii(piece);
-  if (!bytes_.isAtEnd()) wholeCharacters(held);  // which throws for character sets that cannot be cut
+  wholeCharacters(held);  // throws for character sets that cannot be cut
+  if (position_ > 0 && isWide()) throw UndecodableText("The text is in US-ASCII and in " + charset_);
   return piece.size();
 } catch (UndecodableText const& fault) {
   throwFrom(fault);
@@ -182,8 +183,8 @@ std::size_t LongText::check(std::string_view piece) const try {
     CharsetDecoder(charset_, CharsetDecoder::Invalid::Throw).decode(piece, [](std::u16string_view) { return true; });
   } else {
     std::string const found = charsetOf(piece, charset_);
-    if (found != charset_ && !ascii::isAscii(piece))
-      throw UndecodableText("The text is in " + charset_ + " and in " + found);
+    bool const isPlain = found == kUTF8 && ascii::isAscii(piece);
+    if (found != charset_ && !isPlain) throw UndecodableText("The text is in " + charset_ + " and in " + found);
   }
   return piece.size();
 } catch (UndecodableText const& fault) {
@@ -344,13 +345,13 @@ void TextContentSource::Text::examine(HeldBytes bytes, std::string const& charse
 TextContentSource::TextContentSource(std::unique_ptr<IContentSource> source, std::string charset)
     : source_(std::move(source)), charset_(std::move(charset)) {
   if (!source_) throw Exception("There is no content source to read text from");
-  if (!charset_.empty()) CharsetDecoder(charset_, CharsetDecoder::Invalid::Throw);
+  if (!charset_.empty()) CharsetDecoder const known(charset_, CharsetDecoder::Invalid::Throw);
 }
 
 TextContentSource::~TextContentSource() = default;
 
 bool TextContentSource::isKnownCharset(std::string const& name) try {
-  CharsetDecoder(name, CharsetDecoder::Invalid::Throw);
+  CharsetDecoder const known(name, CharsetDecoder::Invalid::Throw);
   return true;
 } catch (UndecodableText const&) {
   return false;

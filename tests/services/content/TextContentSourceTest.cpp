@@ -193,6 +193,9 @@ TEST_F(TextContentSourceTest, LongTextMayBeginWithPlainASCII) {
   expectConverted(plain + kFrench, plain + kFrenchUTF8, "ISO-8859-1");
   expectConverted(plain + kFrenchUTF8, plain + kFrenchUTF8, "UTF-8");
   expectKept(plain + "\xE9", "The character set of the text cannot be told");
+  std::string const even = repeated("plain ASCII\n", kHeld).substr(0, kHeld);
+  expectKept(even + "w\0i\0d\0e\0 \0t\0e\0x\0t\0"s, "The text is in US-ASCII and in UTF-16LE, from byte 8388608 on");
+  expectKept(even + "\x1B$B$\"$$\x1B(B abc\n", "The text is longer than 8 MiB and in ISO-2022-JP");
 }
 
 TEST_F(TextContentSourceTest, LongTextThatIsDamagedBehindTheFirstPieceStays) {
