@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "model/Extraction.hpp"
 
-#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -44,11 +43,15 @@ Node extracted(Node node, std::string const& root) {
   return node;
 }
 
+/// A disk has nothing below a file or link.
+bool isExtracted(Model const& model, std::u16string const& path, Node const& node) {
+  return node.isReadable && !model.isBelowLeaf(path) && (node.kind != Kind::Folder || !model.hasChildren(path));
+}
+
 Entries wantedOf(Model const& model, std::string const& root) {
   Model wanted;
   for (auto const& [path, node] : model.entries)
-    if (node.isReadable && (node.kind != Kind::Folder || !model.hasChildren(path)))
-      wanted.set(path, extracted(node, root));
+    if (isExtracted(model, path, node)) wanted.set(path, extracted(node, root));
   return std::move(wanted.entries);
 }
 
@@ -63,14 +66,15 @@ Entries foundBelow(fs::path const& root, Entries const& wanted) {
 }
 
 void extractReadable(World& world, std::u16string const& root) {
-  auto const& entries = world.model().entries;
-  bool const isWhole = std::ranges::all_of(entries, [](auto const& entry) { return entry.second.isReadable; });
   auto const mode = RestoreMode::TimeAndPermissions;
+  std::vector<FileSystemEntry> wanted;
+  bool isWhole = true;
+  for (auto const& [path, node] : world.model().entries) {
+    isWhole = isWhole && node.isReadable && !world.model().isBelowLeaf(path);
+    if (isExtracted(world.model(), path, node)) wanted.push_back(world.files().getEntry(path));
+  }
   if (isWhole) return world.files().extractAll(root, mode, TransformMode::Transform);
-  std::vector<FileSystemEntry> readable;
-  for (FileSystemEntry const& leaf : world.files().getAllLeafs())
-    if (entries.at(leaf.getPathName()).isReadable) readable.push_back(leaf);
-  world.files().extractEntries(root, readable, mode, TransformMode::Transform);
+  world.files().extractEntries(root, wanted, mode, TransformMode::Transform);
 }
 
 }  // namespace

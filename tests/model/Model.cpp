@@ -55,8 +55,13 @@ std::string readable(Call call) {
   return kUnreadable;
 }
 
-Node fileNode(FileSystemManager& files, FileSystemEntry const& entry) {
+Node fileNode(Edited& edited, FileSystemEntry const& entry) {
+  FileSystemManager& files = edited.files;
   Node node{Kind::File, entry.getPermissions(), entry.getLastModifiedTime()};
+  PartName const part(entry.getContentName());
+  if (edited.package->hasPart(part))
+    node.type = toUTF8String(edited.package->getPart(part).getContentType().toString());  // unless it is encrypted
+  node.part = toUTF8String(entry.getContentName());
   node.content = readable([&] {
     auto const source = files.getFileContentSource(entry, TransformMode::Transform);
     std::string content = zt_test::readAll(source->getInputStream());
@@ -67,10 +72,10 @@ Node fileNode(FileSystemManager& files, FileSystemEntry const& entry) {
   return node;
 }
 
-Node nodeOf(FileSystemManager& files, FileSystemEntry const& entry) {
-  if (entry.isFile()) return fileNode(files, entry);
+Node nodeOf(Edited& edited, FileSystemEntry const& entry) {
+  if (entry.isFile()) return fileNode(edited, entry);
   Node node{entry.isLink() ? Kind::Link : Kind::Folder, entry.getPermissions(), entry.getLastModifiedTime()};
-  if (entry.isLink()) node.content = toUTF8String(files.getLinkTarget(entry));
+  if (entry.isLink()) node.content = toUTF8String(edited.files.getLinkTarget(entry));
   return node;
 }
 
@@ -81,9 +86,10 @@ class Observer {
   Model observe() {
     edited_.files.visitEntries([this](FileSystemEntry const& entry) {
       if (entry.isFile()) own_.insert(PartName(entry.getContentName()));
-      model_.entries.emplace(entry.getPathName(), nodeOf(edited_.files, entry));
+      model_.entries.emplace(entry.getPathName(), nodeOf(edited_, entry));
     });
     observeRelationships("/", *edited_.package);
+    for (auto& [path, node] : model_.entries) node.isKept = isTarget_.contains(node.part);
     for (PartName const& name : edited_.package->getPartNames())
       if (!name.isRelationshipsPart()) observePart(edited_.package->getPart(name));
     for (std::u16string const& item : edited_.package->getItemNames()) model_.others["item " + toUTF8String(item)];
@@ -99,6 +105,8 @@ class Observer {
         if (auto const target = PackageHelper::findTarget(*edited_.package, one)) own_.insert(target->getName());
         continue;
       }
+      if (auto const target = PackageHelper::findTarget(*edited_.package, one))
+        isTarget_.insert(toUTF8String(target->getName().toString()));
       bool const isExternal = one.getMode() == opc::model::TargetMode::External;
       model_.others["relationship " + source + " " + toUTF8String(one.getID())] =
           toUTF8String(one.getType() + u" " + one.getTargetText()) + (isExternal ? " external" : "");
@@ -131,7 +139,8 @@ class Observer {
   }
 
   Edited& edited_;
-  std::set<PartName> own_;  // parts of managers and contents of entries
+  std::set<PartName> own_;          // parts of managers and contents of entries
+  std::set<std::string> isTarget_;  // parts to which relationships lead that are not of managers
   Model model_;
 };
 
@@ -176,14 +185,15 @@ bool Model::hasChildren(std::u16string const& path) const {
   return next != entries.end() && next->first.starts_with(below);
 }
 
-bool Model::isFree(std::u16string const& path) const {
-  if (has(path)) return false;
+bool Model::isBelowLeaf(std::u16string const& path) const {
   for (std::u16string above = parentOf(path); !above.empty(); above = parentOf(above)) {
     auto const found = entries.find(above);
-    if (found != entries.end() && found->second.kind != Kind::Folder) return false;
+    if (found != entries.end() && found->second.kind != Kind::Folder) return true;
   }
-  return true;
+  return false;
 }
+
+bool Model::isFree(std::u16string const& path) const { return !has(path) && !isBelowLeaf(path); }
 
 void Model::set(std::u16string const& path, Node node) {
   entries[path] = std::move(node);
@@ -191,11 +201,25 @@ void Model::set(std::u16string const& path, Node node) {
 }
 
 void Model::remove(std::u16string const& path) {
-  if (path == u"/") return entries.clear();
-  std::u16string const below = path + u"/";
-  auto next = entries.lower_bound(below);
-  while (next != entries.end() && next->first.starts_with(below)) next = entries.erase(next);
-  entries.erase(path);
+  std::u16string const below = path == u"/" ? path : path + u"/";
+  for (auto next = entries.begin(); next != entries.end();) {
+    if (next->first != path && !next->first.starts_with(below)) {
+      ++next;
+      continue;
+    }
+    Node const& node = next->second;
+    if (node.isKept) others["part " + node.part] = node.type + "\n" + node.content;
+    next = entries.erase(next);
+  }
+}
+
+void Model::rewrite(std::u16string const& path, std::string const& content) {
+  Node& node = entries.at(path);
+  node.content = content;
+  auto const isSame = [&](auto const& other) { return other.second.part == node.part; };
+  if (node.part.empty() || std::ranges::count_if(entries, isSame) == 1) return;
+  node.part.clear();
+  node.isKept = false;
 }
 
 opc::model::RelationshipSelector cipherSelector(unsigned number) {

@@ -24,6 +24,10 @@ struct Node {
   std::string type{};     // of a file
   std::string content{};  // of a file; the target of a link
   bool isReadable = true;
+  /// The part of the content, where other entries may share it, and whether the part is more than their content. Not
+  /// compared.
+  std::string part{};
+  bool isKept = false;
 
   bool operator==(Node const& other) const;
 };
@@ -42,8 +46,12 @@ struct Model {
   bool isFree(std::u16string const& path) const;
   /// Adds or replaces an entry, and adds the folders above it.
   void set(std::u16string const& path, Node node);
-  /// Removes an entry and everything below it.
+  /// Whether an entry that is no folder stands above the path.
+  bool isBelowLeaf(std::u16string const& path) const;
+  /// Removes an entry and everything below it. A part that is more than content stays.
   void remove(std::u16string const& path);
+  /// Gives a file other content. The files that share its part keep theirs.
+  void rewrite(std::u16string const& path, std::string const& content);
 
   bool operator==(Model const&) const = default;
 };

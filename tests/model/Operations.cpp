@@ -66,7 +66,6 @@ std::optional<FileSystemEntry> existingFile(World& world, Random& random) {
 /// Has the model take the node if the call is right to succeed.
 void attemptNew(World& world, std::string const& path, Node node, std::function<void()> const& call) {
   bool const isFree = world.model().isFree(toString(path));
-  if (!isFree && !world.model().has(toString(path))) return;  // SKIPBELOW
   world.attempt(isFree, call);
   if (isFree) world.model().set(toString(path), std::move(node));
 }
@@ -148,7 +147,6 @@ void failToAdd(World& world, Random& random) {
   world.log("fail while adding " + path);
   Node const node{Kind::File, opc::Perms::NotKnown, {}, toUTF8String(kTypes.front())};
   bool const isFree = world.model().isFree(toString(path));
-  if (!isFree && !world.model().has(toString(path))) return;  // SKIPBELOW
   world.attempt(false, [&] {
     world.files().addFile(std::make_unique<FailingSource>(), toString(path), node.permissions, node.time);
   });
@@ -182,22 +180,21 @@ Entries treeOnDisk(fs::path const& root, Random& random) {
   return std::move(tree.entries);
 }
 
-/// Up to the first file that cannot be added, what is added stays.
+/// Up to the first path that is taken, what is added stays. Nothing is added where a file or link stands above a path.
 void addTree(World& world, Random& random) {
   zt_test::TemporaryDirectory const directory;
   world.log("add a tree of the disk");
   Model after = world.model();
-  bool isWhole = true;
   Entries const tree = treeOnDisk(directory.path(), random);
-  for (auto const& [path, node] : tree)
-    if (!after.isFree(path) && !after.has(path)) return;  // SKIPBELOW
+  bool isWhole = std::ranges::none_of(tree, [&](auto const& entry) { return after.isBelowLeaf(entry.first); });
+  bool const isBegun = isWhole;
   for (auto const& [path, node] : tree) {
     if (node.kind == Kind::Folder) continue;
     isWhole = isWhole && after.isFree(path);
     if (isWhole) after.set(path, node);
   }
   world.attempt(isWhole, [&] { world.files().addAll(directory.u16(), TransformMode::None); });
-  world.model() = std::move(after);
+  if (isBegun) world.model() = std::move(after);
 }
 
 void removeEntry(opc::ztservices::FileSystemManager& files, FileSystemEntry const& entry) {
@@ -220,16 +217,17 @@ void remove(World& world, Random& random) {
 void rewrite(World& world, Random& random) {
   auto const entry = existingFile(world, random);
   if (!entry) return;
-  Node& node = world.model().entries.at(entry->getPathName());
-  if (!node.isReadable || world.files().isEncrypted(*entry)) return;
-  world.log("rewrite " + toUTF8String(entry->getPathName()));
-  node.content = random.text();
-  write(world.files().getFileOutputStream(*entry), node.content);
+  std::u16string const path = entry->getPathName();
+  if (!world.model().entries.at(path).isReadable || world.files().isEncrypted(*entry)) return;
+  world.log("rewrite " + toUTF8String(path));
+  std::string const content = random.text();
+  write(world.files().getFileOutputStream(*entry), content);
+  world.model().rewrite(path, content);
 }
 
 void failToWrite(World& world, Random& random) {
   auto const entry = existingFile(world, random);
-  if (!entry) return;
+  if (!entry || !world.model().entries.at(entry->getPathName()).isReadable) return;
   world.log("fail while writing " + toUTF8String(entry->getPathName()));
   world.attempt(false, [&] {
     auto const output = world.files().getFileOutputStream(*entry);

@@ -72,16 +72,27 @@ class Builder {
   Model& model() { return sample_.model; }
 
   bool isFree(std::string const& path) const { return sample_.model.isFree(toString(path)); }
-  /// An entry whose content, if it has any, is a part called after its number.
+  bool has(std::string const& path) const { return sample_.model.has(toString(path)); }
+  /// An entry whose content, if it has any, is in the part that the node names, or in a new one.
   void addEntry(std::string const& path, Node node) {
     std::string content = path;
     if (node.kind == Kind::Link) content = isVersion1_ ? contentPart("links", node.content) : node.content;
-    if (node.kind == Kind::File) content = contentPart("files", node.content);
+    if (node.kind == Kind::File && node.part.empty())
+      node.part = contentPart(isVersion1_ ? "files" : "fsroot", node.content);
+    if (node.kind == Kind::File) content = node.part;
     char const* const type = node.kind == Kind::File ? "File" : node.kind == Kind::Link ? "SymLink" : "Folder";
     std::string const name = isVersion1_ ? path.substr(1) : path;
     entries_ += "<fileEntry" + attribute("name", name) + attribute("content", content) + attribute("type", type) +
                 metadata(node, isVersion1_) + "/>";
     sample_.model.set(toString(path), std::move(node));
+  }
+
+  /// A file whose content is a part that something else leads to.
+  void addShared(std::string const& path, std::string const& part, std::string const& content) {
+    addItem(part.substr(1), content);
+    addType(override(part, kBinary));
+    addKeptRelationship("shared", "urn:notes", part);
+    addEntry(path, {Kind::File, opc::Perms::NotKnown, {}, kBinary, content, true, part, true});
   }
 
   Sample finish() {
@@ -134,6 +145,24 @@ void addEntries(Builder& builder, Random& random) {
     std::string const path = randomPath(random);
     if (builder.isFree(path)) builder.addEntry(path, randomNode(random));
   }
+}
+
+/// What other makers' manifests hold and ours does not: an entry below a file or link, one that shares its part with
+/// another or with the rest of the package, and one whose part is missing.
+void addOddEntries(Builder& builder, Random& random) {
+  Entries const present = builder.model().entries;
+  for (auto const& [path, node] : present) {
+    std::string const below = toUTF8String(path) + "/" + random.of(kNames);
+    if (node.kind != Kind::Folder && random.oneIn(6) && !builder.has(below))
+      builder.addEntry(below, randomNode(random));
+    std::string const other = randomPath(random);
+    if (node.kind == Kind::File && random.oneIn(4) && builder.isFree(other)) builder.addEntry(other, node);
+  }
+  if (builder.isFree("/missing")) {
+    Node node{Kind::File, randomPermissions(random), randomTime(random), {}, "(unreadable)", false, "/files/none"};
+    builder.addEntry("/missing", node);
+  }
+  builder.addShared("/notes", "/word/notes.bin", random.text());
 }
 
 void addDocument(Builder& builder, Random& random) {
@@ -207,6 +236,7 @@ Sample foreignPackage(Random& random) {
     builder.model().others["properties"] = "|Ada||";
   }
   addEntries(builder, random);
+  if (random.oneIn(2)) addOddEntries(builder, random);
   builder.addEntry("/kept", {Kind::Folder, opc::Perms::Perms_tag(0750), randomTime(random)});
   return builder.finish();
 }
