@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "container/Directory.hpp"
@@ -38,6 +39,8 @@ class Archive : public std::enable_shared_from_this<Archive> {
 
   /// Bytes in front of the first item; 0 for an ordinary archive.
   std::uint64_t prefixSize() const;
+  /// The comment of the whole archive.
+  std::string const& comment() const { return comment_; }
 
   RandomAccessBytes const& bytes() const { return *bytes_; }
 
@@ -58,6 +61,7 @@ class Archive : public std::enable_shared_from_this<Archive> {
   std::vector<std::uint64_t> offsets_;          // of each entry within directory_
   std::vector<std::uint64_t> starts_;           // of local headers, sorted; empty when the directory has that order
   std::uint64_t directoryBegin_ = 0;
+  std::string comment_;
   std::uint64_t prefix_ = 0;      // to be added to the directory's offsets
   bool isLenient_ = false;        // openContent skips checks whose faults the reader has listed
   std::vector<bool> isUnusable_;  // the entry leads out of the file; empty where no entry does

@@ -69,6 +69,11 @@ void writeCommon(RecordWriter& record, Entry const& entry, std::size_t extraSize
   record.u16(length(entry.name)).u16(static_cast<std::uint16_t>(extraSize));
 }
 
+ReadAhead::Source sourceOf(RandomAccessBytes const& bytes) {
+  return {&bytes, bytes.size(),
+          [&bytes](std::uint64_t offset, void* to, std::size_t count) { bytes.readAt(offset, to, count); }};
+}
+
 }  // namespace
 
 ArchiveSink::~ArchiveSink() = default;
@@ -97,6 +102,7 @@ struct ArchiveWriter::Impl {
   std::uint64_t inSink = 0;                         // includes bytes in flight
   std::vector<unsigned char> directory{};           // central headers so far
   std::uint64_t count = 0;
+  std::string comment{};
   ReadAhead window{};
   Background writing;  // last, so that it ends before the members it uses
 
@@ -190,13 +196,19 @@ struct ArchiveWriter::Impl {
     auto const shownCount = manyItems ? kIn64Short : static_cast<std::uint16_t>(count);
     RecordWriter record(directory);
     record.u32(kEndSignature).u16(0).u16(0).u16(shownCount).u16(shownCount);
-    record.u32(narrowed(size, longSize)).u32(narrowed(begin, farBegin)).u16(0);
+    record.u32(narrowed(size, longSize)).u32(narrowed(begin, farBegin)).u16(length(comment)).text(comment);
   }
 };
 
 ArchiveWriter::ArchiveWriter(ArchiveSink& sink, bool hasThread) : impl_(new Impl(sink, hasThread)) {}
 
 ArchiveWriter::~ArchiveWriter() = default;
+
+void ArchiveWriter::keepSurroundings(Archive const& former) {
+  RandomAccessBytes const& bytes = former.bytes();
+  impl_->putStored(sourceOf(bytes), bytes.descriptor(), 0, former.prefixSize());
+  impl_->comment = former.comment();
+}
 
 void ArchiveWriter::add(std::string_view name, Content const& content) {
   if (name.size() > 0xFFFF) throw couldNotSaveItem(name, "its name is too long");
@@ -224,8 +236,7 @@ void ArchiveWriter::add(std::string_view name, Content const& content) {
 
 void ArchiveWriter::copy(Archive const& archive, std::size_t index) {
   RandomAccessBytes const& bytes = archive.bytes();
-  ReadAhead::Source const source{
-      &bytes, bytes.size(), [&bytes](std::uint64_t offset, void* to, std::size_t n) { bytes.readAt(offset, to, n); }};
+  ReadAhead::Source const source = sourceOf(bytes);
   Entry entry = archive.entry(index);
   std::uint64_t const begin = entry.localHeaderOffset, room = archive.limitOf(index) - begin;
   std::uint64_t const data = entry.storedSize < kCopyByKernel ? entry.storedSize : 0;

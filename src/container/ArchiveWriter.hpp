@@ -42,6 +42,8 @@ class ArchiveWriter {
   ~ArchiveWriter();
 
   void add(std::string_view name, Content const& content);
+  /// Takes over what stands in front of another archive's items, and its comment. Comes before the first item.
+  void keepSurroundings(Archive const& former);
   /// Copies an item unchanged: stored bytes, method, flags, extra fields, comment, times, attributes. The values of a
   /// data descriptor move into the local header.
   void copy(Archive const& archive, std::size_t index);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "container/Faults.hpp"
@@ -154,7 +155,8 @@ DirectoryPlace findDirectory(RandomAccessBytes const& bytes) {
   std::uint64_t const begin = end - numbers.size;
   std::uint64_t const prefix = begin - numbers.offset;
   if (zip64 && zip64->prefix != prefix) throw damagedArchive("its directory does not end at the end record");
-  return {begin, numbers.size, numbers.count, prefix};
+  std::string const comment(tail.data.begin() + static_cast<std::ptrdiff_t>(at + kEndSize), tail.data.end());
+  return {begin, numbers.size, numbers.count, prefix, comment};
 }
 
 std::optional<EarlierDirectory> findEarlierDirectory(RandomAccessBytes const& bytes) {

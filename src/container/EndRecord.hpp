@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 #include "container/RandomAccessBytes.hpp"
 
@@ -15,6 +16,7 @@ struct DirectoryPlace {
   std::uint64_t count;
   /// Bytes in front of the archive that its offsets do not count.
   std::uint64_t prefix;
+  std::string comment{};
 };
 
 /// Reads the end record, which must end where the file ends, and any zip64 records. Throws InvalidPackage where there

@@ -94,6 +94,7 @@ void Reader::takeEntries(RandomAccessBytes const& bytes, DirectoryPlace const& p
   auto& offsets = archive_->offsets_;
   archive_->directoryBegin_ = place.begin;
   archive_->prefix_ = place.prefix;
+  archive_->comment_ = place.comment;
   DirectoryBytes directory(bytes, place.begin, place.size);
   offsets.clear();
   offsets.reserve(static_cast<std::size_t>(std::min({most, place.count, kUsualItems})));

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opc/model/PackageHelper.hpp"
 
-#include <algorithm>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -26,33 +25,12 @@ detail::OwnedPart corePropertiesPart(std::u16string_view name) {
   return part;
 }
 
-bool leadsTo(Package const& package, RelationshipSource const& source, PartName const& name) {
-  return std::ranges::any_of(source.getRelationships(), [&](Relationship const& relationship) {
-    auto const target = PackageHelper::findTarget(package, relationship);
-    return target && target->getName() == name;
-  });
-}
-
-/// Whether a relationship of any type leads from the package or one of its parts to the part of that name.
-bool isTarget(Package const& package, PartName const& name) {
-  if (leadsTo(package, package, name)) return true;
-  return std::ranges::any_of(package.getPartNames(), [&](PartName const& source) {
-    return !source.isRelationshipsPart() && leadsTo(package, package.getPart(source), name);
-  });
-}
-
-/// The content type is the standard's: only a part to which nothing leads was left behind, others are in use.
-bool isOrphan(Package const& package, std::u16string_view name) {
-  auto const part = corePropertiesPart(name).findUnderOwnName(package);
-  return part && !isTarget(package, part->getName());
-}
-
-/// "/docProps/core.xml", or the same with a number where foreign parts clash with it. An orphan is replaced.
+/// "/docProps/core.xml", or with a number where something has that name: other programs keep their properties in parts
+/// of this type, also where no relationship leads to them any more.
 std::u16string chooseName(Package const& package) {
   std::u16string existing;
   std::u16string name(detail::kCorePropertiesPart.name);
-  for (int number = 1; package.isPartDerivedFromExistingPartName(PartName(name), existing) && !isOrphan(package, name);
-       ++number)
+  for (int number = 1; package.isPartDerivedFromExistingPartName(PartName(name), existing); ++number)
     name = u"/docProps" + toString(std::to_string(number)) + u"/core.xml";
   return name;
 }

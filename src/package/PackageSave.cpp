@@ -61,6 +61,7 @@ void PackageWriter::write(zip::ArchiveSink& sink) {
   state_.refreshRelationships();
   collectItems();
   zip::ArchiveWriter writer(sink, state_.contents.store().hasThreads());
+  if (state_.contents.archive()) writer.keepSurroundings(*state_.contents.archive());
   writeContentTypes(writer);
   for (Item const& item : items_) writeItem(writer, item);
   writer.finish();

@@ -264,6 +264,20 @@ TEST(PackageSave, CopiesWhatNothingTouched) {
   EXPECT_EQ(items[3].name, "folder/");
 }
 
+TEST(PackageSave, KeepsWhatStandsBeforeTheArchiveAndItsComment) {
+  std::string const before = "#!/bin/sh\nexit\n", comment = "by hand";
+  std::string text = before + zt_test::textOf(packageOf({{"a.xml", "<a/>"}}));
+  text.replace(text.size() - 2, 2, std::string(1, static_cast<char>(comment.size())) + '\0' + comment);
+  auto package = open(zt_test::bytesOf(text));
+  for (int i = 0; i < 2; ++i) {
+    std::string const saved = zt_test::textOf(package->saveToBytes());
+    EXPECT_TRUE(saved.starts_with(before + "PK\3\4"));
+    EXPECT_TRUE(saved.ends_with('\0' + comment));
+    package = open(zt_test::bytesOf(saved));
+    EXPECT_EQ(read(*package, u"/a.xml"), "<a/>");
+  }
+}
+
 TEST(PackageSave, KeepsDamagedPartsAsTheyAre) {
   samples::Bytes bytes = packageOf({{"a.xml", "incompressible"}});
   std::string const text(bytes.begin(), bytes.end());

@@ -27,9 +27,9 @@ class ZT_API PackageHelper {
   static CoreProperties getCoreProperties(Package const& package);
 
   /// Writes the part that getCoreProperties reads. Where the package has none, it creates "/docProps/core.xml" and its
-  /// relationship, which replaces relationships of that type that lead to no part. It replaces an unreferenced part of
-  /// that name and of the core properties' content type; if any other part has the name, the new name gets a number. It
-  /// writes every property: to change some of them, start from the result of getCoreProperties. Throws
+  /// relationship, which replaces relationships of that type that lead to no part. If a part
+  /// has that name, the new name gets a number: core properties to which no relationship leads stay. It writes every
+  /// property: to change some of them, start from the result of getCoreProperties. Throws
   /// InvalidXMLDocument for a text that XML cannot carry, before it changes anything, and what Package::createPart,
   /// createInternalRelationship and Part::getOutputStream throw.
   static void createOrUpdateCoreProperties(Package& package, CoreProperties const& properties);
