@@ -150,7 +150,7 @@ void printSummary(std::vector<Source> const& sources, std::u16string const& pack
 
 void add(AddOptions const& options) {
   noteSignals();
-  auto const package = openFileSystem(options.package, AccessMode::ReadWrite);
+  auto const package = openFileSystem(options.package, AccessMode::ReadWrite, options.force);
   opc::LocalFileSystemOps disk;
   TreeInTurn selector(disk);
   FileSystemManager manager(*package, selector);
@@ -166,7 +166,7 @@ void add(AddOptions const& options) {
     addTree(manager, *source.tree, options.textToUTF8);
   }
   throwIfInterrupted();
-  package->save();
+  package->save({.replaceProtected = options.force});
   progress.finish();
   if (!options.quiet) printSummary(sources, fromArgument(options.package), progress);
 }

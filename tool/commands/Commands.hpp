@@ -62,6 +62,7 @@ struct RemoveOptions {
   std::vector<std::string> paths;
   std::vector<std::string> patterns;
   KeyOptions key;
+  bool force = false;
   bool quiet = false;
 };
 void remove(RemoveOptions const& options);
@@ -108,6 +109,7 @@ void getProperties(GetPropertiesOptions const& options, Output& out);
 struct SetPropertiesOptions {
   std::string package;
   std::vector<std::string> assignments;  ///< NAME=VALUE
+  bool force = false;
 };
 void setProperties(SetPropertiesOptions const& options);
 

@@ -158,7 +158,7 @@ void store(SourceTree& source, std::u16string const& path, PackOptions const& op
   CorePropertiesManager identity(*package);
   identity.setCoreProperties(properties);
   throwIfInterrupted();
-  package->save();
+  package->save({.replaceProtected = options.force});
 }
 
 /// Adds the option that only this command has to the messages that it helps with.
