@@ -26,7 +26,7 @@ bool isListedAsUnusable(Bytes const& input) {
   OpenOptions const limits = smallLimits();
   CollectedFaults faults;
   zip::Reader container(zip::makeMemoryBytes(input), limits.maximumItems, faults);
-  detail::PackageReader reader(std::make_shared<detail::PackageState>(), container, limits, faults);
+  detail::PackageReader reader(std::make_shared<PackageState>(), container, limits, faults);
   if (reader.checkTotalSize()) {
     reader.identify();
     container.readItems();

@@ -20,6 +20,10 @@ class ZT_API Exception : public std::exception {
   explicit Exception(std::string message, boost::system::error_code code = {})
       : message_(std::make_shared<std::string const>(std::move(message))), code_(code) {}
 
+  // Moves copy, so that an exception that was moved from still has its message.
+  Exception(Exception const&) = default;
+  Exception& operator=(Exception const&) = default;
+
   char const* what() const noexcept override { return message_->c_str(); }
   boost::system::error_code const& getErrorCode() const noexcept { return code_; }
 

@@ -45,11 +45,18 @@ class ZT_API OutputStream {
   /// Takes all `count` bytes or throws; after an exception the written content is incomplete. Throws StreamError after
   /// close() where the stream says so.
   virtual void write(void const* data, std::size_t count) = 0;
-  /// Completes the write, and throws where that fails. Further calls do nothing. The destructor of an open stream
-  /// completes it in ordinary scope exit, and abandons it while an exception unwinds the stack. The owner of the target
-  /// reports a failure of the destructor (for a part, the package's next save() throws it).
+  /// Completes the write, and throws where that fails. Further calls do nothing.
+  ///
+  /// The destructor of an open stream completes it in ordinary scope exit, since code that only writes and then drops
+  /// the stream has no other way to end the write. It abandons the stream while an exception unwinds the stack. Code
+  /// that leaves a scope early with half of the bytes written calls abandon() first. The owner of the target reports a
+  /// failure of the destructor (for a part, the package's next save() throws it).
   virtual void close() = 0;
   virtual ~OutputStream();
+  /// Gives up the write: a target that takes its new content at close(), as a part does, keeps its former content.
+  /// Afterwards write() throws StreamError, and close() and the destructor do nothing. The default does nothing, for
+  /// streams that pass on every byte at once, as the adaptors below.
+  virtual void abandon() noexcept;
 
  protected:
   OutputStream() = default;

@@ -50,7 +50,9 @@ ZT_API std::string toASCIIString(std::u16string const& text);
 /// carriage return become \t, \n and \r. A backslash that would read as the beginning of an escape becomes \\.
 ZT_API std::u16string escapeForDisplay(std::u16string_view text);
 
-/// Whether two strings are equal when the case of ASCII letters is ignored.
+/// Whether two strings are equal when case is ignored, by Unicode's simple case folding: character by character, in
+/// every alphabet and independent of the locale. (Part names and content types are compared by ASCII case alone:
+/// PartName::isEquivalentTo, ContentType's operator==.)
 ZT_API bool caselessCompare(std::u16string_view a, std::u16string_view b);
 
 /// Whether the string holds a Unicode white-space character.

@@ -10,10 +10,11 @@
 /// from any thread. None throws for an invalid text or time.
 namespace opc {
 
-/// Reads an ISO 8601 text of the form of xsd:dateTime: YYYY-MM-DDThh:mm:ss, an optional fraction, and an optional Z or
-/// offset. Without an offset the text is UTC. XML white space at the ends is ignored, and digits beyond the
-/// microsecond are cut off. Returns not-a-date-time where the text does not have that form or lies outside the years
-/// 1400 to 9999 of the time type.
+/// Reads an ISO 8601 text: a date, YYYY-MM-DD, and behind a T the time hh:mm or hh:mm:ss, with a fraction of the second
+/// behind a dot or comma, and with Z or an offset, +hh:mm, +hhmm or +hh. The basic format, YYYYMMDDThhmmss, has the
+/// same parts. A date alone is its first instant, and a text without an offset is UTC. XML white space at the ends is
+/// ignored, and digits beyond the microsecond are cut off. Returns not-a-date-time where the text has none of these
+/// forms or lies outside the years 1400 to 9999 of the time type.
 ZT_API boost::posix_time::ptime convertStringToTime(std::u16string const& text);
 
 /// Writes YYYY-MM-DDThh:mm:ss, a fraction of six digits unless it is zero, and Z. That is a valid xsd:dateTime, which

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -13,8 +14,9 @@
 
 #include "container/ArchiveWriter.hpp"
 #include "container/Faults.hpp"
-#include "io/DirectoryLock.hpp"
+#include "container/FileProtection.hpp"
 #include "io/FileHandle.hpp"
+#include "io/FileLock.hpp"
 #include "io/TemporaryName.hpp"
 #include "opc/Exception.hpp"
 
@@ -25,7 +27,7 @@ namespace fs = std::filesystem;
 using boost::system::error_code;
 
 constexpr int kMostLinks = 40;  // the limit of the kernel
-constexpr mode_t kModeBits = 07777;
+constexpr int kMostAttempts = 100;
 constexpr std::uint64_t kStretch = 8u << 20;
 
 /// The path as the system resolves it; where nothing exists, the resolved directory and the name.
@@ -72,14 +74,6 @@ struct AtomicFile::Impl {
     syncing = written;
   }
 
-  void lock(DirectoryLock& names) {
-    error_code error;
-    names.acquire(rules.patience, error);
-    if (error != posixError(EWOULDBLOCK)) return check(error);
-    discard();
-    throw packageIsBusy(target);
-  }
-
   void openDirectory() {
     if (target.empty()) fail(ENOENT);
     if (target.find('\0') != std::string::npos) fail(EINVAL);
@@ -96,18 +90,20 @@ struct AtomicFile::Impl {
     check(error);
   }
 
-  /// Replaces only a regular file, since a rename would also replace a device.
-  void checkTarget() {
-    struct stat status {};
+  /// Replaces only a regular file, since a rename would also replace a device. False where there is no file.
+  bool checkTarget(struct stat& status) {
     if (fstatat(directory.descriptor(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
       if (errno != ENOENT) fail(errno);
       if (rules.expected) failAsChanged();
-      return;
+      return false;
     }
     if (rules.target == Target::MustNotExist) fail(EEXIST);
     if (S_ISDIR(status.st_mode)) fail(EISDIR);
     if (!S_ISREG(status.st_mode)) fail(EINVAL);
+    bool const mayWrite = faccessat(directory.descriptor(), name.c_str(), W_OK, AT_EACCESS) == 0;
+    if (!mayWrite && !rules.replacesProtected) fail(errno);
     if (rules.expected && FileIdentity::of(status) != *rules.expected) failAsChanged();
+    return true;
   }
 
   [[noreturn]] void failAsChanged() {
@@ -115,49 +111,87 @@ struct AtomicFile::Impl {
     throw packageHasChanged(target);
   }
 
+  /// The file that is to be replaced; not open where there is none, or where it may not be read.
+  FileHandle openTarget() {
+    error_code error;
+    FileHandle old =
+        FileHandle::openAt(directory.descriptor(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK, 0, error);
+    if (error != posixError(ENOENT) && error != posixError(EACCES) && error != posixError(ELOOP)) check(error);
+    return old;
+  }
+
   /// Checks the target now too, so that a save that must fail does so before its work.
   void begin() {
-    DirectoryLock names(directory);
-    lock(names);
-    checkTarget();
-    int const folder = directory.descriptor();
-    if (names.isHeld()) removeOrphans(folder, name);
-    error_code error;
-    temporary = TemporaryName::makeFile(
-        folder, [this] { return temporaryNameFor(name); }, O_RDWR, file, error);
-    if (!error && names.isHeld()) file.tryLock(error);
-    check(error);
-  }
-
-  /// Sets the owner first, since the system then clears some mode bits.
-  void takeOverAttributes() {
     struct stat status {};
-    mode_t mode = 0;
-    if (fstatat(directory.descriptor(), name.c_str(), &status, 0) == 0) {
-      mode = status.st_mode & kModeBits;
-      mode &= ~takeOverOwner(status);
-    } else {
-      if (errno != ENOENT) fail(errno);
-      mode = modeOfNewFiles();
-    }
+    bool const isThere = checkTarget(status);
+    removeOrphans(directory.descriptor(), name);
+    makeTemporary();
+    if (!isThere) return;
     error_code error;
-    file.setMode(mode, error);
-    check(error);
+    protectionOf(status).applyOwnerTo(file, rules.replacesProtected, error);
+    checkOwner(error);
   }
 
-  /// Takes over owner and group as far as this process may. Returns the mode bits that would now concern another owner
-  /// or group: those of the group, set-user-ID and set-group-ID.
-  mode_t takeOverOwner(struct stat const& old) {
-    constexpr uid_t kSame = static_cast<uid_t>(-1);
+  /// Another save takes an unlocked temporary file for an orphan. So the file must be locked and still have its name.
+  /// Where the file system has no locks, saves find no orphans.
+  void makeTemporary() {
+    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+      error_code error, locked;
+      temporary = TemporaryName::makeFile(
+          directory.descriptor(), [this] { return temporaryNameFor(name); }, O_RDWR, file, error);
+      check(error);
+      file.tryLock(locked);
+      if (locked != posixError(EWOULDBLOCK) && status().st_nlink > 0) return;
+    }
+  }
+
+  FileProtection protectionOf(struct stat const& old) {
     error_code error;
-    file.setOwner(old.st_uid, old.st_gid, error);
-    if (!error) return 0;
-    if (error == posixError(EPERM)) file.setOwner(kSame, old.st_gid, error);
-    if (error != posixError(EPERM)) check(error);
-    struct stat const taken = status();
-    mode_t const ofOwner = taken.st_uid == old.st_uid ? 0 : S_ISUID;
-    mode_t const ofGroup = taken.st_gid == old.st_gid ? 0 : S_ISGID | S_IRWXG;
-    return ofOwner | ofGroup;
+    FileProtection protection = FileProtection::of(openTarget(), old, error);
+    check(error);
+    return protection;
+  }
+
+  void protect() {
+    struct stat old {};
+    bool const isThere = checkTarget(old);
+    error_code error;
+    FileProtection const protection = isThere ? protectionOf(old) : FileProtection::ofNewFile(directory, error);
+    check(error);
+    protection.applyTo(file, rules.replacesProtected, error);
+    checkOwner(error);
+  }
+
+  void checkOwner(error_code const& error) {
+    if (error != posixError(EPERM)) return check(error);
+    discard();
+    throw couldNotKeepOwner(target);
+  }
+
+  /// Renames the file while it holds the lock of the file that it replaces. False where another save was quicker, so
+  /// that the lock is that of a former file.
+  bool tryMove() {
+    FileHandle const old = openTarget();
+    struct stat locked {
+    }, now{};
+    error_code error;
+    if (old.isOpen() && !old.getStatus(locked, error)) check(error);
+    FileLock lock(old);
+    lock.acquire(rules.patience, error);
+    if (error == posixError(EWOULDBLOCK)) failAsBusy();
+    check(error);
+    bool const isThere = checkTarget(now);
+    if (isThere && old.isOpen() && (now.st_dev != locked.st_dev || now.st_ino != locked.st_ino)) return false;
+    file.close(error);
+    check(error);
+    temporary.moveTo(name.c_str(), rules.target == Target::MayExist, error);
+    check(error);
+    return true;
+  }
+
+  [[noreturn]] void failAsBusy() {
+    discard();
+    throw packageIsBusy(target);
   }
 
   struct stat status() {
@@ -215,18 +249,12 @@ void AtomicFile::commit() {
 }
 
 FileIdentity AtomicFile::replace() {
-  impl_->takeOverAttributes();
+  impl_->protect();
   error_code error;
   impl_->file.sync(error);
   impl_->check(error);
   FileIdentity const identity = FileIdentity::of(impl_->status());
-  DirectoryLock names(impl_->directory);
-  impl_->lock(names);
-  impl_->checkTarget();
-  impl_->file.close(error);
-  impl_->check(error);
-  impl_->temporary.moveTo(impl_->name.c_str(), impl_->rules.target == Target::MayExist, error);
-  impl_->check(error);
+  while (!impl_->tryMove()) continue;
   return identity;
 }
 
@@ -234,9 +262,9 @@ FileIdentity AtomicFile::replace() {
 void AtomicFile::syncDirectory() {
   error_code error;
   impl_->temporary.remove(error);
-  impl_->check(error);
-  impl_->directory.sync(error);
-  if (error != posixError(EINVAL) && error != posixError(EBADF)) impl_->check(error);
+  if (!error) impl_->directory.sync(error);
+  if (error && error != posixError(EINVAL) && error != posixError(EBADF))
+    throw packageNotSynced(impl_->target, error.value());
 }
 
 }  // namespace opc::model::zip

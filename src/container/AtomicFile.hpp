@@ -14,17 +14,15 @@
 namespace opc::model::zip {
 
 /// Replaces a file in one step. Bytes go to a temporary file beside it (O_EXCL, mode 0600). commit() syncs the
-/// temporary file, gives it the mode of the file that it replaces (0666 less the umask for a new one), renames it over
-/// the target and syncs the directory. It follows a target that is a symbolic link. Destroyed without commit(), it
-/// removes the temporary file and leaves the target unchanged. So does every failure except one of syncDirectory(); the
-/// object is then unusable. It keeps owner and group as far as the process may, and drops mode bits that would then
-/// concern another owner or group. Throws CouldNotSavePackage with the system's code, naming the target. `target` is
-/// UTF-8.
+/// temporary file, protects it as the file that it replaces (FileProtection), renames it over the target and syncs the
+/// directory. It follows a target that is a symbolic link. Destroyed without commit(), it removes the temporary file
+/// and leaves the target unchanged. So does every failure except one of syncDirectory(); the object is then unusable.
+/// Throws CouldNotSavePackage with the system's code, naming the target: EACCES for a file that the process may not
+/// write, EPERM for one whose owner or group it cannot keep. `target` is UTF-8.
 ///
-/// It locks (flock) the directory of the resolved target twice, for an instant each: while it makes the temporary file,
-/// and from the check of the target to the rename. All saves into one directory share the lock, so a save waits for it
-/// and throws PackageIsBusy only after `patience`. The temporary file stays locked while its process lives; the next
-/// AtomicFile for the same target removes unlocked ones.
+/// It locks (flock) the file that it replaces from the check of the target to the rename, for an instant. Only those
+/// who may read that file can hold its lock. A save waits for it and throws PackageIsBusy after `patience`. The
+/// temporary file stays locked while its process lives; the next AtomicFile for the same target removes unlocked ones.
 class AtomicFile final : public ArchiveSink {
  public:
   enum class Target { MayExist, MustNotExist };
@@ -33,6 +31,7 @@ class AtomicFile final : public ArchiveSink {
     Target target = Target::MayExist;
     std::optional<FileIdentity> expected{};  ///< the file that must still be there; otherwise PackageHasChanged
     std::chrono::milliseconds patience{10'000};
+    bool replacesProtected = false;  ///< replaces a file that may not be written or whose owner cannot be kept
   };
 
   AtomicFile(std::string const& target, Rules const& rules);
@@ -44,8 +43,8 @@ class AtomicFile final : public ArchiveSink {
   void commit();
   /// Puts the new file in the place of the target and returns its identity.
   FileIdentity replace();
-  /// When this throws, the new file is in place, but may not survive a power failure, or a second name of it could not
-  /// be removed.
+  /// Throws PackageNotSynced: the new file is in place, but may not survive a power failure, or a second name of it
+  /// could not be removed.
   void syncDirectory();
 
  private:

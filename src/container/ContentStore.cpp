@@ -2,22 +2,32 @@
 #include "container/ContentStore.hpp"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
+#include "container/ItemStream.hpp"
 #include "container/ZipFormat.hpp"
 #include "text/Narrow.hpp"
 
 namespace opc::model::zip {
+namespace {
 
-ContentStore::ContentStore(std::string directory) : spool_(makeSpool(std::move(directory))) {}
+constexpr std::uint64_t kLeastWaste = 16u << 20;
+constexpr std::size_t kMoveStep = 1u << 20;
+
+}  // namespace
+
+ContentStore::ContentStore(std::string directory) : directory_(std::move(directory)), spool_(makeSpool(directory_)) {}
 
 ContentStore::~ContentStore() = default;
 
 std::unique_ptr<ContentStore::Writer> ContentStore::write(Effort effort) {
+  reclaim();
   return std::make_unique<Writer>(*this, effort);
 }
 
 ContentStore::Number ContentStore::write(Effort effort, std::function<void(OutputStream&)> const& writeTo) {
+  reclaim();
   ContentWriter writer(spool_, effort);
   writeTo(writer);
   writer.close();
@@ -74,12 +84,56 @@ void ContentStore::setThreads(std::size_t count) {
 }
 
 void ContentStore::restart(std::string directory) {
-  auto fresh = makeSpool(std::move(directory));
+  auto fresh = makeSpool(directory);
+  directory_ = std::move(directory);
   spool_ = std::move(fresh);
+  live_ = 0;
   spools_.clear();
   slots_.clear();
   chunks_.clear();
   firstFree_ = kNone;
+}
+
+bool ContentStore::isWasteful() const {
+  std::uint64_t written = 0;
+  for (auto const& spool : spools_) written += spool->size();
+  return written > live_ && written - live_ > std::max(live_, kLeastWaste);
+}
+
+/// Moving the contents costs no more than the writing of the bytes that it frees. When it fails, the contents stay
+/// where they are.
+void ContentStore::reclaim() noexcept {
+  try {
+    if (isWasteful()) moveContents();
+  } catch (std::exception const&) {
+    return;
+  }
+}
+
+/// Moves all contents into a new spool. Input streams, and streams that still write, keep the old ones.
+void ContentStore::moveContents() {
+  settle();
+  auto fresh = makeSpool(directory_);
+  std::vector<std::uint64_t> offsets;
+  Buffer window(kMoveStep);
+  for (Slot const& slot : slots_) {
+    if (slot.state != State::Complete) continue;
+    offsets.push_back(fresh->size());
+    for (std::uint64_t at = 0; at < slot.storedSize; at += kMoveStep) {
+      auto const step = static_cast<std::size_t>(std::min<std::uint64_t>(kMoveStep, slot.storedSize - at));
+      spools_[slot.spool]->readAt(slot.offset + at, window.data.get(), step);
+      fresh->append(window.data.get(), step);
+    }
+  }
+  std::vector<std::shared_ptr<Spool const>> spools{fresh};
+  auto offset = offsets.begin();
+  for (Slot& slot : slots_)
+    if (slot.state == State::Complete) {
+      slot.offset = *offset++;
+      slot.spool = 0;
+    }
+  spools_.swap(spools);
+  spool_ = std::move(fresh);
 }
 
 ContentStore::Number ContentStore::reserve() {
@@ -98,10 +152,12 @@ void ContentStore::complete(Number number, Content const& content) {
   if (content.chunks) chunks_[number] = content.chunks;
   slots_[number] = {content.offset,          content.storedSize,          content.size,   content.crc,
                     numberOf(content.spool), content.method == kDeflated, State::Complete};
+  live_ += content.storedSize;
 }
 
 void ContentStore::release(Number number) noexcept {
   chunks_.erase(number);
+  if (slots_[number].state == State::Complete) live_ -= slots_[number].storedSize;
   slots_[number] = {.offset = std::exchange(firstFree_, number), .state = State::Free};
 }
 
@@ -112,8 +168,8 @@ std::uint16_t ContentStore::numberOf(std::shared_ptr<Spool const> const& spool) 
   return number;
 }
 
-std::shared_ptr<Spool> ContentStore::makeSpool(std::string directory) const {
-  auto made = std::make_shared<Spool>(std::move(directory));
+std::shared_ptr<Spool> ContentStore::makeSpool(std::string const& directory) const {
+  auto made = std::make_shared<Spool>(directory);
   made->setWritesBehind(hasThreads_);
   return made;
 }

@@ -20,7 +20,8 @@
 namespace opc::model::zip {
 
 /// Holds new contents, each under a number, until an archive takes them over. It hides compression, threads, memory and
-/// temporary files from its callers. The bytes of a content are the same for any number of threads.
+/// temporary files from its callers. The bytes of a content are the same for any number of threads. Of discarded
+/// contents it keeps at most as many bytes as of others, or 16 MiB.
 ///
 /// One thread at a time uses it. The next call that writes, reads or settles throws a failure of the store's threads,
 /// and the one after that repeats the work, so that no content is lost. Throws CouldNotSavePackage where temporary
@@ -76,13 +77,18 @@ class ContentStore {
 
   static constexpr Number kNone = UINT32_MAX;
 
+  bool isWasteful() const;
+  void reclaim() noexcept;
+  void moveContents();
   Number reserve();
   void complete(Number number, Content const& content);
   void release(Number number) noexcept;
   std::uint16_t numberOf(std::shared_ptr<Spool const> const& spool);
-  std::shared_ptr<Spool> makeSpool(std::string directory) const;
+  std::shared_ptr<Spool> makeSpool(std::string const& directory) const;
 
+  std::string directory_;
   bool hasThreads_ = false;
+  std::uint64_t live_ = 0;                                      // stored bytes of all complete contents
   std::shared_ptr<Spool> spool_;                                // receives new contents
   std::vector<std::shared_ptr<Spool const>> spools_;            // hold contents: spool_ and its lanes
   std::deque<Slot> slots_;                                      // by number of the content

@@ -52,13 +52,26 @@ CouldNotSavePackage couldNotSave(std::string const& path, int error) {
   return CouldNotSavePackage("Could not save package: " + shownPath(path) + ": " + code.message(), code);
 }
 
+CouldNotSavePackage couldNotKeepOwner(std::string const& path) {
+  auto const code = posixError(EPERM);
+  return CouldNotSavePackage(
+      "Could not save package: " + shownPath(path) + ": its owner or group would change: " + code.message(), code);
+}
+
+PackageNotSynced packageNotSynced(std::string const& path, int error) {
+  auto const code = posixError(error);
+  return PackageNotSynced(
+      "The new package is in place, but may not survive a power failure: " + shownPath(path) + ": " + code.message(),
+      code);
+}
+
 PackageHasChanged packageHasChanged(std::string const& path) {
   return PackageHasChanged("Could not save package: " + shownPath(path) + ": it was changed since it was opened",
                            posixError(ESTALE));
 }
 
 PackageIsBusy packageIsBusy(std::string const& path) {
-  return PackageIsBusy("Could not save package: " + shownPath(path) + ": its directory is locked by another process",
+  return PackageIsBusy("Could not save package: " + shownPath(path) + ": it is locked by another process",
                        posixError(EBUSY));
 }
 

@@ -96,6 +96,8 @@ InvalidPackage damagedArchive(std::string_view rawName, std::string_view what);
 /// `path` is UTF-8, `error` an errno value.
 CouldNotOpenPackage couldNotOpen(std::string const& path, int error);
 CouldNotSavePackage couldNotSave(std::string const& path, int error);
+CouldNotSavePackage couldNotKeepOwner(std::string const& path);
+PackageNotSynced packageNotSynced(std::string const& path, int error);
 PackageHasChanged packageHasChanged(std::string const& path);
 PackageIsBusy packageIsBusy(std::string const& path);
 /// The format cannot hold the item.

@@ -2,6 +2,7 @@
 #include "container/RandomAccessBytes.hpp"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -100,6 +101,10 @@ std::shared_ptr<RandomAccessBytes const> openFileBytes(std::string const& path) 
   if (S_ISDIR(status.st_mode)) throw couldNotOpen(path, EISDIR);
   if (!S_ISREG(status.st_mode)) throw couldNotOpen(path, EINVAL);
   return std::make_shared<FileBytes>(path, std::move(file), static_cast<std::uint64_t>(status.st_size));
+}
+
+void requireWritable(std::string const& path) {
+  if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) throw couldNotOpen(path, errno);
 }
 
 FileIdentity identityOf(RandomAccessBytes const& file, std::string const& path) {

@@ -51,6 +51,9 @@ class RandomAccessBytes {
 /// too.
 std::shared_ptr<RandomAccessBytes const> openFileBytes(std::string const& path);
 
+/// Throws CouldNotOpenPackage, naming `path`, where the process may not write the file.
+void requireWritable(std::string const& path);
+
 /// The present identity of a file from openFileBytes(). Throws CouldNotOpenPackage, naming `path`.
 FileIdentity identityOf(RandomAccessBytes const& file, std::string const& path);
 

@@ -35,6 +35,8 @@ bool isBroken(std::istream const& stream) { return stream.bad() || (stream.fail(
 
 InputStream::~InputStream() = default;
 OutputStream::~OutputStream() = default;
+
+void OutputStream::abandon() noexcept {}
 FileOutputStream::~FileOutputStream() = default;
 
 FileOutputStream::Step FileOutputStream::getFailedStep() const { return Step::Content; }

@@ -19,7 +19,7 @@ std::string temporaryNameForSpool();
 std::string temporaryNameForExtraction();
 
 /// Removes from a folder the temporaries for `name`, and spools with a name, that no process holds by a lock any more.
-/// The caller holds the folder's lock, under which they are made and locked. What cannot be removed stays.
+/// The maker of a temporary locks it, and then checks that it still has its name. What cannot be removed stays.
 void removeOrphans(int folder, std::string const& name) noexcept;
 
 /// A name in an open folder (borrowed) of a file or link that is not complete. It goes with this object, unless the

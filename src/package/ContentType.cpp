@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <string_view>
 
-#include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "package/Messages.hpp"
 #include "text/Ascii.hpp"
@@ -89,7 +88,7 @@ std::u16string quoted(std::u16string const& value) {
 }
 
 auto named(std::u16string const& name) {
-  return [&name](auto const& parameter) { return caselessCompare(parameter.first, name); };
+  return [&name](auto const& parameter) { return ascii::equalIgnoringCase<char16_t>(parameter.first, name); };
 }
 
 /// The parameters sorted, with names in one case.
@@ -123,10 +122,12 @@ void ContentType::addParameter(std::u16string const& name, std::u16string const&
   if (!isToken(name) || !std::all_of(value.begin(), value.end(), isQuotable))
     throw InvalidContentType(detail::messages::invalidParameter(name, value));
   auto const found = std::find_if(parameters_.begin(), parameters_.end(), named(name));
-  if (found == parameters_.end())
+  if (found == parameters_.end()) {
     parameters_.emplace_back(name, value);
-  else
+  } else {
     found->second = value;
+    parameters_.erase(std::remove_if(found + 1, parameters_.end(), named(name)), parameters_.end());
+  }
   text_.clear();
 }
 
@@ -149,7 +150,8 @@ std::u16string ContentType::toString() const {
 }
 
 bool operator==(ContentType const& a, ContentType const& b) {
-  return caselessCompare(a.type_, b.type_) && caselessCompare(a.subType_, b.subType_) &&
+  return ascii::equalIgnoringCase<char16_t>(a.type_, b.type_) &&
+         ascii::equalIgnoringCase<char16_t>(a.subType_, b.subType_) &&
          comparable(a.parameters_) == comparable(b.parameters_);
 }
 

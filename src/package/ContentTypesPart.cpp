@@ -87,6 +87,14 @@ MediaType const* mostFrequent(std::map<MediaType const*, std::uint64_t> const& t
       ->first;
 }
 
+/// The extension of relationships parts has no other default, since programs take it for theirs. Null without such
+/// parts.
+MediaType const* relationshipsTypeOf(std::map<MediaType const*, std::uint64_t> const& types) {
+  auto const found =
+      std::find_if(types.begin(), types.end(), [](auto const& one) { return one.first->is(kRelationshipsType); });
+  return found == types.end() ? nullptr : found->first;
+}
+
 /// A default for these extensions would turn items into parts.
 std::set<std::string> untypedExtensions(PackageState const& state) {
   std::set<std::string> extensions;
@@ -130,7 +138,7 @@ MediaType const* ContentTypes::typeOf(std::string_view name) {
 bool hasForbiddenParameters(ContentType const& type) {
   constexpr std::u16string_view kDefined = u"application/vnd.openxmlformats-package.";
   return !type.getParameters().empty() &&
-         caselessCompare((type.getType() + u"/" + type.getSubType()).substr(0, kDefined.size()), kDefined);
+         equalIgnoringCase((type.getType() + u"/" + type.getSubType()).substr(0, kDefined.size()), kDefined);
 }
 
 ContentTypes readContentTypes(XmlStreamReader& reader, InputStream& input, std::uint64_t maximum,
@@ -144,8 +152,10 @@ ContentTypes readContentTypes(XmlStreamReader& reader, InputStream& input, std::
 Defaults defaultsFor(PackageState const& state) {
   Defaults defaults = state.declared.defaults;
   auto const untyped = untypedExtensions(state);
-  for (auto const& [extension, types] : countTypes(state))
-    if (untyped.count(extension) == 0) defaults.emplace(extension, mostFrequent(types));
+  for (auto const& [extension, types] : countTypes(state)) {
+    MediaType const* const type = extension == "rels" ? relationshipsTypeOf(types) : mostFrequent(types);
+    if (type && untyped.count(extension) == 0) defaults.emplace(extension, type);
+  }
   return defaults;
 }
 

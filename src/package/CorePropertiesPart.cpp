@@ -54,6 +54,17 @@ bool isForm(std::u16string_view text, std::u16string_view form) {
 
 bool isZone(std::u16string_view text) { return text == u"Z" || isForm(text, u"+00:00") || isForm(text, u"-00:00"); }
 
+/// The forms of xsd:dateTime alone; convertStringToTime reads others too.
+boost::posix_time::ptime parseXsdDateTime(std::u16string const& text) {
+  constexpr std::u16string_view kTime = u"00:00:00";
+  std::size_t const begin = text.find(u'T') + 1;
+  std::u16string_view const time = std::u16string_view(text).substr(begin);
+  if (begin == 0 || !hasForm(time, kTime)) return {};
+  std::u16string_view zone = time.substr(kTime.size());
+  if (zone.starts_with(u'.')) zone.remove_prefix(std::min(zone.find_first_not_of(u"0123456789", 1), zone.size()));
+  return zone.empty() || isZone(zone) ? convertStringToTime(text) : boost::posix_time::ptime();
+}
+
 /// W3CDTF requires the zone, which xsd:dateTime may leave out.
 bool endsInZone(std::u16string_view text) {
   constexpr std::size_t kOffsetSize = 6;
@@ -210,7 +221,7 @@ class Reader {
     requireAttributes(element, property.isTyped ? Allowed::Type : Allowed::Nothing);
     if (property.isTyped && !isW3CDTF(element)) failAt("xsi:type must be dcterms:W3CDTF", element);
     std::u16string const text = trimmed(textOf(element));
-    auto const time = property.isTyped ? parseW3CDateTime(text) : convertStringToTime(text);
+    auto const time = property.isTyped ? parseW3CDateTime(text) : parseXsdDateTime(text);
     if (time.is_special()) failAt("Invalid time \"" + messages::shown(text) + "\"", element);
     (properties_.*property.set)(time);
   }
@@ -264,7 +275,7 @@ boost::posix_time::ptime parseW3CDateTime(std::u16string const& text) {
   if (!hasForm(text, kToMinutes)) return {};
   std::u16string const rest = text.substr(kToMinutes.size());
   if (isZone(rest)) return convertStringToTime(text.substr(0, kToMinutes.size()) + u":00" + rest);
-  return endsInZone(rest) ? convertStringToTime(text) : boost::posix_time::ptime();
+  return endsInZone(rest) ? parseXsdDateTime(text) : boost::posix_time::ptime();
 }
 
 void writeCoreProperties(CoreProperties const& properties, OutputStream& output) {

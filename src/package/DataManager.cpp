@@ -18,8 +18,15 @@ DataManager::DataManager(Package& package, bool startsDirty)
 DataManager::~DataManager() { registry_->remove(*this); }
 
 void DataManager::load() {
-  if (loaded_) return;
-  doLoad();
+  if (loaded_ || loading_) return;
+  loading_ = true;
+  try {
+    doLoad();
+  } catch (...) {
+    loading_ = false;
+    throw;
+  }
+  loading_ = false;
   loaded_ = true;
 }
 
@@ -27,12 +34,8 @@ void DataManager::markAsDirty() { registry_->markDirty(*this); }
 
 Package& DataManager::getPackage() const { return registry_->package(); }
 
-}  // namespace opc::model
-
-namespace opc::model::detail {
-
 Package& ManagerRegistry::package() const {
-  if (!package_) throw InvalidState(messages::kPackageIsGone);
+  if (!package_) throw InvalidState(detail::messages::kPackageIsGone);
   return *package_;
 }
 
@@ -76,4 +79,4 @@ void ManagerRegistry::markClean() noexcept {
   for (Entry& entry : entries_) entry.manager->dirty_ = entry.isDue;
 }
 
-}  // namespace opc::model::detail
+}  // namespace opc::model

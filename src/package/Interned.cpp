@@ -3,8 +3,8 @@
 
 #include <utility>
 
-#include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
+#include "package/PartNameRules.hpp"
 
 namespace opc::model::detail {
 namespace {
@@ -20,7 +20,7 @@ std::optional<ContentType> parsed(std::u16string const& text) {
 }  // namespace
 
 bool MediaType::is(std::u16string_view typeAndSubType) const {
-  return value && caselessCompare(value->getType() + u"/" + value->getSubType(), typeAndSubType);
+  return value && equalIgnoringCase(value->getType() + u"/" + value->getSubType(), typeAndSubType);
 }
 
 MediaType const* MediaTypePool::intern(std::u16string_view text) {

@@ -6,7 +6,7 @@
 
 #include "opc/model/DataManager.hpp"
 
-namespace opc::model::detail {
+namespace opc::model {
 
 /// The managers of one package, in order of registration. The package and its managers share it, so that they may be
 /// destroyed in any order.
@@ -42,4 +42,4 @@ class ManagerRegistry {
   std::vector<Entry> entries_;
 };
 
-}  // namespace opc::model::detail
+}  // namespace opc::model

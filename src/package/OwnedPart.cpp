@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "opc/Strings.hpp"
 #include "opc/model/PackageHelper.hpp"
+#include "package/PartNameRules.hpp"
 
 namespace opc::model::detail {
 namespace {
@@ -13,7 +13,7 @@ namespace {
 /// Ignores parameters: an encrypted manifest is a manifest.
 bool hasType(Part const& part, std::u16string_view contentType) {
   ContentType const type = part.getContentType();
-  return caselessCompare(type.getType() + u"/" + type.getSubType(), contentType);
+  return equalIgnoringCase(type.getType() + u"/" + type.getSubType(), contentType);
 }
 
 }  // namespace

@@ -22,12 +22,11 @@
 namespace opc::model {
 namespace {
 
-using detail::PackageState;
-
 std::shared_ptr<PackageState> openState(std::shared_ptr<zip::RandomAccessBytes const> bytes, std::string path,
                                         AccessMode mode, OpenOptions const& options) {
   auto state = std::make_shared<PackageState>(detail::PackageFile{.path = std::move(path)});
   state->isReadOnly = mode == AccessMode::ReadOnly;
+  state->isChanged = false;
   state->maximumWholePartBytes = options.maximumWholePartBytes;
   try {
     ThrowingFaults faults;
@@ -53,8 +52,8 @@ zip::Effort effortOf(CompressionLevel level) {
 
 }  // namespace
 
-Package::Package(std::shared_ptr<detail::PackageState> state) : RelationshipSource(std::move(state), PartName()) {
-  this->state().managers = std::make_shared<detail::ManagerRegistry>(*this);
+Package::Package(std::shared_ptr<PackageState> state) : RelationshipSource(std::move(state), PartName()) {
+  this->state().managers = std::make_shared<ManagerRegistry>(*this);
 }
 
 Package::~Package() {
@@ -74,6 +73,7 @@ std::unique_ptr<Package> Package::createInMemory() {
 std::unique_ptr<Package> Package::open(std::u16string const& path, AccessMode mode, OpenOptions const& options) {
   std::string const text = detail::absolutePath(path);
   auto bytes = zip::openFileBytes(text);
+  if (mode == AccessMode::ReadWrite && !options.openProtected) zip::requireWritable(text);
   auto const identity = zip::identityOf(*bytes, text);  // before anything is read
   auto state = openState(std::move(bytes), text, mode, options);
   state->file.identity = identity;
@@ -99,9 +99,11 @@ Part Package::createPart(PartName const& name, ContentType const& type, IPhysica
   if (text.size() - 1 > detail::kMaximumItemName) throw InvalidPartName(messages::partNameTooLong(text));
   if (auto const existing = state().parts.clash(text)) throw PartNameClash(messages::partNameClash(text, *existing));
   if (detail::hasForbiddenParameters(type)) throw InvalidContentType(messages::parametersNotAllowed(type.toString()));
-  bool const isStored = info.getCompressionType() == CompressionType::Stored;
+  CompressionType const compression = info.getCompressionType();
   auto const part = state().parts.insert(detail::narrowName(text), state().types.intern(type.toString()));
-  part->second.isStored = isStored;
+  part->second.isStored = compression == CompressionType::Stored;
+  part->second.isMarkup = compression == CompressionType::Markup;
+  state().isChanged = true;
   return Part(sharedState(), name);
 }
 
@@ -121,6 +123,10 @@ Part Package::getPart(PartName const& name) const {
 
 bool Package::hasPart(PartName const& name) const { return state().parts.findExactly(name) != state().parts.end(); }
 
+std::optional<Part> Package::findPart(PartName const& name) const {
+  return hasPart(name) ? std::optional<Part>(Part(sharedState(), name)) : std::nullopt;
+}
+
 std::vector<PartName> Package::getPartNames() const {
   std::vector<PartName> names;
   names.reserve(state().parts.size());
@@ -128,6 +134,24 @@ std::vector<PartName> Package::getPartNames() const {
     names.push_back(detail::PartIndex::partNameOf(part));
   std::sort(names.begin(), names.end());
   return names;
+}
+
+std::vector<Part> Package::getParts() const {
+  std::vector<Part> parts;
+  for (PartName& name : getPartNames())
+    if (!name.isRelationshipsPart()) parts.push_back(Part(sharedState(), std::move(name)));
+  return parts;
+}
+
+std::vector<Relationship> Package::selectRelationships(RelationshipSelector const& selector) const {
+  std::u16string const& source = selector.getSourceURI().toString();
+  bool const isOfPackage = source.empty() || source == u"/";
+  Part const part(sharedState(), PartName(source));
+  RelationshipSource const& from = isOfPackage ? static_cast<RelationshipSource const&>(*this) : part;
+  std::u16string const& criteria = selector.getSelectionCriteria();
+  if (selector.getSelectorType() == RelationshipSelectorType::ByType) return from.getRelationshipsByType(criteria);
+  auto const found = from.findRelationship(criteria);
+  return found ? std::vector<Relationship>{*found} : std::vector<Relationship>();
 }
 
 bool Package::isPartDerivedFromExistingPartName(PartName const& name, std::u16string& existing) const {

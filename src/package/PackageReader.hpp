@@ -61,7 +61,7 @@ class PackageReader {
   /// Whether all of the package's own relationships are known.
   bool knowsRelationships() const { return knowsRelationships_; }
   /// A package over the state.
-  std::unique_ptr<Package> package() const { return std::unique_ptr<Package>(new Package(state_)); }
+  std::unique_ptr<Package> package() const { return PackageState::makePackage(state_); }
 
  private:
   enum class LooseKind;

@@ -1,17 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
 #include "container/ArchiveWriter.hpp"
 #include "container/AtomicFile.hpp"
+#include "container/Faults.hpp"
+#include "io/FileHandle.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/Package.hpp"
 #include "package/ContentTypesPart.hpp"
@@ -153,7 +160,6 @@ namespace opc::model {
 namespace {
 
 using detail::PackageFile;
-using detail::PackageState;
 using detail::PackageWriter;
 using zip::AtomicFile;
 
@@ -191,8 +197,9 @@ void adoptWritten(PackageWriter& writer, OpenBytes const& openBytes) {
 }
 
 /// Replaces the target and binds the package to it.
-void saveToFile(PackageState& state, PackageFile const& target) {
+void saveToFile(PackageState& state, PackageFile const& target, SaveOptions const& options) {
   AtomicFile::Rules rules;
+  rules.replacesProtected = options.replaceProtected;
   rules.target = target.mustBeNew ? AtomicFile::Target::MustNotExist : AtomicFile::Target::MayExist;
   rules.expected = target.identity;
   AtomicFile file(target.path, rules);
@@ -205,6 +212,22 @@ void saveToFile(PackageState& state, PackageFile const& target) {
   state.file.mustBeNew = false;
   adoptWritten(writer, [&] { return zip::openFileBytes(state.file.path); });
   file.syncDirectory();
+}
+
+/// A save without changes writes nothing, but also leaves no doubt that the path holds this package.
+void requireUnchangedFile(PackageFile const& file) {
+  if (!file.identity) return;
+  struct stat status {};
+  bool const isThere = ::stat(file.path.c_str(), &status) == 0;
+  if (!isThere && errno != ENOENT) throw zip::couldNotSave(file.path, errno);
+  if (!isThere || FileIdentity::of(status) != *file.identity) throw zip::packageHasChanged(file.path);
+}
+
+/// Whether a save to the target would replace the file to which the package is bound.
+bool isOwnFile(PackageFile const& own, PackageFile const& target) {
+  std::error_code error;
+  return own.identity && !target.mustBeNew &&
+         (own.path == target.path || std::filesystem::equivalent(own.path, target.path, error));
 }
 
 std::vector<unsigned char> writtenBytes(PackageWriter& writer) {
@@ -222,24 +245,29 @@ void saveInMemory(PackageState& state) {
 
 }  // namespace
 
-void Package::save() {
+void Package::save(SaveOptions const& options) {
   PackageState& state = this->state();
   state.requireWritable();
   SavingGuard const guard(state);
   gather(state);
-  if (state.file.path.empty())
+  if (!state.isChanged)
+    requireUnchangedFile(state.file);
+  else if (state.file.path.empty())
     saveInMemory(state);
   else
-    saveToFile(state, state.file);
+    saveToFile(state, state.file, options);
+  state.isChanged = false;
   state.managers->markClean();
 }
 
-void Package::saveAs(std::u16string const& path, Existing existing) {
+void Package::saveAs(std::u16string const& path, Existing existing, SaveOptions const& options) {
   PackageState& state = this->state();
   SavingGuard const guard(state);
-  PackageFile const target = PackageFile::forNew(path, existing);
+  PackageFile target = PackageFile::forNew(path, existing);
+  if (isOwnFile(state.file, target)) target.identity = state.file.identity;
   gather(state);
-  saveToFile(state, target);
+  saveToFile(state, target, options);
+  state.isChanged = false;
   state.managers->markClean();
 }
 

@@ -33,36 +33,47 @@ PackageFile PackageFile::forNew(std::u16string const& path, Existing existing) {
 
 std::string PackageFile::directory() const { return std::filesystem::path(path).parent_path().string(); }
 
-PackageState::PackageState(PackageFile boundTo) : file(std::move(boundTo)), contents(file.directory()) {}
+}  // namespace opc::model::detail
+
+namespace opc::model {
+
+PackageState::PackageState(detail::PackageFile boundTo) : file(std::move(boundTo)), contents(file.directory()) {}
 
 PackageState::~PackageState() = default;
 
-void PackageState::erase(PartIndex::iterator part) {
-  writes.deletePart(PartIndex::nameOf(part));
+std::unique_ptr<Package> PackageState::makePackage(std::shared_ptr<PackageState> state) {
+  return std::unique_ptr<Package>(new Package(std::move(state)));
+}
+
+void PackageState::erase(detail::PartIndex::iterator part) {
+  isChanged = true;
+  writes.deletePart(detail::PartIndex::nameOf(part));
   contents.drop(part->second);
   parts.erase(part);
 }
 
-RelationshipSet* PackageState::relationshipsOf(std::string_view source) {
-  auto const part = parts.find(relationshipsNameOf(source));
+detail::RelationshipSet* PackageState::relationshipsOf(std::string_view source) {
+  auto const part = parts.find(detail::relationshipsNameOf(source));
   return part == parts.end() ? nullptr : part->second.relationships.get();
 }
 
-PartIndex::iterator PackageState::relationshipsPartOf(std::string_view source) {
-  std::string const name = relationshipsNameOf(source);
+detail::PartIndex::iterator PackageState::relationshipsPartOf(std::string_view source) {
+  std::string const name = detail::relationshipsNameOf(source);
   auto part = parts.find(name);
   if (part != parts.end()) return part;
-  if (name.size() - 1 > kMaximumItemName) throw InvalidPartName(messages::partNameTooLong(wideName(name)));
+  if (name.size() - 1 > detail::kMaximumItemName)
+    throw InvalidPartName(detail::messages::partNameTooLong(detail::wideName(name)));
   if (auto const existing = parts.existingClash(name))
-    throw PartNameClash(messages::partNameClash(wideName(name), toString(*existing, false)));
-  auto relationships = std::make_unique<RelationshipSet>();
-  part = parts.insert(name, types.intern(kRelationshipsType));
+    throw PartNameClash(detail::messages::partNameClash(detail::wideName(name), toString(*existing, false)));
+  auto relationships = std::make_unique<detail::RelationshipSet>();
+  part = parts.insert(name, types.intern(detail::kRelationshipsType));
   part->second.relationships = std::move(relationships);
   contents.relationshipsChanged(part->second);
   return part;
 }
 
-void PackageState::relationshipsChanged(PartIndex::iterator part) {
+void PackageState::relationshipsChanged(detail::PartIndex::iterator part) {
+  isChanged = true;
   contents.relationshipsChanged(part->second);
   if (part->second.relationships->empty()) parts.erase(part);
 }
@@ -72,12 +83,12 @@ void PackageState::refreshRelationships() {
 }
 
 void PackageState::requirePackage() const {
-  if (isGone) throw InvalidState(messages::kPackageIsGone);
+  if (isGone) throw InvalidState(detail::messages::kPackageIsGone);
 }
 
 void PackageState::requireWritable() const {
   requirePackage();
-  if (isReadOnly) throw PackageIsReadOnly(messages::packageIsReadOnly(file.path));
+  if (isReadOnly) throw PackageIsReadOnly(detail::messages::packageIsReadOnly(file.path));
 }
 
 void PackageState::requireNoOpenWrites() {
@@ -85,4 +96,4 @@ void PackageState::requireNoOpenWrites() {
   writes.requireNone();
 }
 
-}  // namespace opc::model::detail
+}  // namespace opc::model

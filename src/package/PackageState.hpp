@@ -16,8 +16,6 @@
 
 namespace opc::model::detail {
 
-class ManagerRegistry;
-
 inline constexpr char16_t kRelationshipsType[] = u"application/vnd.openxmlformats-package.relationships+xml";
 inline constexpr char kContentTypesItem[] = "[Content_Types].xml";
 
@@ -44,23 +42,31 @@ struct DeclaredTypes {
   std::map<std::string, MediaType const*> overrides{};  // of names without a part, as written
 };
 
+}  // namespace opc::model::detail
+
+namespace opc::model {
+
+class ManagerRegistry;
+
 /// The data of a package. The package shares it with its handles and streams.
 class PackageState {
  public:
-  explicit PackageState(PackageFile boundTo = {});
+  explicit PackageState(detail::PackageFile boundTo = {});
+  /// A package over the state.
+  static std::unique_ptr<Package> makePackage(std::shared_ptr<PackageState> state);
   PackageState(PackageState const&) = delete;
   PackageState& operator=(PackageState const&) = delete;
   ~PackageState();
 
   /// Erases the part and its content, and detaches an output stream that is open for it.
-  void erase(PartIndex::iterator part);
+  void erase(detail::PartIndex::iterator part);
 
   /// The relationships of a source (empty for the package), or null where it has none.
-  RelationshipSet* relationshipsOf(std::string_view source);
+  detail::RelationshipSet* relationshipsOf(std::string_view source);
   /// The relationships part of the source. Creates it if it is missing; throws PartNameClash.
-  PartIndex::iterator relationshipsPartOf(std::string_view source);
+  detail::PartIndex::iterator relationshipsPartOf(std::string_view source);
   /// Notes that the relationships have changed. Without any, the part is removed.
-  void relationshipsChanged(PartIndex::iterator part);
+  void relationshipsChanged(detail::PartIndex::iterator part);
   /// Writes all changed relationships parts.
   void refreshRelationships();
 
@@ -72,19 +78,20 @@ class PackageState {
   /// failure of a stream that was destroyed unclosed.
   void requireNoOpenWrites();
 
-  PackageFile file;
+  detail::PackageFile file;
   bool isReadOnly = false;
+  bool isChanged = true;  // since it was opened or last saved; a new package has to be written
   bool isSaving = false;
   bool isGone = false;  // the Package object is destroyed, so nothing can be saved any more
   std::uint64_t maximumWholePartBytes = OpenOptions().maximumWholePartBytes;
 
-  MediaTypePool types;
-  TextPool texts;
-  PartIndex parts;
-  PartContents contents;
-  PartWrites writes;
-  DeclaredTypes declared;
+  detail::MediaTypePool types;
+  detail::TextPool texts;
+  detail::PartIndex parts;
+  detail::PartContents contents;
+  detail::PartWrites writes;
+  detail::DeclaredTypes declared;
   std::shared_ptr<ManagerRegistry> managers;  // null until the package is complete
 };
 
-}  // namespace opc::model::detail
+}  // namespace opc::model

@@ -14,7 +14,6 @@
 namespace opc::model {
 namespace {
 
-using detail::PackageState;
 using detail::PartIndex;
 using detail::PartWrites;
 namespace messages = detail::messages;
@@ -36,6 +35,7 @@ class PartOutputStream final : public OutputStream {
   void write(void const* data, std::size_t count) override;
   /// Throws PartNotFound when the part was deleted meanwhile, InvalidState when the package is gone.
   void close() override;
+  void abandon() noexcept override;
 
  private:
   void complete();
@@ -52,7 +52,7 @@ class PartOutputStream final : public OutputStream {
 PartOutputStream::~PartOutputStream() {
   if (isClosed_) return;
   if (std::uncaught_exceptions() > exceptionsAtStart_) {
-    state_->writes.abandon(name_, *write_);
+    abandon();
     return;
   }
   try {
@@ -79,16 +79,28 @@ void PartOutputStream::close() {
   }
 }
 
+void PartOutputStream::abandon() noexcept {
+  if (isClosed_) return;
+  isClosed_ = true;
+  writer_.reset();
+  state_->writes.abandon(name_, *write_);
+}
+
 void PartOutputStream::complete() {
   state_->requirePackage();
   if (write_->isDeleted) throw PartNotFound(messages::partNotFound(detail::wideName(name_)));
   state_->contents.replace(part_->second, writer_->finish());
+  state_->isChanged = true;
   state_->writes.complete(name_);
 }
 
 }  // namespace
 
 IPhysicalPartInfo::~IPhysicalPartInfo() = default;
+
+bool operator==(Part const& a, Part const& b) {
+  return a.sharedState() == b.sharedState() && a.getName() == b.getName();
+}
 
 ContentType Part::getContentType() const { return *state().parts.get(getName())->second.type->value; }
 

@@ -100,7 +100,13 @@ zip::Content PartContents::written(PartRecord const& record) {
 
 std::unique_ptr<zip::ContentStore::Writer> PartContents::write(PartRecord const& record) {
   if (record.place == Place::Store) store_.await(record.number);
-  return store_.write(record.isStored ? zip::Effort::Store : effort_);
+  return store_.write(effortFor(record));
+}
+
+/// Markup is read whenever a package is used, so it is compressed well even where content is to be written fast.
+zip::Effort PartContents::effortFor(PartRecord const& record) const {
+  if (record.isStored) return zip::Effort::Store;
+  return record.isMarkup && effort_ == zip::Effort::Fast ? zip::Effort::Default : effort_;
 }
 
 zip::Content PartContents::writeApart(std::function<void(OutputStream&)> const& writeTo) {

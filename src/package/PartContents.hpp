@@ -90,6 +90,7 @@ class PartContents {
   std::vector<Pieces> const& allPieces() const { return pieces_; }
 
  private:
+  zip::Effort effortFor(PartRecord const& record) const;
   std::uint64_t sumOverItems(PartRecord const& record, std::uint64_t zip::Entry::*size) const;
 
   std::shared_ptr<zip::Archive const> archive_;

@@ -72,6 +72,7 @@ struct PartRecord {
   std::uint32_t number = 0;                        // its meaning depends on the place
   Place place = Place::Nowhere;
   bool isStored = false;  // new content is not compressed
+  bool isMarkup = false;  // new content is compressed well at any level
 
   bool isInArchive() const { return place == Place::Archive || place == Place::Pieces; }
 };

@@ -129,6 +129,8 @@ bool PartName::isValid() const { return detail::isValidPartName(detail::narrowNa
 
 bool PartName::isRelationshipsPart() const { return detail::isRelationshipsName(detail::narrowName(text_)); }
 
-bool PartName::isEquivalentTo(PartName const& other) const { return caselessCompare(text_, other.text_); }
+bool PartName::isEquivalentTo(PartName const& other) const {
+  return detail::equalIgnoringCase(std::u16string_view(text_), std::u16string_view(other.text_));
+}
 
 }  // namespace opc::model

@@ -19,6 +19,7 @@ std::u16string wideName(std::string_view name);
 
 using ascii::lowerCased;
 inline bool equalIgnoringCase(std::string_view a, std::string_view b) { return ascii::equalIgnoringCase(a, b); }
+inline bool equalIgnoringCase(std::u16string_view a, std::u16string_view b) { return ascii::equalIgnoringCase(a, b); }
 bool endsIgnoringCase(std::string_view text, std::string_view end);
 
 /// Whether the name is `start` followed by further segments.

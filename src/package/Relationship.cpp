@@ -18,8 +18,6 @@
 namespace opc::model {
 namespace {
 
-using detail::RelationshipRecord;
-
 /// Every percent sign stands before two hexadecimal digits.
 bool hasWholeEncodings(std::u16string_view text) {
   for (std::size_t at = text.find(u'%'); at != std::u16string_view::npos; at = text.find(u'%', at + 1))
@@ -32,6 +30,11 @@ bool isReference(std::u16string const& text) {
   constexpr std::u16string_view kExcluded = u" \"<>\\^`{|}\x7F";
   auto const isExcluded = [&](char16_t c) { return c < 0x20 || kExcluded.find(c) != std::u16string_view::npos; };
   return std::none_of(text.begin(), text.end(), isExcluded) && hasWholeEncodings(text) && isXmlText(text);
+}
+
+/// A URI or IRI with a scheme and something behind it.
+bool isWholeURI(std::u16string const& text) {
+  return isReference(text) && URI(text).hasScheme() && text.find(u':') + 1 < text.size();
 }
 
 /// A reference without an authority contains no brackets.
@@ -51,8 +54,7 @@ bool isResolvable(RelationshipRecord const& record) {
 
 void checkRecord(RelationshipRecord const& record) {
   namespace messages = detail::messages;
-  if (record.type->empty() || !isReference(*record.type))
-    throw InvalidRelationship(messages::invalidRelationshipType(*record.type));
+  if (!isWholeURI(*record.type)) throw InvalidRelationship(messages::invalidRelationshipType(*record.type));
   bool const isTarget = record.mode == TargetMode::External
                             ? isXmlText(record.target)
                             : isRelativeReference(record.target) && isResolvable(record) &&
@@ -70,19 +72,19 @@ std::u16string chooseId(detail::RelationshipSet* existing, std::u16string const&
 }
 
 /// The name of the source as a narrow string; throws PartNotFound.
-std::string checkedSource(detail::PackageState& state, PartName const& source) {
+std::string checkedSource(PackageState& state, PartName const& source) {
   if (source.toString().empty()) return {};
   return detail::PartIndex::nameOf(state.parts.get(source));
 }
 
 /// ECMA-376-2, 11.2: a package has one core-properties relationship at the most.
-void requireFirstOfItsKind(detail::PackageState& state, std::string const& source, std::u16string const& type) {
+void requireFirstOfItsKind(PackageState& state, std::string const& source, std::u16string const& type) {
   if (!source.empty() || type != detail::kCorePropertiesRelationshipType) return;
   auto const* const existing = state.relationshipsOf(source);
   if (existing && existing->hasType(type)) throw InvalidRelationship(detail::messages::kSecondCoreProperties);
 }
 
-std::shared_ptr<RelationshipRecord const> create(detail::PackageState& state, PartName const& sourceName,
+std::shared_ptr<RelationshipRecord const> create(PackageState& state, PartName const& sourceName,
                                                  RelationshipRecord record) {
   state.requireWritable();
   std::string const source = checkedSource(state, sourceName);
@@ -106,6 +108,12 @@ std::shared_ptr<RelationshipRecord const> create(detail::PackageState& state, Pa
 
 }  // namespace
 
+bool operator==(Relationship const& a, Relationship const& b) {
+  auto const &first = *a.record_, &second = *b.record_;
+  return a.record_ == b.record_ || (first.id == second.id && *first.type == *second.type && first.mode == second.mode &&
+                                    first.target == second.target && *first.source == *second.source);
+}
+
 std::u16string const& Relationship::getID() const { return record_->id; }
 std::u16string const& Relationship::getType() const { return *record_->type; }
 TargetMode Relationship::getMode() const { return record_->mode; }
@@ -116,7 +124,7 @@ URI Relationship::getTargetURI() const {
   return record_->mode == TargetMode::External ? target : target.resolvedAgainst(URI(*record_->source));
 }
 
-RelationshipSource::RelationshipSource(std::shared_ptr<detail::PackageState> package, PartName source)
+RelationshipSource::RelationshipSource(std::shared_ptr<PackageState> package, PartName source)
     : package_(std::move(package)), source_(std::move(source)) {}
 
 RelationshipSource::~RelationshipSource() = default;
@@ -137,6 +145,12 @@ std::vector<Relationship> RelationshipSource::getRelationshipsByType(std::u16str
   for (auto const& [position, record] : relationships->records())
     if (*record->type == type) result.push_back(Relationship(record));
   return result;
+}
+
+std::optional<Relationship> RelationshipSource::findRelationship(std::u16string const& id) const {
+  auto const* const relationships = state().relationshipsOf(checkedSource(state(), source_));
+  auto const record = relationships ? relationships->find(id) : nullptr;
+  return record ? std::optional<Relationship>(Relationship(record)) : std::nullopt;
 }
 
 Relationship RelationshipSource::createInternalRelationship(std::u16string const& type, URI const& target,

@@ -99,6 +99,11 @@ std::optional<std::string> targetNameOf(RelationshipRecord const& relationship) 
   }
 }
 
+RelationshipSet::Record RelationshipSet::find(std::u16string_view id) const {
+  auto const found = positions_.find(id);
+  return found == positions_.end() ? nullptr : records_.at(found->second);
+}
+
 bool RelationshipSet::hasType(std::u16string_view type) const {
   return std::any_of(records_.begin(), records_.end(), [type](auto const& one) { return *one.second->type == type; });
 }

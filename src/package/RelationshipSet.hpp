@@ -15,18 +15,19 @@
 
 namespace opc::model {
 class XmlStreamReader;
-}
-
-/// The relationships of one source, and the XML of the part that holds them.
-namespace opc::model::detail {
 
 struct RelationshipRecord {
   std::u16string id;
-  TextPool::Text type;
+  detail::TextPool::Text type;
   std::u16string target;
   TargetMode mode;
-  TextPool::Text source;  // name of the source part, "/" for the package
+  detail::TextPool::Text source;  // name of the source part, "/" for the package
 };
+
+}  // namespace opc::model
+
+/// The relationships of one source, and the XML of the part that holds them.
+namespace opc::model::detail {
 
 /// The name of the part that an internal relationship targets. Names that differ only in ASCII case are equivalent
 /// (ECMA-376-2, 9.1.1), so look it up without regard to case. Absent for an external relationship and for a target that
@@ -39,6 +40,8 @@ class RelationshipSet {
   using Record = std::shared_ptr<RelationshipRecord const>;
 
   bool contains(std::u16string_view id) const { return positions_.find(id) != positions_.end(); }
+  /// Null where no relationship has the id.
+  Record find(std::u16string_view id) const;
   bool hasType(std::u16string_view type) const;
   bool empty() const { return records_.empty(); }
   /// By position.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <unicode/uchar.h>
 
 #include "text/Ascii.hpp"
 #include "text/Escape.hpp"
@@ -15,6 +16,10 @@ namespace {
 bool isWhitespace(char16_t c) {
   return (c >= 0x09 && c <= 0x0D) || c == 0x20 || c == 0x85 || c == 0xA0 || c == 0x1680 ||
          (c >= 0x2000 && c <= 0x200A) || c == 0x2028 || c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000;
+}
+
+char32_t foldedCase(char32_t codePoint) {
+  return static_cast<char32_t>(u_foldCase(static_cast<UChar32>(codePoint), U_FOLD_CASE_DEFAULT));
 }
 
 std::u16string replaceIllFormed(std::string_view utf8) {
@@ -63,7 +68,15 @@ std::string toASCIIString(std::u16string const& text) {
   return ascii;
 }
 
-bool caselessCompare(std::u16string_view a, std::u16string_view b) { return ascii::equalIgnoringCase(a, b); }
+bool caselessCompare(std::u16string_view a, std::u16string_view b) {
+  std::size_t const plain = std::min(ascii::prefixLength(a), ascii::prefixLength(b));
+  if (!ascii::equalIgnoringCase(a.substr(0, plain), b.substr(0, plain))) return false;
+  a.remove_prefix(plain);
+  b.remove_prefix(plain);
+  while (!a.empty() && !b.empty())
+    if (foldedCase(unicode::takeCodePoint(a)) != foldedCase(unicode::takeCodePoint(b))) return false;
+  return a.empty() && b.empty();
+}
 
 bool hasWhitespace(std::u16string_view text) { return std::any_of(text.begin(), text.end(), isWhitespace); }
 

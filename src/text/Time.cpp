@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opc/Time.hpp"
 
+#include <algorithm>
 #include <array>
 #include <boost/date_time/gregorian/greg_date.hpp>
 #include <boost/date_time/posix_time/posix_time_duration.hpp>
 #include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <optional>
@@ -54,6 +56,7 @@ class Scanner {
   void expect(char16_t c) { failed_ = !accept(c) || failed_; }
   int number(std::size_t digits);
   int year();
+  std::size_t countDigits() const;
   std::u16string_view digits();
 
  private:
@@ -83,15 +86,18 @@ int Scanner::number(std::size_t digits) {
 
 // At least four digits; a leading zero only in a year of four.
 int Scanner::year() {
-  std::size_t count = 0;
-  while (count < rest_.size() && ascii::isDigit(rest_[count])) ++count;
+  std::size_t const count = countDigits();
   failed_ = failed_ || count < 4 || count > 5 || (count == 5 && rest_.front() == u'0');
   return failed_ ? 0 : number(count);
 }
 
+std::size_t Scanner::countDigits() const {
+  auto const end = std::find_if_not(rest_.begin(), rest_.end(), ascii::isDigit<char16_t>);
+  return static_cast<std::size_t>(end - rest_.begin());
+}
+
 std::u16string_view Scanner::digits() {
-  std::size_t count = 0;
-  while (count < rest_.size() && ascii::isDigit(rest_[count])) ++count;
+  std::size_t const count = countDigits();
   std::u16string_view const taken = rest_.substr(0, count);
   rest_.remove_prefix(count);
   failed_ = failed_ || count == 0;
@@ -110,14 +116,16 @@ void scanFraction(Scanner& scanner, TimeOfDay& time) {
     time.microsecond = time.microsecond * 10 + (i < digits.size() ? digits[i] - u'0' : 0);
 }
 
-TimeOfDay scanTimeOfDay(Scanner& scanner) {
+/// hh:mm or hh:mm:ss with an optional fraction; hhmm or hhmmss in the basic format.
+TimeOfDay scanTimeOfDay(Scanner& scanner, bool isBasic) {
   TimeOfDay time;
   time.hour = scanner.number(2);
-  scanner.expect(u':');
+  if (!isBasic) scanner.expect(u':');
   time.minute = scanner.number(2);
-  scanner.expect(u':');
+  bool const hasSeconds = isBasic ? scanner.countDigits() > 0 : scanner.accept(u':');
+  if (!hasSeconds) return time;
   time.second = scanner.number(2);
-  if (scanner.accept(u'.')) scanFraction(scanner, time);
+  if (scanner.accept(u'.') || scanner.accept(u',')) scanFraction(scanner, time);
   return time;
 }
 
@@ -127,11 +135,12 @@ bool isValid(TimeOfDay const& time) {
   return time.hour < 24 && time.minute < 60 && time.second < 60;
 }
 
-std::chrono::year_month_day scanDate(Scanner& scanner) {
-  int const year = scanner.year();
-  scanner.expect(u'-');
+/// YYYY-MM-DD, or YYYYMMDD in the basic format.
+std::chrono::year_month_day scanDate(Scanner& scanner, bool isBasic) {
+  int const year = isBasic ? scanner.number(4) : scanner.year();
+  if (!isBasic) scanner.expect(u'-');
   int const month = scanner.number(2);
-  scanner.expect(u'-');
+  if (!isBasic) scanner.expect(u'-');
   int const day = scanner.number(2);
   return std::chrono::year_month_day(std::chrono::year(year > kLastYear ? 0 : year),
                                      std::chrono::month(static_cast<unsigned>(month)),
@@ -144,20 +153,25 @@ std::optional<int> scanOffset(Scanner& scanner) {
   bool const west = scanner.accept(u'-');
   if (!west) scanner.expect(u'+');
   int const hours = scanner.number(2);
-  scanner.expect(u':');
-  int const minutes = scanner.number(2);
+  int const minutes = scanner.atEnd() ? 0 : (scanner.accept(u':'), scanner.number(2));
   if (minutes > 59 || hours * 60 + minutes > 14 * 60) return std::nullopt;
   return west ? -(hours * 60 + minutes) : hours * 60 + minutes;
 }
 
-/// Reads the lexical form of xsd:dateTime, with white space at its ends. Empty where the text does not have that form,
-/// names no day or time of day, or is far outside the years of the time type.
+/// Reads a form of ISO 8601, with white space at its ends. Empty where the text does not have such a form, names no day
+/// or time of day, or is far outside the years of the time type.
 std::optional<EpochTime> parseIso8601(std::u16string_view text) {
+  constexpr std::size_t kBasicDate = 8;
   Scanner scanner(trimmed(text));
-  auto const date = scanDate(scanner);
-  scanner.expect(u'T');
-  TimeOfDay const time = scanTimeOfDay(scanner);
-  auto const offset = scanOffset(scanner);
+  bool const isBasic = scanner.countDigits() == kBasicDate;
+  auto const date = scanDate(scanner, isBasic);
+  TimeOfDay time;
+  std::optional<int> offset = 0;
+  if (!scanner.atEnd()) {
+    scanner.expect(u'T');
+    time = scanTimeOfDay(scanner, isBasic);
+    offset = scanOffset(scanner);
+  }
   if (scanner.failed() || !scanner.atEnd() || !offset || !date.ok() || date.year() == std::chrono::year(0) ||
       !isValid(time))
     return std::nullopt;

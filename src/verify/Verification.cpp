@@ -91,7 +91,7 @@ std::size_t VerificationReport::countFaults() const {
 
 VerificationReport verifyPackage(std::u16string const& path, VerificationOptions const& options) {
   FaultList faults(options.maximumFaults);
-  auto const state = std::make_shared<model::detail::PackageState>();
+  auto const state = std::make_shared<model::PackageState>();
   state->isReadOnly = true;
   state->maximumWholePartBytes = options.limits.maximumWholePartBytes;
   model::zip::Reader container(model::zip::openFileBytes(toUTF8String(path)), options.limits.maximumItems, faults);

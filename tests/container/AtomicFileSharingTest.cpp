@@ -44,18 +44,18 @@ FileIdentity replace(fs::path const& path, std::string const& text, AtomicFile::
   return file.replace();
 }
 
-/// Holds a directory's lock as another process would.
+/// Holds the lock of a file or folder as another process would.
 class Holder {
  public:
-  explicit Holder(fs::path const& path) : folder_(FileHandle::open(path.c_str(), O_RDONLY | O_DIRECTORY, error_)) {
-    folder_.tryLock(error_);
+  explicit Holder(fs::path const& path) : file_(FileHandle::open(path.c_str(), O_RDONLY, error_)) {
+    file_.tryLock(error_);
     EXPECT_FALSE(error_);
   }
-  void letGo() { folder_ = FileHandle(); }
+  void letGo() { file_ = FileHandle(); }
 
  private:
   boost::system::error_code error_;
-  FileHandle folder_;
+  FileHandle file_;
 };
 
 std::string changedMessage(fs::path const& path) {
@@ -117,10 +117,10 @@ TEST(AtomicFileSharing, TakesNoOffenceAtAnotherModeOrTimeOfReading) {
 TEST(AtomicFileSharing, ReportsALockThatIsNotLetGo) {
   TemporaryDirectory directory;
   writeFile(directory / "file", "old");
-  Holder const holder(directory.path());
+  Holder const holder(directory / "file");
   EXPECT_THROW_MESSAGE(
       replace(directory / "file", "new", {.patience = 5ms}), PackageIsBusy,
-      "Could not save package: " + (directory / "file").string() + ": its directory is locked by another process");
+      "Could not save package: " + (directory / "file").string() + ": it is locked by another process");
   EXPECT_EQ(namesIn(directory.path()), std::vector<std::string>{"file"});
 }
 
@@ -128,7 +128,7 @@ TEST(AtomicFileSharing, ReportsALockThatIsTakenWhileItWrites) {
   TemporaryDirectory directory;
   writeFile(directory / "file", "old");
   AtomicFile file((directory / "file").string(), {.patience = 5ms});
-  Holder const holder(directory.path());
+  Holder const holder(directory / "file");
   EXPECT_THROW(file.replace(), PackageIsBusy);
   EXPECT_EQ(readFile(directory / "file"), "old");
   EXPECT_EQ(namesIn(directory.path()), std::vector<std::string>{"file"});
@@ -136,7 +136,8 @@ TEST(AtomicFileSharing, ReportsALockThatIsTakenWhileItWrites) {
 
 TEST(AtomicFileSharing, WaitsForALockThatIsLetGo) {
   TemporaryDirectory directory;
-  Holder holder(directory.path());
+  writeFile(directory / "file", "old");
+  Holder holder(directory / "file");
   std::thread other([&] {
     std::this_thread::sleep_for(20ms);
     holder.letGo();
@@ -148,10 +149,35 @@ TEST(AtomicFileSharing, WaitsForALockThatIsLetGo) {
 
 TEST(AtomicFileSharing, HoldsNoLockWhileItWritesNorAfterwards) {
   TemporaryDirectory directory;
+  writeFile(directory / "file", "old");
   AtomicFile file((directory / "file").string(), {});
-  { Holder const other(directory.path()); }
+  { Holder const other(directory / "file"); }
   file.replace();
-  Holder const other(directory.path());
+  Holder const other(directory / "file");
+}
+
+TEST(AtomicFileSharing, NeedsNoLockOfTheFolder) {
+  TemporaryDirectory directory;
+  Holder const holder(directory.path());
+  replace(directory / "file", "old", {.patience = 5ms});
+  replace(directory / "file", "new", {.patience = 5ms});
+  EXPECT_EQ(readFile(directory / "file"), "new");
+}
+
+TEST(AtomicFileSharing, NoticesASaveThatItWaitedFor) {
+  TemporaryDirectory directory;
+  writeFile(directory / "file", "old");
+  AtomicFile slow((directory / "file").string(), {.expected = identityOf(directory / "file"), .patience = 60s});
+  Holder holder(directory / "file");
+  std::thread other([&] {
+    std::this_thread::sleep_for(20ms);
+    writeFile(directory / "theirs", "theirs");
+    fs::rename(directory / "theirs", directory / "file");
+    holder.letGo();
+  });
+  EXPECT_THROW(slow.replace(), PackageHasChanged);
+  other.join();
+  EXPECT_EQ(readFile(directory / "file"), "theirs");
 }
 
 /// A process that is killed in the midst of writing.

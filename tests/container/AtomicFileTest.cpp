@@ -323,7 +323,8 @@ struct Ownership {
   mode_t mode;
 };
 
-Ownership replacedBySomebodyElse(Ownership const& before) {
+/// What somebody who may not keep the owner makes of the file, with `replacesProtected` or without.
+Ownership replacedBySomebodyElse(Ownership const& before, bool replacesProtected = true) {
   TemporaryDirectory directory;
   fs::path const path = directory / "file";
   writeFile(path, "old");
@@ -332,11 +333,27 @@ Ownership replacedBySomebodyElse(Ownership const& before) {
   EXPECT_EQ(chmod(path.c_str(), before.mode), 0);
   {
     SomebodyElse const somebody;
-    put(path, "new");
+    int const code = codeOf([&] {
+      AtomicFile file(path.string(), {.replacesProtected = replacesProtected});
+      file.write("new", 3);
+      file.commit();
+    });
+    EXPECT_EQ(code == 0, replacesProtected);
   }
+  EXPECT_EQ(readFile(path), replacesProtected ? "new" : "old");
   struct stat status {};
   EXPECT_EQ(stat(path.c_str(), &status), 0);
   return {status.st_uid, status.st_gid, status.st_mode & 07777};
+}
+
+TEST(AtomicFile, LeavesAFileWhoseOwnerOrRightsItCannotKeep) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root may give files away";
+  for (mode_t const mode : {0444U, 0640U, 0666U}) {
+    auto const after = replacedBySomebodyElse({0, 12345, mode}, false);
+    EXPECT_EQ(after.owner, 0U);
+    EXPECT_EQ(after.group, 12345U);
+    EXPECT_EQ(after.mode, mode);
+  }
 }
 
 TEST(AtomicFile, GivesOthersNoRightsOfTheGroupThatItCannotKeep) {

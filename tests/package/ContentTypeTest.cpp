@@ -86,6 +86,12 @@ TEST(ContentType, ReplacesAnExistingParameterInItsPlace) {
   EXPECT_EQ(type.toString(), u"a/b;x=3;y=2");
 }
 
+TEST(ContentType, LeavesOneOfSeveralParametersOfAName) {
+  ContentType type(u"a/b;x=1;y=2;X=3");
+  type.addParameter(u"x", u"4");
+  EXPECT_EQ(type.toString(), u"a/b;x=4;y=2");
+}
+
 TEST(ContentType, RemovesParameters) {
   ContentType type(u"a/b; x=1;y=2");
   type.removeParameter(u"nothing");

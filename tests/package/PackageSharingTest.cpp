@@ -127,6 +127,7 @@ TEST_F(PackageSharing, ASaveOverSomebodyElsesIsRefused) {
 
 TEST_F(PackageSharing, ARefusedPackageCanBeSavedElsewhereAndOverTheOtherOneByRequest) {
   auto const mine = open(), theirs = open();
+  create(*theirs, u"/theirs.xml", "theirs");
   theirs->save();
   create(*mine, u"/mine.xml", "mine");
   EXPECT_THROW(mine->save(), PackageHasChanged);

@@ -17,7 +17,9 @@ using samples::read;
 
 void expectSyncToFail(std::function<void()> const& save, std::string const& path) {
   zt_test::calls::begin("fsync directory", EIO);
-  EXPECT_THROW_MESSAGE(save(), CouldNotSavePackage, "Could not save package: " + path + ": Input/output error");
+  EXPECT_THROW_MESSAGE(
+      save(), PackageNotSynced,
+      "The new package is in place, but may not survive a power failure: " + path + ": Input/output error");
   zt_test::calls::end();
 }
 

@@ -109,6 +109,8 @@ TEST(RelationshipSource, RefusesBadTypes) {
   EXPECT_THROW_MESSAGE(package->createInternalRelationship(u"", URI(u"a")), InvalidRelationship,
                        "Invalid relationship type: ");
   EXPECT_THROW(package->createInternalRelationship(u"a b", URI(u"a")), InvalidRelationship);
+  for (auto type : {u"type", u"/type", u"1a:b", u":b", u"urn:", u"#t", u"//host/type"})
+    EXPECT_THROW(package->createInternalRelationship(type, URI(u"a")), InvalidRelationship);
   EXPECT_THROW(package->createInternalRelationship(u"urn:%a", URI(u"a")), InvalidRelationship);
   EXPECT_THROW(package->createExternalRelationship(u"a\x01", u"a"), InvalidRelationship);
 }

@@ -218,6 +218,19 @@ TEST_F(SaveFaults, AFileThatCannotBeSyncedIsNotSaved) {
   EXPECT_TRUE(isOld());
 }
 
+TEST_F(SaveFaults, ASaveAfterAFolderThatCouldNotBeSyncedSyncsItAgain) {
+  restore();
+  auto const package = opened();
+  calls::begin("fsync directory", EIO);
+  EXPECT_THROW(edit(*package), PackageNotSynced);
+  calls::end();
+  EXPECT_TRUE(isNew());
+  calls::begin(0, Fault::None);
+  package->save();
+  auto const names = calls::end().names;
+  EXPECT_NE(std::find(names.begin(), names.end(), "fsync directory"), names.end());
+}
+
 TEST_F(SaveFaults, AFileThatCannotBeClosedIsNotSaved) {
   restore();
   auto const package = opened();

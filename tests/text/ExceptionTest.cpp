@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <limits>
 #include <type_traits>
+#include <utility>
 
 #include "opc/Exception.hpp"
 #include "support/TestSupport.hpp"
@@ -27,6 +28,16 @@ TEST(Exception, CarriesTheCodeThatItWasGiven) {
 }
 
 TEST(Exception, IsCopiedWithoutThrowing) { EXPECT_TRUE(std::is_nothrow_copy_constructible_v<opc::Exception>); }
+
+TEST(Exception, KeepsItsMessageWhenItIsMovedFrom) {
+  opc::Exception first("Something failed");
+  opc::Exception second(std::move(first));
+  EXPECT_STREQ(first.what(), "Something failed");
+  opc::Exception third("else");
+  third = std::move(second);
+  EXPECT_STREQ(second.what(), "Something failed");
+  EXPECT_STREQ(third.what(), "Something failed");
+}
 
 TEST(Narrow, KeepsWhatFits) {
   EXPECT_EQ(opc::narrow<unsigned char>(255L), 255);

@@ -122,10 +122,21 @@ TEST(CaselessCompare, TellsOtherTextsApart) {
   EXPECT_FALSE(caselessCompare(u"aa", u"a"));
 }
 
+TEST(CaselessCompare, FoldsTheCaseOfEveryAlphabetCharacterByCharacter) {
+  EXPECT_TRUE(caselessCompare(u"\u00E9t\u00E9", u"\u00C9T\u00C9"));
+  EXPECT_TRUE(caselessCompare(u"\u03A3\u03C3\u03C2", u"\u03C3\u03C3\u03C3"));
+  EXPECT_TRUE(caselessCompare(u"\u0411", u"\u0431"));
+  EXPECT_TRUE(caselessCompare(u"k", u"\u212A"));
+  EXPECT_TRUE(caselessCompare(u"\U00010400", u"\U00010428"));
+  EXPECT_FALSE(caselessCompare(u"\u00DF", u"ss"));  // not of the same length
+  EXPECT_FALSE(caselessCompare(u"I", u"\u0131"));
+}
+
 TEST(CaselessCompare, LeavesOtherCharactersAsTheyAre) {
-  EXPECT_FALSE(caselessCompare(u"\u00E9", u"\u00C9"));
   EXPECT_FALSE(caselessCompare(u"@[", u"`{"));
-  EXPECT_FALSE(caselessCompare(u"k", u"\u212A"));
+  EXPECT_FALSE(caselessCompare(u"e\u0301", u"\u00E9"));
+  EXPECT_TRUE(caselessCompare(units({kHigh}), units({kHigh})));
+  EXPECT_FALSE(caselessCompare(units({kHigh}), u"a"));
 }
 
 TEST(HasWhitespace, FindsEveryUnicodeWhiteSpaceCharacter) {

@@ -79,6 +79,7 @@ opc::model::CompressionLevel levelOf(std::string const& name) {
                            : CompressionLevel::Default;
 }
 
+constexpr char kForceProtected[] = "Change a package that may not be written, or whose owner cannot be kept";
 constexpr char kAsk[] = "Ask for the password on the terminal; the default where one is needed";
 
 /// The sources of a key. An empty name is refused: it would mean no key, and the contents would not be encrypted.
@@ -195,7 +196,9 @@ CommandDescription addCommand() {
                  Options{valued({"-t", "--to"}, "PATH",
                                 "The folder of the package to add to, created if missing (default: /)", &options->to)} +
                  textOptions(*options) + keyOptions(options->key, kAsk) +
-                 Options{flag({"-f", "--force"}, "Replace files and links that are in the package", options->force)} +
+                 Options{flag({"-f", "--force"},
+                              "Replace files and links that are in the package, and a package that may not be written",
+                              options->force)} +
                  listingOptions(*options) + progressOptions(options->progress, options->quiet),
       .action = [options](Output& out) { add(*options, out); },
       .package = &options->package,
@@ -221,7 +224,8 @@ CommandDescription removeCommand() {
                                 "Also remove what the pattern matches, with everything below it; repeatable",
                                 &options->patterns)} +
                  keyOptions(options->key, kAsk) +
-                 Options{flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
+                 Options{flag({"-f", "--force"}, kForceProtected, options->force),
+                         flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
       .action = [options](Output&) { remove(*options); },
       .package = &options->package,
   };
@@ -362,7 +366,7 @@ CommandDescription setPropertiesCommand() {
                     argument("NAME=VALUE",
                              "The property and its new value; an empty value removes any but the first four",
                              &options->assignments)},
-      .options = helpOption(),
+      .options = helpOption() + Options{flag({"-f", "--force"}, kForceProtected, options->force)},
       .action = [options](Output&) { setProperties(*options); },
       .package = &options->package,
   };

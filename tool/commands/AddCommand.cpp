@@ -162,7 +162,7 @@ std::vector<SourceTree const*> treesOf(std::vector<Source> const& sources) {
 void add(AddOptions const& options, Output& out) {
   noteSignals();
   Storing storing(options, "add");
-  auto const package = openFileSystem(options.package, AccessMode::ReadWrite);
+  auto const package = openFileSystem(options.package, AccessMode::ReadWrite, options.force);
   opc::LocalFileSystemOps disk;
   TreeInTurn selector(disk);
   FileSystemManager manager(*package, selector);
@@ -182,7 +182,7 @@ void add(AddOptions const& options, Output& out) {
   }
   storing.throwIfRefused();
   throwIfInterrupted();
-  if (!options.dryRun) package->save();
+  if (!options.dryRun) package->save({.replaceProtected = options.force});
   progress.finish();
   if (!options.quiet) printSkipped(sources);
   storing.print(treesOf(sources), out);

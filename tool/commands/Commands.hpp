@@ -69,6 +69,7 @@ struct RemoveOptions {
   std::vector<std::string> paths;
   std::vector<std::string> patterns;
   KeyOptions key;
+  bool force = false;
   bool quiet = false;
 };
 void remove(RemoveOptions const& options);
@@ -115,6 +116,7 @@ void getProperties(GetPropertiesOptions const& options, Output& out);
 struct SetPropertiesOptions {
   std::string package;
   std::vector<std::string> assignments;  ///< NAME=VALUE
+  bool force = false;
 };
 void setProperties(SetPropertiesOptions const& options);
 

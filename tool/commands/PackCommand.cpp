@@ -149,7 +149,7 @@ void store(Storing& storing, SourceTree& source, std::u16string const& path, Pac
   CorePropertiesManager identity(*package);
   identity.setCoreProperties(properties);
   throwIfInterrupted();
-  package->save();
+  package->save({.replaceProtected = options.force});
 }
 
 /// Adds the option that only this command has to the messages that it helps with.

@@ -100,14 +100,14 @@ void setProperties(SetPropertiesOptions const& options) {
   noteSignals();
   auto const assignments = assignmentsOf(options.assignments);
   std::u16string const path = fromArgument(options.package);
-  auto const package = Package::open(path, opc::model::AccessMode::ReadWrite);
+  auto const package = openPackage(options.package, AccessMode::ReadWrite, options.force);
   CorePropertiesManager manager(*package);
   if (setsExtended(assignments) || hasExtendedProperties(*package))
     setAll(manager, path, assignments);
   else
     setStandard(*package, assignments);
   throwIfInterrupted();
-  package->save();
+  package->save({.replaceProtected = options.force});
 }
 
 }  // namespace ztpkg

@@ -65,7 +65,7 @@ void remove(RemoveOptions const& options) {
   if (options.paths.empty() && options.patterns.empty())
     throwUsage("PATH or --glob is required (see ztpkg remove --help)");
   noteSignals();
-  auto const package = openFileSystem(options.package, AccessMode::ReadWrite);
+  auto const package = openFileSystem(options.package, AccessMode::ReadWrite, options.force);
   FileSystemManager manager(*package);
   auto const key = enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
@@ -73,7 +73,7 @@ void remove(RemoveOptions const& options) {
   std::vector<FileSystemEntry> const entries = findAll(manager, options);
   for (FileSystemEntry const& entry : entries) removeEntry(manager, entry);
   throwIfInterrupted();
-  package->save();
+  package->save({.replaceProtected = options.force});
   if (!options.quiet) std::cerr << "removed " << counted(entries.size(), "path") << '\n';
 }
 

@@ -13,8 +13,8 @@ using opc::model::Package;
 using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
 
-std::unique_ptr<Package> openPackage(std::string const& path, AccessMode mode) {
-  return Package::open(fromArgument(path), mode);
+std::unique_ptr<Package> openPackage(std::string const& path, AccessMode mode, bool force) {
+  return Package::open(fromArgument(path), mode, {.openProtected = force});
 }
 
 bool hasFileSystem(Package const& package) {
@@ -22,8 +22,8 @@ bool hasFileSystem(Package const& package) {
          !package.getRelationshipsByType(FileSystemManager::getRelationshipTypeV1()).empty();
 }
 
-std::unique_ptr<Package> openFileSystem(std::string const& path, AccessMode mode) {
-  auto package = openPackage(path, mode);
+std::unique_ptr<Package> openFileSystem(std::string const& path, AccessMode mode, bool force) {
+  auto package = openPackage(path, mode, force);
   if (!hasFileSystem(*package)) {
     std::u16string const name = fromArgument(path);
     std::string const message = shown(name) + " is a package without a file system ('ztpkg info' describes it)";

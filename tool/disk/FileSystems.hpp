@@ -13,13 +13,15 @@ namespace ztpkg {
 
 using opc::model::AccessMode;
 
-/// Opens a package; the text is the user's.
-std::unique_ptr<opc::model::Package> openPackage(std::string const& path, AccessMode mode = AccessMode::ReadOnly);
+/// Opens a package; the text is the user's. `force` also opens a file for writing that may not be written.
+std::unique_ptr<opc::model::Package> openPackage(std::string const& path, AccessMode mode = AccessMode::ReadOnly,
+                                                 bool force = false);
 
 bool hasFileSystem(opc::model::Package const& package);
 
 /// The same for a package that must have a file system; Failure if it has none.
-std::unique_ptr<opc::model::Package> openFileSystem(std::string const& path, AccessMode mode = AccessMode::ReadOnly);
+std::unique_ptr<opc::model::Package> openFileSystem(std::string const& path, AccessMode mode = AccessMode::ReadOnly,
+                                                    bool force = false);
 
 /// Reads the manifest. Reports of its faults name the package; `path` is the user's text.
 void load(opc::ztservices::FileSystemManager const& manager, std::string const& path);

@@ -41,9 +41,16 @@ class ZT_API PackageHasChanged : public CouldNotSavePackage {
   using CouldNotSavePackage::CouldNotSavePackage;
 };
 
-/// Other processes held the lock of the file's directory for so long that a save gave up. Carries EBUSY. Nothing has
+/// Other processes held the lock of the package's file for so long that a save gave up. Carries EBUSY. Nothing has
 /// changed, and the save can be repeated.
 class ZT_API PackageIsBusy : public CouldNotSavePackage {
+ public:
+  using CouldNotSavePackage::CouldNotSavePackage;
+};
+
+/// A save has put the new package in the place of the old one, but the system could not sync the directory: after a
+/// power failure the old one may be back. Carries the system's code. Saving again syncs again.
+class ZT_API PackageNotSynced : public CouldNotSavePackage {
  public:
   using CouldNotSavePackage::CouldNotSavePackage;
 };

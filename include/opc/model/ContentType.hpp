@@ -26,8 +26,9 @@ class ZT_API ContentType {
   bool hasParameter(std::u16string const& name) const;
   /// The value without quotes; empty where there is no such parameter. The first one of several with that name.
   std::u16string getParameterValue(std::u16string const& name) const;
-  /// Appends a parameter, or replaces the value of an existing one in its place. Throws InvalidContentType, and changes
-  /// nothing, when the name is no token or the value cannot be written as a quoted string (RFC 2616, 2.2).
+  /// Appends a parameter, or replaces the value of an existing one in its place and removes further ones of that name.
+  /// Throws InvalidContentType, and changes nothing, when the name is no token or the value cannot be written as a
+  /// quoted string (RFC 2616, 2.2).
   void addParameter(std::u16string const& name, std::u16string const& value);
   /// Removes every parameter of that name, if any.
   void removeParameter(std::u16string const& name);

@@ -10,9 +10,7 @@
 
 namespace opc::model {
 
-namespace detail {
-class ManagerRegistry;
-}
+class ManagerRegistry;  // of the library alone
 
 /// Base of the managers that keep a service's data in parts of one package. A manager is bound to its package for life
 /// and borrows it. It registers itself when it is constructed and unregisters when it is destroyed; Package::save()
@@ -44,7 +42,8 @@ class ZT_API DataManager {
   std::vector<std::u16string> getManagedPartNames() const { return doGetManagedPartNames(); }
   std::vector<std::u16string> getManagedRelationshipTypes() const { return doGetManagedRelationshipTypes(); }
 
-  /// Calls doLoad until it has succeeded once; afterwards does nothing. Throws what doLoad throws.
+  /// Calls doLoad until it has succeeded once; afterwards does nothing. Does nothing within doLoad either. Throws what
+  /// doLoad throws.
   void load();
 
   /// Makes the next save of the package call doSave; called from another manager's doSave, the save that is under way.
@@ -60,11 +59,12 @@ class ZT_API DataManager {
   DataManager(Package& package, bool startsDirty);
 
  private:
-  friend class detail::ManagerRegistry;
+  friend class ManagerRegistry;
 
-  std::shared_ptr<detail::ManagerRegistry> registry_;
+  std::shared_ptr<ManagerRegistry> registry_;
   // Mutable for managers that load at the first use of a const operation.
   mutable bool loaded_ = false;
+  mutable bool loading_ = false;
   mutable bool dirty_ = false;
 };
 

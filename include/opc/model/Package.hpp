@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,10 +15,6 @@
 #include "opc/model/Relationship.hpp"
 
 namespace opc::model {
-
-namespace detail {
-class PackageReader;
-}
 
 class DataManager;
 
@@ -47,6 +44,16 @@ struct OpenOptions {
   /// much memory. Reading a larger part throws InvalidItem before anything is held. The default (64 GiB) is the longest
   /// message that AES-GCM allows (NIST SP 800-38D), with its vector and tag.
   std::uint64_t maximumWholePartBytes = 1ULL << 36;
+
+  /// Opens a file for writing that the process may not write, for saveAs() or for SaveOptions::replaceProtected.
+  bool openProtected = false;
+};
+
+/// What a save may do that it refuses by default.
+struct SaveOptions {
+  /// Replaces a file that the process may not write, and a file whose owner or group it cannot keep. The new file then
+  /// belongs to the process, without the mode bits that would concern another owner or group.
+  bool replaceProtected = false;
 };
 
 /// A package of the Open Packaging Conventions (ECMA-376-2): a ZIP container (clause 10) of named parts with content
@@ -77,8 +84,9 @@ class ZT_API Package : public RelationshipSource {
 
   /// Reads the container's directory, the content types and all relationships, and checks them and the part names
   /// against the standard; contents are read when they are used. Throws CouldNotOpenPackage, with the system's code,
-  /// when the file cannot be read, and InvalidPackage, naming the path and the fault, when it is not a package. Opening
-  /// keeps nothing locked. The file stays open; replacing it by rename meanwhile does not disturb reading.
+  /// when the file cannot be read or, for ReadWrite, may not be written, and InvalidPackage, naming the path and the
+  /// fault, when it is not a package. Opening keeps nothing locked. The file stays open; replacing it by rename
+  /// meanwhile does not disturb reading.
   static std::unique_ptr<Package> open(std::u16string const& path, AccessMode mode, OpenOptions const& options = {});
   /// The same for the bytes of a package, which the package object owns. Messages name no path.
   static std::unique_ptr<Package> openInMemory(std::vector<unsigned char> bytes, AccessMode mode,
@@ -91,7 +99,11 @@ class ZT_API Package : public RelationshipSource {
   /// Calls doSave of each dirty manager in order of registration, then replaces the file in one step: the new package
   /// is written beside it, synced and renamed, so that at every instant the path holds the whole old or the whole new
   /// one. A symbolic link at the path is followed. Afterwards the managers are clean, and the package can be used,
-  /// changed and saved again.
+  /// changed and saved again. Where nothing has changed since the package was opened or last saved, nothing is written.
+  ///
+  /// The new file has the owner, group, mode, access list (POSIX ACL) and user attributes of the old one. A file that
+  /// the process may not write (EACCES) or whose owner or group it cannot keep (EPERM) is not replaced, unless the
+  /// options say so.
   ///
   /// After an exception the file is as before, the managers are still dirty, and the package can be used and saved
   /// again. Throws InvalidState, naming the part, while an output stream is open, and when a manager calls this from
@@ -100,19 +112,21 @@ class ZT_API Package : public RelationshipSource {
   /// read from the old file.
   ///
   /// save() never overwrites a file that is no longer the one that was opened or last saved: PackageHasChanged. It
-  /// checks that before the work and again, under an advisory lock (flock) on the directory, right before it replaces
-  /// the file, so that of several processes that edit one package none loses what another has saved. The lock is held
-  /// for instants; a save waits for it up to ten seconds, then throws PackageIsBusy. Where the system has no such lock
-  /// for the directory (some network file systems, a directory that may not be read) the save proceeds without it.
-  /// A save removes the temporary files that killed processes have left beside the package.
+  /// checks that before the work and again, under an advisory lock (flock) on the file that it replaces, right before
+  /// it does so. So of several processes that edit one package none loses what another has saved. The lock is held for
+  /// instants; a save waits for it up to ten seconds, then throws PackageIsBusy. Where the system has no such lock
+  /// (some network file systems, a file that may not be read) the save proceeds without it. A save removes the
+  /// temporary files that killed processes have left beside the package.
   ///
   /// In memory it replaces the bytes that the package reads from. One failure comes after the replacement: when the
-  /// directory cannot be synced, CouldNotSavePackage means that the new package is in place, but may not survive a
-  /// power failure; save again.
-  void save();
+  /// directory cannot be synced, PackageNotSynced means that the new package is in place, but may not survive a power
+  /// failure; save again.
+  void save(SaveOptions const& options = {});
   /// The same at another path, to which the package is bound afterwards; its former file stays as it is. Works on
-  /// read-only packages, which stay read-only, and on packages in memory. Throws as save() and create().
-  void saveAs(std::u16string const& path, Existing existing = Existing::Refuse);
+  /// read-only packages, which stay read-only, and on packages in memory. It writes without changes too. Throws as
+  /// save() and create(); PackageHasChanged where the path is that of the package's own file and another program has
+  /// changed it.
+  void saveAs(std::u16string const& path, Existing existing = Existing::Refuse, SaveOptions const& options = {});
   /// The bytes that a save would write. doSave of each dirty manager runs, but the package stays bound to its path, and
   /// managers stay dirty. Works on read-only packages. Throws as save().
   std::vector<unsigned char> saveToBytes();
@@ -125,17 +139,26 @@ class ZT_API Package : public RelationshipSource {
   /// bytes); PartNameClash where an existing name is equal apart from ASCII case, or one of the two names continues the
   /// other by whole segments (9.1.1.4); InvalidContentType for parameters of a type that the standard defines for the
   /// package's own parts (9.1.2); PackageIsReadOnly.
-  Part createPart(PartName const& name, ContentType const& type, IPhysicalPartInfo const& info);
+  Part createPart(PartName const& name, ContentType const& type = ContentType(u"application/octet-stream"),
+                  IPhysicalPartInfo const& info = StandardPartInfo(CompressionType::Content));
   /// Deletes the part and its own relationships; relationships that target it stay. Open input streams of the part stay
   /// usable; an open output stream throws PartNotFound at its close(). Throws PartNotFound, PackageIsReadOnly,
   /// InvalidState for a relationships part.
   void deletePart(PartName const& name);
   /// The part of that name. Throws PartNotFound, which names it.
   Part getPart(PartName const& name) const;
+  /// The same; absent where there is no such part.
+  std::optional<Part> findPart(PartName const& name) const;
   /// Whether a part of exactly that name exists; ASCII case matters here.
   bool hasPart(PartName const& name) const;
   /// All parts in name order, relationships parts included.
   std::vector<PartName> getPartNames() const;
+  /// The parts in name order, without relationships parts.
+  std::vector<Part> getParts() const;
+
+  /// The relationships that the selector selects, in the order in which the package holds them. Throws PartNotFound
+  /// where its source is a part that does not exist.
+  std::vector<Relationship> selectRelationships(RelationshipSelector const& selector) const;
 
   /// Whether createPart would refuse the name because of an existing part, or because of one of its own segments
   /// (empty, ending in a dot, reserved for relationships). `existing` receives the clashing name: the shortest existing
@@ -165,8 +188,8 @@ class ZT_API Package : public RelationshipSource {
  private:
   friend class DataManager;
   friend class PackageHelper;
-  friend class detail::PackageReader;
-  explicit Package(std::shared_ptr<detail::PackageState> state);
+  friend class PackageState;
+  explicit Package(std::shared_ptr<PackageState> state);
 };
 
 }  // namespace opc::model

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <utility>
 
@@ -16,8 +18,8 @@ namespace opc::model {
 /// How the container holds the bytes of a new part.
 enum class CompressionType {
   Stored = 0,  ///< uncompressed, for content that does not shrink; holds while the package object lives
-  Markup = 1,  ///< deflated, or stored where deflating saves nothing
-  Content = 2  ///< at present the same as Markup
+  Markup = 1,  ///< for XML, which shrinks well: deflated at CompressionLevel::Default at least
+  Content = 2  ///< for any content: deflated at the package's level. Content and Markup that do not shrink are stored
 };
 
 /// The wishes of a caller about the layout of a new part in its container. Package::createPart asks once and keeps no
@@ -78,13 +80,24 @@ class ZT_API Part : public RelationshipSource {
   /// writes itself; PackageIsReadOnly. A write after close() throws StreamError, also where close() failed. close()
   /// throws InvalidState when the package is gone, and PartNotFound when the part was deleted meanwhile, even if there
   /// is a new part of that name. A stream that is destroyed unclosed is completed, or abandoned during unwinding
-  /// (OutputStream::close); the package's next save() throws the failure.
+  /// (OutputStream::close); the package's next save() throws the failure. OutputStream::abandon() leaves the part as it
+  /// is.
   std::unique_ptr<OutputStream> getOutputStream() const;
+
+  /// Whether both stand for the same part name of the same package object.
+  friend ZT_API bool operator==(Part const& a, Part const& b);
 
  private:
   friend class Package;
-  Part(std::shared_ptr<detail::PackageState> package, PartName name)
+  Part(std::shared_ptr<PackageState> package, PartName name)
       : RelationshipSource(std::move(package), std::move(name)) {}
 };
 
 }  // namespace opc::model
+
+template <>
+struct std::hash<opc::model::Part> {
+  std::size_t operator()(opc::model::Part const& part) const noexcept {
+    return std::hash<opc::model::PartName>()(part.getName());
+  }
+};

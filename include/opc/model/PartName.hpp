@@ -2,6 +2,8 @@
 #pragma once
 
 #include <compare>
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <utility>
 
@@ -46,3 +48,10 @@ class ZT_API PartName {
 };
 
 }  // namespace opc::model
+
+template <>
+struct std::hash<opc::model::PartName> {
+  std::size_t operator()(opc::model::PartName const& name) const noexcept {
+    return std::hash<std::u16string>()(name.toString());
+  }
+};

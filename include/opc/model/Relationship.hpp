@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,10 +15,9 @@
 
 namespace opc::model {
 
-namespace detail {
+// Of the library alone.
 class PackageState;
 struct RelationshipRecord;
-}  // namespace detail
 
 /// Whether a relationship leads to a part of its package or to a resource outside it (ECMA-376-2, 9.3).
 enum class TargetMode { Internal, External };
@@ -36,12 +38,15 @@ class ZT_API Relationship {
   /// target as written. Throws InvalidURI when an internal target cannot be resolved.
   URI getTargetURI() const;
 
+  /// Whether id, type, mode, target and the name of the source are equal.
+  friend ZT_API bool operator==(Relationship const& a, Relationship const& b);
+
  private:
   friend class PackageHelper;
   friend class RelationshipSource;
-  explicit Relationship(std::shared_ptr<detail::RelationshipRecord const> record) : record_(std::move(record)) {}
+  explicit Relationship(std::shared_ptr<RelationshipRecord const> record) : record_(std::move(record)) {}
 
-  std::shared_ptr<detail::RelationshipRecord const> record_;
+  std::shared_ptr<RelationshipRecord const> record_;
 };
 
 /// Where relationships start: a package or a part (ECMA-376-2, 9.3). A cheap handle; copies stand for the same
@@ -53,20 +58,21 @@ class ZT_API Relationship {
 class ZT_API RelationshipSource {
  public:
   RelationshipSource(RelationshipSource const&) = default;
-  RelationshipSource& operator=(RelationshipSource const&) = default;
   virtual ~RelationshipSource();
 
   /// All relationships of the source, or those whose type is exactly the given one, in the order in which the package
   /// holds them; new ones come last.
   std::vector<Relationship> getRelationships() const;
   std::vector<Relationship> getRelationshipsByType(std::u16string const& type) const;
+  /// The relationship with that id, if there is one. O(log n) in the number of relationships of the source.
+  std::optional<Relationship> findRelationship(std::u16string const& id) const;
 
   /// Adds a relationship to a part and returns it. The target is kept as given and need not exist. For an empty id the
   /// source chooses the first free one of rId1, rId2 ... Throws InvalidRelationship for an id that is no NCName or is
-  /// taken, a type that is no URI, a target that is no relative reference (RFC 3986, 4.2; it may hold characters beyond
-  /// ASCII) or leads to a relationships part, a source that is a relationships part, and a second core-properties
-  /// relationship of the package (ECMA-376-2, 11.2). Throws PartNameClash where a part stands in the place of the
-  /// source's relationships part.
+  /// taken, a type that is no URI (with a scheme; it may hold characters beyond ASCII), a target that is no relative
+  /// reference (RFC 3986, 4.2; it may hold characters beyond ASCII) or leads to a relationships part, a source that is
+  /// a relationships part, and a second core-properties relationship of the package (ECMA-376-2, 11.2). Throws
+  /// PartNameClash where a part stands in the place of the source's relationships part.
   Relationship createInternalRelationship(std::u16string const& type, URI const& target, std::u16string const& id = {});
   /// The same for a target outside the package: a text that XML can carry, which is kept to the letter and never
   /// opened.
@@ -76,14 +82,16 @@ class ZT_API RelationshipSource {
   void deleteRelationship(std::u16string const& id);
 
  protected:
-  RelationshipSource(std::shared_ptr<detail::PackageState> package, PartName source);
+  RelationshipSource(std::shared_ptr<PackageState> package, PartName source);
+  // For derived handles: assigned through its base, a package would become another one.
+  RelationshipSource& operator=(RelationshipSource const&) = default;
 
-  detail::PackageState& state() const { return *package_; }
-  std::shared_ptr<detail::PackageState> const& sharedState() const { return package_; }
+  PackageState& state() const { return *package_; }
+  std::shared_ptr<PackageState> const& sharedState() const { return package_; }
   PartName const& source() const { return source_; }  // empty for the package itself
 
  private:
-  std::shared_ptr<detail::PackageState> package_;
+  std::shared_ptr<PackageState> package_;
   PartName source_;
 };
 
@@ -112,3 +120,10 @@ class ZT_API RelationshipSelector {
 };
 
 }  // namespace opc::model
+
+template <>
+struct std::hash<opc::model::Relationship> {
+  std::size_t operator()(opc::model::Relationship const& relationship) const noexcept {
+    return std::hash<std::u16string>()(relationship.getID());
+  }
+};

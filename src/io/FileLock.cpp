@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "io/DirectoryLock.hpp"
+#include "io/FileLock.hpp"
 
 #include <algorithm>
 #include <thread>
@@ -9,17 +9,17 @@ namespace {
 
 constexpr std::chrono::milliseconds kShortestPause{1}, kLongestPause{20};
 
-/// What network file systems, some folders, and folders opened with O_PATH answer.
+/// The answers of network file systems, and for a file that is not open.
 bool hasNoLocks(int error) {
   return error == EBADF || error == EINVAL || error == ENOLCK || error == ENOSYS || error == EOPNOTSUPP;
 }
 
 }  // namespace
 
-void DirectoryLock::acquire(std::chrono::milliseconds patience, boost::system::error_code& error) {
+void FileLock::acquire(std::chrono::milliseconds patience, boost::system::error_code& error) {
   auto const end = std::chrono::steady_clock::now() + patience;
   for (auto pause = kShortestPause;; pause = std::min(pause * 2, kLongestPause)) {
-    folder_.tryLock(error);
+    file_.tryLock(error);
     isHeld_ = !error;
     if (error && hasNoLocks(error.value())) error.clear();
     if (error != posixError(EWOULDBLOCK) || std::chrono::steady_clock::now() >= end) return;
@@ -27,8 +27,8 @@ void DirectoryLock::acquire(std::chrono::milliseconds patience, boost::system::e
   }
 }
 
-void DirectoryLock::release() noexcept {
-  if (isHeld_) folder_.unlock();
+void FileLock::release() noexcept {
+  if (isHeld_) file_.unlock();
   isHeld_ = false;
 }
 
