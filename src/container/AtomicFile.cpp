@@ -160,6 +160,14 @@ struct AtomicFile::Impl {
     return ofOwner | ofGroup;
   }
 
+  /// The file's new name changed its change time. Another process may have replaced it again.
+  void noteRename(FileIdentity& identity) const {
+    struct stat status {};
+    if (fstatat(directory.descriptor(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
+    FileIdentity const placed = FileIdentity::of(status);
+    if (placed.isOfSameFile(identity)) identity = placed;
+  }
+
   struct stat status() {
     struct stat status {};
     error_code error;
@@ -219,7 +227,7 @@ FileIdentity AtomicFile::replace() {
   error_code error;
   impl_->file.sync(error);
   impl_->check(error);
-  FileIdentity const identity = FileIdentity::of(impl_->status());
+  FileIdentity identity = FileIdentity::of(impl_->status());
   DirectoryLock names(impl_->directory);
   impl_->lock(names);
   impl_->checkTarget();
@@ -227,6 +235,7 @@ FileIdentity AtomicFile::replace() {
   impl_->check(error);
   impl_->temporary.moveTo(impl_->name.c_str(), impl_->rules.target == Target::MayExist, error);
   impl_->check(error);
+  impl_->noteRename(identity);
   return identity;
 }
 

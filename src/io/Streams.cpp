@@ -38,6 +38,7 @@ OutputStream::~OutputStream() = default;
 FileOutputStream::~FileOutputStream() = default;
 
 FileOutputStream::Step FileOutputStream::getFailedStep() const { return Step::Content; }
+bool FileOutputStream::hasInexactTime() const { return false; }
 
 void ByteArrayInAdaptor::reset() { position_ = 0; }
 
