@@ -139,8 +139,6 @@ void printSummary(std::vector<Source> const& sources, std::u16string const& pack
     added.files += source.tree->fileCount();
     added.folders += source.tree->folders().size();
     added.links += source.tree->linkCount();
-    for (std::u16string const& path : source.tree->skippedOwn())
-      std::cerr << "ztpkg: add: left out " << shown(source.tree->diskPath(path)) << ", which is the package itself\n";
   }
   std::cerr << "added " << entriesText(added, "folder") << ", the package now has " << sizeText(sizeOfFile(package))
             << ", " << secondsText(progress.elapsed()) << '\n';
@@ -160,6 +158,8 @@ void add(AddOptions const& options) {
   Addition addition(manager, options.force);
   Progress progress(options.progress && !options.quiet);
   std::vector<Source> const sources = survey(disk, options, addition, progress);
+  for (Source const& source : sources)
+    if (!options.quiet) printLeftOut(*source.tree, "add");
   addition.removeReplaced();
   for (Source const& source : sources) {
     selector.take(*source.tree);

@@ -42,6 +42,8 @@ void checkTarget(std::u16string const& package, bool force) {
   boost::system::error_code error;
   if (isDirectory(package, error))
     throw Failure(Report{Exit::Disk, "folder-in-the-way", shown(package) + " is a directory", package});
+  if (isOther(package))
+    throw Failure(Report{Exit::Disk, "file-in-the-way", shown(package) + " is no regular file", package});
   if (isThere(package) && !force) {
     std::string const message = shown(package) + " already exists (use --force to replace it)";
     throw Failure(Report{Exit::Disk, "already-exists", message, package});
@@ -67,13 +69,6 @@ void printPlan(SourceTree const& source, Output& out) {
     out.printName(path);
     out.print("\n");
   }
-}
-
-void printSkipped(SourceTree const& source) {
-  for (std::u16string const& path : source.skippedLinks())
-    std::cerr << "ztpkg: pack: left out " << shown(source.diskPath(path)) << ", which points out of the directory\n";
-  for (std::u16string const& path : source.skippedOwn())
-    std::cerr << "ztpkg: pack: left out " << shown(source.diskPath(path)) << ", which is the package itself\n";
 }
 
 void printSummary(SourceTree const& source, std::u16string const& package, Progress const& progress) {
@@ -183,7 +178,7 @@ void pack(PackOptions const& options, Output& out) {
   SourceTree source(disk, root, rulesOf(options, package), progress);
   survey(source);
   progress.expect({source.fileCount(), source.fileBytes()});
-  if (!options.quiet) printSkipped(source);
+  if (!options.quiet) printLeftOut(source, "pack");
   if (options.dryRun) return printPlan(source, out);
   store(source, package, options, properties, encryption.get());
   progress.finish();

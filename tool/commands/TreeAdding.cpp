@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands/TreeAdding.hpp"
 
+#include <iostream>
 #include <string>
 
 #include "cli/Errors.hpp"
@@ -15,6 +16,10 @@ ForwardingOps::Paths namesOf(std::u16string const& package) {
   std::u16string const absolute = absolutePath(package);
   std::u16string const folder = resolvedPath(parentOf(absolute));
   return {resolvedPath(absolute), (folder == u"/" ? u"" : folder) + absolute.substr(absolute.rfind(u'/'))};
+}
+
+void printLeftOut(SourceTree const& source, char const* command) {
+  for (std::string const& line : source.leftOut()) std::cerr << "ztpkg: " << command << ": " << line << '\n';
 }
 
 void addTree(opc::ztservices::FileSystemManager& manager, SourceTree& source, bool textToUTF8) {

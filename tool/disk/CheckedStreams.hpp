@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <istream>
 #include <memory>
 #include <ostream>
@@ -18,7 +19,10 @@ namespace ztpkg {
 /// Owns its source.
 class CheckedInput final : public std::istream {
  public:
-  CheckedInput(std::unique_ptr<std::istream> stream, std::u16string path, Progress& progress);
+  /// `atEnd` is called before the source is closed.
+  CheckedInput(std::unique_ptr<std::istream> stream, std::u16string path, Progress& progress,
+               std::function<void()> atEnd = {});
+  ~CheckedInput() override;
 
  private:
   class Buffer final : public std::streambuf {
@@ -44,16 +48,20 @@ class CheckedInput final : public std::istream {
 
   std::unique_ptr<std::istream> stream_;
   Buffer buffer_;
+  std::function<void()> atEnd_;
 };
 
 /// Writes a file of the disk, counts the bytes, and throws Interrupted after a signal, at each write and before
 /// commit(). Owns the stream underneath.
 class CheckedOutput final : public opc::FileOutputStream {
  public:
-  CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress);
+  /// `onInexactTime` is called by the commit() of a file whose time the disk cannot hold.
+  CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress,
+                std::function<void()> onInexactTime = {});
 
   void commit(boost::system::error_code& error) override;
   Step getFailedStep() const override { return inner_->getFailedStep(); }
+  bool hasInexactTime() const override { return inner_->hasInexactTime(); }
 
  private:
   class Buffer final : public std::streambuf {
@@ -72,6 +80,7 @@ class CheckedOutput final : public opc::FileOutputStream {
 
   std::unique_ptr<opc::FileOutputStream> inner_;
   Buffer buffer_;
+  std::function<void()> onInexactTime_;
 };
 
 }  // namespace ztpkg
