@@ -158,8 +158,7 @@ FileOutputBuffer::~FileOutputBuffer() {
 
 boost::system::error_code FileOutputBuffer::commit() {
   if (!file_.isOpen()) return firstError_;
-  flushBuffer();
-  if (!firstError_) holes_.finish(file_, firstError_);
+  sync();
   boost::system::error_code closing;
   file_.close(closing);
   if (!firstError_) firstError_ = closing;
@@ -204,7 +203,11 @@ std::streamsize FileOutputBuffer::xsputn(char_type const* from, std::streamsize 
   return count;
 }
 
-int FileOutputBuffer::sync() { return !file_.isOpen() || flushBuffer() ? 0 : -1; }
+int FileOutputBuffer::sync() {
+  if (!file_.isOpen()) return 0;
+  if (flushBuffer()) holes_.finish(file_, firstError_);
+  return firstError_ ? -1 : 0;
+}
 
 bool isReadingMode(std::ios::openmode mode, boost::system::error_code& error) {
   return accept(static_cast<bool>(mode & (std::ios::out | std::ios::app | std::ios::trunc | std::ios::ate)), error);

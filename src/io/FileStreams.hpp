@@ -58,7 +58,7 @@ enum class ZeroRuns { Write, MakeHoles };
 class HoleWriter {
  public:
   void write(FileHandle const& file, std::string_view data, boost::system::error_code& error);
-  /// Gives the file its size where it ends in zeros.
+  /// Gives the file its size where it ends in zeros. More may be written behind it.
   void finish(FileHandle const& file, boost::system::error_code& error);
 
  private:

@@ -342,6 +342,7 @@ TEST_F(ConfinedRestoring, MakesHolesOfLongRunsOfZerosWhereToldTo) {
     EXPECT_TRUE(readFile(directory / "file") == text) << step;
     EXPECT_LE(room(), 64 * 1024) << step;
     EXPECT_EQ(status().st_mode & 07777, 0640U);
+    EXPECT_EQ(status().st_mtim.tv_sec, boost::posix_time::to_time_t(kTime));
   }
 }
 

@@ -148,7 +148,8 @@ void store(SourceTree& source, std::u16string const& path, PackOptions const& op
   opc::ztservices::CipherDataManager cipherData(*package);
   if (encryption) manager.enableEncryption(encryption->key().bytes(), encryption->mode, encryption->prefix);
   if (encryption && encryption->password) encryption->password->record(cipherData);
-  manager.markAsDirty();  // an empty directory is a file system too
+  manager.setCreatedByEncoding(u"UTF-8");  // of names on the disk, whatever the locale
+  manager.markAsDirty();                   // an empty directory is a file system too
   addTree(manager, source, options.textToUTF8);
   CorePropertiesManager identity(*package);
   identity.setCoreProperties(properties);

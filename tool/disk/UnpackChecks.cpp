@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "disk/UnpackChecks.hpp"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -25,10 +26,19 @@ using opc::ztservices::TransformMode;
   throw Failure(Report{Exit::Package, "unsafe-path", "cannot extract " + shown(path) + ": " + why, path});
 }
 
+/// Longer paths than the system takes at once are made folder by folder, but hardly any program can remove thousands of
+/// nested folders. No package that pack makes has paths beyond the second limit.
+bool isTooLong(std::u16string const& path) {
+  constexpr std::size_t kOneCall = 4095, kLongestPath = 65'535;  // in bytes
+  constexpr std::ptrdiff_t kMostNames = 500;
+  std::size_t const size = path.size() > kLongestPath ? path.size() : opc::toUTF8String(path).size();
+  return size > kLongestPath || (size > kOneCall && std::ranges::count(path, u'/') > kMostNames);
+}
+
 // Refuses paths that a disk resolves to another place or refuses.
 void checkSegments(std::u16string const& path) {
-  constexpr std::size_t kLongestName = 255, kLongestPath = 65'535;  // in bytes; no package that pack makes has more
-  if (path.size() > kLongestPath || opc::toUTF8String(path).size() > kLongestPath)
+  constexpr std::size_t kLongestName = 255;  // in bytes
+  if (isTooLong(path))
     throw Failure(Report{Exit::Package, "unsafe-path",
                          "cannot extract a path of " + counted(path.size(), "character") +
                              ", which is too long: " + shown(path.substr(0, 64)) + "...",
