@@ -16,6 +16,8 @@ namespace opc {
 struct Confinement {
   bool replaceExisting = true;     ///< a file or link takes the place of one that is there; else file_exists
   bool allowOutsideLinks = false;  ///< links may be made whose targets leave the root
+  bool makeHoles = false;          ///< long runs of zeros become holes of a file, which take no room
+  bool allowInexactTimes = false;  ///< a time that the disk cannot hold becomes the nearest; else result_out_of_range
 };
 
 /// The local disk beneath one root directory, for extracting untrusted packages. Nothing outside the root is read,
@@ -74,6 +76,10 @@ class ZT_API ConfinedFileSystemOps final : public FileSystemOps {
   std::u16string appendPath(std::u16string const& base, std::u16string const& relative) override;
   std::u16string getParentPath(std::u16string const& path) override;
   std::u16string getExtension(std::u16string const& path) override;
+
+  /// Removes from a folder the temporary files and links of killed processes. Those in use stay, and those that cannot
+  /// be removed. A missing folder is no error.
+  void removeLeftovers(std::u16string const& folder, boost::system::error_code& error);
 
  private:
   class Root;

@@ -4,6 +4,7 @@
 #include <boost/date_time/posix_time/ptime.hpp>
 #include <boost/system/error_code.hpp>
 #include <cstdint>
+#include <functional>
 #include <ios>
 #include <istream>
 #include <memory>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "opc/Export.hpp"
+#include "opc/FileIdentity.hpp"
 #include "opc/Streams.hpp"
 
 namespace opc {
@@ -43,6 +45,10 @@ struct OpenedFile {
   Perms::Perms_tag permissions = Perms::NotKnown;
   boost::posix_time::ptime time;
   std::optional<std::uint64_t> size;  ///< in bytes, where the disk knows it
+  /// Of a regular file, where the disk knows it: when it was opened, and now. The call needs `content`, and none
+  /// returned means that the disk cannot say. Equal ones show that the content did not change in between.
+  std::optional<FileIdentity> identity;
+  std::function<std::optional<FileIdentity>()> getIdentityNow;
   boost::system::error_code openError, permissionsError, timeError;
 };
 
@@ -50,8 +56,8 @@ struct OpenedFile {
 /// them elsewhere: to memory, to another host, or through checks of its own. Paths are UTF-16.
 ///
 /// Operations with an error_code set it for ordinary failures instead of throwing, and clear it on success. After a
-/// failure nothing is made or changed, unless the operation says otherwise. Operations without one answer false, or
-/// throw opc::Exception. Exceptions beside that (out of memory, text that cannot be converted) pass through.
+/// failure nothing is made or changed, unless the operation says otherwise. Operations without one return false, or
+/// throw opc::Exception. Exceptions beside that (out of memory) pass through.
 ///
 /// One thread at a time uses an object, unless the implementation allows more. Callers borrow the object and keep it
 /// alive for longer than what they give it to; the streams that it makes may outlive it only where the implementation
@@ -70,10 +76,11 @@ class ZT_API FileSystemOps {
 
   /// Fills `files` with the full paths of the regular files and symbolic links under `root` (with
   /// `recursive` false: directly in it), sorted by code unit. Former contents are dropped. Folders are walked, not
-  /// listed; symbolic links are listed and not followed; sockets, fifos and devices are skipped.
+  /// listed; symbolic links are listed and not followed; sockets, fifos and devices are skipped. On an error `files`
+  /// has everything that could be listed, and the error is the first one.
   virtual void getFiles(std::u16string const& root, std::vector<std::u16string>& files, bool recursive,
                         boost::system::error_code& error) = 0;
-  /// The same walk for folders: fills `folders` with the full paths of those under `root`, without it.
+  /// The same walk for folders: fills `folders` with the full paths of those under `root`, without the root.
   virtual void getFolders(std::u16string const& root, std::vector<std::u16string>& folders, bool recursive,
                           boost::system::error_code& error) = 0;
 
@@ -94,7 +101,7 @@ class ZT_API FileSystemOps {
   virtual std::unique_ptr<std::istream> createInputStream(std::u16string const& path, std::ios::openmode mode,
                                                           boost::system::error_code& error) = 0;
   /// A stream over the file, owned by the caller; null on an error. An existing file is truncated; the
-  /// write is complete only when commit() reports no error.
+  /// write is complete only when commit() reports no error. A fifo that nobody reads is an error and not waited for.
   virtual std::unique_ptr<FileOutputStream> createOutputStream(std::u16string const& path, std::ios::openmode mode,
                                                                boost::system::error_code& error) = 0;
 
@@ -144,9 +151,10 @@ class ZT_API FileSystemOps {
 /// The local disk. Stateless: any number of threads may use one object, and streams may outlive it. Relative paths
 /// start at the working directory. New folders and files get 0777 and 0666 less the umask.
 ///
-/// Paths are UTF-8 on disk in every locale. A path with a NUL or a lone surrogate is an error (invalid_argument).
-/// getFiles, getFolders and getLinkTarget throw InvalidText (illegal_byte_sequence), which shows the name escaped, for
-/// a name on disk that is not UTF-8.
+/// Paths are UTF-8 on disk in every locale and may be longer than the system takes at once (PATH_MAX). A path with a
+/// NUL or a lone surrogate is an error (invalid_argument), and a name on disk that is not UTF-8 is one of getFiles and
+/// getFolders (illegal_byte_sequence). getLinkTarget throws InvalidText, with that code, for a target that is not
+/// UTF-8; the exception shows it escaped.
 ///
 /// Permissions and times are those of what a link points to. A time that the time type or the file system cannot hold
 /// is an error (result_out_of_range); so are unknown permissions or times to be set, and stream modes that would not

@@ -77,6 +77,8 @@ class ZT_API FileOutputStream : public std::ostream {
   virtual void commit(boost::system::error_code& error) = 0;
   /// The step that failed, after a commit() that reported an error.
   virtual Step getFailedStep() const;
+  /// Whether commit() could only set a time near the one that was wanted, and no rule made that an error.
+  virtual bool hasInexactTime() const;
   ~FileOutputStream() override;
 
  protected:

@@ -194,6 +194,14 @@ struct AtomicFile::Impl {
     throw packageIsBusy(target);
   }
 
+  /// The file's new name changed its change time. Another process may have replaced it again.
+  void noteRename(FileIdentity& identity) const {
+    struct stat status {};
+    if (fstatat(directory.descriptor(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
+    FileIdentity const placed = FileIdentity::of(status);
+    if (placed.isOfSameFile(identity)) identity = placed;
+  }
+
   struct stat status() {
     struct stat status {};
     error_code error;
@@ -253,8 +261,9 @@ FileIdentity AtomicFile::replace() {
   error_code error;
   impl_->file.sync(error);
   impl_->check(error);
-  FileIdentity const identity = FileIdentity::of(impl_->status());
+  FileIdentity identity = FileIdentity::of(impl_->status());
   while (!impl_->tryMove()) continue;
+  impl_->noteRename(identity);
   return identity;
 }
 

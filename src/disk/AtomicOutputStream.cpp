@@ -17,6 +17,8 @@ std::unique_ptr<AtomicOutputStream> AtomicOutputStream::create(Place place, File
   TemporaryName temporary =
       TemporaryName::makeFile(place.descriptor(), temporaryNameForExtraction, O_WRONLY, file, error);
   if (error) return nullptr;
+  error_code withoutLocks;  // then nothing is taken for a leftover
+  file.tryLock(withoutLocks);
   return std::unique_ptr<AtomicOutputStream>(
       new AtomicOutputStream(std::move(place), std::move(temporary), std::move(file), attributes, replace));
 }
@@ -26,7 +28,7 @@ AtomicOutputStream::AtomicOutputStream(Place place, TemporaryName temporary, Fil
     : FileOutputStream(nullptr),
       place_(std::move(place)),
       temporary_(std::move(temporary)),
-      buffer_(std::move(file)),
+      buffer_(std::move(file), attributes.zeroRuns),
       attributes_(attributes),
       replace_(replace) {
   rdbuf(&buffer_);
@@ -54,7 +56,8 @@ error_code AtomicOutputStream::setAttributes() {
   error_code error;
   failedStep_ = Step::Time;
   if (!attributes_.time.is_not_a_date_time()) error = setModificationTime(buffer_.file(), attributes_.time);
-  if (error) return error;
+  hasInexactTime_ = attributes_.allowsInexactTime && error == posixError(ERANGE);
+  if (error && !hasInexactTime_) return error;
   failedStep_ = Step::Permissions;
   bool const isKnown = attributes_.permissions != Perms::NotKnown;
   if (isKnown && !arePermissionBits(attributes_.permissions)) return posixError(EINVAL);

@@ -25,10 +25,13 @@ struct FileAttributes {
   Perms::Perms_tag permissions = Perms::NotKnown;
   mode_t permittedBits = 0777;  ///< those of the permissions that are set
   boost::posix_time::ptime time{};
+  ZeroRuns zeroRuns = ZeroRuns::Write;
+  bool allowsInexactTime = false;  ///< a time that the disk cannot hold is no error
 };
 
 /// A file that is written under a temporary name (mode 0600) beside its place. commit() completes the content, sets
-/// time and mode by the open file, and then gives the file its name.
+/// time and mode by the open file, and then gives the file its name. Until then the file is locked, for
+/// removeLeftovers().
 class AtomicOutputStream final : public FileOutputStream {
  public:
   /// Null on an error. With `replace` false, commit() fails (EEXIST) where the name is taken.
@@ -37,6 +40,7 @@ class AtomicOutputStream final : public FileOutputStream {
 
   void commit(boost::system::error_code& error) override;
   Step getFailedStep() const override { return failedStep_; }
+  bool hasInexactTime() const override { return hasInexactTime_; }
 
  private:
   AtomicOutputStream(Place place, TemporaryName temporary, FileHandle file, FileAttributes const& attributes,
@@ -52,6 +56,7 @@ class AtomicOutputStream final : public FileOutputStream {
   bool finished_ = false;
   boost::system::error_code result_;  // of the first commit()
   Step failedStep_ = Step::Content;
+  bool hasInexactTime_ = false;
 };
 
 }  // namespace opc

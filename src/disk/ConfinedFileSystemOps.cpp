@@ -40,6 +40,10 @@ error_code checkNothingInTheWay(Place const& place, bool replace) {
   return replace ? error_code() : posixError(EEXIST);
 }
 
+ZeroRuns zeroRunsOf(Confinement const& confinement) {
+  return confinement.makeHoles ? ZeroRuns::MakeHoles : ZeroRuns::Write;
+}
+
 error_code makeLink(std::string const& content, Place const& place, bool replace) {
   if (!replace)
     return ::symlinkat(content.c_str(), place.descriptor(), place.name.c_str()) == 0 ? error_code() : lastPosixError();
@@ -134,7 +138,9 @@ std::unique_ptr<FileOutputStream> ConfinedFileSystemOps::createOutputStream(std:
   Place place = root_->placeOf(path, error);
   if (!error) error = checkNothingInTheWay(place, confinement_.replaceExisting);
   if (error) return nullptr;
-  return AtomicOutputStream::create(std::move(place), {root_->modeOfNewFiles()}, confinement_.replaceExisting, error);
+  FileAttributes attributes{root_->modeOfNewFiles()};
+  attributes.zeroRuns = zeroRunsOf(confinement_);
+  return AtomicOutputStream::create(std::move(place), attributes, confinement_.replaceExisting, error);
 }
 
 OpenedFile ConfinedFileSystemOps::openForAdding(std::u16string const& path) {
@@ -147,7 +153,9 @@ std::unique_ptr<FileOutputStream> ConfinedFileSystemOps::createForRestoring(std:
                                                                             Perms::Perms_tag permissions,
                                                                             boost::posix_time::ptime const& time,
                                                                             error_code& error) {
-  FileAttributes const attributes{root_->modeOfNewFiles(), permissions, kOrdinaryBits, time};
+  FileAttributes const attributes{
+      root_->modeOfNewFiles(),       permissions, kOrdinaryBits, time, zeroRunsOf(confinement_),
+      confinement_.allowInexactTimes};
   bool const replace = confinement_.replaceExisting;
   auto const create = [&](Place place) -> std::unique_ptr<FileOutputStream> {
     if (!error) error = checkNothingInTheWay(place, replace);
@@ -187,6 +195,12 @@ void ConfinedFileSystemOps::setLastModifiedTime(std::u16string const& path, boos
                                                 error_code& error) {
   Place const place = root_->placeOf(path, error);
   if (!error) error = setModificationTime(place.descriptor(), place.name.c_str(), time, AT_SYMLINK_NOFOLLOW);
+}
+
+void ConfinedFileSystemOps::removeLeftovers(std::u16string const& folder, error_code& error) {
+  FileHandle const opened = root_->open(folder, O_RDONLY | O_DIRECTORY, error);
+  if (!error) opc::removeLeftovers(opened.descriptor());
+  if (error == posixError(ENOENT)) error.clear();
 }
 
 std::u16string ConfinedFileSystemOps::appendPath(std::u16string const& base, std::u16string const& relative) {

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstddef>
 #include <linux/openat2.h>
 #include <memory>
@@ -94,23 +95,43 @@ std::pair<std::string, std::string> splitLast(std::string const& relative) {
   return {relative.substr(0, slash), relative.substr(slash + 1)};
 }
 
-/// Makes the missing folders of the path. Searches upwards from its end for an existing one.
-FileHandle openMakingFolders(int root, std::string const& path, error_code& error) {
-  FileHandle folder = openBeneath(root, path, kPathOnly, 0, error);
-  if (error != posixError(ENOENT) || path == ".") return folder;
-  auto const [above, name] = splitLast(path);
-  FileHandle const parent = openMakingFolders(root, above, error);
-  if (error) return {};
-  if (::mkdirat(parent.descriptor(), name.c_str(), kNewFolderMode) != 0 && errno != EEXIST) {
+FileHandle openMakingFolder(int parent, std::string const& name, error_code& error) {
+  FileHandle folder = openBeneath(parent, name, kPathOnly, 0, error);
+  if (error != posixError(ENOENT)) return folder;
+  if (::mkdirat(parent, name.c_str(), kNewFolderMode) != 0 && errno != EEXIST) {
     error = lastPosixError();
     return {};
   }
-  return openBeneath(parent.descriptor(), name, kPathOnly, 0, error);
+  return openBeneath(parent, name, kPathOnly, 0, error);
+}
+
+/// Makes the missing folders of the path. The last one alone is mostly missing.
+void makeMissingFolders(int root, std::string const& path, error_code& error) {
+  auto const [above, name] = splitLast(path);
+  FileHandle folder = openBeneath(root, above, kPathOnly, 0, error);
+  if (!error) openMakingFolder(folder.descriptor(), name, error);
+  if (error != posixError(ENOENT) || folder.isOpen()) return;
+  for (std::string_view const segment : segmentsOf(path)) {
+    folder = openMakingFolder(folder.isOpen() ? folder.descriptor() : root, std::string(segment), error);
+    if (error) return;
+  }
+}
+
+/// A path that is too long for the system goes in two parts.
+FileHandle openLongBeneath(int folder, std::string const& path, int flags, mode_t mode, error_code& error) {
+  std::size_t const slash = path.rfind('/', PATH_MAX - 2);
+  if (slash == path.npos) {
+    error = posixError(ENAMETOOLONG);
+    return {};
+  }
+  FileHandle const front = openBeneath(folder, path.substr(0, slash), kPathOnly, 0, error);
+  return error ? FileHandle() : openBeneath(front.descriptor(), path.substr(slash + 1), flags, mode, error);
 }
 
 }  // namespace
 
 FileHandle openBeneath(int folder, std::string const& path, int flags, mode_t mode, boost::system::error_code& error) {
+  if (path.size() >= PATH_MAX) return openLongBeneath(folder, path, flags, mode, error);
   FileHandle opened(openInOneStep(folder, path.c_str(), completed(flags), mode));
   error = opened.isOpen() ? boost::system::error_code() : lastPosixError();
   bool const isMissing = error == posixError(ENOSYS) || error == posixError(EPERM);  // the latter from a sandbox
@@ -211,7 +232,7 @@ void ConfinedFileSystemOps::Root::letGoParentOf(std::u16string const& path) cons
 
 void ConfinedFileSystemOps::Root::makeFolders(std::u16string const& path, error_code& error) const {
   std::string const below = relative(path, error);
-  if (!error) openMakingFolders(folder_.descriptor(), below, error);
+  if (!error && below != ".") makeMissingFolders(folder_.descriptor(), below, error);
 }
 
 bool ConfinedFileSystemOps::Root::staysBeneath(std::u16string const& linkPath, std::u16string const& target) const {

@@ -10,8 +10,6 @@
 #include <utility>
 
 #include "io/FileHandle.hpp"
-#include "opc/Strings.hpp"
-#include "text/Escape.hpp"
 #include "text/Unicode.hpp"
 
 namespace opc {
@@ -30,53 +28,52 @@ unsigned char typeOf(DirectoryStream const& directory, dirent const& entry, boos
 // The front of every path in `folder`: exactly one separator stands between it and a name.
 std::u16string prefixOf(std::u16string const& folder) { return folder.ends_with(u'/') ? folder : folder + u'/'; }
 
-std::u16string pathIn(std::u16string const& prefix, std::string_view name) {
-  std::u16string path = prefix;
-  if (unicode::appendUTF16(path, name) != name.size())
-    throw InvalidText("File name is not valid UTF-8: " + toUDEString(escapeForDisplay(prefix)) + escape::bytes(name),
-                      posixError(EILSEQ));
-  return path;
-}
-
 class Walk {
  public:
   Walk(WalkFor wanted, bool recursive, FolderOpener const& open)
       : wanted_(wanted), recursive_(recursive), open_(open) {}
 
-  void run(std::u16string const& root, boost::system::error_code& error);
+  void run(std::u16string const& root);
   std::vector<std::u16string> takeFound() { return std::move(found_); }
+  boost::system::error_code const& firstError() const { return firstError_; }
 
  private:
-  void visit(std::u16string const& folder, boost::system::error_code& error);
+  void visit(std::u16string const& folder);
   void meet(std::u16string const& prefix, std::string_view name, unsigned char type);
+  /// Whether the call that `error` is of succeeded.
+  bool accept(boost::system::error_code const& error);
 
   WalkFor wanted_;
   bool recursive_;
   FolderOpener const& open_;
   std::vector<std::u16string> found_;
   std::vector<std::u16string> pending_;  // folders not yet visited
+  boost::system::error_code firstError_;
 };
 
-void Walk::run(std::u16string const& root, boost::system::error_code& error) {
-  visit(root, error);
-  while (!pending_.empty() && !error) {
+void Walk::run(std::u16string const& root) {
+  visit(root);
+  while (!pending_.empty()) {
     std::u16string const folder = std::move(pending_.back());
     pending_.pop_back();
-    visit(folder, error);
+    visit(folder);
   }
 }
 
-void Walk::visit(std::u16string const& folder, boost::system::error_code& error) {
+void Walk::visit(std::u16string const& folder) {
+  boost::system::error_code error;
   FileHandle opened = open_(folder, error);
-  if (error) return;
+  if (!accept(error)) return;
   DirectoryStream directory(std::move(opened), error);
   std::u16string const prefix = prefixOf(folder);
-  while (!error) {
+  while (accept(error)) {
     dirent const* const entry = directory.next(error);
-    if (!entry) return;
-    unsigned char const type = typeOf(directory, *entry, error);
-    if (!error) meet(prefix, entry->d_name, type);
+    if (!entry) break;
+    boost::system::error_code unknown;  // of one entry: the others can still be listed
+    unsigned char const type = typeOf(directory, *entry, unknown);
+    if (accept(unknown)) meet(prefix, entry->d_name, type);
   }
+  accept(error);
 }
 
 void Walk::meet(std::u16string const& prefix, std::string_view name, unsigned char type) {
@@ -84,9 +81,16 @@ void Walk::meet(std::u16string const& prefix, std::string_view name, unsigned ch
   bool const isFound = wanted_ == WalkFor::Folders ? isFolder : type == DT_REG || type == DT_LNK;
   bool const isPending = isFolder && recursive_;
   if (!isFound && !isPending) return;
-  std::u16string path = pathIn(prefix, name);
+  std::u16string path = prefix;
+  if (!accept(unicode::appendUTF16(path, name) == name.size() ? boost::system::error_code() : posixError(EILSEQ)))
+    return;
   if (isPending) pending_.push_back(path);
   if (isFound) found_.push_back(std::move(path));
+}
+
+bool Walk::accept(boost::system::error_code const& error) {
+  if (error && !firstError_) firstError_ = error;
+  return !error;
 }
 
 }  // namespace
@@ -94,8 +98,8 @@ void Walk::meet(std::u16string const& prefix, std::string_view name, unsigned ch
 std::vector<std::u16string> walkDirectory(std::u16string const& root, WalkFor wanted, bool recursive,
                                           boost::system::error_code& error, FolderOpener const& open) {
   Walk walk(wanted, recursive, open);
-  walk.run(root, error);
-  if (error) return {};
+  walk.run(root);
+  error = walk.firstError();
   std::vector<std::u16string> found = walk.takeFound();
   std::size_t const shared = root.size();  // all paths begin alike
   std::sort(found.begin(), found.end(), [shared](std::u16string const& a, std::u16string const& b) {

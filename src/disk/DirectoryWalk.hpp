@@ -15,9 +15,9 @@ using FolderOpener = std::function<FileHandle(std::u16string const& path, boost:
 
 enum class WalkFor { FilesAndLinks, Folders };
 
-/// The full paths of what is looked for under `root`, sorted by code unit; empty on an error. One directory is open at
-/// a time, however deep the tree is; one whose path the system finds too long is an error. Throws InvalidText for a
-/// name that is not UTF-8.
+/// The full paths of the files and links, or folders, under `root`, sorted by code unit. On an error it lists what it
+/// can; `error` is the first one, EILSEQ for a name that is not UTF-8. One directory is open at a time, however deep
+/// the tree is.
 std::vector<std::u16string> walkDirectory(std::u16string const& root, WalkFor wanted, bool recursive,
                                           boost::system::error_code& error, FolderOpener const& open);
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include "io/FileStreams.hpp"
@@ -37,7 +38,9 @@ error_code setTime(boost::posix_time::ptime const& time, Set set, Look look) {
   EpochTime const sinceEpoch = toEpoch(time);
   timespec const wanted{sinceEpoch.seconds, sinceEpoch.microseconds * kNanosecondsPerMicrosecond};
   error_code error;
-  if (!set(wanted, error) || isCommonlyKept(wanted)) return error;
+  bool const isSet = set(wanted, error);
+  if (isCommonlyKept(wanted)) return error;
+  if (!isSet) return error == posixError(EINVAL) || error == posixError(EOVERFLOW) ? posixError(ERANGE) : error;
   struct stat status {};
   bool const isKept =
       look(status, error) && std::abs(std::int64_t{status.st_mtim.tv_sec} - wanted.tv_sec) <= kCoarsestClock;
@@ -47,6 +50,12 @@ error_code setTime(boost::posix_time::ptime const& time, Set set, Look look) {
 bool succeeds(int result, error_code& error) {
   error = result == 0 ? error_code() : lastPosixError();
   return !error;
+}
+
+std::optional<FileIdentity> identityOf(FileHandle const& file) {
+  struct stat status {};
+  error_code error;
+  return file.getStatus(status, error) ? std::optional(FileIdentity::of(status)) : std::nullopt;
 }
 
 std::string readTarget(int folder, char const* name, error_code& error) {
@@ -94,11 +103,15 @@ error_code setModificationTime(int folder, char const* name, boost::posix_time::
 OpenedFile makeOpenedFile(FileHandle file, std::u16string const& path) {
   OpenedFile opened;
   struct stat status {};
-  opened.content = makeInputStream(std::move(file), path, status, opened.openError);
-  if (!opened.content) return opened;
+  auto content = makeInputStream(std::move(file), path, status, opened.openError);
+  if (!content) return opened;
+  opened.getIdentityNow = [stream = content.get()] { return identityOf(stream->file()); };
+  opened.content = std::move(content);
   opened.permissions = permissionsOf(status);
   opened.time = modificationTimeOf(status, opened.timeError);
-  if (S_ISREG(status.st_mode)) opened.size = static_cast<std::uint64_t>(status.st_size);
+  if (!S_ISREG(status.st_mode)) return opened;
+  opened.size = static_cast<std::uint64_t>(status.st_size);
+  opened.identity = FileIdentity::of(status);
   return opened;
 }
 

@@ -28,54 +28,57 @@ namespace {
 
 constexpr mode_t kPermissionBits = 07777;
 
+/// `flags` as of fstatat.
+template <typename Path>
+bool statusOf(Path const& path, int flags, struct stat& status, boost::system::error_code& error) {
+  return callOnPath(path, error,
+                    [&](int folder, char const* native) { return ::fstatat(folder, native, &status, flags); });
+}
+
 // The type bits of the path itself, links not followed; 0 where nothing is found.
 mode_t typeOf(std::u16string const& path) {
   struct stat status;
   boost::system::error_code error;
-  bool const found = callOnPath(path, error, [&](char const* native) { return ::lstat(native, &status); });
-  return found ? status.st_mode & S_IFMT : 0;
+  return statusOf(path, AT_SYMLINK_NOFOLLOW, status, error) ? status.st_mode & S_IFMT : 0;
 }
 
-bool isDirectory(char const* path) {
+template <typename Path>
+bool makeFolder(Path const& path, boost::system::error_code& error) {
+  return callOnPath(path, error,
+                    [](int folder, char const* native) { return ::mkdirat(folder, native, kNewFolderMode); });
+}
+
+// As makeFolder, but accepts an existing directory.
+bool ensureFolder(std::string const& path, boost::system::error_code& error) {
+  if (makeFolder(path, error) || error == posixError(ENOENT)) return !error;
   struct stat status;
-  return ::stat(path, &status) == 0 && S_ISDIR(status.st_mode);
-}
-
-// As mkdir, but accepts an existing directory.
-int ensureFolder(char const* path) {
-  if (::mkdir(path, kNewFolderMode) == 0) return 0;
-  int const reason = errno;
-  if (reason == ENOENT) return -1;
-  if (isDirectory(path)) return 0;
-  errno = reason == EEXIST ? ENOTDIR : reason;
-  return -1;
+  boost::system::error_code ignored;
+  if (statusOf(path, 0, status, ignored) && S_ISDIR(status.st_mode))
+    error.clear();
+  else if (error == posixError(EEXIST))
+    error = posixError(ENOTDIR);
+  return !error;
 }
 
 // Goes from the end of the path upwards until a folder can be made, then down again.
-int ensureFolders(std::string const& path) {
+void ensureFolders(std::string const& path, boost::system::error_code& error) {
   std::vector<std::string> missing;
   std::string current = path;
-  while (ensureFolder(current.c_str()) != 0) {
-    if (errno != ENOENT) return -1;
+  while (!ensureFolder(current, error)) {
+    if (error != posixError(ENOENT)) return;
     std::size_t const last = current.find_last_not_of('/');
     std::size_t const slash = last == std::string::npos ? last : current.rfind('/', last);
-    if (slash == std::string::npos || slash == 0) return -1;
+    if (slash == std::string::npos || slash == 0) return;
     missing.push_back(current);
     current.resize(slash);
   }
-  bool const made = std::all_of(missing.rbegin(), missing.rend(),
-                                [](std::string const& folder) { return ensureFolder(folder.c_str()) == 0; });
-  return made ? 0 : -1;
+  std::all_of(missing.rbegin(), missing.rend(), [&](std::string const& folder) { return ensureFolder(folder, error); });
 }
 
 FileHandle openFile(std::u16string const& path, int flags, boost::system::error_code& error) {
-  FileHandle file;
-  std::string native;
-  if (toNativePath(path, native))
-    file = FileHandle::open(native.c_str(), flags, error);
-  else
-    error = posixError(EINVAL);
-  return file;
+  NativePath const native(path, error);
+  return error ? FileHandle()
+               : FileHandle::openAt(native.folder(), native.path(), flags, FileHandle::kOrdinaryMode, error);
 }
 
 /// Follows a link at the root itself. A folder below could have become a link meanwhile.
@@ -88,8 +91,7 @@ FolderOpener openerBelow(std::u16string const& root) {
 bool leadsToSocket(std::u16string const& path) {
   struct stat status;
   boost::system::error_code error;
-  return callOnPath(path, error, [&](char const* native) { return ::stat(native, &status); }) &&
-         S_ISSOCK(status.st_mode);
+  return statusOf(path, 0, status, error) && S_ISSOCK(status.st_mode);
 }
 
 // For the disk a slash at the end means a directory and nothing else.
@@ -109,7 +111,9 @@ Place placeOf(std::u16string const& path, boost::system::error_code& error) {
   if (!error && name.empty()) error = posixError(native.empty() ? ENOENT : EISDIR);
   if (error) return {};
   std::string const folder = slash == native.npos ? "." : slash == 0 ? "/" : native.substr(0, slash);
-  FileHandle opened = FileHandle::open(folder.c_str(), O_PATH | O_DIRECTORY, error);
+  NativePath const above(folder, error);
+  if (error) return {};
+  FileHandle opened = FileHandle::openAt(above.folder(), above.path(), O_PATH | O_DIRECTORY, 0, error);
   return {std::make_shared<FileHandle const>(std::move(opened)), name};
 }
 
@@ -130,7 +134,7 @@ std::optional<mode_t> modeOfFileAt(Place const& place, boost::system::error_code
 
 bool LocalFileSystemOps::exists(std::u16string const& path, boost::system::error_code& error) {
   struct stat status;
-  bool const found = callOnPath(path, error, [&](char const* native) { return ::lstat(native, &status); });
+  bool const found = statusOf(path, AT_SYMLINK_NOFOLLOW, status, error);
   if (error == posixError(ENOENT) || error == posixError(ENOTDIR)) error.clear();
   return found;
 }
@@ -152,26 +156,32 @@ void LocalFileSystemOps::getFolders(std::u16string const& root, std::vector<std:
 }
 
 void LocalFileSystemOps::createFolder(std::u16string const& path, boost::system::error_code& error) {
-  callOnPath(path, error, [](char const* native) { return ::mkdir(native, kNewFolderMode); });
+  makeFolder(path, error);
 }
 
 void LocalFileSystemOps::createFolders(std::u16string const& path, boost::system::error_code& error) {
-  callOnPath(path, error, [](char const* native) { return ensureFolders(native); });
+  std::string native;
+  if (toNativePath(path, native))
+    ensureFolders(native, error);
+  else
+    error = posixError(EINVAL);
 }
 
 void LocalFileSystemOps::createSymlink(std::u16string const& target, std::u16string const& linkPath,
                                        boost::system::error_code& error) {
   std::string content;
   if (toNativePath(target, content))
-    callOnPath(linkPath, error, [&](char const* native) { return ::symlink(content.c_str(), native); });
+    callOnPath(linkPath, error,
+               [&](int folder, char const* native) { return ::symlinkat(content.c_str(), folder, native); });
   else
     error = posixError(EINVAL);
 }
 
 std::u16string LocalFileSystemOps::getLinkTarget(std::u16string const& path) {
-  std::string native;
-  if (!toNativePath(path, native)) throwCouldNotReadLink(path, posixError(EINVAL));
-  return readLink(AT_FDCWD, native.c_str(), path);
+  boost::system::error_code error;
+  NativePath const native(path, error);
+  if (error) throwCouldNotReadLink(path, error);
+  return readLink(native.folder(), native.path(), path);
 }
 
 std::unique_ptr<std::istream> LocalFileSystemOps::createInputStream(std::u16string const& path, std::ios::openmode mode,
@@ -187,7 +197,9 @@ std::unique_ptr<FileOutputStream> LocalFileSystemOps::createOutputStream(std::u1
                                                                          std::ios::openmode mode,
                                                                          boost::system::error_code& error) {
   if (!isWritingMode(mode, error)) return nullptr;
-  FileHandle file = openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, error);
+  // A fifo would wait for its reader, and its writes wait again.
+  FileHandle file = openFile(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK, error);
+  if (!error && ::fcntl(file.descriptor(), F_SETFL, 0) < 0) error = lastPosixError();
   if (error) return nullptr;
   return std::make_unique<LocalFileOutputStream>(std::move(file));
 }
@@ -213,7 +225,7 @@ std::unique_ptr<FileOutputStream> LocalFileSystemOps::createForRestoring(std::u1
 
 Perms::Perms_tag LocalFileSystemOps::getPermissions(std::u16string const& path, boost::system::error_code& error) {
   struct stat status;
-  if (!callOnPath(path, error, [&](char const* native) { return ::stat(native, &status); })) return Perms::NotKnown;
+  if (!statusOf(path, 0, status, error)) return Perms::NotKnown;
   return permissionsOf(status);
 }
 
@@ -223,20 +235,20 @@ void LocalFileSystemOps::setPermissions(std::u16string const& path, Perms::Perms
     error = posixError(EINVAL);
     return;
   }
-  callOnPath(path, error, [&](char const* native) { return ::chmod(native, permissions); });
+  callOnPath(path, error, [&](int folder, char const* native) { return ::fchmodat(folder, native, permissions, 0); });
 }
 
 boost::posix_time::ptime LocalFileSystemOps::getLastModifiedTime(std::u16string const& path,
                                                                  boost::system::error_code& error) {
   struct stat status;
-  if (!callOnPath(path, error, [&](char const* native) { return ::stat(native, &status); })) return {};
+  if (!statusOf(path, 0, status, error)) return {};
   return modificationTimeOf(status, error);
 }
 
 void LocalFileSystemOps::setLastModifiedTime(std::u16string const& path, boost::posix_time::ptime const& time,
                                              boost::system::error_code& error) {
-  std::string native;
-  error = toNativePath(path, native) ? setModificationTime(AT_FDCWD, native.c_str(), time, 0) : posixError(EINVAL);
+  NativePath const native(path, error);
+  if (!error) error = setModificationTime(native.folder(), native.path(), time, 0);
 }
 
 std::u16string LocalFileSystemOps::appendPath(std::u16string const& base, std::u16string const& relative) {

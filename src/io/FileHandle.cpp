@@ -76,8 +76,9 @@ mode_t currentUmask() {
 }  // namespace
 
 FileIdentity FileIdentity::of(struct stat const& status) {
-  return {status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_size), status.st_mtim.tv_sec,
-          status.st_mtim.tv_nsec};
+  return {status.st_dev,         status.st_ino,          static_cast<std::uint64_t>(status.st_size),
+          status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_ctim.tv_sec,
+          status.st_ctim.tv_nsec};
 }
 
 FileHandle::~FileHandle() {
@@ -144,6 +145,10 @@ void FileHandle::sync(error_code& error) const {
 
 bool FileHandle::getStatus(struct stat& status, error_code& error) const {
   return succeeds(error, [&] { return fstat(descriptor_, &status); });
+}
+
+void FileHandle::setSize(std::uint64_t size, error_code& error) const {
+  succeeds(error, [&] { return ftruncate(descriptor_, static_cast<off_t>(size)); });
 }
 
 void FileHandle::setMode(mode_t mode, error_code& error) const {

@@ -11,6 +11,7 @@
 #include <memory>
 #include <utility>
 
+#include "opc/FileIdentity.hpp"
 #include "text/PosixError.hpp"
 
 namespace opc {
@@ -22,20 +23,6 @@ auto repeatInterrupted(Call call) {
   while (result == -1 && errno == EINTR) result = call();
   return result;
 }
-
-/// Identifies one state of a file. A replaced file has another inode, one written in place another size or time.
-/// Changes of mode, owner or links do not count.
-struct FileIdentity {
-  dev_t device = 0;
-  ino_t inode = 0;
-  std::uint64_t size = 0;
-  std::int64_t seconds = 0;
-  std::int64_t nanoseconds = 0;
-
-  static FileIdentity of(struct stat const& status);
-
-  bool operator==(FileIdentity const&) const = default;
-};
 
 /// Owns one open file or folder of the disk. Every call repeats what a signal interrupts, and sets or clears `error`.
 /// The const calls may run on several threads.
@@ -77,6 +64,7 @@ class FileHandle {
   void sync(boost::system::error_code& error) const;
 
   bool getStatus(struct stat& status, boost::system::error_code& error) const;
+  void setSize(std::uint64_t size, boost::system::error_code& error) const;
   void setMode(mode_t mode, boost::system::error_code& error) const;
   /// The time of the last change of the content; that of the last access stays.
   void setModificationTime(timespec const& time, boost::system::error_code& error) const;

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <utility>
 
@@ -17,6 +18,8 @@ namespace {
 constexpr std::size_t kOutputCapacity = 65'536;
 constexpr std::size_t kSmallestBuffer = 4'096;
 constexpr std::size_t kLargestBuffer = 65'536;
+constexpr std::size_t kBlock = 4'096;          // of most file systems: the smallest hole
+constexpr std::size_t kShortestHole = 65'536;  // shorter ones save little and cut files into pieces
 
 int whenceOf(std::ios_base::seekdir direction) {
   if (direction == std::ios_base::beg) return SEEK_SET;
@@ -40,6 +43,10 @@ boost::system::error_code checkReadable(FileHandle const& file, struct stat& sta
   int const flags = ::fcntl(file.descriptor(), F_GETFL);
   if (flags < 0 || ::fcntl(file.descriptor(), F_SETFL, flags & ~O_NONBLOCK) < 0) return lastPosixError();
   return {};
+}
+
+bool isZero(std::string_view block) {
+  return block.front() == '\0' && std::memcmp(block.data(), block.data() + 1, block.size() - 1) == 0;
 }
 
 bool accept(bool isWrong, boost::system::error_code& error) {
@@ -114,6 +121,36 @@ FileInputStream::FileInputStream(FileHandle file, std::u16string path, std::size
   exceptions(std::ios_base::badbit);
 }
 
+// Goes by blocks of the file, since no smaller part of it can be a hole.
+void HoleWriter::write(FileHandle const& file, std::string_view data, boost::system::error_code& error) {
+  while (!data.empty() && !error) {
+    std::size_t count = std::min<std::size_t>(data.size(), kBlock - size_ % kBlock);
+    if (isZero(data.substr(0, count))) {
+      zeros_ += count;
+    } else {
+      while (count < data.size() && !isZero(data.substr(count, kBlock))) count += std::min(data.size() - count, kBlock);
+      if (zeros_ < kShortestHole) writeShortRun(file, error);
+      if (!error) file.writeAllAt(size_, data.data(), count, error);
+      zeros_ = 0;
+    }
+    size_ += count;
+    data.remove_prefix(count);
+  }
+}
+
+void HoleWriter::writeShortRun(FileHandle const& file, boost::system::error_code& error) {
+  static constexpr std::array<char, kShortestHole> kZeros{};
+  if (zeros_ > 0) file.writeAllAt(size_ - zeros_, kZeros.data(), static_cast<std::size_t>(zeros_), error);
+}
+
+void HoleWriter::finish(FileHandle const& file, boost::system::error_code& error) {
+  if (zeros_ >= kShortestHole)
+    file.setSize(size_, error);
+  else
+    writeShortRun(file, error);
+  zeros_ = 0;
+}
+
 // Best effort: only commit() reports errors.
 FileOutputBuffer::~FileOutputBuffer() {
   if (file_.isOpen()) flushBuffer();
@@ -121,7 +158,7 @@ FileOutputBuffer::~FileOutputBuffer() {
 
 boost::system::error_code FileOutputBuffer::commit() {
   if (!file_.isOpen()) return firstError_;
-  flushBuffer();
+  sync();
   boost::system::error_code closing;
   file_.close(closing);
   if (!firstError_) firstError_ = closing;
@@ -131,7 +168,11 @@ boost::system::error_code FileOutputBuffer::commit() {
 
 // Writes nothing after an error: bytes behind a gap would pass for content.
 bool FileOutputBuffer::writeFile(char const* data, std::size_t count) {
-  if (!firstError_) file_.writeAll(data, count, firstError_);
+  if (firstError_) return false;
+  if (zeroRuns_ == ZeroRuns::MakeHoles)
+    holes_.write(file_, {data, count}, firstError_);
+  else
+    file_.writeAll(data, count, firstError_);
   return !firstError_;
 }
 
@@ -162,7 +203,11 @@ std::streamsize FileOutputBuffer::xsputn(char_type const* from, std::streamsize 
   return count;
 }
 
-int FileOutputBuffer::sync() { return !file_.isOpen() || flushBuffer() ? 0 : -1; }
+int FileOutputBuffer::sync() {
+  if (!file_.isOpen()) return 0;
+  if (flushBuffer()) holes_.finish(file_, firstError_);
+  return firstError_ ? -1 : 0;
+}
 
 bool isReadingMode(std::ios::openmode mode, boost::system::error_code& error) {
   return accept(static_cast<bool>(mode & (std::ios::out | std::ios::app | std::ios::trunc | std::ios::ate)), error);

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <cstddef>
 #include <istream>
 #include <memory>
 #include <streambuf>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "io/FileHandle.hpp"
@@ -20,6 +22,8 @@ class FileInputBuffer final : public std::streambuf {
   /// `path` is for messages alone.
   FileInputBuffer(FileHandle file, std::u16string path, std::size_t capacity)
       : file_(std::move(file)), path_(std::move(path)), capacity_(capacity) {}
+
+  FileHandle const& file() const { return file_; }
 
  protected:
   int_type underflow() override;
@@ -41,14 +45,34 @@ class FileInputStream final : public std::istream {
  public:
   FileInputStream(FileHandle file, std::u16string path, std::size_t capacity);
 
+  FileHandle const& file() const { return buffer_.file(); }
+
  private:
   FileInputBuffer buffer_;
 };
 
-/// Writes an open file through a buffer, and keeps the first error of any write.
+/// Whether long runs of zeros are written, or become holes, which take no room on the disk.
+enum class ZeroRuns { Write, MakeHoles };
+
+/// Writes an empty file from its start and makes holes.
+class HoleWriter {
+ public:
+  void write(FileHandle const& file, std::string_view data, boost::system::error_code& error);
+  /// Gives the file its size where it ends in zeros. More may be written behind it.
+  void finish(FileHandle const& file, boost::system::error_code& error);
+
+ private:
+  void writeShortRun(FileHandle const& file, boost::system::error_code& error);
+
+  std::uint64_t size_ = 0;   // of everything so far
+  std::uint64_t zeros_ = 0;  // at its end, not written yet
+};
+
+/// Writes an open empty file through a buffer, and keeps the first error of any write.
 class FileOutputBuffer final : public std::streambuf {
  public:
-  explicit FileOutputBuffer(FileHandle file) : file_(std::move(file)) {}
+  explicit FileOutputBuffer(FileHandle file, ZeroRuns zeroRuns = ZeroRuns::Write)
+      : file_(std::move(file)), zeroRuns_(zeroRuns) {}
   ~FileOutputBuffer() override;
 
   FileHandle const& file() const { return file_; }
@@ -65,6 +89,8 @@ class FileOutputBuffer final : public std::streambuf {
   bool flushBuffer();
 
   FileHandle file_;
+  ZeroRuns zeroRuns_;
+  HoleWriter holes_;
   std::unique_ptr<char[]> buffer_;
   boost::system::error_code firstError_;
 };

@@ -40,6 +40,7 @@ void OutputStream::abandon() noexcept {}
 FileOutputStream::~FileOutputStream() = default;
 
 FileOutputStream::Step FileOutputStream::getFailedStep() const { return Step::Content; }
+bool FileOutputStream::hasInexactTime() const { return false; }
 
 void ByteArrayInAdaptor::reset() { position_ = 0; }
 

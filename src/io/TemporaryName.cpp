@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <stdio.h>
 #include <sys/random.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <array>
@@ -27,7 +28,8 @@ constexpr std::string_view kMark = ".ztservices-";
 constexpr std::size_t kRandomCharacters = 6, kMoreRandomCharacters = 10;
 constexpr std::string_view kCharacters = "abcdefghijklmnopqrstuvwxyzABCDEF";  // 32, so that none is preferred
 constexpr int kAttempts = 100;
-constexpr mode_t kUnfinishedMode = 0600;
+constexpr mode_t kUnfinishedMode = 0600, kModeBits = 07777;
+constexpr time_t kLongestRename = 10;  // seconds
 
 /// Draws as many bytes at once as the system gives without interruption, so that small files share a call. After a fork
 /// both processes draw the same names; the second finds them taken.
@@ -54,12 +56,13 @@ std::string prefixFor(std::string name) {
   return ("." + name).append(kMark);
 }
 
-bool isTemporary(std::string_view name, std::string_view prefix) {
-  return name.size() == prefix.size() + kRandomCharacters && name.substr(0, prefix.size()) == prefix &&
+bool isTemporary(std::string_view name, std::string_view prefix, std::size_t characters) {
+  return name.size() == prefix.size() + characters && name.starts_with(prefix) &&
          name.find_first_not_of(kCharacters, prefix.size()) == std::string_view::npos;
 }
 
-std::vector<std::string> temporariesIn(int folder, std::string const& prefix) {
+template <typename Predicate>
+std::vector<std::string> namesIn(int folder, Predicate const& isWanted) {
   std::vector<std::string> found;
   error_code error;
   FileHandle own = FileHandle::openAt(folder, ".", O_RDONLY | O_DIRECTORY, 0, error);
@@ -67,7 +70,7 @@ std::vector<std::string> temporariesIn(int folder, std::string const& prefix) {
   DirectoryStream listing(std::move(own), error);
   if (error) return found;
   while (dirent const* const entry = listing.next(error))
-    if (isTemporary(entry->d_name, prefix) || isTemporary(entry->d_name, kMark)) found.emplace_back(entry->d_name);
+    if (isWanted(entry->d_name)) found.emplace_back(entry->d_name);
   return found;
 }
 
@@ -78,6 +81,22 @@ void removeUnlessHeld(int folder, char const* name) {
   if (error || !file.getStatus(status, error) || !S_ISREG(status.st_mode)) return;
   file.tryLock(error);
   if (!error) unlinkat(folder, name, 0);
+}
+
+/// Whether the file of an extraction has nothing but content yet: its time is set behind its last byte.
+bool isUnfinished(struct stat const& status) {
+  return (status.st_mode & kModeBits) == kUnfinishedMode && status.st_mtim.tv_sec == status.st_ctim.tv_sec &&
+         status.st_mtim.tv_nsec == status.st_ctim.tv_nsec;
+}
+
+/// A finished file is no longer locked, and a link cannot be locked. Both get their own name at once.
+bool isOld(struct stat const& status) { return ::time(nullptr) - status.st_ctim.tv_sec >= kLongestRename; }
+
+void removeIfLeftOver(int folder, char const* name) {
+  struct stat status {};
+  if (::fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return;
+  if (S_ISREG(status.st_mode) && (isUnfinished(status) || isOld(status))) removeUnlessHeld(folder, name);
+  if (S_ISLNK(status.st_mode) && isOld(status)) ::unlinkat(folder, name, 0);
 }
 
 bool isNotSupported(int error) { return error == EINVAL || error == ENOSYS || error == ENOTSUP; }
@@ -91,9 +110,19 @@ std::string temporaryNameForSpool() { return std::string(kMark) + randomCharacte
 std::string temporaryNameForExtraction() { return std::string(kMark) + randomCharacters(kMoreRandomCharacters); }
 
 void removeOrphans(int folder, std::string const& name) noexcept try {
-  for (std::string const& orphan : temporariesIn(folder, prefixFor(name))) removeUnlessHeld(folder, orphan.c_str());
+  auto const isOrphan = [prefix = prefixFor(name)](std::string_view found) {
+    return isTemporary(found, prefix, kRandomCharacters) || isTemporary(found, kMark, kRandomCharacters);
+  };
+  for (std::string const& orphan : namesIn(folder, isOrphan)) removeUnlessHeld(folder, orphan.c_str());
 } catch (std::exception const&) {
   return;  // out of memory; the next save tries again
+}
+
+void removeLeftovers(int folder) noexcept try {
+  auto const isOfExtraction = [](std::string_view found) { return isTemporary(found, kMark, kMoreRandomCharacters); };
+  for (std::string const& leftover : namesIn(folder, isOfExtraction)) removeIfLeftOver(folder, leftover.c_str());
+} catch (std::exception const&) {
+  return;  // out of memory; the next extraction tries again
 }
 
 TemporaryName::~TemporaryName() {

@@ -14,13 +14,16 @@ namespace opc {
 std::string temporaryNameFor(std::string const& name);
 /// `.ztservices-XXXXXX`, unique, for a spool in the instant before it loses its name.
 std::string temporaryNameForSpool();
-/// `.ztservices-XXXXXXXXXX`, unique, for an extracted file or link. removeOrphans() recognises it by its length and
-/// leaves it: it has no lock.
+/// `.ztservices-XXXXXXXXXX`, unique, for an extracted file or link.
 std::string temporaryNameForExtraction();
 
 /// Removes from a folder the temporaries for `name`, and spools with a name, that no process holds by a lock any more.
 /// The maker of a temporary locks it, and then checks that it still has its name. What cannot be removed stays.
 void removeOrphans(int folder, std::string const& name) noexcept;
+
+/// Removes from a folder the temporaries of extractions that were killed. Those of running ones are locked, or a moment
+/// old. What cannot be removed stays.
+void removeLeftovers(int folder) noexcept;
 
 /// A name in an open folder (borrowed) of a file or link that is not complete. It goes with this object, unless the
 /// file has taken its own name.

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -176,17 +178,38 @@ TEST_F(FileOutputStream, WritesAFifoThroughSignals) {
   sigaction(SIGALRM, &action, &before);
   std::string const text = sampleText(1'000'000);
   std::string got;
-  std::thread reader([&] { got = zt_test::run("(sleep 0.05; cat " + native("fifo") + ")").output; });
+  int const held = ::open(native("fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);  // opening does not wait for one
   auto const stream = open(at("fifo"));
+  std::thread reader([&] {
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    pthread_sigmask(SIG_BLOCK, &alarm, nullptr);  // signals are for the writer
+    got = zt_test::run("(sleep 0.05; cat " + native("fifo") + ")").output;
+  });
   itimerval const often{{0, 500}, {0, 500}}, never{};
   setitimer(ITIMER_REAL, &often, nullptr);
   write(*stream, text, 70'000);
   stream->commit(error);
   setitimer(ITIMER_REAL, &never, nullptr);
+  ::close(held);
   reader.join();
   sigaction(SIGALRM, &before, nullptr);
   EXPECT_FALSE(error) << error.message();
   EXPECT_TRUE(got == text);
+}
+
+TEST_F(FileOutputStream, DoesNotWaitForTheReaderOfAFifo) {
+  ASSERT_EQ(::mkfifo(native("fifo").c_str(), 0600), 0);
+  struct sigaction action {
+  }, before{};
+  action.sa_handler = [](int) { _exit(3); };  // otherwise a call that waits would wait for ever
+  sigaction(SIGALRM, &action, &before);
+  ::alarm(10);
+  EXPECT_EQ(open(at("fifo")), nullptr);
+  EXPECT_EQ(error.value(), ENXIO);
+  ::alarm(0);
+  sigaction(SIGALRM, &before, nullptr);
 }
 
 TEST_F(FileOutputStream, ReportsAFolderThatIsNotThere) {

@@ -4,6 +4,8 @@
 #include <boost/date_time/posix_time/posix_time.hpp>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
+#include <ios>
 #include <random>
 #include <string>
 
@@ -148,6 +150,18 @@ TEST_F(LocalFileMetadata, IsThatOfALinksTarget) {
   ops.setPermissions(at("link"), static_cast<Perms::Perms_tag>(0604), error);
   EXPECT_EQ(ops.getPermissions(at("file"), error), 0604u);
   EXPECT_EQ(ops.getPermissions(at("link"), error), 0604u);
+}
+
+TEST_F(LocalFileMetadata, OfAnOpenFileShowsAnEditWhoseTimeIsPutBack) {
+  opc::OpenedFile const file = ops.openForAdding(at("file"));
+  ASSERT_TRUE(file.identity);
+  EXPECT_EQ(file.getIdentityNow(), file.identity);
+  auto const time = ops.getLastModifiedTime(at("file"), error);
+  std::fstream(native("file"), std::ios::in | std::ios::out) << 'X';
+  ops.setLastModifiedTime(at("file"), time, error);
+  EXPECT_EQ(ops.getLastModifiedTime(at("file"), error), time);
+  EXPECT_NE(file.getIdentityNow(), file.identity);
+  EXPECT_TRUE(file.getIdentityNow()->isOfSameFile(*file.identity));
 }
 
 }  // namespace

@@ -2,11 +2,13 @@
 #include <sys/inotify.h>
 
 #include <boost/date_time/posix_time/conversion.hpp>
+#include <cstddef>
 #include <filesystem>
 #include <iterator>
 #include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -111,6 +113,17 @@ TEST_P(Restoring, KeepsAnUnfinishedFilePrivateAndUnderAnotherName) {
 TEST_P(Restoring, RefusesBeforeContentIsWrittenWhereAFolderHasTheName) {
   EXPECT_FALSE(ops->createForRestoring(at("a"), kPrivate, kTime, error));
   EXPECT_EQ(error, boost::system::errc::is_a_directory);
+}
+
+TEST_P(Restoring, LocksAnUnfinishedFileAgainstRemovalAsALeftover) {
+  auto const file = ops->createForRestoring(at("a/file"), kPrivate, kTime, error);
+  ASSERT_TRUE(file) << error.message();
+  *file << "text" << std::flush;
+  opc::ConfinedFileSystemOps(directory.u16("root")).removeLeftovers(at("a"), error);
+  EXPECT_FALSE(error) << error.message();
+  file->commit(error);
+  EXPECT_FALSE(error) << error.message();
+  EXPECT_EQ(readFile(path("a/file")), "text");
 }
 
 TEST_P(Restoring, LeavesNothingOfAFileThatIsNotCommitted) {
@@ -292,6 +305,76 @@ TEST_P(Opening, RefusesLinksFoldersAndWhatIsMissing) {
 TEST_P(Opening, DoesNotWaitForTheWriterOfAFifo) {
   ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
   EXPECT_EQ(ops->openForAdding(at("fifo")).openError, boost::system::errc::invalid_argument);
+}
+
+/// Extraction by the rules of a Confinement.
+class ConfinedRestoring : public testing::Test {
+ protected:
+  boost::system::error_code restore(opc::Confinement const& rules, std::string const& text, std::size_t step,
+                                    boost::posix_time::ptime const& time = kTime) {
+    opc::ConfinedFileSystemOps ops(directory.u16(), rules);
+    boost::system::error_code error;
+    auto const file = ops.createForRestoring(directory.u16("file"), Perms::Perms_tag(0640), time, error);
+    if (!file) return error;
+    for (std::size_t at = 0; at < text.size(); at += step) *file << std::string_view(text).substr(at, step);
+    file->commit(error);
+    hasInexactTime = file->hasInexactTime();
+    return error;
+  }
+  struct stat status() const {
+    struct stat status {};
+    EXPECT_EQ(lstat((directory / "file").c_str(), &status), 0);
+    return status;
+  }
+  /// In bytes.
+  off_t room() const { return status().st_blocks * 512; }
+
+  zt_test::TemporaryDirectory directory;
+  bool hasInexactTime = false;
+};
+
+std::string const kBlock(4096, 'x'), kZeros(1 << 20, '\0');
+
+TEST_F(ConfinedRestoring, MakesHolesOfLongRunsOfZerosWhereToldTo) {
+  std::string const text = kBlock + kZeros + "y" + kZeros + kBlock + kZeros;
+  for (std::size_t const step : {std::size_t{1000}, std::size_t{65'536}, text.size()}) {
+    ASSERT_FALSE(restore({.makeHoles = true}, text, step));
+    EXPECT_TRUE(readFile(directory / "file") == text) << step;
+    EXPECT_LE(room(), 64 * 1024) << step;
+    EXPECT_EQ(status().st_mode & 07777, 0640U);
+    EXPECT_EQ(status().st_mtim.tv_sec, boost::posix_time::to_time_t(kTime));
+  }
+}
+
+TEST_F(ConfinedRestoring, WritesZerosOtherwise) {
+  ASSERT_FALSE(restore({}, kBlock + kZeros, 65'536));
+  EXPECT_GE(room(), static_cast<off_t>(kZeros.size()));
+}
+
+TEST_F(ConfinedRestoring, WritesShortRunsOfZeros) {
+  std::string const text = kZeros.substr(0, 32'768) + kBlock + kZeros.substr(0, 32'768) + "y" + kZeros.substr(0, 9);
+  ASSERT_FALSE(restore({.makeHoles = true}, text, 10'000));
+  EXPECT_TRUE(readFile(directory / "file") == text);
+  EXPECT_GE(room(), static_cast<off_t>(text.size()));
+}
+
+TEST_F(ConfinedRestoring, KeepsTheSizeOfAFileOfZerosAlone) {
+  ASSERT_FALSE(restore({.makeHoles = true}, kZeros, kZeros.size()));
+  EXPECT_EQ(status().st_size, static_cast<off_t>(kZeros.size()));
+}
+
+TEST_F(ConfinedRestoring, TakesATimeThatTheDiskCannotHoldForAnErrorOrTheNearestAsToldTo) {
+  auto const time = boost::posix_time::from_time_t(250'000'000'000);  // in the year 9892
+  boost::system::error_code const error = restore({}, "text", 4, time);
+  if (!error) GTEST_SKIP() << "the file system reaches so far";
+  EXPECT_EQ(error, boost::system::errc::result_out_of_range);
+  EXPECT_FALSE(fs::exists(directory / "file"));
+  EXPECT_FALSE(restore({.allowInexactTimes = true}, "text", 4, time));
+  EXPECT_TRUE(hasInexactTime);
+  EXPECT_EQ(readFile(directory / "file"), "text");
+  EXPECT_EQ(status().st_mode & 07777, 0640U);
+  EXPECT_FALSE(restore({.allowInexactTimes = true}, "text", 4));
+  EXPECT_FALSE(hasInexactTime);
 }
 
 }  // namespace

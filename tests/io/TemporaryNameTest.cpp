@@ -106,6 +106,32 @@ TEST_F(ATemporaryName, IsUnique) {
   EXPECT_EQ(made.size(), 3'000U);
 }
 
+TEST_F(ATemporaryName, OfAKilledExtractionIsALeftover) {
+  std::string const other = ".ztservices-not-ours";
+  for (std::string const& name : {opc::temporaryNameForExtraction(), other}) {
+    FileHandle const made = FileHandle::openAt(folder.descriptor(), name.c_str(), O_CREAT | O_WRONLY, 0600, error);
+    ASSERT_FALSE(error) << error.message();
+  }
+  opc::removeLeftovers(folder.descriptor());
+  EXPECT_EQ(names(), std::set<std::string>{other});
+}
+
+TEST_F(ATemporaryName, OfARunningExtractionIsNoLeftover) {
+  TemporaryName const made = make(opc::temporaryNameForExtraction());
+  file.tryLock(error);
+  ASSERT_FALSE(error) << error.message();
+  opc::removeLeftovers(folder.descriptor());
+  EXPECT_EQ(names().size(), 1U);
+}
+
+TEST_F(ATemporaryName, OfAFileThatIsAboutToTakeItsOwnIsNoLeftover) {
+  TemporaryName const made = make(opc::temporaryNameForExtraction());
+  file.setMode(0644, error);
+  file.close(error);
+  opc::removeLeftovers(folder.descriptor());
+  EXPECT_EQ(names().size(), 1U);
+}
+
 TEST_F(ATemporaryName, OfAnExtractionIsNoOrphan) {
   std::string const extracted = opc::temporaryNameForExtraction(), orphan = opc::temporaryNameFor("name");
   for (std::string const& name : {extracted, orphan}) zt_test::writeFile(directory / name, "");

@@ -94,5 +94,26 @@ TEST_F(FilesAheadOf, FilesThatNobodyAsksForEndsAllTheSame) {
   EXPECT_NO_THROW(FilesAhead(disk, std::move(paths)));
 }
 
+/// Every file changes between its opening and its end.
+class ChangingDisk final : public ForwardingOps {
+ public:
+  using ForwardingOps::ForwardingOps;
+
+  opc::OpenedFile openForAdding(std::u16string const& path) override {
+    opc::OpenedFile file = inner().openForAdding(path);
+    file.identity->changeNanoseconds ^= 1;
+    return file;
+  }
+};
+
+TEST_F(FilesAheadOf, FilesThatChangeWhileTheyAreReadLeavesThemToTheDisk) {
+  make("a", "alpha");
+  ChangingDisk changing(static_cast<opc::FileSystemOps&>(disk));
+  FilesAhead ahead(changing, {directory.u16("a")});
+  opc::OpenedFile const file = ahead.openForAdding(directory.u16("a"));
+  EXPECT_FALSE(FilesAhead::isHeld(file));
+  EXPECT_EQ(contentOf(file), "alpha");
+}
+
 }  // namespace
 }  // namespace ztpkg

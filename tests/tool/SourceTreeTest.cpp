@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <string>
@@ -73,6 +74,53 @@ TEST_F(SourceTreeOf, FilesReportsALeafThatIsGone) {
   std::filesystem::remove(directory / "b");
   EXPECT_FALSE(tree.isFile(u"/b"));
   EXPECT_THROW(tree.isSymlink(u"/b"), Failure);
+}
+
+/// The edit of a file while it is read, with its time put back.
+void editInPlace(std::filesystem::path const& path) {
+  auto const time = std::filesystem::last_write_time(path);
+  std::fstream(path, std::ios::in | std::ios::out | std::ios::binary) << 'X';
+  std::filesystem::last_write_time(path, time);
+}
+
+TEST_F(SourceTreeOf, FilesRefusesAnotherOneInThePlaceOfOne) {
+  zt_test::writeFile(directory / "secret", "secret");
+  std::filesystem::rename(directory / "secret", directory / "a");
+  EXPECT_THROW(tree.openForAdding(u"/a"), Failure);
+}
+
+TEST_F(SourceTreeOf, FilesRefusesALinkInThePlaceOfOne) {
+  std::filesystem::remove(directory / "b");
+  std::filesystem::create_symlink("e", directory / "b");
+  EXPECT_THROW(tree.openForAdding(u"/b"), Failure);
+}
+
+TEST_F(SourceTreeOf, FilesRefusesOneThatALinkInThePlaceOfAFolderLeadsTo) {
+  std::filesystem::rename(directory / "d", directory / "d2");
+  zt_test::writeFile(directory / "other/c", "content of d/c");
+  std::filesystem::create_symlink("other", directory / "d");
+  EXPECT_THROW(tree.openForAdding(u"/d/c"), Failure);
+}
+
+TEST_F(SourceTreeOf, FilesNoticesAnEditWhoseTimeIsPutBack) {
+  zt_test::writeFile(directory / "large", std::string((1 << 20) + 1, 'x'));  // not read ahead
+  SourceTree other(disk, directory.u16(), {}, progress);
+  other.survey();
+  for (bool const isOpen : {true, false}) {
+    opc::OpenedFile file = other.openForAdding(u"/large");
+    editInPlace(directory / "large");
+    if (!isOpen) file.content.reset();
+    EXPECT_THROW(other.checkLastFile(), Failure);
+  }
+  other.openForAdding(u"/large");
+  EXPECT_NO_THROW(other.checkLastFile());
+}
+
+TEST_F(SourceTreeOf, FilesTakesThemAsTheyAreWhenOpened) {
+  std::ofstream(directory / "a", std::ios::app) << " and more";
+  opc::OpenedFile const file = tree.openForAdding(u"/a");
+  EXPECT_EQ(std::string(std::istreambuf_iterator(*file.content), {}), "content of a and more");
+  EXPECT_NO_THROW(tree.checkLastFile());
 }
 
 }  // namespace

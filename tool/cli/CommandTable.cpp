@@ -254,6 +254,7 @@ CommandDescription unpackCommand() {
               flag({"--raw"}, "Write contents as they are stored, without decrypting them", options->raw),
               clearing({"--no-restore"}, "Leave times and permissions as the disk gives them", options->restore),
               flag({"-f", "--force"}, "Replace files and links that exist", options->force),
+              clearing({"--no-sparse"}, "Write long runs of zeros, of which holes are made otherwise", options->sparse),
               flag({"--allow-outside-links"}, "Also make links that point out of DIR, which otherwise fail the command",
                    options->allowOutsideLinks)} +
           progressOptions(options->progress, options->quiet),

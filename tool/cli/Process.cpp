@@ -38,6 +38,7 @@ void prepareProcess() {
   occupy(STDOUT_FILENO, O_RDONLY);
   occupy(STDERR_FILENO, O_RDONLY);
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   std::cout.rdbuf(std::cerr.rdbuf());
 }
 

@@ -6,8 +6,8 @@
 namespace ztpkg {
 
 /// To be called before anything is opened or printed. Makes sure that descriptors 0 to 2 exist (otherwise a file that
-/// is opened later could become the standard output), makes a closed pipe an error instead of a signal, and lets
-/// std::cout write where std::cerr does, because standard output is for data alone.
+/// is opened later could become the standard output), makes a closed pipe and a file beyond the limit of file sizes
+/// errors instead of signals, and lets std::cout write where std::cerr does, because standard output is for data alone.
 void prepareProcess();
 
 /// From here on SIGINT, SIGTERM and SIGHUP are only recorded for throwIfInterrupted(), so that temporary files are

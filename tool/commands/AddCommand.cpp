@@ -133,12 +133,6 @@ std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, 
   return sources;
 }
 
-void printSkipped(std::vector<Source> const& sources) {
-  for (Source const& source : sources)
-    for (std::u16string const& path : source.tree->skippedOwn())
-      std::cerr << "ztpkg: add: left out " << shown(source.tree->diskPath(path)) << ", which is the package itself\n";
-}
-
 void printSummary(std::vector<Source> const& sources, std::u16string const& package, Progress const& progress) {
   Entries added{0, 0, 0, progress.done().bytes};
   for (Source const& source : sources) {
@@ -172,6 +166,8 @@ void add(AddOptions const& options, Output& out) {
   Addition addition(manager, options.force);
   Progress progress(options.progress && !options.quiet);
   std::vector<Source> const sources = survey(disk, options, addition, progress);
+  for (Source const& source : sources)
+    if (!options.quiet) printLeftOut(*source.tree, "add");
   if (!options.dryRun) addition.removeReplaced();
   for (Source const& source : sources) {
     selector.take(*source.tree);
@@ -184,7 +180,6 @@ void add(AddOptions const& options, Output& out) {
   throwIfInterrupted();
   if (!options.dryRun) package->save({.replaceProtected = options.force});
   progress.finish();
-  if (!options.quiet) printSkipped(sources);
   storing.print(treesOf(sources), out);
   if (!options.quiet && !options.dryRun) printSummary(sources, fromArgument(options.package), progress);
 }

@@ -59,6 +59,7 @@ struct UnpackOptions {
   bool restore = true;
   bool force = false;
   bool allowOutsideLinks = false;
+  bool sparse = true;
   bool progress = true;
   bool quiet = false;
 };

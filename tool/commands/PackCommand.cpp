@@ -42,6 +42,8 @@ void checkTarget(std::u16string const& package, bool force) {
   boost::system::error_code error;
   if (isDirectory(package, error))
     throw Failure(Report{Exit::Disk, "folder-in-the-way", shown(package) + " is a directory", package});
+  if (isOther(package))
+    throw Failure(Report{Exit::Disk, "file-in-the-way", shown(package) + " is no regular file", package});
   if (isThere(package) && !force) {
     std::string const message = shown(package) + " already exists (use --force to replace it)";
     throw Failure(Report{Exit::Disk, "already-exists", message, package});
@@ -57,13 +59,6 @@ SourceTree::Rules rulesOf(PackOptions const& options, std::u16string const& pack
   rules.ownFiles = namesOf(package);
   rules.otherRoots = {absolutePath(fromArgument(options.directory))};
   return rules;
-}
-
-void printSkipped(SourceTree const& source) {
-  for (std::u16string const& path : source.skippedLinks())
-    std::cerr << "ztpkg: pack: left out " << shown(source.diskPath(path)) << ", which points out of the directory\n";
-  for (std::u16string const& path : source.skippedOwn())
-    std::cerr << "ztpkg: pack: left out " << shown(source.diskPath(path)) << ", which is the package itself\n";
 }
 
 void printSummary(SourceTree const& source, std::u16string const& package, Progress const& progress) {
@@ -143,7 +138,8 @@ void store(Storing& storing, SourceTree& source, std::u16string const& path, Pac
   opc::ztservices::CipherDataManager cipherData(*package);
   if (encryption) manager.enableEncryption(encryption->key().bytes(), encryption->mode, encryption->prefix);
   if (encryption && encryption->password) encryption->password->record(cipherData);
-  manager.markAsDirty();  // an empty directory is a file system too
+  manager.setCreatedByEncoding(u"UTF-8");  // of names on the disk, whatever the locale
+  manager.markAsDirty();                   // an empty directory is a file system too
   storing.add(manager, source);
   storing.throwIfRefused();
   CorePropertiesManager identity(*package);
@@ -175,13 +171,13 @@ void pack(PackOptions const& options, Output& out) {
   SourceTree source(disk, root, rulesOf(options, package), progress);
   survey(source);
   progress.expect({source.fileCount(), source.fileBytes()});
+  if (!options.quiet) printLeftOut(source, "pack");
   if (options.dryRun)
     storing.examine(source, progress);
   else
     store(storing, source, package, options, properties, encryption.get());
   progress.finish();
   storing.throwIfRefused();  // otherwise store() has thrown before the package appeared
-  if (!options.quiet) printSkipped(source);
   storing.print({&source}, out);
   if (!options.quiet && !options.dryRun) printSummary(source, package, progress);
 }

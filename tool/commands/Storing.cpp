@@ -54,6 +54,10 @@ ForwardingOps::Paths namesOf(std::u16string const& package) {
   return {resolvedPath(absolute), (folder == u"/" ? u"" : folder) + absolute.substr(absolute.rfind(u'/'))};
 }
 
+void printLeftOut(SourceTree const& source, char const* command) {
+  for (std::string const& line : source.leftOut()) std::cerr << "ztpkg: " << command << ": " << line << '\n';
+}
+
 Storing::Storing(StoringOptions const& options, std::string command) : options_(options), command_(std::move(command)) {
   std::string const& charset = options_.textCharset;
   if (!charset.empty() && !TextContentSource::isKnownCharset(charset))

@@ -18,6 +18,9 @@ namespace ztpkg {
 /// The paths under which a listing of the disk could contain the package that is being written.
 ForwardingOps::Paths namesOf(std::u16string const& package);
 
+/// Prints what the survey of the tree left out.
+void printLeftOut(SourceTree const& source, char const* command);
+
 /// Stores trees, or tries it, and keeps the character sets that their texts were taken for.
 class Storing {
  public:

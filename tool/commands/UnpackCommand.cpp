@@ -61,14 +61,14 @@ void extract(FileSystemManager& manager, Progress const& progress, std::u16strin
   throw Failure(cannotDecrypt(shown(path), path));
 }
 
-void printSummary(Leaves const& leaves, ExtractionSize const& size, Progress const& progress) {
+void printSummary(Leaves const& leaves, ExtractionPlan const& plan, Progress const& progress) {
   auto const count = [&](bool (FileSystemEntry::*kind)() const) {
     return static_cast<std::size_t>(
         std::ranges::count_if(leaves, [&](Leaf const& leaf) { return (leaf.entry.*kind)(); }));
   };
   Entries const extracted{count(&FileSystemEntry::isFile), count(&FileSystemEntry::isFolder),
                           count(&FileSystemEntry::isLink), progress.done().bytes};
-  std::cerr << "extracted " << entriesText(extracted, "empty folder") << " from " << sizeText(size.stored)
+  std::cerr << "extracted " << entriesText(extracted, "empty folder") << " from " << sizeText(plan.stored)
             << " stored, " << secondsText(progress.elapsed()) << '\n';
 }
 
@@ -79,7 +79,10 @@ void unpack(UnpackOptions const& options) {
   auto const package = openFileSystem(options.package);
   std::u16string const directory = fromArgument(options.directory);
   std::u16string const root = isThere(directory) ? existingDirectory(directory) : resolvedPath(directory);
-  opc::Confinement const confinement{.replaceExisting = options.force, .allowOutsideLinks = options.allowOutsideLinks};
+  opc::Confinement const confinement{.replaceExisting = options.force,
+                                     .allowOutsideLinks = options.allowOutsideLinks,
+                                     .makeHoles = options.sparse,
+                                     .allowInexactTimes = true};
   Progress progress(options.progress && !options.quiet);
   Destination destination(root, confinement, progress);
   FileSystemManager manager(*package, destination);
@@ -87,11 +90,13 @@ void unpack(UnpackOptions const& options) {
   load(manager, options.package);
   Leaves const leaves = selectedLeaves(manager, options);
   TransformMode const mode = options.raw ? TransformMode::None : TransformMode::Transform;
-  ExtractionSize const size = checkExtraction(manager, leaves, root, confinement, mode);
-  progress.expect(size.content);
+  ExtractionPlan plan = checkExtraction(manager, leaves, root, confinement, mode);
+  destination.setFolders(std::move(plan.folders));
+  progress.expect(plan.content);
   extract(manager, progress, root, leaves, options.restore ? RestoreMode::TimeAndPermissions : RestoreMode::None, mode);
   progress.finish();
-  if (!options.quiet) printSummary(leaves, size, progress);
+  for (std::string const& warning : destination.warnings()) std::cerr << "ztpkg: unpack: " << warning << '\n';
+  if (!options.quiet) printSummary(leaves, plan, progress);
 }
 
 }  // namespace ztpkg

@@ -10,10 +10,18 @@
 
 namespace ztpkg {
 
-CheckedInput::CheckedInput(std::unique_ptr<std::istream> stream, std::u16string path, Progress& progress)
-    : std::istream(nullptr), stream_(std::move(stream)), buffer_(*stream_->rdbuf(), std::move(path), progress) {
+CheckedInput::CheckedInput(std::unique_ptr<std::istream> stream, std::u16string path, Progress& progress,
+                           std::function<void()> atEnd)
+    : std::istream(nullptr),
+      stream_(std::move(stream)),
+      buffer_(*stream_->rdbuf(), std::move(path), progress),
+      atEnd_(std::move(atEnd)) {
   rdbuf(&buffer_);
   exceptions(std::ios::badbit);  // exceptions of the buffer reach the reader unchanged
+}
+
+CheckedInput::~CheckedInput() {
+  if (atEnd_) atEnd_();
 }
 
 template <typename Read>
@@ -65,8 +73,12 @@ CheckedInput::Buffer::pos_type CheckedInput::Buffer::seekpos(pos_type position, 
   return moved(guarded([&](std::streambuf& inner) { return inner.pubseekpos(position, mode); }));
 }
 
-CheckedOutput::CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress)
-    : FileOutputStream(nullptr), inner_(std::move(inner)), buffer_(*inner_, progress) {
+CheckedOutput::CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress,
+                             std::function<void()> onInexactTime)
+    : FileOutputStream(nullptr),
+      inner_(std::move(inner)),
+      buffer_(*inner_, progress),
+      onInexactTime_(std::move(onInexactTime)) {
   rdbuf(&buffer_);
   exceptions(std::ios::badbit);  // exceptions of the buffer reach the writer unchanged
 }
@@ -75,6 +87,7 @@ CheckedOutput::CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progr
 void CheckedOutput::commit(boost::system::error_code& error) {
   throwIfInterrupted();
   inner_->commit(error);
+  if (!error && inner_->hasInexactTime() && onInexactTime_) onInexactTime_();
 }
 
 std::streamsize CheckedOutput::Buffer::xsputn(char const* from, std::streamsize count) {

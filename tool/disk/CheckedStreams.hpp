@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <istream>
 #include <memory>
 #include <ostream>
@@ -19,7 +20,10 @@ namespace ztpkg {
 /// Owns its source.
 class CheckedInput final : public std::istream {
  public:
-  CheckedInput(std::unique_ptr<std::istream> stream, std::u16string path, Progress& progress);
+  /// `atEnd` is called before the source is closed.
+  CheckedInput(std::unique_ptr<std::istream> stream, std::u16string path, Progress& progress,
+               std::function<void()> atEnd = {});
+  ~CheckedInput() override;
 
  private:
   class Buffer final : public std::streambuf {
@@ -49,16 +53,20 @@ class CheckedInput final : public std::istream {
 
   std::unique_ptr<std::istream> stream_;
   Buffer buffer_;
+  std::function<void()> atEnd_;
 };
 
 /// Writes a file of the disk, counts the bytes, and throws Interrupted after a signal, at each write and before
 /// commit(). Owns the stream underneath.
 class CheckedOutput final : public opc::FileOutputStream {
  public:
-  CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress);
+  /// `onInexactTime` is called by the commit() of a file whose time the disk cannot hold.
+  CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress,
+                std::function<void()> onInexactTime = {});
 
   void commit(boost::system::error_code& error) override;
   Step getFailedStep() const override { return inner_->getFailedStep(); }
+  bool hasInexactTime() const override { return inner_->hasInexactTime(); }
 
  private:
   class Buffer final : public std::streambuf {
@@ -77,6 +85,7 @@ class CheckedOutput final : public opc::FileOutputStream {
 
   std::unique_ptr<opc::FileOutputStream> inner_;
   Buffer buffer_;
+  std::function<void()> onInexactTime_;
 };
 
 }  // namespace ztpkg

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "disk/DestinationTree.hpp"
 
+#include <algorithm>
+#include <cstddef>
 #include <ios>
+#include <string>
 #include <utility>
 
+#include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"
 #include "disk/CheckedStreams.hpp"
@@ -49,18 +53,33 @@ std::unique_ptr<opc::FileOutputStream> DestinationTree::checked(std::unique_ptr<
                                                                 std::u16string const& path, ErrorCode const& error) {
   if (!file) throw Failure(diskReport("cannot-write", "cannot make file", path, error));
   progress_->addFile();
-  return std::make_unique<CheckedOutput>(std::move(file), *progress_);
+  return std::make_unique<CheckedOutput>(std::move(file), *progress_, [this, path] { inexactTimes_.push_back(path); });
 }
 
 opc::FileSystemOps& Destination::getForPath(std::u16string const&) {
   if (tree_) return *tree_;
   try {
     auto disk = std::make_unique<opc::ConfinedFileSystemOps>(root_, confinement_);
+    boost::system::error_code ignored;  // what cannot be removed is in nobody's way
+    disk->removeLeftovers(root_, ignored);
+    for (std::u16string const& folder : folders_) disk->removeLeftovers(folder, ignored);
     tree_ = std::make_unique<DestinationTree>(std::move(disk), *progress_);
   } catch (opc::Exception const& error) {
     throw Failure(diskReport("cannot-write", "cannot make folder", root_, error.getErrorCode()));
   }
   return *tree_;
+}
+
+std::vector<std::string> Destination::warnings() const {
+  constexpr std::size_t kMost = 10;
+  std::vector<std::string> lines;
+  if (!tree_) return lines;
+  ForwardingOps::Paths const& files = tree_->inexactTimes();
+  std::size_t const told = std::min(files.size(), kMost);
+  for (std::size_t i = 0; i < told; ++i) lines.push_back("the disk cannot hold the time of " + shown(files[i]));
+  if (std::size_t const rest = files.size() - told)
+    lines.push_back("the disk cannot hold the times of " + counted(rest, "more file"));
+  return lines;
 }
 
 }  // namespace ztpkg

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "cli/Progress.hpp"
 #include "disk/ForwardingOps.hpp"
@@ -17,6 +18,9 @@ namespace ztpkg {
 class DestinationTree final : public ForwardingOps {
  public:
   DestinationTree(std::unique_ptr<opc::ConfinedFileSystemOps> disk, Progress& progress);
+
+  /// The files whose times the disk cannot hold.
+  Paths const& inexactTimes() const { return inexactTimes_; }
 
   void createFolder(std::u16string const& path, ErrorCode& error) override;
   void createFolders(std::u16string const& path, ErrorCode& error) override;
@@ -34,6 +38,7 @@ class DestinationTree final : public ForwardingOps {
 
   std::unique_ptr<opc::ConfinedFileSystemOps> disk_;
   Progress* progress_;
+  Paths inexactTimes_;
 };
 
 /// Makes and opens the directory when extraction begins: until then nothing is written.
@@ -42,12 +47,18 @@ class Destination final : public opc::FileSystemOpsSelector {
   Destination(std::u16string root, opc::Confinement const& confinement, Progress& progress)
       : root_(std::move(root)), confinement_(confinement), progress_(&progress) {}
 
+  /// The folders, all on the disk, from which leftovers of killed extractions are removed at the beginning; the root is
+  /// one of them in any case.
+  void setFolders(ForwardingOps::Paths folders) { folders_ = std::move(folders); }
   opc::FileSystemOps& getForPath(std::u16string const& path) override;
+  /// A line for each file whose time the disk cannot hold; of many files for the first ones and their number.
+  std::vector<std::string> warnings() const;
 
  private:
   std::u16string root_;
   opc::Confinement confinement_;
   Progress* progress_;
+  ForwardingOps::Paths folders_;
   std::unique_ptr<DestinationTree> tree_;
 };
 

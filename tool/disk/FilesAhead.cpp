@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -40,13 +41,13 @@ bool hasExactly(std::istream& from, FileContent& content) {
 Entry read(opc::FileSystemOps& disk, std::u16string const& path) {
   Entry entry;
   opc::OpenedFile file = disk.openForAdding(path);
-  if (!file.content || file.permissionsError || file.timeError || !file.size) return entry;
+  if (!file.content || file.permissionsError || file.timeError || !file.size || !file.identity) return entry;
   entry.size += *file.size;
   if (*file.size > kSmall) return entry;
   FileContent content(static_cast<std::size_t>(*file.size));
   if (!hasExactly(*file.content, content)) return entry;
-  boost::system::error_code error;
-  if (disk.getLastModifiedTime(path, error) != file.time || error) return entry;
+  if (file.getIdentityNow() != file.identity) return entry;
+  file.getIdentityNow = nullptr;
   file.content = std::make_unique<HeldStream>(std::move(content));
   entry.file = std::move(file);
   return entry;
@@ -88,29 +89,40 @@ struct FilesAhead::Impl {
   std::uint64_t held = 0;    // sizes of the entries, and of the one that the caller has
   std::uint64_t taken = 0;   // size of that one
   bool isEnding = false;
+  bool hasFailed = false;  // for want of memory: the disk reads the files behind the entries
   std::thread thread{};
 
-  void work() {
+  void work() noexcept {
     for (std::u16string const& path : paths) {
       Entry entry = tryRead(disk, path);
       std::unique_lock lock(mutex);
-      held += entry.size;
-      entries.push_back(std::move(entry));
+      hasFailed = !tryHold(std::move(entry));
       hasEntry.notify_one();
       // Once there is enough it sleeps until half is gone, so that the threads seldom wake each other.
       if (held >= kBudget) hasRoom.wait(lock, [this] { return isEnding || held <= kBudget / 2; });
-      if (isEnding) return;
+      if (isEnding || hasFailed) return;
     }
+  }
+
+  bool tryHold(Entry entry) noexcept try {
+    std::uint64_t const size = entry.size;
+    entries.push_back(std::move(entry));
+    held += size;
+    return true;
+  } catch (std::bad_alloc const&) {
+    return false;
   }
 
   Entry takeFirst() {
     std::unique_lock lock(mutex);
     held -= taken;
+    taken = 0;
     if (held <= kBudget / 2) hasRoom.notify_one();
-    hasEntry.wait(lock, [this] { return !entries.empty(); });
+    hasEntry.wait(lock, [this] { return hasFailed || !entries.empty(); });
+    ++position;
+    if (entries.empty()) return {};
     Entry entry = std::move(entries.front());
     entries.pop_front();
-    ++position;
     taken = entry.size;
     return entry;
   }

@@ -13,6 +13,9 @@ namespace ztpkg {
 OpenFile::OpenFile(std::string const& path, int flags, mode_t mode)
     : descriptor_(::open(path.c_str(), flags | O_CLOEXEC, mode)) {}
 
+OpenFile::OpenFile(int folder, std::string const& path, int flags)
+    : descriptor_(::openat(folder, path.c_str(), flags | O_CLOEXEC)) {}
+
 OpenFile::OpenFile(std::u16string const& path, int flags) : OpenFile(opc::toUTF8String(path), flags) {}
 
 ssize_t OpenFile::read(void* buffer, std::size_t count) const {
@@ -29,7 +32,7 @@ ssize_t OpenFile::read(void* buffer, std::size_t count) const {
 }
 
 bool OpenFile::close() {
-  int const descriptor = std::exchange(descriptor_, -1);
+  int const descriptor = release();
   return descriptor < 0 || ::close(descriptor) == 0;
 }
 

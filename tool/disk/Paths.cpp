@@ -75,6 +75,11 @@ bool isThere(std::u16string const& path) {
   return fs::exists(fs::symlink_status(native(path), ignored));
 }
 
+bool isOther(std::u16string const& path) {
+  std::error_code ignored;  // opening the path reports it
+  return fs::is_other(fs::symlink_status(native(path), ignored));
+}
+
 std::uint64_t sizeOfFile(std::u16string const& path) {
   std::error_code error;
   std::uintmax_t const size = fs::file_size(native(path), error);

@@ -30,6 +30,9 @@ bool isDirectory(std::u16string const& path, boost::system::error_code& error);
 /// Whether anything has the path, including a dangling link.
 bool isThere(std::u16string const& path);
 
+/// Whether the path is a fifo, a socket or a device, links not followed.
+bool isOther(std::u16string const& path);
+
 /// The path without its last component; "." for a mere name.
 std::u16string parentOf(std::u16string const& path);
 

@@ -2,14 +2,10 @@
 #include "disk/SourceTree.hpp"
 
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <future>
 #include <ios>
 #include <istream>
 #include <string_view>
@@ -17,6 +13,7 @@
 
 #include "cli/Process.hpp"
 #include "disk/CheckedStreams.hpp"
+#include "disk/TreeListing.hpp"
 #include "opc/SafePaths.hpp"
 #include "opc/Strings.hpp"
 
@@ -34,6 +31,16 @@ bool isUnstorable(char16_t unit) {
 char const* faultOf(std::u16string_view text) {
   if (text.find(u'\\') != std::u16string_view::npos) return "has a backslash, which would be taken for a separator";
   return std::ranges::any_of(text, isUnstorable) ? "has a character that XML cannot carry" : nullptr;
+}
+
+/// Whether a name is of a temporary file of an extraction, a save or a spool.
+bool isLeftover(std::u16string_view name) {
+  constexpr std::u16string_view kMark = u".ztservices-", kCharacters = u"abcdefghijklmnopqrstuvwxyzABCDEF";
+  std::size_t const mark = name.starts_with(u'.') ? name.rfind(kMark) : name.npos;
+  if (mark == name.npos) return false;
+  std::u16string_view const random = name.substr(mark + kMark.size());
+  bool const isOfExtraction = mark == 0 && random.size() == 10;
+  return (isOfExtraction || random.size() == 6) && random.find_first_not_of(kCharacters) == random.npos;
 }
 
 /// The target as a path of a tree whose root is `root`; none for one that points elsewhere, or climbs out on its way.
@@ -62,63 +69,26 @@ std::u16string SourceTree::diskPath(std::u16string const& path) const {
 }
 
 void SourceTree::survey() {
-  std::future<Paths> files = std::async([this] { return listed(false); });  // beside the folders, where threads are
-  for (std::u16string& path : listed(true)) {
-    if (isExcluded(path)) continue;
-    checkName(path);
-    folders_.push_back(std::move(path));
+  if (!rules_.only.empty()) {
+    ListedItem item = singleSource();
+    takeLeaf(item);
+  } else {
+    if (!rules_.place.empty()) folders_.push_back(rules_.place);
+    TreeListing listing(root_, [this](std::u16string const& path) { return isExcluded(path); });
+    problems_ = std::move(listing.faults);
+    for (ListedItem& item : listing.items) take(item);
   }
-  Paths found = files.get();
-  std::erase_if(found, [this](std::u16string const& path) { return isExcluded(path); });
-  std::vector<FileStatus> const statuses = statusesOf(found);
-  for (std::size_t i = 0; i < found.size(); ++i) {
-    throwIfInterrupted();
-    checkLeaf(found[i], statuses[i]);
-  }
+  std::ranges::stable_sort(problems_, {}, &Report::item);
   if (!problems_.empty()) throw Failure(std::move(problems_));
 }
 
-ForwardingOps::Paths SourceTree::listed(bool folders) {
-  if (!rules_.only.empty()) return folders ? Paths() : singleSource();
-  Paths paths = listedOnDisk(folders);
-  if (folders && !rules_.place.empty()) paths.insert(paths.begin(), root_);
-  std::size_t const rootLength = root_ == u"/" ? 0 : root_.size();
-  for (std::u16string& path : paths) path.replace(0, rootLength, rules_.place);
-  return paths;
-}
-
-ForwardingOps::Paths SourceTree::singleSource() const {
+ListedItem SourceTree::singleSource() const {
   std::u16string path = rules_.place + u"/" + rules_.only;
   std::u16string const onDisk = diskPath(path);
-  if (!inner().isFile(onDisk) && !inner().isSymlink(onDisk))
+  ListedItem item = listItem(AT_FDCWD, opc::toUTF8String(onDisk).c_str(), std::move(path));
+  if (item.error == 0 && item.kind != ListedItem::Kind::File && item.kind != ListedItem::Kind::Link)
     throw Failure(Report{Exit::Disk, "cannot-read", shown(onDisk) + " is neither file, link nor directory", onDisk});
-  return {std::move(path)};
-}
-
-ForwardingOps::Paths SourceTree::listedOnDisk(bool folders) {
-  Paths paths;
-  ErrorCode error;
-  try {
-    if (folders)
-      inner().getFolders(root_, paths, true, error);
-    else
-      inner().getFiles(root_, paths, true, error);
-  } catch (opc::InvalidText const& invalid) {  // the listing ends there: the others cannot be told
-    throw Failure(Report{Exit::Package, "bad-name", invalid.what(), root_});
-  }
-  if (error) throw Failure(diskReport("cannot-read", "cannot list", unreadableFolder(root_), error));
-  return paths;
-}
-
-// The listing does not say which folder it failed at.
-std::u16string SourceTree::unreadableFolder(std::u16string const& folder) {
-  Paths below;
-  ErrorCode error;
-  inner().getFolders(folder, below, false, error);
-  if (error) return folder;
-  for (std::u16string const& next : below)
-    if (std::u16string found = unreadableFolder(next); !found.empty()) return found;
-  return folder == root_ ? root_ : u"";
+  return item;
 }
 
 bool SourceTree::isExcluded(std::u16string const& path) const {
@@ -130,51 +100,39 @@ void SourceTree::checkName(std::u16string const& path) {
     addProblem(Exit::Package, "bad-name", std::string("the name ") + fault, path);
 }
 
-SourceTree::FileStatus SourceTree::statusOf(std::u16string const& path) const {
-  std::string const native = opc::toUTF8String(diskPath(path));
-  FileStatus status;
-  struct stat found {};
-  if (lstat(native.c_str(), &found) == 0) {
-    status.isLink = S_ISLNK(found.st_mode);
-    if (!status.isLink) status.size = static_cast<std::uint64_t>(found.st_size);
+void SourceTree::take(ListedItem& item) {
+  if (!rules_.place.empty()) item.path.insert(0, rules_.place);
+  using Kind = ListedItem::Kind;
+  if (item.kind == Kind::File || item.kind == Kind::Link) return takeLeaf(item);
+  if (item.kind == Kind::Folder) {
+    checkName(item.path);
+    folders_.push_back(std::move(item.path));
+  } else {
+    char const* const what = item.kind == Kind::Fifo ? "fifo" : item.kind == Kind::Socket ? "socket" : "device";
+    specials_.emplace_back(std::move(item.path), what);
   }
-  if (!status.isLink && faccessat(AT_FDCWD, native.c_str(), R_OK, AT_EACCESS) != 0) status.error = errno;
-  return status;
 }
 
-/// In the order of the paths. Where threads are, one of them does the second half.
-std::vector<SourceTree::FileStatus> SourceTree::statusesOf(Paths const& paths) const {
-  std::vector<FileStatus> statuses(paths.size());
-  auto const fill = [&](std::size_t begin, std::size_t end) {
-    for (std::size_t i = begin; i < end; ++i) {
-      throwIfInterrupted();
-      statuses[i] = statusOf(paths[i]);
-    }
-  };
-  constexpr std::size_t kWorthAThread = 64;
-  std::size_t const middle = paths.size() < kWorthAThread ? paths.size() : paths.size() / 2;
-  std::future<void> rest;
-  if (middle < paths.size()) rest = std::async([&] { fill(middle, paths.size()); });
-  fill(0, middle);
-  if (rest.valid()) rest.get();
-  return statuses;
+void SourceTree::takeLeaf(ListedItem& item) {
+  if (leavesOut(item)) return;
+  checkName(item.path);
+  if (item.kind == ListedItem::Kind::Link) return takeLink(item.path);
+  if (item.error != 0)
+    addProblem(Exit::Disk, "cannot-read", ErrorCode(item.error, boost::system::system_category()).message(), item.path);
+  fileBytes_ += item.size;
+  numbers_.push_back({item.device, item.inode});
+  leaves_.push_back(std::move(item.path));
 }
 
-void SourceTree::checkLeaf(std::u16string const& path, FileStatus const& status) {
-  std::u16string const onDisk = diskPath(path);
-  if (std::ranges::find(rules_.ownFiles, onDisk) != rules_.ownFiles.end()) {
-    skippedOwn_.push_back(path);
-    return;
-  }
-  checkName(path);
-  if (status.isLink) return checkLink(path);
-  fileBytes_ += status.size;
-  if (status.error != 0)
-    addProblem(Exit::Disk, "cannot-read", ErrorCode(status.error, boost::system::system_category()).message(), path);
-  leaves_.push_back(path);
+bool SourceTree::leavesOut(ListedItem const& item) {
+  bool const isOwn = std::ranges::find(rules_.ownFiles, diskPath(item.path)) != rules_.ownFiles.end();
+  if (isOwn) leftOut_.emplace_back(item.path, "which is the package itself");
+  if (isOwn || !isLeftover(baseName(item.path))) return isOwn;
+  leftOut_.emplace_back(item.path, "a temporary file of a command that was killed or still runs");
+  return true;
 }
 
-void SourceTree::checkLink(std::u16string const& path) {
+void SourceTree::takeLink(std::u16string const& path) {
   std::u16string target;
   try {
     target = inner().getLinkTarget(diskPath(path));
@@ -187,7 +145,7 @@ void SourceTree::checkLink(std::u16string const& path) {
   }
   bool const outside = target.starts_with(u'/') && !targetWithinRoot(target);
   if (outside && rules_.skipOutsideLinks) {
-    skippedLinks_.push_back(path);
+    leftOut_.emplace_back(path, "which points out of the directory");
     return;
   }
   if (outside)
@@ -195,7 +153,21 @@ void SourceTree::checkLink(std::u16string const& path) {
   if (char const* const fault = faultOf(target))
     addProblem(Exit::Package, "bad-name", "the link's target " + shown(target) + " " + fault, path);
   ++linkCount_;
+  numbers_.push_back({});
   leaves_.push_back(path);
+}
+
+std::vector<std::string> SourceTree::leftOut() const {
+  constexpr std::size_t kMostSpecials = 10;
+  std::vector<std::string> lines;
+  auto const nameOf = [this](std::u16string const& path) { return "left out " + shown(diskPath(path)); };
+  for (auto const& [path, reason] : leftOut_) lines.push_back(nameOf(path) + ", " + reason);
+  std::size_t const told = std::min(specials_.size(), kMostSpecials);
+  for (std::size_t i = 0; i < told; ++i)
+    lines.push_back(nameOf(specials_[i].first) + ", which is a " + specials_[i].second);
+  if (std::size_t const rest = specials_.size() - told)
+    lines.push_back("left out " + std::to_string(rest) + " more fifos, sockets and devices");
+  return lines;
 }
 
 std::optional<std::u16string> SourceTree::targetWithinRoot(std::u16string const& target) const {
@@ -216,11 +188,24 @@ void SourceTree::throwChanged(std::u16string const& path) const {
 }
 
 void SourceTree::checkLastFile() {
-  if (lastFile_.empty()) return;
-  ErrorCode error;
-  bool const same = isLastFixed_ || (inner().getLastModifiedTime(diskPath(lastFile_), error) == lastTime_ && !error);
-  if (!same) throwChanged(lastFile_);
-  lastFile_.clear();
+  noteChange();
+  LastFile const last = std::exchange(lastFile_, {});
+  if (last.hasChanged) throwChanged(last.path);
+}
+
+void SourceTree::noteChange() {
+  if (!lastFile_.getIdentityNow) return;
+  lastFile_.hasChanged = lastFile_.getIdentityNow() != lastFile_.identity;
+  lastFile_.getIdentityNow = nullptr;
+}
+
+/// The survey's checks are of that file. Another one may have come in its place since then, by a link on the way too.
+void SourceTree::checkIsListed(std::u16string const& path, opc::OpenedFile const& file) const {
+  auto const leaf = std::lower_bound(leaves_.begin(), leaves_.end(), path);
+  if (leaf == leaves_.end() || *leaf != path) return;
+  FileNumber const& number = numbers_[static_cast<std::size_t>(leaf - leaves_.begin())];
+  if (!file.identity || file.identity->device != number.device || file.identity->inode != number.inode)
+    throwChanged(path);
 }
 
 bool SourceTree::isFile(std::u16string const& path) { return inner().isFile(diskPath(path)); }
@@ -269,11 +254,13 @@ opc::OpenedFile SourceTree::openForAdding(std::u16string const& path) {
   check(file.openError, "cannot read");
   check(file.permissionsError, "cannot read the permissions of");
   check(file.timeError, "cannot read the time of");
-  lastFile_ = path;
-  isLastFixed_ = FilesAhead::isHeld(file);
-  lastTime_ = file.time;
+  checkIsListed(path, file);
+  lastFile_ = {.path = path,
+               .identity = file.identity.value_or(opc::FileIdentity{}),
+               .getIdentityNow = file.identity ? std::exchange(file.getIdentityNow, nullptr) : nullptr,
+               .hasChanged = false};
   progress_->addFile();
-  file.content = std::make_unique<CheckedInput>(std::move(file.content), onDisk, *progress_);
+  file.content = std::make_unique<CheckedInput>(std::move(file.content), onDisk, *progress_, [this] { noteChange(); });
   return file;
 }
 

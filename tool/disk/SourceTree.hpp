@@ -3,11 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <ios>
 #include <istream>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/Errors.hpp"
@@ -15,13 +17,14 @@
 #include "disk/FilesAhead.hpp"
 #include "disk/ForwardingOps.hpp"
 #include "disk/Glob.hpp"
+#include "disk/TreeListing.hpp"
+#include "opc/FileIdentity.hpp"
 
 namespace ztpkg {
 
-/// The directory that is stored, or one file or link of it, seen as a tree of its own whose root is "/": so that a
-/// root with a backslash, or with several names, is hidden from the library. Leaves out what is excluded and finds,
-/// before anything is written, everything that cannot be stored. Errors are thrown as Failure and name the path on
-/// disk.
+/// The directory that is stored, or one file or link of it, as a tree of its own whose root is "/". That hides from the
+/// library a root with a backslash or with several names. Leaves out excluded paths and finds, before anything is
+/// written, everything that cannot be stored. Errors are thrown as Failure and name the path on disk.
 class SourceTree final : public ForwardingOps {
  public:
   struct Rules {
@@ -33,77 +36,82 @@ class SourceTree final : public ForwardingOps {
     Paths otherRoots;      ///< further absolute names of the root, by which links may point below it
   };
 
-  /// `root` is resolved: no component of it is a link. `disk` is used on two threads. `progress`, borrowed, learns of
-  /// what is read.
+  /// `root` is resolved: no component of it is a link. `disk` is used on two threads. `progress`, borrowed, counts the
+  /// files and bytes that are read.
   SourceTree(opc::FileSystemOps& disk, std::u16string root, Rules rules, Progress& progress);
 
-  /// Lists and checks everything; throws Failure with all problems there are.
+  /// Lists and checks everything. Throws Failure with all problems.
   void survey();
 
   std::u16string diskPath(std::u16string const& path) const;
 
-  /// What the survey found, as paths of this tree: files and links, folders, and the links and files of its
-  /// own that were left out.
+  /// The files and links, and the folders, that the survey found, as paths of this tree.
   Paths const& leaves() const { return leaves_; }
   Paths const& folders() const { return folders_; }
   std::size_t linkCount() const { return linkCount_; }
   std::size_t fileCount() const { return leaves_.size() - linkCount_; }
   std::uint64_t fileBytes() const { return fileBytes_; }
-  Paths const& skippedLinks() const { return skippedLinks_; }
-  Paths const& skippedOwn() const { return skippedOwn_; }
+  /// For each item that is neither stored nor excluded a line that begins with "left out"; of many fifos, sockets and
+  /// devices the first ones and their number.
+  std::vector<std::string> leftOut() const;
 
-  /// Throws Failure when the file that was read last has changed meanwhile; once more after the last file.
+  /// Throws Failure if the file that was read last changed meanwhile. Also to be called after the last file.
   void checkLastFile();
 
   /// The file that was opened last, as a path of this tree.
-  std::u16string const& lastFile() const { return lastFile_; }
+  std::u16string const& lastFile() const { return lastFile_.path; }
 
   bool isFile(std::u16string const& path) override;
-  /// A leaf that is neither file nor link any more is a Failure: the library would leave it out.
+  /// Throws Failure for a leaf that is neither file nor link any more: the library would leave it out.
   bool isSymlink(std::u16string const& path) override;
   void getFiles(std::u16string const& root, Paths& files, bool recursive, ErrorCode& error) override;
   std::u16string getLinkTarget(std::u16string const& path) override;
   std::unique_ptr<std::istream> createInputStream(std::u16string const& path, std::ios::openmode mode,
                                                   ErrorCode& error) override;
-  /// Throws Failure, naming the path on disk, for every error.
+  /// Throws Failure, naming the path on disk, for every error, and for another file than the survey found.
   opc::OpenedFile openForAdding(std::u16string const& path) override;
   opc::Perms::Perms_tag getPermissions(std::u16string const& path, ErrorCode& error) override;
   boost::posix_time::ptime getLastModifiedTime(std::u16string const& path, ErrorCode& error) override;
 
  private:
-  struct FileStatus {
-    bool isLink = false;
-    std::uint64_t size = 0;  // of a file
-    int error = 0;           // why it cannot be read
+  /// The file that was opened last.
+  struct LastFile {
+    std::u16string path;  // empty for none
+    opc::FileIdentity identity;
+    std::function<std::optional<opc::FileIdentity>()> getIdentityNow;  // while it is open; empty where it cannot change
+    bool hasChanged = false;
+  };
+  /// Which file a leaf was when it was listed; 0 for links.
+  struct FileNumber {
+    std::uint64_t device, inode;
   };
 
-  Paths listed(bool folders);
-  Paths listedOnDisk(bool folders);
-  Paths singleSource() const;
-  std::u16string unreadableFolder(std::u16string const& folder);
+  ListedItem singleSource() const;
   bool isExcluded(std::u16string const& path) const;
+  void take(ListedItem& item);
+  void takeLeaf(ListedItem& item);
+  void takeLink(std::u16string const& path);
+  bool leavesOut(ListedItem const& item);
   void checkName(std::u16string const& path);
-  FileStatus statusOf(std::u16string const& path) const;
-  std::vector<FileStatus> statusesOf(Paths const& paths) const;
-  void checkLeaf(std::u16string const& path, FileStatus const& status);
-  void checkLink(std::u16string const& path);
   /// An absolute link target as a path of this tree; none where it does not lie in it.
   std::optional<std::u16string> targetWithinRoot(std::u16string const& target) const;
   FilesAhead& readerAhead();
+  void checkIsListed(std::u16string const& path, opc::OpenedFile const& file) const;
+  void noteChange();
   [[noreturn]] void throwChanged(std::u16string const& path) const;
   void addProblem(Exit exit, std::string code, std::string const& message, std::u16string const& path);
 
   std::u16string root_;
   Rules rules_;
   Progress* progress_;
-  Paths leaves_, folders_, skippedLinks_, skippedOwn_;
-  std::size_t linkCount_ = 0;  // among leaves_
+  Paths leaves_, folders_;
+  std::vector<FileNumber> numbers_;                                         // of each leaf
+  std::vector<std::pair<std::u16string, char const*>> leftOut_, specials_;  // with the reasons
+  std::size_t linkCount_ = 0;                                               // among leaves_
   std::uint64_t fileBytes_ = 0;
   std::vector<Report> problems_;
   std::unique_ptr<FilesAhead> ahead_;  // of the leaves, from the first that is opened
-  std::u16string lastFile_;            // the one being read; empty for none
-  bool isLastFixed_ = false;           // what it holds was read before, and together with its time
-  boost::posix_time::ptime lastTime_;
+  LastFile lastFile_;
 };
 
 }  // namespace ztpkg

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "disk/UnpackChecks.hpp"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -25,13 +26,22 @@ using opc::ztservices::TransformMode;
   throw Failure(Report{Exit::Package, "unsafe-path", "cannot extract " + shown(path) + ": " + why, path});
 }
 
+/// Longer paths than the system takes at once are made folder by folder, but hardly any program can remove thousands of
+/// nested folders. No package that pack makes has paths beyond the second limit.
+bool isTooLong(std::u16string const& path) {
+  constexpr std::size_t kOneCall = 4095, kLongestPath = 65'535;  // in bytes
+  constexpr std::ptrdiff_t kMostNames = 500;
+  std::size_t const size = path.size() > kLongestPath ? path.size() : opc::toUTF8String(path).size();
+  return size > kLongestPath || (size > kOneCall && std::ranges::count(path, u'/') > kMostNames);
+}
+
 // Refuses paths that a disk resolves to another place or refuses.
 void checkSegments(std::u16string const& path) {
-  constexpr std::size_t kLongestName = 255, kLongestPath = 4095;  // in bytes, as disks count
-  if (path.size() > kLongestPath || opc::toUTF8String(path).size() > kLongestPath)
+  constexpr std::size_t kLongestName = 255;  // in bytes
+  if (isTooLong(path))
     throw Failure(Report{Exit::Package, "unsafe-path",
                          "cannot extract a path of " + counted(path.size(), "character") +
-                             ", which no disk takes: " + shown(path.substr(0, 64)) + "...",
+                             ", which is too long: " + shown(path.substr(0, 64)) + "...",
                          path});
   if (path == u"/" || opc::findPathFault(path) != opc::PathFault::None)
     throwUnsafe(path, "its path would leave the directory or be ambiguous");
@@ -52,12 +62,12 @@ void checkParents(FileSystemManager const& manager, std::u16string const& path, 
 }
 
 // Finds missing contents, and encrypted ones without a key, before anything is written.
-void addCheckedSize(ExtractionSize& size, FileSystemManager const& manager, Leaf const& leaf, TransformMode mode) {
+void addCheckedSize(ExtractionPlan& plan, FileSystemManager const& manager, Leaf const& leaf, TransformMode mode) {
   if (!leaf.entry.isFile()) return;
   if (mode == TransformMode::Transform) throwIfKeyIsMissing(manager, leaf.entry);
-  ++size.content.files;
-  size.content.bytes += manager.getSize(leaf.entry, mode);
-  size.stored += manager.getStoredSize(leaf.entry);
+  ++plan.content.files;
+  plan.content.bytes += manager.getSize(leaf.entry, mode);
+  plan.stored += manager.getStoredSize(leaf.entry);
 }
 
 void checkSpace(std::u16string const& root, std::uint64_t needed) {
@@ -97,6 +107,8 @@ class ConflictCheck {
 
   /// Throws Failure if something is in the way of the entry at that path of the package. Fast for sorted paths.
   void check(std::u16string const& path, bool isFolder);
+  /// The existing folders on the way to the entries.
+  std::vector<std::u16string> takeFolders() { return std::move(folders_); }
 
  private:
   bool isThere(std::u16string const& path);
@@ -108,6 +120,7 @@ class ConflictCheck {
   bool replaceExisting_;
   std::u16string previous_;  // the path that was checked last
   std::u16string missing_;   // the highest folder above it that is not on the disk, with a slash; or empty
+  std::vector<std::u16string> folders_;
 };
 
 [[noreturn]] void throwInTheWay(char const* code, std::u16string const& path, std::string const& what) {
@@ -122,8 +135,10 @@ void ConflictCheck::check(std::u16string const& path, bool isFolder) {
   }
   std::u16string const onDisk = disk_->appendPath(root_, path);
   if (!isThere(onDisk)) return;
-  if (!disk_->isFile(onDisk) && !disk_->isSymlink(onDisk))
-    throwInTheWay("folder-in-the-way", onDisk, "is a folder, where a file or link is to be");
+  bool const isReplaceable = disk_->isFile(onDisk) || disk_->isSymlink(onDisk);
+  if (!isReplaceable && isOther(onDisk))
+    throwInTheWay("file-in-the-way", onDisk, "is a fifo, socket or device, where a file or link is to be");
+  if (!isReplaceable) throwInTheWay("folder-in-the-way", onDisk, "is a folder, where a file or link is to be");
   if (!replaceExisting_) throwInTheWay("already-exists", onDisk, "already exists (use --force to replace it)");
 }
 
@@ -140,6 +155,8 @@ bool ConflictCheck::checkFolder(std::u16string const& path) {
   if (!isThere(onDisk)) return false;
   if (disk_->isSymlink(onDisk)) throwInTheWay("link-in-the-way", onDisk, "is a link, where a folder is to be");
   if (disk_->isFile(onDisk)) throwInTheWay("file-in-the-way", onDisk, "is a file, where a folder is to be");
+  if (isOther(onDisk)) throwInTheWay("file-in-the-way", onDisk, "is a fifo, socket or device, where a folder is to be");
+  folders_.push_back(onDisk);
   return true;
 }
 
@@ -158,22 +175,23 @@ bool ConflictCheck::checkParents(std::u16string const& path) {
 
 }  // namespace
 
-ExtractionSize checkExtraction(FileSystemManager const& manager, Leaves const& leaves, std::u16string const& root,
+ExtractionPlan checkExtraction(FileSystemManager const& manager, Leaves const& leaves, std::u16string const& root,
                                opc::Confinement const& confinement, TransformMode mode) {
   std::u16string previous;
-  ExtractionSize size;
+  ExtractionPlan plan;
   for (Leaf const& leaf : leaves) {
     checkSegments(leaf.path);
     checkParents(manager, leaf.path, previous);
     previous = leaf.path;
-    addCheckedSize(size, manager, leaf, mode);
+    addCheckedSize(plan, manager, leaf, mode);
   }
   if (!confinement.allowOutsideLinks) checkLinks(manager, leaves);
   opc::LocalFileSystemOps disk;
   ConflictCheck conflicts(disk, root, confinement.replaceExisting);
   for (Leaf const& leaf : leaves) conflicts.check(leaf.path, leaf.entry.isFolder());
-  if (!confinement.replaceExisting) checkSpace(root, size.content.bytes);  // replaced files free space
-  return size;
+  plan.folders = conflicts.takeFolders();
+  if (!confinement.replaceExisting) checkSpace(root, plan.content.bytes);  // replaced files free space
+  return plan;
 }
 
 }  // namespace ztpkg

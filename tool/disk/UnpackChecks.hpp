@@ -18,15 +18,16 @@ struct Leaf {
 };
 using Leaves = std::vector<Leaf>;
 
-/// The size of the contents, and their size as stored in the package.
-struct ExtractionSize {
+/// What the checks of an extraction find.
+struct ExtractionPlan {
   Amount content;
-  std::uint64_t stored = 0;
+  std::uint64_t stored = 0;             ///< the size of the contents in the package
+  std::vector<std::u16string> folders;  ///< existing ones on the disk on the way to entries, without the root
 };
 
 /// Checks everything that can be checked before the first file is written. Throws Failure. `root` is the destination;
 /// `mode` says whether contents are decrypted.
-ExtractionSize checkExtraction(opc::ztservices::FileSystemManager const& manager, Leaves const& leaves,
+ExtractionPlan checkExtraction(opc::ztservices::FileSystemManager const& manager, Leaves const& leaves,
                                std::u16string const& root, opc::Confinement const& confinement,
                                opc::ztservices::TransformMode mode);
 

@@ -176,6 +176,9 @@ class ZT_API FileSystemManager : public model::DataManager {
   std::u16string getVersion() const;
   std::u16string getCreatedByPlatform() const;
   std::u16string getCreatedByEncoding() const;
+  /// Replaces the name of the encoding, which a new file system takes from the locale of the process: packages that do
+  /// not depend on the locale have a name of their maker's.
+  void setCreatedByEncoding(std::u16string const& encoding);
 
   // ---- changing the tree; missing ancestor folders are created, without permissions or times
 

@@ -93,6 +93,12 @@ std::u16string FileSystemManager::getCreatedByEncoding() const {
   return tree_->getEncoding();
 }
 
+void FileSystemManager::setCreatedByEncoding(std::u16string const& encoding) {
+  ensureLoaded();
+  tree_->setEncoding(encoding);
+  markAsDirty();
+}
+
 void FileSystemManager::setSaveV1Manifest(bool save) { saveV1Manifest_ = save; }
 
 std::u16string FileSystemManager::normalizePath(std::u16string const& path) const { return paths::normalizePath(path); }

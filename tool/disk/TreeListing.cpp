@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "disk/TreeListing.hpp"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstddef>
+#include <cstdio>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include "cli/Process.hpp"
+#include "disk/OpenFile.hpp"
+#include "opc/Strings.hpp"
+
+namespace ztpkg {
+namespace {
+
+using Kind = ListedItem::Kind;
+
+constexpr int kFolder = O_RDONLY | O_DIRECTORY | O_NOFOLLOW;
+
+Kind kindOf(mode_t mode) {
+  if (S_ISREG(mode)) return Kind::File;
+  if (S_ISLNK(mode)) return Kind::Link;
+  if (S_ISDIR(mode)) return Kind::Folder;
+  if (S_ISFIFO(mode)) return Kind::Fifo;
+  return S_ISSOCK(mode) ? Kind::Socket : Kind::Device;
+}
+
+/// A path that is too long for the system is opened in parts.
+OpenFile openBelow(int root, std::string path) {
+  OpenFile front(root, ".", O_PATH | O_DIRECTORY);
+  while (path.size() >= PATH_MAX && front.isOpen()) {
+    std::size_t const slash = path.rfind('/', PATH_MAX - 2);  // no name is that long
+    front = OpenFile(front.descriptor(), path.substr(0, slash), O_PATH | O_DIRECTORY | O_NOFOLLOW);
+    path.erase(0, slash + 1);
+  }
+  return front.isOpen() ? OpenFile(front.descriptor(), path, kFolder) : std::move(front);
+}
+
+std::string withBytesEscaped(std::string_view name) {
+  std::string text;
+  for (char const c : name) {
+    std::array<char, 5> code{};
+    std::snprintf(code.data(), code.size(), "\\x%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
+    text += c > ' ' && c < '\x7f' ? std::string(1, c) : code.data();
+  }
+  return text;
+}
+
+}  // namespace
+
+ListedItem listItem(int folder, char const* name, std::u16string path) {
+  ListedItem item{std::move(path)};
+  struct stat status {};
+  if (fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    item.error = errno;
+    return item;
+  }
+  item.kind = kindOf(status.st_mode);
+  if (item.kind != Kind::File) return item;
+  item.device = status.st_dev;
+  item.inode = status.st_ino;
+  item.size = static_cast<std::uint64_t>(status.st_size);
+  if (faccessat(folder, name, R_OK, AT_EACCESS) != 0) item.error = errno;
+  return item;
+}
+
+TreeListing::TreeListing(std::u16string root, Exclusion isExcluded)
+    : root_(std::move(root)), isExcluded_(std::move(isExcluded)) {
+  OpenFile const opened(root_, O_RDONLY | O_DIRECTORY);
+  if (!opened.isOpen()) {
+    addUnreadable(u"", errno);
+    return;
+  }
+  visit(opened.descriptor(), u"");
+  while (!pending_.empty()) {
+    std::u16string const folder = std::move(pending_.back());
+    pending_.pop_back();
+    visit(opened.descriptor(), folder);
+  }
+  std::ranges::sort(items, {}, &ListedItem::path);
+}
+
+void TreeListing::visit(int root, std::u16string const& folder) {
+  OpenFile opened = openBelow(root, folder.empty() ? "." : opc::toUTF8String(folder).substr(1));
+  std::unique_ptr<DIR, int (*)(DIR*)> const directory(opened.isOpen() ? fdopendir(opened.descriptor()) : nullptr,
+                                                      closedir);
+  if (!directory) return addUnreadable(folder, errno);
+  opened.release();
+  std::u16string const prefix = folder + u"/";
+  errno = 0;
+  while (dirent const* const entry = readdir(directory.get())) {
+    throwIfInterrupted();
+    std::string_view const name = entry->d_name;
+    if (name != "." && name != "..") meet(dirfd(directory.get()), prefix, entry->d_name, entry->d_type);
+    errno = 0;  // readdir leaves it alone at the end
+  }
+  if (errno != 0) addUnreadable(folder, errno);
+}
+
+void TreeListing::meet(int folder, std::u16string const& prefix, char const* name, unsigned char type) {
+  std::u16string path = prefix + opc::toString(name, false);
+  if (isExcluded_(path)) return;
+  bool const mayHaveBadBytes = path.find(u'\uFFFD', prefix.size()) != path.npos;
+  if (mayHaveBadBytes && opc::toUTF8String(std::u16string_view(path).substr(prefix.size())) != name)
+    return addBadName(prefix, name);
+  ListedItem item =
+      type == DT_DIR ? ListedItem{std::move(path), Kind::Folder} : listItem(folder, name, std::move(path));
+  if (item.kind == Kind::Folder) pending_.push_back(item.path);
+  items.push_back(std::move(item));
+}
+
+void TreeListing::addBadName(std::u16string const& prefix, std::string const& name) {
+  std::u16string const folder = (root_ == u"/" ? u"" : root_) + prefix;
+  faults.push_back({Exit::Package, "bad-name",
+                    "cannot store " + shown(folder) + withBytesEscaped(name) + ": the name is not valid UTF-8",
+                    folder + opc::toString(name, false)});
+}
+
+void TreeListing::addUnreadable(std::u16string const& folder, int error) {
+  faults.push_back(diskReport("cannot-read", "cannot list", (root_ == u"/" && !folder.empty() ? u"" : root_) + folder,
+                              {error, boost::system::system_category()}));
+}
+
+}  // namespace ztpkg

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "cli/Errors.hpp"
+
+namespace ztpkg {
+
+/// An item of a directory on the disk; links are not followed.
+struct ListedItem {
+  enum class Kind { File, Link, Folder, Fifo, Socket, Device };
+
+  std::u16string path;
+  Kind kind = Kind::File;
+  std::uint64_t device = 0, inode = 0, size = 0;  ///< of a file
+  int error = 0;                                  ///< why it cannot be looked at or, a file, read
+};
+
+/// Looks at one item. The path for the system is relative to an open folder, or to the working directory (AT_FDCWD).
+ListedItem listItem(int folder, char const* name, std::u16string path);
+
+/// Everything below a directory. Folders that cannot be listed and names that are not UTF-8 are faults; the rest is
+/// listed. One directory is open at a time, beside the root, however deep the tree is.
+class TreeListing {
+ public:
+  using Exclusion = std::function<bool(std::u16string const& path)>;
+
+  /// Excluded items are neither listed nor opened. Throws Interrupted.
+  TreeListing(std::u16string root, Exclusion isExcluded);
+
+  /// By code units of their paths, which are relative to the root and begin with a slash.
+  std::vector<ListedItem> items;
+  std::vector<Report> faults;
+
+ private:
+  void visit(int root, std::u16string const& folder);
+  void meet(int folder, std::u16string const& prefix, char const* name, unsigned char type);
+  void addBadName(std::u16string const& prefix, std::string const& name);
+  void addUnreadable(std::u16string const& folder, int error);
+
+  std::u16string root_;
+  Exclusion isExcluded_;
+  std::vector<std::u16string> pending_;  // folders to visit
+};
+
+}  // namespace ztpkg
