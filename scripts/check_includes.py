@@ -24,6 +24,7 @@ DEFINED = {
     "remove_copy_if remove_if replace replace_if reverse rotate search set_difference "
     "set_intersection set_union sort stable_partition stable_sort transform unique upper_bound",
     "array": "array to_array",
+    "bitset": "bitset",
     "atomic": "atomic atomic_bool memory_order_acquire memory_order_relaxed memory_order_release",
     "bit": "bit_cast bit_ceil bit_width byteswap countl_zero countr_zero endian has_single_bit popcount",
     "cctype": "isalnum isalpha isdigit isprint isspace isxdigit tolower toupper",

@@ -172,8 +172,8 @@ struct AtomicFile::Impl {
   /// that the lock is that of a former file.
   bool tryMove() {
     FileHandle const old = openTarget();
-    struct stat locked {
-    }, now{};
+    struct stat locked {};
+    struct stat now {};
     error_code error;
     if (old.isOpen() && !old.getStatus(locked, error)) check(error);
     FileLock lock(old);
