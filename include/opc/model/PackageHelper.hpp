@@ -31,9 +31,9 @@ class ZT_API PackageHelper {
   static CoreProperties getCoreProperties(Package const& package, std::vector<std::string>& faults);
 
   /// Writes the part that getCoreProperties reads. Where the package has none, it creates "/docProps/core.xml" and its
-  /// relationship, which replaces relationships of that type that lead to no part. If a part has that name, the new name
-  /// gets a number: core properties to which no relationship leads stay. It writes every property: to change some of
-  /// them, start from the result of getCoreProperties. Throws InvalidXMLDocument for a text that XML cannot carry or
+  /// relationship, which replaces relationships of that type that lead to no part. If a part has that name, the new
+  /// name gets a number: core properties to which no relationship leads stay. It writes every property: to change some
+  /// of them, start from the result of getCoreProperties. Throws InvalidXMLDocument for a text that XML cannot carry or
   /// getCoreProperties could not read back, before it changes anything, and what Package::createPart,
   /// createInternalRelationship and Part::getOutputStream throw.
   static void createOrUpdateCoreProperties(Package& package, CoreProperties const& properties);
