@@ -23,7 +23,7 @@ enum class Contents { Compared, LeftOut };
 
 std::vector<std::u16string> linesOf(FileSystemTree const& tree, Contents contents = Contents::Compared) {
   std::vector<std::u16string> lines{tree.getPlatform(), tree.getEncoding()};
-  tree.forEachLeaf([&](FileSystemNode const& node) {
+  tree.forEachListed([&](FileSystemNode const& node) {
     std::u16string line = node.fullPath() + u'\0' + static_cast<char16_t>(node.type);
     if (contents == Contents::Compared) line += node.content + u'\0';
     if (node.permissions) line += static_cast<char16_t>(*node.permissions);
@@ -40,7 +40,7 @@ FileSystemManifest& codec() {
 
 bool hasRelativePath(FileSystemTree const& tree) {
   bool hasOne = false;
-  tree.forEachLeaf([&](FileSystemNode const& node) { hasOne = hasOne || !node.fullPath().starts_with(u'/'); });
+  tree.forEachListed([&](FileSystemNode const& node) { hasOne = hasOne || !node.fullPath().starts_with(u'/'); });
   return hasOne;
 }
 

@@ -17,6 +17,8 @@
 #include "text/Ascii.hpp"
 #include "xml/XercesObjects.hpp"
 #include "xml/XmlCharacters.hpp"
+#include "xml/XmlFault.hpp"
+#include "xml/XmlLimits.hpp"
 
 namespace opc::model::detail {
 namespace {
@@ -137,7 +139,7 @@ enum class Allowed { Nothing, Type, Language };
 
 class Reader {
  public:
-  explicit Reader(PartName const& part) : part_(part) {}
+  Reader(PartName const& part, std::vector<std::string>* faults) : part_(part), faults_(faults) {}
 
   CoreProperties read(InputStream& input) {
     XercesGuard const guard;
@@ -150,14 +152,26 @@ class Reader {
       fail(error.what());
     }
     DOMElement const& root = *document->getDocumentElement();
-    requireAttributes(root, Allowed::Nothing);
-    requireNoText(root);
+    attempt([&] {
+      requireAttributes(root, Allowed::Nothing);
+      requireNoText(root);
+    });
     for (DOMElement* child = root.getFirstElementChild(); child; child = child->getNextElementSibling())
-      readProperty(*child);
+      attempt([&] { readProperty(*child); });
     return std::move(properties_);
   }
 
  private:
+  template <typename Call>
+  void attempt(Call const& call) {
+    try {
+      call();
+    } catch (InvalidPartContent const& fault) {
+      if (!faults_) throw;
+      faults_->emplace_back(fault.what());
+    }
+  }
+
   [[noreturn]] void fail(std::string const& fault) const {
     throw InvalidPartContent(messages::invalidPartContent(part_.toString(), fault));
   }
@@ -261,6 +275,7 @@ class Reader {
   }
 
   PartName const& part_;
+  std::vector<std::string>* faults_;  // null: the first fault ends the reading
   CoreProperties properties_;
   std::set<std::pair<std::u16string, std::u16string>> seen_;
 };
@@ -292,6 +307,16 @@ void writeCoreProperties(CoreProperties const& properties, OutputStream& output)
   XercesHelper::writeDocumentToStream(writer.get(), document.get(), output);
 }
 
-CoreProperties readCoreProperties(InputStream& input, PartName const& part) { return Reader(part).read(input); }
+CoreProperties readCoreProperties(InputStream& input, PartName const& part, std::vector<std::string>* faults) {
+  return Reader(part, faults).read(input);
+}
+
+std::vector<unsigned char> makeCorePropertiesDocument(CoreProperties const& properties) {
+  std::vector<unsigned char> bytes;
+  ByteArrayOutAdaptor document(bytes);
+  writeCoreProperties(properties, document);
+  if (bytes.size() > kXmlDomDocumentBytes) throw InvalidXMLDocument(xml_text::documentTooLong(kXmlDomDocumentBytes));
+  return bytes;
+}
 
 }  // namespace opc::model::detail

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "opc/Streams.hpp"
 #include "opc/model/CoreProperties.hpp"
@@ -68,10 +69,13 @@ inline constexpr OwnedPart kCorePropertiesPart = {u"/docProps/core.xml",
 /// texts.
 boost::posix_time::ptime parseW3CDateTime(std::u16string const& text);
 
-/// Throws InvalidPartContent, naming the part and the fault.
-CoreProperties readCoreProperties(InputStream& input, PartName const& part);
+/// Throws InvalidPartContent, naming the part and the fault. With `faults`, appends the faults of single elements
+/// instead and leaves the elements out.
+CoreProperties readCoreProperties(InputStream& input, PartName const& part, std::vector<std::string>* faults = nullptr);
 
 /// Does not close the stream. Throws InvalidXMLDocument for texts that XML cannot carry.
 void writeCoreProperties(CoreProperties const& properties, OutputStream& output);
+/// The same as bytes. Throws InvalidXMLDocument for a document that would be too long to be read, too.
+std::vector<unsigned char> makeCorePropertiesDocument(CoreProperties const& properties);
 
 }  // namespace opc::model::detail

@@ -2,6 +2,8 @@
 #include "opc/model/DataManager.hpp"
 
 #include <algorithm>
+#include <cstdint>
+#include <string>
 
 #include "opc/model/Exceptions.hpp"
 #include "package/ManagerRegistry.hpp"
@@ -33,6 +35,8 @@ void DataManager::load() {
 void DataManager::markAsDirty() { registry_->markDirty(*this); }
 
 Package& DataManager::getPackage() const { return registry_->package(); }
+
+std::uint64_t& DataManager::sharedCount(std::u16string const& name) const { return registry_->count(name); }
 
 Package& ManagerRegistry::package() const {
   if (!package_) throw InvalidState(detail::messages::kPackageIsGone);

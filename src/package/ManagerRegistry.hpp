@@ -2,6 +2,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
 #include <vector>
 
 #include "opc/model/DataManager.hpp"
@@ -22,6 +25,9 @@ class ManagerRegistry {
   void remove(DataManager& manager) noexcept;
   void markDirty(DataManager& manager);
 
+  /// See DataManager::sharedCount.
+  std::uint64_t& count(std::u16string const& name) { return counts_[name]; }
+
   /// Calls doSave of each dirty manager, and of managers that become dirty meanwhile, in order. Calls a manager that
   /// others keep making dirty at most once for each manager and once more; it then stays dirty.
   void saveAll();
@@ -40,6 +46,7 @@ class ManagerRegistry {
 
   Package* package_;
   std::vector<Entry> entries_;
+  std::map<std::u16string, std::uint64_t> counts_;
 };
 
 }  // namespace opc::model

@@ -4,7 +4,9 @@
 #include <string>
 #include <utility>
 
+#include "opc/model/Exceptions.hpp"
 #include "opc/model/PackageHelper.hpp"
+#include "package/Messages.hpp"
 #include "package/PartNameRules.hpp"
 
 namespace opc::model::detail {
@@ -22,6 +24,20 @@ std::optional<Part> OwnedPart::find(Package const& package) const {
   auto const found = package.getRelationshipsByType(std::u16string(relationshipType));
   if (found.empty()) return std::nullopt;
   return PackageHelper::getTarget(package, found.front());
+}
+
+std::optional<Part> OwnedPart::findAny(Package const& package) const {
+  for (Relationship const& relationship : package.getRelationshipsByType(std::u16string(relationshipType)))
+    if (auto part = PackageHelper::findTarget(package, relationship)) return part;
+  return std::nullopt;
+}
+
+void OwnedPart::requirePlace(Package const& package) const {
+  if (findAny(package) || findUnderOwnName(package)) return;
+  std::u16string const wanted(name);
+  std::u16string existing;
+  if (package.isPartDerivedFromExistingPartName(PartName(wanted), existing))
+    throw PartNameClash(messages::partNameClash(wanted, existing));
 }
 
 std::optional<Part> OwnedPart::findUnderOwnName(Package const& package) const {
@@ -43,8 +59,11 @@ void OwnedPart::save(Package& package, WriteContent const& write) const {
 }
 
 void OwnedPart::save(Package& package, ContentType const& type, WriteContent const& write) const {
-  auto const part = find(package);
-  rewrite(part ? *part : create(package, type), write);
+  for (Relationship const& relationship : package.getRelationshipsByType(std::u16string(relationshipType))) {
+    if (auto const part = PackageHelper::findTarget(package, relationship)) return rewrite(*part, write);
+    package.deleteRelationship(relationship.getID());
+  }
+  rewrite(create(package, type), write);
 }
 
 void OwnedPart::rewrite(Part const& part, WriteContent const& write) {

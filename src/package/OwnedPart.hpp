@@ -26,10 +26,16 @@ struct OwnedPart {
   /// Throws PartNotFound for a relationship that leads to no part.
   std::optional<Part> find(Package const& package) const;
 
+  /// The part that the first relationship with a target leads to.
+  std::optional<Part> findAny(Package const& package) const;
+  /// Throws PartNameClash where save() would throw it.
+  void requirePlace(Package const& package) const;
+
   /// The part of the owned content type under the owned name, orphan or not.
   std::optional<Part> findUnderOwnName(Package const& package) const;
 
-  /// Replaces the content of the part that find() returns, or creates the part and its relationship. Throws
+  /// Replaces the content of the part that findAny() returns, or creates the part and its relationship. Deletes the
+  /// relationships before it that lead to no part. Throws
   /// PartNameClash where a foreign part or item has the name, and exceptions of `write`. An exception never leaves a
   /// new part without its relationship.
   void save(Package& package, std::vector<unsigned char> const& content) const;

@@ -35,6 +35,15 @@ std::u16string chooseName(Package const& package) {
   return name;
 }
 
+/// A package of a few kilobytes can hold a part of any size, so the size is checked before anything is unpacked.
+CoreProperties readPart(Part const& part, std::vector<std::string>* faults) {
+  if (part.getSize() > kXmlDomDocumentBytes)
+    throw InvalidPartContent(detail::messages::invalidPartContent(part.getName().toString(),
+                                                                  xml_text::documentTooLong(kXmlDomDocumentBytes)));
+  auto const input = part.getInputStream();
+  return detail::readCoreProperties(*input, part.getName(), faults);
+}
+
 }  // namespace
 
 std::optional<Part> PackageHelper::findTarget(Package const& package, Relationship const& relationship) {
@@ -58,13 +67,17 @@ std::optional<Part> PackageHelper::findCoreProperties(Package const& package) {
 
 CoreProperties PackageHelper::getCoreProperties(Package const& package) {
   auto const part = findCoreProperties(package);
-  if (!part) return {};
-  // Checked before unpacking, since a package of a few kilobytes can hold a part of any size.
-  if (part->getSize() > kXmlDomDocumentBytes)
-    throw InvalidPartContent(detail::messages::invalidPartContent(part->getName().toString(),
-                                                                  xml_text::documentTooLong(kXmlDomDocumentBytes)));
-  auto const input = part->getInputStream();
-  return detail::readCoreProperties(*input, part->getName());
+  return part ? readPart(*part, nullptr) : CoreProperties();
+}
+
+CoreProperties PackageHelper::getCoreProperties(Package const& package, std::vector<std::string>& faults) {
+  try {
+    auto const part = findCoreProperties(package);
+    return part ? readPart(*part, &faults) : CoreProperties();
+  } catch (Exception const& fault) {
+    faults.emplace_back(fault.what());
+    return {};
+  }
 }
 
 void PackageHelper::createOrUpdateCoreProperties(Package& package, CoreProperties const& properties) {

@@ -32,6 +32,7 @@ inline constexpr char kUnclearPath[] = "unclear-path";
 inline constexpr char kBelowFile[] = "below-file";
 inline constexpr char kBelowLink[] = "below-link";
 inline constexpr char kMissingPart[] = "missing-part";
+inline constexpr char kForeignPart[] = "foreign-part";
 inline constexpr char kSharedPart[] = "shared-part";
 inline constexpr char kUnreferencedPart[] = "unreferenced-part";
 inline constexpr char kTruncatedEncryption[] = "truncated-encryption";

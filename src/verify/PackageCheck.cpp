@@ -84,6 +84,17 @@ std::vector<CheckedPart const*> PackageCheck::targetsOf(std::u16string_view type
   return targets;
 }
 
+std::vector<bool> PackageCheck::packageTargets() const {
+  std::vector<bool> isTarget(parts_.size());
+  auto const* const relationships = reader_.state().relationshipsOf("");
+  if (!relationships) return isTarget;
+  for (auto const& record : relationships->records())
+    if (auto const name = detail::targetNameOf(*record.second))
+      if (CheckedPart const* const part = findEquivalent(*name))
+        isTarget[static_cast<std::size_t>(part - parts_.data())] = true;
+  return isTarget;
+}
+
 bool PackageCheck::isTarget(CheckedPart const& part) const {
   return std::ranges::any_of(reader_.state().parts, [&](auto const& source) {
     auto const& relationships = source.second.relationships;

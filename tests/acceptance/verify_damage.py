@@ -523,6 +523,22 @@ def an_extra_part():
     return with_items({"fsroot/extra.bin": "x"})
 
 
+@case(("foreign-part", item("x.xml")))
+def contents_that_are_a_part_elsewhere():
+    more = {MANIFEST: manifest(ENTRIES + [entry("/x.xml", "/docs/x.xml")]), "docs/x.xml": "<x/>"}
+    return with_items(more)
+
+
+@case(("foreign-part", item("r")))
+def contents_that_are_relationships():
+    return with_items({MANIFEST: manifest(ENTRIES + [entry("/r", "/" + RELS)])})
+
+
+@case(("foreign-part", item("a.txt")))
+def contents_to_which_the_package_leads():
+    return with_items({RELS: relations([RELATION, relation(2, BASE + "/other", "/FSROOT/a.txt")])})
+
+
 @case(("shared-part", "/again"))
 def a_part_of_two_files():
     return with_items({MANIFEST: manifest(ENTRIES + [entry("/again", "/" + A)])})

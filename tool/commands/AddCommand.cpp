@@ -69,6 +69,7 @@ class Addition {
     FileSystemEntry const entry = manager_.getEntry(path);
     if (entry.isFolder()) refuse("folder-in-the-way", path, "there is a folder of that name in the package");
     if (!force_) refuse("already-exists", path, "it is in the package already (use --force to replace it)");
+    if (manager_.hasChildren(entry)) refuse("folder-in-the-way", path, "entries lie below it in the package");
     replaced_.push_back(entry);
   }
 
@@ -90,7 +91,8 @@ struct Source {
 // A link is stored as a link, whatever its target.
 Source sourceOf(opc::FileSystemOps& disk, std::string const& argument, std::u16string const& folder,
                 ForwardingOps::Paths const& ownFiles, Progress& progress) {
-  std::u16string const path = absolutePath(fromArgument(argument));
+  std::u16string const given = fromArgument(argument);
+  std::u16string const path = placeOnDisk(given);
   std::u16string const name = path.substr(path.rfind(u'/') + 1);
   SourceTree::Rules rules;
   rules.ownFiles = ownFiles;
@@ -98,12 +100,12 @@ Source sourceOf(opc::FileSystemOps& disk, std::string const& argument, std::u16s
   boost::system::error_code error;
   if (!disk.isSymlink(path) && isDirectory(path, error)) {
     rules.place = placeOf(folder, name);
-    rules.otherRoots = {path};
+    rules.otherRoots = unresolvedNames(given);
     return {std::make_unique<SourceTree>(disk, existingDirectory(path), rules, progress), rules.place};
   }
   if (!isThere(path)) throw Failure(diskReport("cannot-read", "cannot read", path, error));
   rules.only = name;
-  rules.otherRoots = {parentOf(path)};
+  rules.otherRoots = unresolvedNames(parentOf(given));
   return {std::make_unique<SourceTree>(disk, existingDirectory(parentOf(path)), rules, progress), folder};
 }
 

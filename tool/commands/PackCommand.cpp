@@ -57,7 +57,7 @@ SourceTree::Rules rulesOf(PackOptions const& options, std::u16string const& pack
   for (std::string const& pattern : options.exclude) rules.exclude.emplace_back(fromArgument(pattern));
   rules.skipOutsideLinks = options.skipOutsideLinks;
   rules.ownFiles = namesOf(package);
-  rules.otherRoots = {absolutePath(fromArgument(options.directory))};
+  rules.otherRoots = unresolvedNames(fromArgument(options.directory));
   return rules;
 }
 

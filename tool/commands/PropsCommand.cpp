@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cstddef>
+#include <iostream>
 #include <set>
 #include <string>
 #include <vector>
@@ -63,19 +64,21 @@ CoreProperties load(CorePropertiesManager const& manager, std::u16string const& 
   }
 }
 
-/// Adds no extended properties to a package that has none.
-void setStandard(Package& package, std::vector<Assignment> const& assignments) {
+/// Changes the standard properties alone. Appends a description of what could not be read.
+void setStandard(Package& package, std::vector<Assignment> const& assignments, std::vector<std::string>& faults) {
   CoreProperties record;
-  record.opcProps() = PackageHelper::getCoreProperties(package);
+  record.opcProps() = PackageHelper::getCoreProperties(package, faults);
   apply(assignments, record);
   PackageHelper::createOrUpdateCoreProperties(package, record.opcProps());
 }
 
-void setAll(CorePropertiesManager& manager, std::u16string const& package, std::vector<Assignment> const& assignments) {
-  CoreProperties record = load(manager, package);
+void setAll(CorePropertiesManager& manager, std::u16string const& package, std::vector<Assignment> const& assignments,
+            std::vector<std::string>& faults) {
+  CoreProperties record = manager.getReadableProperties(faults);
   apply(assignments, record);
   if (!record.isValid()) {
-    std::string const message = shown(package) + " needs content-type, friendly-name and release for this";
+    std::string message = shown(package) + " needs content-type, friendly-name and release for this";
+    for (std::string const& fault : faults) message += "; cannot read " + fault;
     throw Failure(Report{Exit::Package, "incomplete-properties", message, package});
   }
   manager.setCoreProperties(record);
@@ -102,12 +105,15 @@ void setProperties(SetPropertiesOptions const& options) {
   std::u16string const path = fromArgument(options.package);
   auto const package = openPackage(options.package, AccessMode::ReadWrite, options.force);
   CorePropertiesManager manager(*package);
-  if (setsExtended(assignments) || hasExtendedProperties(*package))
-    setAll(manager, path, assignments);
+  std::vector<std::string> faults;
+  if (setsExtended(assignments))
+    setAll(manager, path, assignments, faults);
   else
-    setStandard(*package, assignments);
+    setStandard(*package, assignments, faults);
   throwIfInterrupted();
   package->save({.replaceProtected = options.force});
+  for (std::string const& fault : faults)
+    std::cerr << "ztpkg: props set: replaced what cannot be read: " << oneLine(fault) << '\n';
 }
 
 }  // namespace ztpkg

@@ -48,11 +48,7 @@ std::optional<std::string> unlessEmpty(std::string const& text) {
 
 }  // namespace
 
-ForwardingOps::Paths namesOf(std::u16string const& package) {
-  std::u16string const absolute = absolutePath(package);
-  std::u16string const folder = resolvedPath(parentOf(absolute));
-  return {resolvedPath(absolute), (folder == u"/" ? u"" : folder) + absolute.substr(absolute.rfind(u'/'))};
-}
+ForwardingOps::Paths namesOf(std::u16string const& package) { return {resolvedPath(package), placeOnDisk(package)}; }
 
 void printLeftOut(SourceTree const& source, char const* command) {
   for (std::string const& line : source.leftOut()) std::cerr << "ztpkg: " << command << ": " << line << '\n';

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cstddef>
-#include <cstdint>
+#include <exception>
 #include <iostream>
+#include <iterator>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,6 +18,7 @@
 #include "disk/Paths.hpp"
 #include "disk/Selection.hpp"
 #include "disk/UnpackChecks.hpp"
+#include "opc/model/Exceptions.hpp"
 
 namespace ztpkg {
 namespace {
@@ -43,22 +46,37 @@ Leaves selectedLeaves(FileSystemManager const& manager, UnpackOptions const& opt
   return leaves;
 }
 
-/// The file that failed after `made` files: content is read before its file is made.
-std::u16string const& fileAfter(std::uint64_t made, Leaves const& leaves) {
-  auto const failed =
-      std::ranges::find_if(leaves, [&](Leaf const& leaf) { return leaf.entry.isFile() && made-- == 0; });
-  return failed == leaves.end() ? leaves.back().path : failed->path;
+/// Faults of the package leave out the entry; those of the disk, and signals, end the extraction.
+Report reportOf(FileSystemEntry const& entry, std::exception_ptr const& fault) {
+  std::u16string const path = entry.getPathName();
+  try {
+    std::rethrow_exception(fault);
+  } catch (opc::ztservices::CouldNotTransformContentData const&) {
+    return cannotDecrypt(shown(path), path);
+  } catch (opc::model::InvalidItem const& damaged) {
+    return cannotExtract("damaged-part", path, damaged.what());
+  } catch (opc::model::PartNotFound const& missing) {
+    return cannotExtract("missing-part", path, missing.what());
+  } catch (opc::ztservices::UnsafeEntryPath const& unsafe) {
+    return cannotExtract("unsafe-path", path, unsafe.what());
+  }
 }
 
-void extract(FileSystemManager& manager, Progress const& progress, std::u16string const& root, Leaves const& leaves,
-             RestoreMode restore, TransformMode mode) try {
+/// Takes what cannot be extracted out of the leaves.
+std::vector<Report> extract(FileSystemManager& manager, std::u16string const& root, Leaves& leaves, RestoreMode restore,
+                            TransformMode mode) {
   std::vector<FileSystemEntry> entries;
   entries.reserve(leaves.size());
   for (Leaf const& leaf : leaves) entries.push_back(leaf.entry);
-  manager.extractEntries(root, entries, restore, mode);
-} catch (opc::ztservices::CouldNotTransformContentData const&) {
-  std::u16string const& path = fileAfter(progress.done().files, leaves);
-  throw Failure(cannotDecrypt(shown(path), path));
+  std::vector<Report> problems;
+  std::set<std::u16string> failed;
+  manager.extractEntries(root, entries, restore, mode,
+                         [&](FileSystemEntry const& entry, std::exception_ptr const& fault) {
+                           problems.push_back(reportOf(entry, fault));
+                           failed.insert(entry.getPathName());
+                         });
+  std::erase_if(leaves, [&](Leaf const& leaf) { return failed.contains(leaf.path); });
+  return problems;
 }
 
 void printSummary(Leaves const& leaves, ExtractionPlan const& plan, Progress const& progress) {
@@ -88,15 +106,19 @@ void unpack(UnpackOptions const& options) {
   FileSystemManager manager(*package, destination);
   enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
-  Leaves const leaves = selectedLeaves(manager, options);
+  Leaves leaves = selectedLeaves(manager, options);
   TransformMode const mode = options.raw ? TransformMode::None : TransformMode::Transform;
   ExtractionPlan plan = checkExtraction(manager, leaves, root, confinement, mode);
+  std::vector<Report>& problems = plan.problems;
+  if (leaves.empty() && !problems.empty()) throw Failure(std::move(problems));
   destination.setFolders(std::move(plan.folders));
   progress.expect(plan.content);
-  extract(manager, progress, root, leaves, options.restore ? RestoreMode::TimeAndPermissions : RestoreMode::None, mode);
+  RestoreMode const restore = options.restore ? RestoreMode::TimeAndPermissions : RestoreMode::None;
+  std::ranges::move(extract(manager, root, leaves, restore, mode), std::back_inserter(problems));
   progress.finish();
   for (std::string const& warning : destination.warnings()) std::cerr << "ztpkg: unpack: " << warning << '\n';
   if (!options.quiet) printSummary(leaves, plan, progress);
+  if (!problems.empty()) throw Failure(std::move(problems));
 }
 
 }  // namespace ztpkg

@@ -53,6 +53,20 @@ std::u16string resolvedPath(std::u16string const& path) {
   return textOf(resolved);
 }
 
+std::u16string placeOnDisk(std::u16string const& path) {
+  std::u16string given = path;
+  while (given.size() > 1 && given.back() == u'/') given.pop_back();
+  std::u16string const name = given.substr(given.rfind(u'/') + 1);
+  if (name.empty() || name == u"." || name == u"..") return resolvedPath(given);
+  std::u16string const folder = resolvedPath(parentOf(given));
+  return (folder == u"/" ? u"" : folder) + u"/" + name;
+}
+
+std::vector<std::u16string> unresolvedNames(std::u16string const& directory) {
+  std::u16string const name = absolutePath(directory);
+  return resolvedPath(name) == resolvedPath(directory) ? std::vector{name} : std::vector<std::u16string>();
+}
+
 std::u16string existingDirectory(std::u16string const& path) {
   boost::system::error_code error;
   if (!isDirectory(path, error)) throw Failure(diskReport("cannot-read", "cannot use directory", path, error));

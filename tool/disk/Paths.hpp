@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 /// Paths of the command line. Disk paths are UTF-8 in every locale.
 namespace ztpkg {
@@ -20,6 +21,13 @@ std::u16string absolutePath(std::u16string const& path);
 
 /// The same with every link followed, as far as the path exists. Throws Failure, naming the path, if the disk refuses.
 std::u16string resolvedPath(std::u16string const& path);
+
+/// The absolute path of the file or link itself: only the folder above it is resolved. "l/../f" is beside the target of
+/// the link "l", as for the disk.
+std::u16string placeOnDisk(std::u16string const& path);
+
+/// The name that a directory has when links are not followed, unless that leads elsewhere.
+std::vector<std::u16string> unresolvedNames(std::u16string const& directory);
 
 /// The resolved path of a directory. Throws Failure, naming the path, if it is missing or something else.
 std::u16string existingDirectory(std::u16string const& path);

@@ -15,6 +15,7 @@
 #include "disk/Paths.hpp"
 #include "opc/SafePaths.hpp"
 #include "opc/Strings.hpp"
+#include "opc/model/Exceptions.hpp"
 
 namespace ztpkg {
 namespace {
@@ -23,7 +24,7 @@ using opc::ztservices::FileSystemManager;
 using opc::ztservices::TransformMode;
 
 [[noreturn]] void throwUnsafe(std::u16string const& path, char const* why) {
-  throw Failure(Report{Exit::Package, "unsafe-path", "cannot extract " + shown(path) + ": " + why, path});
+  throw Failure(cannotExtract("unsafe-path", path, why));
 }
 
 /// Longer paths than the system takes at once are made folder by folder, but hardly any program can remove thousands of
@@ -52,22 +53,41 @@ void checkSegments(std::u16string const& path) {
   }
 }
 
-void checkParents(FileSystemManager const& manager, std::u16string const& path, std::u16string const& previous) {
+bool isBelowFileOrLink(FileSystemManager const& manager, std::u16string const& path, std::u16string const& previous) {
+  bool isBelow = false;
   visitNewParents(path, previous, [&](std::u16string_view folder) {
     std::u16string const parent(folder);
-    if (manager.hasEntry(parent) && !manager.getEntry(parent).isFolder())
-      throwUnsafe(path, "it lies below a file or link");
-    return true;
+    isBelow = manager.hasEntry(parent) && !manager.getEntry(parent).isFolder();
+    return !isBelow;
   });
+  return isBelow;
 }
 
-// Finds missing contents, and encrypted ones without a key, before anything is written.
-void addCheckedSize(ExtractionPlan& plan, FileSystemManager const& manager, Leaf const& leaf, TransformMode mode) {
+// Finds encrypted contents without a key before anything is written.
+void addSize(ExtractionPlan& plan, FileSystemManager const& manager, Leaf const& leaf, TransformMode mode) {
   if (!leaf.entry.isFile()) return;
   if (mode == TransformMode::Transform) throwIfKeyIsMissing(manager, leaf.entry);
+  std::uint64_t const bytes = manager.getSize(leaf.entry, mode);
   ++plan.content.files;
-  plan.content.bytes += manager.getSize(leaf.entry, mode);
+  plan.content.bytes += bytes;
   plan.stored += manager.getStoredSize(leaf.entry);
+}
+
+/// Leaves out the entry if it cannot be extracted.
+bool accept(ExtractionPlan& plan, FileSystemManager const& manager, Leaf const& leaf, std::u16string const& previous,
+            TransformMode mode) {
+  checkSegments(leaf.path);
+  if (isBelowFileOrLink(manager, leaf.path, previous)) {
+    plan.problems.push_back(cannotExtract("unsafe-path", leaf.path, "it lies below a file or link"));
+    return false;
+  }
+  try {
+    addSize(plan, manager, leaf, mode);
+    return true;
+  } catch (opc::model::PartNotFound const& missing) {
+    plan.problems.push_back(cannotExtract("missing-part", leaf.path, missing.what()));
+    return false;
+  }
 }
 
 void checkSpace(std::u16string const& root, std::uint64_t needed) {
@@ -175,16 +195,19 @@ bool ConflictCheck::checkParents(std::u16string const& path) {
 
 }  // namespace
 
-ExtractionPlan checkExtraction(FileSystemManager const& manager, Leaves const& leaves, std::u16string const& root,
+Report cannotExtract(char const* code, std::u16string const& path, std::string const& why) {
+  return {Exit::Package, code, "cannot extract " + shown(path) + ": " + why, path};
+}
+
+ExtractionPlan checkExtraction(FileSystemManager const& manager, Leaves& leaves, std::u16string const& root,
                                opc::Confinement const& confinement, TransformMode mode) {
-  std::u16string previous;
+  std::u16string previous;  // of the accepted ones: the folders above it need no second look
   ExtractionPlan plan;
-  for (Leaf const& leaf : leaves) {
-    checkSegments(leaf.path);
-    checkParents(manager, leaf.path, previous);
-    previous = leaf.path;
-    addCheckedSize(plan, manager, leaf, mode);
-  }
+  std::erase_if(leaves, [&](Leaf const& leaf) {
+    bool const isAccepted = accept(plan, manager, leaf, previous, mode);
+    if (isAccepted) previous = leaf.path;
+    return !isAccepted;
+  });
   if (!confinement.allowOutsideLinks) checkLinks(manager, leaves);
   opc::LocalFileSystemOps disk;
   ConflictCheck conflicts(disk, root, confinement.replaceExisting);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/Errors.hpp"
 #include "cli/Progress.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"
 #include "opc/ztservices/FileSystem.hpp"
@@ -23,11 +24,16 @@ struct ExtractionPlan {
   Amount content;
   std::uint64_t stored = 0;             ///< the size of the contents in the package
   std::vector<std::u16string> folders;  ///< existing ones on the disk on the way to entries, without the root
+  std::vector<Report> problems;         ///< the entries that cannot be extracted
 };
 
-/// Checks everything that can be checked before the first file is written. Throws Failure. `root` is the destination;
-/// `mode` says whether contents are decrypted.
-ExtractionPlan checkExtraction(opc::ztservices::FileSystemManager const& manager, Leaves const& leaves,
+/// The report of an entry that is left out.
+Report cannotExtract(char const* code, std::u16string const& path, std::string const& why);
+
+/// Checks everything that can be checked before the first file is written. Takes out of the leaves the entries below a
+/// file or link, which cannot be on a disk, and files whose contents are missing. Throws Failure for other faults.
+/// `root` is the destination; `mode` says whether contents are decrypted.
+ExtractionPlan checkExtraction(opc::ztservices::FileSystemManager const& manager, Leaves& leaves,
                                std::u16string const& root, opc::Confinement const& confinement,
                                opc::ztservices::TransformMode mode);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -57,6 +58,10 @@ class ZT_API DataManager {
  protected:
   /// Binds and registers the manager. `startsDirty`: the next save calls doSave even if nothing changes until then.
   DataManager(Package& package, bool startsDirty);
+
+  /// A number that all managers of the package share under a name of their choice, zero at first. Managers that keep
+  /// copies of the same parts count their saves in it, and so notice the saves of others.
+  std::uint64_t& sharedCount(std::u16string const& name) const;
 
  private:
   friend class ManagerRegistry;

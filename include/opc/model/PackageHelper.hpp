@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "opc/Export.hpp"
 #include "opc/model/CoreProperties.hpp"
@@ -25,12 +26,15 @@ class ZT_API PackageHelper {
   /// Throws InvalidPartContent, naming the part and the fault, when the part breaks the rules of clause 11 or is too
   /// large to be read as one document; what reading a part throws.
   static CoreProperties getCoreProperties(Package const& package);
+  /// The same as far as it can be read: appends a description of each fault instead of throwing InvalidPartContent, and
+  /// leaves out the element that has it, or all properties where the fault concerns the document.
+  static CoreProperties getCoreProperties(Package const& package, std::vector<std::string>& faults);
 
   /// Writes the part that getCoreProperties reads. Where the package has none, it creates "/docProps/core.xml" and its
-  /// relationship, which replaces relationships of that type that lead to no part. If a part
-  /// has that name, the new name gets a number: core properties to which no relationship leads stay. It writes every
-  /// property: to change some of them, start from the result of getCoreProperties. Throws
-  /// InvalidXMLDocument for a text that XML cannot carry, before it changes anything, and what Package::createPart,
+  /// relationship, which replaces relationships of that type that lead to no part. If a part has that name, the new
+  /// name gets a number: core properties to which no relationship leads stay. It writes every property: to change some
+  /// of them, start from the result of getCoreProperties. Throws InvalidXMLDocument for a text that XML cannot carry or
+  /// getCoreProperties could not read back, before it changes anything, and what Package::createPart,
   /// createInternalRelationship and Part::getOutputStream throw.
   static void createOrUpdateCoreProperties(Package& package, CoreProperties const& properties);
 

@@ -125,16 +125,18 @@ class ZT_API CoreProperties {
 /// Keeps the CoreProperties of a package: the standard ones in the standard part; content type, friendly name and
 /// release in a part of its own; the UUID in a second; the release information in a third.
 ///
-/// Every operation, and saving, loads the parts first, until a load has succeeded. A package without these parts has an
-/// empty record. Loading throws InvalidCoreProperties, with the message of the fault, and the next operation repeats
-/// it. The manager borrows the package and must not outlive it. One thread at a time. Of several managers of one
-/// package, the last one that is dirty at a save determines the properties.
+/// Reading the record loads the parts, until a load has succeeded. A package without these parts has an empty record.
+/// Loading throws InvalidCoreProperties, with the message of the fault, and the next operation repeats it. Setting the
+/// record loads nothing, so that damaged parts can be replaced. The manager borrows the package and must not outlive
+/// it. One thread at a time. Of several managers of one package, the last one that is dirty at a save determines the
+/// properties.
 ///
 /// A save after setCoreProperties throws InvalidCoreProperties ("Not all required core properties are set") unless the
 /// record is valid. It gives a UUID to a record without one, and the current time to one without time of creation when
-/// its part is first made. Existing parts that relationships target are rewritten in place. A legacy release has no
-/// third part; an old one is deleted. Texts that XML cannot carry throw model::InvalidXMLDocument; the package's file
-/// is then unchanged.
+/// its part is first made. Existing parts that relationships target are rewritten in place; relationships that lead to
+/// no part are replaced. A legacy release has no third part; an old one is deleted. Texts that XML cannot carry throw
+/// model::InvalidXMLDocument, and a foreign part in the place of a new one model::PartNameClash. After any of these
+/// exceptions no part and no property has changed.
 class ZT_API CorePropertiesManager : public model::DataManager {
  public:
   explicit CorePropertiesManager(model::Package& package);
@@ -156,8 +158,12 @@ class ZT_API CorePropertiesManager : public model::DataManager {
   /// A copy of the record; changes of it take effect with setCoreProperties().
   CoreProperties getCoreProperties() const;
   /// Replaces the record, valid or not, and marks the manager dirty. A record without UUID keeps the present UUID; a
-  /// record with another UUID than the present one throws InvalidCorePropertyValue and changes nothing.
+  /// record with another UUID than the present one throws InvalidCorePropertyValue and changes nothing. A UUID that
+  /// cannot be read does not count.
   void setCoreProperties(CoreProperties const& properties);
+  /// Everything that can be read of a damaged record, to repair it with setCoreProperties(). Appends a description of
+  /// each fault, and loads nothing into the manager.
+  CoreProperties getReadableProperties(std::vector<std::string>& faults) const;
 
  protected:
   void doLoad() override;
@@ -166,8 +172,11 @@ class ZT_API CorePropertiesManager : public model::DataManager {
   std::vector<std::u16string> doGetManagedRelationshipTypes() const override;
 
  private:
+  boost::optional<std::u16string> getPresentUUID() const;
+
   // Mutable because const operations load on first use.
   mutable CoreProperties properties_;
+  bool isSet_ = false;  // properties_ is not to be loaded any more
   std::unique_ptr<model::XmlTextRecord> vendorXml_;
   std::unique_ptr<model::XmlTextRecord> extensionXml_;
 };

@@ -69,8 +69,11 @@ ZT_EXCEPTION(InvalidCoreProperties);
 ZT_EXCEPTION(CouldNotWriteFile);
 /// A path or link target that the manifest could not carry, or a name on disk that is not UTF-8.
 ZT_EXCEPTION(InvalidEntryName);
-/// An entry that extraction would write outside the destination. Nothing was written.
+/// An entry that extraction would write outside the destination, or below another entry that is a file. Extraction
+/// wrote nothing for it.
 ZT_EXCEPTION(UnsafeEntryPath);
+/// A manager would overwrite the file system that another manager of the package has saved meanwhile.
+ZT_EXCEPTION(FileSystemConflict);
 
 #undef ZT_EXCEPTION
 

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <boost/date_time/posix_time/ptime.hpp>
+#include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -29,6 +31,7 @@ class IEncryptor;
 struct FileSystemNode;
 class FileSystemTree;
 class FileSystemManifest;
+class ContentParts;
 
 /// None copies contents unchanged. Transform turns text into UTF-8 where it is added (UDEToUTF8Transform), and
 /// decrypts what is encrypted where it is extracted.
@@ -81,15 +84,22 @@ class ZT_API FileSystemEntry {
 ///
 /// Paths are absolute within the package. Operations that create or add convert backslashes to slashes, add a missing
 /// leading "/" and reduce several leading ones to one. Operations that look up only convert backslashes: "a" finds
-/// nothing where "/a" exists. Other repeated slashes, a trailing slash, "." and ".." are kept as they are. Every
-/// creating and adding operation refuses a path or link target (InvalidEntryName) that is longer than 131,072 UTF-16
-/// code units or holds a character that XML 1.0 cannot carry: controls other than tab, line feed and carriage return,
-/// lone surrogates, U+FFFE, U+FFFF.
+/// nothing where "/a" exists. Other repeated slashes, a trailing slash, "." and ".." are kept as they are.
+///
+/// Every creating and adding operation throws, and changes nothing:
+///  - FileSystemEntryAlreadyExists for a path that has an entry;
+///  - FileSystemEntryMustBeFolder for a path below a file or link;
+///  - InvalidEntryName for a path or link target that is longer than 131,072 UTF-16 code units or holds a character
+///  that
+///    XML 1.0 cannot carry: controls other than tab, line feed and carriage return, lone surrogates, U+FFFE, U+FFFF.
+///
+/// Manifests of other makers may list entries below files and links, give several files one content part, or name parts
+/// that are missing or belong to others. All these entries are kept, and saved again. See deleteFile() and
+/// extractAll().
 ///
 /// The manager loads the manifest at its first use. The next operation repeats a load that failed, so a missing key can
-/// be supplied by enableDecryption() in between. The manager borrows the package and
-/// the disk operations that it is given, and must not outlive them. Once the package is destroyed, operations that
-/// need it throw model::InvalidState.
+/// be supplied by enableDecryption() in between. The manager borrows the package and the disk operations that it is
+/// given, and must not outlive them. Once the package is destroyed, operations that need it throw model::InvalidState.
 ///
 /// One thread at a time uses a manager, its package and everything obtained from both; const operations load too.
 ///
@@ -97,9 +107,9 @@ class ZT_API FileSystemEntry {
 /// named below, operations pass on those of the package (model::PackageIsReadOnly for a change of files,
 /// model::CouldNotSavePackage when temporary storage fails) and of the disk operations.
 ///
-/// Two managers of one package do not see each other's changes. Each dirty one writes the manifest from its own tree at
-/// a save, in order of construction, so the last one wins. Content parts that this leaves unreferenced stay in the
-/// package.
+/// Two managers of one package do not see each other's changes. A save throws FileSystemConflict where a dirty manager
+/// has loaded its tree before another one saved: it would undo the other's changes. The package can be saved once the
+/// manager that conflicts is destroyed.
 ///
 /// An entry is stale when its path was deleted or now belongs to another kind of entry, another content part or
 /// another link target. Operations that take a stale entry throw FileSystemEntryNotFound and change nothing. The
@@ -160,7 +170,7 @@ class ZT_API FileSystemManager : public model::DataManager {
   /// In the order in which the children were inserted.
   std::vector<FileSystemEntry> getChildren(std::u16string const& path) const;
   std::vector<FileSystemEntry> getChildren(FileSystemEntry const& entry) const;
-  /// Every file, link and empty folder in code-unit order of path; never the root.
+  /// Every file and link, whatever lies below it, and every empty folder in code-unit order of path; never the root.
   std::vector<FileSystemEntry> getAllLeafs() const;
   /// Visits the entries one at a time in the same order, without a list of all paths in memory: visitLeafs those of
   /// getAllLeafs(), visitEntries all except the root. The visitor must not change the file system; an exception of the
@@ -182,23 +192,26 @@ class ZT_API FileSystemManager : public model::DataManager {
 
   // ---- changing the tree; missing ancestor folders are created, without permissions or times
 
-  /// Folders and links are created without permissions and times. A link target only has its backslashes converted.
-  /// Throw FileSystemEntryAlreadyExists and InvalidEntryName.
+  /// Folders and links are created without permissions and times. A link target only has its backslashes converted; an
+  /// empty one throws InvalidEntryName.
   FileSystemEntry createFolder(std::u16string const& path);
   FileSystemEntry createLink(std::u16string const& path, std::u16string const& target);
-  /// An empty file, and its content part of that type; getFileOutputStream() fills it. Throws the same, and what
+  /// An empty file, and its content part of that type; getFileOutputStream() fills it. Throws what
   /// model::Package::createPart throws.
   FileSystemEntry createFile(std::u16string const& path, model::ContentType const& type, Perms::Perms_tag permissions,
                              boost::posix_time::ptime const& time);
-  /// Delete the entry, its content part, and first everything below it. Manifests of other makers may have entries
-  /// below files and links too. The root is emptied and stays. Throw FileSystemEntryMustBeFile, -Folder, -Link;
-  /// what model::Package::deletePart throws ends the deletion there, with the file's entry gone.
+  /// Delete first everything below the entry, of a file or link too, and then the entry with its content part. The root
+  /// is emptied and stays. A content part stays while another entry has it, and where it belongs to others: outside
+  /// "/fsroot" (except a part that a manifest of version 1 brought), the target of a relationship of the package, or a
+  /// relationships part. A missing part counts as deleted. Throw FileSystemEntryMustBeFile,
+  /// FileSystemEntryMustBeFolder or FileSystemEntryMustBeLink for another kind of entry. An exception of
+  /// model::Package::deletePart ends the deletion there, with the file's entry gone.
   void deleteFile(FileSystemEntry const& entry);
   void deleteFolder(FileSystemEntry const& entry);
   void deleteLink(FileSystemEntry const& entry);
   /// A stream that replaces the file's stored bytes, owned by the caller, who closes it. It transforms and encrypts
-  /// nothing and leaves the recorded time as it is; otherwise see model::Part::getOutputStream(). Throws
-  /// FileSystemEntryMustBeFile.
+  /// nothing and leaves the recorded time as it is; otherwise see model::Part::getOutputStream(). A file that shares
+  /// its content part gets a copy of it first, and the entry is stale then. Throws FileSystemEntryMustBeFile.
   std::unique_ptr<OutputStream> getFileOutputStream(FileSystemEntry const& entry);
 
   // ---- adding from and extracting to a disk
@@ -209,8 +222,8 @@ class ZT_API FileSystemManager : public model::DataManager {
   void setTextConversion(TextConversion conversion);
 
   /// Adds one file with its permissions and time, and returns its entry. Throws CouldNotOpenFile,
-  /// CouldNotGetPermissions, CouldNotGetLastModifiedTime, FileSystemEntryAlreadyExists, InvalidEntryName,
-  /// model::PackageIsReadOnly. The content type follows from the name (ContentTypes.hpp). With TransformMode::Transform
+  /// CouldNotGetPermissions, CouldNotGetLastModifiedTime. The content type follows from the name (ContentTypes.hpp).
+  /// With TransformMode::Transform
   /// a file whose content type equals getTextContentType() becomes UTF-8; opc::UndecodableText where that cannot be
   /// done, unless setTextConversion() was called. When reading, transforming or writing the content fails, the entry
   /// stays, with an empty part; what setTextConversion() makes throw comes before the entry.
@@ -222,8 +235,9 @@ class ZT_API FileSystemManager : public model::DataManager {
   /// Adds every file and symbolic link below the root, in code-unit order of path. Folders come into being as
   /// ancestors; empty ones are not added. Links are not followed; sockets, fifos and devices are skipped. An absolute
   /// link target below the root becomes absolute within the package; one outside it throws
-  /// CouldNotMakeRelativeToSourceRoot. All paths are checked before the first is added (InvalidEntryName); the first
-  /// file that fails ends the operation. Throws CouldNotGetSourceFilesAndLinks, with an empty code, and as addFile.
+  /// CouldNotMakeRelativeToSourceRoot. Before the first file is added, all paths are checked for InvalidEntryName and
+  /// FileSystemEntryMustBeFolder; the first file that fails ends the operation. Throws CouldNotGetSourceFilesAndLinks,
+  /// with an empty code, and as addFile.
   void addAll(std::u16string const& sourceRoot, TransformMode mode);
 
   /// Extracts all leaves, in code-unit order of path, and creates the root and missing folders. Existing files are
@@ -236,6 +250,9 @@ class ZT_API FileSystemManager : public model::DataManager {
   /// that has a ".." segment; one that, without its empty and "." segments, is the path of another entry's link or
   /// lies below a link; and one with a symbolic link on the disk among its folders below the root. The root itself may
   /// be a link. The disk operations decide about a link in the place of a file: LocalFileSystemOps refuses it.
+  ///
+  /// An entry below another entry that is a file cannot exist on a disk: all others are extracted, and then
+  /// UnsafeEntryPath names the first such entry.
   void extractAll(std::u16string const& destinationRoot, RestoreMode restoreMode, TransformMode transformMode);
   /// The same for some entries, in the order given; of a folder only the folder itself. UnsafeEntryPath considers the
   /// links among the entries given; links that were extracted earlier are found on the disk.
@@ -243,6 +260,11 @@ class ZT_API FileSystemManager : public model::DataManager {
                       RestoreMode restoreMode, TransformMode transformMode);
   void extractEntry(std::u16string const& destinationRoot, FileSystemEntry const& entry, RestoreMode restoreMode,
                     TransformMode transformMode);
+  /// The same for entries that may be damaged: an exception that concerns one entry, UnsafeEntryPath included, goes to
+  /// `onFault`, and the next entry is extracted. To end the operation, `onFault` throws.
+  using ExtractionFaultHandler = std::function<void(FileSystemEntry const& entry, std::exception_ptr const& fault)>;
+  void extractEntries(std::u16string const& destinationRoot, std::vector<FileSystemEntry> const& entries,
+                      RestoreMode restoreMode, TransformMode transformMode, ExtractionFaultHandler const& onFault);
   /// The stored contents of a file, owned by the caller and independent of later changes once its stream is open. With
   /// TransformMode::None they are the stored bytes, which are an initialization vector and ciphertext where they are
   /// encrypted.
@@ -339,6 +361,10 @@ class ZT_API FileSystemManager : public model::DataManager {
                                                              boost::posix_time::ptime const& time);
   FileSystemEntry createLinkInternal(std::u16string const& path, std::u16string const& target);
   void removeWithDescendants(std::u16string const& path);
+  model::Part separate(FileSystemEntry const& entry, model::Part const& shared);
+  void throwIfBelowNoFolder(std::u16string const& path) const;
+  ContentParts& contentParts() const;
+  std::optional<std::size_t> findNumberPosition(std::u16string const& name) const;
 
   /// Whether a file to be added may be a link: one that was listed as a file may not have become one.
   enum class LinkRule { Follow, Refuse };
@@ -354,6 +380,8 @@ class ZT_API FileSystemManager : public model::DataManager {
   void selectDestination(std::u16string const& path);
 
   struct Extraction;  // one call of an extracting operation
+  using EntryVisitor = std::function<void(FileSystemEntry const&)>;
+  void extractEach(Extraction& extraction, std::function<void(EntryVisitor const&)> const& visitAll);
   void extractEntryInternal(Extraction& extraction, FileSystemEntry const& entry);
   void extractFileInternal(Extraction& extraction, FileSystemEntry const& entry);
   void extractFolderInternal(Extraction& extraction, FileSystemEntry const& entry);
@@ -366,6 +394,7 @@ class ZT_API FileSystemManager : public model::DataManager {
   void throwIfSavingChangesEncryption() const;
   void doSaveCurrent();
   void doSaveV1();
+  void leaveVersion1Part();
   void upgradeFromVersion1();
   void convertVersion1ToCurrentVersion();
   void cleanupOldPartsAndRelationships();
@@ -385,6 +414,8 @@ class ZT_API FileSystemManager : public model::DataManager {
   std::string digestAlgorithm_;
   std::shared_ptr<IDigestEngine> digestEngine_;  // for the names of content parts; empty until encryption is enabled
   mutable bool convertedFromV1_ = false;         // set by a load that upgraded version 1, consumed by ensureLoaded
+  std::uint64_t loadedSave_ = 0;                 // the package's count of saves that the tree includes
+  mutable std::unique_ptr<ContentParts> contentParts_;  // of the loaded tree, made when it is needed
 };
 
 }  // namespace opc::ztservices

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <functional>
 #include <map>
 #include <optional>
 #include <sstream>
@@ -9,6 +10,7 @@
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/CoreProperties.hpp"
+#include "package/CorePropertiesPart.hpp"
 #include "services/properties/ExtendedPropertyParts.hpp"
 #include "xml/XmlLimits.hpp"
 
@@ -16,6 +18,7 @@ namespace opc::ztservices {
 namespace {
 
 using model::Part;
+using model::detail::OwnedPart;
 using Bytes = std::vector<unsigned char>;
 using ReleaseInfo = CoreProperties::ReleaseInfo;
 
@@ -35,13 +38,38 @@ std::u16string const& requiredText(std::map<std::u16string, std::u16string> cons
   return text->second;
 }
 
-void loadVendorPart(model::Package const& package, model::XmlTextRecord& xml, CoreProperties& properties) {
+/// A value of the vendor part, in the order in which they are read and written.
+struct VendorValue {
+  char16_t const* element;
+  void (CoreProperties::*set)(std::u16string const& value);
+};
+constexpr VendorValue kVendorValues[] = {
+    {extended_properties::kContentType, &CoreProperties::setContentType},
+    {extended_properties::kContentTypeFriendlyName, &CoreProperties::setContentTypeFriendlyName},
+    {extended_properties::kRelease, &CoreProperties::setTALBEXRelease}};
+
+/// What happens to a fault: it ends the reading, or is noted for the part.
+using Attempt = std::function<void(OwnedPart const& part, std::function<void()> const& read)>;
+
+void readOrThrow(OwnedPart const&, std::function<void()> const& read) { read(); }
+
+Attempt readOrNote(std::vector<std::string>& faults) {
+  return [&faults](OwnedPart const& part, std::function<void()> const& read) {
+    try {
+      read();
+    } catch (Exception const& fault) {
+      faults.push_back(toUDEString(std::u16string(part.name)) + ": " + fault.what());
+    }
+  };
+}
+
+void loadVendorPart(model::Package const& package, model::XmlTextRecord& xml, CoreProperties& properties,
+                    Attempt const& attempt) {
   auto const part = kVendor.find(package);
   if (!part) return;
   auto const texts = xml.read(*part->getInputStream()).value();  // the schema refuses other roots
-  properties.setContentType(requiredText(texts, extended_properties::kContentType));
-  properties.setContentTypeFriendlyName(requiredText(texts, extended_properties::kContentTypeFriendlyName));
-  properties.setTALBEXRelease(requiredText(texts, extended_properties::kRelease));
+  for (VendorValue const& value : kVendorValues)
+    attempt(kVendor, [&] { (properties.*value.set)(requiredText(texts, value.element)); });
 }
 
 void loadExtensionPart(model::Package const& package, model::XmlTextRecord& xml, CoreProperties& properties) {
@@ -77,6 +105,13 @@ void loadReleaseInfoPart(model::Package const& package, CoreProperties& properti
   ReleaseInfo const info = parseReleaseInfo(text);
   if (info.getTALBEXVersion().empty()) throw model::InvalidPartContent(kInvalidReleaseInfo);
   properties.setTALBEXReleaseInfo(info);
+}
+
+void loadParts(model::Package const& package, model::XmlTextRecord& vendorXml, model::XmlTextRecord& extensionXml,
+               CoreProperties& properties, Attempt const& attempt) {
+  attempt(kVendor, [&] { loadVendorPart(package, vendorXml, properties, attempt); });
+  attempt(kExtension, [&] { loadExtensionPart(package, extensionXml, properties); });
+  attempt(kReleaseInfo, [&] { loadReleaseInfoPart(package, properties); });
 }
 
 Bytes makeDocument(model::XmlTextRecord& xml, std::vector<std::pair<char16_t const*, std::u16string>> const& texts) {
@@ -137,20 +172,35 @@ CoreProperties CorePropertiesManager::getCoreProperties() const {
   return properties_;
 }
 
+// Loads nothing, so that parts that cannot be loaded can be replaced.
 void CorePropertiesManager::setCoreProperties(CoreProperties const& properties) {
-  load();
   CoreProperties next = properties;
-  if (auto const& held = properties_.getUUID()) next.setUUID(*held);
+  if (auto const present = getPresentUUID()) next.setUUID(*present);
   markAsDirty();
   properties_ = std::move(next);
+  isSet_ = true;
+}
+
+CoreProperties CorePropertiesManager::getReadableProperties(std::vector<std::string>& faults) const {
+  CoreProperties read;
+  loadParts(getPackage(), *vendorXml_, *extensionXml_, read, readOrNote(faults));
+  read.opcProps() = model::PackageHelper::getCoreProperties(getPackage(), faults);
+  return read;
+}
+
+boost::optional<std::u16string> CorePropertiesManager::getPresentUUID() const {
+  if (isSet_ || properties_.getUUID()) return properties_.getUUID();
+  CoreProperties stored;
+  std::vector<std::string> ignored;
+  readOrNote(ignored)(kExtension, [&] { loadExtensionPart(getPackage(), *extensionXml_, stored); });
+  return stored.getUUID();
 }
 
 void CorePropertiesManager::doLoad() {
+  if (isSet_) return;
   try {
     CoreProperties loaded;
-    loadVendorPart(getPackage(), *vendorXml_, loaded);
-    loadExtensionPart(getPackage(), *extensionXml_, loaded);
-    loadReleaseInfoPart(getPackage(), loaded);
+    loadParts(getPackage(), *vendorXml_, *extensionXml_, loaded, readOrThrow);
     loaded.opcProps() = model::PackageHelper::getCoreProperties(getPackage());
     properties_ = std::move(loaded);
   } catch (Exception const& error) {
@@ -158,25 +208,30 @@ void CorePropertiesManager::doLoad() {
   }
 }
 
-// All documents are complete before the first part is written. Loads first, because a manager that was marked dirty but
-// never used has no properties yet.
+// Everything that may be refused is tried before the first part is written. Loads first, because a manager that was
+// marked dirty but never used has no properties yet.
 void CorePropertiesManager::doSave() {
   load();
   if (!properties_.isValid()) throw InvalidCoreProperties(kNotAllSet);
-  if (!properties_.getUUID()) properties_.generateAndSetUUID();
-  Bytes const vendor = makeVendorDocument(*vendorXml_, properties_);
-  Bytes const extension = makeDocument(*extensionXml_, {{extended_properties::kUUID, *properties_.getUUID()}});
-  ReleaseInfo const release = properties_.getTALBEXReleaseInfo();
-  std::string const releaseInfo = release.isLegacy() ? std::string() : release.getVersionInfo();
-
   model::Package& package = getPackage();
-  bool const isNew = !kVendor.find(package);
+  CoreProperties next = properties_;
+  if (!next.getUUID()) next.generateAndSetUUID();
+  if (!kVendor.findAny(package) && !CoreProperties::isValidTime(next.getCreatedTime()))
+    next.setCreatedTime(CoreProperties::getCurrentTime());
+  Bytes const vendor = makeVendorDocument(*vendorXml_, next);
+  Bytes const extension = makeDocument(*extensionXml_, {{extended_properties::kUUID, *next.getUUID()}});
+  ReleaseInfo const release = next.getTALBEXReleaseInfo();
+  std::string const releaseInfo = release.isLegacy() ? std::string() : release.getVersionInfo();
+  model::detail::makeCorePropertiesDocument(next.opcProps());
+  kVendor.requirePlace(package);
+  kExtension.requirePlace(package);
+  if (!releaseInfo.empty()) kReleaseInfo.requirePlace(package);
+
   kVendor.save(package, vendor);
-  if (isNew && !CoreProperties::isValidTime(properties_.getCreatedTime()))
-    properties_.setCreatedTime(CoreProperties::getCurrentTime());
   kExtension.save(package, extension);
   saveReleaseInfo(package, releaseInfo);
-  model::PackageHelper::createOrUpdateCoreProperties(package, properties_.opcProps());
+  model::PackageHelper::createOrUpdateCoreProperties(package, next.opcProps());
+  properties_ = std::move(next);
 }
 
 std::vector<std::u16string> CorePropertiesManager::doGetManagedPartNames() const {

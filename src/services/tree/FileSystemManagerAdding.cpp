@@ -101,7 +101,11 @@ void FileSystemManager::addAll(std::u16string const& sourceRoot, TransformMode m
   selectSource(root);
   FileSystemOps& ops = *source_;  // those of the root, while each file may be read through others
   std::vector<std::u16string> files = listFilesAndLinks(ops, root);
-  for (std::u16string const& file : files) throwIfNotCarriable(u"/" + paths::makeRelativePath(root, file));
+  for (std::u16string const& file : files) {
+    std::u16string const path = u"/" + paths::makeRelativePath(root, file);
+    throwIfNotCarriable(path);
+    throwIfBelowNoFolder(path);
+  }
 
   for (std::u16string& listed : files) {
     std::u16string const file = std::move(listed);  // so that the list shrinks while the tree grows

@@ -3,9 +3,11 @@
 #include <boost/system/error_code.hpp>
 #include <cstddef>
 #include <exception>
+#include <functional>
 #include <ios>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -79,6 +81,10 @@ std::unique_ptr<FileOutputStream> createDestination(FileSystemOps& ops, std::u16
   throw UnsafeEntryPath(messages::withPath(messages::kUnsafePath, path));
 }
 
+[[noreturn]] void throwBelowFile(std::u16string const& path) {
+  throw UnsafeEntryPath(messages::withPath(messages::kPathBelowFile, path));
+}
+
 /// Refuses (UnsafeEntryPath), before anything is made, every entry that would be written outside the destination root:
 /// through a ".." segment, through a link that is extracted too, or through a link that the disk has below the root.
 /// The root itself may be reached through links.
@@ -86,41 +92,59 @@ class ExtractionCheck {
  public:
   ExtractionCheck(FileSystemOps& disk, std::u16string const& root) : disk_(disk), root_(root) {}
 
-  /// Every entry to be extracted is noted before the first is checked.
-  void note(std::u16string const& path, bool isLink);
-  void check(std::u16string const& path, bool isLink);
+  /// Every entry to be extracted is noted before the first is checked. `tree` says what lies below a file.
+  void note(FileSystemEntry const& entry, FileSystemTree const& tree);
+  void check(FileSystemEntry const& entry);
+  /// Below an entry that is extracted as a file.
+  bool isBelowFile(FileSystemEntry const& entry) const;
 
  private:
-  void throwIfThroughNotedLink(std::u16string const& path, std::u16string const& place, bool isLink) const;
   void checkParent(std::u16string const& path, std::u16string_view parent);
   void throwIfLink(std::u16string const& path, std::u16string_view place) const;
 
   FileSystemOps& disk_;
   std::u16string const& root_;
-  std::set<std::u16string, PathLess> links_;  // collapsed
+  std::set<std::u16string, PathLess> links_;  // collapsed, none below another
+  std::set<std::u16string, PathLess> files_;  // collapsed, none below another: those with entries below them
   std::u16string checkedParent_;              // collapsed; the root at first
 };
 
-void ExtractionCheck::note(std::u16string const& path, bool isLink) {
-  if (findPathFault(path) == PathFault::LeadsUpwards) throwUnsafe(path);
-  if (isLink && !links_.insert(paths::collapse(path)).second) throwUnsafe(path);
+/// Adds a place to places of which none lies below another. False where it is one of them.
+bool addPlace(std::set<std::u16string, PathLess>& places, std::u16string const& place) {
+  auto const next = places.lower_bound(place);
+  if (next != places.end() && *next == place) return false;
+  if (next != places.begin() && isBelowPath(place, *std::prev(next))) return true;
+  auto last = next;
+  while (last != places.end() && isBelowPath(*last, place)) ++last;
+  places.erase(next, last);
+  places.insert(place);
+  return true;
 }
 
-void ExtractionCheck::check(std::u16string const& path, bool isLink) {
+/// Only the place in front of a path can be above it, since no place lies below another.
+bool isBelowAny(std::set<std::u16string, PathLess> const& places, std::u16string const& path) {
+  auto const next = places.lower_bound(path);
+  return next != places.begin() && isBelowPath(path, *std::prev(next));
+}
+
+void ExtractionCheck::note(FileSystemEntry const& entry, FileSystemTree const& tree) {
+  std::u16string const path = entry.getPathName();
+  if (findPathFault(path) == PathFault::LeadsUpwards) throwUnsafe(path);
+  if (entry.isLink() && !addPlace(links_, paths::collapse(path))) throwUnsafe(path);
+  if (entry.isFile() && tree.hasChildren(path)) addPlace(files_, paths::collapse(path));
+}
+
+void ExtractionCheck::check(FileSystemEntry const& entry) {
+  std::u16string const path = entry.getPathName();
   std::u16string const place = paths::collapse(path);
   if (place.empty()) return;
-  throwIfThroughNotedLink(path, place, isLink);
+  if (isBelowAny(links_, place) || (!entry.isLink() && links_.contains(place))) throwUnsafe(path);
   std::u16string_view const parent = std::u16string_view(place).substr(0, place.rfind(u'/'));
   if (parent != checkedParent_) checkParent(path, parent);
 }
 
-/// All links that sort between a link and a path below it lie below that link too, and are refused themselves if the
-/// path is not. So a look at the link before each path finds every fault.
-void ExtractionCheck::throwIfThroughNotedLink(std::u16string const& path, std::u16string const& place,
-                                              bool isLink) const {
-  auto const link = links_.lower_bound(place);
-  if (!isLink && link != links_.end() && *link == place) throwUnsafe(path);
-  if (link != links_.begin() && isBelowPath(place, *std::prev(link))) throwUnsafe(path);
+bool ExtractionCheck::isBelowFile(FileSystemEntry const& entry) const {
+  return !files_.empty() && isBelowAny(files_, paths::collapse(entry.getPathName()));
 }
 
 /// Skips the folders that the path shares with the one checked last.
@@ -139,14 +163,6 @@ void ExtractionCheck::throwIfLink(std::u16string const& path, std::u16string_vie
   if (disk_.isSymlink(disk_.appendPath(root_, std::u16string(place)))) throwUnsafe(path);
 }
 
-/// `forEachEntry` passes the path of each entry, and whether the entry is a link.
-template <typename ForEachEntry>
-void checkEach(FileSystemOps& disk, std::u16string const& root, ForEachEntry const& forEachEntry) {
-  ExtractionCheck check(disk, root);
-  forEachEntry([&](std::u16string const& path, bool isLink) { check.note(path, isLink); });
-  forEachEntry([&](std::u16string const& path, bool isLink) { check.check(path, isLink); });
-}
-
 }  // namespace
 
 struct FileSystemManager::Extraction {
@@ -160,13 +176,8 @@ void FileSystemManager::extractAll(std::u16string const& destinationRoot, Restor
                                    TransformMode transformMode) {
   ensureLoaded();
   selectDestination(destinationRoot);
-  checkEach(*destination_, destinationRoot, [this](auto const& visit) {
-    tree_->forEachLeaf(
-        [&](FileSystemNode const& node) { visit(node.fullPath(), node.type == FileSystemNodeType::Link); });
-  });
-  ensureDestinationRootExists(destinationRoot);
   Extraction extraction{destinationRoot, restoreMode, transformMode};
-  tree_->forEachLeaf([&](FileSystemNode const& node) { extractEntryInternal(extraction, makeEntry(node)); });
+  extractEach(extraction, [this](EntryVisitor const& visit) { visitLeafs(visit); });
 }
 
 void FileSystemManager::extractEntries(std::u16string const& destinationRoot,
@@ -175,12 +186,56 @@ void FileSystemManager::extractEntries(std::u16string const& destinationRoot,
   ensureLoaded();
   for (FileSystemEntry const& entry : entries) throwIfStale(entry);
   selectDestination(destinationRoot);
-  checkEach(*destination_, destinationRoot, [&](auto const& visit) {
-    for (FileSystemEntry const& entry : entries) visit(entry.getPathName(), entry.isLink());
+  Extraction extraction{destinationRoot, restoreMode, transformMode};
+  extractEach(extraction, [&](EntryVisitor const& visit) {
+    for (FileSystemEntry const& entry : entries) visit(entry);
   });
+}
+
+// All entries are checked before anything is made.
+void FileSystemManager::extractEach(Extraction& extraction, std::function<void(EntryVisitor const&)> const& visitAll) {
+  ExtractionCheck check(*destination_, extraction.root);
+  visitAll([&](FileSystemEntry const& entry) { check.note(entry, *tree_); });
+  visitAll([&](FileSystemEntry const& entry) { check.check(entry); });
+  ensureDestinationRootExists(extraction.root);
+  std::optional<std::u16string> belowFile;
+  visitAll([&](FileSystemEntry const& entry) {
+    if (!check.isBelowFile(entry))
+      extractEntryInternal(extraction, entry);
+    else if (!belowFile)
+      belowFile = entry.getPathName();
+  });
+  if (belowFile) throwBelowFile(*belowFile);
+}
+
+// All links are noted before the first entry is checked, so that no entry is written through a link that comes later.
+void FileSystemManager::extractEntries(std::u16string const& destinationRoot,
+                                       std::vector<FileSystemEntry> const& entries, RestoreMode restoreMode,
+                                       TransformMode transformMode, ExtractionFaultHandler const& onFault) {
+  ensureLoaded();
+  for (FileSystemEntry const& entry : entries) throwIfStale(entry);
+  selectDestination(destinationRoot);
+  ExtractionCheck check(*destination_, destinationRoot);
+  auto const attempt = [&](FileSystemEntry const& entry, auto const& call) {
+    try {
+      call();
+      return true;
+    } catch (...) {
+      onFault(entry, std::current_exception());
+      return false;
+    }
+  };
+  std::vector<FileSystemEntry> accepted;
+  for (FileSystemEntry const& entry : entries)
+    if (attempt(entry, [&] { check.note(entry, *tree_); })) accepted.push_back(entry);
   ensureDestinationRootExists(destinationRoot);
   Extraction extraction{destinationRoot, restoreMode, transformMode};
-  for (FileSystemEntry const& entry : entries) extractEntryInternal(extraction, entry);
+  for (FileSystemEntry const& entry : accepted)
+    attempt(entry, [&] {
+      check.check(entry);
+      if (check.isBelowFile(entry)) throwBelowFile(entry.getPathName());
+      extractEntryInternal(extraction, entry);
+    });
 }
 
 void FileSystemManager::extractEntry(std::u16string const& destinationRoot, FileSystemEntry const& entry,

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <set>
@@ -10,6 +12,7 @@
 #include "crypto/CipherTransforms.hpp"
 #include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/FileSystem.hpp"
+#include "services/tree/ContentParts.hpp"
 #include "services/tree/EncryptedContent.hpp"
 #include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/FileSystemTree.hpp"
@@ -79,6 +82,8 @@ void FileSystemManager::ensureLoaded() const {
 
 void FileSystemManager::doLoad() {
   tree_ = std::make_unique<FileSystemTree>();
+  contentParts_.reset();
+  loadedSave_ = sharedCount(getRelationshipType());
   auto found = manifest::kPart.find(getPackage());
   if (!found) found = manifest::kPartV1.find(getPackage());
   if (!found) return;
@@ -116,7 +121,9 @@ void FileSystemManager::convertVersion1ToCurrentVersion() {
   }
   tree_->setVersion(manifest::kCurrentVersion);
   if (package.isReadOnly()) return;
-  for (PartName const& part : targetParts) package.deletePart(part);
+  contentParts_ = std::make_unique<ContentParts>(*tree_, package, true);
+  for (PartName const& part : targetParts)
+    if (!contentParts_->isNamed(part.toString()) && contentParts_->isOwn(part)) package.deletePart(part);
 }
 
 void FileSystemManager::cleanupOldPartsAndRelationships() {
@@ -131,9 +138,12 @@ void FileSystemManager::cleanupOldPartsAndRelationships() {
 // Loads first: a manager that was marked dirty but never used must not replace the manifest with an empty one.
 void FileSystemManager::doSave() {
   ensureLoaded();
+  std::uint64_t& saves = sharedCount(getRelationshipType());
+  if (saves != loadedSave_) throw FileSystemConflict(messages::kConflict);
   throwIfSavingChangesEncryption();
   doSaveCurrent();
   if (saveV1Manifest_) doSaveV1();
+  loadedSave_ = ++saves;
 }
 
 /// A manifest of the current schema may call itself version 1; a reader would then misread the permissions written
@@ -149,8 +159,25 @@ void FileSystemManager::doSaveCurrent() {
     source = std::make_unique<EncryptionWithInlineIVTransform>(std::move(source), encryptor_, encryptionAlgorithm_,
                                                                ivGenerator_);
   InputStream& input = source->getInputStream();
+  leaveVersion1Part();
   manifest::kPart.save(getPackage(), source->getContentType(),
                        [&input](OutputStream& output) { StreamHelper::copyStreamToStream(input, output); });
+}
+
+/// A part keeps its content type for life. By that of version 1 a reader would take the targets of links for parts, so
+/// the manifest moves to a new part.
+void FileSystemManager::leaveVersion1Part() {
+  model::Package& package = getPackage();
+  auto const part = manifest::kPart.find(package);
+  if (!part || part->getContentType() != getPartContentTypeV1()) return;
+  auto const leadsToIt = [&](model::Relationship const& relationship) {
+    auto const target = model::PackageHelper::findTarget(package, relationship);
+    return target && target->getName() == part->getName();
+  };
+  for (model::Relationship const& relationship : package.getRelationshipsByType(getRelationshipType()))
+    if (leadsToIt(relationship)) package.deleteRelationship(relationship.getID());
+  auto const others = package.getRelationships();
+  if (std::none_of(others.begin(), others.end(), leadsToIt)) package.deletePart(part->getName());
 }
 
 void FileSystemManager::doSaveV1() {
@@ -160,7 +187,7 @@ void FileSystemManager::doSaveV1() {
 std::vector<std::u16string> FileSystemManager::doGetManagedPartNames() const {
   std::vector<std::u16string> names{getPartURI().toString()};
   if (saveV1Manifest_) names.push_back(getPartURIV1().toString());
-  tree_->forEachLeaf([&](FileSystemNode const& node) {
+  tree_->forEachListed([&](FileSystemNode const& node) {
     if (node.type == FileSystemNodeType::File) names.push_back(node.content);
   });
   return names;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "opc/ztservices/FileSystem.hpp"
+#include "services/tree/ContentParts.hpp"
 #include "services/tree/EncryptedContent.hpp"
 #include "services/tree/FileSystemTree.hpp"
 #include "services/tree/Messages.hpp"
@@ -71,13 +72,13 @@ std::vector<FileSystemEntry> FileSystemManager::getChildren(FileSystemEntry cons
 std::vector<FileSystemEntry> FileSystemManager::getAllLeafs() const {
   ensureLoaded();
   std::vector<FileSystemEntry> entries;
-  tree_->forEachLeaf([&](FileSystemNode const& node) { entries.push_back(makeEntry(node)); });
+  tree_->forEachListed([&](FileSystemNode const& node) { entries.push_back(makeEntry(node)); });
   return entries;
 }
 
 void FileSystemManager::visitLeafs(std::function<void(FileSystemEntry const&)> const& visitor) const {
   ensureLoaded();
-  tree_->forEachLeaf([&](FileSystemNode const& node) { visitor(makeEntry(node)); });
+  tree_->forEachListed([&](FileSystemNode const& node) { visitor(makeEntry(node)); });
 }
 
 void FileSystemManager::visitEntries(std::function<void(FileSystemEntry const&)> const& visitor) const {
@@ -104,6 +105,7 @@ FileSystemEntry FileSystemManager::createLink(std::u16string const& path, std::u
   std::u16string const normal = findFreePath(path);
   std::u16string const converted = paths::convertSeparators(target);
   throwIfNotCarriable(converted);
+  if (converted.empty()) throw InvalidEntryName(messages::withPath(messages::kLinkWithoutTarget, normal));
   return createLinkInternal(normal, converted);
 }
 
@@ -132,7 +134,26 @@ void FileSystemManager::deleteFolder(FileSystemEntry const& entry) {
 }
 
 std::unique_ptr<OutputStream> FileSystemManager::getFileOutputStream(FileSystemEntry const& entry) {
-  return getContentPart(entry).getOutputStream();
+  model::Part const part = getContentPart(entry);
+  return (contentParts().isShared(entry.getContentName()) ? separate(entry, part) : part).getOutputStream();
+}
+
+/// Gives the file a copy of the part that it shares with others, so that only its own contents are replaced.
+model::Part FileSystemManager::separate(FileSystemEntry const& entry, model::Part const& shared) {
+  std::u16string const path = entry.getPathName(), name = makeUniquePartName(path);
+  model::ContentType const type = shared.getContentType();
+  auto const input = shared.getInputStream();
+  model::Part copy =
+      getPackage().createPart(model::PartName(name), type, model::StandardPartInfo(compressionFor(type)));
+  auto const output = copy.getOutputStream();
+  StreamHelper::copyStreamToStream(*input, *output);
+  output->close();
+  FileSystemNode node = tree_->getNode(path);
+  contentParts().release(node.content);
+  node.content = name;
+  tree_->updateNode(node);
+  markAsDirty();
+  return copy;
 }
 
 void FileSystemManager::throwIfAlreadyExists(std::u16string const& path) const {
@@ -160,7 +181,13 @@ std::u16string FileSystemManager::findFreePath(std::u16string const& path) const
   std::u16string absolute(paths::withoutRepeatedLeadingSlashes(normal));
   throwIfNotCarriable(absolute);
   throwIfAlreadyExists(absolute);
+  throwIfBelowNoFolder(absolute);
   return absolute;
+}
+
+/// Such an entry could exist on no disk.
+void FileSystemManager::throwIfBelowNoFolder(std::u16string const& path) const {
+  if (!tree_->hasOnlyFoldersAbove(path)) throw FileSystemEntryMustBeFolder(messages::kMustBeFolder);
 }
 
 void FileSystemManager::throwIfStale(FileSystemEntry const& entry) const {
@@ -206,9 +233,10 @@ FileSystemEntry FileSystemManager::createLinkInternal(std::u16string const& path
 }
 
 void FileSystemManager::removeWithDescendants(std::u16string const& path) {
-  tree_->removeSubtree(path, [this](FileSystemNodeType type, std::u16string const& content) {
+  ContentParts& parts = contentParts();  // made while the tree is whole
+  tree_->removeSubtree(path, [&](FileSystemNodeType type, std::u16string const& content) {
     markAsDirty();
-    if (type == FileSystemNodeType::File) getPackage().deletePart(model::PartName(content));
+    if (type == FileSystemNodeType::File && parts.release(content)) getPackage().deletePart(model::PartName(content));
   });
 }
 

@@ -87,7 +87,7 @@ class Writer {
 
   void write(FileSystemTree const& tree) {
     startRoot(tree);
-    tree.forEachLeaf([this](FileSystemNode const& node) { writeEntry(node); });
+    tree.forEachListed([this](FileSystemNode const& node) { writeEntry(node); });
     xml_.endElement();
     xml_.finish();
   }

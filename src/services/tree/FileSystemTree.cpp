@@ -77,6 +77,13 @@ bool FileSystemTree::hasChildren(std::u16string_view path) const {
   return entry && entry->second.isPresent && !isLeaf(*entry);
 }
 
+bool FileSystemTree::hasOnlyFoldersAbove(std::u16string_view path) const {
+  Entry const* const entry = find(path);
+  for (Entry const* above = entry ? entry->first.parent : place_.entry; above; above = above->first.parent)
+    if (above->second.isPresent && above->second.type != FileSystemNodeType::Folder) return false;
+  return true;
+}
+
 std::vector<FileSystemNode> FileSystemTree::getChildNodes(std::u16string_view path) const {
   std::vector<FileSystemNode> nodes;
   Entry const* const folder = find(path);
@@ -100,12 +107,28 @@ void FileSystemTree::forEachLeaf(NodeVisitor const& visit) const {
   walk([](Entry const& entry) { return isLeaf(entry) && !isRoot(entry); }, visit);
 }
 
+void FileSystemTree::forEachListed(NodeVisitor const& visit) const {
+  walk(
+      [](Entry const& entry) {
+        return !isRoot(entry) && (isLeaf(entry) || entry.second.type != FileSystemNodeType::Folder);
+      },
+      visit);
+}
+
 void FileSystemTree::forEachNode(NodeVisitor const& visit) const {
   walk([](Entry const& entry) { return !isRoot(entry); }, visit);
 }
 
 void FileSystemTree::forEachLink(NodeVisitor const& visit) const {
   walk([](Entry const& entry) { return entry.second.type == FileSystemNodeType::Link; }, visit);
+}
+
+void FileSystemTree::forEachContent(std::function<void(std::u16string const& content)> const& visit) const {
+  for (Entry const& entry : entries_) {
+    Record const& record = entry.second;
+    if (record.isPresent && record.type == FileSystemNodeType::File)
+      visit(record.contentIsPath ? pathOf(entry) : record.content.toString());
+  }
 }
 
 /// Visits the wanted nodes in key order.
@@ -195,6 +218,14 @@ FileSystemNode FileSystemTree::nodeOf(Entry const& entry, std::u16string const& 
 
 std::u16string FileSystemTree::contentOf(Entry const& entry, std::u16string const& path) {
   return entry.second.contentIsPath ? path : entry.second.content.toString();
+}
+
+std::u16string FileSystemTree::pathOf(Entry const& entry) {
+  std::vector<Entry const*> steps;
+  for (Entry const* step = &entry; step; step = step->first.parent) steps.push_back(step);
+  std::u16string path;
+  for (auto step = steps.rbegin(); step != steps.rend(); ++step) appendName(**step, path);
+  return path;
 }
 
 void FileSystemTree::store(FileSystemNode const& node, std::u16string const& path, Record& record) {

@@ -45,16 +45,24 @@ class FileSystemTree {
   FileSystemNode getParentNode(std::u16string_view path) const;
   bool hasParent(std::u16string_view path) const;
   bool hasChildren(std::u16string_view path) const;
+  /// Whether no file or link lies on the way to the path, which need not be present.
+  bool hasOnlyFoldersAbove(std::u16string_view path) const;
   /// In the order of insertion; empty where there are none.
   std::vector<FileSystemNode> getChildNodes(std::u16string_view path) const;
   /// Every node without children, in key order; none while the root is alone.
   std::vector<FileSystemNode> getLeafNodes() const;
   /// The same without a list of copies. The tree must not be changed meanwhile.
   void forEachLeaf(NodeVisitor const& visit) const;
+  /// Every node that a manifest lists, in key order: files and links, also those with children, and childless folders.
+  /// The tree must not be changed meanwhile.
+  void forEachListed(NodeVisitor const& visit) const;
   /// Every node but the root, in key order. The tree must not be changed meanwhile.
   void forEachNode(NodeVisitor const& visit) const;
   /// Every link, including those with children, in key order. The tree must not be changed meanwhile.
   void forEachLink(NodeVisitor const& visit) const;
+
+  /// The contents of all files, in no particular order.
+  void forEachContent(std::function<void(std::u16string const& content)> const& visit) const;
 
   /// Throws opc::Exception where the path is present.
   void addNode(FileSystemNode const& node);
@@ -132,6 +140,7 @@ class FileSystemTree {
 
   static FileSystemNode nodeOf(Entry const& entry, std::u16string const& path);
   static std::u16string contentOf(Entry const& entry, std::u16string const& path);
+  static std::u16string pathOf(Entry const& entry);
   static void store(FileSystemNode const& node, std::u16string const& path, Record& record);
   static bool isRoot(Entry const& entry);
   static bool isLeaf(Entry const& entry) { return entry.second.presentChildren == 0; }

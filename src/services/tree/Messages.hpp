@@ -22,15 +22,18 @@ inline constexpr char kCannotStartEncryption[] =
 inline constexpr char kCannotStopEncryption[] = "Cannot save an encrypted file system while encryption is not enabled";
 inline constexpr char kManifestIsEncrypted[] = "Manifest is encrypted but enableDecryption() has not been called yet";
 inline constexpr char kContentIsEncrypted[] = "Content is encrypted but enableDecryption() has not been called yet";
+inline constexpr char kConflict[] = "The file system was saved by another manager after it was loaded";
 inline constexpr char kUnknownConversionFault[] = "Unknown error converting from V1 manifest to current format.";
 
 // These are followed by a path.
 inline constexpr char kAlreadyExists[] = "File system entry already exists: ";
 inline constexpr char kDoesNotExist[] = "File system entry does not exist: ";
+inline constexpr char kLinkWithoutTarget[] = "Link has no target: ";
 inline constexpr char kNoLinkTarget[] = "Could not read link target for: ";
 inline constexpr char kLinkTargetTooLong[] = "Link target is too long for: ";
 inline constexpr char kNoSource[] = "There is no content source for: ";
 inline constexpr char kUnsafePath[] = "Entry path leaves the destination root: ";
+inline constexpr char kPathBelowFile[] = "Entry path leads below a file: ";
 inline constexpr char kCouldNotCreateFile[] = "Could not create file: ";
 
 // These are followed by the text of an error.

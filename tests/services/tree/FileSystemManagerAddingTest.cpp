@@ -403,4 +403,19 @@ TEST(FileSystemManagerAdding, DiskThatOpensNoFilesForAddingIsCalledStepByStep) {
   EXPECT_THAT(disk.calls, ElementsAre("isFile", "open", "permissions", "time"));
 }
 
+TEST(FileSystemManagerAdding, AddsNothingBelowWhatIsNoFolder) {
+  TemporaryDirectory source;
+  writeFile(source / "a", "a");
+  std::filesystem::create_directory(source / "src");
+  writeFile(source / "src/f", "f");
+  NewFileSystem fs;
+  fs.manager.createLink(u"/src", u"elsewhere");
+  EXPECT_THROW_MESSAGE(fs.manager.addAll(source.u16(), TransformMode::None), FileSystemEntryMustBeFolder,
+                       "File system entry must be a folder");
+  EXPECT_THROW(fs.manager.addFile(source.u16("a"), u"/src/a", TransformMode::None), FileSystemEntryMustBeFolder);
+  EXPECT_THAT(leafs(fs.manager), testing::ElementsAre(u"/src"));
+  EXPECT_THAT(contentParts(*fs.package), testing::IsEmpty());
+  EXPECT_EQ(fs.manager.getLinkTarget(fs.manager.getEntry(u"/src")), u"elsewhere");
+}
+
 }  // namespace

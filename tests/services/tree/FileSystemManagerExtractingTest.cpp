@@ -232,7 +232,7 @@ TEST(FileSystemManagerExtracting, LinkBelowALinkOrInItsPlaceIsRefused) {
     NewFileSystem source;
     source.manager.createLink(u"/a", u"../evil");
     source.manager.createLink(path, u"x");
-    addText(source.manager, u"/./a/b/c", "t");
+    addText(source.manager, u"/././a/b/c", "t");
     TemporaryDirectory directory;
     EXPECT_THROW(source.manager.extractAll(directory.u16("root"), kRestore, TransformMode::None), UnsafeEntryPath);
     EXPECT_FALSE(fs::exists(directory / "root"));

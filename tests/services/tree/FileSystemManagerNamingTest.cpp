@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gmock/gmock.h>
 #include <string>
 #include <vector>
@@ -110,7 +111,7 @@ TEST(FileSystemManagerNaming, MakeUniquePartNameCreatesNothing) {
 
 TEST(FileSystemManagerNaming, EveryNameThatIsGivenCanBeCreated) {
   NewFileSystem fs;
-  for (std::u16string const path : {u"/foo.", u"/foo", u"/FOO", u"/foo/x", u"/_rels/.rels", u"/a/_rels/b.rels", u"/b/",
+  for (std::u16string const path : {u"/foo.", u"/foo", u"/FOO", u"/fOO/x", u"/_rels/.rels", u"/a/_rels/b.rels", u"/b/",
                                     u"/...", u"/.", u"/..", u"/c//d", u"/%2f", u"/?#[]", u"/\t\n"})
     EXPECT_NO_THROW(createPlainFile(fs.manager, path)) << opc::toUDEString(path);
 }
@@ -142,6 +143,45 @@ TEST(FileSystemManagerNaming, MakeUniquePartNameLoadsFirst) {
   auto const package = Package::createInMemory();
   package->createInternalRelationship(FileSystemManager::getRelationshipType(), FileSystemManager::getPartURI());
   EXPECT_THROW(FileSystemManager(*package).makeUniquePartName(u"/x"), opc::model::PartNotFound);
+}
+
+/// The text with the letters of the set bits in upper case.
+std::u16string inCaseOf(std::u16string text, std::size_t bits) {
+  for (std::size_t i = 0; i < text.size(); ++i)
+    if (bits >> i & 1U) text[i] = static_cast<char16_t>(text[i] - u'a' + u'A');
+  return text;
+}
+
+// The names that files had of old, so that a package comes out the same.
+TEST(FileSystemManagerNaming, FirstHundredCaseVariantsGetAccumulatedNumbers) {
+  NewFileSystem fs;
+  std::u16string suffix;
+  for (std::size_t i = 0; i < 100; ++i) {
+    std::u16string const name = inCaseOf(u"abcdefg", i) + u".txt";
+    ASSERT_EQ(createPlainFile(fs.manager, u"/" + name).getContentName(), u"/fsroot/" + name + suffix);
+    suffix += numbered(u"_", i + 1);
+  }
+}
+
+TEST(FileSystemManagerNaming, ThousandsOfCaseVariantsKeepShortNames) {
+  NewFileSystem fs;
+  for (std::size_t i = 0; i < 2000; ++i) {
+    FileSystemEntry const entry = createPlainFile(fs.manager, u"/" + inCaseOf(u"abcdefghijk", i));
+    ASSERT_LT(entry.getContentName().size(), 400U) << i;
+  }
+  EXPECT_EQ(contentParts(*fs.package).size(), 2000U);
+}
+
+TEST(FileSystemManagerNaming, MoreThanAHundredBadSegmentsAreMended) {
+  std::u16string path;
+  for (int i = 0; i < 150; ++i) path += u"/a.";
+  EXPECT_TRUE(PartName(nameFor({}, path)).isValid());
+}
+
+TEST(FileSystemManagerNaming, NumbersBeyondAHundredGoOnWhereAnotherPartIsInTheWay) {
+  NewFileSystem fs;
+  for (std::size_t i = 0; i < 300; ++i) addPart(*fs.package, fs.manager.makeUniquePartName(u"/d/x.txt"), u"a/b", "");
+  EXPECT_EQ(contentParts(*fs.package).size(), 300U);
 }
 
 }  // namespace

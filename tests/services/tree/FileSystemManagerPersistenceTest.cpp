@@ -220,13 +220,41 @@ TEST(FileSystemManagerPersistence, SaveWritesBothManifestsWhenAsked) {
   EXPECT_TRUE(package->hasPart(PartName(kManifestV1)));
 }
 
-TEST(FileSystemManagerPersistence, LastOfTwoDirtyManagersDecides) {
+TEST(FileSystemManagerPersistence, SecondOfTwoDirtyManagersReportsTheConflict) {
+  NewFileSystem fs;
+  {
+    FileSystemManager second(*fs.package);
+    createPlainFile(second, u"/second");
+    createPlainFile(fs.manager, u"/first");
+    EXPECT_FALSE(second.hasEntry(u"/first"));
+    EXPECT_THROW_MESSAGE(fs.package->save(), FileSystemConflict,
+                         "The file system was saved by another manager after it was loaded");
+    EXPECT_TRUE(second.isDirty());
+  }
+  EXPECT_THAT(leafs(FileSystemManager(*reopen(*fs.package))), ElementsAre(u"/first"));
+}
+
+TEST(FileSystemManagerPersistence, ManagerThatLoadedBeforeAnotherSavedReportsTheConflict) {
   NewFileSystem fs;
   FileSystemManager second(*fs.package);
-  second.createFolder(u"/second");
-  fs.manager.createFolder(u"/first");
   EXPECT_FALSE(second.hasEntry(u"/first"));
-  EXPECT_THAT(leafs(FileSystemManager(*reopen(*fs.package))), ElementsAre(u"/second"));
+  createPlainFile(fs.manager, u"/first");
+  fs.package->save();
+  createPlainFile(fs.manager, u"/more");
+  fs.package->save();
+  createPlainFile(second, u"/second");
+  EXPECT_THROW(fs.package->save(), FileSystemConflict);
+  EXPECT_TRUE(fs.package->hasPart(PartName(u"/fsroot/first")));
+}
+
+TEST(FileSystemManagerPersistence, ManagersInTurnDoNotConflict) {
+  NewFileSystem fs;
+  createPlainFile(fs.manager, u"/first");
+  fs.package->save();
+  FileSystemManager second(*fs.package);
+  createPlainFile(second, u"/second");
+  fs.package->save();
+  EXPECT_THAT(leafs(FileSystemManager(*reopen(*fs.package))), ElementsAre(u"/first", u"/second"));
 }
 
 TEST(FileSystemManagerPersistence, CleanManagerDoesNotUndoAnothersChanges) {

@@ -6,6 +6,8 @@
 #include <istream>
 #include <streambuf>
 
+#include "text/SchemaBaseURI.hpp"
+
 namespace zt_test {
 
 using boost::system::error_code;
@@ -152,6 +154,23 @@ void addPart(Package& package, std::u16string const& name, std::u16string const&
 
 std::string textOfPart(Package const& package, std::u16string const& name) {
   return readAll(*package.getPart(PartName(name)).getInputStream());
+}
+
+std::unique_ptr<Package> foreignPackage(std::string const& entries) {
+  auto package = Package::createInMemory();
+  addPart(*package, u"/c", u"a/b", "content");
+  addPart(*package, u"/fsroot/c", u"a/b", "shared");
+  addPart(*package, u"/word/document.xml", u"application/xml", "document");
+  addPart(*package, u"/m.xml", FileSystemManager::getPartContentType().toString(),
+          "<fileEntries xmlns=\"" ZT_SCHEMA_BASE_URI
+          "/package/2013/filesystemManifest\" createdByEncoding=\"x\" createdByPlatform=\"y\" version=\"2.0\">" +
+              entries + "</fileEntries>");
+  package->createInternalRelationship(FileSystemManager::getRelationshipType(), opc::model::URI(u"/m.xml"));
+  return package;
+}
+
+std::string entryOf(std::string const& name, std::string const& content, std::string const& kind) {
+  return "<fileEntry name=\"" + name + "\" content=\"" + content + "\" type=\"" + kind + "\"/>";
 }
 
 opc::Perms::Perms_tag permissionsOf(std::u16string const& path) {

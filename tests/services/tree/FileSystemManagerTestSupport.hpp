@@ -127,6 +127,12 @@ std::vector<std::u16string> leafs(FileSystemManager const& manager);
 void addPart(Package& package, std::u16string const& name, std::u16string const& type, std::string const& text);
 std::string textOfPart(Package const& package, std::u16string const& name);
 
+/// A package of another maker, with a manifest of these fileEntry elements and the parts /c ("content"), /fsroot/c
+/// ("shared") and /word/document.xml ("document").
+std::unique_ptr<Package> foreignPackage(std::string const& entries);
+/// One element; `kind` is File, Folder or SymLink.
+std::string entryOf(std::string const& name, std::string const& content, std::string const& kind = "File");
+
 /// Of a file on the local disk.
 opc::Perms::Perms_tag permissionsOf(std::u16string const& path);
 boost::posix_time::ptime timeOf(std::u16string const& path);

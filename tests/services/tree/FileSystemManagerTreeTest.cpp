@@ -214,14 +214,45 @@ TEST(FileSystemManagerTree, DeleteFolderTakesEverythingBelow) {
   EXPECT_THAT(contentParts(*fs.package), ElementsAre(u"/fsroot/ab"));
 }
 
-TEST(FileSystemManagerTree, FailureInDeleteFolderLeavesWhatFollows) {
+TEST(FileSystemManagerTree, DeleteFolderCountsAMissingPartAsDeleted) {
   NewFileSystem fs;
   createPlainFile(fs.manager, u"/a/3");
   FileSystemEntry const second = createPlainFile(fs.manager, u"/a/2");
   createPlainFile(fs.manager, u"/a/1");
   fs.package->deletePart(PartName(second.getContentName()));
-  EXPECT_THROW(fs.manager.deleteFolder(fs.manager.getEntry(u"/a")), opc::model::PartNotFound);
-  EXPECT_THAT(pathsOf(fs.manager.getChildren(u"/a")), ElementsAre(u"/a/1"));
+  fs.manager.deleteFolder(fs.manager.getEntry(u"/a"));
+  EXPECT_THAT(leafs(fs.manager), IsEmpty());
+  EXPECT_THAT(contentParts(*fs.package), IsEmpty());
+}
+
+TEST(FileSystemManagerTree, NothingIsCreatedBelowWhatIsNoFolder) {
+  constexpr char kMessage[] = "File system entry must be a folder";
+  NewFileSystem fs;
+  createPlainFile(fs.manager, u"/f");
+  fs.manager.createLink(u"/l", u"t");
+  fs.package->save();
+  for (std::u16string const path : {u"/f/x", u"/l/x", u"/f/x/y", u"/l/x/y", u"\\f\\x", u"//f/x", u"/f/"}) {
+    EXPECT_THROW_MESSAGE(fs.manager.createFolder(path), FileSystemEntryMustBeFolder, kMessage);
+    EXPECT_THROW_MESSAGE(fs.manager.createLink(path, u"t"), FileSystemEntryMustBeFolder, kMessage);
+    EXPECT_THROW_MESSAGE(createPlainFile(fs.manager, path), FileSystemEntryMustBeFolder, kMessage);
+    EXPECT_THROW_MESSAGE(addText(fs.manager, path, "t"), FileSystemEntryMustBeFolder, kMessage);
+  }
+  EXPECT_FALSE(fs.manager.isDirty());
+  EXPECT_THAT(leafs(fs.manager), ElementsAre(u"/f", u"/l"));
+  EXPECT_THAT(contentParts(*fs.package), ElementsAre(u"/fsroot/f"));
+}
+
+TEST(FileSystemManagerTree, NothingIsCreatedInAFolderBelowWhatIsNoFolder) {
+  auto const package = foreignPackage(entryOf("/f", "/c") + entryOf("/f/d", "", "Folder"));
+  FileSystemManager manager(*package);
+  EXPECT_THROW(manager.createFolder(u"/f/d/x"), FileSystemEntryMustBeFolder);
+}
+
+TEST(FileSystemManagerTree, ALinkNeedsATarget) {
+  NewFileSystem fs;
+  EXPECT_THROW_MESSAGE(fs.manager.createLink(u"/l", u""), InvalidEntryName, "Link has no target: /l");
+  EXPECT_FALSE(fs.manager.hasEntry(u"/l"));
+  EXPECT_FALSE(fs.manager.isDirty());
 }
 
 TEST(FileSystemManagerTree, DeletingTheRootEmptiesIt) {

@@ -289,4 +289,21 @@ TEST(FileSystemManagerVersion1, BecomesAnEncryptedManifestWhileItsContentsStayPl
   EXPECT_NE(textAt(reader, u"/new"), "secret");
 }
 
+TEST(FileSystemManagerVersion1, AFileKeepsThePartThatALinkShares) {
+  auto const package = version1Package(
+      "content", std::string(kFileEntry) + "<fileEntry name=\"l\" content=\"/files/f\" type=\"SymLink\"/>");
+  FileSystemManager manager(*package);
+  EXPECT_EQ(manager.getLinkTarget(manager.getEntry(u"/l")), u"content");
+  EXPECT_EQ(textAt(manager, u"/a/f.txt"), "content");
+}
+
+TEST(FileSystemManagerVersion1, APartThatBelongsToOthersStaysWhenALinkTakesItsTargetFromIt) {
+  auto const package = version1Package();
+  addPart(*package, u"/document.xml", u"text/plain", "document");
+  package->getPart(PartName(u"/document.xml")).createInternalRelationship(u"http://t", opc::model::URI(u"/links/l"));
+  FileSystemManager manager(*package);
+  EXPECT_EQ(manager.getLinkTarget(manager.getEntry(u"/l")), u"a/f.txt");
+  EXPECT_TRUE(package->hasPart(PartName(u"/links/l")));
+}
+
 }  // namespace

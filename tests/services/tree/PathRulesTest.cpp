@@ -17,7 +17,7 @@ using testing::ElementsAre;
 
 constexpr char kReason[] = " (it holds a character that XML cannot carry)";
 
-void expectRefused(std::u16string const& text, std::string const& shown) {
+void expectNotCarriable(std::u16string const& text, std::string const& shown) {
   EXPECT_THROW_MESSAGE(throwIfNotCarriable(text), InvalidEntryName, "Name cannot be stored: " + shown + kReason);
 }
 
@@ -36,22 +36,22 @@ TEST(NameRules, RefuseEveryOtherControl) {
 }
 
 TEST(NameRules, ShowControlsEscaped) {
-  expectRefused(u"a\u0001b", "a\\u{1}b");
-  expectRefused(std::u16string(u"x\0y", 3), "x\\u{0}y");
-  expectRefused(u"\u001B[31m", "\\u{1B}[31m");
+  expectNotCarriable(u"a\u0001b", "a\\u{1}b");
+  expectNotCarriable(std::u16string(u"x\0y", 3), "x\\u{0}y");
+  expectNotCarriable(u"\u001B[31m", "\\u{1B}[31m");
 }
 
 TEST(NameRules, RefuseLoneSurrogates) {
-  expectRefused({u'a', 0xD800}, "a\\u{D800}");
-  expectRefused({0xDC00, u'a'}, "\\u{DC00}a");
-  expectRefused({0xD800, u'a'}, "\\u{D800}a");
-  expectRefused({0xDC00, 0xD800}, "\\u{DC00}\\u{D800}");
+  expectNotCarriable({u'a', 0xD800}, "a\\u{D800}");
+  expectNotCarriable({0xDC00, u'a'}, "\\u{DC00}a");
+  expectNotCarriable({0xD800, u'a'}, "\\u{D800}a");
+  expectNotCarriable({0xDC00, 0xD800}, "\\u{DC00}\\u{D800}");
   EXPECT_THROW(throwIfNotCarriable(std::u16string{0xD83D, 0xDE00, 0xDE00}), InvalidEntryName);
 }
 
 TEST(NameRules, RefuseNonCharacters) {
-  expectRefused({u'a', 0xFFFE}, "a\\u{FFFE}");
-  expectRefused({0xFFFF, u'a'}, "\\u{FFFF}a");
+  expectNotCarriable({u'a', 0xFFFE}, "a\\u{FFFE}");
+  expectNotCarriable({0xFFFF, u'a'}, "\\u{FFFF}a");
 }
 
 TEST(NameRules, RefuseWhatIsLongerThanAnAttributeMayBe) {

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "opc/model/Package.hpp"
+#include "opc/model/PartName.hpp"
+#include "services/tree/FileSystemTree.hpp"
+
+namespace opc::ztservices {
+
+/// The content parts that the entries of a loaded tree name. Manifests of other makers may name one part several times,
+/// parts that are missing, and parts that belong to others. Files that are added later have parts of their own, which
+/// need not be known here. Borrows the package.
+class ContentParts {
+ public:
+  /// In a file system of version 1 content parts may have any name.
+  ContentParts(FileSystemTree const& tree, model::Package const& package, bool isVersion1);
+
+  /// Whether an entry of the loaded tree names the part.
+  bool isNamed(std::u16string const& part) const;
+  bool isShared(std::u16string const& part) const;
+  /// Forgets one entry that names the part. Returns whether the part goes with it: it exists, no other entry names it,
+  /// and it belongs to the file system.
+  bool release(std::u16string const& part);
+  /// Whether the part belongs to the file system, and nothing else leads to it.
+  bool isOwn(model::PartName const& part) const;
+
+ private:
+  model::Package const& package_;
+  bool isVersion1_;
+  std::vector<std::uint64_t> named_;              // hashes of the names, in order: one takes eight bytes
+  std::unordered_set<std::uint64_t> released_;    // of named_
+  std::map<std::u16string, std::size_t> shared_;  // the number of entries of each part that several name
+  std::set<std::u16string> targets_;              // parts that relationships lead to
+};
+
+}  // namespace opc::ztservices
