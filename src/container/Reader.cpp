@@ -134,14 +134,26 @@ void Reader::compareCount(std::uint64_t count, std::uint64_t maximumItems, bool 
 /// if they lead to more items than the damaged directory.
 void Reader::findByHeaders(std::uint64_t maximumItems) {
   FoundItems found = walkHeaders(*bytes_, maximumItems);
-  if (found.endsAtDirectory)
+  if (found.endsAtDirectory) {
     takeEntries(*bytes_, {found.end, bytes_->size() - found.end, found.count, 0}, found.count, 0);
+    archive_->prefix_ = prefixBefore(found.begin);
+  }
   if (found.count > archive_->size()) {
     auto const size = static_cast<std::uint64_t>(found.directory.size());
     takeEntries(*makeMemoryBytes(std::move(found.directory)), {0, size, found.count, 0}, found.count, 0);
     archive_->directoryBegin_ = found.end;
   }
   recheckEntries();
+}
+
+/// What the offsets of the directory fall short by where the first item begins there. Offsets that lead to a local
+/// header as they are count what stands in front of the archive.
+std::uint64_t Reader::prefixBefore(std::uint64_t firstItem) const {
+  std::uint64_t least = firstItem;
+  for (std::size_t i = 0; i < archive_->size(); ++i) least = std::min(least, archive_->entry(i).localHeaderOffset);
+  unsigned char signature[4];
+  bytes_->readAt(least, signature, sizeof signature);
+  return load32(signature) == kLocalSignature ? 0 : firstItem - least;
 }
 
 /// While the end of the directory is unknown, items may reach to the end of the file.

@@ -58,6 +58,7 @@ class Reader {
                    std::uint64_t checked);
   void compareCount(std::uint64_t count, std::uint64_t maximumItems, bool isCountRefused);
   void findByHeaders(std::uint64_t maximumItems);
+  std::uint64_t prefixBefore(std::uint64_t firstItem) const;
   void recheckEntries();
   void checkEntryAt(std::size_t index, unsigned char const* p, std::uint64_t room);
   std::vector<Start> usableStarts() const;

@@ -54,6 +54,13 @@ std::string codesOf(VerificationReport const& report) {
   return codes;
 }
 
+TEST_F(VerifyPackage, FindsTheItemsBehindAPrefixWithoutAnEndRecord) {
+  std::string const bytes = makePackage({"alpha", "beta"});
+  auto const report = verify("#!/bin/sh\nexit\n" + bytes.substr(0, bytes.size() - 5));
+  EXPECT_EQ(codesOf(report), "damaged-end-record");
+  EXPECT_EQ(report.bytes, 9u);
+}
+
 TEST_F(VerifyPackage, CountsPartsAndBytesOfAHealthyPackage) {
   makePackage({"alpha", "beta"});
   auto const report = verifyPackage(directory_.u16("p.zip"));
