@@ -168,8 +168,6 @@ void add(AddOptions const& options, Output& out) {
   Addition addition(manager, options.force);
   Progress progress(options.progress && !options.quiet);
   std::vector<Source> const sources = survey(disk, options, addition, progress);
-  for (Source const& source : sources)
-    if (!options.quiet) printLeftOut(*source.tree, "add");
   if (!options.dryRun) addition.removeReplaced();
   for (Source const& source : sources) {
     selector.take(*source.tree);
@@ -182,6 +180,8 @@ void add(AddOptions const& options, Output& out) {
   throwIfInterrupted();
   if (!options.dryRun) package->save({.replaceProtected = options.force});
   progress.finish();
+  for (Source const& source : sources)
+    if (!options.quiet) printLeftOut(*source.tree, "add");
   storing.print(treesOf(sources), out);
   if (!options.quiet && !options.dryRun) printSummary(sources, fromArgument(options.package), progress);
 }

@@ -171,13 +171,13 @@ void pack(PackOptions const& options, Output& out) {
   SourceTree source(disk, root, rulesOf(options, package), progress);
   survey(source);
   progress.expect({source.fileCount(), source.fileBytes()});
-  if (!options.quiet) printLeftOut(source, "pack");
   if (options.dryRun)
     storing.examine(source, progress);
   else
     store(storing, source, package, options, properties, encryption.get());
   progress.finish();
   storing.throwIfRefused();  // otherwise store() has thrown before the package appeared
+  if (!options.quiet) printLeftOut(source, "pack");
   storing.print({&source}, out);
   if (!options.quiet && !options.dryRun) printSummary(source, package, progress);
 }
