@@ -8,7 +8,6 @@ the file system that `add` and `remove` need.
 """
 import collections
 import io
-import itertools
 import pathlib
 import re
 import subprocess
@@ -25,6 +24,9 @@ TYPES = "[Content_Types].xml"
 ROOT_RELATIONSHIPS = "_rels/.rels"
 MANIFEST = "metadata/filesystemManifest.xml"
 CORE_TYPE = "application/vnd.openxmlformats-package.core-properties+xml"
+PROPERTIES = "other properties"
+REPLACED = b"replaced what cannot be read"  # the tool says that properties are lost
+REFUSALS = (1, 2, 3, 4)  # exit codes
 FOLDERS = ("opc-good", "opc-bad", "made", "zip-hostile")
 KEY = "00" * 32
 COMMENT = b"by hand"
@@ -169,6 +171,8 @@ class Check:
         after = copy.read_bytes()
         if [path for path in copy.parent.iterdir() if path != copy]:
             self.report(package, command, "it leaves files behind")
+        if done.returncode not in (0, *REFUSALS):
+            self.report(package, command, f"it ended with {done.returncode}: {done.stderr}")
         if done.returncode:
             self.counts["refused"] += 1
             if after != before:
@@ -177,20 +181,21 @@ class Check:
             self.report(package, command, "it was not refused")
         else:
             self.counts["edited"] += 1
-            self.compare(package, command, before, after)
+            faults = self.faults_of(command, before, after)
+            self.faults += [f"{package}: {command.name}: {what}" for what in faults
+                            if not (REPLACED in done.stderr and what.startswith(PROPERTIES))]
 
     def itself(self):
         path = self.scratch / "itself.bin"
         path.write_bytes(b"replaced")
         return path
 
-    def compare(self, package, command, before, after):
+    def faults_of(self, command, before, after):
         try:
             old, new = View(before), View(after)
-            for what in itertools.chain(self.items_changed(command, old, new), self.rest_changed(old, new)):
-                self.report(package, command, what)
+            return [*self.items_changed(command, old, new), *self.rest_changed(old, new)]
         except (zipfile.BadZipFile, ElementTree.ParseError, UnicodeDecodeError, ValueError) as fault:
-            self.report(package, command, f"the other reader gives up: {fault!r}")
+            return [f"the other reader gives up: {fault!r}"]
 
     @staticmethod
     def items_changed(command, old, new):
@@ -220,7 +225,7 @@ class Check:
                 if command.name == "props set release" and CREATED not in before:
                     after.pop(CREATED, None)  # a package gets it together with its first release
                 if before != after:
-                    yield f"other properties in {name}: {before} {after}"
+                    yield f"{PROPERTIES} in {name}: {before} {after}"
 
     @staticmethod
     def rest_changed(old, new):

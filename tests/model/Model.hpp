@@ -24,8 +24,7 @@ struct Node {
   std::string type{};     // of a file
   std::string content{};  // of a file; the target of a link
   bool isReadable = true;
-  /// The part of the content, where other entries may share it, and whether the part is more than their content. Not
-  /// compared.
+  /// The part of the content, where other entries may share it, and whether the part stays when they go. Not compared.
   std::string part{};
   bool isKept = false;
 
@@ -67,6 +66,9 @@ struct Edited {
 /// The selector of the cipher entry with that number.
 opc::model::RelationshipSelector cipherSelector(unsigned number);
 inline constexpr unsigned kCipherSelectors = 3;
+
+/// Whether the content is a part outside the folder that version 2 has for contents.
+bool isElsewhere(Node const& file);
 
 /// Everything of the package, read through its managers.
 Model observe(Edited& edited);

@@ -108,6 +108,7 @@ void World::save() {
   else
     saved_ = package().saveToBytes();
   savedModel_ = model_;
+  for (auto& [path, node] : savedModel_.entries) node.isKept = node.isKept || isElsewhere(node);
 }
 
 void World::reopen() {
