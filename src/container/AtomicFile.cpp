@@ -38,6 +38,13 @@ fs::path resolved(fs::path const& path, std::error_code& error) {
   return directory / path.filename();
 }
 
+/// The change time does not count: another mode, name or link of the file changes it too.
+bool isSameContent(FileIdentity const& a, FileIdentity b) {
+  b.changeSeconds = a.changeSeconds;
+  b.changeNanoseconds = a.changeNanoseconds;
+  return a == b;
+}
+
 }  // namespace
 
 struct AtomicFile::Impl {
@@ -102,7 +109,7 @@ struct AtomicFile::Impl {
     if (!S_ISREG(status.st_mode)) fail(EINVAL);
     bool const mayWrite = faccessat(directory.descriptor(), name.c_str(), W_OK, AT_EACCESS) == 0;
     if (!mayWrite && !rules.replacesProtected) fail(errno);
-    if (rules.expected && FileIdentity::of(status) != *rules.expected) failAsChanged();
+    if (rules.expected && !isSameContent(FileIdentity::of(status), *rules.expected)) failAsChanged();
     return true;
   }
 
@@ -194,14 +201,6 @@ struct AtomicFile::Impl {
     throw packageIsBusy(target);
   }
 
-  /// The file's new name changed its change time. Another process may have replaced it again.
-  void noteRename(FileIdentity& identity) const {
-    struct stat status {};
-    if (fstatat(directory.descriptor(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
-    FileIdentity const placed = FileIdentity::of(status);
-    if (placed.isOfSameFile(identity)) identity = placed;
-  }
-
   struct stat status() {
     struct stat status {};
     error_code error;
@@ -261,9 +260,8 @@ FileIdentity AtomicFile::replace() {
   error_code error;
   impl_->file.sync(error);
   impl_->check(error);
-  FileIdentity identity = FileIdentity::of(impl_->status());
+  FileIdentity const identity = FileIdentity::of(impl_->status());
   while (!impl_->tryMove()) continue;
-  impl_->noteRename(identity);
   return identity;
 }
 
