@@ -181,6 +181,7 @@ struct AtomicFile::Impl {
     FileHandle const old = openTarget();
     struct stat locked {};
     struct stat now {};
+    FileHandle held;  // keeps the temporary file locked until it has its own name
     error_code error;
     if (old.isOpen() && !old.getStatus(locked, error)) check(error);
     FileLock lock(old);
@@ -189,6 +190,7 @@ struct AtomicFile::Impl {
     check(error);
     bool const isThere = checkTarget(now);
     if (isThere && old.isOpen() && (now.st_dev != locked.st_dev || now.st_ino != locked.st_ino)) return false;
+    held = FileHandle(fcntl(file.descriptor(), F_DUPFD_CLOEXEC, 0));
     file.close(error);
     check(error);
     temporary.moveTo(name.c_str(), rules.target == Target::MayExist, error);
