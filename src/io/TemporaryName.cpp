@@ -80,7 +80,11 @@ void removeUnlessHeld(int folder, char const* name) {
   struct stat status {};
   if (error || !file.getStatus(status, error) || !S_ISREG(status.st_mode)) return;
   file.tryLock(error);
-  if (!error) unlinkat(folder, name, 0);
+  // Its maker may have finished meanwhile, and another process may have taken the name.
+  struct stat named {};
+  bool const isStillNamed = fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 && named.st_dev == status.st_dev &&
+                            named.st_ino == status.st_ino;
+  if (!error && isStillNamed) unlinkat(folder, name, 0);
 }
 
 /// Whether the file of an extraction has nothing but content yet: its time is set behind its last byte.
