@@ -7,6 +7,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
@@ -31,12 +32,17 @@ constexpr int kAttempts = 100;
 constexpr mode_t kUnfinishedMode = 0600, kModeBits = 07777;
 constexpr time_t kLongestRename = 10;  // seconds
 
-/// Draws as many bytes at once as the system gives without interruption, so that small files share a call. After a fork
-/// both processes draw the same names; the second finds them taken.
+/// Draws as many bytes at once as the system gives without interruption, so that small files share a call. A process
+/// after a fork draws its own: it would otherwise use, and remove, the names of the other one.
 unsigned char randomByte() {
   thread_local std::array<unsigned char, 256> bytes{};
   thread_local std::size_t next = bytes.size();
-  if (next == bytes.size()) next = getrandom(bytes.data(), bytes.size(), 0) > 0 ? 0 : next - 1;
+  thread_local pid_t drawnBy = 0;
+  if (pid_t const process = getpid(); next == bytes.size() || drawnBy != process) {
+    bool const isDrawn = getrandom(bytes.data(), bytes.size(), 0) > 0;
+    next = isDrawn ? 0 : std::min(next, bytes.size() - 1);
+    drawnBy = process;
+  }
   return bytes[next++];
 }
 
