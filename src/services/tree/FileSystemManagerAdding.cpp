@@ -35,15 +35,14 @@ auto withEntryNames(Call call) {
   }
 }
 
-/// The exception's code stays empty; its text names the cause.
+/// The code of CouldNotGetSourceFilesAndLinks stays empty; its text names the cause.
 std::vector<std::u16string> listFilesAndLinks(FileSystemOps& ops, std::u16string const& root) {
   std::vector<std::u16string> files;
-  error_code const error = withEntryNames([&] {
-    error_code listing;
-    ops.getFiles(root, files, true, listing);
-    return listing;
-  });
-  if (error) throw CouldNotGetSourceFilesAndLinks(messages::withError(messages::kCouldNotList, error));
+  error_code error;
+  withEntryNames([&] { ops.getFiles(root, files, true, error); });
+  std::string const message = messages::withError(messages::kCouldNotList, error);
+  if (error == boost::system::errc::illegal_byte_sequence) throw InvalidEntryName(message, error);
+  if (error) throw CouldNotGetSourceFilesAndLinks(message);
   return files;
 }
 
