@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "container/Archive.hpp"
-#include "container/Deflate.hpp"
 #include "container/ArchiveWriter.hpp"
+#include "container/Deflate.hpp"
 #include "container/Faults.hpp"
 #include "container/Spool.hpp"
 
