@@ -38,14 +38,13 @@ fs::path resolved(fs::path const& path, std::error_code& error) {
   return directory / path.filename();
 }
 
-/// The change time does not count: another mode, name or link of the file changes it too.
+}  // namespace
+
 bool isSameContent(FileIdentity const& a, FileIdentity b) {
   b.changeSeconds = a.changeSeconds;
   b.changeNanoseconds = a.changeNanoseconds;
   return a == b;
 }
-
-}  // namespace
 
 struct AtomicFile::Impl {
   std::string target;  // as given, for messages

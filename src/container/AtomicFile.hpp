@@ -13,6 +13,10 @@
 
 namespace opc::model::zip {
 
+/// Whether both are states of one file with the same content. The change time does not count: another mode, owner, name
+/// or link of the file changes it too.
+bool isSameContent(FileIdentity const& a, FileIdentity b);
+
 /// Replaces a file in one step. Bytes go to a temporary file beside it (O_EXCL, mode 0600). commit() syncs the
 /// temporary file, protects it as the file that it replaces (FileProtection), renames it over the target and syncs the
 /// directory. It follows a target that is a symbolic link. Destroyed without commit(), it removes the temporary file
@@ -41,7 +45,7 @@ class AtomicFile final : public ArchiveSink {
   void copyFrom(int descriptor, std::uint64_t offset, std::uint64_t count) override;
   /// replace() and syncDirectory(). The last call.
   void commit();
-  /// Puts the new file in the place of the target and returns its identity.
+  /// Puts the new file in the place of the target and returns its identity, with the change time from before.
   FileIdentity replace();
   /// Throws PackageNotSynced: the new file is in place, but may not survive a power failure, or a second name of it
   /// could not be removed.

@@ -220,7 +220,8 @@ void requireUnchangedFile(PackageFile const& file) {
   struct stat status {};
   bool const isThere = ::stat(file.path.c_str(), &status) == 0;
   if (!isThere && errno != ENOENT) throw zip::couldNotSave(file.path, errno);
-  if (!isThere || FileIdentity::of(status) != *file.identity) throw zip::packageHasChanged(file.path);
+  if (!isThere || !zip::isSameContent(FileIdentity::of(status), *file.identity))
+    throw zip::packageHasChanged(file.path);
 }
 
 /// Whether a save to the target would replace the file to which the package is bound.
