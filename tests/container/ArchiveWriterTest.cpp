@@ -163,7 +163,8 @@ TEST(ArchiveWriter, GivesLongContentsAnIndexOfTheirChunks) {
 
 TEST(ArchiveWriter, WritesIndexesThatGiveNoWrongByteWhateverBecomesOfThem) {
   std::string const content = mixed(kLong), bytes = archiveOf({{"long", content}});
-  auto const field = findExtraField(openBytes(bytes)->entry(0).extra, kChunksExtra);
+  auto const archive = openBytes(bytes);
+  auto const field = findExtraField(archive->entry(0).extra, kChunksExtra);
   std::size_t const at = bytes.rfind(*field);
   ASSERT_NE(at, bytes.npos);
   for (std::size_t i = 0; i < field->size(); i += i < 16 ? 1 : 5) {
