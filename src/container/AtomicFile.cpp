@@ -117,7 +117,7 @@ struct AtomicFile::Impl {
     throw packageHasChanged(target);
   }
 
-  /// The file that is to be replaced; not open where there is none, or where it may not be read.
+  /// Opens the file to replace. The handle is not open if no such file exists or the process may not read it.
   FileHandle openTarget() {
     error_code error;
     FileHandle old =

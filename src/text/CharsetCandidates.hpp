@@ -23,7 +23,7 @@ struct CharsetCandidate {
 
 std::span<CharsetCandidate const> charsetCandidates();
 
-/// The characters beyond ASCII of a set of single bytes; U+FFFD where there is none, or a control.
+/// The characters of the bytes 0x80 to 0xFF in a single-byte set. U+FFFD stands for an undefined byte or a control.
 class ByteTable {
  public:
   /// Throws opc::UndecodableText for a character set that is not known.

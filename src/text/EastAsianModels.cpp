@@ -64,7 +64,7 @@ class Ranks {
     for (std::size_t i = 0; i < frequent.size(); ++i) ranks_[frequent[i]] = static_cast<std::uint16_t>(i + 1);
   }
 
-  /// Frequency falls with the rank, as words' does; `others` for what is not in the list.
+  /// A character's frequency falls with its rank, like that of words. Characters outside the list get `others`.
   Nats costOf(char16_t c, Nats others) const {
     std::uint16_t const rank = ranks_[c];
     return rank == 0 ? others : std::log(static_cast<Nats>(rank + 15) * 5);
