@@ -230,7 +230,7 @@ std::string LegacyText::charsetOf(Reading const& reading) const {
 }
 
 void LegacyText::throwDoubt() const {
-  std::string message = "The character set of the text cannot be told";
+  std::string message = "The character set of the text is unknown";
   if (!readings_.empty() && readings_.front().overNoise() > 0) {
     Reading const& best = readings_.front();
     message += ": " + best.charsets.front();

@@ -26,8 +26,8 @@ class ZT_API PackageHelper {
   /// Throws InvalidPartContent, naming the part and the fault, when the part breaks the rules of clause 11 or is too
   /// large to be read as one document; what reading a part throws.
   static CoreProperties getCoreProperties(Package const& package);
-  /// The same as far as it can be read: appends a description of each fault instead of throwing InvalidPartContent, and
-  /// leaves out the element that has it, or all properties where the fault concerns the document.
+  /// Reads the readable properties. Instead of throwing InvalidPartContent, it appends a description of each fault, and
+  /// leaves out the faulty element, or all properties if the fault concerns the whole document.
   static CoreProperties getCoreProperties(Package const& package, std::vector<std::string>& faults);
 
   /// Writes the part that getCoreProperties reads. Where the package has none, it creates "/docProps/core.xml" and its

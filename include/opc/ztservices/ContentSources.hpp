@@ -95,8 +95,8 @@ struct TextFinding {
 /// read twice, in pieces, which reset() of its stream must allow. One thread at a time.
 class ZT_API TextContentSource final : public IContentSource {
  public:
-  /// Throws opc::Exception for a null source and opc::UndecodableText for a name that ICU does not know; an empty name
-  /// is none.
+  /// Throws opc::Exception for a null source and opc::UndecodableText for a name that ICU does not know. An empty name
+  /// names no character set.
   explicit TextContentSource(std::unique_ptr<IContentSource> source, std::string charset = {});
   ~TextContentSource() override;
 

@@ -82,7 +82,7 @@ TEST_F(TextContentSourceTest, UTF8StaysByteForByte) {
 TEST_F(TextContentSourceTest, UnknownTextStaysByteForByteAndUnmarked) {
   expectKept("\xEF\xBB\xBF then \xFF", "Text is not valid UTF-8 at byte 9");
   expectKept("a\x01\xE9", "Binary data, no text: a control character at byte 1");
-  expectKept("\xE9", "The character set of the text cannot be told");
+  expectKept("\xE9", "The character set of the text is unknown");
 }
 
 TEST_F(TextContentSourceTest, DeliversTheSameInReadsOfAnySize) {
@@ -192,7 +192,7 @@ TEST_F(TextContentSourceTest, LongTextMayBeginWithPlainASCII) {
   std::string const plain = repeated("plain ASCII\n", kHeld + 1);
   expectConverted(plain + kFrench, plain + kFrenchUTF8, "ISO-8859-1");
   expectConverted(plain + kFrenchUTF8, plain + kFrenchUTF8, "UTF-8");
-  expectKept(plain + "\xE9", "The character set of the text cannot be told");
+  expectKept(plain + "\xE9", "The character set of the text is unknown");
   std::string const even = repeated("plain ASCII\n", kHeld).substr(0, kHeld);
   expectKept(even + "w\0i\0d\0e\0 \0t\0e\0x\0t\0"s, "The text is in US-ASCII and in UTF-16LE, from byte 8388608 on");
   expectKept(even + "\x1B$B$\"$$\x1B(B abc\n", "The text is longer than 8 MiB and in ISO-2022-JP");
