@@ -24,7 +24,8 @@ except ImportError:
 
 KINDS = (".docx", ".xlsx", ".3mf", ".nupkg")
 COMMANDS = {"list": ["list", "--json"], "info": ["info", "--digest", "--json"], "verify": ["verify", "--json"],
-            "props": ["props", "get", "--json"]}
+            "props": ["props", "get", "--json"], "parts": ["part", "list", "--json"],
+            "relationships": ["rel", "list", "--json"]}
 STORING = ("pack", "add")  # both print what they store
 MAKER = pathlib.Path(__file__).with_name("make_package.py")
 
@@ -158,6 +159,8 @@ def main():
             if path.name in ("plain.ztp", "empty.ztp") and set(codes.values()) != {0}:
                 check.failed += 1
                 print(path.name, codes)
+        run(tool, "explode", "-q", place / "plain.ztp", place / "exploded")
+        check.document("exploded", (place / "exploded" / "package.json").read_text(), "explode")
         for arguments, code in others(place):
             check.ends(arguments, code)
         foreign = sorted(path for path in (corpus / "opc-good").glob("*") if path.suffix in KINDS)
