@@ -21,6 +21,8 @@ enum Direction { kOpen = 0, kSeal = 1 };
 // A growing vector fills its new bytes with zeros. At this size they are still in the first-level cache when the
 // cipher writes them. One call of OpenSSL takes at most INT_MAX bytes.
 constexpr std::size_t kPiece = 16384;
+// Bytes that stay in their place need no such pieces.
+constexpr std::size_t kInPlace = std::size_t{1} << 30;
 
 struct FreeCipher {
   void operator()(EVP_CIPHER* held) const { EVP_CIPHER_free(held); }
@@ -70,6 +72,8 @@ class Addition {
   std::size_t end_;
   bool kept_ = false;
 };
+
+constexpr char kTooLong[] = "The content is too long to be one message";
 
 [[noreturn]] void throwCouldNotEncrypt() { throw CouldNotEncrypt(takeOpenSSLError("Encrypting")); }
 
@@ -123,7 +127,7 @@ struct AESGCM::Context {
   }
 
   // The content is not used, so that each piece overwrites the one before.
-  bool pass(BytesView in) {
+  bool drop(BytesView in) {
     SecretBytes dropped(std::min(kPiece, in.size()));
     for (std::size_t at = 0; at < in.size(); at += kPiece) {
       BytesView const piece = in.subspan(at, std::min(kPiece, in.size() - at));
@@ -134,9 +138,27 @@ struct AESGCM::Context {
     return true;
   }
 
+  bool begin(BytesView iv, Direction direction) {
+    passed = 0;
+    return start(iv, direction);
+  }
+
+  // False where the message becomes too long.
+  bool pass(std::span<unsigned char> bytes) {
+    passed += bytes.size();
+    if (passed > kMaximalContent) return false;
+    for (std::size_t at = 0; at < bytes.size(); at += kInPlace) {
+      auto const piece = bytes.subspan(at, std::min(kInPlace, bytes.size() - at));
+      int written = 0;
+      if (EVP_CipherUpdate(held.get(), piece.data(), &written, piece.data(), static_cast<int>(piece.size())) != 1)
+        return false;
+    }
+    return true;
+  }
+
   std::unique_ptr<EVP_CIPHER_CTX, FreeContext> held;
-  std::uint64_t checked = 0;  // bytes of the message under check
-  bool isSound = false;       // whether every call for that message has succeeded
+  std::uint64_t passed = 0;  // bytes of the message that comes in pieces
+  bool isSound = false;      // whether every call for that message has succeeded
 };
 
 AESGCM::AESGCM(BytesView key) : context_(std::make_unique<Context>()) {
@@ -158,7 +180,7 @@ void AESGCM::checkIVForOpening(BytesView iv) {
 
 void AESGCM::seal(BytesView iv, BytesView content, Bytes& out, std::size_t at) {
   checkIVForSealing(iv);
-  if (content.size() > kMaximalContent) throw CouldNotEncrypt("The content is too long to be one message");
+  if (content.size() > kMaximalContent) throw CouldNotEncrypt(kTooLong);
   Addition message(out, at, content.size() + kTagBytes);
   bool const done = context_->start(iv, kSeal) && context_->update(content, message) && context_->finish() &&
                     context_->getTag(message.grow(kTagBytes));
@@ -178,13 +200,12 @@ void AESGCM::open(BytesView iv, BytesView message, Bytes& out, std::size_t at) {
 
 void AESGCM::beginChecking(BytesView iv) {
   checkIVForOpening(iv);
-  context_->checked = 0;
-  context_->isSound = context_->start(iv, kOpen);
+  context_->isSound = context_->begin(iv, kOpen);
 }
 
 void AESGCM::continueChecking(BytesView ciphertext) {
-  context_->checked += ciphertext.size();
-  context_->isSound = context_->isSound && context_->checked <= kMaximalContent && context_->pass(ciphertext);
+  context_->passed += ciphertext.size();
+  context_->isSound = context_->isSound && context_->passed <= kMaximalContent && context_->drop(ciphertext);
 }
 
 bool AESGCM::endChecking(BytesView tag) {
@@ -193,6 +214,29 @@ bool AESGCM::endChecking(BytesView tag) {
   context_->isSound = false;
   clearOpenSSLErrors();
   return isAuthentic;
+}
+
+void AESGCM::beginSealing(BytesView iv) {
+  checkIVForSealing(iv);
+  if (!context_->begin(iv, kSeal)) throwCouldNotEncrypt();
+}
+
+void AESGCM::continueSealing(std::span<unsigned char> bytes) {
+  if (bytes.size() > kMaximalContent - context_->passed) throw CouldNotEncrypt(kTooLong);
+  if (!context_->pass(bytes)) throwCouldNotEncrypt();
+}
+
+void AESGCM::endSealing(std::span<unsigned char, kTagBytes> tag) {
+  if (!context_->finish() || !context_->getTag(tag.data())) throwCouldNotEncrypt();
+}
+
+void AESGCM::beginOpening(BytesView iv) {
+  checkIVForOpening(iv);
+  if (!context_->begin(iv, kOpen)) throwCouldNotDecrypt();
+}
+
+void AESGCM::continueOpening(std::span<unsigned char> bytes) {
+  if (!context_->pass(bytes)) throwCouldNotDecrypt();
 }
 
 }  // namespace foundation::crypto::detail

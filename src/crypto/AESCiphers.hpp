@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
+#include <utility>
 
 #include "crypto/Bytes.hpp"
 #include "crypto/CryptoErrors.hpp"
@@ -45,6 +47,17 @@ class AESGCM {
   void continueChecking(BytesView ciphertext);
   bool endChecking(BytesView tag);
 
+  /// Make a message in pieces: `bytes` are content before continueSealing() and ciphertext after it. No other message
+  /// may come between the three calls. Throw CouldNotEncrypt, as seal() does.
+  void beginSealing(BytesView iv);
+  void continueSealing(std::span<unsigned char> bytes);
+  void endSealing(std::span<unsigned char, kTagBytes> tag);
+
+  /// Decrypt in pieces, in place, a ciphertext that the caller knows to be authentic: no tag is checked. No other
+  /// message may come between the calls. Throw CouldNotDecrypt.
+  void beginOpening(BytesView iv);
+  void continueOpening(std::span<unsigned char> bytes);
+
  private:
   struct Context;
   std::unique_ptr<Context> context_;
@@ -64,16 +77,25 @@ enum class AESPaddingMode : std::uint32_t { None = 0, PKCS7 = 1 };
 
 namespace foundation::crypto {
 
-/// An AES key of 256 bits. Holds the key schedule only. Copies share it; the last one wipes it. One thread at a time
+/// An AES key of 256 bits. Copies share its bytes and its key schedule; the last one wipes them. One thread at a time
 /// uses a key, its copies and the ciphers bound to them.
 class AESKey {
  public:
   /// Throws CryptoError unless there are 32 bytes. The caller wipes its own bytes.
-  explicit AESKey(BytesView bytes) : cipher_(std::make_shared<detail::AESGCM>(bytes)) {}
+  explicit AESKey(BytesView bytes)
+      : bytes_(std::make_shared<SecretBytes const>(bytes.begin(), bytes.end())),
+        cipher_(std::make_shared<detail::AESGCM>(bytes)) {}
+
+  /// The same key with a schedule of its own, for another message or another thread. Several threads may call this.
+  AESKey separate() const { return AESKey(bytes_); }
 
   detail::AESGCM& cipher() const { return *cipher_; }
 
  private:
+  explicit AESKey(std::shared_ptr<SecretBytes const> bytes)
+      : bytes_(std::move(bytes)), cipher_(std::make_shared<detail::AESGCM>(*bytes_)) {}
+
+  std::shared_ptr<SecretBytes const> bytes_;
   std::shared_ptr<detail::AESGCM> cipher_;
 };
 

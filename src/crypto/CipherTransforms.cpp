@@ -58,6 +58,28 @@ bool decryptOrReport(std::vector<unsigned char> const& message, foundation::cryp
   }
 }
 
+bool encryptInlineOrReport(std::function<void()> const& encrypt) {
+  try {
+    encrypt();
+    return true;
+  } catch (std::runtime_error const& error) {
+    return reportFailure("An error occurred during encryption:" + std::string(error.what()));
+  } catch (...) {
+    return reportFailure("An error occurred during encryption.");
+  }
+}
+
+bool decryptInlineOrReport(std::function<void()> const& decrypt) {
+  try {
+    decrypt();
+    return true;
+  } catch (std::runtime_error const& error) {
+    return reportFailure("An error occurred during decryption:" + std::string(error.what()));
+  } catch (...) {
+    return reportFailure("An error occurred during decryption.");
+  }
+}
+
 struct AESEncryptionTransform::Impl {
   Impl(CryptoEngine const& engine, std::vector<unsigned char> const& key, std::vector<unsigned char> ivInUse)
       : iv(std::move(ivInUse)),
@@ -143,17 +165,12 @@ bool EncryptionWithInlineIVTransform::transformContentType(model::ContentType co
 
 bool EncryptionWithInlineIVTransform::transformData(std::vector<unsigned char> const& in,
                                                     std::vector<unsigned char>& out) {
-  try {
+  return encryptInlineOrReport([&] {
     std::vector<unsigned char> content = ivGenerator_->generate();
     encryptor_->initialize(algorithm_, content);
     encryptor_->encryptTo(in, content);
     out = std::move(content);
-    return true;
-  } catch (std::runtime_error const& error) {
-    return reportFailure("An error occurred during encryption:" + std::string(error.what()));
-  } catch (...) {
-    return reportFailure("An error occurred during encryption.");
-  }
+  });
 }
 
 DecryptionWithInlineIVTransform::DecryptionWithInlineIVTransform(std::unique_ptr<IContentSource> source,
@@ -175,18 +192,13 @@ bool DecryptionWithInlineIVTransform::transformContentType(model::ContentType co
 
 bool DecryptionWithInlineIVTransform::transformData(std::vector<unsigned char> const& in,
                                                     std::vector<unsigned char>& out) {
-  try {
+  return decryptInlineOrReport([&] {
     auto const message = in.begin() + std::min(ivSize_, static_cast<std::int64_t>(in.size()));
     decryptor_->initialize(algorithm_, {in.begin(), message});
     std::vector<unsigned char> content;
     decryptor_->decryptTo({message, in.end()}, content);
     out = std::move(content);
-    return true;
-  } catch (std::runtime_error const& error) {
-    return reportFailure("An error occurred during decryption:" + std::string(error.what()));
-  } catch (...) {
-    return reportFailure("An error occurred during decryption.");
-  }
+  });
 }
 
 }  // namespace opc::ztservices

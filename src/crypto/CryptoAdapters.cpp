@@ -22,6 +22,9 @@ void checkAlgorithm(std::string const& given, char const* supported, char const*
   if (given != supported) throw std::runtime_error(message);
 }
 
+constexpr char kNoEncryption[] = "Unsupported encryption type and mode.";
+constexpr char kNoDecryption[] = "Unsupported decryption type and mode.";
+
 /// The object of the last initialize().
 template <typename Current>
 Current& initialized(std::shared_ptr<Current> const& current) {
@@ -36,7 +39,7 @@ CryptoEncryptor::CryptoEncryptor(std::vector<unsigned char> const& keyBytes)
       key_(CryptoEngine(provider_).createAES256Key(keyBytes)) {}
 
 void CryptoEncryptor::initialize(std::string const& algorithm, std::vector<unsigned char> const& iv) {
-  checkAlgorithm(algorithm, kEncryptionAlgorithm, "Unsupported encryption type and mode.");
+  checkAlgorithm(algorithm, kEncryptionAlgorithm, kNoEncryption);
   CryptoEngine const engine(provider_);
   current_ = std::make_shared<AESEncryptor>(engine.createAES256Encryptor(
       key_, iv, AESMode::GCM, engine.getDefaultAESPaddingMode(), engine.getDefaultCryptoPRNG()));
@@ -50,12 +53,17 @@ void CryptoEncryptor::encryptTo(std::span<unsigned char const> data, std::vector
   initialized(current_).append(data, out);
 }
 
+foundation::crypto::AESKey CryptoEncryptor::getKey(std::string const& algorithm) const {
+  checkAlgorithm(algorithm, kEncryptionAlgorithm, kNoEncryption);
+  return key_.separate();
+}
+
 CryptoDecryptor::CryptoDecryptor(std::vector<unsigned char> const& keyBytes)
     : provider_(std::make_shared<foundation::crypto::cryptopp::CryptoProvider>()),
       key_(CryptoEngine(provider_).createAES256Key(keyBytes)) {}
 
 void CryptoDecryptor::initialize(std::string const& algorithm, std::vector<unsigned char> const& iv) {
-  checkAlgorithm(algorithm, kEncryptionAlgorithm, "Unsupported decryption type and mode.");
+  checkAlgorithm(algorithm, kEncryptionAlgorithm, kNoDecryption);
   CryptoEngine const engine(provider_);
   current_ = std::make_shared<AESDecryptor>(engine.createAES256Decryptor(
       key_, iv, AESMode::GCM, engine.getDefaultAESPaddingMode(), engine.getDefaultCryptoPRNG()));
@@ -67,6 +75,11 @@ std::vector<unsigned char> CryptoDecryptor::decrypt(std::vector<unsigned char> c
 
 void CryptoDecryptor::decryptTo(std::span<unsigned char const> data, std::vector<unsigned char>& out) {
   initialized(current_).append(data, out);
+}
+
+foundation::crypto::AESKey CryptoDecryptor::getKey(std::string const& algorithm) const {
+  checkAlgorithm(algorithm, kEncryptionAlgorithm, kNoDecryption);
+  return key_.separate();
 }
 
 CryptoDigestEngine::CryptoDigestEngine(std::vector<unsigned char> const& keyBytes)

@@ -17,7 +17,7 @@ namespace opc::ztservices {
 /// AES-256-GCM under one key. The only algorithm is "AES256-GCM".
 class CryptoEncryptor final : public IEncryptor {
  public:
-  /// Throws CryptoError unless the key has 32 bytes. Keeps no copy of them.
+  /// Throws CryptoError unless the key has 32 bytes. The caller wipes its own.
   explicit CryptoEncryptor(std::vector<unsigned char> const& keyBytes);
 
   /// Throws std::runtime_error for another algorithm, and CouldNotEncrypt unless the IV has 16 bytes.
@@ -25,6 +25,7 @@ class CryptoEncryptor final : public IEncryptor {
   /// Throws CouldNotEncrypt, and std::logic_error before initialize().
   std::vector<unsigned char> encrypt(std::vector<unsigned char> const& data) override;
   void encryptTo(std::span<unsigned char const> data, std::vector<unsigned char>& out) override;
+  foundation::crypto::AESKey getKey(std::string const& algorithm) const override;
 
  private:
   std::shared_ptr<foundation::crypto::interfaces::ICryptoProvider> provider_;
@@ -35,7 +36,7 @@ class CryptoEncryptor final : public IEncryptor {
 /// AES-256-GCM under one key. The only algorithm is "AES256-GCM".
 class CryptoDecryptor final : public IDecryptor {
  public:
-  /// Throws CryptoError unless the key has 32 bytes. Keeps no copy of them.
+  /// Throws CryptoError unless the key has 32 bytes. The caller wipes its own.
   explicit CryptoDecryptor(std::vector<unsigned char> const& keyBytes);
 
   /// Throws std::runtime_error for another algorithm, and CouldNotDecrypt unless the IV has 16 bytes.
@@ -43,6 +44,7 @@ class CryptoDecryptor final : public IDecryptor {
   /// Throws CouldNotDecrypt, and std::logic_error before initialize().
   std::vector<unsigned char> decrypt(std::vector<unsigned char> const& data) override;
   void decryptTo(std::span<unsigned char const> data, std::vector<unsigned char>& out) override;
+  foundation::crypto::AESKey getKey(std::string const& algorithm) const override;
 
  private:
   std::shared_ptr<foundation::crypto::interfaces::ICryptoProvider> provider_;

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "crypto/AESCiphers.hpp"
 
 /// The cryptographic operations of transforms and managers. One thread at a time. Each message needs its own
 /// initialize(), because two messages under one key and IV reveal each other.
@@ -27,6 +30,12 @@ class IEncryptor {
     std::vector<unsigned char> const message = encrypt({data.begin(), data.end()});
     out.insert(out.end(), message.begin(), message.end());
   }
+
+  /// The key of an algorithm with a cipher of its own, for messages that pass in pieces. initialize() does not concern
+  /// it. Several threads may call this. Throws std::runtime_error for another algorithm.
+  virtual foundation::crypto::AESKey getKey(std::string const&) const {
+    throw std::logic_error("This cipher takes whole messages only");
+  }
 };
 
 class IDecryptor {
@@ -42,6 +51,12 @@ class IDecryptor {
   virtual void decryptTo(std::span<unsigned char const> data, std::vector<unsigned char>& out) {
     std::vector<unsigned char> const content = decrypt({data.begin(), data.end()});
     out.insert(out.end(), content.begin(), content.end());
+  }
+
+  /// The key of an algorithm with a cipher of its own, for messages that pass in pieces. initialize() does not concern
+  /// it. Several threads may call this. Throws std::runtime_error for another algorithm.
+  virtual foundation::crypto::AESKey getKey(std::string const&) const {
+    throw std::logic_error("This cipher takes whole messages only");
   }
 };
 

@@ -27,7 +27,6 @@ std::shared_ptr<PackageState> openState(std::shared_ptr<zip::RandomAccessBytes c
   auto state = std::make_shared<PackageState>(detail::PackageFile{.path = std::move(path)});
   state->isReadOnly = mode == AccessMode::ReadOnly;
   state->isChanged = false;
-  state->maximumWholePartBytes = options.maximumWholePartBytes;
   try {
     ThrowingFaults faults;
     zip::Reader container(std::move(bytes), options.maximumItems, faults);
@@ -36,18 +35,6 @@ std::shared_ptr<PackageState> openState(std::shared_ptr<zip::RandomAccessBytes c
     throw InvalidPackage(detail::messages::invalidPackage(state->file.path, error.what()));
   }
   return state;
-}
-
-zip::Effort effortOf(CompressionLevel level) {
-  switch (level) {
-    case CompressionLevel::Fast:
-      return zip::Effort::Fast;
-    case CompressionLevel::Small:
-      return zip::Effort::Small;
-    case CompressionLevel::Default:
-      break;
-  }
-  return zip::Effort::Default;
 }
 
 }  // namespace
@@ -85,8 +72,6 @@ std::unique_ptr<Package> Package::openInMemory(std::vector<unsigned char> bytes,
   return std::unique_ptr<Package>(
       new Package(openState(zip::makeMemoryBytes(std::move(bytes)), std::string(), mode, options)));
 }
-
-std::uint64_t Package::getMaximumWholePartBytes() const { return state().maximumWholePartBytes; }
 
 bool Package::isReadOnly() const { return state().isReadOnly; }
 
@@ -169,7 +154,12 @@ std::vector<std::u16string> Package::getItemNames() const {
   return names;
 }
 
-void Package::setCompressionLevel(CompressionLevel level) { state().contents.setEffort(effortOf(level)); }
+void Package::setCompressionLevel(CompressionLevel level) {
+  state().contents.setEffort(detail::effortOf(level));
+  state().level = level;
+}
+
+CompressionLevel Package::getCompressionLevel() const { return state().level; }
 
 void Package::setCompressionThreads(unsigned count) { state().contents.store().setThreads(count); }
 

@@ -83,7 +83,7 @@ class PackageState {
   bool isChanged = true;  // since it was opened or last saved; a new package has to be written
   bool isSaving = false;
   bool isGone = false;  // the Package object is destroyed, so nothing can be saved any more
-  std::uint64_t maximumWholePartBytes = OpenOptions().maximumWholePartBytes;
+  CompressionLevel level = CompressionLevel::Default;
 
   detail::MediaTypePool types;
   detail::TextPool texts;

@@ -11,6 +11,18 @@
 
 namespace opc::model::detail {
 
+zip::Effort effortOf(CompressionLevel level) {
+  switch (level) {
+    case CompressionLevel::Fast:
+      return zip::Effort::Fast;
+    case CompressionLevel::Small:
+      return zip::Effort::Small;
+    case CompressionLevel::Default:
+      break;
+  }
+  return zip::Effort::Default;
+}
+
 std::shared_ptr<PartWrites::Write> PartWrites::begin(std::string const& name) {
   auto write = writes_.find(name);
   if (write == writes_.end())

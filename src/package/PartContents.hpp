@@ -13,9 +13,13 @@
 
 #include "container/Archive.hpp"
 #include "container/ContentStore.hpp"
+#include "container/Deflate.hpp"
+#include "opc/model/Package.hpp"
 #include "package/PartIndex.hpp"
 
 namespace opc::model::detail {
+
+zip::Effort effortOf(CompressionLevel level);
 
 /// The unfinished writes of a package's parts: open output streams, at most one for each part, and failures of streams
 /// that were destroyed unclosed, which the next save reports.

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <utility>
 
-#include "crypto/AESCiphers.hpp"
+#include "crypto/CryptoAdapters.hpp"
 #include "crypto/CryptoInterfaces.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
@@ -17,18 +17,32 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-/// Reads bytes that it owns.
-class BytesStream final : public InputStream {
+/// The stored bytes of a part.
+class StoredPart final : public IContentSource {
  public:
-  explicit BytesStream(Bytes bytes) : bytes_(std::move(bytes)), input_(bytes_) {}
-  void reset() override { input_.reset(); }
-  std::size_t read(void* buffer, std::size_t count) override { return input_.read(buffer, count); }
-  bool isEnd() override { return input_.isEnd(); }
-  void clear() override { input_.clear(); }
+  StoredPart(model::ContentType type, std::unique_ptr<InputStream> stream)
+      : type_(std::move(type)), stream_(std::move(stream)) {}
+  model::ContentType getContentType() override { return type_; }
+  InputStream& getInputStream() override { return *stream_; }
 
  private:
-  Bytes bytes_;
-  ByteArrayInAdaptor input_;
+  model::ContentType type_;
+  std::unique_ptr<InputStream> stream_;
+};
+
+/// The stream of a source that it owns.
+class OwningStream final : public InputStream {
+ public:
+  explicit OwningStream(std::unique_ptr<IContentSource> source)
+      : source_(std::move(source)), stream_(source_->getInputStream()) {}
+  void reset() override { stream_.reset(); }
+  std::size_t read(void* buffer, std::size_t count) override { return stream_.read(buffer, count); }
+  bool isEnd() override { return stream_.isEnd(); }
+  void clear() override { stream_.clear(); }
+
+ private:
+  std::unique_ptr<IContentSource> source_;
+  InputStream& stream_;
 };
 
 bool isOfOurAlgorithm(CheckedPart const& part) {
@@ -40,8 +54,8 @@ bool isOfOurAlgorithm(CheckedPart const& part) {
 EncryptionCheck::EncryptionCheck(PackageCheck const& package, Bytes const* key)
     : package_(package), isAuthentic_(package.parts().size()) {
   if (!key) return;
-  key_.emplace(*key);
-  message_.emplace(*key_);
+  decryptor_ = std::make_shared<CryptoDecryptor>(*key);
+  message_.emplace(decryptor_->getKey(kEncryptionAlgorithm));
   partOf_.assign(package.itemCount(), kNone);
   for (CheckedPart const& part : package.parts())
     if (isEncrypted(part) && isOfOurAlgorithm(part) && part.items().size() == 1)
@@ -60,7 +74,7 @@ void EncryptionCheck::finish(std::size_t item, bool isSound) {
 }
 
 void EncryptionCheck::finishPieces() {
-  if (!key_) return;
+  if (!decryptor_) return;
   for (CheckedPart const& part : package_.parts())
     if (part.items().size() > 1 && isEncrypted(part) && isOfOurAlgorithm(part) && package_.isSound(part))
       isAuthentic_[numberOf(part)] = isAuthenticInPieces(part);
@@ -85,14 +99,8 @@ std::uint64_t EncryptionCheck::countAuthentic() const {
 }
 
 std::unique_ptr<InputStream> EncryptionCheck::open(CheckedPart const& part) const {
-  constexpr std::size_t kIVBytes = foundation::crypto::detail::AESGCM::kIVBytes;
-  Bytes stored, content;
-  stored.reserve(narrow<std::size_t>(package_.sizeOf(part)));
-  package_.read(part,
-                [&](std::span<unsigned char const> bytes) { stored.insert(stored.end(), bytes.begin(), bytes.end()); });
-  std::span<unsigned char const> const message(stored);
-  foundation::crypto::AESDecryptor(*key_, message.first(kIVBytes)).append(message.subspan(kIVBytes), content);
-  return std::make_unique<BytesStream>(std::move(content));
+  auto stored = std::make_unique<StoredPart>(*part.type->value, package_.open(part));
+  return std::make_unique<OwningStream>(decrypted(std::move(stored), decryptor_));
 }
 
 std::size_t EncryptionCheck::numberOf(CheckedPart const& part) const {

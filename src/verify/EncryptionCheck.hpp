@@ -8,7 +8,7 @@
 #include <span>
 #include <vector>
 
-#include "crypto/AESCiphers.hpp"
+#include "crypto/CryptoInterfaces.hpp"
 #include "crypto/InlineIVCheck.hpp"
 #include "opc/Streams.hpp"
 #include "verify/PackageCheck.hpp"
@@ -20,7 +20,7 @@ namespace opc::ztservices {
 class EncryptionCheck {
  public:
   /// The package is identified. Without a key nothing is authentic. Throws CryptoError for one that is not of 32 bytes,
-  /// of which no copy is kept.
+  /// which the destructor wipes.
   EncryptionCheck(PackageCheck const& package, std::vector<unsigned char> const* key);
 
   /// Called by zip::Reader::readItems(), item by item.
@@ -29,13 +29,13 @@ class EncryptionCheck {
   /// When all items are read.
   void finishPieces();
 
-  bool hasKey() const { return key_.has_value(); }
+  bool hasKey() const { return decryptor_ != nullptr; }
   static bool isEncrypted(CheckedPart const& part);
   static bool isTooShort(std::uint64_t size) { return size < InlineIVCheck::kLeastBytes; }
   bool isAuthentic(CheckedPart const& part) const { return isAuthentic_[numberOf(part)]; }
   std::uint64_t countEncrypted() const;
   std::uint64_t countAuthentic() const;
-  /// The content of a part that is authentic, in memory.
+  /// The content of a part that is authentic.
   std::unique_ptr<InputStream> open(CheckedPart const& part) const;
 
  private:
@@ -45,7 +45,7 @@ class EncryptionCheck {
   bool isAuthenticInPieces(CheckedPart const& part);
 
   PackageCheck const& package_;
-  std::optional<foundation::crypto::AESKey> key_;
+  std::shared_ptr<IDecryptor> decryptor_;  // null without a key
   std::optional<InlineIVCheck> message_;
   std::uint32_t item_ = kNone;         // whose bytes the message has
   std::vector<std::uint32_t> partOf_;  // of each item that is an encrypted part: its number; none without a key

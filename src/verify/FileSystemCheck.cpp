@@ -101,23 +101,17 @@ bool FileSystemCheck::check() {
   return !isKeyWrong_;
 }
 
-/// An encrypted manifest can be read only if it is authentic and small enough to be held.
+/// An encrypted manifest can be read only if it is authentic.
 void FileSystemCheck::checkManifest(CheckedPart const& manifest) {
   if (isEncrypted(manifest)) {
-    if (!encryption_.isAuthentic(manifest) || !isHoldable(manifest)) return;
+    if (!encryption_.isAuthentic(manifest) ||
+        isTooSmallForEncrypted(package_.storedSizeOf(manifest), package_.sizeOf(manifest)))
+      return;
     isDecrypted_ = true;
   }
   bool const isWhole = read(manifest);
   checkPlaces();
   if (isWhole) checkUnreferenced();
-}
-
-bool FileSystemCheck::isHoldable(CheckedPart const& manifest) {
-  std::uint64_t const size = package_.sizeOf(manifest), limit = package_.limits().maximumWholePartBytes;
-  if (size > limit)
-    faults_.add(code::kInvalidManifest, wideName(manifest.name()),
-                messages::tooLargeToHold(wideName(manifest.name()), size, limit));
-  return size <= limit && !isTooSmallForEncrypted(package_.storedSizeOf(manifest), size);
 }
 
 CheckedPart const* FileSystemCheck::findManifest() {

@@ -53,7 +53,6 @@ class FileSystemCheck {
   void checkPlaces();
   void checkUnreferenced();
   void checkManifest(CheckedPart const& manifest);
-  bool isHoldable(CheckedPart const& manifest);
   bool isKeyWrong(CheckedPart const* manifest) const;
   void checkEncryption(CheckedPart const* manifest);
   void checkEncrypted(CheckedPart const& part, std::u16string const& path);

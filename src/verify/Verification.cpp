@@ -93,7 +93,6 @@ VerificationReport verifyPackage(std::u16string const& path, VerificationOptions
   FaultList faults(options.maximumFaults);
   auto const state = std::make_shared<model::PackageState>();
   state->isReadOnly = true;
-  state->maximumWholePartBytes = options.limits.maximumWholePartBytes;
   model::zip::Reader container(model::zip::openFileBytes(toUTF8String(path)), options.limits.maximumItems, faults);
   model::detail::PackageReader reader(state, container, options.limits, faults);
   VerificationReport report;

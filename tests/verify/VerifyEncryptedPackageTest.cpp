@@ -152,12 +152,6 @@ TEST_F(VerifyEncryptedPackage, TellsContentsThatShrinkAsNothingEncryptedDoes) {
   EXPECT_EQ(faultsOf(verifyWithoutKey()), "shrunk-encryption " + toUTF8String(part));
 }
 
-TEST_F(VerifyEncryptedPackage, HoldsNoManifestThatIsLargerThanAllowed) {
-  Bytes const key = testKey();
-  auto const report = verifyPackage(path(), {.limits = {.maximumWholePartBytes = 100}, .key = &key});
-  EXPECT_EQ(faultsOf(report), std::string("invalid-manifest ") + kManifestName);
-}
-
 TEST_F(VerifyEncryptedPackage, TellsContentsThatAreMissing) {
   std::u16string const part = partOf(u"/a");
   change([&](Package& package) { package.deletePart(PartName(part)); });

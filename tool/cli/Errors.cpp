@@ -50,6 +50,7 @@ Kind kindOfDiskError(Exception const& error) {
 Kind kindOf(Exception const& error) {
   if (isOneOf<services::CouldNotDecryptContent>(error)) return {Exit::Key, "key-required"};
   if (isOneOf<services::CouldNotTransformContentData>(error)) return {Exit::Key, "cannot-decrypt"};
+  if (isOneOf<services::ContentTooLongToEncrypt>(error)) return {Exit::Package, "too-long"};
   if (isOneOf<model::InvalidPackage>(error)) return {Exit::Package, "invalid-package"};
   if (isOneOf<model::InvalidItem>(error)) return {Exit::Package, "damaged-part"};
   if (isOneOf<model::PartNotFound, model::RelationshipNotFound>(error)) return {Exit::Package, "missing-part"};

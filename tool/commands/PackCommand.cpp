@@ -56,6 +56,7 @@ SourceTree::Rules rulesOf(PackOptions const& options, std::u16string const& pack
   SourceTree::Rules rules;
   for (std::string const& pattern : options.exclude) rules.exclude.emplace_back(fromArgument(pattern));
   rules.skipOutsideLinks = options.skipOutsideLinks;
+  if (options.key.isGiven()) rules.longestFile = opc::ztservices::kLongestEncryptedContent;
   rules.ownFiles = namesOf(package);
   rules.otherRoots = unresolvedNames(fromArgument(options.directory));
   return rules;

@@ -119,6 +119,11 @@ void SourceTree::takeLeaf(ListedItem& item) {
   if (item.kind == ListedItem::Kind::Link) return takeLink(item.path);
   if (item.error != 0)
     addProblem(Exit::Disk, "cannot-read", ErrorCode(item.error, boost::system::system_category()).message(), item.path);
+  if (item.size > rules_.longestFile)
+    addProblem(Exit::Package, "too-long",
+               "it has " + std::to_string(item.size) + " bytes, and no more than " +
+                   std::to_string(rules_.longestFile) + " can be encrypted",
+               item.path);
   fileBytes_ += item.size;
   numbers_.push_back({item.device, item.inode});
   leaves_.push_back(std::move(item.path));

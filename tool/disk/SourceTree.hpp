@@ -32,8 +32,9 @@ class SourceTree final : public ForwardingOps {
     bool skipOutsideLinks = false;
     std::u16string place;  ///< folder of this tree that the directory appears as; empty for the root
     std::u16string only;   ///< name of the one file or link that the tree holds; empty for all there are
-    Paths ownFiles;        ///< resolved paths of the package that is being written
-    Paths otherRoots;      ///< further absolute names of the root, by which links may point below it
+    std::uint64_t longestFile = UINT64_MAX;  ///< longer ones cannot be stored
+    Paths ownFiles;                          ///< resolved paths of the package that is being written
+    Paths otherRoots;                        ///< further absolute names of the root, by which links may point below it
   };
 
   /// `root` is resolved: no component of it is a link. `disk` is used on two threads. `progress`, borrowed, counts the

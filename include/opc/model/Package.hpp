@@ -30,8 +30,7 @@ enum class Existing { Refuse, Replace };
 enum class CompressionLevel { Fast, Default, Small };
 
 /// Limits that protect open() from hostile packages. Beyond one of them open() throws InvalidPackage, which names the
-/// limit and what exceeds it, before it holds more in memory; the last limit applies later. Honest packages stay far
-/// below the defaults.
+/// limit and what exceeds it, before it holds more in memory. Honest packages stay far below the defaults.
 struct OpenOptions {
   std::uint64_t maximumItems = 4'000'000;            ///< items of the container
   std::uint64_t maximumTotalBytes = 1ULL << 44;      ///< all items together, inflated, as they declare it (16 TiB)
@@ -40,10 +39,6 @@ struct OpenOptions {
   std::uint64_t maximumRelationships = 4'000'000;    ///< relationships of the package and of all its parts
   std::size_t maximumXmlDepth = 256;                 ///< nesting of elements
   std::size_t maximumXmlAttributeBytes = 1'048'576;  ///< one attribute of these documents
-  /// Bytes of one part that is held whole, as FileSystemManager does to decrypt it; decrypting takes about twice as
-  /// much memory. Reading a larger part throws InvalidItem before anything is held. The default (64 GiB) is the longest
-  /// message that AES-GCM allows (NIST SP 800-38D), with its vector and tag.
-  std::uint64_t maximumWholePartBytes = 1ULL << 36;
 
   /// Opens a file for writing that the process may not write, for saveAs() or for SaveOptions::replaceProtected.
   bool openProtected = false;
@@ -171,12 +166,9 @@ class ZT_API Package : public RelationshipSource {
   /// type or with a name that no part may bear (ECMA-376-2, 9.1.2 and 10). Saves keep them.
   std::vector<std::u16string> getItemNames() const;
 
-  /// OpenOptions::maximumWholePartBytes as it was given to open(), for code that holds parts whole; the default for a
-  /// new package.
-  std::uint64_t getMaximumWholePartBytes() const;
-
   /// Applies to the output streams that are opened from now on; what was written before is not compressed again.
   void setCompressionLevel(CompressionLevel level);
+  CompressionLevel getCompressionLevel() const;
 
   /// The number of threads of the package's own that compress written parts; others then write files. The caller goes
   /// on when it has closed a stream. 0, the initial value, does all work in the caller. The saved bytes are the same

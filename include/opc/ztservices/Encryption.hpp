@@ -13,6 +13,9 @@ namespace opc::ztservices {
 /// any value other than Random selects it.
 enum class IVMode : std::uint32_t { Random = 0, Deterministic = 1 };
 
+/// The longest content that AES-256-GCM can encrypt as one message, in bytes (NIST SP 800-38D, 5.2.1.1).
+inline constexpr std::uint64_t kLongestEncryptedContent = (std::uint64_t{1} << 36) - 32;
+
 /// A sequence of initialization vectors; deterministic ones repeat after 2^64 - 1 vectors. One thread at a time.
 class ZT_API IVGenerator {
  public:

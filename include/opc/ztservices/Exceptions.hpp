@@ -50,6 +50,8 @@ ZT_EXCEPTION(CouldNotGetSourceFilesAndLinks);
 ZT_EXCEPTION(CouldNotConvertFileSystemManifest);
 /// A package with a plain manifest cannot get an encrypted one, nor the other way round.
 ZT_EXCEPTION(CannotChangeEncryption);
+/// A content is longer than one encrypted message can be (2^36 - 32 bytes). The message names the file.
+ZT_EXCEPTION(ContentTooLongToEncrypt);
 /// Content or a manifest is encrypted, and decryption is not enabled.
 ZT_EXCEPTION(CouldNotDecryptContent);
 /// Bytes for initialization vectors that are too few.

@@ -222,11 +222,11 @@ class ZT_API FileSystemManager : public model::DataManager {
   void setTextConversion(TextConversion conversion);
 
   /// Adds one file with its permissions and time, and returns its entry. Throws CouldNotOpenFile,
-  /// CouldNotGetPermissions, CouldNotGetLastModifiedTime. The content type follows from the name (ContentTypes.hpp).
-  /// With TransformMode::Transform
-  /// a file whose content type equals getTextContentType() becomes UTF-8; opc::UndecodableText where that cannot be
-  /// done, unless setTextConversion() was called. When reading, transforming or writing the content fails, the entry
-  /// stays, with an empty part; what setTextConversion() makes throw comes before the entry.
+  /// CouldNotGetPermissions, CouldNotGetLastModifiedTime, and ContentTooLongToEncrypt before it reads anything. The
+  /// content type follows from the name (ContentTypes.hpp). With TransformMode::Transform a file whose content type
+  /// equals getTextContentType() becomes UTF-8; opc::UndecodableText where that cannot be done, unless
+  /// setTextConversion() was called. When reading, transforming or writing the content fails, the entry stays, with an
+  /// empty part; what setTextConversion() makes throw comes before the entry.
   FileSystemEntry addFile(std::u16string const& sourcePath, std::u16string const& path, TransformMode mode);
   /// The same for a content source, which the manager owns from now on and reads to its end, with the content type of
   /// the source. The permissions and the time may be unknown. opc::Exception for a null source.
@@ -269,8 +269,10 @@ class ZT_API FileSystemManager : public model::DataManager {
   /// TransformMode::None they are the stored bytes, which are an initialization vector and ciphertext where they are
   /// encrypted.
   /// With TransformMode::Transform encrypted contents are decrypted: CouldNotDecryptContent before enableDecryption(),
-  /// model::InvalidItem for a part larger than OpenOptions::maximumWholePartBytes; and, from the source's
-  /// getInputStream(), before the first byte, CouldNotTransformContentData for a wrong key or modified data.
+  /// model::InvalidItem for a part that is longer than a message can be; and, from the source's getInputStream(),
+  /// before the first byte, CouldNotTransformContentData for a wrong key or modified data. Memory does not depend on
+  /// the size: a message above 1 MiB is read twice, and a read throws CouldNotTransformContentData where the package's
+  /// file was changed after the first time.
   /// Throws FileSystemEntryMustBeFile, model::PartNotFound where a damaged package lacks the content part.
   std::unique_ptr<IContentSource> getFileContentSource(FileSystemEntry const& entry, TransformMode transformMode);
 
@@ -408,9 +410,9 @@ class ZT_API FileSystemManager : public model::DataManager {
   bool saveV1Manifest_ = false;
   std::optional<TextConversion> textConversion_;  // absent: UDEToUTF8Transform
   std::string encryptionAlgorithm_;
-  std::shared_ptr<IVGenerator> ivGenerator_;  // empty until encryption is enabled, as are
-  std::shared_ptr<IEncryptor> encryptor_;     // this one
-  std::shared_ptr<IDecryptor> decryptor_;     // empty until decryption is enabled
+  std::shared_ptr<IVGenerator> ivGenerator_;     // empty until encryption is enabled, as are
+  std::shared_ptr<IEncryptor> encryptor_;        // this one
+  std::shared_ptr<IDecryptor> decryptor_;        // empty until decryption is enabled
   std::string digestAlgorithm_;
   std::shared_ptr<IDigestEngine> digestEngine_;  // for the names of content parts; empty until encryption is enabled
   mutable bool convertedFromV1_ = false;         // set by a load that upgraded version 1, consumed by ensureLoaded

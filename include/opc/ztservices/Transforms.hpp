@@ -45,6 +45,12 @@ class ZT_API TransformSource : public IContentSource {
   /// Puts the transformed bytes of `in` into `out`, which is empty at first and may get any size. False for failure.
   virtual bool transformData(std::vector<unsigned char> const& in, std::vector<unsigned char>& out) = 0;
 
+ protected:
+  /// For subclasses that override getInputStream(): the wrapped source, and the exception for data that cannot be
+  /// transformed.
+  IContentSource& getSource() const { return *source_; }
+  [[noreturn]] void throwCouldNotTransformData() const;
+
  private:
   std::unique_ptr<IContentSource> source_;
   std::unique_ptr<Transformer> transformer_;  // reads from source_ and goes first; empty until it is needed

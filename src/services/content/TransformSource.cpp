@@ -172,6 +172,8 @@ model::ContentType TransformSource::getContentType() {
   return out;
 }
 
+void TransformSource::throwCouldNotTransformData() const { throwCouldNotTransformContentData(*source_); }
+
 InputStream& TransformSource::getInputStream() {
   if (!transformer_) {
     if (mustTransformEntireStream())

@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "crypto/AESCiphers.hpp"
-#include "crypto/CipherTransforms.hpp"
+#include "crypto/InlineIVCheck.hpp"
+#include "crypto/MessageStreams.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/Exceptions.hpp"
@@ -17,11 +17,14 @@ namespace {
 constexpr char16_t kMark[] = u"encryption";
 constexpr std::uint64_t kSlack = 1024;
 
+static_assert(kLongestEncryptedContent == foundation::crypto::detail::AESGCM::kMaximalContent);
+
 /// Checks the sizes that the container declares, before a byte of the part is read.
-void throwIfNotHoldable(model::Part const& part, std::uint64_t maximumBytes) {
+void throwIfNoMessage(model::Part const& part) {
   std::uint64_t const size = part.getSize(), storedSize = part.getStoredSize();
   std::u16string const name = part.getName().toString();
-  if (size > maximumBytes) throw model::InvalidItem(messages::tooLargeToHold(name, size, maximumBytes));
+  if (isTooLongForEncrypted(size))
+    throw model::InvalidItem(messages::tooLongToDecrypt(name, size, kLongestEncryptedContent + InlineIVCheck::kLeastBytes));
   if (isTooSmallForEncrypted(storedSize, size))
     throw model::InvalidItem(messages::cannotBeEncrypted(name, storedSize, size));
 }
@@ -34,24 +37,29 @@ bool isTooSmallForEncrypted(std::uint64_t storedSize, std::uint64_t size) {
   return size > kSlack && (size - kSlack) / 2 > storedSize;
 }
 
+bool isTooLongForEncrypted(std::uint64_t size) { return size > kLongestEncryptedContent + InlineIVCheck::kLeastBytes; }
+
 std::uint64_t decryptedSize(model::Part const& part) {
-  using foundation::crypto::detail::AESGCM;
-  constexpr std::uint64_t kOverhead = AESGCM::kIVBytes + AESGCM::kTagBytes;
+  constexpr std::uint64_t kOverhead = InlineIVCheck::kLeastBytes;
   std::uint64_t const size = part.getSize();
   bool const isMessage =
       size >= kOverhead && toASCIIString(part.getContentType().getParameterValue(kMark)) == kEncryptionAlgorithm;
   return isMessage ? size - kOverhead : size;
 }
 
-std::unique_ptr<IContentSource> decrypted(model::Part const& part, std::uint64_t maximumWholeBytes,
-                                          std::shared_ptr<IDecryptor> const& decryptor, char const* message) {
+std::unique_ptr<IContentSource> decrypted(std::unique_ptr<IContentSource> source,
+                                          std::shared_ptr<IDecryptor> const& decryptor) {
+  std::string algorithm = toASCIIString(source->getContentType().getParameterValue(kMark));
+  return std::make_unique<DecryptionInPieces>(std::move(source), decryptor, std::move(algorithm));
+}
+
+std::unique_ptr<IContentSource> decrypted(model::Part const& part, std::shared_ptr<IDecryptor> const& decryptor,
+                                          char const* message) {
   model::ContentType const type = part.getContentType();
   if (!isMarkedEncrypted(type)) return std::make_unique<PartContentSource>(part);
   if (!decryptor) throw CouldNotDecryptContent(message);
-  throwIfNotHoldable(part, maximumWholeBytes);
-  std::string const algorithm = toASCIIString(type.getParameterValue(kMark));
-  return std::make_unique<DecryptionWithInlineIVTransform>(std::make_unique<PartContentSource>(part), decryptor,
-                                                           algorithm);
+  throwIfNoMessage(part);
+  return decrypted(std::make_unique<PartContentSource>(part), decryptor);
 }
 
 }  // namespace opc::ztservices

@@ -15,17 +15,24 @@ namespace opc::ztservices {
 bool isMarkedEncrypted(model::ContentType const& type);
 
 /// Whether a part of `size` bytes takes too few bytes in the container to be encrypted: ciphertext does not shrink. A
-/// part that declares more than twice its stored size, and a little, would only fill the memory of a reader that holds
-/// it whole.
+/// part that declares more than twice its stored size, and a little, would only cost its reader time.
 bool isTooSmallForEncrypted(std::uint64_t storedSize, std::uint64_t size);
+
+/// Whether a part of that size is longer than a message can be.
+bool isTooLongForEncrypted(std::uint64_t size);
 
 /// The number of bytes that decrypted() delivers; the size of the part where it cannot be decrypted.
 std::uint64_t decryptedSize(model::Part const& part);
 
+/// The decrypted content of a source that is marked as encrypted. Its stream must allow reset(). Several threads may
+/// use one decryptor.
+std::unique_ptr<IContentSource> decrypted(std::unique_ptr<IContentSource> source,
+                                          std::shared_ptr<IDecryptor> const& decryptor);
+
 /// The decrypted content of a part, or its content where the part is not encrypted. Throws CouldNotDecryptContent with
-/// the message where the decryptor is missing, and InvalidItem where the part is larger than `maximumWholeBytes` or
+/// the message where the decryptor is missing, and InvalidItem where the part isTooLongForEncrypted() or
 /// isTooSmallForEncrypted().
-std::unique_ptr<IContentSource> decrypted(model::Part const& part, std::uint64_t maximumWholeBytes,
-                                          std::shared_ptr<IDecryptor> const& decryptor, char const* message);
+std::unique_ptr<IContentSource> decrypted(model::Part const& part, std::shared_ptr<IDecryptor> const& decryptor,
+                                          char const* message);
 
 }  // namespace opc::ztservices

@@ -4,11 +4,12 @@
 #include <utility>
 #include <vector>
 
-#include "crypto/CipherTransforms.hpp"
+#include "crypto/MessageStreams.hpp"
 #include "opc/Strings.hpp"
 #include "opc/ztservices/ContentTypes.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "opc/ztservices/Transforms.hpp"
+#include "services/tree/EncryptedContent.hpp"
 #include "services/tree/Messages.hpp"
 #include "services/tree/PathRules.hpp"
 
@@ -65,6 +66,8 @@ FileSystemEntry FileSystemManager::addFileFromDisk(std::u16string const& sourceP
   OpenedFile file = source_->openForAdding(sourcePath);
   if (rule == LinkRule::Follow && file.openError == boost::system::errc::too_many_symbolic_link_levels)
     file = source_->FileSystemOps::openForAdding(sourcePath);
+  if (isEncryptionEnabled() && file.size > kLongestEncryptedContent)
+    throw ContentTooLongToEncrypt(messages::tooLongToEncrypt(sourcePath, *file.size, kLongestEncryptedContent));
   std::unique_ptr<IContentSource> source =
       std::make_unique<FileContentSource>(sourcePath, type, std::move(file.content));
   throwIfIncomplete(file);
@@ -119,8 +122,7 @@ void FileSystemManager::addAll(std::u16string const& sourceRoot, TransformMode m
 FileSystemEntry FileSystemManager::addFileInternal(std::unique_ptr<IContentSource> source, std::u16string const& path,
                                                    Perms::Perms_tag permissions, boost::posix_time::ptime const& time) {
   if (isEncryptionEnabled())
-    source = std::make_unique<EncryptionWithInlineIVTransform>(std::move(source), encryptor_, encryptionAlgorithm_,
-                                                               ivGenerator_);
+    source = std::make_unique<EncryptionInPieces>(std::move(source), encryptor_, encryptionAlgorithm_, ivGenerator_);
   auto const [entry, part] = createFileInternal(path, source->getContentType(), permissions, time);
   std::unique_ptr<OutputStream> const output = part.getOutputStream();
   StreamHelper::copyStreamToStream(source->getInputStream(), *output);

@@ -247,7 +247,7 @@ std::unique_ptr<IContentSource> FileSystemManager::getFileContentSource(FileSyst
                                                                         TransformMode transformMode) {
   model::Part const part = getContentPart(entry);
   if (transformMode != TransformMode::Transform) return std::make_unique<PartContentSource>(part);
-  return decrypted(part, getPackage().getMaximumWholePartBytes(), decryptor_, messages::kContentIsEncrypted);
+  return decrypted(part, decryptor_, messages::kContentIsEncrypted);
 }
 
 void FileSystemManager::extractEntryInternal(Extraction& extraction, FileSystemEntry const& entry) {

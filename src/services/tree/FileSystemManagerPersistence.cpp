@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "crypto/CipherTransforms.hpp"
+#include "crypto/MessageStreams.hpp"
 #include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/ContentParts.hpp"
@@ -89,8 +89,7 @@ void FileSystemManager::doLoad() {
   if (!found) return;
 
   Part const& part = *found;
-  auto const source =
-      decrypted(part, getPackage().getMaximumWholePartBytes(), decryptor_, messages::kManifestIsEncrypted);
+  auto const source = decrypted(part, decryptor_, messages::kManifestIsEncrypted);
   manifest_->read(source->getInputStream(), *tree_);
   if (part.getContentType() == getPartContentTypeV1()) upgradeFromVersion1();
 }
@@ -156,8 +155,7 @@ void FileSystemManager::doSaveCurrent() {
   manifest_->write(*tree_, buffer);
   std::unique_ptr<IContentSource> source = std::make_unique<BytesSource>(std::move(bytes), getPartContentType());
   if (isEncryptionEnabled())
-    source = std::make_unique<EncryptionWithInlineIVTransform>(std::move(source), encryptor_, encryptionAlgorithm_,
-                                                               ivGenerator_);
+    source = std::make_unique<EncryptionInPieces>(std::move(source), encryptor_, encryptionAlgorithm_, ivGenerator_);
   InputStream& input = source->getInputStream();
   leaveVersion1Part();
   manifest::kPart.save(getPackage(), source->getContentType(),

@@ -62,9 +62,14 @@ inline std::string withPathAndError(char const* text, std::u16string const& path
   return withPath(text, path) + ": " + error.message();
 }
 
-inline std::string tooLargeToHold(std::u16string const& part, std::uint64_t size, std::uint64_t maximum) {
+inline std::string tooLongToEncrypt(std::u16string const& file, std::uint64_t size, std::uint64_t maximum) {
+  return toUDEString(escapeForDisplay(file)) + ": it has " + std::to_string(size) + " bytes, and no more than " +
+         std::to_string(maximum) + " can be encrypted";
+}
+
+inline std::string tooLongToDecrypt(std::u16string const& part, std::uint64_t size, std::uint64_t maximum) {
   return toUDEString(escapeForDisplay(part)) + ": it is encrypted and has " + std::to_string(size) +
-         " bytes, and no more than " + std::to_string(maximum) + " may be held to decrypt it";
+         " bytes, and no more than " + std::to_string(maximum) + " can be decrypted";
 }
 
 inline std::string cannotBeEncrypted(std::u16string const& part, std::uint64_t storedSize, std::uint64_t size) {

@@ -9,6 +9,7 @@
 #include "crypto/Bytes.hpp"
 #include "services/tree/EncryptedContent.hpp"
 #include "services/tree/EncryptionTestSupport.hpp"
+#include "support/CryptoAnswers.hpp"
 #include "support/MemoryScan.hpp"
 
 namespace {
@@ -108,35 +109,23 @@ TEST(FileSystemManagerDecryption, EveryChangedBitOfAContentIsTheSameError) {
   }
 }
 
-TEST(FileSystemManagerDecryption, HoldsNoContentThatIsLargerThanAllowed) {
+TEST(FileSystemManagerDecryption, ContentsAndManifestOfSeveralPiecesComeBack) {
   NewEncryptedFileSystem fs;
-  addText(fs.manager, u"/f", std::string(1000, 'x'));
-  Bytes const bytes = fs.package->saveToBytes();
-  std::uint64_t const size = 1000 + kIVBytes + kTagBytes;
-  {
-    auto const package = Package::openInMemory(bytes, AccessMode::ReadOnly, {.maximumWholePartBytes = size});
-    FileSystemManager manager(*package);
-    manager.enableDecryption(testKey());
-    EXPECT_EQ(decryptedTextAt(manager, u"/f").size(), 1000u);
-  }
-  auto const package = Package::openInMemory(bytes, AccessMode::ReadOnly, {.maximumWholePartBytes = size - 1});
+  std::string const content = zt_test::textOf(zt_test::sampleContent(3'500'000));
+  addText(fs.manager, u"/f", content);
+  for (int i = 0; i < 9000; ++i)
+    fs.manager.createFolder(u"/" + std::u16string(150, u'x') + opc::toString(std::to_string(i)));
+  auto const package = reopen(*fs.package);
+  EXPECT_GT(package->getPart(PartName(kManifest)).getSize(), 1u << 20);
   FileSystemManager manager(*package);
   manager.enableDecryption(testKey());
-  auto const entry = manager.getEntry(u"/f");
-  EXPECT_THROW_MESSAGE(manager.getFileContentSource(entry, TransformMode::Transform), opc::model::InvalidItem,
-                       opc::toUTF8String(entry.getContentName()) +
-                           ": it is encrypted and has 1032 bytes, and no more than 1031 may be held to decrypt it");
-  EXPECT_EQ(readAll(manager.getFileContentSource(entry, TransformMode::None)->getInputStream()).size(), size);
+  EXPECT_EQ(decryptedTextAt(manager, u"/f"), content);
+  EXPECT_EQ(manager.getAllLeafs().size(), 9001u);
 }
 
-TEST(FileSystemManagerDecryption, HoldsNoManifestThatIsLargerThanAllowed) {
-  NewEncryptedFileSystem fs;
-  addText(fs.manager, u"/f", "x");
-  auto const package =
-      Package::openInMemory(fs.package->saveToBytes(), AccessMode::ReadOnly, {.maximumWholePartBytes = 100});
-  FileSystemManager manager(*package);
-  manager.enableDecryption(testKey());
-  EXPECT_THROW(manager.ensureLoaded(), opc::model::InvalidItem);
+TEST(FileSystemManagerDecryption, TakesNoPartForEncryptedThatIsLongerThanAMessage) {
+  EXPECT_FALSE(isTooLongForEncrypted(std::uint64_t{1} << 36));
+  EXPECT_TRUE(isTooLongForEncrypted((std::uint64_t{1} << 36) + 1));
 }
 
 TEST(FileSystemManagerDecryption, RefusesWhatShrinksToLessThanHalfUnread) {

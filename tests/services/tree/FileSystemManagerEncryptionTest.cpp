@@ -1,13 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstddef>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <memory>
 #include <set>
 #include <string>
 
+#include "crypto/CipherTransforms.hpp"
+#include "crypto/CryptoAdapters.hpp"
+#include "crypto/IVGenerators.hpp"
 #include "opc/Exception.hpp"
 #include "opc/ztservices/ContentTypes.hpp"
 #include "services/tree/EncryptionTestSupport.hpp"
+#include "support/CryptoAnswers.hpp"
 
 namespace {
 
@@ -396,6 +401,29 @@ TEST(FileSystemManagerEncryption, SourceThatFailsLeavesAnEmptyEncryptedPart) {
   EXPECT_EQ(storedTextAt(fs.manager, u"/f"), "");
   CapturedLines captured;
   EXPECT_THROW_MESSAGE(decryptedTextAt(fs.manager, u"/f"), CouldNotTransformContentData, kWrongContent);
+}
+
+TEST(FileSystemManagerEncryption, RefusesAFileThatIsLongerThanAMessageBeforeItIsRead) {
+  TemporaryDirectory directory;
+  writeFile(directory / "long", "");
+  std::filesystem::resize_file(directory / "long", opc::ztservices::kLongestEncryptedContent + 1);  // with a hole
+  NewEncryptedFileSystem fs;
+  EXPECT_THROW_MESSAGE(
+      fs.manager.addFile(directory.u16("long"), u"/long", TransformMode::None),
+      opc::ztservices::ContentTooLongToEncrypt,
+      (directory / "long").string() + ": it has 68719476705 bytes, and no more than 68719476704 can be encrypted");
+  EXPECT_FALSE(fs.manager.hasEntry(u"/long"));
+}
+
+TEST(FileSystemManagerEncryption, ContentsOfSeveralPiecesAreTheMessagesOfTheTransform) {
+  NewEncryptedFileSystem fs(IVMode::Deterministic, countingBytes(8));
+  std::string const content = zt_test::textOf(zt_test::sampleContent(2'500'000));
+  auto const part = addText(fs.manager, u"/f", content).getContentName();
+  opc::ztservices::EncryptionWithInlineIVTransform transform(
+      std::make_unique<TextSource>(content, ContentType(u"a/b")),
+      std::make_shared<opc::ztservices::CryptoEncryptor>(testKey()), "AES256-GCM",
+      opc::ztservices::createIVGenerator(IVMode::Deterministic, countingBytes(8)));
+  EXPECT_TRUE(textOfPart(*fs.package, part) == readAll(transform.getInputStream()));
 }
 
 }  // namespace
