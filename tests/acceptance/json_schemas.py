@@ -56,7 +56,7 @@ class Check:
         of = " ".join(str(argument) for argument in arguments)
         if done.returncode == 0 or done.stdout:
             self.document(name, done.stdout, of)
-        if done.returncode != 0:
+        if done.returncode != 0 and not (arguments[0] == "diff" and done.returncode == 1):
             self.document("error", done.stderr, of)
         return done.returncode
 
@@ -116,6 +116,10 @@ def others(place):
     yield ["info", "--json"], 2
     yield ["--json"], 2
     yield ["verify", "--json", place], 3
+    yield ["diff", "--json", place / "plain.ztp", place / "tree"], 0
+    yield ["diff", "--json", place / "plain.ztp", place / "none"], 1
+    yield ["diff", "--json", place / "empty.ztp", place / "plain.ztp"], 1
+    yield ["diff", "--json", place / "damaged.ztp", place / "gone"], 3
     (place / "texts").mkdir()
     (place / "texts" / "é.txt").write_bytes(b"\xE9")
     (place / "texts" / "utf8.txt").write_text("é")

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
@@ -41,6 +42,10 @@ Options listingOptions(StoringOptions& options);
 Options progressOptions(bool& progress, bool& quiet);
 Options propertyOptions(std::vector<std::pair<std::string, std::string>>& properties);
 OptionDescription levelOption(opc::model::CompressionLevel& level);
+OptionDescription excludeOption(std::vector<std::string>& patterns);
+OptionDescription checksumOption(bool& checksum);
+/// Of the commands that change a package.
+OptionDescription retryOption(std::chrono::seconds& limit);
 /// --force of the commands that change a package and replace nothing in it.
 OptionDescription forceOption(bool& force);
 

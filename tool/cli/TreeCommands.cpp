@@ -30,8 +30,7 @@ CommandDescription packCommand() {
       .options =
           helpOption() +
           Options{flag({"-f", "--force"}, "Replace a package that exists", options->force),
-                  valued({"-x", "--exclude"}, "GLOB",
-                         "Leave out what the pattern matches, with everything below it; repeatable", &options->exclude),
+                  excludeOption(options->exclude),
                   flag({"--skip-outside-links"},
                        "Leave out links with an absolute target outside DIR, which otherwise fail the command",
                        options->skipOutsideLinks),
@@ -66,7 +65,8 @@ CommandDescription addCommand() {
                  textOptions(*options) + keyOptions(options->key) +
                  Options{flag({"-f", "--force"},
                               "Replace files and links that are in the package, and a package that may not be written",
-                              options->force)} +
+                              options->force),
+                         retryOption(options->retryLock)} +
                  listingOptions(*options) + progressOptions(options->progress, options->quiet),
       .action = [options](Output& out) { add(*options, out); },
       .package = &options->package,
@@ -87,20 +87,44 @@ CommandDescription removeCommand() {
       .arguments = {packageArgument(options->package),
                     optional(argument("PATH", "The entry to remove, a folder with everything below it; never a pattern",
                                       &options->paths))},
-      .options =
-          helpOption() +
-          Options{valued({"-g", "--glob"}, "GLOB",
-                         "Also remove what the pattern matches, with everything below it; repeatable",
-                         &options->patterns)} +
-          keyOptions(options->key) +
-          Options{forceOption(options->force), flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
+      .options = helpOption() +
+                 Options{valued({"-g", "--glob"}, "GLOB",
+                                "Also remove what the pattern matches, with everything below it; repeatable",
+                                &options->patterns)} +
+                 keyOptions(options->key) +
+                 Options{forceOption(options->force), retryOption(options->retryLock),
+                         flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
       .action = [options](Output&) { remove(*options); },
+      .package = &options->package,
+  };
+}
+
+CommandDescription moveCommand() {
+  auto const options = std::make_shared<MoveOptions>();
+  return {
+      .name = "ztpkg move",
+      .purpose = "Rename or move a file, link or folder in a package",
+      .example = "ztpkg move photos.ztpkg /2024/draft /2025/final",
+      .details = {"A folder moves with everything below it. If TO is an existing folder, or ends in a slash, the entry "
+                  "keeps its name in that folder; missing folders are created. No content is read or written, so "
+                  "moving takes no longer for large files. The package is changed in one step.",
+                  "Links keep their targets, and links that lead to the entry are not changed."},
+      .aliases = {"mv"},
+      .arguments = {packageArgument(options->package), argument("FROM", "The path of the entry", &options->from),
+                    argument("TO", "Its new path, or the folder to move it to", &options->to)},
+      .options =
+          helpOption() + keyOptions(options->key) +
+          Options{flag({"-f", "--force"},
+                       "Replace a file or link that is at TO, and change a package that may not be written",
+                       options->force),
+                  retryOption(options->retryLock), flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
+      .action = [options](Output&) { move(*options); },
       .package = &options->package,
   };
 }
 
 }  // namespace
 
-std::vector<CommandDescription> treeCommands() { return {packCommand(), addCommand(), removeCommand()}; }
+std::vector<CommandDescription> treeCommands() { return {packCommand(), addCommand(), removeCommand(), moveCommand()}; }
 
 }  // namespace ztpkg::table

@@ -9,6 +9,7 @@
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"
+#include "commands/Changing.hpp"
 #include "commands/Commands.hpp"
 #include "commands/Storing.hpp"
 #include "disk/FileSystems.hpp"
@@ -45,8 +46,7 @@ class Addition {
   }
 
   void removeReplaced() {
-    for (FileSystemEntry const& entry : replaced_)
-      entry.isLink() ? manager_.deleteLink(entry) : manager_.deleteFile(entry);
+    for (FileSystemEntry const& entry : replaced_) removeEntry(manager_, entry);
   }
 
  private:
@@ -109,16 +109,9 @@ Source sourceOf(opc::FileSystemOps& disk, std::string const& argument, std::u16s
   return {std::make_unique<SourceTree>(disk, existingDirectory(parentOf(path)), rules, progress), folder};
 }
 
-// Tidied, without a slash at its end, and empty for the root.
-std::u16string folderOf(std::string const& argument) {
-  if (argument.find('\\') != std::string::npos) throwUsage("--to: a backslash would be taken for a separator");
-  std::u16string const path = absolutePath(entryPath(argument));
-  return path == u"/" ? u"" : path;
-}
-
 std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, Addition& addition,
                            Progress& progress) {
-  std::u16string const folder = folderOf(options.to);
+  std::u16string const folder = newEntryPath(options.to, "--to");
   ForwardingOps::Paths const ownFiles = namesOf(fromArgument(options.package));
   std::vector<Source> sources;
   for (std::string const& argument : options.sources) {
@@ -153,18 +146,13 @@ std::vector<SourceTree const*> treesOf(std::vector<Source> const& sources) {
   return trees;
 }
 
-}  // namespace
-
-void add(AddOptions const& options, Output& out) {
-  noteSignals();
+/// One attempt, on the package as it is now.
+void addOnce(AddOptions const& options, Output& out) {
   Storing storing(options, "add");
-  auto const package = openFileSystem(options.package, AccessMode::ReadWrite, options.force);
   opc::LocalFileSystemOps disk;
   TreeInTurn selector(disk);
-  FileSystemManager manager(*package, selector);
-  auto const key = enableDecryption(manager, options.key, options.package);
-  load(manager, options.package);
-  keepEncryption(manager, key.get(), options.key, options.package);
+  EditedFileSystem edited(options, options.key, &selector);
+  FileSystemManager& manager = edited.manager();
   Addition addition(manager, options.force);
   Progress progress(options.progress && !options.quiet);
   std::vector<Source> const sources = survey(disk, options, addition, progress);
@@ -177,13 +165,19 @@ void add(AddOptions const& options, Output& out) {
       storing.add(manager, *source.tree);
   }
   storing.throwIfRefused();
-  throwIfInterrupted();
-  if (!options.dryRun) package->save({.replaceProtected = options.force});
+  if (!options.dryRun) edited.save();
   progress.finish();
   for (Source const& source : sources)
     if (!options.quiet) printLeftOut(*source.tree, "add");
   storing.print(treesOf(sources), out);
   if (!options.quiet && !options.dryRun) printSummary(sources, fromArgument(options.package), progress);
+}
+
+}  // namespace
+
+void add(AddOptions const& options, Output& out) {
+  noteSignals();
+  changePackage(options, [&] { addOnce(options, out); });
 }
 
 }  // namespace ztpkg

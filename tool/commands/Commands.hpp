@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +13,13 @@
 /// The commands. Each does its work or throws; data goes to `out`, which the caller closes. Texts are the user's, in
 /// UTF-8.
 namespace ztpkg {
+
+/// What the commands that change a package have in common.
+struct ChangeOptions {
+  std::string package;
+  bool force = false;
+  std::chrono::seconds retryLock{30};  ///< for how long to begin again while other processes change the package
+};
 
 /// What the commands that store trees have in common.
 struct StoringOptions {
@@ -41,12 +49,10 @@ struct PackOptions : StoringOptions {
 };
 void pack(PackOptions const& options, Output& out);
 
-struct AddOptions : StoringOptions {
-  std::string package;
+struct AddOptions : StoringOptions, ChangeOptions {
   std::vector<std::string> sources;
   std::string to = "/";
   KeyOptions key;
-  bool force = false;
 };
 void add(AddOptions const& options, Output& out);
 
@@ -65,15 +71,36 @@ struct UnpackOptions {
 };
 void unpack(UnpackOptions const& options);
 
-struct RemoveOptions {
-  std::string package;
+struct RemoveOptions : ChangeOptions {
   std::vector<std::string> paths;
   std::vector<std::string> patterns;
   KeyOptions key;
-  bool force = false;
   bool quiet = false;
 };
 void remove(RemoveOptions const& options);
+
+struct MoveOptions : ChangeOptions {
+  std::string from;
+  std::string to;
+  KeyOptions key;
+  bool quiet = false;
+};
+void move(MoveOptions const& options);
+
+struct DiffOptions {
+  std::string package;
+  std::string other;  ///< a directory or package
+  std::vector<std::string> paths;
+  std::vector<std::string> exclude;
+  KeyOptions key;
+  bool checksum = false;
+  bool verbose = false;
+  bool json = false;
+  bool progress = true;
+  bool quiet = false;
+};
+/// Throws Ended after printing differences, if there are any.
+void diff(DiffOptions const& options, Output& out);
 
 struct VerifyOptions {
   std::string package;
@@ -114,10 +141,8 @@ struct GetPropertiesOptions {
 };
 void getProperties(GetPropertiesOptions const& options, Output& out);
 
-struct SetPropertiesOptions {
-  std::string package;
+struct SetPropertiesOptions : ChangeOptions {
   std::vector<std::string> assignments;  ///< NAME=VALUE
-  bool force = false;
 };
 void setProperties(SetPropertiesOptions const& options);
 

@@ -139,7 +139,11 @@ std::unique_ptr<Secret const> keyOfPassword(opc::model::Package& package, std::s
 
 std::unique_ptr<Secret const> findKey(FileSystemManager const& manager, KeyOptions const& options,
                                       std::string const& path) {
-  if (!options.file.empty()) return readKey(options.file);
+  KeyMemory& memory = *options.memory;
+  if (!options.file.empty()) {
+    if (!memory.keyOfFile) memory.keyOfFile = readKey(options.file);
+    return std::make_unique<Secret const>(memory.keyOfFile->bytes());
+  }
   if (!options.password.isGiven() && !manager.isEncrypted()) return nullptr;
   if (!hasPassword(manager.getPackage(), path)) {
     if (!options.password.isGiven() || !manager.isEncrypted()) return nullptr;
@@ -147,7 +151,9 @@ std::unique_ptr<Secret const> findKey(FileSystemManager const& manager, KeyOptio
   }
   if (!options.password.isGiven() && !canAskForPassword())
     throwKeyRequired(path, "its password is needed (--password-file, --password-env or --password-fd)");
-  return keyOfPassword(manager.getPackage(), path, readPassword(options.password, path, PasswordUse::Existing));
+  if (!memory.password)
+    memory.password.reset(new Password(readPassword(options.password, path, PasswordUse::Existing)));
+  return keyOfPassword(manager.getPackage(), path, *memory.password);
 }
 
 std::unique_ptr<Secret const> enableDecryption(FileSystemManager& manager, KeyOptions const& options,

@@ -19,10 +19,17 @@ namespace ztpkg {
 
 inline constexpr std::size_t kKeyBytes = 32;
 
-/// Where the key of a package comes from; at most one of the two is set.
+/// What was read for a key: a command that begins again neither asks twice nor reads a pipe twice.
+struct KeyMemory {
+  std::unique_ptr<Secret const> keyOfFile;
+  std::unique_ptr<Password const> password;
+};
+
+/// Where the key of a package comes from; at most one of the first two is set.
 struct KeyOptions {
   std::string file = {};  ///< empty for none
   PasswordOptions password = {};
+  std::shared_ptr<KeyMemory> memory = std::make_shared<KeyMemory>();
 
   bool isGiven() const { return !file.empty() || password.isGiven(); }
 };
