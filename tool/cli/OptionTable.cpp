@@ -90,6 +90,14 @@ Options keyOptions(KeyOptions& key, std::string const& ask) {
   return options;
 }
 
+Options sourceOptions(StoringOptions& options) {
+  return {excludeOption(options.exclude),
+          flag({"--skip-outside-links"},
+               "Leave out links with an absolute target outside the directory, which otherwise fail the command",
+               options.skipOutsideLinks),
+          levelOption(options.level)};
+}
+
 Options textOptions(StoringOptions& options) {
   Options all{flag({"--text-to-utf8"}, "Convert text files (.txt, .tq) to UTF-8", options.textToUTF8),
               valued({"--text-charset"}, "NAME",

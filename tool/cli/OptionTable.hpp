@@ -36,6 +36,8 @@ inline constexpr char kAsk[] = "Ask for the password on the terminal; the defaul
 /// `ask` says what --password means to the command.
 Options keyOptions(KeyOptions& key, std::string const& ask = kAsk);
 
+/// What is stored of a source, and how hard it is compressed.
+Options sourceOptions(StoringOptions& options);
 /// How texts are stored. `--text-unknown` and `--text-charset` would have no effect alone.
 Options textOptions(StoringOptions& options);
 Options listingOptions(StoringOptions& options);

@@ -28,14 +28,9 @@ CommandDescription packCommand() {
       .arguments = {argument("DIR", "The directory whose contents are stored", &options->directory),
                     packageArgument(options->package, "The package to make")},
       .options =
-          helpOption() +
-          Options{flag({"-f", "--force"}, "Replace a package that exists", options->force),
-                  excludeOption(options->exclude),
-                  flag({"--skip-outside-links"},
-                       "Leave out links with an absolute target outside DIR, which otherwise fail the command",
-                       options->skipOutsideLinks),
-                  levelOption(options->level)} +
-          textOptions(*options) + keyOptions(options->key, "Encrypt, and ask for a password on the terminal") +
+          helpOption() + Options{flag({"-f", "--force"}, "Replace a package that exists", options->force)} +
+          sourceOptions(*options) + textOptions(*options) +
+          keyOptions(options->key, "Encrypt, and ask for a password on the terminal") +
           inGroup("Encryption",
                   {valued({"--iv"}, "random|deterministic", "How initialization vectors are made: random, or a counter",
                           &options->ivMode),
@@ -62,13 +57,39 @@ CommandDescription addCommand() {
       .options = helpOption() +
                  Options{valued({"-t", "--to"}, "PATH",
                                 "The folder of the package to add to, created if missing (default: /)", &options->to)} +
-                 textOptions(*options) + keyOptions(options->key) +
+                 sourceOptions(*options) + textOptions(*options) + keyOptions(options->key) +
                  Options{flag({"-f", "--force"},
                               "Replace files and links that are in the package, and a package that may not be written",
                               options->force),
                          retryOption(options->retryLock)} +
                  listingOptions(*options) + progressOptions(options->progress, options->quiet),
       .action = [options](Output& out) { add(*options, out); },
+      .package = &options->package,
+  };
+}
+
+CommandDescription updateCommand() {
+  auto const options = std::make_shared<UpdateOptions>();
+  return {
+      .name = "ztpkg update",
+      .purpose = "Make a package equal to a directory",
+      .example = "ztpkg update --delete photos.ztpkg photos",
+      .details = {"Stores what 'ztpkg diff' finds added or modified, and leaves everything else as it is stored. The "
+                  "package is changed in one step; if nothing differs, nothing is written.",
+                  "Without --delete, entries that the directory does not have stay."},
+      .arguments = {packageArgument(options->package),
+                    argument("DIR", "The directory that the package is to hold", &options->directory),
+                    optional(argument("PATH",
+                                      "Update only these files, folders or links, with everything below them; may be "
+                                      "a pattern",
+                                      &options->paths))},
+      .options = helpOption() +
+                 Options{flag({"--delete"}, "Remove entries that the directory does not have", options->removesMissing),
+                         checksumOption(options->checksum)} +
+                 sourceOptions(*options) + textOptions(*options) + keyOptions(options->key) +
+                 Options{forceOption(options->force), retryOption(options->retryLock)} + listingOptions(*options) +
+                 progressOptions(options->progress, options->quiet),
+      .action = [options](Output& out) { update(*options, out); },
       .package = &options->package,
   };
 }
@@ -125,6 +146,8 @@ CommandDescription moveCommand() {
 
 }  // namespace
 
-std::vector<CommandDescription> treeCommands() { return {packCommand(), addCommand(), removeCommand(), moveCommand()}; }
+std::vector<CommandDescription> treeCommands() {
+  return {packCommand(), addCommand(), updateCommand(), removeCommand(), moveCommand()};
+}
 
 }  // namespace ztpkg::table

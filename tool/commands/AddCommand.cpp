@@ -21,17 +21,6 @@ namespace {
 using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
 
-/// Makes the manager read from one tree after the other.
-class TreeInTurn final : public opc::FileSystemOpsSelector {
- public:
-  explicit TreeInTurn(opc::FileSystemOps& disk) : current_(&disk) {}
-  opc::FileSystemOps& getForPath(std::u16string const&) override { return *current_; }
-  void take(opc::FileSystemOps& tree) { current_ = &tree; }
-
- private:
-  opc::FileSystemOps* current_;
-};
-
 /// Checks all additions before the first is made.
 class Addition {
  public:
@@ -90,12 +79,10 @@ struct Source {
 
 // A link is stored as a link, whatever its target.
 Source sourceOf(opc::FileSystemOps& disk, std::string const& argument, std::u16string const& folder,
-                ForwardingOps::Paths const& ownFiles, Progress& progress) {
+                SourceTree::Rules rules, Progress& progress) {
   std::u16string const given = fromArgument(argument);
   std::u16string const path = placeOnDisk(given);
   std::u16string const name = path.substr(path.rfind(u'/') + 1);
-  SourceTree::Rules rules;
-  rules.ownFiles = ownFiles;
   rules.place = folder;
   boost::system::error_code error;
   if (!disk.isSymlink(path) && isDirectory(path, error)) {
@@ -112,11 +99,15 @@ Source sourceOf(opc::FileSystemOps& disk, std::string const& argument, std::u16s
 std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, Addition& addition,
                            Progress& progress) {
   std::u16string const folder = newEntryPath(options.to, "--to");
-  ForwardingOps::Paths const ownFiles = namesOf(fromArgument(options.package));
+  SourceTree::Rules const rules = sourceRules(options, options.package);
   std::vector<Source> sources;
   for (std::string const& argument : options.sources) {
-    sources.push_back(sourceOf(disk, argument, folder, ownFiles, progress));
-    sources.back().tree->survey();
+    sources.push_back(sourceOf(disk, argument, folder, rules, progress));
+    try {
+      sources.back().tree->survey();
+    } catch (Failure const& failure) {
+      throwWithAdvice(failure);
+    }
     addition.add(*sources.back().tree, sources.back().place);
   }
   Amount total;
@@ -156,6 +147,7 @@ void addOnce(AddOptions const& options, Output& out) {
   Addition addition(manager, options.force);
   Progress progress(options.progress && !options.quiet);
   std::vector<Source> const sources = survey(disk, options, addition, progress);
+  manager.getPackage().setCompressionLevel(options.level);
   if (!options.dryRun) addition.removeReplaced();
   for (Source const& source : sources) {
     selector.take(*source.tree);

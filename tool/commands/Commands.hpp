@@ -23,6 +23,9 @@ struct ChangeOptions {
 
 /// What the commands that store trees have in common.
 struct StoringOptions {
+  std::vector<std::string> exclude;
+  bool skipOutsideLinks = false;
+  opc::model::CompressionLevel level = opc::model::CompressionLevel::Default;
   bool textToUTF8 = false;
   bool failOnUnknownText = false;  ///< otherwise a text of an unknown character set is stored as it is
   std::string textCharset;         ///< of texts that are not UTF-8; empty to find it out
@@ -38,10 +41,7 @@ struct StoringOptions {
 struct PackOptions : StoringOptions {
   std::string directory;
   std::string package;
-  std::vector<std::string> exclude;
-  opc::model::CompressionLevel level = opc::model::CompressionLevel::Default;
   bool force = false;
-  bool skipOutsideLinks = false;
   std::vector<std::pair<std::string, std::string>> properties;  ///< names and values
   KeyOptions key;
   std::string ivMode;    ///< "random", "deterministic" or empty
@@ -70,6 +70,15 @@ struct UnpackOptions {
   bool quiet = false;
 };
 void unpack(UnpackOptions const& options);
+
+struct UpdateOptions : StoringOptions, ChangeOptions {
+  std::string directory;
+  std::vector<std::string> paths;
+  KeyOptions key;
+  bool checksum = false;
+  bool removesMissing = false;
+};
+void update(UpdateOptions const& options, Output& out);
 
 struct RemoveOptions : ChangeOptions {
   std::vector<std::string> paths;

@@ -55,14 +55,11 @@ bool printDifferences(ReadFileSystem& package, OtherTree& other, PathFilter& fil
 
 bool diffDirectory(DiffOptions const& options, PathFilter& filter, Output& out) {
   ReadFileSystem package(options.package, options.key);
-  std::u16string const given = fromArgument(options.other);
-  SourceTree::Rules rules;
+  SourceTree::Rules rules = directoryRules({}, options.package, options.other);
   rules.exclude = filter.excluded();
-  rules.ownFiles = namesOf(fromArgument(options.package));
-  rules.otherRoots = unresolvedNames(given);
   opc::LocalFileSystemOps disk;
   Progress progress(options.progress && !options.quiet);
-  SourceTree source(disk, existingDirectory(given), std::move(rules), progress);
+  SourceTree source(disk, existingDirectory(fromArgument(options.other)), std::move(rules), progress);
   source.survey();
   if (options.checksum) progress.expect({source.fileCount(), source.fileBytes()});
   DirectoryTree other(source, progress);

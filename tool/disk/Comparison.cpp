@@ -140,6 +140,12 @@ std::u16string const& DirectoryTree::textOf(Place const& place) const {
 
 std::u16string DirectoryTree::pathOf(std::size_t index) const { return textOf(places_[index]); }
 
+std::size_t DirectoryTree::indexOf(std::u16string const& path) const {
+  auto const found = std::ranges::lower_bound(
+      places_, path, {}, [this](Place const& place) -> std::u16string const& { return textOf(place); });
+  return static_cast<std::size_t>(found - places_.begin());
+}
+
 TreeItem DirectoryTree::itemAt(std::size_t index) {
   Place const& place = places_[index];
   if (place.isFolder) return {.kind = EntryKind::Folder};

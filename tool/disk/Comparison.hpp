@@ -48,6 +48,8 @@ class DirectoryTree final : public OtherTree {
   std::size_t count() const override { return places_.size(); }
   std::u16string pathOf(std::size_t index) const override;
   TreeItem itemAt(std::size_t index) override;
+  /// Of a path that the tree has.
+  std::size_t indexOf(std::u16string const& path) const;
   bool hasSameContent(opc::ztservices::FileSystemManager& manager, opc::ztservices::FileSystemEntry const& file,
                       std::size_t index) override;
 
