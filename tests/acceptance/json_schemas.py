@@ -116,6 +116,9 @@ def others(place):
     yield ["info", "--json"], 2
     yield ["--json"], 2
     yield ["verify", "--json", place], 3
+    yield ["repair", "--json", place / "damaged.ztp", place / "repaired.ztp"], 1
+    yield ["repair", "--json", place / "plain.ztp", place / "copied.ztp"], 0
+    yield ["repair", "--json", place / "plain.ztp", place / "copied.ztp"], 3
     (place / "texts").mkdir()
     (place / "texts" / "é.txt").write_bytes(b"\xE9")
     (place / "texts" / "utf8.txt").write_text("é")
