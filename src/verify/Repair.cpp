@@ -86,6 +86,7 @@ class Repairer {
   bool add(model::RelationshipSource& to, model::RelationshipRecord const& record);
   bool isLost(std::u16string const& name) const;
   void relateOwnedParts();
+  bool isContainerSound() const;
   void listMissing();
 
   model::zip::Reader& container_;
@@ -272,10 +273,16 @@ void Repairer::relateOwnedParts() {
   }
 }
 
+bool Repairer::isContainerSound() const {
+  for (std::size_t item = 0; item < source_.itemCount(); ++item)
+    if (!container_.isSound(item)) return false;
+  return container_.hasWholeDirectory();
+}
+
 /// Parts that content types or relationships name and that are in the package no longer. Without damage to the
 /// container they were not there before.
 void Repairer::listMissing() {
-  if (container_.hasWholeDirectory()) return;
+  if (isContainerSound()) return;
   if (source_.parts().empty()) report_.areContentTypesLost = true;  // they are all that can be seen
   std::set<std::u16string> known(report_.lostParts.begin(), report_.lostParts.end());
   auto const list = [&](std::u16string const& name) {

@@ -24,6 +24,7 @@ CommandDescription infoCommand() {
                  Options{flag({"--digest"}, "Also print the SHA-256 of each part", options->digest)},
       .action = [options](Output& out) { info(*options, out); },
       .package = &options->package,
+      .takesPipe = true,
   };
 }
 
@@ -43,6 +44,7 @@ CommandDescription verifyCommand() {
                          flag({"-q", "--quiet"}, "Do not list the faults", options->quiet)},
       .action = [options](Output& out) { verify(*options, out); },
       .package = &options->package,
+      .takesPipe = true,
   };
 }
 
@@ -63,6 +65,7 @@ CommandDescription repairCommand() {
                          flag({"-q", "--quiet"}, "Do not list what is lost", options->quiet)},
       .action = [options](Output& out) { repair(*options, out); },
       .package = &options->package,
+      .takesPipe = true,
   };
 }
 

@@ -105,7 +105,7 @@ void list(ListOptions const& options, Output& out);
 
 struct CatOptions {
   std::string package;
-  std::string path;
+  std::vector<std::string> paths;
   KeyOptions key;
 };
 void cat(CatOptions const& options, Output& out);

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
 #include <algorithm>
 #include <boost/date_time/posix_time/conversion.hpp>
 #include <charconv>
@@ -23,6 +25,7 @@
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
 #include "disk/SourceTree.hpp"
+#include "disk/TemporaryPackage.hpp"
 #include "opc/ztservices/ContentTypes.hpp"
 #include "secrets/PackageKey.hpp"
 
@@ -50,6 +53,13 @@ void checkTarget(std::u16string const& package, bool force) {
   }
   std::u16string const folder = parentOf(package);
   if (!isDirectory(folder, error)) throw Failure(diskReport("cannot-write", "cannot write to", folder, error));
+}
+
+/// Nothing else may be printed where the package is.
+void checkPipe(PackOptions const& options) {
+  if (options.dryRun) return;
+  if (options.verbose || options.json) throwUsage("PACKAGE -: --verbose and --json have no place to print to");
+  if (isatty(STDOUT_FILENO) == 1) throwUsage("PACKAGE -: standard output is a terminal");
 }
 
 SourceTree::Rules rulesOf(PackOptions const& options, std::u16string const& package) {
@@ -162,14 +172,19 @@ void survey(SourceTree& source) try { source.survey(); } catch (Failure const& f
 void pack(PackOptions const& options, Output& out) {
   noteSignals();
   CoreProperties const properties = propertiesFor(options);
-  std::u16string const package = fromArgument(options.package);
+  std::optional<TemporaryPackage> pipe;
+  if (options.package == "-") {
+    checkPipe(options);
+    pipe.emplace();
+  }
+  std::u16string const package = pipe ? pipe->path() : fromArgument(options.package);
   checkTarget(package, options.force);
   std::u16string const root = existingDirectory(fromArgument(options.directory));
   auto const encryption = encryptionFor(options);
   Storing storing(options, "pack");
   opc::LocalFileSystemOps disk;
   Progress progress(options.progress && !options.quiet);
-  SourceTree source(disk, root, rulesOf(options, package), progress);
+  SourceTree source(disk, root, rulesOf(options, pipe ? pipe->folder() : package), progress);
   survey(source);
   progress.expect({source.fileCount(), source.fileBytes()});
   if (options.dryRun)
@@ -180,6 +195,7 @@ void pack(PackOptions const& options, Output& out) {
   storing.throwIfRefused();  // otherwise store() has thrown before the package appeared
   if (!options.quiet) printLeftOut(source, "pack");
   storing.print({&source}, out);
+  if (pipe && !options.dryRun) pipe->printTo(out);
   if (!options.quiet && !options.dryRun) printSummary(source, package, progress);
 }
 

@@ -107,7 +107,7 @@ void repair(RepairCommandOptions const& options, Output& out) {
   RepairKey key(options);
   key.giveTo(repair);
   repair.checkpoint = throwIfInterrupted;
-  RepairReport const report = opc::ztservices::repairPackage(path, target, repair);
+  RepairReport const report = opc::ztservices::repairPackage(packagePath(options.package), target, repair);
   if (report.isKeyWrong) throw Failure(cannotDecrypt("the file system of " + shown(path), path));
   if (options.json)
     out.print(json(report) + "\n");
