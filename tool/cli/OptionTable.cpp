@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "cli/OptionTable.hpp"
+
+#include <charconv>
+#include <stdexcept>
+#include <system_error>
+#include <variant>
+
+#include "commands/Properties.hpp"
+
+namespace ztpkg::table {
+namespace {
+
+int descriptorOf(std::string const& text) {
+  int descriptor = -1;
+  auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), descriptor);
+  if (error != std::errc() || end != text.data() + text.size() || descriptor < 0)
+    throw std::invalid_argument("must be a number, not " + text);
+  return descriptor;
+}
+
+opc::model::CompressionLevel levelOf(std::string const& name) {
+  using opc::model::CompressionLevel;
+  return name == "fast"    ? CompressionLevel::Fast
+         : name == "small" ? CompressionLevel::Small
+                           : CompressionLevel::Default;
+}
+
+}  // namespace
+
+OptionDescription flag(std::vector<std::string> names, std::string purpose, bool& target) {
+  return {.names = std::move(names), .purpose = std::move(purpose), .target = &target};
+}
+
+OptionDescription clearing(std::vector<std::string> names, std::string purpose, bool& target) {
+  OptionDescription option = flag(std::move(names), std::move(purpose), target);
+  option.flagValue = false;
+  return option;
+}
+
+OptionDescription valued(std::vector<std::string> names, std::string const& value, std::string purpose, Target target) {
+  OptionDescription option{.names = std::move(names), .purpose = std::move(purpose), .value = describeValue(value)};
+  option.isRepeatable = std::holds_alternative<std::vector<std::string>*>(target);
+  option.target = std::move(target);
+  return option;
+}
+
+ArgumentDescription argument(std::string const& name, std::string purpose, Target target) {
+  ArgumentDescription described{.value = describeValue(name), .purpose = std::move(purpose)};
+  described.isRepeatable = std::holds_alternative<std::vector<std::string>*>(target);
+  described.target = std::move(target);
+  return described;
+}
+
+ArgumentDescription optional(ArgumentDescription described) {
+  described.isRequired = false;
+  return described;
+}
+
+ArgumentDescription packageArgument(std::string& target, std::string purpose) {
+  return argument("PACKAGE", std::move(purpose), &target);
+}
+
+Options operator+(Options all, Options const& more) {
+  all.insert(all.end(), more.begin(), more.end());
+  return all;
+}
+
+Options inGroup(std::string const& group, Options options) {
+  for (OptionDescription& option : options) option.group = group;
+  return options;
+}
+
+Options helpOption() { return {{.names = {"-h", "--help"}, .purpose = "Print this help and exit"}}; }
+
+Options keyOptions(KeyOptions& key, std::string const& ask) {
+  PasswordOptions& password = key.password;
+  Options options = inGroup(
+      "Encryption",
+      {valued({"-k", "--key-file"}, "FILE", "The file with the key: 32 bytes or 64 hexadecimal digits", &key.file),
+       flag({"-p", "--password"}, ask, password.ask),
+       valued({"--password-file"}, "FILE", "The file whose first line is the password", &password.file),
+       valued({"--password-env"}, "NAME", "The environment variable with the password", &password.environment),
+       valued({"--password-fd"}, "N", "The file descriptor from which a line with the password is read",
+              [&password](std::string const& text) { password.descriptor = descriptorOf(text); })});
+  for (OptionDescription& option : options) {
+    option.refusesEmpty = true;
+    option.alternatives = "key";
+  }
+  return options;
+}
+
+Options textOptions(StoringOptions& options) {
+  Options all{flag({"--text-to-utf8"}, "Convert text files (.txt, .tq) to UTF-8", options.textToUTF8),
+              valued({"--text-charset"}, "NAME",
+                     "The character set of texts that are not UTF-8, such as windows-1252; without it each text is "
+                     "examined",
+                     &options.textCharset),
+              valued({"--text-unknown"}, "keep|fail",
+                     "With a text whose character set is unknown: keep its bytes and say so (the default), or fail",
+                     [&options](std::string const& word) { options.failOnUnknownText = word == "fail"; })};
+  for (OptionDescription& option : all)
+    if (option.value) option.needs = "--text-to-utf8";
+  all[1].refusesEmpty = true;
+  return all;
+}
+
+Options listingOptions(StoringOptions& options) {
+  Options all{
+      flag({"-n", "--dry-run"}, "Check everything, print the paths that would be stored, and write nothing",
+           options.dryRun),
+      flag({"-v", "--verbose"}, "Print the paths that are stored, texts with their character sets", options.verbose),
+      flag({"--json"}, "Print them as a JSON array of objects, for programs", options.json)};
+  all[1].alternatives = all[2].alternatives = "form";
+  return all;
+}
+
+Options progressOptions(bool& progress, bool& quiet) {
+  return {clearing({"--no-progress"}, "Show no progress bar", progress),
+          flag({"-q", "--quiet"}, "Print nothing but errors", quiet)};
+}
+
+Options propertyOptions(std::vector<std::pair<std::string, std::string>>& properties) {
+  Options options;
+  for (PropertyName const& property : propertyNames())
+    options.push_back(valued(
+        {"--" + property.name}, "TEXT", property.purpose,
+        [&properties, name = property.name](std::string const& value) { properties.emplace_back(name, value); }));
+  return inGroup("Properties", options);
+}
+
+OptionDescription levelOption(opc::model::CompressionLevel& level) {
+  return valued({"-l", "--level"}, "fast|default|small",
+                "How hard to compress: fast, by default, or to a small package",
+                [&level](std::string const& name) { level = levelOf(name); });
+}
+
+OptionDescription forceOption(bool& force) {
+  return flag({"-f", "--force"}, "Change a package that may not be written, or whose owner cannot be kept", force);
+}
+
+}  // namespace ztpkg::table

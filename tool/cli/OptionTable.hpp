@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/Description.hpp"
+#include "commands/Commands.hpp"
+
+/// What the rows of the command table are made of, and the options that several commands have: defined once, they mean
+/// the same everywhere.
+namespace ztpkg::table {
+
+using Options = std::vector<OptionDescription>;
+
+/// `names` are with their dashes, short ones first.
+OptionDescription flag(std::vector<std::string> names, std::string purpose, bool& target);
+/// A flag that sets its target to false.
+OptionDescription clearing(std::vector<std::string> names, std::string purpose, bool& target);
+/// An option with a value; repeatable where the target is a list.
+OptionDescription valued(std::vector<std::string> names, std::string const& value, std::string purpose, Target target);
+
+ArgumentDescription argument(std::string const& name, std::string purpose, Target target);
+ArgumentDescription optional(ArgumentDescription described);
+ArgumentDescription packageArgument(std::string& target, std::string purpose = "The package");
+
+Options operator+(Options all, Options const& more);
+Options inGroup(std::string const& group, Options options);
+
+Options helpOption();
+
+inline constexpr char kAsk[] = "Ask for the password on the terminal; the default where one is needed";
+/// The sources of a key. An empty name is refused: it would mean no key, and the contents would not be encrypted.
+/// `ask` says what --password means to the command.
+Options keyOptions(KeyOptions& key, std::string const& ask = kAsk);
+
+/// How texts are stored. `--text-unknown` and `--text-charset` would have no effect alone.
+Options textOptions(StoringOptions& options);
+Options listingOptions(StoringOptions& options);
+Options progressOptions(bool& progress, bool& quiet);
+Options propertyOptions(std::vector<std::pair<std::string, std::string>>& properties);
+OptionDescription levelOption(opc::model::CompressionLevel& level);
+/// --force of the commands that change a package and replace nothing in it.
+OptionDescription forceOption(bool& force);
+
+}  // namespace ztpkg::table

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <memory>
+#include <vector>
+
+#include "cli/CommandTable.hpp"
+#include "cli/OptionTable.hpp"
+#include "commands/Commands.hpp"
+
+// The commands for packages of any kind.
+namespace ztpkg::table {
+namespace {
+
+CommandDescription infoCommand() {
+  auto const options = std::make_shared<InfoOptions>();
+  return {
+      .name = "ztpkg info",
+      .purpose = "Describe any package: parts, relationships, properties, file system",
+      .example = "ztpkg info --json report.docx",
+      .details = {"Works on packages of any kind, with or without files stored by ztpkg. An internal relationship is "
+                  "shown with the part that it leads to, an external one as it is written."},
+      .arguments = {packageArgument(options->package)},
+      .options = helpOption() + Options{flag({"--json"}, "Print one JSON object, for programs", options->json)} +
+                 keyOptions(options->key) +
+                 Options{flag({"--digest"}, "Also print the SHA-256 of each part", options->digest)},
+      .action = [options](Output& out) { info(*options, out); },
+      .package = &options->package,
+  };
+}
+
+CommandDescription verifyCommand() {
+  auto const options = std::make_shared<VerifyOptions>();
+  return {
+      .name = "ztpkg verify",
+      .purpose = "Read every byte of a package and list all its faults",
+      .example = "ztpkg verify photos.ztpkg",
+      .details = {"Reads every byte of a package of any kind and lists all faults. With the key or the password it "
+                  "authenticates encrypted contents and checks the encrypted manifest like a plain one. Without them "
+                  "it checks what can be read, and one line says so. A key that decrypts nothing in the package is an "
+                  "error (exit code 4)."},
+      .arguments = {packageArgument(options->package)},
+      .options = helpOption() + keyOptions(options->key, "Ask for the password on the terminal") +
+                 Options{flag({"--json"}, "Print one JSON object, for programs", options->json),
+                         flag({"-q", "--quiet"}, "Do not list the faults", options->quiet)},
+      .action = [options](Output& out) { verify(*options, out); },
+      .package = &options->package,
+  };
+}
+
+}  // namespace
+
+std::vector<CommandDescription> packageCommands() { return {infoCommand(), verifyCommand()}; }
+
+}  // namespace ztpkg::table

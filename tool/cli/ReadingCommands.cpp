@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <memory>
+#include <vector>
+
+#include "cli/CommandTable.hpp"
+#include "cli/OptionTable.hpp"
+#include "commands/Commands.hpp"
+
+// The commands that read the trees in packages.
+namespace ztpkg::table {
+namespace {
+
+CommandDescription unpackCommand() {
+  auto const options = std::make_shared<UnpackOptions>();
+  return {
+      .name = "ztpkg unpack",
+      .purpose = "Extract all files of a package, or some, into a directory",
+      .example = "ztpkg unpack photos.ztpkg restored /2024 '*.txt'",
+      .details = {"A PATH that is no entry and contains '*', '?' or '[' is a pattern; quote it for the shell. Without "
+                  "a slash it is matched with each name of a path ('*.txt'), with one with the whole path "
+                  "('/2024/*.txt'). A pattern that matches nothing fails the command.",
+                  "Before anything is written, the command checks that all contents exist, that nothing is in the way, "
+                  "that the disk has room, and that no entry leaves DIR."},
+      .arguments = {packageArgument(options->package),
+                    argument("DIR", "The directory to extract into, created if missing", &options->directory),
+                    optional(argument(
+                        "PATH",
+                        "Extract only these files, folders or links, with everything below them; may be a pattern",
+                        &options->paths))},
+      .options =
+          helpOption() + keyOptions(options->key) +
+          Options{
+              flag({"--raw"}, "Write contents as they are stored, without decrypting them", options->raw),
+              clearing({"--no-restore"}, "Leave times and permissions as the disk gives them", options->restore),
+              flag({"-f", "--force"}, "Replace files and links that exist", options->force),
+              clearing({"--no-sparse"}, "Write long runs of zeros, of which holes are made otherwise", options->sparse),
+              flag({"--allow-outside-links"}, "Also make links that point out of DIR, which otherwise fail the command",
+                   options->allowOutsideLinks)} +
+          progressOptions(options->progress, options->quiet),
+      .action = [options](Output&) { unpack(*options); },
+      .package = &options->package,
+  };
+}
+
+CommandDescription listCommand() {
+  auto const options = std::make_shared<ListOptions>();
+  CommandDescription command{
+      .name = "ztpkg list",
+      .purpose = "List the files, folders and links of a package",
+      .example = "ztpkg list --long photos.ztpkg",
+      .details =
+          {"Prints one path per line, sorted. Control characters, and others that could disguise a line, are escaped."},
+      .aliases = {"ls"},
+      .arguments = {packageArgument(options->package)},
+      .options = helpOption() + keyOptions(options->key) +
+                 Options{flag({"-l", "--long"},
+                              "Also print type, permissions, size, stored size, time, link target and content type",
+                              options->detailed),
+                         flag({"-H", "--human"}, "With --long: print sizes with units, such as 1.2 MB", options->human),
+                         flag({"--json"}, "Print a JSON array of objects, for programs", options->json)},
+      .action = [options](Output& out) { list(*options, out); },
+      .package = &options->package,
+  };
+  for (OptionDescription& option : command.options) {
+    if (option.names.back() == "--long" || option.names.back() == "--json") option.alternatives = "form";
+    if (option.names.back() == "--human") option.needs = "--long";
+  }
+  return command;
+}
+
+CommandDescription catCommand() {
+  auto const options = std::make_shared<CatOptions>();
+  return {
+      .name = "ztpkg cat",
+      .purpose = "Print the contents of one file of a package",
+      .example = "ztpkg cat photos.ztpkg /2024/notes.txt",
+      .details = {"Prints the bytes of the file unchanged. PATH may not be a folder or a link."},
+      .arguments = {packageArgument(options->package),
+                    argument("PATH", "The file's path in the package", &options->path)},
+      .options = helpOption() + keyOptions(options->key),
+      .action = [options](Output& out) { cat(*options, out); },
+      .package = &options->package,
+  };
+}
+
+}  // namespace
+
+std::vector<CommandDescription> readingCommands() { return {unpackCommand(), listCommand(), catCommand()}; }
+
+}  // namespace ztpkg::table

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/CommandTable.hpp"
+#include "cli/OptionTable.hpp"
+#include "commands/Commands.hpp"
+
+// The commands that make packages of trees, and change the trees in them.
+namespace ztpkg::table {
+namespace {
+
+CommandDescription packCommand() {
+  auto const options = std::make_shared<PackOptions>();
+  return {
+      .name = "ztpkg pack",
+      .purpose = "Store a directory tree in a new package",
+      .example = "ztpkg pack photos photos.ztpkg --exclude '*.tmp'",
+      .details = {"Stores files with their permissions and times, symbolic links as they are, and empty folders. "
+                  "Leaves out sockets, fifos and devices, and PACKAGE itself if it lies in DIR.",
+                  "A pattern without a slash is matched with each name of a path ('*.tmp'), one with a slash with the "
+                  "path below DIR ('a/*/c', '/top').",
+                  "A link that points out of DIR by a relative path is stored, but 'ztpkg unpack' makes it only with "
+                  "--allow-outside-links.",
+                  "If anything cannot be stored, all such entries are listed and nothing is written. The same tree "
+                  "gives the same bytes with --uuid, and --created or the variable SOURCE_DATE_EPOCH."},
+      .arguments = {argument("DIR", "The directory whose contents are stored", &options->directory),
+                    packageArgument(options->package, "The package to make")},
+      .options =
+          helpOption() +
+          Options{flag({"-f", "--force"}, "Replace a package that exists", options->force),
+                  valued({"-x", "--exclude"}, "GLOB",
+                         "Leave out what the pattern matches, with everything below it; repeatable", &options->exclude),
+                  flag({"--skip-outside-links"},
+                       "Leave out links with an absolute target outside DIR, which otherwise fail the command",
+                       options->skipOutsideLinks),
+                  levelOption(options->level)} +
+          textOptions(*options) + keyOptions(options->key, "Encrypt, and ask for a password on the terminal") +
+          inGroup("Encryption",
+                  {valued({"--iv"}, "random|deterministic", "How initialization vectors are made: random, or a counter",
+                          &options->ivMode),
+                   valued({"--iv-prefix"}, "HEX",
+                          "The prefix of deterministic vectors: 16 hexadecimal digits, never used before with this key",
+                          &options->ivPrefix)}) +
+          propertyOptions(options->properties) + listingOptions(*options) +
+          progressOptions(options->progress, options->quiet),
+      .action = [options](Output& out) { pack(*options, out); },
+      .package = &options->package,
+  };
+}
+
+CommandDescription addCommand() {
+  auto const options = std::make_shared<AddOptions>();
+  return {
+      .name = "ztpkg add",
+      .purpose = "Add files, directories and links to a package",
+      .example = "ztpkg add photos.ztpkg new/*.jpg --to /2025",
+      .details = {"An existing folder takes what is added. A file or link never replaces a folder, and a folder never "
+                  "replaces them. Everything is checked first, and the package is changed in one step."},
+      .arguments = {packageArgument(options->package),
+                    argument("SOURCE", "A file, directory or link to add under its own name", &options->sources)},
+      .options = helpOption() +
+                 Options{valued({"-t", "--to"}, "PATH",
+                                "The folder of the package to add to, created if missing (default: /)", &options->to)} +
+                 textOptions(*options) + keyOptions(options->key) +
+                 Options{flag({"-f", "--force"},
+                              "Replace files and links that are in the package, and a package that may not be written",
+                              options->force)} +
+                 listingOptions(*options) + progressOptions(options->progress, options->quiet),
+      .action = [options](Output& out) { add(*options, out); },
+      .package = &options->package,
+  };
+}
+
+CommandDescription removeCommand() {
+  auto const options = std::make_shared<RemoveOptions>();
+  return {
+      .name = "ztpkg remove",
+      .purpose = "Remove files, folders and links from a package",
+      .example = "ztpkg remove photos.ztpkg /2024/notes.txt --glob '*.tmp'",
+      .details = {"If a path does not exist or a pattern matches nothing, nothing is removed. The package is changed "
+                  "in one step.",
+                  "A pattern without a slash is matched with each name of a path ('*.tmp'), one with a slash with the "
+                  "whole path ('/2024/*.txt')."},
+      .aliases = {"rm"},
+      .arguments = {packageArgument(options->package),
+                    optional(argument("PATH", "The entry to remove, a folder with everything below it; never a pattern",
+                                      &options->paths))},
+      .options =
+          helpOption() +
+          Options{valued({"-g", "--glob"}, "GLOB",
+                         "Also remove what the pattern matches, with everything below it; repeatable",
+                         &options->patterns)} +
+          keyOptions(options->key) +
+          Options{forceOption(options->force), flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
+      .action = [options](Output&) { remove(*options); },
+      .package = &options->package,
+  };
+}
+
+}  // namespace
+
+std::vector<CommandDescription> treeCommands() { return {packCommand(), addCommand(), removeCommand()}; }
+
+}  // namespace ztpkg::table
