@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -25,6 +26,7 @@ class PasswordInput : public testing::Test {
   std::string path() const { return (directory / "password").string(); }
   std::u16string fromFile(std::string const& content) {
     zt_test::writeFile(path(), content);
+    std::filesystem::permissions(path(), std::filesystem::perms::owner_read);
     return readPassword({.file = path()}, "p", PasswordUse::New).text();
   }
   static Report reportOf(PasswordOptions const& options) {

@@ -57,7 +57,8 @@ CommandDescription listCommand() {
                               "Also print type, permissions, size, stored size, time, link target and content type",
                               options->detailed),
                          flag({"-H", "--human"}, "With --long: print sizes with units, such as 1.2 MB", options->human),
-                         flag({"--json"}, "Print a JSON array of objects, for programs", options->json)},
+                         flag({"--json"}, "Print a JSON array of objects, for programs", options->json),
+                         quietOption(options->quiet)},
       .action = [options](Output& out) { list(*options, out); },
       .package = &options->package,
   };
@@ -77,7 +78,7 @@ CommandDescription catCommand() {
       .details = {"Prints the bytes of the file unchanged. PATH may not be a folder or a link."},
       .arguments = {packageArgument(options->package),
                     argument("PATH", "The file's path in the package", &options->path)},
-      .options = helpOption() + keyOptions(options->key),
+      .options = helpOption() + keyOptions(options->key) + Options{quietOption(options->quiet)},
       .action = [options](Output& out) { cat(*options, out); },
       .package = &options->package,
   };

@@ -36,7 +36,7 @@ CommandDescription packCommand() {
                        "Leave out links with an absolute target outside DIR, which otherwise fail the command",
                        options->skipOutsideLinks),
                   levelOption(options->level)} +
-          textOptions(*options) + keyOptions(options->key, "Encrypt, and ask for a password on the terminal") +
+          textOptions(*options) + newKeyOptions(options->key, "", "Encrypt, and ask for a password on the terminal") +
           inGroup("Encryption",
                   {valued({"--iv"}, "random|deterministic", "How initialization vectors are made: random, or a counter",
                           &options->ivMode),
@@ -64,6 +64,10 @@ CommandDescription addCommand() {
                  Options{valued({"-t", "--to"}, "PATH",
                                 "The folder of the package to add to, created if missing (default: /)", &options->to)} +
                  textOptions(*options) + keyOptions(options->key) +
+                 inGroup("Encryption", {flag({"--compress"},
+                                             "Compress contents before they are encrypted; the default where those of "
+                                             "the package are",
+                                             options->compress)}) +
                  Options{flag({"-f", "--force"},
                               "Replace files and links that are in the package, and a package that may not be written",
                               options->force)} +

@@ -153,6 +153,17 @@ std::vector<SourceTree const*> treesOf(std::vector<Source> const& sources) {
   return trees;
 }
 
+/// Contents that are not encrypted are compressed in any case.
+void compressEncrypted(FileSystemManager& manager, Secret const* key, std::string const& path) {
+  if (!key) {
+    std::u16string const package = fromArgument(path);
+    throw Failure(Report{Exit::Package, "not-encrypted",
+                         "--compress is for encrypted packages, and " + shown(package) + " is not encrypted", package});
+  }
+  using namespace opc::ztservices;
+  manager.enableEncryption(key->bytes(), IVMode::Random, {}, Compression::Deflate);
+}
+
 }  // namespace
 
 void add(AddOptions const& options, Output& out) {
@@ -165,6 +176,7 @@ void add(AddOptions const& options, Output& out) {
   auto const key = enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
   keepEncryption(manager, key.get(), options.key, options.package);
+  if (options.compress) compressEncrypted(manager, key.get(), options.package);
   Addition addition(manager, options.force);
   Progress progress(options.progress && !options.quiet);
   std::vector<Source> const sources = survey(disk, options, addition, progress);

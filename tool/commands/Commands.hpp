@@ -35,7 +35,7 @@ struct PackOptions : StoringOptions {
   bool force = false;
   bool skipOutsideLinks = false;
   std::vector<std::pair<std::string, std::string>> properties;  ///< names and values
-  KeyOptions key;
+  NewKeyOptions key;
   std::string ivMode;    ///< "random", "deterministic" or empty
   std::string ivPrefix;  ///< hexadecimal digits
 };
@@ -46,6 +46,7 @@ struct AddOptions : StoringOptions {
   std::vector<std::string> sources;
   std::string to = "/";
   KeyOptions key;
+  bool compress = false;  ///< contents that are encrypted
   bool force = false;
 };
 void add(AddOptions const& options, Output& out);
@@ -90,6 +91,7 @@ struct ListOptions {
   bool detailed = false;
   bool human = false;
   bool json = false;
+  bool quiet = false;
 };
 void list(ListOptions const& options, Output& out);
 
@@ -97,6 +99,7 @@ struct CatOptions {
   std::string package;
   std::string path;
   KeyOptions key;
+  bool quiet = false;
 };
 void cat(CatOptions const& options, Output& out);
 
@@ -105,6 +108,7 @@ struct InfoOptions {
   KeyOptions key;
   bool json = false;
   bool digest = false;
+  bool quiet = false;
 };
 void info(InfoOptions const& options, Output& out);
 
@@ -120,6 +124,17 @@ struct SetPropertiesOptions {
   bool force = false;
 };
 void setProperties(SetPropertiesOptions const& options);
+
+struct RekeyCommandOptions {
+  std::string package;
+  KeyOptions key;  ///< the present one
+  NewKeyOptions newKey;
+  bool toPlain = false;
+  bool force = false;
+  bool progress = true;
+  bool quiet = false;
+};
+void rekey(RekeyCommandOptions const& options);
 
 struct KeygenOptions {
   std::string file;
