@@ -39,7 +39,7 @@ DEFINED = {
     "cstddef": "byte max_align_t nullptr_t ptrdiff_t size_t to_integer",
     "cstdint": "int16_t int32_t int64_t int8_t intmax_t intptr_t uint16_t uint32_t uint64_t uint8_t uintmax_t "
     "uintptr_t",
-    "cstdio": "FILE fclose feof ferror fflush fgets fopen fprintf fputc fputs fread fseek fwrite getchar perror "
+    "cstdio": "FILE fclose feof ferror fflush fgets fopen fprintf fputc fputs fread fscanf fseek fwrite getc perror "
     "printf putchar puts remove rename scanf size_t snprintf",
     "cstdlib": "_Exit abort abs atexit calloc exit free getenv malloc mbstowcs quick_exit realloc size_t "
     "strtol strtoul strtoull system",

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Holds the JSON of every command against the schemas of docs/schemas: json_schemas.py ZTPKG SCHEMAS CORPUS
+"""Holds the JSON of every command against the schemas of docs/schemas: json_schemas.py ZTPKG_FORKS SCHEMAS CORPUS
 
 For packages of the tool's own (plain, empty, encrypted, damaged), and for other people's where the corpus
 is there; and the words of the fault and error tables in docs/tool.md against those of the schemas.
@@ -13,6 +13,8 @@ import subprocess
 import sys
 import tempfile
 
+from forks import Forks
+
 SKIPPED = 77
 try:
     import jsonschema
@@ -22,7 +24,8 @@ except ImportError:
 
 KINDS = (".docx", ".xlsx", ".3mf", ".nupkg")
 COMMANDS = {"list": ["list", "--json"], "info": ["info", "--digest", "--json"], "verify": ["verify", "--json"],
-            "props": ["props", "get", "--json"]}
+            "props": ["props", "get", "--json"], "parts": ["part", "list", "--json"],
+            "relationships": ["rel", "list", "--json"]}
 STORING = ("pack", "add")  # both print what they store
 MAKER = pathlib.Path(__file__).with_name("make_package.py")
 
@@ -35,8 +38,8 @@ def load(folder):
 
 
 class Check:
-    def __init__(self, tool, schemas):
-        self.tool, self.schemas, self.documents, self.failed = tool, schemas, 0, 0
+    def __init__(self, forks, schemas):
+        self.forks, self.schemas, self.documents, self.failed = forks, schemas, 0, 0
 
     def document(self, name, text, of):
         self.documents += 1
@@ -49,7 +52,7 @@ class Check:
             print(f"{of}: {name}: {str(fault)[:1000]}")
 
     def command(self, name, arguments):
-        done = subprocess.run([self.tool, *arguments], capture_output=True, timeout=100, check=False)
+        done = self.forks.run(*arguments, timeout=100)
         of = " ".join(str(argument) for argument in arguments)
         if done.returncode == 0 or done.stdout:
             self.document(name, done.stdout, of)
@@ -68,11 +71,10 @@ class Check:
         return {name: self.command(name, arguments + [path]) for name, arguments in COMMANDS.items()}
 
 
-def run(*arguments, text=None):
-    subprocess.run(arguments, check=True, capture_output=True, input=text)
+def own_packages(forks, place):
+    def run(*arguments):
+        forks.run(*arguments).check_returncode()
 
-
-def own_packages(tool, place):
     tree = place / "tree"
     (tree / "dir é\n").mkdir(parents=True)
     (tree / "empty").mkdir()
@@ -80,17 +82,17 @@ def own_packages(tool, place):
     (tree / "dir é\n" / "b.bin").write_bytes(bytes(range(256)))
     (tree / "link").symlink_to("a.txt")
     os.utime(tree / "a.txt", ns=(0, 1_700_000_000_123_456_000))
-    run(tool, "pack", "-q", tree, place / "plain.ztp", "--title", "T", "--keywords", "k", "--modified",
+    run("pack", "-q", tree, place / "plain.ztp", "--title", "T", "--keywords", "k", "--modified",
         "2026-03-01T12:30:00Z")
     (place / "none").mkdir()
-    run(tool, "pack", "-q", place / "none", place / "empty.ztp")
-    run(tool, "keygen", place / "key")
-    run(tool, "keygen", place / "other")
-    run(tool, "pack", "-q", tree, place / "encrypted.ztp", "--key-file", place / "key")
+    run("pack", "-q", place / "none", place / "empty.ztp")
+    run("keygen", place / "key")
+    run("keygen", place / "other")
+    run("pack", "-q", tree, place / "encrypted.ztp", "--key-file", place / "key")
     (place / "password").write_text("open sesame\n")
-    run(tool, "pack", "-q", tree, place / "password.ztp", "--password-file", place / "password")
-    run(sys.executable, MAKER, place / "secret.ztp", "--entries", "--encrypted", "--secret", "/fsroot/x=y", text=b"")
-    run(sys.executable, MAKER, place / "parts.zip", "--part", "/a=b")
+    run("pack", "-q", tree, place / "password.ztp", "--password-file", place / "password")
+    for arguments in (["secret.ztp", "--entries", "--encrypted", "--secret", "/fsroot/x=y"], ["parts.zip", "--part", "/a=b"]):
+        subprocess.run([sys.executable, MAKER, *arguments], cwd=place, check=True, input=b"")
     plain = (place / "plain.ztp").read_bytes()
     (place / "damaged.ztp").write_bytes(plain.replace(b"alpha", b"Alpha"))
     (place / "truncated.ztp").write_bytes(plain[:-10])
@@ -137,27 +139,33 @@ def words_of_tables(text):
     return codes("| code | item |", "## props"), codes("## Errors", "## JSON")
 
 
-def main():
-    tool, folder, corpus = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
-    check = Check(tool, load(folder))
-    faults, errors = words_of_tables((folder.parent / "tool.md").read_text())
+def check_tables(check, documentation):
+    faults, errors = words_of_tables(documentation)
     schema = check.schemas["verify"].schema["properties"]["faults"]["items"]["properties"]["code"]["enum"]
     words = check.schemas["error"].schema["properties"]["error"]["properties"]["code"]["enum"]
     if set(schema) != faults or set(words) != errors:
         check.failed += 1
         print("the tables differ from the schemas:", set(schema) ^ faults, set(words) ^ errors)
-    with tempfile.TemporaryDirectory() as name:
+
+
+def main():
+    tool, folder, corpus = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
+    with Forks(tool) as forks, tempfile.TemporaryDirectory() as name:
+        check = Check(forks, load(folder))
+        check_tables(check, (folder.parent / "tool.md").read_text())
         place = pathlib.Path(name)
-        for path in own_packages(tool, place):
+        for path in own_packages(forks, place):
             codes = check.package(path)
             if path.name in ("plain.ztp", "empty.ztp") and set(codes.values()) != {0}:
                 check.failed += 1
                 print(path.name, codes)
+        run(tool, "explode", "-q", place / "plain.ztp", place / "exploded")
+        check.document("exploded", (place / "exploded" / "package.json").read_text(), "explode")
         for arguments, code in others(place):
             check.ends(arguments, code)
-    foreign = sorted(path for path in (corpus / "opc-good").glob("*") if path.suffix in KINDS)
-    for path in foreign:
-        check.package(path)
+        foreign = sorted(path for path in (corpus / "opc-good").glob("*") if path.suffix in KINDS)
+        for path in foreign:
+            check.package(path)
     print(f"{check.documents} documents, {len(foreign)} packages of the corpus, {check.failed} failures")
     return 1 if check.failed else 0
 

@@ -14,9 +14,9 @@ inline constexpr bool kUnderAddressSanitizer = __has_feature(address_sanitizer);
 inline constexpr bool kUnderAddressSanitizer = false;
 #endif
 
-/// Runs a step in a process of its own that may take 10 s of processor time and 1 GiB of memory (which
-/// AddressSanitizer takes without asking, so that it is not limited there). Returns the step's result, 0 to
-/// 99, or nothing where it threw, crashed or was ended; what it threw is printed.
+/// Runs a step that may take 10 s of processor time and 1 GiB of memory: in a process of its own, or in this one under
+/// AddressSanitizer, which takes memory without asking and makes forks slow. Returns the step's result, 0 to
+/// 99, or nothing where it threw, took more or crashed (this process then ends); what it threw is printed.
 std::optional<int> runBounded(std::function<int()> const& step);
 
 }  // namespace zt_test

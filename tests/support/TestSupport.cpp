@@ -41,7 +41,10 @@ fs::path data() { return ZT_TEST_DATA; }
 std::string readFile(fs::path const& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) throw std::runtime_error("cannot read " + path.string());
-  return {std::istreambuf_iterator<char>(file), {}};
+  std::string all;
+  for (std::array<char, 65536> piece{}; file; all.append(piece.data(), static_cast<std::size_t>(file.gcount())))
+    file.read(piece.data(), piece.size());
+  return all;
 }
 
 void writeFile(fs::path const& path, std::string const& text) {

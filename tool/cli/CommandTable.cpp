@@ -12,7 +12,7 @@ namespace {
 
 std::vector<CommandDescription> commandsOfAllFamilies() {
   std::vector<CommandDescription> all;
-  for (auto* const family : {table::treeCommands, table::readingCommands, table::packageCommands,
+  for (auto* const family : {table::treeCommands, table::readingCommands, table::packageCommands, table::partCommands,
                              table::propertyCommands, table::keyCommands})
     for (CommandDescription& command : family()) all.push_back(std::move(command));
   return all;

@@ -11,6 +11,7 @@ namespace ztpkg::table {
 std::vector<CommandDescription> treeCommands();
 std::vector<CommandDescription> readingCommands();
 std::vector<CommandDescription> packageCommands();
+std::vector<CommandDescription> partCommands();
 std::vector<CommandDescription> propertyCommands();
 std::vector<CommandDescription> keyCommands();
 

@@ -60,7 +60,10 @@ Kind kindOf(Exception const& error) {
   if (isOneOf<services::FileSystemEntryNotFound>(error)) return {Exit::Package, "no-such-entry"};
   if (isOneOf<services::FileSystemEntryMustBeFile>(error)) return {Exit::Package, "not-a-file"};
   if (isOneOf<services::UnsafeEntryPath>(error)) return {Exit::Package, "unsafe-path"};
-  if (isOneOf<services::InvalidEntryName, opc::InvalidText>(error)) return {Exit::Package, "bad-name"};
+  if (isOneOf<services::InvalidEntryName, opc::InvalidText, model::InvalidPartName>(error))
+    return {Exit::Package, "bad-name"};
+  if (isOneOf<model::PartNameClash>(error)) return {Exit::Package, "part-name-clash"};
+  if (isOneOf<model::InvalidRelationship, model::InvalidURI>(error)) return {Exit::Package, "invalid-relationship"};
   if (isOneOf<opc::StreamError, model::CouldNotOpenPackage, model::CouldNotSavePackage, services::CouldNotOpenFile,
               services::CouldNotCreateFile, services::CouldNotWriteFile, services::CouldNotGetSourceFilesAndLinks>(
           error) ||

@@ -2,7 +2,9 @@
 #include "cli/Json.hpp"
 
 #include <nlohmann/json.hpp>
+#include <utility>
 
+#include "cli/Errors.hpp"
 #include "opc/Strings.hpp"
 
 // The only file that includes the JSON library, which is slow to compile.
@@ -23,6 +25,39 @@ void JsonArray::add(std::string const& json) {
   out_->print(isEmpty_ ? "\n" : ",\n");
   out_->print(json);
   isEmpty_ = false;
+}
+
+struct JsonReader::Value {
+  nlohmann::json json;
+  std::u16string name;
+};
+
+JsonReader::JsonReader(std::string const& text, std::u16string name)
+    : value_(std::make_unique<Value>(Value{nlohmann::json::parse(text, nullptr, false), std::move(name)})) {
+  if (value_->json.is_discarded()) refuse("it is not JSON");
+}
+
+JsonReader::JsonReader(std::unique_ptr<Value> value) : value_(std::move(value)) {}
+
+JsonReader::~JsonReader() = default;
+
+void JsonReader::refuse(std::string const& why) const {
+  throw Failure(Report{Exit::Package, "invalid-content", shown(value_->name) + ": " + why, value_->name});
+}
+
+std::u16string JsonReader::text(char const* member) const {
+  if (!value_->json.is_object()) refuse("not an object where one should be");
+  auto const found = value_->json.find(member);
+  if (found == value_->json.end() || !found->is_string()) refuse(std::string("no text \"") + member + "\"");
+  return opc::toString(found->get_ref<std::string const&>());
+}
+
+void JsonReader::forEach(char const* member, std::function<void(JsonReader const& element)> const& use) const {
+  if (!value_->json.is_object()) refuse("not an object where one should be");
+  auto const found = value_->json.find(member);
+  if (found == value_->json.end() || !found->is_array()) refuse(std::string("no array \"") + member + "\"");
+  for (nlohmann::json& element : *found)
+    use(JsonReader(std::make_unique<Value>(Value{std::move(element), value_->name})));
 }
 
 std::string jsonLibraryVersion() { return nlohmann::json::meta().at("version").at("string"); }

@@ -3,13 +3,15 @@
 
 #include <concepts>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "cli/Output.hpp"
 
-/// The only maker of JSON. Long lists are printed element by element and never held as one document.
+/// The only maker and reader of JSON. Long lists are printed element by element and never held as one document.
 namespace ztpkg {
 
 /// A value as JSON. Bytes of a narrow text that are not UTF-8 become U+FFFD: messages are in the user's encoding.
@@ -51,6 +53,25 @@ class JsonArray {
  private:
   Output* out_;
   bool isEmpty_ = true;
+};
+
+/// A JSON document, or an object in one, that was read. Reading throws Failure (invalid-content), which names the
+/// document, for text that is not JSON and for members that are missing or have another type.
+class JsonReader {
+ public:
+  JsonReader(std::string const& text, std::u16string name);
+  ~JsonReader();
+
+  std::u16string text(char const* member) const;
+  /// Calls `use` with each element of a member that is an array of objects.
+  void forEach(char const* member, std::function<void(JsonReader const& element)> const& use) const;
+
+ private:
+  struct Value;
+  explicit JsonReader(std::unique_ptr<Value> value);
+  [[noreturn]] void refuse(std::string const& why) const;
+
+  std::unique_ptr<Value> value_;
 };
 
 /// The version of the library underneath, such as "3.11.2".

@@ -11,6 +11,7 @@
 #include "cli/Errors.hpp"
 #include "cli/Json.hpp"
 #include "commands/Commands.hpp"
+#include "commands/PartRecords.hpp"
 #include "commands/Properties.hpp"
 #include "disk/EntryMeasure.hpp"
 #include "disk/FileSystems.hpp"
@@ -26,27 +27,8 @@ namespace {
 
 using opc::model::Package;
 using opc::model::PartName;
-using opc::model::Relationship;
-using opc::model::TargetMode;
 using opc::ztservices::CoreProperties;
 using opc::ztservices::FileSystemManager;
-
-struct PartRecord {
-  std::u16string name;
-  std::u16string contentType;
-  std::uint64_t size = 0;
-  std::uint64_t storedSize = 0;
-  std::optional<std::string> sha256;
-};
-
-/// An internal target is resolved to a part name where that is possible.
-struct RelationshipRecord {
-  std::u16string source;
-  std::u16string id;
-  std::u16string type;
-  std::u16string target;
-  bool isExternal = false;
-};
 
 /// Without a file system only `present` is known, without the key of an encrypted one only the first three members.
 struct FileSystemRecord {
@@ -93,28 +75,6 @@ void describeFileSystem(Package& package, InfoOptions const& options, FileSystem
   record.createdByEncoding = manager.getCreatedByEncoding();
 }
 
-// A target that cannot be resolved is shown as it is written.
-std::u16string targetOf(Relationship const& relationship) {
-  try {
-    return relationship.getTargetURI().toString();
-  } catch (opc::model::InvalidURI const&) {
-    return relationship.getTargetText();
-  }
-}
-
-std::vector<RelationshipRecord> relationshipsOf(Package const& package, std::vector<PartName> const& parts) {
-  std::vector<RelationshipRecord> records;
-  auto const addAll = [&](opc::model::RelationshipSource const& source, std::u16string const& name) {
-    for (Relationship const& found : source.getRelationships())
-      records.push_back(
-          {name, found.getID(), found.getType(), targetOf(found), found.getMode() == TargetMode::External});
-  };
-  addAll(package, u"/");
-  for (PartName const& name : parts)
-    if (!name.isRelationshipsPart()) addAll(package.getPart(name), name.toString());
-  return records;
-}
-
 // Without extended properties, a fault in the standard ones does not concern them.
 void describeExtendedProperties(Package& package, Summary& summary) {
   summary.extendedProperties.emplace();
@@ -144,33 +104,17 @@ Summary summarise(Package& package, InfoOptions const& options) {
   }
   describeExtendedProperties(package, summary);
   summary.parts = package.getPartNames();
-  summary.relationships = relationshipsOf(package, summary.parts);
+  summary.relationships = recordsOf(package, summary.parts);
   if (options.digest)
     for (PartName const& name : summary.parts)
       summary.digests.push_back(opc::ztservices::digestPart(package.getPart(name)));
   return summary;
 }
 
-PartRecord recordOf(Package const& package, Summary const& summary, std::size_t index) {
-  opc::model::Part const part = package.getPart(summary.parts[index]);
-  PartRecord record{
-      summary.parts[index].toString(), part.getContentType().toString(), part.getSize(), part.getStoredSize(), {}};
+PartRecord recordAt(Package const& package, Summary const& summary, std::size_t index) {
+  PartRecord record = recordOf(package.getPart(summary.parts[index]));
   if (!summary.digests.empty()) record.sha256 = summary.digests[index];
   return record;
-}
-
-std::string json(PartRecord const& record) {
-  JsonObject object;
-  object.add("name", record.name).add("contentType", record.contentType);
-  object.add("size", record.size).add("storedSize", record.storedSize);
-  if (record.sha256) object.add("sha256", *record.sha256);
-  return object.text();
-}
-
-std::string json(RelationshipRecord const& record) {
-  JsonObject object;
-  object.add("source", record.source).add("id", record.id).add("type", record.type).add("target", record.target);
-  return object.add("mode", record.isExternal ? "External" : "Internal").text();
 }
 
 std::string json(FileSystemRecord const& record) {
@@ -188,7 +132,7 @@ std::string json(std::optional<CoreProperties> const& properties, PropertySet se
 void printJson(Package const& package, Summary const& summary, Output& out) {
   out.print("{\"parts\": ");
   JsonArray parts(out);
-  for (std::size_t i = 0; i < summary.parts.size(); ++i) parts.add(json(recordOf(package, summary, i)));
+  for (std::size_t i = 0; i < summary.parts.size(); ++i) parts.add(json(recordAt(package, summary, i)));
   out.print("\n],\n\"relationships\": ");
   JsonArray relationships(out);
   for (RelationshipRecord const& record : summary.relationships) relationships.add(json(record));
@@ -225,7 +169,7 @@ void printProperties(std::string const& title, std::optional<CoreProperties> con
 void printParts(Package const& package, Summary const& summary, Output& out) {
   out.print("Parts: " + std::to_string(summary.parts.size()) + "\n");
   for (std::size_t i = 0; i < summary.parts.size(); ++i) {
-    PartRecord const record = recordOf(package, summary, i);
+    PartRecord const record = recordAt(package, summary, i);
     out.printName(u"  " + record.name + u"  " + record.contentType);
     out.print("  " + counted(static_cast<std::size_t>(record.size), "byte") + ", " + std::to_string(record.storedSize) +
               " stored");
@@ -245,8 +189,7 @@ void printText(Package const& package, Summary const& summary, std::u16string co
   printParts(package, summary, out);
   out.print("Relationships: " + std::to_string(summary.relationships.size()) + "\n");
   for (RelationshipRecord const& record : summary.relationships) {
-    out.printName(u"  " + record.source + u"  " + record.id + u"  " + record.type + u" -> " + record.target +
-                  (record.isExternal ? u" (external)" : u""));
+    out.printName(u"  " + text(record));
     out.print("\n");
   }
 }

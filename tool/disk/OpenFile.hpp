@@ -18,6 +18,8 @@ class OpenFile {
   OpenFile(std::u16string const& path, int flags);
   /// Of an open folder.
   OpenFile(int folder, std::string const& path, int flags);
+  /// Owns an open descriptor.
+  static OpenFile adopt(int descriptor) { return OpenFile(descriptor); }
   OpenFile(OpenFile&& other) noexcept : descriptor_(other.release()) {}
   OpenFile& operator=(OpenFile&& other) noexcept {
     std::swap(descriptor_, other.descriptor_);
@@ -35,6 +37,8 @@ class OpenFile {
   bool close();
 
  private:
+  explicit OpenFile(int descriptor) : descriptor_(descriptor) {}
+
   int descriptor_;
 };
 

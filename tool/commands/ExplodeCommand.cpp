@@ -1,0 +1,273 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <ios>
+#include <iostream>
+#include <istream>
+#include <iterator>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "cli/Amounts.hpp"
+#include "cli/Errors.hpp"
+#include "cli/Json.hpp"
+#include "cli/Process.hpp"
+#include "commands/PartCommands.hpp"
+#include "commands/PartRecords.hpp"
+#include "disk/DestinationTree.hpp"
+#include "disk/FileSystems.hpp"
+#include "disk/Paths.hpp"
+#include "opc/SafePaths.hpp"
+#include "opc/Strings.hpp"
+#include "opc/model/Exceptions.hpp"
+
+// A package as a directory: parts/ and escaped/ hold the parts, package.json their names, types and relationships.
+namespace ztpkg {
+namespace {
+
+using opc::model::Existing;
+using opc::model::Package;
+using opc::model::Part;
+using opc::model::PartName;
+
+constexpr char16_t kDescription[] = u"package.json";
+constexpr char16_t kParts[] = u"parts";
+constexpr char16_t kEscaped[] = u"escaped/";
+
+/// Whether a disk can hold the name as a path: segments of at most 255 bytes (NAME_MAX), the whole below the system's
+/// PATH_MAX. Names of temporary files would be taken for leftovers.
+bool fitsDisk(std::u16string const& name) {
+  constexpr std::size_t kLongestSegment = 255, kLongestPath = 3800;
+  std::string const bytes = opc::toUTF8String(name);
+  if (bytes.size() > kLongestPath || opc::findPathFault(name) != opc::PathFault::None) return false;
+  for (std::size_t begin = 1; begin <= bytes.size();) {
+    std::size_t const end = std::min(bytes.find('/', begin), bytes.size());
+    std::string_view const segment(bytes.data() + begin, end - begin);
+    if (segment.empty() || segment.size() > kLongestSegment || segment.starts_with(".ztservices-")) return false;
+    begin = end + 1;
+  }
+  return bytes.find('\0') == bytes.npos;
+}
+
+struct WrittenPart {
+  std::u16string name, contentType, file;
+  std::uint64_t size;
+};
+
+/// Writes parts below a directory, which holds everything: the operations refuse to leave it.
+class Exploder {
+ public:
+  Exploder(Package const& package, std::u16string root, bool force)
+      : package_(package),
+        root_(std::move(root)),
+        progress_(false),
+        destination_(root_, {.replaceExisting = force, .allowInexactTimes = true}, progress_) {}
+
+  void writeParts() {
+    for (PartName const& name : package_.getPartNames())
+      if (!name.isRelationshipsPart()) tryWrite(package_.getPart(name));
+  }
+
+  void writeDescription() {
+    std::string text = "{\"parts\": [";
+    for (WrittenPart const& part : written_) {
+      JsonObject object;
+      object.add("name", part.name).add("contentType", part.contentType).add("file", part.file);
+      text.append(&part == &written_.front() ? "\n" : ",\n").append(object.text());
+    }
+    text += "\n],\n\"relationships\": [";
+    std::string separator = "\n";
+    for (RelationshipRecord const& record : recordsOf(package_, package_.getPartNames(), TargetForm::AsWritten)) {
+      text.append(separator).append(json(record));
+      separator = ",\n";
+    }
+    text += "\n]}\n";
+    std::vector<unsigned char> const bytes(text.begin(), text.end());
+    opc::ByteArrayInAdaptor content(bytes);
+    writeFile(kDescription, content);
+  }
+
+  std::vector<WrittenPart> const& written() const { return written_; }
+  std::vector<Report> const& problems() const { return problems_; }
+
+ private:
+  std::u16string fileOf(std::u16string const& name) {
+    return fitsDisk(name) ? kParts + name : kEscaped + opc::toString(std::to_string(++escaped_));
+  }
+
+  /// A damaged part is reported and left out; the others are written.
+  void tryWrite(Part const& part) {
+    std::u16string const name = part.getName().toString(), file = fileOf(name);
+    try {
+      writeFile(file, *part.getInputStream());
+      written_.push_back({name, part.getContentType().toString(), file, part.getSize()});
+    } catch (opc::model::InvalidItem const& damaged) {
+      problems_.push_back({Exit::Package, "damaged-part", "cannot write " + shown(name) + ": " + damaged.what(), name});
+    }
+  }
+
+  void writeFile(std::u16string const& relative, opc::InputStream& content) {
+    std::u16string const path = root_ + u"/" + relative;
+    opc::FileSystemOps& disk = destination_.getForPath(path);
+    boost::system::error_code error;
+    disk.createFolders(parentOf(path), error);
+    auto const file = disk.createOutputStream(path, std::ios::out | std::ios::binary | std::ios::trunc, error);
+    opc::StdOStreamAdaptor to(*file);
+    opc::StreamHelper::copyStreamToStream(content, to);
+    file->commit(error);
+    if (error) throw Failure(diskReport("cannot-write", "cannot write", path, error));
+  }
+
+  Package const& package_;
+  std::u16string root_;
+  Progress progress_;
+  Destination destination_;
+  std::vector<WrittenPart> written_;
+  std::vector<Report> problems_;
+  std::size_t escaped_ = 0;
+};
+
+/// The directory to write to; one with contents is refused unless they may be replaced.
+std::u16string emptyDirectory(ExplodeOptions const& options) {
+  std::u16string const given = fromArgument(options.directory);
+  if (!isThere(given)) return resolvedPath(given);
+  std::u16string const root = existingDirectory(given);
+  if (options.force) return root;
+  opc::LocalFileSystemOps disk;
+  std::vector<std::u16string> files, folders;
+  boost::system::error_code error;
+  disk.getFiles(root, files, false, error);
+  if (!error) disk.getFolders(root, folders, false, error);
+  if (error) throw Failure(diskReport("cannot-read", "cannot list", root, error));
+  if (files.empty() && folders.empty()) return root;
+  throw Failure(
+      Report{Exit::Disk, "already-exists", shown(root) + " is not empty (use --force to replace files in it)", root});
+}
+
+std::uint64_t bytesOf(std::vector<WrittenPart> const& parts) {
+  std::uint64_t bytes = 0;
+  for (WrittenPart const& part : parts) bytes += part.size;
+  return bytes;
+}
+
+struct Totals {
+  std::uint64_t parts = 0, bytes = 0;
+};
+
+void printTotals(char const* what, Totals const& totals, bool isJson, bool isQuiet, Output& out) {
+  if (isJson) return out.print(JsonObject().add("parts", totals.parts).add("bytes", totals.bytes).text() + "\n");
+  if (isQuiet) return;
+  std::cerr << what << ' ' << counted(static_cast<std::size_t>(totals.parts), "part") << " (" << sizeText(totals.bytes)
+            << ")\n";
+}
+
+/// The files of an exploded package. Nothing outside of the directory is read, also through links.
+class ExplodedPackage {
+ public:
+  explicit ExplodedPackage(std::u16string root) : root_(std::move(root)), disk_(root_) {}
+
+  JsonReader readDescription() {
+    auto const file = open(kDescription);
+    std::string const text{std::istreambuf_iterator<char>(*file), {}};
+    return JsonReader(text, root_ + u"/" + kDescription);
+  }
+
+  std::unique_ptr<std::istream> open(std::u16string const& relative) {
+    std::u16string const path = root_ + u"/" + relative;
+    if (opc::findPathFault(relative) != opc::PathFault::None)
+      throw Failure(
+          Report{Exit::Package, "unsafe-path", "package.json names a file outside: " + shown(relative), path});
+    boost::system::error_code error;
+    auto file = disk_.createInputStream(path, std::ios::in | std::ios::binary, error);
+    if (!file) throw Failure(diskReport("cannot-read", "cannot read", path, error));
+    file->exceptions(std::ios::badbit);
+    used_.insert(path);
+    return file;
+  }
+
+  /// The files that were not opened.
+  std::vector<std::u16string> unused() {
+    std::vector<std::u16string> files;
+    boost::system::error_code error;
+    disk_.getFiles(root_, files, true, error);
+    if (error) throw Failure(diskReport("cannot-read", "cannot list", root_, error));
+    std::erase_if(files, [this](std::u16string const& file) { return used_.contains(file); });
+    return files;
+  }
+
+ private:
+  std::u16string root_;
+  opc::ConfinedFileSystemOps disk_;
+  std::set<std::u16string> used_;
+};
+
+void addPart(Package& package, ExplodedPackage& source, JsonReader const& described, Totals& totals) {
+  throwIfInterrupted();
+  Part part =
+      package.createPart(PartName(described.text("name")), opc::model::ContentType(described.text("contentType")));
+  auto const file = source.open(described.text("file"));
+  opc::StdIStreamAdaptor from(*file);
+  auto const to = part.getOutputStream();
+  opc::StreamHelper::copyStreamToStream(from, *to);
+  to->close();
+  ++totals.parts;
+  totals.bytes += part.getSize();
+}
+
+void addTo(opc::model::RelationshipSource& source, JsonReader const& described) {
+  std::u16string const id = described.text("id"), type = described.text("type"), target = described.text("target");
+  if (described.text("mode") == u"External")
+    source.createExternalRelationship(type, target, id);
+  else
+    source.createInternalRelationship(type, opc::model::URI(target), id);
+}
+
+void addRelationshipOf(Package& package, JsonReader const& described) {
+  std::u16string const source = described.text("source");
+  if (source == u"/") return addTo(package, described);
+  Part part = package.getPart(PartName(source));
+  addTo(part, described);
+}
+
+}  // namespace
+
+void explode(ExplodeOptions const& options, Output& out) {
+  noteSignals();
+  auto const package = openPackage(options.package);
+  Exploder exploder(*package, emptyDirectory(options), options.force);
+  exploder.writeParts();
+  exploder.writeDescription();
+  for (std::u16string const& name : package->getItemNames())
+    if (!options.quiet && !name.ends_with(u'/'))
+      std::cerr << "ztpkg: explode: left out " << shown(name) << ", which is not a part\n";
+  Totals const totals{exploder.written().size(), bytesOf(exploder.written())};
+  printTotals("wrote", totals, options.json, options.quiet, out);
+  if (exploder.problems().empty()) return;
+  out.close();
+  throw Failure(exploder.problems());
+}
+
+void implode(ImplodeOptions const& options, Output& out) {
+  noteSignals();
+  std::u16string const target = fromArgument(options.package);
+  ExplodedPackage source(existingDirectory(fromArgument(options.directory)));
+  JsonReader const description = source.readDescription();
+  auto const package = Package::create(target, options.force ? Existing::Replace : Existing::Refuse);
+  Totals totals;
+  description.forEach("parts", [&](JsonReader const& part) { addPart(*package, source, part, totals); });
+  description.forEach("relationships",
+                      [&](JsonReader const& relationship) { addRelationshipOf(*package, relationship); });
+  throwIfInterrupted();
+  package->save();
+  if (!options.quiet)
+    for (std::u16string const& file : source.unused())
+      std::cerr << "ztpkg: implode: left out " << shown(file) << ", which package.json does not name\n";
+  printTotals("stored", totals, options.json, options.quiet, out);
+}
+
+}  // namespace ztpkg
