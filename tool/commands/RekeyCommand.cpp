@@ -34,7 +34,7 @@ std::unique_ptr<Secret const> presentKey(RekeyCommandOptions const& options) {
   auto const package = openFileSystem(options.package);
   FileSystemManager manager(*package);
   auto key = enableDecryption(manager, options.key, options.package);
-  load(manager, options.package);
+  ztpkg::load(manager, options.package);
   if (manager.isEncrypted() || (!options.key.isGiven() && !options.toPlain)) return key;
   std::u16string const name = fromArgument(options.package);
   throw Failure(Report{Exit::Package, "not-encrypted", shown(name) + " is not encrypted", name});

@@ -9,6 +9,7 @@
 
 #include "container/Deflate.hpp"
 #include "container/ItemStream.hpp"
+#include "crypto/MessageStreams.hpp"
 #include "opc/Streams.hpp"
 #include "package/PartContents.hpp"
 
@@ -20,19 +21,6 @@ using Bytes = std::vector<unsigned char>;
 
 constexpr std::size_t kWholeBytes = 8u << 20;
 constexpr std::size_t kChunk = 1u << 20;
-constexpr std::size_t kLeastRead = 64u << 10;
-
-/// The room grows with the content, since most contents are small.
-Bytes readUpTo(InputStream& from, std::size_t most) {
-  Bytes bytes;
-  while (bytes.size() < most && !from.isEnd()) {
-    std::size_t size = bytes.size();
-    bytes.resize(std::min(most, std::max(2 * size, kLeastRead)));
-    while (size < bytes.size() && !from.isEnd()) size += from.read(bytes.data() + size, bytes.size() - size);
-    bytes.resize(size);
-  }
-  return bytes;
-}
 
 /// Bytes, and behind them the rest of a stream. It is read once.
 class HeadAndRest final : public InputStream {
@@ -78,7 +66,8 @@ class DeflatingStream final : public InputStream {
 
  private:
   void nextChunk() {
-    Bytes const bytes = readUpTo(*content_, kChunk);
+    Bytes bytes;
+    readPiece(*content_, bytes, kChunk);
     chunk_ = zip::deflateChunk(effort_, bytes.data(), bytes.size(), content_->isEnd());
     at_ = 0;
   }
@@ -132,7 +121,8 @@ zip::Buffer deflate(Bytes const& bytes, zip::Effort effort) {
 MaybeCompressed compressed(std::unique_ptr<IContentSource> source, model::CompressionLevel level) {
   zip::Effort const effort = model::detail::effortOf(level);
   InputStream& rest = source->getInputStream();
-  Bytes head = readUpTo(rest, kWholeBytes);
+  Bytes head;
+  readPiece(rest, head, kWholeBytes);
   std::unique_ptr<InputStream> stream;
   bool isCompressed = false;
   if (rest.isEnd()) {
