@@ -47,6 +47,8 @@ int run(int argc, char const* const* argv) {
     invocation.action(out);
     out.close();
     return static_cast<int>(Exit::Done);
+  } catch (Ended const& ended) {
+    return static_cast<int>(ended.exit());
   } catch (Interrupted const& interrupted) {
     std::cerr << "ztpkg: " << invocation.command << ": interrupted\n";
     return 128 + interrupted.signal();

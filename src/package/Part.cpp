@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <exception>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -105,6 +106,8 @@ bool operator==(Part const& a, Part const& b) {
 ContentType Part::getContentType() const { return *state().parts.get(getName())->second.type->value; }
 
 std::uint64_t Part::getSize() const { return state().contents.sizeOf(state().parts.get(getName())); }
+
+std::optional<std::uint32_t> Part::getCRC32() const { return state().contents.crcOf(state().parts.get(getName())); }
 
 std::uint64_t Part::getStoredSize() const { return state().contents.storedSizeOf(state().parts.get(getName())); }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/PartContents.hpp"
 
+#include <optional>
 #include <utility>
 
 #include "opc/model/Exceptions.hpp"
@@ -97,6 +98,12 @@ std::uint64_t PartContents::storedSizeOf(PartIndex::iterator part) {
   refresh(part->second);
   return part->second.isInArchive() ? sumOverItems(part->second, &zip::Entry::storedSize)
                                     : written(part->second).storedSize;
+}
+
+std::optional<std::uint32_t> PartContents::crcOf(PartIndex::iterator part) {
+  refresh(part->second);
+  if (part->second.place != Place::Archive) return std::nullopt;
+  return archive_->entry(part->second.number).crc;
 }
 
 std::uint64_t PartContents::sumOverItems(PartRecord const& record, std::uint64_t zip::Entry::*size) const {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <optional>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -70,6 +71,8 @@ class PartContents {
   std::unique_ptr<InputStream> open(PartIndex::iterator part, std::uint64_t offset = 0);
   std::uint64_t sizeOf(PartIndex::iterator part);
   std::uint64_t storedSizeOf(PartIndex::iterator part);
+  /// Of a part that is one item of the archive.
+  std::optional<std::uint32_t> crcOf(PartIndex::iterator part);
   /// The content of a part that is not in the archive; empty before the first write.
   zip::Content written(PartRecord const& record);
 

@@ -80,7 +80,7 @@ def has_option(words, names):
 
 def main():
     tool, failed, count = sys.argv[1], 0, 0
-    aliases = {"remove": ("rm",), "list": ("ls",)}
+    aliases = {"remove": ("rm",), "move": ("mv",), "list": ("ls",)}
     lines = [*case_lines(), *script_lines()]
     for command, names in all_options(tool):
         count += 1

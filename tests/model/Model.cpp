@@ -213,6 +213,16 @@ void Model::remove(std::u16string const& path) {
   }
 }
 
+void Model::move(std::u16string const& from, std::u16string const& to) {
+  Entries moved;
+  for (auto next = entries.begin(); next != entries.end();) {
+    auto const here = next++;
+    if (here->first == from || here->first.starts_with(from + u"/"))
+      moved[to + here->first.substr(from.size())] = entries.extract(here).mapped();
+  }
+  for (auto& [path, node] : moved) set(path, std::move(node));
+}
+
 void Model::rewrite(std::u16string const& path, std::string const& content) {
   Node& node = entries.at(path);
   node.content = content;

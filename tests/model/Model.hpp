@@ -49,6 +49,8 @@ struct Model {
   bool isBelowLeaf(std::u16string const& path) const;
   /// Removes an entry and everything below it. A part that is more than content stays.
   void remove(std::u16string const& path);
+  /// Gives an entry another path, with everything below it.
+  void move(std::u16string const& from, std::u16string const& to);
   /// Gives a file other content. The files that share its part keep theirs.
   void rewrite(std::u16string const& path, std::string const& content);
 

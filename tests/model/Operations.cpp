@@ -214,6 +214,17 @@ void remove(World& world, Random& random) {
   if (*path != u"/") world.attempt(false, [&] { removeEntry(world.files(), entry); });
 }
 
+void moveEntry(World& world, Random& random) {
+  auto const from = existingPath(world, random);
+  if (!from) return;
+  std::u16string const to = toString(randomPath(random));
+  world.log("move " + toUTF8String(*from) + " to " + toUTF8String(to));
+  bool const isRight = world.model().isFree(to) && !opc::isBelowPath(to, *from);
+  auto const entry = world.files().getEntry(*from);
+  world.attempt(isRight, [&] { world.files().moveEntry(entry, spelled(toUTF8String(to), random)); });
+  if (isRight) world.model().move(*from, to);
+}
+
 void rewrite(World& world, Random& random) {
   auto const entry = existingFile(world, random);
   if (!entry) return;
@@ -340,14 +351,17 @@ struct Operation {
   void (*run)(World&, Random&);
 };
 
-constexpr std::array kOperations{
-    Operation{10, createFolder}, Operation{8, createLink},    Operation{10, createFile},
-    Operation{10, addSource},    Operation{4, addFileOfDisk}, Operation{3, addTree},
-    Operation{14, remove},       Operation{10, rewrite},      Operation{3, failToWrite},
-    Operation{2, failToAdd},     Operation{1, failToSave},    Operation{4, setProperties},
-    Operation{4, setCipher},     Operation{5, changePart},    Operation{3, changeRelationship},
-    Operation{8, save},          Operation{6, saveAndReopen}, Operation{3, reopen},
-    Operation{3, extract},       Operation{2, damage},        Operation{1, beginAnew}};
+constexpr std::array kOperations{Operation{10, createFolder}, Operation{8, createLink},
+                                 Operation{10, createFile},   Operation{10, addSource},
+                                 Operation{4, addFileOfDisk}, Operation{3, addTree},
+                                 Operation{14, remove},       Operation{8, moveEntry},
+                                 Operation{10, rewrite},      Operation{3, failToWrite},
+                                 Operation{2, failToAdd},     Operation{1, failToSave},
+                                 Operation{4, setProperties}, Operation{4, setCipher},
+                                 Operation{5, changePart},    Operation{3, changeRelationship},
+                                 Operation{8, save},          Operation{6, saveAndReopen},
+                                 Operation{3, reopen},        Operation{3, extract},
+                                 Operation{2, damage},        Operation{1, beginAnew}};
 
 }  // namespace
 

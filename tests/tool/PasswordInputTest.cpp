@@ -25,13 +25,13 @@ class PasswordInput : public testing::Test {
 
   std::string path() const { return (directory / "password").string(); }
   /// Others who may read it are worth a warning.
-  void write(std::string const& content) const {
+  void store(std::string const& content) const {
     using std::filesystem::perms;
     zt_test::writeFile(path(), content);
     std::filesystem::permissions(path(), perms::owner_read | perms::owner_write);
   }
   std::u16string fromFile(std::string const& content) {
-    write(content);
+    store(content);
     return readPassword({.file = path()}, "p", PasswordUse::New).text();
   }
   static Report reportOf(PasswordOptions const& options) {
@@ -52,7 +52,7 @@ TEST_F(PasswordInput, IsTheFirstLineOfAFile) {
 
 TEST_F(PasswordInput, IsNotAnEmptyLine) {
   for (char const* content : {"", "\n", "\r\n", "\nsesame"}) {
-    write(content);
+    store(content);
     Report const report = reportOf({.file = path()});
     EXPECT_EQ(report.message, "the password is empty");
     EXPECT_EQ(report.exit, Exit::Key);
@@ -61,7 +61,7 @@ TEST_F(PasswordInput, IsNotAnEmptyLine) {
 
 TEST_F(PasswordInput, HasALimit) {
   EXPECT_EQ(fromFile(std::string(4096, 'x')).size(), 4096U);
-  write(std::string(4097, 'x'));
+  store(std::string(4097, 'x'));
   EXPECT_EQ(reportOf({.file = path()}).message, "the password is longer than 4096 bytes");
 }
 
@@ -74,7 +74,7 @@ TEST_F(PasswordInput, TellsWhyAFileCannotBeRead) {
 }
 
 TEST_F(PasswordInput, TakesNoMoreThanItsLineFromADescriptor) {
-  write("sesame\nwhat follows");
+  store("sesame\nwhat follows");
   int const descriptor = open(path().c_str(), O_RDONLY | O_CLOEXEC);
   EXPECT_EQ(readPassword({.descriptor = descriptor}, "p", PasswordUse::New).text(), u"sesame");
   char rest[32] = {};

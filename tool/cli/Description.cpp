@@ -25,8 +25,9 @@ std::vector<WordDescription> propertyWords() {
 
 ValueKind kindOf(std::string const& name) {
   static std::map<std::string, ValueKind> const kinds{
-      {"DIR", ValueKind::Directory},   {"FILE", ValueKind::File},          {"SOURCE", ValueKind::File},
-      {"PACKAGE", ValueKind::Package}, {"PATH", ValueKind::PathInPackage}, {"NAME=VALUE", ValueKind::Assignment},
+      {"DIR", ValueKind::Directory},      {"FILE", ValueKind::File},        {"SOURCE", ValueKind::File},
+      {"OTHER", ValueKind::File},         {"PACKAGE", ValueKind::Package},  {"PATH", ValueKind::PathInPackage},
+      {"FROM", ValueKind::PathInPackage}, {"TO", ValueKind::PathInPackage}, {"NAME=VALUE", ValueKind::Assignment},
   };
   auto const found = kinds.find(name);
   return found == kinds.end() ? ValueKind::Text : found->second;

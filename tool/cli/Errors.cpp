@@ -51,6 +51,7 @@ Kind kindOfDiskError(Exception const& error) {
 }
 
 Kind kindOf(Exception const& error) {
+  if (isOneOf<model::PackageHasChanged, model::PackageIsBusy>(error)) return {Exit::Busy, "package-busy"};
   if (isOneOf<services::CouldNotDecryptContent>(error)) return {Exit::Key, "key-required"};
   if (isOneOf<services::CouldNotTransformContentData>(error)) return {Exit::Key, "cannot-decrypt"};
   if (isOneOf<services::ContentTooLongToEncrypt>(error)) return {Exit::Package, "too-long"};

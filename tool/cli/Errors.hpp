@@ -11,7 +11,7 @@
 
 namespace ztpkg {
 
-enum class Exit : int { Done = 0, Package = 1, Usage = 2, Disk = 3, Key = 4 };
+enum class Exit : int { Done = 0, Package = 1, Usage = 2, Disk = 3, Key = 4, Busy = 5 };
 
 /// One error, as it is reported to the user.
 struct Report {
@@ -32,6 +32,17 @@ class Failure : public std::exception {
 
  private:
   std::vector<Report> reports_;  // never empty
+};
+
+/// Ends a command whose exit code is a result and no error, without a message.
+class Ended : public std::exception {
+ public:
+  explicit Ended(Exit exit) : exit_(exit) {}
+  Exit exit() const { return exit_; }
+  char const* what() const noexcept override { return "ended"; }
+
+ private:
+  Exit exit_;
 };
 
 /// Throws the Failure of a wrong command line.

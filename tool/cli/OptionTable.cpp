@@ -11,12 +11,12 @@
 namespace ztpkg::table {
 namespace {
 
-int descriptorOf(std::string const& text) {
-  int descriptor = -1;
-  auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), descriptor);
-  if (error != std::errc() || end != text.data() + text.size() || descriptor < 0)
+int numberOf(std::string const& text) {
+  int number = -1;
+  auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size() || number < 0)
     throw std::invalid_argument("must be a number, not " + text);
-  return descriptor;
+  return number;
 }
 
 opc::model::CompressionLevel levelOf(std::string const& name) {
@@ -92,7 +92,7 @@ Options secretOptions(KeyOptions& key, std::string const& prefix, std::string co
        valued(named(prefix, {"--password-env"}), "NAME", "The environment variable with the password",
               &password.environment),
        valued(named(prefix, {"--password-fd"}), "N", "The file descriptor from which a line with the password is read",
-              [&password](std::string const& text) { password.descriptor = descriptorOf(text); })});
+              [&password](std::string const& text) { password.descriptor = numberOf(text); })});
   for (OptionDescription& option : options) {
     option.refusesEmpty = true;
     option.alternatives = prefix + "key";
@@ -102,7 +102,7 @@ Options secretOptions(KeyOptions& key, std::string const& prefix, std::string co
 
 unsigned costOf(std::string const& text) {
   constexpr int kLeast = 10, kMost = 20;  // 1 MiB, and the 1 GiB that readers allow
-  int const cost = descriptorOf(text);
+  int const cost = numberOf(text);
   if (cost < kLeast || cost > kMost) throw std::invalid_argument("must be from 10 to 20, not " + text);
   return static_cast<unsigned>(cost);
 }
@@ -126,6 +126,14 @@ Options newKeyOptions(NewKeyOptions& key, std::string const& prefix, std::string
 }
 
 OptionDescription quietOption(bool& quiet) { return flag({"-q", "--quiet"}, "Print no warnings", quiet); }
+
+Options sourceOptions(StoringOptions& options) {
+  return {excludeOption(options.exclude),
+          flag({"--skip-outside-links"},
+               "Leave out links with an absolute target outside the directory, which otherwise fail the command",
+               options.skipOutsideLinks),
+          levelOption(options.level)};
+}
 
 Options textOptions(StoringOptions& options) {
   Options all{flag({"--text-to-utf8"}, "Convert text files (.txt, .tq) to UTF-8", options.textToUTF8),
@@ -170,6 +178,22 @@ OptionDescription levelOption(opc::model::CompressionLevel& level) {
   return valued({"-l", "--level"}, "fast|default|small",
                 "How hard to compress: fast, by default, or to a small package",
                 [&level](std::string const& name) { level = levelOf(name); });
+}
+
+OptionDescription excludeOption(std::vector<std::string>& patterns) {
+  return valued({"-x", "--exclude"}, "GLOB", "Leave out what the pattern matches, with everything below it; repeatable",
+                &patterns);
+}
+
+OptionDescription checksumOption(bool& checksum) {
+  return flag({"-c", "--checksum"}, "Compare contents too; otherwise files of one size and time are taken for equal",
+              checksum);
+}
+
+OptionDescription retryOption(std::chrono::seconds& limit) {
+  return valued({"--retry-lock"}, "SECONDS",
+                "While other processes change the package, begin again for up to so many seconds (default: 30)",
+                [&limit](std::string const& text) { limit = std::chrono::seconds(numberOf(text)); });
 }
 
 OptionDescription forceOption(bool& force) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,12 +41,18 @@ Options newKeyOptions(NewKeyOptions& key, std::string const& prefix, std::string
 /// For commands that print nothing but data and warnings.
 OptionDescription quietOption(bool& quiet);
 
+/// What is stored of a source, and how hard it is compressed.
+Options sourceOptions(StoringOptions& options);
 /// How texts are stored. `--text-unknown` and `--text-charset` would have no effect alone.
 Options textOptions(StoringOptions& options);
 Options listingOptions(StoringOptions& options);
 Options progressOptions(bool& progress, bool& quiet);
 Options propertyOptions(std::vector<std::pair<std::string, std::string>>& properties);
 OptionDescription levelOption(opc::model::CompressionLevel& level);
+OptionDescription excludeOption(std::vector<std::string>& patterns);
+OptionDescription checksumOption(bool& checksum);
+/// Of the commands that change a package.
+OptionDescription retryOption(std::chrono::seconds& limit);
 /// --force of the commands that change a package and replace nothing in it.
 OptionDescription forceOption(bool& force);
 

@@ -37,7 +37,7 @@ CommandDescription setPropertiesCommand() {
                     argument("NAME=VALUE",
                              "The property and its new value; an empty value removes any but the first four",
                              &options->assignments)},
-      .options = helpOption() + Options{forceOption(options->force)},
+      .options = helpOption() + Options{forceOption(options->force), retryOption(options->retryLock)},
       .action = [options](Output&) { setProperties(*options); },
       .package = &options->package,
   };

@@ -84,8 +84,39 @@ CommandDescription catCommand() {
   };
 }
 
+CommandDescription diffCommand() {
+  auto const options = std::make_shared<DiffOptions>();
+  CommandDescription command{
+      .name = "ztpkg diff",
+      .purpose = "Compare a package with a directory or with another package",
+      .example = "ztpkg diff photos.ztpkg photos",
+      .details = {"Prints a line for each entry that differs: A for one that OTHER has and PACKAGE has not, D for one "
+                  "that PACKAGE alone has, M for other contents, permissions, time or link target, T for another kind "
+                  "of entry. Permissions and times of folders and links do not count.",
+                  "The exit code is 0 if nothing differs and 1 if something does. A PATH with '*', '?' or '[' may be a "
+                  "pattern."},
+      .arguments = {packageArgument(options->package), argument("OTHER", "A directory or package", &options->other),
+                    optional(argument("PATH",
+                                      "Compare only these files, folders or links, with everything below them; may be "
+                                      "a pattern",
+                                      &options->paths))},
+      .options = helpOption() + keyOptions(options->key) +
+                 Options{checksumOption(options->checksum), excludeOption(options->exclude),
+                         flag({"-v", "--verbose"}, "Also print what differs", options->verbose),
+                         flag({"--json"}, "Print a JSON array of objects, for programs", options->json)} +
+                 progressOptions(options->progress, options->quiet),
+      .action = [options](Output& out) { diff(*options, out); },
+      .package = &options->package,
+  };
+  for (OptionDescription& option : command.options)
+    if (option.names.back() == "--verbose" || option.names.back() == "--json") option.alternatives = "form";
+  return command;
+}
+
 }  // namespace
 
-std::vector<CommandDescription> readingCommands() { return {unpackCommand(), listCommand(), catCommand()}; }
+std::vector<CommandDescription> readingCommands() {
+  return {unpackCommand(), listCommand(), catCommand(), diffCommand()};
+}
 
 }  // namespace ztpkg::table

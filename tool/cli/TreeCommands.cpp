@@ -28,15 +28,9 @@ CommandDescription packCommand() {
       .arguments = {argument("DIR", "The directory whose contents are stored", &options->directory),
                     packageArgument(options->package, "The package to make")},
       .options =
-          helpOption() +
-          Options{flag({"-f", "--force"}, "Replace a package that exists", options->force),
-                  valued({"-x", "--exclude"}, "GLOB",
-                         "Leave out what the pattern matches, with everything below it; repeatable", &options->exclude),
-                  flag({"--skip-outside-links"},
-                       "Leave out links with an absolute target outside DIR, which otherwise fail the command",
-                       options->skipOutsideLinks),
-                  levelOption(options->level)} +
-          textOptions(*options) + newKeyOptions(options->key, "", "Encrypt, and ask for a password on the terminal") +
+          helpOption() + Options{flag({"-f", "--force"}, "Replace a package that exists", options->force)} +
+          sourceOptions(*options) + textOptions(*options) +
+          newKeyOptions(options->key, "", "Encrypt, and ask for a password on the terminal") +
           inGroup("Encryption",
                   {valued({"--iv"}, "random|deterministic", "How initialization vectors are made: random, or a counter",
                           &options->ivMode),
@@ -63,16 +57,43 @@ CommandDescription addCommand() {
       .options = helpOption() +
                  Options{valued({"-t", "--to"}, "PATH",
                                 "The folder of the package to add to, created if missing (default: /)", &options->to)} +
-                 textOptions(*options) + keyOptions(options->key) +
+                 sourceOptions(*options) + textOptions(*options) + keyOptions(options->key) +
                  inGroup("Encryption", {flag({"--compress"},
                                              "Compress contents before they are encrypted; the default where those of "
                                              "the package are",
-                                             options->compress)}) +
+                                             options->key.compress)}) +
                  Options{flag({"-f", "--force"},
                               "Replace files and links that are in the package, and a package that may not be written",
-                              options->force)} +
+                              options->force),
+                         retryOption(options->retryLock)} +
                  listingOptions(*options) + progressOptions(options->progress, options->quiet),
       .action = [options](Output& out) { add(*options, out); },
+      .package = &options->package,
+  };
+}
+
+CommandDescription updateCommand() {
+  auto const options = std::make_shared<UpdateOptions>();
+  return {
+      .name = "ztpkg update",
+      .purpose = "Make a package equal to a directory",
+      .example = "ztpkg update --delete photos.ztpkg photos",
+      .details = {"Stores what 'ztpkg diff' finds added or modified, and leaves everything else as it is stored. The "
+                  "package is changed in one step; if nothing differs, nothing is written.",
+                  "Without --delete, entries that the directory does not have stay."},
+      .arguments = {packageArgument(options->package),
+                    argument("DIR", "The directory that the package is to hold", &options->directory),
+                    optional(argument("PATH",
+                                      "Update only these files, folders or links, with everything below them; may be "
+                                      "a pattern",
+                                      &options->paths))},
+      .options = helpOption() +
+                 Options{flag({"--delete"}, "Remove entries that the directory does not have", options->removesMissing),
+                         checksumOption(options->checksum)} +
+                 sourceOptions(*options) + textOptions(*options) + keyOptions(options->key) +
+                 Options{forceOption(options->force), retryOption(options->retryLock)} + listingOptions(*options) +
+                 progressOptions(options->progress, options->quiet),
+      .action = [options](Output& out) { update(*options, out); },
       .package = &options->package,
   };
 }
@@ -91,20 +112,46 @@ CommandDescription removeCommand() {
       .arguments = {packageArgument(options->package),
                     optional(argument("PATH", "The entry to remove, a folder with everything below it; never a pattern",
                                       &options->paths))},
-      .options =
-          helpOption() +
-          Options{valued({"-g", "--glob"}, "GLOB",
-                         "Also remove what the pattern matches, with everything below it; repeatable",
-                         &options->patterns)} +
-          keyOptions(options->key) +
-          Options{forceOption(options->force), flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
+      .options = helpOption() +
+                 Options{valued({"-g", "--glob"}, "GLOB",
+                                "Also remove what the pattern matches, with everything below it; repeatable",
+                                &options->patterns)} +
+                 keyOptions(options->key) +
+                 Options{forceOption(options->force), retryOption(options->retryLock),
+                         flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
       .action = [options](Output&) { remove(*options); },
+      .package = &options->package,
+  };
+}
+
+CommandDescription moveCommand() {
+  auto const options = std::make_shared<MoveOptions>();
+  return {
+      .name = "ztpkg move",
+      .purpose = "Rename or move a file, link or folder in a package",
+      .example = "ztpkg move photos.ztpkg /2024/draft /2025/final",
+      .details = {"A folder moves with everything below it. If TO is an existing folder, or ends in a slash, the entry "
+                  "keeps its name in that folder; missing folders are created. No content is read or written, so "
+                  "moving takes no longer for large files. The package is changed in one step.",
+                  "Links keep their targets, and links that lead to the entry are not changed."},
+      .aliases = {"mv"},
+      .arguments = {packageArgument(options->package), argument("FROM", "The path of the entry", &options->from),
+                    argument("TO", "Its new path, or the folder to move it to", &options->to)},
+      .options =
+          helpOption() + keyOptions(options->key) +
+          Options{flag({"-f", "--force"},
+                       "Replace a file or link that is at TO, and change a package that may not be written",
+                       options->force),
+                  retryOption(options->retryLock), flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
+      .action = [options](Output&) { move(*options); },
       .package = &options->package,
   };
 }
 
 }  // namespace
 
-std::vector<CommandDescription> treeCommands() { return {packCommand(), addCommand(), removeCommand()}; }
+std::vector<CommandDescription> treeCommands() {
+  return {packCommand(), addCommand(), updateCommand(), removeCommand(), moveCommand()};
+}
 
 }  // namespace ztpkg::table

@@ -9,6 +9,7 @@
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"
+#include "commands/Changing.hpp"
 #include "commands/Commands.hpp"
 #include "commands/Storing.hpp"
 #include "disk/FileSystems.hpp"
@@ -19,17 +20,6 @@ namespace {
 
 using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
-
-/// Makes the manager read from one tree after the other.
-class TreeInTurn final : public opc::FileSystemOpsSelector {
- public:
-  explicit TreeInTurn(opc::FileSystemOps& disk) : current_(&disk) {}
-  opc::FileSystemOps& getForPath(std::u16string const&) override { return *current_; }
-  void take(opc::FileSystemOps& tree) { current_ = &tree; }
-
- private:
-  opc::FileSystemOps* current_;
-};
 
 /// Checks all additions before the first is made.
 class Addition {
@@ -45,8 +35,7 @@ class Addition {
   }
 
   void removeReplaced() {
-    for (FileSystemEntry const& entry : replaced_)
-      entry.isLink() ? manager_.deleteLink(entry) : manager_.deleteFile(entry);
+    for (FileSystemEntry const& entry : replaced_) removeEntry(manager_, entry);
   }
 
  private:
@@ -90,12 +79,10 @@ struct Source {
 
 // A link is stored as a link, whatever its target.
 Source sourceOf(opc::FileSystemOps& disk, std::string const& argument, std::u16string const& folder,
-                ForwardingOps::Paths const& ownFiles, Progress& progress) {
+                SourceTree::Rules rules, Progress& progress) {
   std::u16string const given = fromArgument(argument);
   std::u16string const path = placeOnDisk(given);
   std::u16string const name = path.substr(path.rfind(u'/') + 1);
-  SourceTree::Rules rules;
-  rules.ownFiles = ownFiles;
   rules.place = folder;
   boost::system::error_code error;
   if (!disk.isSymlink(path) && isDirectory(path, error)) {
@@ -109,21 +96,18 @@ Source sourceOf(opc::FileSystemOps& disk, std::string const& argument, std::u16s
   return {std::make_unique<SourceTree>(disk, existingDirectory(parentOf(path)), rules, progress), folder};
 }
 
-// Tidied, without a slash at its end, and empty for the root.
-std::u16string folderOf(std::string const& argument) {
-  if (argument.find('\\') != std::string::npos) throwUsage("--to: a backslash would be taken for a separator");
-  std::u16string const path = absolutePath(entryPath(argument));
-  return path == u"/" ? u"" : path;
-}
-
 std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, Addition& addition,
                            Progress& progress) {
-  std::u16string const folder = folderOf(options.to);
-  ForwardingOps::Paths const ownFiles = namesOf(fromArgument(options.package));
+  std::u16string const folder = newEntryPath(options.to, "--to");
+  SourceTree::Rules const rules = sourceRules(options, options.package);
   std::vector<Source> sources;
   for (std::string const& argument : options.sources) {
-    sources.push_back(sourceOf(disk, argument, folder, ownFiles, progress));
-    sources.back().tree->survey();
+    sources.push_back(sourceOf(disk, argument, folder, rules, progress));
+    try {
+      sources.back().tree->survey();
+    } catch (Failure const& failure) {
+      throwWithAdvice(failure);
+    }
     addition.add(*sources.back().tree, sources.back().place);
   }
   Amount total;
@@ -153,33 +137,17 @@ std::vector<SourceTree const*> treesOf(std::vector<Source> const& sources) {
   return trees;
 }
 
-/// Contents that are not encrypted are compressed in any case.
-void compressEncrypted(FileSystemManager& manager, Secret const* key, std::string const& path) {
-  if (!key) {
-    std::u16string const package = fromArgument(path);
-    throw Failure(Report{Exit::Package, "not-encrypted",
-                         "--compress is for encrypted packages, and " + shown(package) + " is not encrypted", package});
-  }
-  using namespace opc::ztservices;
-  manager.enableEncryption(key->bytes(), IVMode::Random, {}, Compression::Deflate);
-}
-
-}  // namespace
-
-void add(AddOptions const& options, Output& out) {
-  noteSignals();
+/// One attempt, on the package as it is now.
+void addOnce(AddOptions const& options, Output& out) {
   Storing storing(options, "add");
-  auto const package = openFileSystem(options.package, AccessMode::ReadWrite, options.force);
   opc::LocalFileSystemOps disk;
   TreeInTurn selector(disk);
-  FileSystemManager manager(*package, selector);
-  auto const key = enableDecryption(manager, options.key, options.package);
-  load(manager, options.package);
-  keepEncryption(manager, key.get(), options.key, options.package);
-  if (options.compress) compressEncrypted(manager, key.get(), options.package);
+  EditedFileSystem edited(options, options.key, &selector);
+  FileSystemManager& manager = edited.manager();
   Addition addition(manager, options.force);
   Progress progress(options.progress && !options.quiet);
   std::vector<Source> const sources = survey(disk, options, addition, progress);
+  manager.getPackage().setCompressionLevel(options.level);
   if (!options.dryRun) addition.removeReplaced();
   for (Source const& source : sources) {
     selector.take(*source.tree);
@@ -189,13 +157,19 @@ void add(AddOptions const& options, Output& out) {
       storing.add(manager, *source.tree);
   }
   storing.throwIfRefused();
-  throwIfInterrupted();
-  if (!options.dryRun) package->save({.replaceProtected = options.force});
+  if (!options.dryRun) edited.save();
   progress.finish();
   for (Source const& source : sources)
     if (!options.quiet) printLeftOut(*source.tree, "add");
   storing.print(treesOf(sources), out);
   if (!options.quiet && !options.dryRun) printSummary(sources, fromArgument(options.package), progress);
+}
+
+}  // namespace
+
+void add(AddOptions const& options, Output& out) {
+  noteSignals();
+  changePackage(options, [&] { addOnce(options, out); });
 }
 
 }  // namespace ztpkg

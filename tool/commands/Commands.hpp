@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,8 +14,18 @@
 /// UTF-8.
 namespace ztpkg {
 
+/// What the commands that change a package have in common.
+struct ChangeOptions {
+  std::string package;
+  bool force = false;
+  std::chrono::seconds retryLock{30};  ///< for how long to begin again while other processes change the package
+};
+
 /// What the commands that store trees have in common.
 struct StoringOptions {
+  std::vector<std::string> exclude;
+  bool skipOutsideLinks = false;
+  opc::model::CompressionLevel level = opc::model::CompressionLevel::Default;
   bool textToUTF8 = false;
   bool failOnUnknownText = false;  ///< otherwise a text of an unknown character set is stored as it is
   std::string textCharset;         ///< of texts that are not UTF-8; empty to find it out
@@ -30,10 +41,7 @@ struct StoringOptions {
 struct PackOptions : StoringOptions {
   std::string directory;
   std::string package;
-  std::vector<std::string> exclude;
-  opc::model::CompressionLevel level = opc::model::CompressionLevel::Default;
   bool force = false;
-  bool skipOutsideLinks = false;
   std::vector<std::pair<std::string, std::string>> properties;  ///< names and values
   NewKeyOptions key;
   std::string ivMode;    ///< "random", "deterministic" or empty
@@ -41,13 +49,10 @@ struct PackOptions : StoringOptions {
 };
 void pack(PackOptions const& options, Output& out);
 
-struct AddOptions : StoringOptions {
-  std::string package;
+struct AddOptions : StoringOptions, ChangeOptions {
   std::vector<std::string> sources;
   std::string to = "/";
   KeyOptions key;
-  bool compress = false;  ///< contents that are encrypted
-  bool force = false;
 };
 void add(AddOptions const& options, Output& out);
 
@@ -66,15 +71,45 @@ struct UnpackOptions {
 };
 void unpack(UnpackOptions const& options);
 
-struct RemoveOptions {
-  std::string package;
+struct UpdateOptions : StoringOptions, ChangeOptions {
+  std::string directory;
+  std::vector<std::string> paths;
+  KeyOptions key;
+  bool checksum = false;
+  bool removesMissing = false;
+};
+void update(UpdateOptions const& options, Output& out);
+
+struct RemoveOptions : ChangeOptions {
   std::vector<std::string> paths;
   std::vector<std::string> patterns;
   KeyOptions key;
-  bool force = false;
   bool quiet = false;
 };
 void remove(RemoveOptions const& options);
+
+struct MoveOptions : ChangeOptions {
+  std::string from;
+  std::string to;
+  KeyOptions key;
+  bool quiet = false;
+};
+void move(MoveOptions const& options);
+
+struct DiffOptions {
+  std::string package;
+  std::string other;  ///< a directory or package
+  std::vector<std::string> paths;
+  std::vector<std::string> exclude;
+  KeyOptions key;
+  bool checksum = false;
+  bool verbose = false;
+  bool json = false;
+  bool progress = true;
+  bool quiet = false;
+};
+/// Throws Ended after printing differences, if there are any.
+void diff(DiffOptions const& options, Output& out);
 
 struct VerifyOptions {
   std::string package;
@@ -118,10 +153,8 @@ struct GetPropertiesOptions {
 };
 void getProperties(GetPropertiesOptions const& options, Output& out);
 
-struct SetPropertiesOptions {
-  std::string package;
+struct SetPropertiesOptions : ChangeOptions {
   std::vector<std::string> assignments;  ///< NAME=VALUE
-  bool force = false;
 };
 void setProperties(SetPropertiesOptions const& options);
 

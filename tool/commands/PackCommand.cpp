@@ -52,16 +52,6 @@ void checkTarget(std::u16string const& package, bool force) {
   if (!isDirectory(folder, error)) throw Failure(diskReport("cannot-write", "cannot write to", folder, error));
 }
 
-SourceTree::Rules rulesOf(PackOptions const& options, std::u16string const& package) {
-  SourceTree::Rules rules;
-  for (std::string const& pattern : options.exclude) rules.exclude.emplace_back(fromArgument(pattern));
-  rules.skipOutsideLinks = options.skipOutsideLinks;
-  if (options.key.isGiven()) rules.longestFile = opc::ztservices::kLongestEncryptedContent;
-  rules.ownFiles = namesOf(package);
-  rules.otherRoots = unresolvedNames(fromArgument(options.directory));
-  return rules;
-}
-
 void printSummary(SourceTree const& source, std::u16string const& package, Progress const& progress) {
   Entries const stored{source.fileCount(), source.folders().size(), source.linkCount(), progress.done().bytes};
   std::cerr << "stored " << entriesText(stored, "folder") << " in " << sizeText(sizeOfFile(package)) << ", "
@@ -154,14 +144,6 @@ void store(Storing& storing, SourceTree& source, std::u16string const& path, Pac
   package->save({.replaceProtected = options.force});
 }
 
-/// Adds the option that only this command has to the messages that it helps with.
-void survey(SourceTree& source) try { source.survey(); } catch (Failure const& failure) {
-  std::vector<Report> reports = failure.reports();
-  for (Report& report : reports)
-    if (report.code == "outside-link") report.message += " (--skip-outside-links leaves it out)";
-  throw Failure(std::move(reports));
-}
-
 }  // namespace
 
 void pack(PackOptions const& options, Output& out) {
@@ -174,8 +156,14 @@ void pack(PackOptions const& options, Output& out) {
   Storing storing(options, "pack");
   opc::LocalFileSystemOps disk;
   Progress progress(options.progress && !options.quiet);
-  SourceTree source(disk, root, rulesOf(options, package), progress);
-  survey(source);
+  SourceTree::Rules rules = directoryRules(options, options.package, options.directory);
+  if (options.key.isGiven()) rules.longestFile = opc::ztservices::kLongestEncryptedContent;
+  SourceTree source(disk, root, std::move(rules), progress);
+  try {
+    source.survey();
+  } catch (Failure const& failure) {
+    throwWithAdvice(failure);
+  }
   progress.expect({source.fileCount(), source.fileBytes()});
   if (options.dryRun)
     storing.examine(source, progress);

@@ -8,6 +8,7 @@
 
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"
+#include "commands/Changing.hpp"
 #include "commands/Commands.hpp"
 #include "commands/Properties.hpp"
 #include "disk/FileSystems.hpp"
@@ -84,6 +85,20 @@ void setAll(CorePropertiesManager& manager, std::u16string const& package, std::
   manager.setCoreProperties(record);
 }
 
+/// Returns descriptions of what could not be read.
+std::vector<std::string> setOnce(SetPropertiesOptions const& options, std::vector<Assignment> const& assignments) {
+  auto const package = openPackage(options.package, AccessMode::ReadWrite, options.force);
+  CorePropertiesManager manager(*package);
+  std::vector<std::string> faults;
+  if (setsExtended(assignments))
+    setAll(manager, fromArgument(options.package), assignments, faults);
+  else
+    setStandard(*package, assignments, faults);
+  throwIfInterrupted();
+  package->save({.replaceProtected = options.force});
+  return faults;
+}
+
 }  // namespace
 
 void getProperties(GetPropertiesOptions const& options, Output& out) {
@@ -102,16 +117,8 @@ void getProperties(GetPropertiesOptions const& options, Output& out) {
 void setProperties(SetPropertiesOptions const& options) {
   noteSignals();
   auto const assignments = assignmentsOf(options.assignments);
-  std::u16string const path = fromArgument(options.package);
-  auto const package = openPackage(options.package, AccessMode::ReadWrite, options.force);
-  CorePropertiesManager manager(*package);
   std::vector<std::string> faults;
-  if (setsExtended(assignments))
-    setAll(manager, path, assignments, faults);
-  else
-    setStandard(*package, assignments, faults);
-  throwIfInterrupted();
-  package->save({.replaceProtected = options.force});
+  changePackage(options, [&] { faults = setOnce(options, assignments); });
   for (std::string const& fault : faults)
     std::cerr << "ztpkg: props set: replaced what cannot be read: " << oneLine(fault) << '\n';
 }

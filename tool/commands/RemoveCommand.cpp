@@ -7,12 +7,12 @@
 
 #include "cli/Amounts.hpp"
 #include "cli/Process.hpp"
+#include "commands/Changing.hpp"
 #include "commands/Commands.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Glob.hpp"
 #include "disk/Paths.hpp"
 #include "disk/Selection.hpp"
-#include "secrets/PackageKey.hpp"
 
 namespace ztpkg {
 namespace {
@@ -48,33 +48,22 @@ std::vector<FileSystemEntry> findAll(FileSystemManager const& manager, RemoveOpt
   return entries;
 }
 
-/// Does nothing if the entry went with a folder, or was given twice.
-void removeEntry(FileSystemManager& manager, FileSystemEntry const& entry) {
-  if (!manager.hasEntry(entry.getPathName())) return;
-  if (entry.isFile())
-    manager.deleteFile(entry);
-  else if (entry.isLink())
-    manager.deleteLink(entry);
-  else
-    manager.deleteFolder(entry);
-}
-
 }  // namespace
 
 void remove(RemoveOptions const& options) {
   if (options.paths.empty() && options.patterns.empty())
     throwUsage("PATH or --glob is required (see ztpkg remove --help)");
   noteSignals();
-  auto const package = openFileSystem(options.package, AccessMode::ReadWrite, options.force);
-  FileSystemManager manager(*package);
-  auto const key = enableDecryption(manager, options.key, options.package);
-  load(manager, options.package);
-  keepEncryption(manager, key.get(), options.key, options.package);
-  std::vector<FileSystemEntry> const entries = findAll(manager, options);
-  for (FileSystemEntry const& entry : entries) removeEntry(manager, entry);
-  throwIfInterrupted();
-  package->save({.replaceProtected = options.force});
-  if (!options.quiet) std::cerr << "removed " << counted(entries.size(), "path") << '\n';
+  std::size_t count = 0;
+  changePackage(options, [&] {
+    EditedFileSystem edited(options, options.key);
+    std::vector<FileSystemEntry> const entries = findAll(edited.manager(), options);
+    for (FileSystemEntry const& entry : entries)  // one may go with a folder, or be given twice
+      if (edited.manager().hasEntry(entry.getPathName())) removeEntry(edited.manager(), entry);
+    edited.save();
+    count = entries.size();
+  });
+  if (!options.quiet) std::cerr << "removed " << counted(count, "path") << '\n';
 }
 
 }  // namespace ztpkg

@@ -50,6 +50,28 @@ std::optional<std::string> unlessEmpty(std::string const& text) {
 
 ForwardingOps::Paths namesOf(std::u16string const& package) { return {resolvedPath(package), placeOnDisk(package)}; }
 
+SourceTree::Rules sourceRules(StoringOptions const& options, std::string const& package) {
+  SourceTree::Rules rules;
+  for (std::string const& pattern : options.exclude) rules.exclude.emplace_back(fromArgument(pattern));
+  rules.skipOutsideLinks = options.skipOutsideLinks;
+  rules.ownFiles = namesOf(fromArgument(package));
+  return rules;
+}
+
+SourceTree::Rules directoryRules(StoringOptions const& options, std::string const& package,
+                                 std::string const& directory) {
+  SourceTree::Rules rules = sourceRules(options, package);
+  rules.otherRoots = unresolvedNames(fromArgument(directory));
+  return rules;
+}
+
+void throwWithAdvice(Failure const& failure) {
+  std::vector<Report> reports = failure.reports();
+  for (Report& report : reports)
+    if (report.code == "outside-link") report.message += " (--skip-outside-links leaves it out)";
+  throw Failure(std::move(reports));
+}
+
 void printLeftOut(SourceTree const& source, char const* command) {
   for (std::string const& line : source.leftOut()) std::cerr << "ztpkg: " << command << ": " << line << '\n';
 }

@@ -15,8 +15,28 @@
 /// The steps of the commands that store trees.
 namespace ztpkg {
 
+/// What the options say of every source. `package` is the user's text.
+SourceTree::Rules sourceRules(StoringOptions const& options, std::string const& package);
+/// Of a whole directory, which the user names too.
+SourceTree::Rules directoryRules(StoringOptions const& options, std::string const& package,
+                                 std::string const& directory);
+
+/// Adds to a failed survey the options that help.
+[[noreturn]] void throwWithAdvice(Failure const& failure);
+
 /// The paths under which a listing of the disk could contain the package that is being written.
 ForwardingOps::Paths namesOf(std::u16string const& package);
+
+/// Makes the manager read from one tree after the other.
+class TreeInTurn final : public opc::FileSystemOpsSelector {
+ public:
+  explicit TreeInTurn(opc::FileSystemOps& disk) : current_(&disk) {}
+  opc::FileSystemOps& getForPath(std::u16string const&) override { return *current_; }
+  void take(opc::FileSystemOps& tree) { current_ = &tree; }
+
+ private:
+  opc::FileSystemOps* current_;
+};
 
 /// Prints what the survey of the tree left out.
 void printLeftOut(SourceTree const& source, char const* command);

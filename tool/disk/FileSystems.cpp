@@ -53,6 +53,12 @@ void load(FileSystemManager const& manager, std::string const& path) {
   }
 }
 
+std::u16string newEntryPath(std::string const& argument, std::string const& name) {
+  if (argument.find('\\') != std::string::npos) throwUsage(name + ": a backslash would be taken for a separator");
+  std::u16string const path = absolutePath(entryPath(argument));
+  return path == u"/" ? u"" : path;
+}
+
 bool hasEntry(FileSystemManager const& manager, std::string const& argument) {
   return manager.hasEntry(entryPath(argument)) || manager.hasEntry(fromArgument(argument));
 }
@@ -63,6 +69,12 @@ FileSystemEntry findEntry(FileSystemManager const& manager, std::string const& a
   std::u16string const asGiven = fromArgument(argument);  // a foreign manifest may have paths without the slash
   if (manager.hasEntry(asGiven)) return manager.getEntry(asGiven);
   throw Failure(Report{Exit::Package, "no-such-entry", "no entry " + shown(path) + " in the package", path});
+}
+
+void removeEntry(FileSystemManager& manager, FileSystemEntry const& entry) {
+  if (entry.isFile()) return manager.deleteFile(entry);
+  if (entry.isLink()) return manager.deleteLink(entry);
+  manager.deleteFolder(entry);
 }
 
 Report cannotDecrypt(std::string const& what, std::u16string const& item) {

@@ -29,11 +29,18 @@ void load(opc::ztservices::FileSystemManager const& manager, std::string const& 
 /// The path in a package that the user means: adds a missing leading slash, drops slashes at the end.
 std::u16string entryPath(std::string const& argument);
 
+/// The tidied path that a new entry is to have, empty for the root. A usage Failure, which names the argument, for a
+/// backslash.
+std::u16string newEntryPath(std::string const& argument, std::string const& name);
+
 bool hasEntry(opc::ztservices::FileSystemManager const& manager, std::string const& argument);
 
 /// The entry at the path that the user means; Failure if there is none.
 opc::ztservices::FileSystemEntry findEntry(opc::ztservices::FileSystemManager const& manager,
                                            std::string const& argument);
+
+/// Removes an entry of any kind with everything below it.
+void removeEntry(opc::ztservices::FileSystemManager& manager, opc::ztservices::FileSystemEntry const& entry);
 
 /// Failure if the contents of a file are encrypted and the manager has no key.
 void throwIfKeyIsMissing(opc::ztservices::FileSystemManager const& manager,

@@ -91,6 +91,21 @@ ListedItem SourceTree::singleSource() const {
   return item;
 }
 
+void SourceTree::restrictTo(Paths const& paths) {
+  auto const isKept = [&](std::u16string const& path) { return std::ranges::binary_search(paths, path); };
+  std::size_t kept = 0;
+  linkCount_ = fileBytes_ = 0;
+  for (std::size_t i = 0; i < leaves_.size(); ++i) {
+    if (!isKept(leaves_[i])) continue;
+    isLinkLeaf(i) ? ++linkCount_ : fileBytes_ += facts_[i].size;
+    std::swap(leaves_[kept], leaves_[i]);
+    facts_[kept++] = facts_[i];
+  }
+  leaves_.resize(kept);
+  facts_.resize(kept);
+  std::erase_if(folders_, [&](std::u16string const& folder) { return !isKept(folder); });
+}
+
 bool SourceTree::isExcluded(std::u16string const& path) const {
   return std::ranges::any_of(rules_.exclude, [&](Glob const& glob) { return glob.matches(path); });
 }
@@ -119,13 +134,13 @@ void SourceTree::takeLeaf(ListedItem& item) {
   if (item.kind == ListedItem::Kind::Link) return takeLink(item.path);
   if (item.error != 0)
     addProblem(Exit::Disk, "cannot-read", ErrorCode(item.error, boost::system::system_category()).message(), item.path);
-  if (item.size > rules_.longestFile)
+  if (item.facts.size > rules_.longestFile)
     addProblem(Exit::Package, "too-long",
-               "it has " + std::to_string(item.size) + " bytes, and no more than " +
+               "it has " + std::to_string(item.facts.size) + " bytes, and no more than " +
                    std::to_string(rules_.longestFile) + " can be encrypted",
                item.path);
-  fileBytes_ += item.size;
-  numbers_.push_back({item.device, item.inode});
+  fileBytes_ += item.facts.size;
+  facts_.push_back(item.facts);
   leaves_.push_back(std::move(item.path));
 }
 
@@ -158,7 +173,7 @@ void SourceTree::takeLink(std::u16string const& path) {
   if (char const* const fault = faultOf(target))
     addProblem(Exit::Package, "bad-name", "the link's target " + shown(target) + " " + fault, path);
   ++linkCount_;
-  numbers_.push_back({});
+  facts_.push_back({});
   leaves_.push_back(path);
 }
 
@@ -208,8 +223,8 @@ void SourceTree::noteChange() {
 void SourceTree::checkIsListed(std::u16string const& path, opc::OpenedFile const& file) const {
   auto const leaf = std::lower_bound(leaves_.begin(), leaves_.end(), path);
   if (leaf == leaves_.end() || *leaf != path) return;
-  FileNumber const& number = numbers_[static_cast<std::size_t>(leaf - leaves_.begin())];
-  if (!file.identity || file.identity->device != number.device || file.identity->inode != number.inode)
+  FileFacts const& facts = facts_[static_cast<std::size_t>(leaf - leaves_.begin())];
+  if (!file.identity || file.identity->device != facts.device || file.identity->inode != facts.inode)
     throwChanged(path);
 }
 

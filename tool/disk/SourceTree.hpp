@@ -49,6 +49,11 @@ class SourceTree final : public ForwardingOps {
   /// The files and links, and the folders, that the survey found, as paths of this tree.
   Paths const& leaves() const { return leaves_; }
   Paths const& folders() const { return folders_; }
+  /// What the survey found of a leaf, by its index; zeros of a link.
+  FileFacts const& factsOf(std::size_t leaf) const { return facts_[leaf]; }
+  bool isLinkLeaf(std::size_t leaf) const { return facts_[leaf].inode == 0; }
+  /// Forgets the leaves and folders that the survey found, except these paths, which are in code-unit order.
+  void restrictTo(Paths const& paths);
   std::size_t linkCount() const { return linkCount_; }
   std::size_t fileCount() const { return leaves_.size() - linkCount_; }
   std::uint64_t fileBytes() const { return fileBytes_; }
@@ -82,11 +87,6 @@ class SourceTree final : public ForwardingOps {
     std::function<std::optional<opc::FileIdentity>()> getIdentityNow;  // while it is open; empty where it cannot change
     bool hasChanged = false;
   };
-  /// Which file a leaf was when it was listed; 0 for links.
-  struct FileNumber {
-    std::uint64_t device, inode;
-  };
-
   ListedItem singleSource() const;
   bool isExcluded(std::u16string const& path) const;
   void take(ListedItem& item);
@@ -106,7 +106,7 @@ class SourceTree final : public ForwardingOps {
   Rules rules_;
   Progress* progress_;
   Paths leaves_, folders_;
-  std::vector<FileNumber> numbers_;                                         // of each leaf
+  std::vector<FileFacts> facts_;                                            // of each leaf; zeros of links
   std::vector<std::pair<std::u16string, char const*>> leftOut_, specials_;  // with the reasons
   std::size_t linkCount_ = 0;                                               // among leaves_
   std::uint64_t fileBytes_ = 0;

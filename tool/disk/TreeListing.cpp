@@ -67,9 +67,12 @@ ListedItem listItem(int folder, char const* name, std::u16string path) {
   }
   item.kind = kindOf(status.st_mode);
   if (item.kind != Kind::File) return item;
-  item.device = status.st_dev;
-  item.inode = status.st_ino;
-  item.size = static_cast<std::uint64_t>(status.st_size);
+  item.facts = {.device = status.st_dev,
+                .inode = status.st_ino,
+                .size = static_cast<std::uint64_t>(status.st_size),
+                .seconds = status.st_mtim.tv_sec,
+                .microseconds = static_cast<std::uint32_t>(status.st_mtim.tv_nsec / 1000),
+                .permissions = status.st_mode & 0777U};
   if (faccessat(folder, name, R_OK, AT_EACCESS) != 0) item.error = errno;
   return item;
 }

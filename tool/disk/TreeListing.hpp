@@ -10,14 +10,22 @@
 
 namespace ztpkg {
 
+/// What the disk says of a file.
+struct FileFacts {
+  std::uint64_t device = 0, inode = 0, size = 0;
+  std::int64_t seconds = 0;        ///< of the last change of the content, since 1970
+  std::uint32_t microseconds = 0;  ///< beyond them
+  std::uint32_t permissions = 0;   ///< read, write and execute bits
+};
+
 /// An item of a directory on the disk; links are not followed.
 struct ListedItem {
   enum class Kind { File, Link, Folder, Fifo, Socket, Device };
 
   std::u16string path;
   Kind kind = Kind::File;
-  std::uint64_t device = 0, inode = 0, size = 0;  ///< of a file
-  int error = 0;                                  ///< why it cannot be looked at or, a file, read
+  FileFacts facts = {};  ///< of a file
+  int error = 0;         ///< why it cannot be looked at or, a file, read
 };
 
 /// Looks at one item. The path for the system is relative to an open folder, or to the working directory (AT_FDCWD).

@@ -157,7 +157,11 @@ std::unique_ptr<Secret const> keyOfPassword(opc::model::Package& package, std::s
 
 std::unique_ptr<Secret const> findKey(FileSystemManager const& manager, KeyOptions const& options,
                                       std::string const& path) {
-  if (!options.file.empty()) return readKey(options.file);
+  KeyMemory& memory = *options.memory;
+  if (!options.file.empty()) {
+    if (!memory.keyOfFile) memory.keyOfFile = readKey(options.file);
+    return std::make_unique<Secret const>(memory.keyOfFile->bytes());
+  }
   if (!options.password.isGiven() && !manager.isEncrypted()) return nullptr;
   if (!hasPassword(manager.getPackage(), path)) {
     if (!options.password.isGiven() || !manager.isEncrypted()) return nullptr;
@@ -166,7 +170,9 @@ std::unique_ptr<Secret const> findKey(FileSystemManager const& manager, KeyOptio
   if (!options.allowCostly) checkPasswordCost(manager.getPackage(), path);
   if (!options.password.isGiven() && !canAskForPassword())
     throwKeyRequired(path, "its password is needed (--password-file, --password-env or --password-fd)");
-  return keyOfPassword(manager.getPackage(), path, readPassword(options.password, path, PasswordUse::Existing));
+  if (!memory.password)
+    memory.password.reset(new Password(readPassword(options.password, path, PasswordUse::Existing)));
+  return keyOfPassword(manager.getPackage(), path, *memory.password);
 }
 
 std::unique_ptr<Secret const> enableDecryption(FileSystemManager& manager, KeyOptions const& options,
@@ -182,7 +188,16 @@ void keepEncryption(FileSystemManager& manager, Secret const* key, KeyOptions co
     std::string const message = shown(name) + " is not encrypted, and that cannot be changed";
     throw Failure(Report{Exit::Package, "not-encrypted", message, name});
   }
-  if (key) manager.enableEncryption(key->bytes(), opc::ztservices::IVMode::Random, {});
+  if (options.compress && !key) {
+    std::u16string const name = fromArgument(path);
+    std::string const message = "--compress is for encrypted packages, and " + shown(name) + " is not encrypted";
+    throw Failure(Report{Exit::Package, "not-encrypted", message, name});
+  }
+  using namespace opc::ztservices;
+  if (options.compress)
+    manager.enableEncryption(key->bytes(), IVMode::Random, {}, Compression::Deflate);
+  else if (key)
+    manager.enableEncryption(key->bytes(), IVMode::Random, {});
 }
 
 }  // namespace ztpkg

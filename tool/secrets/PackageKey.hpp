@@ -20,11 +20,19 @@ namespace ztpkg {
 
 inline constexpr std::size_t kKeyBytes = 32;
 
-/// Where the key of a package comes from; at most one of the two is set.
+/// What was read for a key: a command that begins again neither asks twice nor reads a pipe twice.
+struct KeyMemory {
+  std::unique_ptr<Secret const> keyOfFile;
+  std::unique_ptr<Password const> password;
+};
+
+/// Where the key of a package comes from; at most one of the first two is set.
 struct KeyOptions {
   std::string file = {};  ///< empty for none
   PasswordOptions password = {};
   bool allowCostly = false;  ///< derive from the password whatever the package says that it costs
+  bool compress = false;     ///< contents before they are encrypted
+  std::shared_ptr<KeyMemory> memory = std::make_shared<KeyMemory>();
 
   bool isGiven() const { return !file.empty() || password.isGiven(); }
 };
@@ -32,7 +40,6 @@ struct KeyOptions {
 /// How the contents of a new file system are encrypted.
 struct NewKeyOptions : KeyOptions {
   std::optional<unsigned> passwordCost = {};  ///< the base-2 logarithm of scrypt's N
-  bool compress = false;
 
   opc::ztservices::Compression compression() const {
     return compress ? opc::ztservices::Compression::Deflate : opc::ztservices::Compression::None;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "opc/Export.hpp"
@@ -60,6 +61,10 @@ class ZT_API Part : public RelationshipSource {
   /// wait for the package's threads, and throws their failure.
   std::uint64_t getSize() const;
   std::uint64_t getStoredSize() const;
+
+  /// The CRC-32 of the part's bytes as the container declares it, which reading verifies; absent for a part in pieces
+  /// and for one that was written since the package was opened or saved.
+  std::optional<std::uint32_t> getCRC32() const;
 
   /// A stream over the part's bytes as they are now, owned by the caller; there may be any number of them. It stays
   /// usable when the part is rewritten or deleted, after a save and when the package is gone. Length and CRC-32 are

@@ -30,6 +30,8 @@ ZT_EXCEPTION(FileSystemEntryHasNoParent);
 ZT_EXCEPTION(FileSystemEntryMustBeFile);
 ZT_EXCEPTION(FileSystemEntryMustBeLink);
 ZT_EXCEPTION(FileSystemEntryMustBeFolder);
+/// An entry cannot be moved below itself. No code; the message names the new path.
+ZT_EXCEPTION(CannotMoveIntoItself);
 /// A path, or the absolute target of a link, lies outside the source root. No code.
 ZT_EXCEPTION(CouldNotMakeRelativeToSourceRoot);
 

@@ -209,6 +209,15 @@ class ZT_API FileSystemManager : public model::DataManager {
   void deleteFile(FileSystemEntry const& entry);
   void deleteFolder(FileSystemEntry const& entry);
   void deleteLink(FileSystemEntry const& entry);
+  /// Gives the entry another path, with everything below it, and returns it as it is then. Contents stay in their
+  /// parts, whose names keep showing the old paths where they are not encrypted; permissions, times and the text of
+  /// link targets stay too, so a relative link that is moved may lead elsewhere. Throws CannotMoveIntoItself for a path
+  /// below the entry, and for the root; InvalidEntryName where the path of an entry below it would become too long.
+  /// O(n) in the number of entries below.
+  FileSystemEntry moveEntry(FileSystemEntry const& entry, std::u16string const& path);
+  /// Replaces what is recorded of a file, link or folder; both may be unknown. Returns the entry as it is then.
+  FileSystemEntry setPermissionsAndTime(FileSystemEntry const& entry, Perms::Perms_tag permissions,
+                                        boost::posix_time::ptime const& time);
   /// A stream that replaces the file's stored bytes, owned by the caller, who closes it. It transforms and encrypts
   /// nothing and leaves the recorded time as it is; otherwise see model::Part::getOutputStream(). A file that shares
   /// its content part gets a copy of it first, and the entry is stale then. Throws FileSystemEntryMustBeFile.
@@ -320,6 +329,13 @@ class ZT_API FileSystemManager : public model::DataManager {
   std::uint64_t getSize(FileSystemEntry const& entry, TransformMode transformMode = TransformMode::Transform) const;
   /// The number of bytes that the content part takes in the package: compressed where it is compressed.
   std::uint64_t getStoredSize(FileSystemEntry const& entry) const;
+  /// The CRC-32 of the content as the container declares it; absent for encrypted contents, and where
+  /// model::Part::getCRC32() is.
+  std::optional<std::uint32_t> getCRC32(FileSystemEntry const& entry) const;
+  /// Whether the content, decrypted where it is encrypted, is what the stream gives from here to its end. Compares with
+  /// getCRC32() and the size where they are known, and then reads the stream alone; throws what getFileContentSource()
+  /// and its stream throw where the content must be read.
+  bool hasContent(FileSystemEntry const& entry, InputStream& stream);
 
   // ---- keeping the older manifest
 

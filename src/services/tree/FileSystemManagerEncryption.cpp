@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -6,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "container/ItemStream.hpp"
 #include "crypto/CryptoAdapters.hpp"
 #include "crypto/IVGenerators.hpp"
 #include "crypto/MessageStreams.hpp"
@@ -16,6 +19,44 @@
 #include "services/tree/Messages.hpp"
 
 namespace opc::ztservices {
+namespace {
+
+constexpr std::size_t kComparedBytes = 65'536;
+
+/// Fills the buffer as far as the stream goes, and returns the number of bytes.
+std::size_t fill(InputStream& stream, std::vector<unsigned char>& buffer) {
+  std::size_t size = 0;
+  while (size < buffer.size()) {
+    std::size_t const count = stream.read(buffer.data() + size, buffer.size() - size);
+    if (count == 0) break;
+    size += count;
+  }
+  return size;
+}
+
+bool hasSizeAndCRC(InputStream& stream, std::uint64_t size, std::uint32_t crc) {
+  std::vector<unsigned char> buffer(kComparedBytes);
+  std::uint64_t read = 0;
+  std::uint32_t found = 0;
+  while (std::size_t const count = fill(stream, buffer)) {
+    read += count;
+    found = model::zip::crcOf(found, buffer.data(), count);
+    if (read > size) return false;
+  }
+  return read == size && found == crc;
+}
+
+bool giveTheSame(InputStream& a, InputStream& b) {
+  std::vector<unsigned char> x(kComparedBytes), y(kComparedBytes);
+  for (;;) {
+    std::size_t const count = fill(a, x);
+    if (count != fill(b, y) || !std::equal(x.begin(), x.begin() + static_cast<std::ptrdiff_t>(count), y.begin()))
+      return false;
+    if (count == 0) return true;
+  }
+}
+
+}  // namespace
 
 void FileSystemManager::enableEncryption(std::vector<unsigned char> const& key, IVMode ivMode,
                                          std::vector<unsigned char> const& ivBytes) {
@@ -68,6 +109,17 @@ std::uint64_t FileSystemManager::getSize(FileSystemEntry const& entry, Transform
 
 std::uint64_t FileSystemManager::getStoredSize(FileSystemEntry const& entry) const {
   return getContentPart(entry).getStoredSize();
+}
+
+std::optional<std::uint32_t> FileSystemManager::getCRC32(FileSystemEntry const& entry) const {
+  model::Part const part = getContentPart(entry);
+  return isMarkedEncrypted(part.getContentType()) ? std::nullopt : part.getCRC32();
+}
+
+bool FileSystemManager::hasContent(FileSystemEntry const& entry, InputStream& stream) {
+  if (auto const crc = getCRC32(entry)) return hasSizeAndCRC(stream, getSize(entry), *crc);
+  auto const source = getFileContentSource(entry, TransformMode::Transform);
+  return giveTheSame(source->getInputStream(), stream);
 }
 
 model::Part FileSystemManager::getContentPart(FileSystemEntry const& entry) const {

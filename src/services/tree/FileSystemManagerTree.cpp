@@ -133,6 +133,28 @@ void FileSystemManager::deleteFolder(FileSystemEntry const& entry) {
   removeWithDescendants(entry.getPathName());
 }
 
+FileSystemEntry FileSystemManager::moveEntry(FileSystemEntry const& entry, std::u16string const& path) {
+  throwIfStale(entry);
+  std::u16string const from = entry.getPathName();
+  std::u16string const to = findFreePath(path);
+  if (from == kRootPath || isBelowPath(to, from))
+    throw CannotMoveIntoItself(messages::withPath(messages::kMoveIntoItself, to));
+  if (to.size() + tree_->longestPath(from) - from.size() > kMaximumNameUnits)
+    throw InvalidEntryName(messages::withPath(messages::kMoveTooDeep, to));
+  tree_->moveSubtree(from, to);
+  markAsDirty();
+  return makeEntry(tree_->getNode(to));
+}
+
+FileSystemEntry FileSystemManager::setPermissionsAndTime(FileSystemEntry const& entry, Perms::Perms_tag permissions,
+                                                         boost::posix_time::ptime const& time) {
+  throwIfStale(entry);
+  std::u16string const path = entry.getPathName();
+  tree_->updateNode({tree_->getNode(path).type, path, entry.getContentName(), permissions, time});
+  markAsDirty();
+  return makeEntry(tree_->getNode(path));
+}
+
 std::unique_ptr<OutputStream> FileSystemManager::getFileOutputStream(FileSystemEntry const& entry) {
   model::Part const part = getContentPart(entry);
   return (contentParts().isShared(entry.getContentName()) ? separate(entry, part) : part).getOutputStream();

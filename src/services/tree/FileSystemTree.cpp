@@ -33,10 +33,6 @@ std::size_t commonLength(std::u16string_view a, std::u16string_view b) {
   return static_cast<std::size_t>(std::mismatch(a.begin(), a.end(), b.begin(), b.end()).first - a.begin());
 }
 
-FileSystemNode bareFolder(std::u16string const& path) {
-  return makeFolderNode(path, kUnknownPermissions, boost::posix_time::not_a_date_time);
-}
-
 }  // namespace
 
 FileSystemTree::FileSystemTree() { clear(); }
@@ -48,7 +44,7 @@ void FileSystemTree::clear() {
   entries_.clear();
   place_ = {};
   top_ = {};
-  insertNode(bareFolder(std::u16string(kRootPath)));
+  insertNode(makeFolderNode(std::u16string(kRootPath), kUnknownPermissions, boost::posix_time::not_a_date_time));
 }
 
 bool FileSystemTree::hasNode(std::u16string_view path) const {
@@ -157,60 +153,6 @@ void FileSystemTree::walk(bool (*isWanted)(Entry const&), NodeVisitor const& vis
   }
 }
 
-void FileSystemTree::addNode(FileSystemNode const& node) {
-  std::u16string const path = node.fullPath();
-  if (hasNode(path)) throw Exception("A node already exists with the name:" + toASCIIString(path));
-  insertNode(node);
-}
-
-void FileSystemTree::insertNode(FileSystemNode const& node) {
-  std::u16string const path = node.fullPath();
-  for (PathSteps steps = resume(path); !steps.atEnd();) enter(findOrMake(place_.entry, steps.next()));
-  for (Entry* entry = place_.entry; entry && !entry->second.isPresent; entry = entry->first.parent) appear(*entry);
-  store(node, path, place_.entry->second);
-}
-
-void FileSystemTree::updateNode(FileSystemNode const& node) {
-  std::u16string const path = node.fullPath();
-  Entry* const entry = find(path);
-  if (!entry || !entry->second.isPresent)
-    throw Exception("A node does not exists with the name:" + toASCIIString(path));
-  store(node, path, entry->second);
-}
-
-void FileSystemTree::removeNode(FileSystemNode const& node) {
-  Entry* const entry = find(node.fullPath());
-  if (!entry || !entry->second.isPresent) return;
-  disappear(*entry);
-  eraseChildless(entry);
-}
-
-// The walk erases each entry as it leaves it, so the first child is always the next one to remove.
-void FileSystemTree::removeSubtree(std::u16string_view topPath, RemovalVisitor const& removed) {
-  Entry* const top = find(topPath);
-  if (!top || !top->second.isPresent) return;
-  std::u16string path(topPath);
-  for (Entry* entry = top; entry;) {
-    while (Entry* const child = entry->second.children.first) {
-      appendName(*child, path);
-      entry = child;
-    }
-    FileSystemNodeType const type = entry->second.type;
-    std::u16string const content = type == FileSystemNodeType::File ? contentOf(*entry, path) : std::u16string();
-    bool const wasPresent = entry->second.isPresent;
-    Entry* const parent = entry->first.parent;
-    bool const isLast = entry == top;
-    cutName(*entry, path);
-    if (!isRoot(*entry)) {
-      if (wasPresent) disappear(*entry);
-      erase(*entry);
-      if (isLast) eraseChildless(parent);
-    }
-    if (wasPresent) removed(type, content);
-    entry = isLast ? nullptr : parent;
-  }
-}
-
 FileSystemNode FileSystemTree::nodeOf(Entry const& entry, std::u16string const& path) {
   Record const& record = entry.second;
   return {record.type, path, contentOf(entry, path), record.permissions, record.lastModified};
@@ -226,14 +168,6 @@ std::u16string FileSystemTree::pathOf(Entry const& entry) {
   std::u16string path;
   for (auto step = steps.rbegin(); step != steps.rend(); ++step) appendName(**step, path);
   return path;
-}
-
-void FileSystemTree::store(FileSystemNode const& node, std::u16string const& path, Record& record) {
-  record.contentIsPath = node.content == path;
-  record.content = record.contentIsPath ? CompactText() : CompactText(node.content);
-  record.type = node.type;
-  record.permissions = node.permissions.value_or(kUnknownPermissions);
-  record.lastModified = node.lastModified.value_or(boost::posix_time::not_a_date_time);
 }
 
 /// Whether the paths of the first step come before those of the second. The paths below an entry continue with a
@@ -308,69 +242,6 @@ FileSystemTree::Entry const& FileSystemTree::get(std::u16string_view path) const
   Entry const* const entry = find(path);
   if (!entry || !entry->second.isPresent) throw std::logic_error("There is no such node");
   return *entry;
-}
-
-FileSystemTree::Entry& FileSystemTree::findOrMake(Entry* parent, std::u16string_view name) {
-  KeyView const key{parent, name};
-  auto const position = entries_.lower_bound(key);
-  if (position != entries_.end() && !entries_.key_comp()(key, position->first)) return *position;
-  Entry& entry = *entries_.emplace_hint(position, Key{parent, std::u16string(name)}, Record());
-  link(entry);
-  return entry;
-}
-
-FileSystemTree::Children& FileSystemTree::siblings(Entry const& entry) {
-  return entry.first.parent ? entry.first.parent->second.children : top_;
-}
-
-void FileSystemTree::link(Entry& entry) {
-  Children& list = siblings(entry);
-  entry.second.previous = list.last;
-  entry.second.next = nullptr;
-  (list.last ? list.last->second.next : list.first) = &entry;
-  list.last = &entry;
-}
-
-void FileSystemTree::unlink(Entry& entry) {
-  Children& list = siblings(entry);
-  Record const& record = entry.second;
-  (record.previous ? record.previous->second.next : list.first) = record.next;
-  (record.next ? record.next->second.previous : list.last) = record.previous;
-}
-
-/// Turns a place into a node: a folder without permissions and time, the last among its siblings.
-void FileSystemTree::appear(Entry& entry) {
-  unlink(entry);
-  link(entry);
-  Record& record = entry.second;
-  record.content = CompactText();
-  record.contentIsPath = true;
-  record.type = FileSystemNodeType::Folder;
-  record.permissions = kUnknownPermissions;
-  record.lastModified = boost::posix_time::not_a_date_time;
-  record.isPresent = true;
-  if (entry.first.parent) ++entry.first.parent->second.presentChildren;
-}
-
-/// Turns a node into a place.
-void FileSystemTree::disappear(Entry& entry) {
-  entry.second.isPresent = false;
-  if (entry.first.parent) --entry.first.parent->second.presentChildren;
-}
-
-/// Erases the place, and the places above it that led only to it.
-void FileSystemTree::eraseChildless(Entry* entry) {
-  while (entry && !entry->second.children.first && !entry->second.isPresent) {
-    Entry* const parent = entry->first.parent;
-    erase(*entry);
-    entry = parent;
-  }
-}
-
-void FileSystemTree::erase(Entry& entry) {
-  if (place_.entry == &entry) leave();
-  unlink(entry);
-  entries_.erase(entries_.find(entry.first));
 }
 
 }  // namespace opc::ztservices

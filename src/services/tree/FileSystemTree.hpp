@@ -76,6 +76,12 @@ class FileSystemTree {
   /// children. The root is only emptied. Calls the visitor after each node, including the root, is gone; an exception
   /// of the visitor ends the removal there. The visitor must not use the tree. Does nothing without such a node.
   void removeSubtree(std::u16string_view path, RemovalVisitor const& removed);
+  /// Gives the node another path, with everything below it: the last among its new siblings. The contents of files and
+  /// the targets of links stay as they are. Creates missing ancestors. std::logic_error where there is no such node,
+  /// the new path is taken or lies below the node, or the node is the root.
+  void moveSubtree(std::u16string_view from, std::u16string_view to);
+  /// The number of code units in the longest path of the node and of those below it; 0 without such a node.
+  std::size_t longestPath(std::u16string_view path) const;
   /// Leaves the root alone, as in a new tree.
   void clear();
 
@@ -150,6 +156,10 @@ class FileSystemTree {
 
   static void cutName(Entry const& entry, std::u16string& path);
 
+  template <typename Visit>
+  static void visitSubtree(Entry& top, std::u16string path, Visit const& visit);
+  static void pinContent(Entry& entry, std::u16string const& path);
+
   void walk(bool (*isWanted)(Entry const&), NodeVisitor const& visit) const;
   PathSteps resume(std::u16string_view path) const;
   void enter(Entry& entry) const;
@@ -157,6 +167,7 @@ class FileSystemTree {
   Entry* find(std::u16string_view path) const;
   Entry const& get(std::u16string_view path) const;
   Entry& findOrMake(Entry* parent, std::u16string_view name);
+  Key takeNewPlace(std::u16string_view path);
   Children& siblings(Entry const& entry);
   void link(Entry& entry);
   void unlink(Entry& entry);

@@ -367,6 +367,42 @@ TEST(FileSystemTree, RemovesASubtreeChildrenFirst) {
   EXPECT_FALSE(tree.hasNode(u"/a") || tree.hasNode(u"/a/d/x/y"));
 }
 
+TEST(FileSystemTree, MovesASubtree) {
+  FileSystemTree tree;
+  for (auto const path : {u"/a/d/x", u"/a/d/y/z", u"/a/e", u"/b"}) tree.addNode(file(path));
+  tree.addNode(makeLinkNode(u"/a/d/l", u"/a/d/l", kUnknownPermissions, kUnknown));
+  EXPECT_EQ(tree.longestPath(u"/a"), 8U);
+  tree.moveSubtree(u"/a/d", u"/n/m");
+  EXPECT_THAT(paths(tree.getLeafNodes()), ElementsAre(u"/a/e", u"/b", u"/n/m/l", u"/n/m/x", u"/n/m/y/z"));
+  EXPECT_FALSE(tree.hasNode(u"/a/d") || tree.hasNode(u"/a/d/x"));
+  expectSame(tree.getNode(u"/n/m"), folder(u"/n/m"));
+  EXPECT_EQ(tree.getNode(u"/n/m/x").content, u"/fsroot/a/d/x");
+  EXPECT_EQ(tree.getNode(u"/n/m/l").content, u"/a/d/l");
+  EXPECT_EQ(tree.getParentNode(u"/n/m/y/z").fullPath(), u"/n/m/y");
+}
+
+TEST(FileSystemTree, MovesANodeBackAndForth) {
+  FileSystemTree tree;
+  for (auto const path : {u"/a/1", u"/a/2", u"/b/3"}) tree.addNode(file(path));
+  tree.moveSubtree(u"/a", u"/b/a");
+  tree.moveSubtree(u"/b/a/2", u"/b/2");
+  tree.moveSubtree(u"/b/a", u"/a");
+  EXPECT_THAT(paths(tree.getLeafNodes()), ElementsAre(u"/a/1", u"/b/2", u"/b/3"));
+  EXPECT_THAT(paths(tree.getChildNodes(u"/b")), ElementsAre(u"/b/3", u"/b/2"));
+  tree.moveSubtree(u"/a/1", u"/1");
+  EXPECT_THAT(paths(tree.getLeafNodes()), ElementsAre(u"/1", u"/a", u"/b/2", u"/b/3"));
+}
+
+TEST(FileSystemTree, MovesNothingToATakenPlaceOrBelowItself) {
+  FileSystemTree tree;
+  for (auto const path : {u"/a/x", u"/b"}) tree.addNode(file(path));
+  for (auto const path : {u"/a", u"/b", u"/a/y", u"/a/x/z"})
+    EXPECT_THROW(tree.moveSubtree(u"/a", path), std::logic_error);
+  EXPECT_THROW(tree.moveSubtree(u"/", u"/c"), std::logic_error);
+  EXPECT_THROW(tree.moveSubtree(u"/none", u"/c"), std::logic_error);
+  EXPECT_THAT(paths(tree.getLeafNodes()), ElementsAre(u"/a/x", u"/b"));
+}
+
 TEST(FileSystemTree, EndsARemovalWhereTheVisitorThrows) {
   FileSystemTree tree;
   for (auto const path : {u"/a/p", u"/a/q/r", u"/a/s"}) tree.addNode(file(path));

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "commands/Commands.hpp"
+#include "opc/FileSystemOps.hpp"
+#include "opc/ztservices/FileSystem.hpp"
+
+/// The steps of the commands that change a package in place.
+namespace ztpkg {
+
+/// Makes the change, and makes it again, on the package as it is then, while other processes save the package
+/// meanwhile. Throws Failure (package-busy) when that lasts longer than the options allow. What the change reads from
+/// standard input or asks of the user must be kept from the first time.
+void changePackage(ChangeOptions const& options, std::function<void()> const& change);
+
+/// The file system of a package, loaded and ready to be changed: an encrypted one stays encrypted.
+class EditedFileSystem {
+ public:
+  /// The selector, borrowed, chooses what is added from; null for the disk.
+  EditedFileSystem(ChangeOptions const& options, KeyOptions const& key, opc::FileSystemOpsSelector* selector = nullptr);
+
+  opc::ztservices::FileSystemManager& manager() { return *manager_; }
+  /// Throws Interrupted after a signal.
+  void save();
+
+ private:
+  std::unique_ptr<opc::model::Package> package_;
+  std::unique_ptr<opc::ztservices::FileSystemManager> manager_;
+  bool force_;
+};
+
+}  // namespace ztpkg

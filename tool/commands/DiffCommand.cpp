@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cli/Errors.hpp"
+#include "commands/Commands.hpp"
+#include "commands/Differences.hpp"
+#include "commands/Storing.hpp"
+#include "disk/Comparison.hpp"
+#include "disk/EntryMeasure.hpp"
+#include "disk/FileSystems.hpp"
+#include "disk/PathFilter.hpp"
+#include "disk/Paths.hpp"
+#include "disk/SourceTree.hpp"
+
+namespace ztpkg {
+namespace {
+
+using opc::ztservices::FileSystemManager;
+
+/// A package to read, with its file system loaded.
+struct ReadFileSystem {
+  ReadFileSystem(std::string const& path, KeyOptions const& key) : package(openFileSystem(path)), manager(*package) {
+    enableDecryption(manager, key, path);
+    load(manager, path);
+    throwIfTooDeep(measureEntries(manager), path);
+  }
+
+  std::unique_ptr<opc::model::Package> package;
+  FileSystemManager manager;
+};
+
+DifferenceListing::Form formOf(DiffOptions const& options) {
+  using Form = DifferenceListing::Form;
+  if (options.quiet) return Form::None;
+  return options.json ? Form::Json : (options.verbose ? Form::DetailedLines : Form::Lines);
+}
+
+/// Whether they differ.
+bool printDifferences(ReadFileSystem& package, OtherTree& other, PathFilter& filter, DiffOptions const& options,
+                      Output& out) {
+  DifferenceListing listing(formOf(options), out);
+  ComparisonRules const rules{.readContents = options.checksum,
+                              .isWanted = [&](std::u16string const& path) { return filter.has(path); },
+                              .isConverted = {}};
+  compareTrees(package.manager, other, rules, [&](Difference const& difference) { listing.print(difference); });
+  listing.finish();
+  filter.throwIfUnmatched();
+  return !listing.isEmpty();
+}
+
+bool diffDirectory(DiffOptions const& options, PathFilter& filter, Output& out) {
+  ReadFileSystem package(options.package, options.key);
+  SourceTree::Rules rules = directoryRules({}, options.package, options.other);
+  rules.exclude = filter.excluded();
+  opc::LocalFileSystemOps disk;
+  Progress progress(options.progress && !options.quiet);
+  SourceTree source(disk, existingDirectory(fromArgument(options.other)), std::move(rules), progress);
+  source.survey();
+  if (options.checksum) progress.expect({source.fileCount(), source.fileBytes()});
+  DirectoryTree other(source, progress);
+  bool const differ = printDifferences(package, other, filter, options, out);
+  progress.finish();
+  if (!options.quiet) printLeftOut(source, "diff");
+  return differ;
+}
+
+bool diffPackage(DiffOptions const& options, PathFilter& filter, Output& out) {
+  ReadFileSystem package(options.package, options.key), otherPackage(options.other, options.key);
+  PackageTree other(otherPackage.manager);
+  return printDifferences(package, other, filter, options, out);
+}
+
+bool diffAny(DiffOptions const& options, Output& out) {
+  boost::system::error_code error;
+  PathFilter filter(options.paths, options.exclude);
+  return isDirectory(fromArgument(options.other), error) ? diffDirectory(options, filter, out)
+                                                         : diffPackage(options, filter, out);
+}
+
+/// Exit code 1 says that there are differences, so that it cannot say that a package is damaged.
+[[noreturn]] void throwTrouble(std::vector<Report> reports) {
+  for (Report& report : reports)
+    if (report.exit == Exit::Package) report.exit = Exit::Usage;
+  throw Failure(std::move(reports));
+}
+
+}  // namespace
+
+void diff(DiffOptions const& options, Output& out) {
+  bool differ = false;
+  try {
+    differ = diffAny(options, out);
+  } catch (Failure const& failure) {
+    throwTrouble(failure.reports());
+  } catch (opc::Exception const&) {
+    throwTrouble(describe(std::current_exception(), fromArgument(options.package)));
+  }
+  out.close();
+  if (differ) throw Ended(Exit::Package);
+}
+
+}  // namespace ztpkg
