@@ -1,6 +1,4 @@
 # SPDX-License-Identifier: Apache-2.0
-include(GNUInstallDirs)
-
 set_property(GLOBAL PROPERTY ZT_LAYERS "")
 set_property(GLOBAL PROPERTY ZT_PUBLIC_HEADERS "")
 
@@ -39,22 +37,20 @@ function(zt_library name)
   endforeach()
   add_library(${name} ${objects})
   add_library(${name}::${name} ALIAS ${name})
-  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+  # Before 1.0 a minor version may break what was built with the one before.
+  set(soversion ${PROJECT_VERSION_MAJOR})
+  if(soversion EQUAL 0)
+    set(soversion 0.${PROJECT_VERSION_MINOR})
+  endif()
+  set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${soversion}
     LINKER_LANGUAGE CXX CXX_EXTENSIONS OFF VERIFY_INTERFACE_HEADER_SETS ON)
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR}/include FILES ${headers})
   target_link_libraries(${name} PUBLIC Boost::boost
     PRIVATE Boost::regex XercesC::XercesC ZLIB::ZLIB libdeflate::libdeflate OpenSSL::Crypto ICU::i18n ICU::uc)
-  target_link_options(${name} PRIVATE $<$<BOOL:${BUILD_SHARED_LIBS}>:-Wl,--no-undefined>)
-
-  include(CMakePackageConfigHelpers)
-  configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/ztservicesConfig.cmake.in ztservicesConfig.cmake
-    INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/${name})
-  write_basic_package_version_file(ztservicesConfigVersion.cmake COMPATIBILITY SameMinorVersion)
-  install(TARGETS ${name} EXPORT ${name}Targets FILE_SET HEADERS)
-  install(EXPORT ${name}Targets NAMESPACE ${name}:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/${name})
-  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ztservicesConfig.cmake
-    ${CMAKE_CURRENT_BINARY_DIR}/ztservicesConfigVersion.cmake ${PROJECT_SOURCE_DIR}/cmake/ZtDependencies.cmake
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/${name})
-  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+  # Templates of other libraries that the layers instantiate are nobody else's to link.
+  set(exports ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+  target_link_options(${name} PRIVATE
+    $<$<BOOL:${BUILD_SHARED_LIBS}>:-Wl,--no-undefined,--version-script=${exports}>)
+  set_target_properties(${name} PROPERTIES LINK_DEPENDS ${exports})
 endfunction()

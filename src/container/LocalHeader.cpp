@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "container/Directory.hpp"
 #include "container/Faults.hpp"
@@ -116,6 +117,42 @@ std::uint64_t endOf(RandomAccessBytes const& bytes, LocalItem const& item) {
   return end;
 }
 
+/// The end of an item; absent where it cannot be known.
+std::optional<std::uint64_t> behindOf(RandomAccessBytes const& bytes, LocalItem& item) {
+  bool const isStreamed = (item.flags & kDescriptorFlag) != 0 && item.storedSize == 0;
+  return isStreamed ? findDescriptor(bytes, item) : endOf(bytes, item);
+}
+
+std::optional<std::uint64_t> findHeader(RandomAccessBytes const& bytes, std::uint64_t from) {
+  return search(bytes, from, kLocalSize,
+                [](unsigned char const* p, std::uint64_t) { return load32(p) == kLocalSignature; });
+}
+
+/// Whether the data behind the header has the CRC that it names.
+bool hasRightContent(RandomAccessBytes const& bytes, LocalItem const& item) {
+  std::uint64_t const begin = item.begin + item.headerSize;
+  if (item.storedSize > bytes.size() - begin) return false;
+  ItemFacts facts{item.name, item.method, item.storedSize, item.size, item.crc};
+  try {
+    checkFacts(facts);
+    auto const stream = openItem(std::move(facts), [&](std::uint64_t offset, void* to, std::size_t count) {
+      bytes.readAt(begin + offset, to, count);
+    });
+    std::vector<unsigned char> buffer(kStep);
+    while (!stream->isEnd()) stream->read(buffer.data(), buffer.size());
+    return true;
+  } catch (InvalidItem const&) {
+    return false;
+  }
+}
+
+/// Where a search goes on behind an item that no header follows: behind its data if they are right, since data may
+/// hold another container; otherwise behind its header, since its sizes may be wrong.
+std::uint64_t placeToSearch(RandomAccessBytes const& bytes, std::optional<LocalItem> const& item, std::uint64_t at) {
+  if (!item) return at + 1;
+  return at > item->begin && hasRightContent(bytes, *item) ? at : item->begin + kLocalSize;
+}
+
 constexpr std::size_t kSignatureSize = 4, kNarrowValues = 12, kWideValues = 20;
 
 bool isNameTheSame(Entry const& entry, unsigned char const* header) {
@@ -156,21 +193,25 @@ std::size_t describedSize(Entry const& entry, unsigned char const* values, std::
 
 }  // namespace
 
-FoundItems walkHeaders(RandomAccessBytes const& bytes, std::uint64_t maximumItems) {
+FoundItems walkHeaders(RandomAccessBytes const& bytes, std::uint64_t maximumItems, HeaderWalk walk) {
   FoundItems found;
-  auto const first =
-      search(bytes, 0, kLocalSize, [](unsigned char const* p, std::uint64_t) { return load32(p) == kLocalSignature; });
+  auto const first = findHeader(bytes, 0);
   if (!first) return found;
   found.begin = found.end = *first;
+  std::uint64_t at = *first;
   while (found.count < maximumItems) {
-    auto item = readLocal(bytes, found.end);
-    if (!item) break;
-    bool const isStreamed = (item->flags & kDescriptorFlag) != 0 && item->storedSize == 0;
-    auto const behind = isStreamed ? findDescriptor(bytes, *item) : endOf(bytes, *item);
-    if (!behind) break;
-    writeEntry(*item, found.directory);
-    ++found.count;
-    found.end = *behind;
+    auto item = readLocal(bytes, at);
+    auto const behind = item ? behindOf(bytes, *item) : std::nullopt;
+    if (behind) {
+      writeEntry(*item, found.directory);
+      ++found.count;
+      found.end = at = *behind;
+    }
+    if (signatureAt(bytes, at) == kLocalSignature && behind) continue;
+    if (walk == HeaderWalk::Chained) break;
+    auto const next = findHeader(bytes, placeToSearch(bytes, item, at));
+    if (!next) break;
+    at = *next;
   }
   found.endsAtDirectory = signatureAt(bytes, found.end) == kCentralSignature;
   return found;

@@ -20,9 +20,16 @@ struct FoundItems {
   bool endsAtDirectory = false;
 };
 
+/// How a walk goes on where no header follows an item.
+enum class HeaderWalk {
+  Chained,  ///< it ends there
+  Thorough  ///< it searches the rest of the file, and what follows the header of a damaged item, for further headers
+};
+
 /// Walks from the first local header to the next. Finds sizes in a data descriptor by its signature. Ends where no
 /// header follows, and after `maximumItems`.
-FoundItems walkHeaders(RandomAccessBytes const& bytes, std::uint64_t maximumItems);
+FoundItems walkHeaders(RandomAccessBytes const& bytes, std::uint64_t maximumItems,
+                       HeaderWalk walk = HeaderWalk::Chained);
 
 /// A local header that agrees with its directory entry.
 struct LocalHeader {

@@ -47,8 +47,9 @@ struct Reader::Start {
   bool operator<(Start const& other) const { return begin != other.begin ? begin < other.begin : index < other.index; }
 };
 
-Reader::Reader(std::shared_ptr<RandomAccessBytes const> bytes, std::uint64_t maximumItems, Faults& faults)
-    : bytes_(std::move(bytes)), faults_(faults), archive_(new Archive) {
+Reader::Reader(std::shared_ptr<RandomAccessBytes const> bytes, std::uint64_t maximumItems, Faults& faults,
+               HeaderWalk walk)
+    : bytes_(std::move(bytes)), faults_(faults), walk_(walk), archive_(new Archive) {
   archive_->bytes_ = bytes_;
   archive_->isLenient_ = faults_.listsAll();
   findItems(std::min(maximumItems, kMostItems));
@@ -57,6 +58,7 @@ Reader::Reader(std::shared_ptr<RandomAccessBytes const> bytes, std::uint64_t max
 
 void Reader::findItems(std::uint64_t maximumItems) {
   if (auto const place = findPlace()) readDirectory(*place, maximumItems);
+  hasWholeDirectory_ = isComplete_;
   if (!isComplete_) findByHeaders(maximumItems);
 }
 
@@ -133,10 +135,11 @@ void Reader::compareCount(std::uint64_t count, std::uint64_t maximumItems, bool 
 /// Local headers may lead to the directory, which holds more facts than they do. Otherwise a directory is made of them,
 /// if they lead to more items than the damaged directory.
 void Reader::findByHeaders(std::uint64_t maximumItems) {
-  FoundItems found = walkHeaders(*bytes_, maximumItems);
+  FoundItems found = walkHeaders(*bytes_, maximumItems, walk_);
   if (found.endsAtDirectory) {
     takeEntries(*bytes_, {found.end, bytes_->size() - found.end, found.count, 0}, found.count, 0);
     archive_->prefix_ = prefixBefore(found.begin);
+    hasWholeDirectory_ = isComplete_;
   }
   if (found.count > archive_->size()) {
     auto const size = static_cast<std::uint64_t>(found.directory.size());

@@ -31,11 +31,15 @@ class Reader {
   /// Receives the next bytes of an item's content, which are valid during the call.
   using ContentSink = std::function<void(std::size_t index, std::span<unsigned char const> bytes)>;
 
-  /// Reads the end record and the directory. More than `maximumItems` are a fault; the reader skips the rest.
-  Reader(std::shared_ptr<RandomAccessBytes const> bytes, std::uint64_t maximumItems, Faults& faults);
+  /// Reads the end record and the directory. More than `maximumItems` are a fault; the reader skips the rest. `walk`
+  /// says how thoroughly it looks for local headers where the directory is damaged.
+  Reader(std::shared_ptr<RandomAccessBytes const> bytes, std::uint64_t maximumItems, Faults& faults,
+         HeaderWalk walk = HeaderWalk::Chained);
 
   /// The items that were found.
   std::shared_ptr<Archive const> archive() const { return archive_; }
+  /// Whether the directory was found and read to its end. Otherwise there may have been items that nothing shows.
+  bool hasWholeDirectory() const { return hasWholeDirectory_; }
 
   /// Compares all local headers and descriptors with the directory, in the order of the directory. Reads in large
   /// steps, so that small items cost little more than the directory.
@@ -79,10 +83,12 @@ class Reader {
 
   std::shared_ptr<RandomAccessBytes const> bytes_;
   Faults& faults_;
+  HeaderWalk walk_;
   std::shared_ptr<Archive> archive_;
   std::set<std::string> entryFaults_;  // messages, so that none is repeated for a recovered directory
-  bool isComplete_ = false;            // whether the directory could be read to its end
-  std::vector<bool> isUnsound_;        // by item; empty before all items are read
+  bool isComplete_ = false;            // whether the directory, or one made of local headers, was read to its end
+  bool hasWholeDirectory_ = false;
+  std::vector<bool> isUnsound_;  // by item; empty before all items are read
   ReadAhead ahead_;
 };
 

@@ -19,6 +19,9 @@ namespace opc::ztservices {
 
 using CheckedPart = model::detail::ReadPart;
 
+/// The parts that our managers keep in packages.
+std::span<model::detail::OwnedPart const> ownedParts();
+
 /// The parts of a package that is being verified, whatever else is wrong with it, and the faults of the parts that the
 /// package's own rules concern beyond those that its reader reports.
 class PackageCheck {

@@ -76,6 +76,8 @@ void checkPackage(model::zip::Reader& container, model::detail::PackageReader& r
 
 }  // namespace
 
+std::span<model::detail::OwnedPart const> ownedParts() { return kOwnedParts; }
+
 std::string digestPart(model::Part const& part) {
   constexpr std::size_t kStep = 65536;
   auto const stream = part.getInputStream();

@@ -122,6 +122,9 @@ def others(place):
     yield ["diff", "--json", place / "damaged.ztp", place / "gone"], 3
     yield ["update", "--json", "-q", place / "empty.ztp", place / "tree"], 0
     yield ["update", "--json", "-q", place / "empty.ztp", place / "gone"], 3
+    yield ["repair", "--json", place / "damaged.ztp", place / "repaired.ztp"], 1
+    yield ["repair", "--json", place / "plain.ztp", place / "copied.ztp"], 0
+    yield ["repair", "--json", place / "plain.ztp", place / "copied.ztp"], 3
     (place / "texts").mkdir()
     (place / "texts" / "é.txt").write_bytes(b"\xE9")
     (place / "texts" / "utf8.txt").write_text("é")

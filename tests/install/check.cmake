@@ -1,11 +1,15 @@
 # SPDX-License-Identifier: Apache-2.0
 # cmake -DBUILD=build-tree -DSOURCE=source-tree -DWORK=scratch -P check.cmake
-# Installs the library, builds the example against what was installed, and runs it.
+# Installs the library, moves it, builds the example against what was installed as CMake and pkg-config find it, and runs
+# it; runs the installed tool; and makes the library a part of another project.
 file(REMOVE_RECURSE ${WORK})
 function(step)
-  execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET)
+  execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY OUTPUT_VARIABLE output OUTPUT_STRIP_TRAILING_WHITESPACE)
+  set(output "${output}" PARENT_SCOPE)
 endfunction()
-step(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/prefix)
+step(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/first)
+file(RENAME ${WORK}/first ${WORK}/prefix)
+set(libraries ${WORK}/prefix/lib)
 foreach(file bash-completion/completions/ztpkg zsh/site-functions/_ztpkg fish/vendor_completions.d/ztpkg.fish
     man/man1/ztpkg.1 man/man1/ztpkg-pack.1)
   if(EXISTS ${BUILD}/tool/share AND NOT EXISTS ${WORK}/prefix/share/${file})
@@ -17,8 +21,48 @@ foreach(file LICENSE NOTICE)
     message(FATAL_ERROR "${file} was not installed")
   endif()
 endforeach()
+if(EXISTS ${WORK}/prefix/bin/ztpkg)
+  step(${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH ${WORK}/prefix/bin/ztpkg --version)
+endif()
+
+function(check consumer)
+  file(REMOVE_RECURSE ${WORK}/restored)
+  file(REMOVE ${WORK}/examples.ztp)
+  step(${consumer} ${SOURCE}/examples ${WORK}/examples.ztp ${WORK}/restored)
+  step(${CMAKE_COMMAND} -E compare_files ${SOURCE}/examples/keep_directory.cpp ${WORK}/restored/keep_directory.cpp)
+endfunction()
+
 step(${CMAKE_COMMAND} -S ${SOURCE}/tests/install -B ${WORK}/build -G Ninja -DCMAKE_PREFIX_PATH=${WORK}/prefix
   -DEXAMPLE=${SOURCE}/examples/keep_directory.cpp -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}")
 step(${CMAKE_COMMAND} --build ${WORK}/build)
-step(${WORK}/build/consumer ${SOURCE}/examples ${WORK}/examples.ztp ${WORK}/restored)
-step(${CMAKE_COMMAND} -E compare_files ${SOURCE}/examples/keep_directory.cpp ${WORK}/restored/keep_directory.cpp)
+check(${WORK}/build/consumer)
+
+set(ENV{PKG_CONFIG_PATH} ${libraries}/pkgconfig)
+if(EXISTS ${libraries}/libztservices.so)
+  step(pkg-config --cflags --libs ztservices)
+else()
+  step(pkg-config --cflags --libs --static ztservices)
+endif()
+separate_arguments(flags UNIX_COMMAND "${FLAGS} ${output}")
+step(${COMPILER} -std=c++20 ${SOURCE}/examples/keep_directory.cpp -o ${WORK}/by-pkg-config ${flags} -Wl,-rpath,${libraries})
+check(${WORK}/by-pkg-config)
+
+# What other projects would have to link by chance, or would replace by their own.
+if(EXISTS ${libraries}/libztservices.so)
+  step(nm -DC --defined-only ${libraries}/libztservices.so)
+  string(REGEX REPLACE "[^\n]* [A-Za-z] ((non-virtual thunk to|virtual thunk to|typeinfo for|typeinfo name for|vtable for|VTT for) )?(opc|foundation)::[^\n]*" "" others "${output}")
+  string(STRIP "${others}" others)
+  if(NOT others STREQUAL "")
+    message(FATAL_ERROR "the library exports names of others: ${others}")
+  endif()
+endif()
+
+# In another project it changes no setting of this, and neither builds its tool nor installs anything.
+step(${CMAKE_COMMAND} -S ${SOURCE}/tests/install -B ${WORK}/whole -G Ninja -DZTSERVICES=${SOURCE}
+  -DEXAMPLE=${SOURCE}/examples/keep_directory.cpp -DCMAKE_CXX_COMPILER=${COMPILER}
+  -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON)
+file(STRINGS ${WORK}/whole/CMakeCache.txt shared REGEX "^BUILD_SHARED_LIBS:")
+file(STRINGS ${WORK}/whole/ztservices/cmake_install.cmake installed REGEX "file\\(INSTALL")
+if(shared OR installed)
+  message(FATAL_ERROR "the other project has got: ${shared} ${installed}")
+endif()

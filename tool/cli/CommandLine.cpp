@@ -217,7 +217,8 @@ void parseCommandLine(int argc, char const* const* argv, Invocation& invocation)
     app.parse(markedArguments(argc, argv));
     CommandDescription const& command = commandOf(app, top, invocation.command);
     if (command.package) invocation.package = *command.package;
-    if (invocation.package == "-") throwUsage("PACKAGE: '-' does not mean a pipe yet; ./- is a file of that name");
+    if (invocation.package == "-" && !command.takesPipe)
+      throwUsage("PACKAGE: '-' is a pipe, which cannot be changed; ./- is a file of that name");
     invocation.warns = !invocation.json && !isQuiet(command);
     invocation.action = command.action;
   } catch (CLI::CallForVersion const&) {

@@ -28,6 +28,7 @@ ValueKind kindOf(std::string const& name) {
       {"DIR", ValueKind::Directory},      {"FILE", ValueKind::File},        {"SOURCE", ValueKind::File},
       {"OTHER", ValueKind::File},         {"PACKAGE", ValueKind::Package},  {"PATH", ValueKind::PathInPackage},
       {"FROM", ValueKind::PathInPackage}, {"TO", ValueKind::PathInPackage}, {"NAME=VALUE", ValueKind::Assignment},
+      {"NEW", ValueKind::File},
   };
   auto const found = kinds.find(name);
   return found == kinds.end() ? ValueKind::Text : found->second;

@@ -67,6 +67,7 @@ struct CommandDescription {
 
   std::function<void(Output&)> action = {};  ///< runs the command; owns what the targets point to
   std::string const* package = nullptr;      ///< the target of PACKAGE; null where there is none
+  bool takesPipe = false;                    ///< whether "-" as PACKAGE is standard input, or output for a new one
 
   /// The last word of the name, then the aliases.
   std::vector<std::string> words() const;

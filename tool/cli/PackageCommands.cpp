@@ -25,6 +25,7 @@ CommandDescription infoCommand() {
                          quietOption(options->quiet)},
       .action = [options](Output& out) { info(*options, out); },
       .package = &options->package,
+      .takesPipe = true,
   };
 }
 
@@ -44,11 +45,33 @@ CommandDescription verifyCommand() {
                          flag({"-q", "--quiet"}, "Do not list the faults", options->quiet)},
       .action = [options](Output& out) { verify(*options, out); },
       .package = &options->package,
+      .takesPipe = true,
+  };
+}
+
+CommandDescription repairCommand() {
+  auto const options = std::make_shared<RepairCommandOptions>();
+  return {
+      .name = "ztpkg repair",
+      .purpose = "Save what is sound in a damaged package to a new one",
+      .example = "ztpkg repair broken.ztpkg saved.ztpkg",
+      .details = {"Saves every part whose length and CRC are right, also of a package that is cut off or has lost its "
+                  "directory, and lists what is lost. Contents that no entry of the file system names get a path below "
+                  "/lost+found. PACKAGE is only read. Exits with 1 if anything is lost.",
+                  "The manifest of an encrypted file system can be repaired with the key or the password alone."},
+      .arguments = {packageArgument(options->package, "The damaged package"),
+                    argument("NEW", "The package to make; nothing may have that name", &options->target)},
+      .options = helpOption() + keyOptions(options->key, "Ask for the password on the terminal") +
+                 Options{flag({"--json"}, "Print one JSON object, for programs", options->json),
+                         flag({"-q", "--quiet"}, "Do not list what is lost", options->quiet)},
+      .action = [options](Output& out) { repair(*options, out); },
+      .package = &options->package,
+      .takesPipe = true,
   };
 }
 
 }  // namespace
 
-std::vector<CommandDescription> packageCommands() { return {infoCommand(), verifyCommand()}; }
+std::vector<CommandDescription> packageCommands() { return {infoCommand(), verifyCommand(), repairCommand()}; }
 
 }  // namespace ztpkg::table

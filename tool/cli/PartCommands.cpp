@@ -32,6 +32,7 @@ CommandDescription listPartsCommand() {
                   jsonOption(options->json)},
       .action = [options](Output& out) { listParts(*options, out); },
       .package = &options->package,
+      .takesPipe = true,
   };
   for (OptionDescription& option : command.options)
     if (option.names.back() != "--help") option.alternatives = "form";
@@ -50,6 +51,7 @@ CommandDescription catPartsCommand() {
       .options = helpOption(),
       .action = [options](Output& out) { catParts(*options, out); },
       .package = &options->package,
+      .takesPipe = true,
   };
 }
 
@@ -114,6 +116,7 @@ CommandDescription listRelationshipsCommand() {
                          jsonOption(options->json)},
       .action = [options](Output& out) { listRelationships(*options, out); },
       .package = &options->package,
+      .takesPipe = true,
   };
 }
 
@@ -186,6 +189,7 @@ CommandDescription explodeCommand() {
                   jsonOption(options->json), flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
       .action = [options](Output& out) { explode(*options, out); },
       .package = &options->package,
+      .takesPipe = true,
   };
 }
 

@@ -21,6 +21,7 @@ CommandDescription getPropertiesCommand() {
       .options = helpOption() + Options{flag({"--json"}, "Print one JSON object, for programs", options->json)},
       .action = [options](Output& out) { getProperties(*options, out); },
       .package = &options->package,
+      .takesPipe = true,
   };
 }
 

@@ -39,6 +39,7 @@ CommandDescription unpackCommand() {
           progressOptions(options->progress, options->quiet),
       .action = [options](Output&) { unpack(*options); },
       .package = &options->package,
+      .takesPipe = true,
   };
 }
 
@@ -61,6 +62,7 @@ CommandDescription listCommand() {
                          quietOption(options->quiet)},
       .action = [options](Output& out) { list(*options, out); },
       .package = &options->package,
+      .takesPipe = true,
   };
   for (OptionDescription& option : command.options) {
     if (option.names.back() == "--long" || option.names.back() == "--json") option.alternatives = "form";
@@ -73,14 +75,17 @@ CommandDescription catCommand() {
   auto const options = std::make_shared<CatOptions>();
   return {
       .name = "ztpkg cat",
-      .purpose = "Print the contents of one file of a package",
+      .purpose = "Print the contents of files of a package",
       .example = "ztpkg cat photos.ztpkg /2024/notes.txt",
-      .details = {"Prints the bytes of the file unchanged. PATH may not be a folder or a link."},
+      .details = {"Prints the bytes of the files unchanged, one file after the other. PATH may not be a folder or a "
+                  "link; a pattern stands for the files that it matches, and for those below a folder that it "
+                  "matches."},
       .arguments = {packageArgument(options->package),
-                    argument("PATH", "The file's path in the package", &options->path)},
+                    argument("PATH", "A file's path in the package, or a pattern", &options->paths)},
       .options = helpOption() + keyOptions(options->key) + Options{quietOption(options->quiet)},
       .action = [options](Output& out) { cat(*options, out); },
       .package = &options->package,
+      .takesPipe = true,
   };
 }
 

@@ -41,6 +41,7 @@ CommandDescription packCommand() {
           progressOptions(options->progress, options->quiet),
       .action = [options](Output& out) { pack(*options, out); },
       .package = &options->package,
+      .takesPipe = true,
   };
 }
 

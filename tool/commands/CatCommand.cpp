@@ -1,30 +1,69 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <string>
+#include <vector>
 
 #include "cli/Errors.hpp"
 #include "commands/Commands.hpp"
 #include "disk/FileSystems.hpp"
+#include "disk/Glob.hpp"
+#include "disk/Paths.hpp"
+#include "disk/Selection.hpp"
 
 namespace ztpkg {
 
-void cat(CatOptions const& options, Output& out) {
-  auto const package = openFileSystem(options.package);
-  opc::ztservices::FileSystemManager manager(*package);
-  enableDecryption(manager, options.key, options.package);
-  load(manager, options.package);
-  auto const entry = findEntry(manager, options.path);
+namespace {
+
+using opc::ztservices::FileSystemEntry;
+using opc::ztservices::FileSystemManager;
+
+/// The entry that an argument names must be a file.
+FileSystemEntry fileAt(FileSystemManager const& manager, std::string const& argument) {
+  FileSystemEntry entry = findEntry(manager, argument);
+  if (entry.isFile()) return entry;
   std::u16string const path = entry.getPathName();
-  if (!entry.isFile()) {
-    std::string const kind = entry.isLink() ? " is a link, to " + shown(entry.getContentName()) : " is a folder";
-    throw Failure(Report{Exit::Package, "not-a-file", shown(path) + kind, path});
+  std::string const kind = entry.isLink() ? " is a link, to " + shown(entry.getContentName()) : " is a folder";
+  throw Failure(Report{Exit::Package, "not-a-file", shown(path) + kind, path});
+}
+
+/// In the order of the arguments; those of a pattern in the order of a listing.
+std::vector<FileSystemEntry> filesOf(FileSystemManager const& manager, std::vector<std::string> const& arguments) {
+  std::vector<FileSystemEntry> files;
+  for (std::string const& argument : arguments) {
+    if (!isPattern(argument) || hasEntry(manager, argument)) {
+      files.push_back(fileAt(manager, argument));
+      continue;
+    }
+    std::size_t const before = files.size();
+    Glob const glob(fromArgument(argument));
+    manager.visitLeafs([&](FileSystemEntry const& entry) {
+      if (entry.isFile() && glob.matches(entry.getPathName())) files.push_back(entry);
+    });
+    if (files.size() == before) throwUnmatched(argument);
   }
-  throwIfKeyIsMissing(manager, entry);
+  return files;
+}
+
+void print(FileSystemManager& manager, FileSystemEntry const& file, Output& out) {
   try {
-    auto const source = manager.getFileContentSource(entry, opc::ztservices::TransformMode::Transform);
+    auto const source = manager.getFileContentSource(file, opc::ztservices::TransformMode::Transform);
     opc::StreamHelper::copyStreamToStream(source->getInputStream(), out);
   } catch (opc::ztservices::CouldNotTransformContentData const&) {
+    std::u16string const path = file.getPathName();
     throw Failure(cannotDecrypt(shown(path), path));
   }
+}
+
+}  // namespace
+
+void cat(CatOptions const& options, Output& out) {
+  auto const package = openFileSystem(options.package);
+  FileSystemManager manager(*package);
+  enableDecryption(manager, options.key, options.package);
+  load(manager, options.package);
+  std::vector<FileSystemEntry> const files = filesOf(manager, options.paths);
+  for (FileSystemEntry const& file : files) throwIfKeyIsMissing(manager, file);
+  for (FileSystemEntry const& file : files) print(manager, file, out);
 }
 
 }  // namespace ztpkg

@@ -120,6 +120,16 @@ struct VerifyOptions {
 /// Throws Failure after printing the faults, if there are any.
 void verify(VerifyOptions const& options, Output& out);
 
+struct RepairCommandOptions {
+  std::string package;
+  std::string target;
+  KeyOptions key;
+  bool json = false;
+  bool quiet = false;
+};
+/// Throws Failure after printing what was lost, if anything was.
+void repair(RepairCommandOptions const& options, Output& out);
+
 struct ListOptions {
   std::string package;
   KeyOptions key;
@@ -132,7 +142,7 @@ void list(ListOptions const& options, Output& out);
 
 struct CatOptions {
   std::string package;
-  std::string path;
+  std::vector<std::string> paths;
   KeyOptions key;
   bool quiet = false;
 };

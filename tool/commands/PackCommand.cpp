@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
 #include <algorithm>
 #include <boost/date_time/posix_time/conversion.hpp>
 #include <charconv>
@@ -23,6 +25,7 @@
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
 #include "disk/SourceTree.hpp"
+#include "disk/TemporaryPackage.hpp"
 #include "opc/ztservices/ContentTypes.hpp"
 #include "secrets/PackageKey.hpp"
 
@@ -50,6 +53,13 @@ void checkTarget(std::u16string const& package, bool force) {
   }
   std::u16string const folder = parentOf(package);
   if (!isDirectory(folder, error)) throw Failure(diskReport("cannot-write", "cannot write to", folder, error));
+}
+
+/// Nothing else may be printed where the package is.
+void checkPipe(PackOptions const& options) {
+  if (options.dryRun) return;
+  if (options.verbose || options.json) throwUsage("PACKAGE -: --verbose and --json have no place to print to");
+  if (isatty(STDOUT_FILENO) == 1) throwUsage("PACKAGE -: standard output is a terminal");
 }
 
 void printSummary(SourceTree const& source, std::u16string const& package, Progress const& progress) {
@@ -149,7 +159,12 @@ void store(Storing& storing, SourceTree& source, std::u16string const& path, Pac
 void pack(PackOptions const& options, Output& out) {
   noteSignals();
   CoreProperties const properties = propertiesFor(options);
-  std::u16string const package = fromArgument(options.package);
+  std::optional<TemporaryPackage> pipe;
+  if (options.package == "-") {
+    checkPipe(options);
+    pipe.emplace();
+  }
+  std::u16string const package = pipe ? pipe->path() : fromArgument(options.package);
   checkTarget(package, options.force);
   std::u16string const root = existingDirectory(fromArgument(options.directory));
   auto const encryption = encryptionFor(options);
@@ -158,6 +173,7 @@ void pack(PackOptions const& options, Output& out) {
   Progress progress(options.progress && !options.quiet);
   SourceTree::Rules rules = directoryRules(options, options.package, options.directory);
   if (options.key.isGiven()) rules.longestFile = opc::ztservices::kLongestEncryptedContent;
+  if (pipe) rules.ownFiles = namesOf(pipe->folder());
   SourceTree source(disk, root, std::move(rules), progress);
   try {
     source.survey();
@@ -173,6 +189,7 @@ void pack(PackOptions const& options, Output& out) {
   storing.throwIfRefused();  // otherwise store() has thrown before the package appeared
   if (!options.quiet) printLeftOut(source, "pack");
   storing.print({&source}, out);
+  if (pipe && !options.dryRun) pipe->printTo(out);
   if (!options.quiet && !options.dryRun) printSummary(source, package, progress);
 }
 

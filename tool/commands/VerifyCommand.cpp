@@ -86,7 +86,7 @@ class VerificationKey {
 void verify(VerifyOptions const& options, Output& out) {
   std::u16string const path = fromArgument(options.package);
   VerificationKey const key(options);
-  VerificationReport const report = opc::ztservices::verifyPackage(path, {.key = key.bytes()});
+  VerificationReport const report = opc::ztservices::verifyPackage(packagePath(options.package), {.key = key.bytes()});
   key.throwUnreported(report);
   if (report.isKeyWrong) throw Failure(cannotDecrypt("the file system of " + shown(path), path));
   if (options.json)

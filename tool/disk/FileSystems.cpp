@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "disk/FileSystems.hpp"
 
+#include <cstddef>
 #include <exception>
+#include <string>
 #include <utility>
 
 #include "cli/Errors.hpp"
 #include "disk/Paths.hpp"
+#include "disk/StandardInput.hpp"
+#include "opc/Strings.hpp"
 
 namespace ztpkg {
 
@@ -13,8 +17,20 @@ using opc::model::Package;
 using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
 
-std::unique_ptr<Package> openPackage(std::string const& path, AccessMode mode, bool force) {
-  return Package::open(fromArgument(path), mode, {.openProtected = force});
+std::u16string packagePath(std::string const& argument) {
+  return argument == "-" ? pathOfStandardInput() : fromArgument(argument);
+}
+
+/// A message about standard input names it, and not the place of its copy.
+std::unique_ptr<Package> openPackage(std::string const& path, AccessMode mode, bool force) try {
+  return Package::open(packagePath(path), mode, {.openProtected = force});
+} catch (opc::Exception const&) {
+  if (path != "-") throw;
+  Report report = describe(std::current_exception(), u"-").front();
+  std::string const place = opc::toUTF8String(pathOfStandardInput());
+  std::size_t const at = report.message.find(place);
+  if (at != report.message.npos) report.message.replace(at, place.size(), "standard input");
+  throw Failure(std::move(report));
 }
 
 bool hasFileSystem(Package const& package) {

@@ -13,6 +13,9 @@ namespace ztpkg {
 
 using opc::model::AccessMode;
 
+/// The path at which a package is opened for reading: of standard input for "-".
+std::u16string packagePath(std::string const& argument);
+
 /// Opens a package; the text is the user's. `force` also opens a file for writing that may not be written.
 std::unique_ptr<opc::model::Package> openPackage(std::string const& path, AccessMode mode = AccessMode::ReadOnly,
                                                  bool force = false);

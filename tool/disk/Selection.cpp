@@ -14,13 +14,13 @@ namespace {
 using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
 
-bool isPattern(std::string const& argument) { return argument.find_first_of("*?[") != std::string::npos; }
-
 bool isAtOrBelow(std::u16string_view path, std::u16string_view folder) {
   return path == folder || opc::isBelowPath(path, folder);
 }
 
 }  // namespace
+
+bool isPattern(std::string const& argument) { return argument.find_first_of("*?[") != std::string::npos; }
 
 Selection::Selection(FileSystemManager const& manager, std::vector<std::string> const& arguments)
     : takesAll_(arguments.empty()) {

@@ -41,6 +41,9 @@ class Selection {
   std::vector<Pattern> patterns_;
 };
 
+/// Whether an argument that no entry has as its path is a pattern.
+bool isPattern(std::string const& argument);
+
 /// Reports a pattern that matches no entry.
 [[noreturn]] void throwUnmatched(std::string const& pattern);
 

@@ -16,6 +16,7 @@
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"
 #include "disk/OpenFile.hpp"
+#include "disk/TemporaryPackage.hpp"
 #include "opc/Strings.hpp"
 
 namespace ztpkg {
@@ -24,11 +25,6 @@ namespace {
 [[noreturn]] void throwReadError(int error) {
   throw Failure(Report{Exit::Disk, "cannot-read", std::string("cannot read standard input: ") + std::strerror(error),
                        std::u16string(u"-")});
-}
-
-std::string temporaryFolder() {
-  char const* const folder = std::getenv("TMPDIR");
-  return folder && *folder ? folder : "/tmp";
 }
 
 [[noreturn]] void throwSpoolError(int error) {

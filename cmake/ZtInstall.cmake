@@ -1,0 +1,48 @@
+# SPDX-License-Identifier: Apache-2.0
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+# zt_install(name): the library, its headers, and what CMake and pkg-config find it by. The headers have a folder of their
+# own below include/, since opc/ and foundation/ are names that others may use.
+function(zt_install name)
+  set(package ${CMAKE_INSTALL_LIBDIR}/cmake/${name})
+  set(headers ${CMAKE_INSTALL_INCLUDEDIR}/${name})
+  install(TARGETS ${name} EXPORT ${name}Targets
+    LIBRARY COMPONENT Runtime NAMELINK_COMPONENT Development
+    ARCHIVE COMPONENT Development
+    FILE_SET HEADERS DESTINATION ${headers} COMPONENT Development)
+  install(EXPORT ${name}Targets NAMESPACE ${name}:: DESTINATION ${package} COMPONENT Development)
+
+  configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/ztservicesConfig.cmake.in ztservicesConfig.cmake
+    INSTALL_DESTINATION ${package})
+  write_basic_package_version_file(ztservicesConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ztservicesConfig.cmake
+    ${CMAKE_CURRENT_BINARY_DIR}/ztservicesConfigVersion.cmake ${PROJECT_SOURCE_DIR}/cmake/ZtDependencies.cmake
+    DESTINATION ${package} COMPONENT Development)
+
+  # The file says where it is by where it stands, so that an installed tree can be moved.
+  file(RELATIVE_PATH prefix /root/${CMAKE_INSTALL_LIBDIR}/pkgconfig /root/)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/ztservices.pc.in ztservices.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ztservices.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT Development)
+
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${CMAKE_INSTALL_DOCDIR}
+    COMPONENT Runtime)
+  install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Documentation)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
+    COMPONENT Documentation)
+endfunction()
+
+# zt_install_tool(name share): the program, which finds the library beside it wherever both are put, and the folders of
+# manual pages and completions.
+function(zt_install_tool name share)
+  if(NOT CMAKE_INSTALL_PREFIX STREQUAL /usr)  # where the loader looks without being told
+    file(RELATIVE_PATH libraries /root/${CMAKE_INSTALL_BINDIR} /root/${CMAKE_INSTALL_LIBDIR})
+    set_target_properties(${name} PROPERTIES INSTALL_RPATH $ORIGIN/${libraries})
+  endif()
+  install(TARGETS ${name} RUNTIME COMPONENT Tool)
+  foreach(shell bash-completion zsh fish)
+    install(DIRECTORY ${share}/${shell} DESTINATION ${CMAKE_INSTALL_DATADIR} COMPONENT Tool)
+  endforeach()
+  install(DIRECTORY ${share}/man/ DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT Tool)
+endfunction()

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "opc/Streams.hpp"
+#include "opc/ztservices/Repair.hpp"
+#include "services/tree/FileSystemTree.hpp"
+
+namespace opc::ztservices {
+
+/// How far the entries of a manifest can be relied on.
+enum class EntryTrust {
+  All,   ///< its bytes are right, perhaps up to where they are cut off
+  Files  ///< its bytes may be wrong: files count whose contents have the name that follows from the path
+};
+
+/// The parts that a repair has saved, by name.
+struct SavedParts {
+  std::set<std::u16string> all;
+  std::set<std::u16string> targets;  ///< those that relationships of the package lead to
+};
+
+/// The entries of a file system that is being repaired.
+class RepairedTree {
+ public:
+  /// Reads a manifest as far as it goes. Returns whether that is its end.
+  bool read(InputStream& manifest);
+  /// Drops the entries that are not certain, and files whose contents are not among the parts that were saved; the
+  /// report lists them. Then adds entries for the contents among these parts that belong to none.
+  void settle(EntryTrust trust, SavedParts const& saved, RepairReport& report);
+
+  /// Whether the entries differ from those that were read.
+  bool hasChanged() const { return hasChanged_; }
+  bool isVersion1() const;
+  /// Whether nothing was read.
+  bool isEmpty() const { return read_.getLeafNodes().empty(); }
+  void write(OutputStream& manifest) const;
+
+ private:
+  static bool isKept(FileSystemNode const& node, EntryTrust trust, SavedParts const& saved);
+  void addFound(std::u16string const& part, RepairReport& report);
+
+  FileSystemTree read_;
+  FileSystemTree kept_;
+  bool hasChanged_ = false;
+};
+
+}  // namespace opc::ztservices

@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/Amounts.hpp"
+#include "cli/Errors.hpp"
+#include "cli/Json.hpp"
+#include "cli/Process.hpp"
+#include "commands/Commands.hpp"
+#include "disk/FileSystems.hpp"
+#include "disk/Paths.hpp"
+#include "opc/ztservices/Repair.hpp"
+#include "secrets/PackageKey.hpp"
+
+namespace ztpkg {
+namespace {
+
+using opc::ztservices::FileSystemManager;
+using opc::ztservices::ManifestOutcome;
+using opc::ztservices::RepairReport;
+
+char const* outcomeText(ManifestOutcome outcome) {
+  switch (outcome) {
+    case ManifestOutcome::None:
+      return "none";
+    case ManifestOutcome::Whole:
+      return "whole";
+    case ManifestOutcome::Partial:
+      return "partial";
+    case ManifestOutcome::Lost:
+      return "lost";
+    case ManifestOutcome::Locked:
+      return "locked";
+  }
+  return "";
+}
+
+void printLine(std::string const& what, std::u16string const& name, Output& out) {
+  out.print(what);
+  out.printName(name);
+  out.print("\n");
+}
+
+void printText(RepairReport const& report, Output& out) {
+  for (std::u16string const& part : report.lostParts) printLine("lost part ", part, out);
+  for (std::u16string const& entry : report.lostEntries) printLine("lost entry ", entry, out);
+  for (RepairReport::Found const& found : report.found) printLine("found ", found.path + u" in " + found.part, out);
+  if (report.lostRelationships > 0)
+    out.print("lost " + counted(static_cast<std::size_t>(report.lostRelationships), "relationship") + "\n");
+  if (report.areContentTypesLost) out.print("lost content types\n");
+  if (report.manifest != ManifestOutcome::None)
+    out.print(std::string("manifest ") + outcomeText(report.manifest) + "\n");
+}
+
+std::string namesJson(std::vector<std::u16string> const& names) {
+  std::string text;
+  for (std::u16string const& name : names) text += (text.empty() ? "" : ",") + jsonOf(name);
+  return "[" + text + "]";
+}
+
+std::string json(RepairReport const& report) {
+  std::string found;
+  for (RepairReport::Found const& one : report.found)
+    found += (found.empty() ? "" : ",") + JsonObject().add("path", one.path).add("part", one.part).text();
+  JsonObject object;
+  object.add("complete", report.isComplete()).add("parts", report.parts).add("bytes", report.bytes);
+  object.add("manifest", outcomeText(report.manifest));
+  object.addText("lostParts", namesJson(report.lostParts)).addText("lostEntries", namesJson(report.lostEntries));
+  object.addText("found", "[" + found + "]").add("lostRelationships", report.lostRelationships);
+  return object.add("contentTypesLost", report.areContentTypesLost).text();
+}
+
+/// The key that the options name. That of a password needs the cipher data of the damaged package.
+class RepairKey {
+ public:
+  explicit RepairKey(RepairCommandOptions const& options) : options_(options) {
+    if (!options.key.file.empty()) secret_ = readKey(options.key.file);
+  }
+
+  void giveTo(opc::ztservices::RepairOptions& repair) {
+    repair.key = bytes();
+    if (options_.key.password.isGiven())
+      repair.findKey = [this](opc::model::Package& damaged) {
+        secret_ = findKey(FileSystemManager(damaged), options_.key, options_.package);
+        return bytes();
+      };
+  }
+
+ private:
+  std::vector<unsigned char> const* bytes() const { return secret_ ? &secret_->bytes() : nullptr; }
+
+  RepairCommandOptions const& options_;
+  std::unique_ptr<Secret const> secret_;
+};
+
+}  // namespace
+
+void repair(RepairCommandOptions const& options, Output& out) {
+  noteSignals();
+  std::u16string const path = fromArgument(options.package), target = fromArgument(options.target);
+  opc::ztservices::RepairOptions repair;
+  RepairKey key(options);
+  key.giveTo(repair);
+  repair.checkpoint = throwIfInterrupted;
+  RepairReport const report = opc::ztservices::repairPackage(packagePath(options.package), target, repair);
+  if (report.isKeyWrong) throw Failure(cannotDecrypt("the file system of " + shown(path), path));
+  if (options.json)
+    out.print(json(report) + "\n");
+  else if (!options.quiet)
+    printText(report, out);
+  std::string const saved =
+      "saved " + counted(static_cast<std::size_t>(report.parts), "part") + " (" + sizeText(report.bytes) + ")";
+  if (report.isComplete()) {
+    if (!options.quiet && !options.json) std::cerr << saved << ", nothing is lost\n";
+    return;
+  }
+  out.close();
+  throw Failure(Report{Exit::Package, "repaired-in-part", saved + ", but not all of " + shown(path), path});
+}
+
+}  // namespace ztpkg
