@@ -43,6 +43,7 @@ int run(int argc, char const* const* argv) {
     Output out;
     parseCommandLine(argc, argv, invocation);
     if (invocation.json) std::cout.rdbuf(nullptr);  // what the library says of failures would break the JSON
+    if (!invocation.warns) silenceWarnings();
     invocation.action(out);
     out.close();
     return static_cast<int>(Exit::Done);

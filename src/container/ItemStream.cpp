@@ -226,6 +226,58 @@ class InflatingStream final : public VerifiedStream {
   Inflater inflater_;
 };
 
+/// Inflates another stream up to its end.
+class InflatedStream final : public InputStream {
+ public:
+  InflatedStream(InputStream& deflated, std::string name)
+      : deflated_(deflated), name_(std::move(name)), input_(kInputBuffer), output_(kInputBuffer) {}
+
+  void reset() override {
+    deflated_.clear();
+    deflated_.reset();
+    inflater_.restart();
+    from_ = to_ = 0;
+  }
+  std::size_t read(void* buffer, std::size_t count) override {
+    if (count == 0 || isEnd()) return 0;
+    count = std::min(count, to_ - from_);
+    std::copy_n(output_.data.get() + from_, count, static_cast<unsigned char*>(buffer));
+    from_ += count;
+    return count;
+  }
+  bool isEnd() override {
+    while (from_ == to_ && !inflater_.isEnd()) fill();
+    return from_ == to_;
+  }
+  void clear() override {}
+
+ private:
+  void fill() {
+    bool const isAtEnd = inflater_.needsInput() && !takeInput();
+    bool sound = false;
+    from_ = to_ = 0;
+    std::size_t const produced = inflater_.produce(output_.data.get(), output_.size, sound);
+    if (!sound || (produced == 0 && isAtEnd && !inflater_.isEnd())) throw invalidItem(name_, fault::kDamagedData);
+    if (inflater_.isEnd() && (!inflater_.needsInput() || !deflated_.isEnd()))
+      throw invalidItem(name_, fault::kLeftOver);
+    to_ = produced;
+  }
+
+  bool takeInput() {
+    std::size_t const count = deflated_.read(input_.data.get(), input_.size);
+    inflater_.setInput(input_.data.get(), count);
+    return count > 0;
+  }
+
+  InputStream& deflated_;
+  std::string name_;
+  Inflater inflater_;
+  Buffer input_;
+  Buffer output_;
+  std::size_t from_ = 0;  // of what is delivered next in output_
+  std::size_t to_ = 0;
+};
+
 /// A stream without its first bytes.
 class LaterStream final : public InputStream {
  public:
@@ -299,6 +351,10 @@ bool inflateExactly(std::span<unsigned char const> stored, std::span<unsigned ch
   auto const result = libdeflate_deflate_decompress_ex(decompressor(), stored.data(), stored.size(), content.data(),
                                                        content.size(), &used, &produced);
   return result == LIBDEFLATE_SUCCESS && used == stored.size() && produced == content.size();
+}
+
+std::unique_ptr<InputStream> openDeflated(InputStream& deflated, std::string name) {
+  return std::make_unique<InflatedStream>(deflated, std::move(name));
 }
 
 std::unique_ptr<InputStream> startingAt(std::uint64_t offset, std::unique_ptr<InputStream> stream) {

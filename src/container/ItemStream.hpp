@@ -63,6 +63,10 @@ std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source, Chunk
 /// back to there.
 std::unique_ptr<InputStream> startingAt(std::uint64_t offset, std::unique_ptr<InputStream> stream);
 
+/// The content of a deflate stream whose length is not known. Borrows the stream, which holds nothing else. Reads throw
+/// InvalidItem, which names `name`, for damaged data, a missing end, and bytes behind the end.
+std::unique_ptr<InputStream> openDeflated(InputStream& deflated, std::string name);
+
 /// Inflates a whole deflate stream into a content of known size. False for damaged data.
 bool inflateExactly(std::span<unsigned char const> stored, std::span<unsigned char> content);
 

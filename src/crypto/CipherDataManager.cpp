@@ -5,19 +5,27 @@
 #include <utility>
 #include <vector>
 
+#include "crypto/Bytes.hpp"
 #include "crypto/CipherDataXml.hpp"
 #include "crypto/CryptoEngine.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "crypto/CryptoRandom.hpp"
 #include "crypto/Encodings.hpp"
+#include "crypto/PasswordKeys.hpp"
+#include "crypto/PasswordSalt.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/CipherData.hpp"
+#include "text/OpaqueString.hpp"
 #include "xml/XmlCharacters.hpp"
 
 namespace opc::ztservices {
 namespace {
 
 using foundation::crypto::CryptoEngine;
+using foundation::crypto::isEqualSecret;
+using foundation::crypto::PasswordKeys;
 using foundation::crypto::SecretBytes;
+using foundation::crypto::utils::CouldNotDecrypt;
 using model::RelationshipSelector;
 using Bytes = std::vector<unsigned char>;
 
@@ -30,6 +38,23 @@ Bytes randomBlock() {
 }
 
 Bytes handedOut(SecretBytes const& secret) { return {secret.begin(), secret.end()}; }
+
+/// A text that is wiped when it goes.
+struct WipedText {
+  explicit WipedText(std::u16string secret) : text(std::move(secret)) {}
+  ~WipedText() { foundation::crypto::wipe(text.data(), text.capacity() * sizeof(char16_t)); }
+  WipedText(WipedText const&) = delete;
+  WipedText& operator=(WipedText const&) = delete;
+
+  std::u16string text;
+};
+
+PasswordKeys keysOf(std::u16string const& password, std::u16string const& salt, Bytes const& iv, int keyBytes) {
+  constexpr int kIterations = 600'000;  // of packages whose entries name no derivation
+  auto const cost = costOfSalt(salt);
+  return cost ? PasswordKeys(password, salt, iv, *cost, keyBytes)
+              : PasswordKeys(password, salt, iv, kIterations, keyBytes);
+}
 
 void checkInput(Bytes const& hash, std::u16string const& salt, Bytes const& iv) {
   if (hash.empty()) throw Exception(cipher_messages::kHashIsEmpty);
@@ -114,6 +139,40 @@ Bytes CipherDataManager::derivePasswordHash(std::u16string const& password, std:
 Bytes CipherDataManager::deriveDecryptionKey(std::u16string const& password, std::u16string const& salt,
                                              Bytes const& hash, Bytes const& iv, int iterations, int keyBytes) {
   return handedOut(engine().getDecryptionKeyFromPassword(password, salt, hash, iv, iterations, keyBytes));
+}
+
+std::u16string CipherDataManager::generateRandomSalt(PasswordCost const& cost) {
+  std::u16string salt = saltWithCost({cost.logN, cost.blockSize, cost.parallelism}, generateRandomSalt());
+  costOfSalt(salt);  // throws for a cost that is not possible
+  return salt;
+}
+
+std::u16string CipherDataManager::normalizePassword(std::u16string const& password) {
+  return unicode::toOpaqueString(password);
+}
+
+std::string CipherDataManager::describeExcessiveCost(std::u16string const& salt) {
+  auto const cost = costOfSalt(salt);
+  return cost ? describeExcess(*cost) : std::string();
+}
+
+PasswordKey CipherDataManager::derivePasswordKey(std::u16string const& password, std::u16string const& salt,
+                                                 Bytes const& iv, int keyBytes) {
+  PasswordKeys const keys = keysOf(WipedText(normalizePassword(password)).text, salt, iv, keyBytes);
+  return {handedOut(keys.key()), handedOut(keys.verifier())};
+}
+
+Bytes CipherDataManager::derivePasswordKey(std::u16string const& password, CipherEntry const& entry, int keyBytes,
+                                           CostRule rule) {
+  std::string const excess = rule == CostRule::Bounded ? describeExcessiveCost(entry.getSalt()) : std::string();
+  if (!excess.empty()) throw CouldNotDecrypt(excess);
+  WipedText const normal(normalizePassword(password));
+  PasswordKeys const keys = keysOf(normal.text, entry.getSalt(), entry.getIV(), keyBytes);
+  if (isEqualSecret(keys.verifier(), entry.getHash())) return handedOut(keys.key());
+  if (normal.text == password) throw CouldNotDecrypt();
+  PasswordKeys const given = keysOf(password, entry.getSalt(), entry.getIV(), keyBytes);
+  if (!isEqualSecret(given.verifier(), entry.getHash())) throw CouldNotDecrypt();
+  return handedOut(given.key());
 }
 
 void CipherDataManager::doLoad() {

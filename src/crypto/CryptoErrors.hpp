@@ -26,11 +26,14 @@ class ZT_API CouldNotEncrypt : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// A message could not be decrypted. The error is the same for every reason (a wrong key or password, a modified bit, a
-/// missing end, an initialization vector of wrong length), because a difference would help an attacker.
+/// A message could not be decrypted. The error is the same for every reason that trying finds (a wrong key or password,
+/// a modified bit, a missing end, an initialization vector of wrong length), because a difference would help an
+/// attacker.
 class ZT_API CouldNotDecrypt : public std::runtime_error {
  public:
   CouldNotDecrypt() : std::runtime_error("The key is wrong or the content is damaged") {}
+  /// For a reason that is known before anything is tried.
+  explicit CouldNotDecrypt(std::string const& reason) : std::runtime_error(reason) {}
 };
 
 }  // namespace foundation::crypto::utils

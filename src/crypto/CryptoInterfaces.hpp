@@ -14,6 +14,9 @@ namespace opc::ztservices {
 
 /// The names of the algorithms in content types and calls.
 inline constexpr char kEncryptionAlgorithm[] = "AES256-GCM";
+/// The mark of contents that were deflated before they were encrypted with kEncryptionAlgorithm. No cipher has this
+/// name.
+inline constexpr char kCompressedEncryption[] = "AES256-GCM-DEFLATE";
 inline constexpr char kDigestAlgorithm[] = "HMAC-SHA256";
 
 class IEncryptor {

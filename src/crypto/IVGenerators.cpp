@@ -3,10 +3,15 @@
 
 #include <unistd.h>
 
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
 #include <string>
 #include <utility>
 
 #include "crypto/CryptoEngine.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "crypto/CryptoRandom.hpp"
 #include "opc/ztservices/Exceptions.hpp"
 
@@ -15,7 +20,17 @@ namespace {
 
 using foundation::crypto::CryptoEngine;
 
-constexpr std::uint64_t kDrawnAtOnce = 256;
+// Two copies of one memory, as of a virtual machine, both have the vectors that were drawn before the copy was made.
+constexpr std::uint64_t kDrawnAtOnce = 16;
+constexpr std::size_t kEntropyBytes = 32;
+
+std::array<unsigned char, kEntropyBytes> entropyOfSystem() {
+  std::array<unsigned char, kEntropyBytes> bytes{};
+  if (getentropy(bytes.data(), bytes.size()) != 0)
+    throw foundation::crypto::CryptoError(std::string("Reading random bytes of the system failed: ") +
+                                          std::strerror(errno));
+  return bytes;
+}
 
 std::size_t minimalBytes() { return foundation::crypto::CryptoEngine::getAESBlockSizeInBytes() / 2; }
 
@@ -56,6 +71,7 @@ RandomIVGenerator::RandomIVGenerator(std::shared_ptr<foundation::crypto::interfa
 
 std::vector<unsigned char> RandomIVGenerator::generate() {
   if (used_ == drawn_.size() || drawnBy_ != getpid()) {
+    provider_->mixIn(entropyOfSystem());
     drawn_ = prng_.generateByteArray(kDrawnAtOnce * ivSize_);
     used_ = 0;
     drawnBy_ = getpid();

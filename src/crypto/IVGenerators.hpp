@@ -33,9 +33,10 @@ class DeterministicIVGenerator final : public IVGenerator {
   std::uint64_t counter_ = kInitialValue;  // never 0
 };
 
-/// Draws each vector from the provider's generator, many at once, because a call costs far more than its bytes. The
-/// seed, which may be empty, is mixed into the generator, so that equal seeds do not give equal vectors. A forked
-/// process discards the vectors that its parent has drawn.
+/// Draws each vector from the provider's generator, 16 at once, because a call costs far more than its bytes. Before
+/// each draw it mixes fresh entropy of the system into the generator, so that two processes with a copy of one memory
+/// share 15 vectors at most. The seed, which may be empty, is mixed into the generator, so that equal seeds do not give
+/// equal vectors. A forked process discards the vectors that its parent has drawn.
 class RandomIVGenerator final : public IVGenerator {
  public:
   RandomIVGenerator(std::shared_ptr<foundation::crypto::interfaces::ICryptoProvider> provider,

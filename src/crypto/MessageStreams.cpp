@@ -24,20 +24,6 @@ using foundation::crypto::Sha256;
 using foundation::crypto::detail::AESGCM;
 using Bytes = std::vector<unsigned char>;
 
-constexpr std::size_t kLeastRead = std::size_t{1} << 14;
-
-/// Appends bytes of the stream until there are `most` or the stream ends. The room grows with the content, since most
-/// contents are small.
-void readPiece(InputStream& from, Bytes& piece, std::size_t most) {
-  while (piece.size() < most && !from.isEnd()) {
-    std::size_t const filled = piece.size();
-    piece.resize(std::min(most, std::max(2 * filled, kLeastRead)));
-    std::size_t size = filled;
-    while (size < piece.size() && !from.isEnd()) size += from.read(piece.data() + size, piece.size() - size);
-    piece.resize(size);
-  }
-}
-
 /// Bytes of a piece that wait to be delivered.
 class Pending {
  public:
@@ -236,6 +222,16 @@ Bytes openWhole(Bytes const& message, AESKey const& key) {
 }
 
 }  // namespace
+
+void readPiece(InputStream& from, Bytes& piece, std::size_t most) {
+  constexpr std::size_t kLeastRead = std::size_t{1} << 14;
+  while (piece.size() < most && !from.isEnd()) {
+    std::size_t size = piece.size();
+    piece.resize(std::min(most, std::max(2 * size, kLeastRead)));
+    while (size < piece.size() && !from.isEnd()) size += from.read(piece.data() + size, piece.size() - size);
+    piece.resize(size);
+  }
+}
 
 EncryptionInPieces::EncryptionInPieces(std::unique_ptr<IContentSource> source, std::shared_ptr<IEncryptor> encryptor,
                                        std::string mark, std::shared_ptr<IVGenerator> ivGenerator)

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "crypto/CipherTransforms.hpp"
 #include "opc/Streams.hpp"
@@ -14,6 +15,10 @@ namespace opc::ztservices {
 
 /// Messages of up to this size are held whole; of longer ones, pieces of this size are held.
 inline constexpr std::size_t kMessagePiece = std::size_t{1} << 20;
+
+/// Appends bytes of the stream until `piece` has `most` or the stream ends. The room grows with the content, since most
+/// contents are small.
+void readPiece(InputStream& from, std::vector<unsigned char>& piece, std::size_t most);
 
 /// Encrypts while its stream is read. The first read draws the vector, after the first piece of the content has been
 /// read. The stream cannot be reset, because a changed content must not be encrypted under the same vector.

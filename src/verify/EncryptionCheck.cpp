@@ -45,9 +45,7 @@ class OwningStream final : public InputStream {
   InputStream& stream_;
 };
 
-bool isOfOurAlgorithm(CheckedPart const& part) {
-  return part.type->value->getParameterValue(u"encryption") == toString(kEncryptionAlgorithm);
-}
+bool isOfOurAlgorithm(CheckedPart const& part) { return isKnownEncryption(encryptionOf(*part.type->value)); }
 
 }  // namespace
 
@@ -100,7 +98,7 @@ std::uint64_t EncryptionCheck::countAuthentic() const {
 
 std::unique_ptr<InputStream> EncryptionCheck::open(CheckedPart const& part) const {
   auto stored = std::make_unique<StoredPart>(*part.type->value, package_.open(part));
-  return std::make_unique<OwningStream>(decrypted(std::move(stored), decryptor_));
+  return std::make_unique<OwningStream>(decrypted(std::move(stored), decryptor_, part.name()));
 }
 
 std::size_t EncryptionCheck::numberOf(CheckedPart const& part) const {

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Watches the system calls of pack, add and unpack with a key: nothing of the sources is written anywhere by pack and
-add, and the key nowhere by any. usage: encrypted_trace.py ZTPKG. Skipped where strace is missing or may not trace."""
+"""Watches the system calls of pack, add, rekey and unpack with a key: nothing of the sources is written anywhere by pack,
+add and rekey, and the key nowhere by any. usage: encrypted_trace.py ZTPKG. Skipped where strace is missing or may not trace."""
 import os
 import re
 import shutil
@@ -60,6 +60,7 @@ def main():
         os.chdir(scratch)
         contents = make_tree("source")
         Path("key").write_bytes(key := os.urandom(32))
+        Path("other").write_bytes(other := os.urandom(32))
         secrets = [in_hex(s) for content in contents for s in samples(content)] + [in_hex(b"conspicuous")]
 
         def found(log):
@@ -69,7 +70,10 @@ def main():
         if code or len(found(log)) < len(secrets) // 2:
             sys.exit("the search does not find what a pack without a key writes")
         for command in (("pack", "-q", "-k", "key", "source", "p.ztp"),
-                        ("add", "-q", "-k", "key", "p.ztp", "source", "--to", "/more")):
+                        ("add", "-q", "-k", "key", "p.ztp", "source", "--to", "/more"),
+                        ("pack", "-q", "-k", "key", "--compress", "source", "c.ztp"),
+                        ("rekey", "-q", "c.ztp", "-k", "key", "--new-key-file", "other"),
+                        ("rekey", "-q", "plain.ztp", "--new-key-file", "key")):
             code, log = trace(ztpkg, *command)
             if code:
                 sys.exit(f"{command[0]} exited with {code}")
@@ -77,7 +81,7 @@ def main():
                 sys.exit(f"{command[0]} wrote {len(shown)} pieces of the sources")
             if MAPPED.search(log) or COPIES.search(log):
                 sys.exit(f"{command[0]} moved data in a way that is not looked into")
-            if in_hex(key) in written(log):
+            if in_hex(key) in written(log) or in_hex(other) in written(log):
                 sys.exit(f"{command[0]} wrote the key")
         code, log = trace(ztpkg, "unpack", "-q", "-k", "key", "p.ztp", "out")
         if code or in_hex(key) in written(log):

@@ -87,6 +87,7 @@ class Passwords(unittest.TestCase):
         (cls.common / "tree/large").write_bytes(b"0123456789abcdef" * 65536)
         (cls.common / "tree/note").write_text("a secret")
         (cls.common / "password").write_text(PASSWORD + "\n")
+        (cls.common / "password").chmod(0o600)
         cls.packed = ztpkg(cls.common, "pack", "-q", "--password-file", "password", "tree", "p.ztp")
 
     def setUp(self):

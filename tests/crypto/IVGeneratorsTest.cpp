@@ -152,6 +152,40 @@ class FailingProvider final : public foundation::crypto::interfaces::ICryptoProv
   void mixIn(foundation::crypto::BytesView) override {}
 };
 
+/// Counts up, as the copy of a memory would again, until entropy comes in.
+class CopiedProvider final : public foundation::crypto::interfaces::ICryptoProvider {
+ public:
+  void fillWithRandomBytes(std::span<unsigned char> bytes) override {
+    drawn = bytes.size();
+    std::ranges::fill(bytes, state_);
+    if (!bytes.empty()) bytes.back() = static_cast<unsigned char>(++state_);
+  }
+  void mixIn(foundation::crypto::BytesView entropy) override {
+    mixed.emplace_back(entropy.begin(), entropy.end());
+    state_ = static_cast<unsigned char>(state_ + entropy.front());
+  }
+
+  std::size_t drawn = 0;
+  std::vector<Bytes> mixed;
+
+ private:
+  unsigned char state_ = 0;
+};
+
+TEST(RandomIVGenerator, MixesInOtherEntropyBeforeEachSixteenVectors) {
+  auto const provider = std::make_shared<CopiedProvider>();
+  RandomIVGenerator first(provider, {}), second(provider, {});
+  for (int i = 0; i < 16; ++i) first.generate();
+  EXPECT_EQ(provider->drawn, 256U);
+  EXPECT_EQ(provider->mixed.size(), 1U);
+  first.generate();
+  second.generate();
+  ASSERT_EQ(provider->mixed.size(), 3U);
+  for (Bytes const& entropy : provider->mixed) EXPECT_EQ(entropy.size(), 32U);
+  EXPECT_NE(provider->mixed[0], provider->mixed[1]);
+  EXPECT_NE(provider->mixed[1], provider->mixed[2]);
+}
+
 TEST(RandomIVGenerator, FailsWhereTheGeneratorFails) {
   RandomIVGenerator generator(std::make_shared<FailingProvider>(), {});
   EXPECT_THROW_MESSAGE(generator.generate(), foundation::crypto::CryptoError, "no randomness");

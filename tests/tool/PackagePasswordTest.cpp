@@ -20,6 +20,7 @@ using Bytes = std::vector<unsigned char>;
 
 SecretBytes const kPassword = {'s', 'e', 's', 'a', 'm', 'e'};
 SecretBytes const kOther = {'s', 'e', 's', 'a', 'm', 'f'};
+constexpr unsigned kCheap = 10;  // of scrypt
 
 opc::model::RelationshipSelector selector() {
   return {opc::model::URI(u"/"), opc::model::RelationshipSelectorType::ByType,
@@ -54,7 +55,7 @@ constexpr char kWrongKey[] =
     "the file system of p.ztp cannot be decrypted: wrong key or password, or the data was modified";
 
 TEST(PackagePassword, GivesTheKeyThatItWasSetWith) {
-  NewPasswordKey const made(typedPassword(kPassword));
+  NewPasswordKey const made(typedPassword(kPassword), kCheap);
   auto const package = protectedBy(made);
   EXPECT_TRUE(hasPassword(*package, "p.ztp"));
   EXPECT_EQ(keyOfPassword(*package, "p.ztp", typedPassword(kPassword))->bytes(), made.key().bytes());
@@ -62,7 +63,7 @@ TEST(PackagePassword, GivesTheKeyThatItWasSetWith) {
 }
 
 TEST(PackagePassword, RefusesAnother) {
-  auto const package = protectedBy(NewPasswordKey(typedPassword(kPassword)));
+  auto const package = protectedBy(NewPasswordKey(typedPassword(kPassword), kCheap));
   Report const report = refusalOf(*package, kOther);
   EXPECT_EQ(report.message, kWrongKey);
   EXPECT_EQ(report.code, "cannot-decrypt");
@@ -70,8 +71,8 @@ TEST(PackagePassword, RefusesAnother) {
 }
 
 TEST(PackagePassword, NeverGivesTheSameKeyTwice) {
-  EXPECT_NE(NewPasswordKey(typedPassword(kPassword)).key().bytes(),
-            NewPasswordKey(typedPassword(kPassword)).key().bytes());
+  EXPECT_NE(NewPasswordKey(typedPassword(kPassword), kCheap).key().bytes(),
+            NewPasswordKey(typedPassword(kPassword), kCheap).key().bytes());
 }
 
 TEST(PackagePassword, IsNotThereWithoutAnEntryForTheFileSystem) {
@@ -82,12 +83,11 @@ TEST(PackagePassword, IsNotThereWithoutAnEntryForTheFileSystem) {
 }
 
 TEST(PackagePassword, IsKeptUnderTheSelectorOfTheFileSystem) {
-  auto const package = protectedBy(NewPasswordKey(typedPassword(kPassword)));
+  auto const package = protectedBy(NewPasswordKey(typedPassword(kPassword), kCheap));
   auto const entry = CipherDataManager(*package).getCipherEntry(selector());
-  EXPECT_EQ(entry.getSalt().size(), 32U);
+  EXPECT_TRUE(entry.getSalt().starts_with(u"$scrypt$ln=10,r=8,p=1$"));
   EXPECT_EQ(entry.getIV().size(), 16U);
-  EXPECT_EQ(entry.getHash(),
-            CipherDataManager::derivePasswordHash(u"sesame", entry.getSalt(), entry.getIV(), 600'000, 32));
+  EXPECT_EQ(entry.getHash(), CipherDataManager::derivePasswordKey(u"sesame", entry.getSalt(), entry.getIV(), 32).hash);
 }
 
 TEST(PackagePassword, TellsADamagedHashAsAWrongPassword) {

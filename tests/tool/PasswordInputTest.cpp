@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -23,8 +24,14 @@ class PasswordInput : public testing::Test {
   TemporaryDirectory directory;
 
   std::string path() const { return (directory / "password").string(); }
-  std::u16string fromFile(std::string const& content) {
+  /// Others who may read it are worth a warning.
+  void store(std::string const& content) const {
+    using std::filesystem::perms;
     zt_test::writeFile(path(), content);
+    std::filesystem::permissions(path(), perms::owner_read | perms::owner_write);
+  }
+  std::u16string fromFile(std::string const& content) {
+    store(content);
     return readPassword({.file = path()}, "p", PasswordUse::New).text();
   }
   static Report reportOf(PasswordOptions const& options) {
@@ -45,7 +52,7 @@ TEST_F(PasswordInput, IsTheFirstLineOfAFile) {
 
 TEST_F(PasswordInput, IsNotAnEmptyLine) {
   for (char const* content : {"", "\n", "\r\n", "\nsesame"}) {
-    zt_test::writeFile(path(), content);
+    store(content);
     Report const report = reportOf({.file = path()});
     EXPECT_EQ(report.message, "the password is empty");
     EXPECT_EQ(report.exit, Exit::Key);
@@ -54,7 +61,7 @@ TEST_F(PasswordInput, IsNotAnEmptyLine) {
 
 TEST_F(PasswordInput, HasALimit) {
   EXPECT_EQ(fromFile(std::string(4096, 'x')).size(), 4096U);
-  zt_test::writeFile(path(), std::string(4097, 'x'));
+  store(std::string(4097, 'x'));
   EXPECT_EQ(reportOf({.file = path()}).message, "the password is longer than 4096 bytes");
 }
 
@@ -67,7 +74,7 @@ TEST_F(PasswordInput, TellsWhyAFileCannotBeRead) {
 }
 
 TEST_F(PasswordInput, TakesNoMoreThanItsLineFromADescriptor) {
-  zt_test::writeFile(path(), "sesame\nwhat follows");
+  store("sesame\nwhat follows");
   int const descriptor = open(path().c_str(), O_RDONLY | O_CLOEXEC);
   EXPECT_EQ(readPassword({.descriptor = descriptor}, "p", PasswordUse::New).text(), u"sesame");
   char rest[32] = {};

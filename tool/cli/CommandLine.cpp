@@ -164,6 +164,13 @@ CommandDescription const& commandOf(CLI::App const& app, CommandDescription cons
   return *command;
 }
 
+bool isQuiet(CommandDescription const& command) {
+  auto const isGiven = [](OptionDescription const& option) {
+    return option.names.back() == "--quiet" && *std::get<bool*>(option.target);
+  };
+  return std::ranges::any_of(command.options, isGiven);
+}
+
 std::string versions() {
   std::string text = "ztpkg " ZTPKG_VERSION;
   for (auto const& [name, version] : opc::ztservices::getLibraryVersions())
@@ -212,6 +219,7 @@ void parseCommandLine(int argc, char const* const* argv, Invocation& invocation)
     if (command.package) invocation.package = *command.package;
     if (invocation.package == "-" && !command.takesPipe)
       throwUsage("PACKAGE: '-' is a pipe, which cannot be changed; ./- is a file of that name");
+    invocation.warns = !invocation.json && !isQuiet(command);
     invocation.action = command.action;
   } catch (CLI::CallForVersion const&) {
     invocation.action = printing(versions());

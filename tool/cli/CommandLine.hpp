@@ -14,6 +14,7 @@ struct Invocation {
   std::string command;  ///< its name, for messages; empty for none
   std::string package;  ///< the package that it concerns
   bool json = false;
+  bool warns = true;  ///< neither --json nor --quiet
   std::function<void(Output&)> action;
 };
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iostream>
 #include <new>
 #include <utility>
 
@@ -18,6 +19,8 @@ namespace {
 namespace model = opc::model;
 namespace services = opc::ztservices;
 using opc::Exception;
+
+bool isWarning = true;  // of the whole process, as --quiet is
 
 template <typename... Classes>
 bool isOneOf(Exception const& error) {
@@ -114,6 +117,12 @@ std::vector<Report> describe(std::exception_ptr const& thrown, std::u16string co
     return {{Exit::Package, "internal-error", "internal error of an unknown kind", {}}};
   }
 }
+
+void warn(std::string const& message) {
+  if (isWarning) std::cerr << oneLine("ztpkg: warning: " + message) << '\n';
+}
+
+void silenceWarnings() { isWarning = false; }
 
 Exit exitOf(std::vector<Report> const& reports) {
   bool const disk = std::ranges::any_of(reports, [](Report const& report) { return report.exit == Exit::Disk; });

@@ -58,6 +58,10 @@ Report diskReport(std::string code, std::string const& what, std::u16string cons
 /// Converts an exception to reports. `package` is the item of exceptions about the package as a whole.
 std::vector<Report> describe(std::exception_ptr const& thrown, std::u16string const& package);
 
+/// Prints "ztpkg: warning: " and the message on standard error, unless silenceWarnings() was called.
+void warn(std::string const& message);
+void silenceWarnings();
+
 /// The exit code of several reports: Disk wins over all others.
 Exit exitOf(std::vector<Report> const& reports);
 

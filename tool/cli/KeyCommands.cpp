@@ -23,8 +23,31 @@ CommandDescription keygenCommand() {
   };
 }
 
+CommandDescription rekeyCommand() {
+  auto const options = std::make_shared<RekeyCommandOptions>();
+  return {
+      .name = "ztpkg rekey",
+      .purpose = "Give a package another key or password, encrypt it, or make it plain",
+      .example = "ztpkg rekey photos.ztpkg --key-file old.key --new-key-file new.key",
+      .details = {"Encrypts all contents, names and the manifest anew, in one step. A package that is not encrypted "
+                  "needs no old key. Everything else in the package stays as it is.",
+                  "Copies and backups of the old package stay readable with the old key."},
+      .arguments = {packageArgument(options->package)},
+      .options = helpOption() + keyOptions(options->key) +
+                 newKeyOptions(options->newKey, "new-", "Ask for the new password on the terminal") +
+                 Options{flag({"--to-plain"}, "Store contents and manifest without encryption", options->toPlain),
+                         flag({"-f", "--force"},
+                              "Do not ask before --to-plain; also change a package that may not be written, or whose "
+                              "owner cannot be kept",
+                              options->force)} +
+                 progressOptions(options->progress, options->quiet),
+      .action = [options](Output&) { rekey(*options); },
+      .package = &options->package,
+  };
+}
+
 }  // namespace
 
-std::vector<CommandDescription> keyCommands() { return {keygenCommand()}; }
+std::vector<CommandDescription> keyCommands() { return {keygenCommand(), rekeyCommand()}; }
 
 }  // namespace ztpkg::table

@@ -73,22 +73,59 @@ Options inGroup(std::string const& group, Options options) {
 
 Options helpOption() { return {{.names = {"-h", "--help"}, .purpose = "Print this help and exit"}}; }
 
-Options keyOptions(KeyOptions& key, std::string const& ask) {
+namespace {
+
+/// Names with a prefix have no short form.
+std::vector<std::string> named(std::string const& prefix, std::vector<std::string> names) {
+  if (prefix.empty()) return names;
+  return {"--" + prefix + names.back().substr(2)};
+}
+
+Options secretOptions(KeyOptions& key, std::string const& prefix, std::string const& ask) {
   PasswordOptions& password = key.password;
   Options options = inGroup(
       "Encryption",
-      {valued({"-k", "--key-file"}, "FILE", "The file with the key: 32 bytes or 64 hexadecimal digits", &key.file),
-       flag({"-p", "--password"}, ask, password.ask),
-       valued({"--password-file"}, "FILE", "The file whose first line is the password", &password.file),
-       valued({"--password-env"}, "NAME", "The environment variable with the password", &password.environment),
-       valued({"--password-fd"}, "N", "The file descriptor from which a line with the password is read",
+      {valued(named(prefix, {"-k", "--key-file"}), "FILE", "The file with the key: 32 bytes or 64 hexadecimal digits",
+              &key.file),
+       flag(named(prefix, {"-p", "--password"}), ask, password.ask),
+       valued(named(prefix, {"--password-file"}), "FILE", "The file whose first line is the password", &password.file),
+       valued(named(prefix, {"--password-env"}), "NAME", "The environment variable with the password",
+              &password.environment),
+       valued(named(prefix, {"--password-fd"}), "N", "The file descriptor from which a line with the password is read",
               [&password](std::string const& text) { password.descriptor = numberOf(text); })});
   for (OptionDescription& option : options) {
     option.refusesEmpty = true;
-    option.alternatives = "key";
+    option.alternatives = prefix + "key";
   }
   return options;
 }
+
+unsigned costOf(std::string const& text) {
+  constexpr int kLeast = 10, kMost = 20;  // 1 MiB, and the 1 GiB that readers allow
+  int const cost = numberOf(text);
+  if (cost < kLeast || cost > kMost) throw std::invalid_argument("must be from 10 to 20, not " + text);
+  return static_cast<unsigned>(cost);
+}
+
+}  // namespace
+
+Options keyOptions(KeyOptions& key, std::string const& ask) {
+  return secretOptions(key, "", ask) +
+         inGroup("Encryption", {flag({"--allow-costly-password"},
+                                     "Derive the key whatever memory and time the package demands for its password",
+                                     key.allowCostly)});
+}
+
+Options newKeyOptions(NewKeyOptions& key, std::string const& prefix, std::string const& ask) {
+  return secretOptions(key, prefix, ask) +
+         inGroup("Encryption",
+                 {valued({"--password-cost"}, "N",
+                         "How much a guess of the password costs: 2^N KiB of memory, N from 10 to 20 (default: 17)",
+                         [&key](std::string const& text) { key.passwordCost = costOf(text); }),
+                  flag({"--compress"}, "Compress contents before they are encrypted", key.compress)});
+}
+
+OptionDescription quietOption(bool& quiet) { return flag({"-q", "--quiet"}, "Print no warnings", quiet); }
 
 Options sourceOptions(StoringOptions& options) {
   return {excludeOption(options.exclude),

@@ -36,6 +36,11 @@ inline constexpr char kAsk[] = "Ask for the password on the terminal; the defaul
 /// `ask` says what --password means to the command.
 Options keyOptions(KeyOptions& key, std::string const& ask = kAsk);
 
+/// The same for a key that contents are encrypted with. `prefix` stands in front of the names ("" or "new-").
+Options newKeyOptions(NewKeyOptions& key, std::string const& prefix, std::string const& ask);
+/// For commands that print nothing but data and warnings.
+OptionDescription quietOption(bool& quiet);
+
 /// What is stored of a source, and how hard it is compressed.
 Options sourceOptions(StoringOptions& options);
 /// How texts are stored. `--text-unknown` and `--text-charset` would have no effect alone.

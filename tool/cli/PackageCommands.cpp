@@ -21,7 +21,8 @@ CommandDescription infoCommand() {
       .arguments = {packageArgument(options->package)},
       .options = helpOption() + Options{flag({"--json"}, "Print one JSON object, for programs", options->json)} +
                  keyOptions(options->key) +
-                 Options{flag({"--digest"}, "Also print the SHA-256 of each part", options->digest)},
+                 Options{flag({"--digest"}, "Also print the SHA-256 of each part", options->digest),
+                         quietOption(options->quiet)},
       .action = [options](Output& out) { info(*options, out); },
       .package = &options->package,
       .takesPipe = true,

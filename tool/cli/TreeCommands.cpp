@@ -30,7 +30,7 @@ CommandDescription packCommand() {
       .options =
           helpOption() + Options{flag({"-f", "--force"}, "Replace a package that exists", options->force)} +
           sourceOptions(*options) + textOptions(*options) +
-          keyOptions(options->key, "Encrypt, and ask for a password on the terminal") +
+          newKeyOptions(options->key, "", "Encrypt, and ask for a password on the terminal") +
           inGroup("Encryption",
                   {valued({"--iv"}, "random|deterministic", "How initialization vectors are made: random, or a counter",
                           &options->ivMode),
@@ -59,6 +59,10 @@ CommandDescription addCommand() {
                  Options{valued({"-t", "--to"}, "PATH",
                                 "The folder of the package to add to, created if missing (default: /)", &options->to)} +
                  sourceOptions(*options) + textOptions(*options) + keyOptions(options->key) +
+                 inGroup("Encryption", {flag({"--compress"},
+                                             "Compress contents before they are encrypted; the default where those of "
+                                             "the package are",
+                                             options->key.compress)}) +
                  Options{flag({"-f", "--force"},
                               "Replace files and links that are in the package, and a package that may not be written",
                               options->force),

@@ -43,7 +43,7 @@ struct PackOptions : StoringOptions {
   std::string package;
   bool force = false;
   std::vector<std::pair<std::string, std::string>> properties;  ///< names and values
-  KeyOptions key;
+  NewKeyOptions key;
   std::string ivMode;    ///< "random", "deterministic" or empty
   std::string ivPrefix;  ///< hexadecimal digits
 };
@@ -136,6 +136,7 @@ struct ListOptions {
   bool detailed = false;
   bool human = false;
   bool json = false;
+  bool quiet = false;
 };
 void list(ListOptions const& options, Output& out);
 
@@ -143,6 +144,7 @@ struct CatOptions {
   std::string package;
   std::vector<std::string> paths;
   KeyOptions key;
+  bool quiet = false;
 };
 void cat(CatOptions const& options, Output& out);
 
@@ -151,6 +153,7 @@ struct InfoOptions {
   KeyOptions key;
   bool json = false;
   bool digest = false;
+  bool quiet = false;
 };
 void info(InfoOptions const& options, Output& out);
 
@@ -164,6 +167,17 @@ struct SetPropertiesOptions : ChangeOptions {
   std::vector<std::string> assignments;  ///< NAME=VALUE
 };
 void setProperties(SetPropertiesOptions const& options);
+
+struct RekeyCommandOptions {
+  std::string package;
+  KeyOptions key;  ///< the present one
+  NewKeyOptions newKey;
+  bool toPlain = false;
+  bool force = false;
+  bool progress = true;
+  bool quiet = false;
+};
+void rekey(RekeyCommandOptions const& options);
 
 struct KeygenOptions {
   std::string file;

@@ -116,6 +116,9 @@ std::vector<unsigned char> prefixFor(PackOptions const& options) {
 std::unique_ptr<Encryption const> encryptionFor(PackOptions const& options) {
   if (!options.key.isGiven() && !(options.ivMode.empty() && options.ivPrefix.empty()))
     throwUsage("--iv and --iv-prefix need --key-file");
+  if (options.key.compress && !options.key.isGiven())
+    throwUsage("--compress needs a key or password: contents that are not encrypted are compressed anyway");
+  if (options.key.passwordCost && !options.key.password.isGiven()) throwUsage("--password-cost needs a password");
   if (!options.key.isGiven()) return nullptr;
   auto encryption = std::make_unique<Encryption>();
   encryption->prefix = prefixFor(options);
@@ -124,8 +127,8 @@ std::unique_ptr<Encryption const> encryptionFor(PackOptions const& options) {
   if (!options.key.file.empty())
     encryption->keyOfFile = readKey(options.key.file);
   else
-    encryption->password =
-        std::make_unique<NewPasswordKey const>(readPassword(options.key.password, options.package, PasswordUse::New));
+    encryption->password = std::make_unique<NewPasswordKey const>(
+        readPassword(options.key.password, options.package, PasswordUse::New), options.key.passwordCost);
   return encryption;
 }
 
@@ -137,7 +140,9 @@ void store(Storing& storing, SourceTree& source, std::u16string const& path, Pac
   package->setCompressionThreads(std::thread::hardware_concurrency());
   FileSystemManager manager(*package, source, source);
   opc::ztservices::CipherDataManager cipherData(*package);
-  if (encryption) manager.enableEncryption(encryption->key().bytes(), encryption->mode, encryption->prefix);
+  if (encryption)
+    manager.enableEncryption(encryption->key().bytes(), encryption->mode, encryption->prefix,
+                             options.key.compression());
   if (encryption && encryption->password) encryption->password->record(cipherData);
   manager.setCreatedByEncoding(u"UTF-8");  // of names on the disk, whatever the locale
   manager.markAsDirty();                   // an empty directory is a file system too

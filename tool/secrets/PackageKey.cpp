@@ -34,6 +34,7 @@ constexpr std::size_t kLongestFile = 2 * kKeyBytes + 2;  // digits and the end o
 void readInto(std::vector<unsigned char>& bytes, std::u16string const& path) {
   OpenFile const file(path, O_RDONLY);
   if (!file.isOpen()) throwCannotRead(path);
+  warnIfOthersMayRead(file, path, "key");
   bytes.resize(kLongestFile + 1);
   ssize_t const size = file.read(bytes.data(), bytes.size());
   if (size < 0) throwCannotRead(path);
@@ -49,8 +50,6 @@ std::string_view withoutLineEnd(std::vector<unsigned char> const& bytes) {
 
 int valueOf(char digit) { return opc::hexValue(static_cast<unsigned char>(digit)); }
 
-// Packages do not store the number: it is part of the format (docs/formats.md).
-constexpr int kIterations = 600'000;
 constexpr int kDerivedBytes = kKeyBytes;
 
 RelationshipSelector selector() {
@@ -104,11 +103,15 @@ std::unique_ptr<Secret const> readKey(std::string const& file) {
   throw Failure(Report{Exit::Key, "bad-key", message, name});
 }
 
-NewPasswordKey::NewPasswordKey(Password const& password)
-    : salt_(CipherDataManager::generateRandomSalt()),
-      iv_(CipherDataManager::generateRandomInitVector()),
-      hash_(CipherDataManager::derivePasswordHash(password.text(), salt_, iv_, kIterations, kDerivedBytes)),
-      key_(CipherDataManager::deriveEncryptionKey(password.text(), salt_, iv_, kIterations, kDerivedBytes)) {}
+NewPasswordKey::NewPasswordKey(Password const& password, std::optional<unsigned> cost)
+    : salt_(CipherDataManager::generateRandomSalt({.logN = cost.value_or(opc::ztservices::PasswordCost().logN)})),
+      iv_(CipherDataManager::generateRandomInitVector()) {
+  auto derived = CipherDataManager::derivePasswordKey(password.text(), salt_, iv_, kDerivedBytes);
+  hash_ = std::move(derived.hash);
+  key_.bytes() = std::move(derived.key);
+}
+
+CipherEntry NewPasswordKey::entry() const { return {selector(), hash_, salt_, iv_}; }
 
 void NewPasswordKey::record(CipherDataManager& cipherData) const {
   cipherData.addCipherEntry(selector(), hash_, salt_, iv_);
@@ -122,13 +125,28 @@ bool hasPassword(opc::model::Package& package, std::string const& path) {
   }
 }
 
+void checkPasswordCost(opc::model::Package& package, std::string const& path) {
+  std::string excess;
+  try {
+    CipherEntry const entry = CipherDataManager(package).getCipherEntry(selector());
+    excess = CipherDataManager::describeExcessiveCost(entry.getSalt());
+  } catch (opc::Exception const&) {
+    throwFaultOfCipherData(path);
+  }
+  if (excess.empty()) return;
+  std::u16string const name = fromArgument(path);
+  std::string const message =
+      "the file system of " + shown(name) + " is encrypted: " + excess + " (--allow-costly-password allows it)";
+  throw Failure(Report{Exit::Key, "costly-password", message, name});
+}
+
 // The same message as for damaged contents: a difference would help an attacker.
 std::unique_ptr<Secret const> keyOfPassword(opc::model::Package& package, std::string const& path,
                                             Password const& password) {
   try {
     CipherEntry const entry = CipherDataManager(package).getCipherEntry(selector());
-    return std::make_unique<Secret const>(CipherDataManager::deriveDecryptionKey(
-        password.text(), entry.getSalt(), entry.getHash(), entry.getIV(), kIterations, kDerivedBytes));
+    return std::make_unique<Secret const>(
+        CipherDataManager::derivePasswordKey(password.text(), entry, kDerivedBytes, opc::ztservices::CostRule::Any));
   } catch (opc::Exception const&) {
     throwFaultOfCipherData(path);
   } catch (std::runtime_error const&) {
@@ -149,6 +167,7 @@ std::unique_ptr<Secret const> findKey(FileSystemManager const& manager, KeyOptio
     if (!options.password.isGiven() || !manager.isEncrypted()) return nullptr;
     throwKeyRequired(path, "its key is needed (--key-file), it has no password");
   }
+  if (!options.allowCostly) checkPasswordCost(manager.getPackage(), path);
   if (!options.password.isGiven() && !canAskForPassword())
     throwKeyRequired(path, "its password is needed (--password-file, --password-env or --password-fd)");
   if (!memory.password)
@@ -169,7 +188,16 @@ void keepEncryption(FileSystemManager& manager, Secret const* key, KeyOptions co
     std::string const message = shown(name) + " is not encrypted, and that cannot be changed";
     throw Failure(Report{Exit::Package, "not-encrypted", message, name});
   }
-  if (key) manager.enableEncryption(key->bytes(), opc::ztservices::IVMode::Random, {});
+  if (options.compress && !key) {
+    std::u16string const name = fromArgument(path);
+    std::string const message = "--compress is for encrypted packages, and " + shown(name) + " is not encrypted";
+    throw Failure(Report{Exit::Package, "not-encrypted", message, name});
+  }
+  using namespace opc::ztservices;
+  if (options.compress)
+    manager.enableEncryption(key->bytes(), IVMode::Random, {}, Compression::Deflate);
+  else if (key)
+    manager.enableEncryption(key->bytes(), IVMode::Random, {});
 }
 
 }  // namespace ztpkg

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,9 +30,20 @@ struct KeyMemory {
 struct KeyOptions {
   std::string file = {};  ///< empty for none
   PasswordOptions password = {};
+  bool allowCostly = false;  ///< derive from the password whatever the package says that it costs
+  bool compress = false;     ///< contents before they are encrypted
   std::shared_ptr<KeyMemory> memory = std::make_shared<KeyMemory>();
 
   bool isGiven() const { return !file.empty() || password.isGiven(); }
+};
+
+/// How the contents of a new file system are encrypted.
+struct NewKeyOptions : KeyOptions {
+  std::optional<unsigned> passwordCost = {};  ///< the base-2 logarithm of scrypt's N
+
+  opc::ztservices::Compression compression() const {
+    return compress ? opc::ztservices::Compression::Deflate : opc::ztservices::Compression::None;
+  }
 };
 
 /// The key in a file, which the user names: kKeyBytes bytes, or twice as many hexadecimal digits and perhaps the end of
@@ -41,13 +53,16 @@ std::unique_ptr<Secret const> readKey(std::string const& file);
 /// The bytes of an even number of hexadecimal digits; empty for any other text.
 std::vector<unsigned char> fromHex(std::string_view digits);
 
-/// The key of a password in a new package; salt and initialization vector are random.
+/// The key of a password in a new package, by scrypt; salt and initialization vector are random.
 class NewPasswordKey {
  public:
-  explicit NewPasswordKey(Password const& password);
+  /// Without a cost the library's default.
+  explicit NewPasswordKey(Password const& password, std::optional<unsigned> cost = {});
 
   Secret const& key() const { return key_; }
-  /// Stores what derives the key again.
+  /// What derives the key again.
+  opc::ztservices::CipherEntry entry() const;
+  /// Stores it.
   void record(opc::ztservices::CipherDataManager& cipherData) const;
 
  private:
@@ -60,7 +75,10 @@ class NewPasswordKey {
 /// Whether the package has a cipher entry for its file system. This and the next throw Failure for invalid cipher data.
 bool hasPassword(opc::model::Package& package, std::string const& path);
 
-/// The key of a package that has a password; Failure for a wrong password.
+/// Throws Failure where deriving a key by the cipher entry would cost more than the library allows.
+void checkPasswordCost(opc::model::Package& package, std::string const& path);
+
+/// The key of a package that has a password, whatever deriving it costs; Failure for a wrong password.
 std::unique_ptr<Secret const> keyOfPassword(opc::model::Package& package, std::string const& path,
                                             Password const& password);
 

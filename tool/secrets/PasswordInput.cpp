@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <iconv.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -246,15 +247,16 @@ SecretBytes ask(Terminal const& terminal, std::string const& question) {
   return line;
 }
 
-std::string questionFor(std::string const& package) {
-  return oneLine("Password for " + shown(fromArgument(package))) + ": ";
+std::string questionFor(std::string const& package, PasswordUse use = PasswordUse::Existing) {
+  return oneLine((use == PasswordUse::Changed ? "New password for " : "Password for ") + shown(fromArgument(package))) +
+         ": ";
 }
 
 Password askForPassword(std::string const& package) { return typedPassword(ask(Terminal(), questionFor(package))); }
 
-Password askForNewPassword(std::string const& package) {
+Password askForNewPassword(std::string const& package, PasswordUse use) {
   Terminal const terminal;
-  SecretBytes const first = ask(terminal, questionFor(package));
+  SecretBytes const first = ask(terminal, questionFor(package, use));
   if (first.empty()) return typedPassword(first);  // which refuses it
   if (ask(terminal, "The same again: ") != first)
     throw Failure(Report{Exit::Key, "bad-password", "the two passwords are not the same", {}});
@@ -275,6 +277,7 @@ SecretBytes lineOfFile(std::string const& argument) {
   try {
     OpenFile const file(path, O_RDONLY);
     if (!file.isOpen()) throwErrno();
+    warnIfOthersMayRead(file, path, "password");
     return firstLine(file.descriptor());
   } catch (std::system_error const& error) {
     throw Failure(
@@ -309,6 +312,14 @@ SecretBytes valueOfVariable(std::string const& name) {
 Password typedPassword(SecretBytes const& bytes) { return decode(bytes, {encodingOfUser()}); }
 Password storedPassword(SecretBytes const& bytes) { return decode(bytes, {kUTF8, encodingOfUser()}); }
 
+void warnIfOthersMayRead(OpenFile const& file, std::u16string const& path, char const* kind) {
+  constexpr mode_t kOthers = S_IRGRP | S_IROTH;
+  struct stat status {};
+  if (fstat(file.descriptor(), &status) != 0 || !S_ISREG(status.st_mode) || (status.st_mode & kOthers) == 0) return;
+  warn(std::string("the ") + kind + " file " + shown(path) + " can be read by " +
+       ((status.st_mode & S_IROTH) != 0 ? "all users" : "its group"));
+}
+
 bool canAskForPassword() { return Terminal().isThere(); }
 
 Password readPassword(PasswordOptions const& options, std::string const& package, PasswordUse use) {
@@ -316,7 +327,20 @@ Password readPassword(PasswordOptions const& options, std::string const& package
   if (!options.file.empty()) return storedPassword(lineOfFile(options.file));
   if (!options.environment.empty()) return storedPassword(valueOfVariable(options.environment));
   if (options.descriptor) return storedPassword(lineOfDescriptor(*options.descriptor));
-  return use == PasswordUse::New ? askForNewPassword(package) : askForPassword(package);
+  return use == PasswordUse::Existing ? askForPassword(package) : askForNewPassword(package, use);
+}
+
+bool confirm(std::string const& question) {
+  Terminal const terminal;
+  if (!terminal.isThere())
+    throw Failure(Report{Exit::Usage, "usage", "there is no terminal to ask on (use --force)", {}});
+  SecretBytes answer;
+  terminal.show(oneLine(question) + " [y/N] ");
+  while (int const signal = LineReader().read(terminal.descriptor(), answer)) {
+    raise(signal);
+    throwIfInterrupted();
+  }
+  return answer.size() <= 3 && !answer.empty() && (answer.front() == 'y' || answer.front() == 'Y');
 }
 
 }  // namespace ztpkg

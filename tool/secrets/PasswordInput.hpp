@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "disk/OpenFile.hpp"
 #include "secrets/Secrets.hpp"
 
 namespace ztpkg {
@@ -19,7 +20,15 @@ struct PasswordOptions {
   bool isGiven() const { return ask || !file.empty() || !environment.empty() || descriptor; }
 };
 
-enum class PasswordUse { Existing, New };
+/// Warns where the group or the world may read a regular file, which holds a `kind` of secret. What pipes and terminals
+/// carry is not stored.
+void warnIfOthersMayRead(OpenFile const& file, std::u16string const& path, char const* kind);
+
+/// Changed is the new one of a package that has a password or key.
+enum class PasswordUse { Existing, New, Changed };
+
+/// Whether the user answers the question on the terminal with yes. Throws Failure without a terminal.
+bool confirm(std::string const& question);
 
 /// Whether the process has a terminal.
 bool canAskForPassword();

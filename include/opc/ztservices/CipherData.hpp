@@ -40,6 +40,24 @@ class ZT_API CipherEntry {
   std::vector<unsigned char> iv_;
 };
 
+/// The cost of deriving a key from a password by scrypt (RFC 7914). It takes 128 * blockSize * 2^logN bytes of memory,
+/// and a time that grows with all three. The default takes 128 MiB and about half a second.
+struct PasswordCost {
+  unsigned logN = 17;
+  unsigned blockSize = 8;
+  unsigned parallelism = 1;
+};
+
+/// Whether a package may ask for a derivation of any cost, or of at most 1 GiB and about 60 s of this machine's time.
+enum class CostRule { Bounded, Any };
+
+/// The key of a password, and the hash to store in the entry of content that is encrypted with it. The key is secret;
+/// the owner wipes it.
+struct PasswordKey {
+  std::vector<unsigned char> key;
+  std::vector<unsigned char> hash;
+};
+
 /// Keeps the cipher entries of a package in a part of their own, at most one for each selector, and derives keys from
 /// passwords by the entries' values.
 ///
@@ -86,6 +104,28 @@ class ZT_API CipherDataManager : public model::DataManager {
                                                         std::vector<unsigned char> const& hash,
                                                         std::vector<unsigned char> const& iv, int iterations,
                                                         int keyBytes);
+
+  /// A salt that names scrypt and its cost, "$scrypt$ln=17,r=8,p=1$" and 32 random digits. Throws opc::Exception for a
+  /// cost that scrypt cannot have.
+  static std::u16string generateRandomSalt(PasswordCost const& cost);
+  /// The password as it is before a key is derived from it: without a byte-order mark at its head, with a space in
+  /// place of every other Unicode space, in Normalization Form C (RFC 8265, OpaqueString). Throws opc::Exception for
+  /// text that is not valid UTF-16. The result is secret; the caller wipes it.
+  static std::u16string normalizePassword(std::u16string const& password);
+  /// Why deriving a key with this salt is out of bounds (CostRule::Bounded), in a sentence without its end; empty where
+  /// it is not. Throws InvalidCipherData for a salt that names another derivation or whose cost cannot be read.
+  static std::string describeExcessiveCost(std::u16string const& salt);
+
+  /// The key and the hash of a password, normalized, derived once. The salt names scrypt and its cost, or no
+  /// derivation; then it is PBKDF2-HMAC-SHA256 with 600,000 iterations. Throws as the functions above and below.
+  static PasswordKey derivePasswordKey(std::u16string const& password, std::u16string const& salt,
+                                       std::vector<unsigned char> const& iv, int keyBytes);
+  /// The key of an entry for the password that its hash was made of. Where the password is not right as
+  /// normalizePassword() returns it, it is tried as it is too: earlier versions did not normalize. Throws
+  /// std::runtime_error for a wrong password ("The key is wrong or the content is damaged"), and for a cost out of
+  /// bounds, naming it, before any work.
+  static std::vector<unsigned char> derivePasswordKey(std::u16string const& password, CipherEntry const& entry,
+                                                      int keyBytes, CostRule rule = CostRule::Bounded);
 
  protected:
   void doLoad() override;

@@ -16,6 +16,10 @@ enum class IVMode : std::uint32_t { Random = 0, Deterministic = 1 };
 /// The longest content that AES-256-GCM can encrypt as one message, in bytes (NIST SP 800-38D, 5.2.1.1).
 inline constexpr std::uint64_t kLongestEncryptedContent = (std::uint64_t{1} << 36) - 32;
 
+/// Whether contents are compressed before they are encrypted. The length of what is compressed says something about a
+/// content beside its length; see docs/threat-model.md.
+enum class Compression : std::uint32_t { None = 0, Deflate = 1 };
+
 /// A sequence of initialization vectors; deterministic ones repeat after 2^64 - 1 vectors. One thread at a time.
 class ZT_API IVGenerator {
  public:

@@ -299,6 +299,11 @@ class ZT_API FileSystemManager : public model::DataManager {
   /// encrypted manifest and encryption is not enabled, or a plain one (of another manager) and it is.
   void enableEncryption(std::vector<unsigned char> const& key, IVMode ivMode,
                         std::vector<unsigned char> const& ivBytes);
+  /// The same. With Compression::Deflate, contents and manifest are deflated first, at the package's level, where that
+  /// makes them smaller. Up to 8 MiB of a content are then read before its entry is made. The call without the last
+  /// argument goes on as the package's manifest was stored; contents of a new package are not compressed.
+  void enableEncryption(std::vector<unsigned char> const& key, IVMode ivMode, std::vector<unsigned char> const& ivBytes,
+                        Compression compression);
   /// From now on encrypted contents and manifests can be read, where this is their key. Nothing is read now, so a wrong
   /// key shows at the first operation that decrypts. Another call replaces the key.
   void enableDecryption(std::vector<unsigned char> const& key);
@@ -319,7 +324,8 @@ class ZT_API FileSystemManager : public model::DataManager {
   bool isEncrypted(FileSystemEntry const& entry) const;
   /// The number of bytes that getFileContentSource() gives in the same mode: with Transform those of the content
   /// before it was encrypted, with None those of the part. The two differ for encrypted contents alone; where these
-  /// are too short to be decrypted, or name an unknown algorithm, both are the size of the part.
+  /// are too short to be decrypted, or name an unknown algorithm, both are the size of the part. The package does not
+  /// say how long a content is that was compressed before it was encrypted: for that one it is the compressed size.
   std::uint64_t getSize(FileSystemEntry const& entry, TransformMode transformMode = TransformMode::Transform) const;
   /// The number of bytes that the content part takes in the package: compressed where it is compressed.
   std::uint64_t getStoredSize(FileSystemEntry const& entry) const;
@@ -366,6 +372,8 @@ class ZT_API FileSystemManager : public model::DataManager {
   std::vector<std::u16string> doGetManagedRelationshipTypes() const override;
 
  private:
+  friend class Rekeying;
+
   FileSystemEntry makeEntry(FileSystemNode const& node) const;
   std::u16string findPath(std::u16string const& path) const;
   std::u16string findFreePath(std::u16string const& path) const;
@@ -377,6 +385,7 @@ class ZT_API FileSystemManager : public model::DataManager {
   std::pair<FileSystemEntry, model::Part> createFileInternal(std::u16string const& path, model::ContentType const& type,
                                                              Perms::Perms_tag permissions,
                                                              boost::posix_time::ptime const& time);
+  model::Part createContentPart(std::u16string const& path, model::ContentType const& type) const;
   FileSystemEntry createLinkInternal(std::u16string const& path, std::u16string const& target);
   void removeWithDescendants(std::u16string const& path);
   model::Part separate(FileSystemEntry const& entry, model::Part const& shared);
@@ -407,12 +416,13 @@ class ZT_API FileSystemManager : public model::DataManager {
   void ensureDestinationRootExists(std::u16string const& root) const;
   std::u16string ensureDestinationParentExists(Extraction& extraction, std::u16string const& path) const;
 
+  std::unique_ptr<IContentSource> encrypted(std::unique_ptr<IContentSource> source) const;
   std::optional<model::ContentType> findManifestType() const;
   model::Part getContentPart(FileSystemEntry const& entry) const;
   void throwIfSavingChangesEncryption() const;
   void doSaveCurrent();
   void doSaveV1();
-  void leaveVersion1Part();
+  void leavePartOfAnotherKind(model::ContentType const& type);
   void upgradeFromVersion1();
   void convertVersion1ToCurrentVersion();
   void cleanupOldPartsAndRelationships();
@@ -426,6 +436,7 @@ class ZT_API FileSystemManager : public model::DataManager {
   bool saveV1Manifest_ = false;
   std::optional<TextConversion> textConversion_;  // absent: UDEToUTF8Transform
   std::string encryptionAlgorithm_;
+  Compression compression_ = Compression::None;  // of contents that are encrypted
   std::shared_ptr<IVGenerator> ivGenerator_;     // empty until encryption is enabled, as are
   std::shared_ptr<IEncryptor> encryptor_;        // this one
   std::shared_ptr<IDecryptor> decryptor_;        // empty until decryption is enabled

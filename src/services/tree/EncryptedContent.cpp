@@ -9,6 +9,7 @@
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/Exceptions.hpp"
+#include "services/tree/CompressedContent.hpp"
 #include "services/tree/Messages.hpp"
 
 namespace opc::ztservices {
@@ -24,7 +25,8 @@ void throwIfNoMessage(model::Part const& part) {
   std::uint64_t const size = part.getSize(), storedSize = part.getStoredSize();
   std::u16string const name = part.getName().toString();
   if (isTooLongForEncrypted(size))
-    throw model::InvalidItem(messages::tooLongToDecrypt(name, size, kLongestEncryptedContent + InlineIVCheck::kLeastBytes));
+    throw model::InvalidItem(
+        messages::tooLongToDecrypt(name, size, kLongestEncryptedContent + InlineIVCheck::kLeastBytes));
   if (isTooSmallForEncrypted(storedSize, size))
     throw model::InvalidItem(messages::cannotBeEncrypted(name, storedSize, size));
 }
@@ -32,6 +34,14 @@ void throwIfNoMessage(model::Part const& part) {
 }  // namespace
 
 bool isMarkedEncrypted(model::ContentType const& type) { return type.hasParameter(kMark); }
+
+std::string encryptionOf(model::ContentType const& type) {
+  return isMarkedEncrypted(type) ? toASCIIString(type.getParameterValue(kMark)) : std::string();
+}
+
+bool isKnownEncryption(std::string const& encryption) {
+  return encryption == kEncryptionAlgorithm || encryption == kCompressedEncryption;
+}
 
 bool isTooSmallForEncrypted(std::uint64_t storedSize, std::uint64_t size) {
   return size > kSlack && (size - kSlack) / 2 > storedSize;
@@ -42,15 +52,18 @@ bool isTooLongForEncrypted(std::uint64_t size) { return size > kLongestEncrypted
 std::uint64_t decryptedSize(model::Part const& part) {
   constexpr std::uint64_t kOverhead = InlineIVCheck::kLeastBytes;
   std::uint64_t const size = part.getSize();
-  bool const isMessage =
-      size >= kOverhead && toASCIIString(part.getContentType().getParameterValue(kMark)) == kEncryptionAlgorithm;
+  bool const isMessage = size >= kOverhead && isKnownEncryption(encryptionOf(part.getContentType()));
   return isMessage ? size - kOverhead : size;
 }
 
 std::unique_ptr<IContentSource> decrypted(std::unique_ptr<IContentSource> source,
-                                          std::shared_ptr<IDecryptor> const& decryptor) {
-  std::string algorithm = toASCIIString(source->getContentType().getParameterValue(kMark));
-  return std::make_unique<DecryptionInPieces>(std::move(source), decryptor, std::move(algorithm));
+                                          std::shared_ptr<IDecryptor> const& decryptor, std::string const& name) {
+  std::string const encryption = encryptionOf(source->getContentType());
+  bool const isCompressed = encryption == kCompressedEncryption;
+  auto content = std::make_unique<DecryptionInPieces>(std::move(source), decryptor,
+                                                      isCompressed ? kEncryptionAlgorithm : encryption);
+  if (!isCompressed) return content;
+  return inflated(std::move(content), name);
 }
 
 std::unique_ptr<IContentSource> decrypted(model::Part const& part, std::shared_ptr<IDecryptor> const& decryptor,
@@ -59,7 +72,7 @@ std::unique_ptr<IContentSource> decrypted(model::Part const& part, std::shared_p
   if (!isMarkedEncrypted(type)) return std::make_unique<PartContentSource>(part);
   if (!decryptor) throw CouldNotDecryptContent(message);
   throwIfNoMessage(part);
-  return decrypted(std::make_unique<PartContentSource>(part), decryptor);
+  return decrypted(std::make_unique<PartContentSource>(part), decryptor, toUTF8String(part.getName().toString()));
 }
 
 }  // namespace opc::ztservices

@@ -4,7 +4,6 @@
 #include <utility>
 #include <vector>
 
-#include "crypto/MessageStreams.hpp"
 #include "opc/Strings.hpp"
 #include "opc/ztservices/ContentTypes.hpp"
 #include "opc/ztservices/FileSystem.hpp"
@@ -121,8 +120,7 @@ void FileSystemManager::addAll(std::u16string const& sourceRoot, TransformMode m
 
 FileSystemEntry FileSystemManager::addFileInternal(std::unique_ptr<IContentSource> source, std::u16string const& path,
                                                    Perms::Perms_tag permissions, boost::posix_time::ptime const& time) {
-  if (isEncryptionEnabled())
-    source = std::make_unique<EncryptionInPieces>(std::move(source), encryptor_, encryptionAlgorithm_, ivGenerator_);
+  if (isEncryptionEnabled()) source = encrypted(std::move(source));
   auto const [entry, part] = createFileInternal(path, source->getContentType(), permissions, time);
   std::unique_ptr<OutputStream> const output = part.getOutputStream();
   StreamHelper::copyStreamToStream(source->getInputStream(), *output);

@@ -4,13 +4,16 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "container/ItemStream.hpp"
 #include "crypto/CryptoAdapters.hpp"
 #include "crypto/IVGenerators.hpp"
+#include "crypto/MessageStreams.hpp"
 #include "opc/ztservices/FileSystem.hpp"
+#include "services/tree/CompressedContent.hpp"
 #include "services/tree/EncryptedContent.hpp"
 #include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/Messages.hpp"
@@ -55,9 +58,16 @@ bool giveTheSame(InputStream& a, InputStream& b) {
 
 }  // namespace
 
-// All new objects exist before the first old one is replaced.
 void FileSystemManager::enableEncryption(std::vector<unsigned char> const& key, IVMode ivMode,
                                          std::vector<unsigned char> const& ivBytes) {
+  auto const type = findManifestType();
+  bool const isCompressed = type && encryptionOf(*type) == kCompressedEncryption;
+  enableEncryption(key, ivMode, ivBytes, isCompressed ? Compression::Deflate : Compression::None);
+}
+
+// All new objects exist before the first old one is replaced.
+void FileSystemManager::enableEncryption(std::vector<unsigned char> const& key, IVMode ivMode,
+                                         std::vector<unsigned char> const& ivBytes, Compression compression) {
   if (isNonEncrypted()) throw CannotChangeEncryption(messages::kCannotStartEncryption);
   auto ivGenerator = createIVGenerator(ivMode, ivBytes);
   auto encryptor = std::make_shared<CryptoEncryptor>(key);
@@ -67,6 +77,7 @@ void FileSystemManager::enableEncryption(std::vector<unsigned char> const& key, 
   ivGenerator_ = std::move(ivGenerator);
   encryptor_ = std::move(encryptor);
   digestEngine_ = std::move(digestEngine);
+  compression_ = compression;
 }
 
 void FileSystemManager::enableDecryption(std::vector<unsigned char> const& key) {
@@ -116,6 +127,16 @@ model::Part FileSystemManager::getContentPart(FileSystemEntry const& entry) cons
   if (!entry.isFile()) throw FileSystemEntryMustBeFile(messages::kMustBeFile);
   throwIfStale(entry);
   return getPackage().getPart(model::PartName(entry.getContentName()));
+}
+
+std::unique_ptr<IContentSource> FileSystemManager::encrypted(std::unique_ptr<IContentSource> source) const {
+  std::string mark = encryptionAlgorithm_;
+  if (compression_ == Compression::Deflate) {
+    MaybeCompressed made = compressed(std::move(source), getPackage().getCompressionLevel());
+    if (made.isCompressed) mark = kCompressedEncryption;
+    source = std::move(made.source);
+  }
+  return std::make_unique<EncryptionInPieces>(std::move(source), encryptor_, std::move(mark), ivGenerator_);
 }
 
 std::optional<model::ContentType> FileSystemManager::findManifestType() const {

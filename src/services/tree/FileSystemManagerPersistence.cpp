@@ -9,7 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "crypto/MessageStreams.hpp"
 #include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/ContentParts.hpp"
@@ -154,20 +153,22 @@ void FileSystemManager::doSaveCurrent() {
   ByteArrayOutAdaptor buffer(bytes);
   manifest_->write(*tree_, buffer);
   std::unique_ptr<IContentSource> source = std::make_unique<BytesSource>(std::move(bytes), getPartContentType());
-  if (isEncryptionEnabled())
-    source = std::make_unique<EncryptionInPieces>(std::move(source), encryptor_, encryptionAlgorithm_, ivGenerator_);
+  if (isEncryptionEnabled()) source = encrypted(std::move(source));
   InputStream& input = source->getInputStream();
-  leaveVersion1Part();
+  leavePartOfAnotherKind(source->getContentType());
   manifest::kPart.save(getPackage(), source->getContentType(),
                        [&input](OutputStream& output) { StreamHelper::copyStreamToStream(input, output); });
 }
 
-/// A part keeps its content type for life. By that of version 1 a reader would take the targets of links for parts, so
-/// the manifest moves to a new part.
-void FileSystemManager::leaveVersion1Part() {
+/// A part keeps its content type for life. By that of version 1 a reader would take the targets of links for parts, and
+/// by another mark it would not inflate the manifest, or inflate one that is not deflated. So the manifest moves to a
+/// new part.
+void FileSystemManager::leavePartOfAnotherKind(model::ContentType const& type) {
   model::Package& package = getPackage();
   auto const part = manifest::kPart.find(package);
-  if (!part || part->getContentType() != getPartContentTypeV1()) return;
+  if (!part) return;
+  model::ContentType const former = part->getContentType();
+  if (former != getPartContentTypeV1() && encryptionOf(former) == encryptionOf(type)) return;
   auto const leadsToIt = [&](model::Relationship const& relationship) {
     auto const target = model::PackageHelper::findTarget(package, relationship);
     return target && target->getName() == part->getName();

@@ -238,13 +238,16 @@ std::pair<FileSystemEntry, model::Part> FileSystemManager::createFileInternal(st
                                                                               model::ContentType const& type,
                                                                               Perms::Perms_tag permissions,
                                                                               boost::posix_time::ptime const& time) {
-  std::u16string const name = makeUniquePartName(path);
-  model::Part part =
-      getPackage().createPart(model::PartName(name), type, model::StandardPartInfo(compressionFor(type)));
-  FileSystemNode const node = makeFileNode(path, name, permissions, time);
+  model::Part part = createContentPart(path, type);
+  FileSystemNode const node = makeFileNode(path, part.getName().toString(), permissions, time);
   tree_->addNode(node);
   markAsDirty();
   return {makeEntry(node), std::move(part)};
+}
+
+model::Part FileSystemManager::createContentPart(std::u16string const& path, model::ContentType const& type) const {
+  return getPackage().createPart(model::PartName(makeUniquePartName(path)), type,
+                                 model::StandardPartInfo(compressionFor(type)));
 }
 
 FileSystemEntry FileSystemManager::createLinkInternal(std::u16string const& path, std::u16string const& target) {

@@ -20,6 +20,10 @@ inline constexpr char kNotBelowSourceRoot[] = "Could not make source file name r
 inline constexpr char kCannotStartEncryption[] =
     "Cannot change from a non-encrypted file system to an encrypted file-system";
 inline constexpr char kCannotStopEncryption[] = "Cannot save an encrypted file system while encryption is not enabled";
+inline constexpr char kNoKeyToChange[] = "There is neither an old nor a new key";
+inline constexpr char kSameKey[] = "The new key is the old one";
+inline constexpr char kIsNotEncrypted[] = "The file system is not encrypted, so that it has no old key";
+inline constexpr char kNoFileSystem[] = "The package has no file system";
 inline constexpr char kManifestIsEncrypted[] = "Manifest is encrypted but enableDecryption() has not been called yet";
 inline constexpr char kContentIsEncrypted[] = "Content is encrypted but enableDecryption() has not been called yet";
 inline constexpr char kConflict[] = "The file system was saved by another manager after it was loaded";

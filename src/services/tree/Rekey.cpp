@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "opc/ztservices/Rekey.hpp"
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "opc/ztservices/Exceptions.hpp"
+#include "opc/ztservices/FileSystem.hpp"
+#include "services/tree/ContentParts.hpp"
+#include "services/tree/FileSystemManifest.hpp"
+#include "services/tree/FileSystemTree.hpp"
+#include "services/tree/Messages.hpp"
+
+namespace opc::ztservices {
+
+/// Replaces the file system of a package by a new one with the same tree. Contents of the old one stay readable until
+/// the package is saved, since parts change in memory only.
+class Rekeying {
+ public:
+  Rekeying(model::Package& package, RekeyOptions const& options) : package_(package), options_(options) {}
+
+  void run();
+
+ private:
+  using Progress = RekeyOptions::Progress;
+
+  std::unique_ptr<FileSystemManager> loadOld() const;
+  Progress measure(FileSystemManager const& old) const;
+  void copyTree(FileSystemManager& old);
+  void copyContent(FileSystemManager& old, FileSystemNode node);
+  void deleteContents(FileSystemManager& old);
+  void recordPassword();
+
+  model::Package& package_;
+  RekeyOptions const& options_;
+  Progress progress_{};
+  std::unique_ptr<FileSystemManager> fresh_;
+  std::unique_ptr<CipherDataManager> cipherData_;
+};
+
+// The old manager goes before the save, which it must take no part in.
+void Rekeying::run() {
+  auto const old = loadOld();
+  progress_ = measure(*old);
+  old->contentParts();  // looks at relationships, so it is made while they are there
+  manifest::kPart.remove(package_);
+  manifest::kPartV1.remove(package_);
+  fresh_ = std::make_unique<FileSystemManager>(package_);
+  if (options_.newKey) fresh_->enableEncryption(*options_.newKey, IVMode::Random, {}, options_.compression);
+  fresh_->setCreatedByEncoding(old->getCreatedByEncoding());
+  copyTree(*old);
+  deleteContents(*old);
+  recordPassword();
+}
+
+std::unique_ptr<FileSystemManager> Rekeying::loadOld() const {
+  auto old = std::make_unique<FileSystemManager>(package_);
+  if (!manifest::kPart.find(package_) && !manifest::kPartV1.find(package_)) throw Exception(messages::kNoFileSystem);
+  if (options_.oldKey && !old->isEncrypted()) throw CannotChangeEncryption(messages::kIsNotEncrypted);
+  if (options_.oldKey) old->enableDecryption(*options_.oldKey);
+  old->ensureLoaded();
+  return old;
+}
+
+Rekeying::Progress Rekeying::measure(FileSystemManager const& old) const {
+  Progress all{};
+  old.tree_->forEachListed([&](FileSystemNode const& node) {
+    if (node.type != FileSystemNodeType::File) return;
+    ++all.allFiles;
+    all.allBytes += package_.getPart(model::PartName(node.content)).getStoredSize();
+  });
+  return all;
+}
+
+void Rekeying::copyTree(FileSystemManager& old) {
+  old.tree_->forEachListed([&](FileSystemNode const& node) {
+    if (node.type == FileSystemNodeType::File)
+      copyContent(old, node);
+    else
+      fresh_->tree_->insertNode(node);
+  });
+}
+
+/// Creates no entry by the rules for new ones: the tree may have entries below files, which stay.
+void Rekeying::copyContent(FileSystemManager& old, FileSystemNode node) {
+  if (options_.progress) options_.progress(progress_);
+  std::uint64_t const storedSize = package_.getPart(model::PartName(node.content)).getStoredSize();
+  auto source = old.getFileContentSource(old.makeEntry(node), TransformMode::Transform);
+  if (options_.newKey) source = fresh_->encrypted(std::move(source));
+  model::Part const part = fresh_->createContentPart(node.fullPath(), source->getContentType());
+  node.content = part.getName().toString();
+  fresh_->tree_->insertNode(node);
+  auto const output = part.getOutputStream();
+  StreamHelper::copyStreamToStream(source->getInputStream(), *output);
+  output->close();
+  ++progress_.files;
+  progress_.bytes += storedSize;
+}
+
+void Rekeying::deleteContents(FileSystemManager& old) {
+  old.tree_->forEachListed([&](FileSystemNode const& node) {
+    bool const goes = node.type == FileSystemNodeType::File && old.contentParts().release(node.content);
+    if (goes) package_.deletePart(model::PartName(node.content));
+  });
+}
+
+void Rekeying::recordPassword() {
+  model::RelationshipSelector const selector(model::URI(u"/"), model::RelationshipSelectorType::ByType,
+                                             FileSystemManager::getRelationshipType());
+  cipherData_ = std::make_unique<CipherDataManager>(package_);
+  if (cipherData_->hasCipherEntry(selector)) cipherData_->deleteCipherEntry(selector);
+  if (!options_.passwordEntry) return;
+  CipherEntry const& entry = *options_.passwordEntry;
+  cipherData_->addCipherEntry(entry.getRelationshipSelector(), entry.getHash(), entry.getSalt(), entry.getIV());
+}
+
+void rekeyPackage(std::u16string const& source, std::u16string const& destination, RekeyOptions const& options) {
+  if (!options.oldKey && !options.newKey) throw CannotChangeEncryption(messages::kNoKeyToChange);
+  if (options.oldKey && options.newKey && *options.oldKey == *options.newKey)
+    throw CannotChangeEncryption(messages::kSameKey);
+  bool const inPlace = source == destination;
+  auto const package = model::Package::open(source, model::AccessMode::ReadWrite,
+                                            {.openProtected = !inPlace || options.save.replaceProtected});
+  package->setCompressionThreads(std::thread::hardware_concurrency());
+  Rekeying rekeying(*package, options);
+  rekeying.run();
+  if (inPlace)
+    package->save(options.save);
+  else
+    package->saveAs(destination, model::Existing::Refuse, options.save);
+}
+
+}  // namespace opc::ztservices

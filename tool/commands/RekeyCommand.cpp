@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cstdint>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "cli/Amounts.hpp"
+#include "cli/Errors.hpp"
+#include "cli/Process.hpp"
+#include "cli/Progress.hpp"
+#include "commands/Commands.hpp"
+#include "disk/FileSystems.hpp"
+#include "disk/Paths.hpp"
+#include "opc/ztservices/Rekey.hpp"
+#include "secrets/PackageKey.hpp"
+
+namespace ztpkg {
+namespace {
+
+using opc::ztservices::FileSystemManager;
+using opc::ztservices::RekeyOptions;
+
+void checkUsage(RekeyCommandOptions const& options) {
+  NewKeyOptions const& key = options.newKey;
+  if (options.toPlain && key.isGiven()) throwUsage("--to-plain takes no new key");
+  if (!options.toPlain && !key.isGiven())
+    throwUsage("a new key is required: --new-key-file, --new-password or another source of a password, or --to-plain");
+  if (key.compress && options.toPlain) throwUsage("--compress is for contents that are encrypted");
+  if (key.passwordCost && !key.password.isGiven()) throwUsage("--password-cost needs a new password");
+}
+
+/// The present key, which the manifest has proved; null for a package that is not encrypted.
+std::unique_ptr<Secret const> presentKey(RekeyCommandOptions const& options) {
+  auto const package = openFileSystem(options.package);
+  FileSystemManager manager(*package);
+  auto key = enableDecryption(manager, options.key, options.package);
+  ztpkg::load(manager, options.package);
+  if (manager.isEncrypted() || (!options.key.isGiven() && !options.toPlain)) return key;
+  std::u16string const name = fromArgument(options.package);
+  throw Failure(Report{Exit::Package, "not-encrypted", shown(name) + " is not encrypted", name});
+}
+
+/// The new key; neither has a value for none.
+struct NewKey {
+  std::unique_ptr<Secret const> ofFile;
+  std::unique_ptr<NewPasswordKey const> ofPassword;
+};
+
+NewKey newKeyFor(RekeyCommandOptions const& options) {
+  NewKeyOptions const& key = options.newKey;
+  if (!key.file.empty()) return {readKey(key.file), nullptr};
+  if (!key.password.isGiven()) return {};
+  return {nullptr, std::make_unique<NewPasswordKey const>(
+                       readPassword(key.password, options.package, PasswordUse::Changed), key.passwordCost)};
+}
+
+}  // namespace
+
+void rekey(RekeyCommandOptions const& options) {
+  checkUsage(options);
+  noteSignals();
+  auto const oldKey = presentKey(options);
+  std::u16string const package = fromArgument(options.package);
+  if (options.toPlain && !options.force && !confirm("Store the contents of " + shown(package) + " without encryption?"))
+    throw Failure(Report{Exit::Usage, "usage", "nothing was changed", {}});
+  NewKey const newKey = newKeyFor(options);
+  Progress progress(options.progress && !options.quiet);
+  RekeyOptions rekeying;
+  if (oldKey) rekeying.oldKey = &oldKey->bytes();
+  if (newKey.ofFile) rekeying.newKey = &newKey.ofFile->bytes();
+  if (newKey.ofPassword) rekeying.newKey = &newKey.ofPassword->key().bytes();
+  if (newKey.ofPassword) rekeying.passwordEntry = newKey.ofPassword->entry();
+  rekeying.compression = options.newKey.compression();
+  rekeying.save.replaceProtected = options.force;
+  rekeying.progress = [&](RekeyOptions::Progress const& done) {
+    throwIfInterrupted();
+    progress.expect({done.allFiles, done.allBytes});
+    progress.addFile();
+    progress.addBytes(done.bytes - progress.done().bytes);
+  };
+  opc::ztservices::rekeyPackage(package, package, rekeying);
+  progress.finish();
+  if (!options.quiet)
+    std::cerr << "rekeyed " << counted(progress.done().files, "file") << ", the package now has "
+              << sizeText(sizeOfFile(package)) << ", " << secondsText(progress.elapsed()) << '\n';
+}
+
+}  // namespace ztpkg
