@@ -82,7 +82,7 @@ Archive::Located Archive::locate(std::size_t index, std::uint64_t wanted) const 
   return {std::move(bytes), header};
 }
 
-std::unique_ptr<InputStream> Archive::openContent(std::size_t index, std::uint64_t offset) const {
+std::unique_ptr<InputStream> Archive::openContent(std::size_t index, std::uint64_t offset, std::size_t threads) const {
   Entry const item = entry(index);
   if (!isUsable(index)) throw invalidItem(item.name, fault::kBeyondFile);
   ItemFacts facts = factsOf(item);
@@ -105,7 +105,7 @@ std::unique_ptr<InputStream> Archive::openContent(std::size_t index, std::uint64
   auto source = [self = shared_from_this(), begin](std::uint64_t at, void* to, std::size_t n) {
     self->bytes_->readAt(begin + at, to, n);
   };
-  return openItem(std::move(facts), std::move(source), chunks ? &*chunks : nullptr, offset);
+  return openItem(std::move(facts), std::move(source), chunks ? &*chunks : nullptr, offset, threads);
 }
 
 /// For an item that was read whole, together with its header.

@@ -113,8 +113,8 @@ std::uint64_t Part::getStoredSize() const { return state().contents.storedSizeOf
 
 std::unique_ptr<InputStream> Part::getInputStream() const { return getInputStreamAt(0); }
 
-std::unique_ptr<InputStream> Part::getInputStreamAt(std::uint64_t offset) const {
-  return state().contents.open(state().parts.get(getName()), offset);
+std::unique_ptr<InputStream> Part::getInputStreamAt(std::uint64_t offset, std::size_t threads) const {
+  return state().contents.open(state().parts.get(getName()), offset, threads);
 }
 
 std::unique_ptr<OutputStream> Part::getOutputStream() const {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/PartContents.hpp"
 
+#include <cstddef>
 #include <optional>
 #include <utility>
 
@@ -71,12 +72,12 @@ void PartContents::setPieces(PartRecord& record, Pieces pieces) {
   pieces_.push_back(std::move(pieces));
 }
 
-std::unique_ptr<InputStream> PartContents::open(PartIndex::iterator part, std::uint64_t offset) {
+std::unique_ptr<InputStream> PartContents::open(PartIndex::iterator part, std::uint64_t offset, std::size_t threads) {
   PartRecord& record = part->second;
   refresh(record);
   switch (record.place) {
     case Place::Archive:
-      return archive_->openContent(record.number, offset);
+      return archive_->openContent(record.number, offset, threads);
     case Place::Pieces:
       return zip::startingAt(offset, openPieces(archive_, piecesOf(record)));
     case Place::Store:

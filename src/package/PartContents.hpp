@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <cstdint>
 #include <exception>
@@ -68,7 +69,8 @@ class PartContents {
   std::shared_ptr<zip::Archive const> const& archive() const { return archive_; }
   Pieces const& piecesOf(PartRecord const& record) const { return pieces_[record.number]; }
 
-  std::unique_ptr<InputStream> open(PartIndex::iterator part, std::uint64_t offset = 0);
+  /// With `threads`, a content of the archive that has chunks is inflated on that many.
+  std::unique_ptr<InputStream> open(PartIndex::iterator part, std::uint64_t offset = 0, std::size_t threads = 0);
   std::uint64_t sizeOf(PartIndex::iterator part);
   std::uint64_t storedSizeOf(PartIndex::iterator part);
   /// Of a part that is one item of the archive.
