@@ -19,11 +19,6 @@ namespace {
 // The expected maximum of a local extra field, so that one read gets a whole small item.
 constexpr std::uint64_t kExtraGuess = 1024;
 
-std::optional<ChunkIndex> chunksOf(Entry const& item) {
-  auto const field = findExtraField(item.extra, kChunksExtra);
-  return field ? ChunkIndex::fromField(*field, item.storedSize, item.size) : std::nullopt;
-}
-
 }  // namespace
 
 /// The first bytes of an item: its local header and the number of bytes behind it that the caller wants.
