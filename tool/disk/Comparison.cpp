@@ -19,8 +19,6 @@ using opc::ztservices::FileSystemManager;
 using opc::ztservices::TransformMode;
 using Change = Difference::Change;
 
-/// Absent for a time that the time type cannot hold.
-
 /// The size of a file whose part is missing is absent.
 TreeItem itemOf(FileSystemManager const& manager, FileSystemEntry const& entry) {
   TreeItem item{.kind = kindOf(entry)};

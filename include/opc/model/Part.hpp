@@ -99,6 +99,11 @@ class ZT_API Part : public RelationshipSource {
   friend class Package;
   Part(std::shared_ptr<PackageState> package, PartName name)
       : RelationshipSource(std::move(package), std::move(name)) {}
+
+  void* entry() const;
+
+  mutable void* entry_ = nullptr;       // of the package's index, where it was found the last time,
+  mutable std::uint64_t erasures_ = 0;  // when the index had erased that many
 };
 
 }  // namespace opc::model
