@@ -67,6 +67,7 @@ class ZT_API ConfinedFileSystemOps final : public FileSystemOps {
   std::unique_ptr<FileOutputStream> createForRestoring(std::u16string const& path, Perms::Perms_tag permissions,
                                                        boost::posix_time::ptime const& time,
                                                        boost::system::error_code& error) override;
+  bool isThreadSafe() const override { return true; }
   Perms::Perms_tag getPermissions(std::u16string const& path, boost::system::error_code& error) override;
   void setPermissions(std::u16string const& path, Perms::Perms_tag permissions,
                       boost::system::error_code& error) override;

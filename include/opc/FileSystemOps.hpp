@@ -59,7 +59,7 @@ struct OpenedFile {
 /// failure nothing is made or changed, unless the operation says otherwise. Operations without one return false, or
 /// throw opc::Exception. Exceptions beside that (out of memory) pass through.
 ///
-/// One thread at a time uses an object, unless the implementation allows more. Callers borrow the object and keep it
+/// One thread at a time uses an object, unless isThreadSafe() says more. Callers borrow the object and keep it
 /// alive for longer than what they give it to; the streams that it makes may outlive it only where the implementation
 /// says so.
 class ZT_API FileSystemOps {
@@ -120,6 +120,11 @@ class ZT_API FileSystemOps {
   virtual std::unique_ptr<FileOutputStream> createForRestoring(std::u16string const& path, Perms::Perms_tag permissions,
                                                                boost::posix_time::ptime const& time,
                                                                boost::system::error_code& error);
+
+  /// Whether any number of threads may use the object at a time, each of them other streams, and nothing appears under
+  /// the name of a file of createForRestoring() before its commit(). FileSystemManager uses an object on threads of its
+  /// own only where this is true. False by default, also in classes that are derived from LocalFileSystemOps.
+  virtual bool isThreadSafe() const;
 
   /// The permission bits of what is at the path; NotKnown on an error. Setting sets exactly these bits, and NotKnown is
   /// an error.
@@ -188,6 +193,7 @@ class ZT_API LocalFileSystemOps : public FileSystemOps {
   std::unique_ptr<FileOutputStream> createForRestoring(std::u16string const& path, Perms::Perms_tag permissions,
                                                        boost::posix_time::ptime const& time,
                                                        boost::system::error_code& error) override;
+  bool isThreadSafe() const override;
   Perms::Perms_tag getPermissions(std::u16string const& path, boost::system::error_code& error) override;
   void setPermissions(std::u16string const& path, Perms::Perms_tag permissions,
                       boost::system::error_code& error) override;

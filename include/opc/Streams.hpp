@@ -72,6 +72,9 @@ class ZT_API FileOutputStream : public std::ostream {
   /// What commit() does, in this order. Only streams of FileSystemOps::createForRestoring have the last two steps.
   enum class Step { Content, Time, Permissions };
 
+  /// Does as much of commit() as can be done while nothing appears under the file's name, on any thread. Nothing may be
+  /// written afterwards, and commit() reports the errors. The default does nothing.
+  virtual void prepare();
   /// Flushes, checks every write so far and closes. Reports the first error of any of these, and reports it again when
   /// it is called again.
   virtual void commit(boost::system::error_code& error) = 0;

@@ -19,11 +19,6 @@ namespace {
 // The expected maximum of a local extra field, so that one read gets a whole small item.
 constexpr std::uint64_t kExtraGuess = 1024;
 
-std::optional<ChunkIndex> chunksOf(Entry const& item) {
-  auto const field = findExtraField(item.extra, kChunksExtra);
-  return field ? ChunkIndex::fromField(*field, item.storedSize, item.size) : std::nullopt;
-}
-
 }  // namespace
 
 /// The first bytes of an item: its local header and the number of bytes behind it that the caller wants.
@@ -82,7 +77,7 @@ Archive::Located Archive::locate(std::size_t index, std::uint64_t wanted) const 
   return {std::move(bytes), header};
 }
 
-std::unique_ptr<InputStream> Archive::openContent(std::size_t index, std::uint64_t offset) const {
+std::unique_ptr<InputStream> Archive::openContent(std::size_t index, std::uint64_t offset, std::size_t threads) const {
   Entry const item = entry(index);
   if (!isUsable(index)) throw invalidItem(item.name, fault::kBeyondFile);
   ItemFacts facts = factsOf(item);
@@ -105,7 +100,7 @@ std::unique_ptr<InputStream> Archive::openContent(std::size_t index, std::uint64
   auto source = [self = shared_from_this(), begin](std::uint64_t at, void* to, std::size_t n) {
     self->bytes_->readAt(begin + at, to, n);
   };
-  return openItem(std::move(facts), std::move(source), chunks ? &*chunks : nullptr, offset);
+  return openItem(std::move(facts), std::move(source), chunks ? &*chunks : nullptr, offset, threads);
 }
 
 /// For an item that was read whole, together with its header.

@@ -32,7 +32,7 @@ class Archive : public std::enable_shared_from_this<Archive> {
   /// reports the end, for items of up to kVerifiedWholeBytes before it delivers the first byte. Throws InvalidItem,
   /// naming the item, for an unknown method, encryption, a local header that disagrees, and a wrong length or CRC. In
   /// an archive from a Reader that lists all faults, the local header only serves to find the data.
-  std::unique_ptr<InputStream> openContent(std::size_t index, std::uint64_t offset = 0) const;
+  std::unique_ptr<InputStream> openContent(std::size_t index, std::uint64_t offset = 0, std::size_t threads = 0) const;
 
   /// The begin of the next item or of the directory: this item must end before it.
   std::uint64_t limitOf(std::size_t index) const;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "container/Directory.hpp"
 #include "container/ZipFormat.hpp"
 
 namespace opc::model::zip {
@@ -84,6 +85,11 @@ ChunkIndex::Chunk ChunkIndex::chunkAt(std::uint64_t offset) const {
   std::uint64_t const storedBegin = storedBeginOf(index);
   return {static_cast<std::uint64_t>(index) * chunkSize_, static_cast<std::size_t>(sizeOf(index)), storedBegin,
           static_cast<std::size_t>(record.storedEnd - storedBegin), record.crc};
+}
+
+std::optional<ChunkIndex> chunksOf(Entry const& item) {
+  auto const field = findExtraField(item.extra, kChunksExtra);
+  return field ? ChunkIndex::fromField(*field, item.storedSize, item.size) : std::nullopt;
 }
 
 }  // namespace opc::model::zip

@@ -63,4 +63,9 @@ class ChunkIndex {
   std::vector<Record> records_;  // empty once the content is too long
 };
 
+struct Entry;
+
+/// The index in the item's directory entry; nothing where there is none that fits the item.
+std::optional<ChunkIndex> chunksOf(Entry const& item);
+
 }  // namespace opc::model::zip

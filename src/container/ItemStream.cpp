@@ -363,7 +363,7 @@ std::unique_ptr<InputStream> startingAt(std::uint64_t offset, std::unique_ptr<In
 }
 
 std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source, ChunkIndex const* chunks,
-                                      std::uint64_t offset) {
+                                      std::uint64_t offset, std::size_t threads) {
   checkFacts(facts);
   if (isReadWhole(facts)) {
     Buffer stored(static_cast<std::size_t>(facts.storedSize));
@@ -373,7 +373,7 @@ std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source, Chunk
   bool const whole = isVerifiedWhole(facts);
   if (whole && facts.size == 0) throw invalidItem(facts.name, fault::kLeftOver);
   Buffer content(whole ? static_cast<std::size_t>(facts.size) : 0);
-  if (!whole && chunks) return openChunks(std::move(facts), *chunks, std::move(source), offset);
+  if (!whole && chunks) return openChunks(std::move(facts), *chunks, std::move(source), offset, threads);
   auto stream = makeVerifiedStream(std::move(facts), std::move(source));
   if (!whole) return startingAt(offset, std::move(stream));
   stream->read(content.data.get(), content.size);

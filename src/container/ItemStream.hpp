@@ -55,9 +55,10 @@ std::unique_ptr<InputStream> makeStream(Buffer content);
 
 /// The item's content, verified before the stream delivers its first or its last byte. Throws InvalidItem.
 /// Where an index of chunks is given, a long item is read by its chunks, from `offset` in its content on; without one,
-/// what precedes the offset is read and skipped.
+/// what precedes the offset is read and skipped. With `threads`, which call `source` at once, several chunks are
+/// inflated at a time.
 std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source, ChunkIndex const* chunks = nullptr,
-                                      std::uint64_t offset = 0);
+                                      std::uint64_t offset = 0, std::size_t threads = 0);
 
 /// The stream without its first `offset` bytes, which are read and skipped; at its end where it has fewer. reset() goes
 /// back to there.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "container/ChunkIndex.hpp"
 #include "container/Directory.hpp"
 #include "container/Faults.hpp"
 #include "container/ItemStream.hpp"
@@ -219,7 +220,54 @@ void Reader::checkHeaders() {
   }
 }
 
-void Reader::readItems(ItemSink const& done, ContentSink const& take) {
+/// What one call of readItems() hands its items to.
+struct Reader::Reading {
+  ItemSink const& done;
+  ContentSink const& take;
+  std::size_t threads;
+  TaskQueue queue{};  // last, so that it ends before what its tasks use
+};
+
+/// Unpacks a content that is held whole. What it finds is reported in the order of the items.
+class Reader::ContentTask final : public TaskQueue::Task {
+ public:
+  ContentTask(Reader& reader, Reading& reading, std::size_t index, bool isSound, ItemFacts facts, Buffer stored)
+      : reader_(reader),
+        reading_(reading),
+        index_(index),
+        isSound_(isSound),
+        facts_(std::move(facts)),
+        stored_(std::move(stored)) {}
+
+  void run() override {
+    try {
+      content_ = unpack(facts_, stored_.data.get());
+    } catch (InvalidItem const& fault) {
+      fault_ = fault.what();
+    }
+    stored_ = Buffer(0);
+  }
+
+  void deliver() override {
+    if (fault_)
+      reader_.faults_.tolerate({code::kDamagedContent, faultItem(facts_.name), *fault_});
+    else if (reading_.take && content_.size > 0)
+      reading_.take(index_, {content_.data.get(), content_.size});
+    reader_.finish(index_, isSound_ && !fault_, reading_.done);
+  }
+
+ private:
+  Reader& reader_;
+  Reading& reading_;
+  std::size_t index_;
+  bool isSound_;  // apart from its content
+  ItemFacts facts_;
+  Buffer stored_;
+  Buffer content_{0};
+  std::optional<std::string> fault_;
+};
+
+void Reader::readItems(ItemSink const& done, ContentSink const& take, std::size_t threads) {
   auto places = usableStarts();
   std::sort(places.begin(), places.end());
   std::uint64_t const begin = places.empty() ? archive_->directoryBegin_ : places.front().begin;
@@ -228,10 +276,17 @@ void Reader::readItems(ItemSink const& done, ContentSink const& take) {
   isUnsound_.assign(archive_->size(), false);
   for (std::size_t i = 0; i < archive_->size(); ++i)
     if (!archive_->isUsable(i)) finish(i, false, done);
-  for (std::size_t i = 0; i < places.size(); ++i) {
-    bool const isSound = readItem(places[i].index, limitAfter(places, i), take);
-    finish(places[i].index, isSound, done);
+  Reading reading{done, take, threads};
+  reading.queue.setThreads(threads);
+  queue_ = &reading.queue;
+  try {
+    for (std::size_t i = 0; i < places.size(); ++i) readItem(places[i].index, limitAfter(places, i), reading);
+    settle();
+  } catch (...) {
+    queue_ = nullptr;
+    throw;
   }
+  queue_ = nullptr;
 }
 
 void Reader::finish(std::size_t index, bool isSound, ItemSink const& done) {
@@ -284,16 +339,18 @@ std::optional<std::uint64_t> Reader::endOfDescriptor(Entry const& item, LocalHea
 }
 
 /// Reads the content even if the header disagrees, as long as its place is known.
-bool Reader::readItem(std::size_t index, std::uint64_t limit, ContentSink const& take) {
+void Reader::readItem(std::size_t index, std::uint64_t limit, Reading& reading) {
   Entry const item = archive_->entry(index);
   LocalHeader header;
   bool isSound = checkHeader(item, limit, header);
-  if (header.size == 0) return false;
+  if (header.size == 0) {
+    settle();
+    return finish(index, false, reading.done);
+  }
   isSound = isSound && checkExtra(item, header);
   header.extra = {};  // a view into the window, which moves on
-  isSound &= readContent(index, item.localHeaderOffset + header.size, take);
+  readContent(index, item.localHeaderOffset + header.size, isSound, reading);
   checkBehind(item, header, limit);
-  return isSound;
 }
 
 /// Checks the extra fields for a name that opening the content refuses, and for growth hints.
@@ -305,7 +362,8 @@ bool Reader::checkExtra(Entry const& item, LocalHeader const& header) {
   return false;
 }
 
-bool Reader::readContent(std::size_t index, std::uint64_t begin, ContentSink const& take) {
+/// `isSound` says so of the item apart from its content.
+void Reader::readContent(std::size_t index, std::uint64_t begin, bool isSound, Reading& reading) {
   Entry const item = archive_->entry(index);
   ItemFacts facts = factsOf(item);
   try {
@@ -313,17 +371,33 @@ bool Reader::readContent(std::size_t index, std::uint64_t begin, ContentSink con
     checkFacts(facts);
   } catch (InvalidItem const& fault) {
     tolerate(code::kUnreadableItem, item.name, fault.what());
-    return false;
+    return finish(index, false, reading.done);
   }
+  if (!isReadWhole(facts)) {
+    settle();
+    return finish(index, readLongContent(item, index, begin, reading) && isSound, reading.done);
+  }
+  Buffer stored(static_cast<std::size_t>(facts.storedSize));
+  if (stored.size > kLargestWindow)
+    bytes_->readAt(begin, stored.data.get(), stored.size);
+  else
+    std::copy_n(window(begin, stored.size), stored.size, stored.data.get());
+  std::size_t const size = stored.size + static_cast<std::size_t>(facts.size);
+  reading.queue.add(std::make_unique<ContentTask>(*this, reading, index, isSound, std::move(facts), std::move(stored)),
+                    size);
+}
+
+bool Reader::readLongContent(Entry const& item, std::size_t index, std::uint64_t begin, Reading& reading) {
+  auto const source = [bytes = bytes_, begin](std::uint64_t offset, void* to, std::size_t count) {
+    bytes->readAt(begin + offset, to, count);
+  };
+  auto const chunks = chunksOf(item);
   try {
-    auto const stream = openItem(std::move(facts), [this, begin](std::uint64_t offset, void* to, std::size_t count) {
-      if (count > kLargestWindow) return bytes_->readAt(begin + offset, to, count);
-      std::copy_n(window(begin + offset, count), count, static_cast<unsigned char*>(to));
-    });
+    auto const stream = openItem(factsOf(item), source, chunks ? &*chunks : nullptr, 0, reading.threads);
     Buffer buffer(kReadStep);
     while (!stream->isEnd()) {
       std::size_t const count = stream->read(buffer.data.get(), buffer.size);
-      if (take) take(index, {buffer.data.get(), count});
+      if (reading.take) reading.take(index, {buffer.data.get(), count});
     }
     return true;
   } catch (InvalidItem const& fault) {
@@ -332,11 +406,18 @@ bool Reader::readContent(std::size_t index, std::uint64_t begin, ContentSink con
   }
 }
 
+/// Faults are reported in the order of the items.
+void Reader::settle() const {
+  if (queue_) queue_->deliverAll();
+}
+
 void Reader::refuse(char const* code, std::string_view item, std::string const& message) const {
+  settle();
   faults_.refuse({code, item.empty() ? std::string() : faultItem(item), message});
 }
 
 void Reader::tolerate(char const* code, std::string_view item, std::string const& message) const {
+  settle();
   faults_.tolerate({code, item.empty() ? std::string() : faultItem(item), message});
 }
 

@@ -17,6 +17,7 @@
 #include "container/Faults.hpp"
 #include "container/LocalHeader.hpp"
 #include "container/RandomAccessBytes.hpp"
+#include "io/TaskQueue.hpp"
 
 namespace opc::model::zip {
 
@@ -46,8 +47,9 @@ class Reader {
   void checkHeaders();
 
   /// The same in the order of the file; also reads all contents, in one pass and with little memory. Content that
-  /// `take` receives is valid only if `done` reports the item as sound.
-  void readItems(ItemSink const& done = {}, ContentSink const& take = {});
+  /// `take` receives is valid only if `done` reports the item as sound. With `threads`, contents are inflated on that
+  /// many; faults and calls come in the same order, on the caller's thread.
+  void readItems(ItemSink const& done = {}, ContentSink const& take = {}, std::size_t threads = 0);
 
   /// False when readItems() has found a fault in the item's header or content.
   bool isSound(std::size_t index) const { return isUnsound_.empty() || !isUnsound_[index]; }
@@ -73,12 +75,16 @@ class Reader {
   void checkBehind(Entry const& item, LocalHeader const& header, std::uint64_t limit);
   std::optional<std::uint64_t> endOfDescriptor(Entry const& item, LocalHeader const& header, std::uint64_t begin,
                                                std::uint64_t limit);
+  struct Reading;
+  class ContentTask;
   void finish(std::size_t index, bool isSound, ItemSink const& done);
-  bool readItem(std::size_t index, std::uint64_t limit, ContentSink const& take);
+  void readItem(std::size_t index, std::uint64_t limit, Reading& reading);
   bool checkExtra(Entry const& item, LocalHeader const& header);
-  bool readContent(std::size_t index, std::uint64_t begin, ContentSink const& take);
+  void readContent(std::size_t index, std::uint64_t begin, bool isSound, Reading& reading);
+  bool readLongContent(Entry const& item, std::size_t index, std::uint64_t begin, Reading& reading);
   void refuse(char const* code, std::string_view item, std::string const& message) const;
   void tolerate(char const* code, std::string_view item, std::string const& message) const;
+  void settle() const;
   unsigned char const* window(std::uint64_t offset, std::uint64_t count);
 
   std::shared_ptr<RandomAccessBytes const> bytes_;
@@ -90,6 +96,7 @@ class Reader {
   bool hasWholeDirectory_ = false;
   std::vector<bool> isUnsound_;  // by item; empty before all items are read
   ReadAhead ahead_;
+  TaskQueue* queue_ = nullptr;  // of contents that are read before their faults are reported
 };
 
 }  // namespace opc::model::zip

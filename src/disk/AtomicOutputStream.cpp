@@ -40,13 +40,18 @@ void AtomicOutputStream::commit(error_code& error) {
   error = result_;
 }
 
+void AtomicOutputStream::prepare() {
+  if (std::exchange(isPrepared_, true)) return;
+  isWhole_ = buffer_.pubsync() == 0 && !bad();
+  if (isWhole_) unset_ = setAttributes();
+}
+
 error_code AtomicOutputStream::finish() {
-  bool const isWhole = buffer_.pubsync() == 0 && !bad();
-  error_code const unset = isWhole ? setAttributes() : error_code();
+  prepare();
   error_code error = buffer_.commit();
-  if (!error && !isWhole) error = posixError(EIO);  // something other than the file failed, such as memory
-  if (error || !unset) failedStep_ = Step::Content;
-  if (!error) error = unset;
+  if (!error && !isWhole_) error = posixError(EIO);  // something other than the file failed, such as memory
+  if (error || !unset_) failedStep_ = Step::Content;
+  if (!error) error = unset_;
   if (!error) temporary_.moveTo(place_.name.c_str(), replace_, error);
   if (!error) temporary_.remove(error);
   return error;

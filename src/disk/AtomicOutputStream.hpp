@@ -30,14 +30,15 @@ struct FileAttributes {
 };
 
 /// A file that is written under a temporary name (mode 0600) beside its place. commit() completes the content, sets
-/// time and mode by the open file, and then gives the file its name. Until then the file is locked, for
-/// removeLeftovers().
+/// time and mode by the open file (which prepare() can do before), and then gives the file its name. Until then the
+/// file is locked, for removeLeftovers().
 class AtomicOutputStream final : public FileOutputStream {
  public:
   /// Null on an error. With `replace` false, commit() fails (EEXIST) where the name is taken.
   static std::unique_ptr<AtomicOutputStream> create(Place place, FileAttributes const& attributes, bool replace,
                                                     boost::system::error_code& error);
 
+  void prepare() override;
   void commit(boost::system::error_code& error) override;
   Step getFailedStep() const override { return failedStep_; }
   bool hasInexactTime() const override { return hasInexactTime_; }
@@ -53,6 +54,9 @@ class AtomicOutputStream final : public FileOutputStream {
   FileOutputBuffer buffer_;
   FileAttributes attributes_;
   bool replace_;
+  bool isPrepared_ = false;
+  bool isWhole_ = false;             // the content; known once it is prepared, as is
+  boost::system::error_code unset_;  // why time or mode could not be set
   bool finished_ = false;
   boost::system::error_code result_;  // of the first commit()
   Step failedStep_ = Step::Content;

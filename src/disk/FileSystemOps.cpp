@@ -61,6 +61,8 @@ class RestoringStream final : public FileOutputStream {
 FileSystemOps::~FileSystemOps() = default;
 FileSystemOpsSelector::~FileSystemOpsSelector() = default;
 
+bool FileSystemOps::isThreadSafe() const { return false; }
+
 OpenedFile FileSystemOps::openForAdding(std::u16string const& path) {
   OpenedFile file;
   file.content = createInputStream(path, std::ios::in | std::ios::binary, file.openError);

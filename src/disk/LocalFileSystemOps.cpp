@@ -223,6 +223,8 @@ std::unique_ptr<FileOutputStream> LocalFileSystemOps::createForRestoring(std::u1
   return AtomicOutputStream::create(std::move(place), {mode, permissions, kPermissionBits, time}, true, error);
 }
 
+bool LocalFileSystemOps::isThreadSafe() const { return !isDerived(*this); }
+
 Perms::Perms_tag LocalFileSystemOps::getPermissions(std::u16string const& path, boost::system::error_code& error) {
   struct stat status;
   if (!statusOf(path, 0, status, error)) return Perms::NotKnown;

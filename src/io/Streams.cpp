@@ -39,6 +39,7 @@ OutputStream::~OutputStream() = default;
 void OutputStream::abandon() noexcept {}
 FileOutputStream::~FileOutputStream() = default;
 
+void FileOutputStream::prepare() {}
 FileOutputStream::Step FileOutputStream::getFailedStep() const { return Step::Content; }
 bool FileOutputStream::hasInexactTime() const { return false; }
 

@@ -178,6 +178,10 @@ void TaskQueue::add(std::unique_ptr<Task> task, std::size_t size) {
   task->deliver();
 }
 
+void TaskQueue::deliverFirst() {
+  if (impl_->held > 0) impl_->deliverFront();
+}
+
 void TaskQueue::deliverAll() {
   while (impl_->held > 0) impl_->deliverFront();
 }

@@ -34,21 +34,17 @@ constexpr time_t kLongestRename = 10;  // seconds
 
 /// Draws as many bytes at once as the system gives without interruption, so that small files share a call. A process
 /// after a fork draws its own: it would otherwise use, and remove, the names of the other one.
-unsigned char randomByte() {
+std::string randomCharacters(std::size_t count) {
   thread_local std::array<unsigned char, 256> bytes{};
   thread_local std::size_t next = bytes.size();
   thread_local pid_t drawnBy = 0;
-  if (pid_t const process = getpid(); next == bytes.size() || drawnBy != process) {
+  if (pid_t const process = getpid(); bytes.size() - next < count || drawnBy != process) {
     bool const isDrawn = getrandom(bytes.data(), bytes.size(), 0) > 0;
-    next = isDrawn ? 0 : std::min(next, bytes.size() - 1);
+    next = isDrawn ? 0 : std::min(next, bytes.size() - count);
     drawnBy = process;
   }
-  return bytes[next++];
-}
-
-std::string randomCharacters(std::size_t count) {
   std::string text;
-  while (text.size() < count) text += kCharacters[randomByte() % kCharacters.size()];
+  while (text.size() < count) text += kCharacters[bytes[next++] % kCharacters.size()];
   return text;
 }
 

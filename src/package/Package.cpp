@@ -102,8 +102,9 @@ void Package::deletePart(PartName const& name) {
 }
 
 Part Package::getPart(PartName const& name) const {
-  state().parts.get(name);
-  return Part(sharedState(), name);
+  Part part(sharedState(), name);
+  part.entry();
+  return part;
 }
 
 bool Package::hasPart(PartName const& name) const { return state().parts.findExactly(name) != state().parts.end(); }

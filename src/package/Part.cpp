@@ -19,6 +19,8 @@ using detail::PartIndex;
 using detail::PartWrites;
 namespace messages = detail::messages;
 
+detail::PartTable::reference entryOf(void* entry) { return *static_cast<detail::PartTable::pointer>(entry); }
+
 /// Replaces the bytes of a part at close(), or once the package's threads have compressed them. Keeps the package's
 /// data alive.
 class PartOutputStream final : public OutputStream {
@@ -103,18 +105,28 @@ bool operator==(Part const& a, Part const& b) {
   return a.sharedState() == b.sharedState() && a.getName() == b.getName();
 }
 
-ContentType Part::getContentType() const { return *state().parts.get(getName())->second.type->value; }
+/// An entry stays where it is until it is erased. So a handle looks it up once.
+void* Part::entry() const {
+  PartIndex& index = state().parts;
+  if (!entry_ || erasures_ != index.erasures()) {
+    entry_ = &*index.get(getName());
+    erasures_ = index.erasures();
+  }
+  return entry_;
+}
 
-std::uint64_t Part::getSize() const { return state().contents.sizeOf(state().parts.get(getName())); }
+ContentType Part::getContentType() const { return *entryOf(entry()).second.type->value; }
 
-std::optional<std::uint32_t> Part::getCRC32() const { return state().contents.crcOf(state().parts.get(getName())); }
+std::optional<std::uint32_t> Part::getCRC32() const { return state().contents.crcOf(entryOf(entry()).second); }
 
-std::uint64_t Part::getStoredSize() const { return state().contents.storedSizeOf(state().parts.get(getName())); }
+std::uint64_t Part::getSize() const { return state().contents.sizeOf(entryOf(entry()).second); }
+
+std::uint64_t Part::getStoredSize() const { return state().contents.storedSizeOf(entryOf(entry()).second); }
 
 std::unique_ptr<InputStream> Part::getInputStream() const { return getInputStreamAt(0); }
 
-std::unique_ptr<InputStream> Part::getInputStreamAt(std::uint64_t offset) const {
-  return state().contents.open(state().parts.get(getName()), offset);
+std::unique_ptr<InputStream> Part::getInputStreamAt(std::uint64_t offset, std::size_t threads) const {
+  return state().contents.open(entryOf(entry()), offset, threads);
 }
 
 std::unique_ptr<OutputStream> Part::getOutputStream() const {

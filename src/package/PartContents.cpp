@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/PartContents.hpp"
 
+#include <cstddef>
 #include <optional>
 #include <utility>
 
@@ -71,16 +72,16 @@ void PartContents::setPieces(PartRecord& record, Pieces pieces) {
   pieces_.push_back(std::move(pieces));
 }
 
-std::unique_ptr<InputStream> PartContents::open(PartIndex::iterator part, std::uint64_t offset) {
-  PartRecord& record = part->second;
+std::unique_ptr<InputStream> PartContents::open(PartTable::reference part, std::uint64_t offset, std::size_t threads) {
+  PartRecord& record = part.second;
   refresh(record);
   switch (record.place) {
     case Place::Archive:
-      return archive_->openContent(record.number, offset);
+      return archive_->openContent(record.number, offset, threads);
     case Place::Pieces:
       return zip::startingAt(offset, openPieces(archive_, piecesOf(record)));
     case Place::Store:
-      return store_.read(record.number, std::string(part->first.text()), offset);
+      return store_.read(record.number, std::string(part.first.text()), offset);
     case Place::Nowhere:
     case Place::Outdated:
       break;
@@ -89,21 +90,20 @@ std::unique_ptr<InputStream> PartContents::open(PartIndex::iterator part, std::u
   return std::make_unique<ByteArrayInAdaptor>(kNothing);
 }
 
-std::uint64_t PartContents::sizeOf(PartIndex::iterator part) {
-  refresh(part->second);
-  return part->second.isInArchive() ? sumOverItems(part->second, &zip::Entry::size) : written(part->second).size;
+std::uint64_t PartContents::sizeOf(PartRecord& record) {
+  refresh(record);
+  return record.isInArchive() ? sumOverItems(record, &zip::Entry::size) : written(record).size;
 }
 
-std::uint64_t PartContents::storedSizeOf(PartIndex::iterator part) {
-  refresh(part->second);
-  return part->second.isInArchive() ? sumOverItems(part->second, &zip::Entry::storedSize)
-                                    : written(part->second).storedSize;
+std::uint64_t PartContents::storedSizeOf(PartRecord& record) {
+  refresh(record);
+  return record.isInArchive() ? sumOverItems(record, &zip::Entry::storedSize) : written(record).storedSize;
 }
 
-std::optional<std::uint32_t> PartContents::crcOf(PartIndex::iterator part) {
-  refresh(part->second);
-  if (part->second.place != Place::Archive) return std::nullopt;
-  return archive_->entry(part->second.number).crc;
+std::optional<std::uint32_t> PartContents::crcOf(PartRecord& record) {
+  refresh(record);
+  if (record.place != Place::Archive) return std::nullopt;
+  return archive_->entry(record.number).crc;
 }
 
 std::uint64_t PartContents::sumOverItems(PartRecord const& record, std::uint64_t zip::Entry::*size) const {

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <optional>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -68,11 +69,12 @@ class PartContents {
   std::shared_ptr<zip::Archive const> const& archive() const { return archive_; }
   Pieces const& piecesOf(PartRecord const& record) const { return pieces_[record.number]; }
 
-  std::unique_ptr<InputStream> open(PartIndex::iterator part, std::uint64_t offset = 0);
-  std::uint64_t sizeOf(PartIndex::iterator part);
-  std::uint64_t storedSizeOf(PartIndex::iterator part);
+  /// With `threads`, a content of the archive that has chunks is inflated on that many.
+  std::unique_ptr<InputStream> open(PartTable::reference part, std::uint64_t offset = 0, std::size_t threads = 0);
+  std::uint64_t sizeOf(PartRecord& record);
+  std::uint64_t storedSizeOf(PartRecord& record);
   /// Of a part that is one item of the archive.
-  std::optional<std::uint32_t> crcOf(PartIndex::iterator part);
+  std::optional<std::uint32_t> crcOf(PartRecord& record);
   /// The content of a part that is not in the archive; empty before the first write.
   zip::Content written(PartRecord const& record);
 

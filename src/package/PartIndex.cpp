@@ -142,6 +142,7 @@ PartIndex::iterator PartIndex::insert(std::string_view name, MediaType const* ty
 }
 
 void PartIndex::erase(iterator part) noexcept {
+  ++erasures_;
   free_.reset();
   parts_.erase(part);
 }

@@ -127,6 +127,8 @@ class PartIndex {
   /// Neither checks the name.
   iterator insert(std::string_view name, MediaType const* type);
   void erase(iterator part) noexcept;
+  /// How often a part was erased. While the number stays, so do pointers to entries.
+  std::uint64_t erasures() const { return erasures_; }
 
   /// For PackageReader: the archive whose names are viewed, then its parts (fastest in the order of NameLess), then its
   /// other items. add() returns an existing part of the name and false.
@@ -143,6 +145,7 @@ class PartIndex {
 
   std::shared_ptr<zip::Archive const> archive_;
   PartTable parts_;
+  std::uint64_t erasures_ = 0;
   std::vector<LooseItem> items_;
 
   /// The last name found free since the index changed, and the part before which it would be inserted: callers usually

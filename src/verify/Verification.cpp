@@ -47,9 +47,10 @@ void checkCipherData(model::Package& package, FaultList& faults) {
   }
 }
 
-void readItems(model::zip::Reader& container, EncryptionCheck& encryption) {
+void readItems(model::zip::Reader& container, EncryptionCheck& encryption, std::size_t threads) {
   container.readItems([&](std::size_t item, bool isSound) { encryption.finish(item, isSound); },
-                      [&](std::size_t item, std::span<unsigned char const> bytes) { encryption.take(item, bytes); });
+                      [&](std::size_t item, std::span<unsigned char const> bytes) { encryption.take(item, bytes); },
+                      threads);
   encryption.finishPieces();
 }
 
@@ -66,7 +67,7 @@ void checkPackage(model::zip::Reader& container, model::detail::PackageReader& r
   reader.identify();
   PackageCheck package(reader, options.limits, faults);
   EncryptionCheck encryption(package, options.key);
-  readItems(container, encryption);
+  readItems(container, encryption, options.threads);
   reader.readRelationships();
   package.check(kOwnedParts);
   report.isKeyWrong = !FileSystemCheck(package, encryption, faults).check();

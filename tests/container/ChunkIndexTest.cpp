@@ -38,8 +38,8 @@ struct Chunked {
       std::copy_n(bytes.data() + offset, count, static_cast<char*>(to));
     };
   }
-  std::unique_ptr<InputStream> open(std::uint64_t offset = 0) const {
-    return openChunks(facts, index, source(), offset);
+  std::unique_ptr<InputStream> open(std::uint64_t offset = 0, std::size_t threads = 0) const {
+    return openChunks(facts, index, source(), offset, threads);
   }
 };
 
@@ -164,24 +164,30 @@ TEST(ChunkIndex, IsNotTakenFromAFieldThatDoesNotFitTheItem) {
   EXPECT_FALSE(ChunkIndex::fromField(field, stored, 0));
 }
 
-TEST(ChunkedStream, ReadsFromAnywhere) {
+/// With that many threads.
+class ChunkedStream : public testing::TestWithParam<std::size_t> {};
+
+INSTANTIATE_TEST_SUITE_P(OfAnItem, ChunkedStream, testing::Values(0, 1, 3),
+                         [](auto const& threads) { return "Threads" + std::to_string(threads.param); });
+
+TEST_P(ChunkedStream, ReadsFromAnywhere) {
   Chunked const chunked = inChunks(mixed(3 * kOneChunk + 17));
   for (std::uint64_t const offset :
        {0ul, 1ul, kOneChunk - 1, kOneChunk, 2 * kOneChunk + 5, 3 * kOneChunk + 16, chunked.content.size()})
-    EXPECT_TRUE(readAll(*chunked.open(offset)) == chunked.content.substr(offset)) << offset;
+    EXPECT_TRUE(readAll(*chunked.open(offset, GetParam())) == chunked.content.substr(offset)) << offset;
   EXPECT_TRUE(chunked.open(chunked.content.size())->isEnd());
 }
 
-TEST(ChunkedStream, BeginsAgainAfterReset) {
+TEST_P(ChunkedStream, BeginsAgainAfterReset) {
   Chunked const chunked = inChunks(compressible(2 * kOneChunk + 17));
-  auto const stream = chunked.open();
+  auto const stream = chunked.open(0, GetParam());
   EXPECT_TRUE(readAll(*stream, kOneChunk + 1) == chunked.content);
   stream->reset();
   EXPECT_FALSE(stream->isEnd());
   EXPECT_TRUE(readAll(*stream, 4096) == chunked.content);
 }
 
-TEST(ChunkedStream, ReadsOnlyTheChunksThatItNeeds) {
+TEST(ChunkedStreamAlone, ReadsOnlyTheChunksThatItNeeds) {
   Chunked const chunked = inChunks(mixed(8 * kOneChunk));
   std::size_t read = 0;
   auto const stream = openChunks(
@@ -196,10 +202,10 @@ TEST(ChunkedStream, ReadsOnlyTheChunksThatItNeeds) {
   EXPECT_LE(read, chunked.index.chunkAt(5 * kOneChunk).storedSize);
 }
 
-TEST(ChunkedStream, HandsOutNothingOfADamagedChunk) {
+TEST_P(ChunkedStream, HandsOutNothingOfADamagedChunk) {
   Chunked chunked = inChunks(mixed(3 * kOneChunk));
   chunked.stored[chunked.index.chunkAt(kOneChunk).storedBegin + 1000] ^= 1;
-  auto const stream = chunked.open();
+  auto const stream = chunked.open(0, GetParam());
   std::string bytes(kOneChunk, '\0');
   EXPECT_EQ(stream->read(bytes.data(), bytes.size()), bytes.size());
   EXPECT_TRUE(bytes == chunked.content.substr(0, kOneChunk));
@@ -207,19 +213,19 @@ TEST(ChunkedStream, HandsOutNothingOfADamagedChunk) {
   EXPECT_THROW(stream->read(&next, 1), InvalidItem);
   EXPECT_THROW(stream->read(&next, 1), InvalidItem);
   EXPECT_FALSE(stream->isEnd());
-  EXPECT_TRUE(readAll(*chunked.open(2 * kOneChunk)) == chunked.content.substr(2 * kOneChunk));
+  EXPECT_TRUE(readAll(*chunked.open(2 * kOneChunk, GetParam())) == chunked.content.substr(2 * kOneChunk));
 }
 
-TEST(ChunkedStream, HoldsTheWholeAgainstItsCrcBeforeItsLastChunk) {
+TEST_P(ChunkedStream, HoldsTheWholeAgainstItsCrcBeforeItsLastChunk) {
   Chunked chunked = inChunks(compressible(2 * kOneChunk));
   chunked.facts.crc ^= 1;
-  auto const stream = chunked.open();
+  auto const stream = chunked.open(0, GetParam());
   std::string bytes(kOneChunk, '\0');
   EXPECT_EQ(stream->read(bytes.data(), bytes.size()), bytes.size());
   EXPECT_THROW(stream->read(bytes.data(), 1), InvalidItem);
 }
 
-TEST(ChunkedStream, RefusesChunksOfAForgedIndex) {
+TEST_P(ChunkedStream, RefusesChunksOfAForgedIndex) {
   Chunked chunked = inChunks(mixed(3 * kOneChunk));
   std::string field = chunked.index.toField();
   field[6] = static_cast<char>(field[6] + 1);    // the first chunk longer by a byte,
@@ -228,8 +234,8 @@ TEST(ChunkedStream, RefusesChunksOfAForgedIndex) {
   ASSERT_TRUE(forged);
   chunked.index = *forged;
   char bytes[16];
-  EXPECT_THROW(chunked.open()->read(bytes, sizeof bytes), InvalidItem);
-  EXPECT_THROW(chunked.open(kOneChunk)->read(bytes, sizeof bytes), InvalidItem);
+  EXPECT_THROW(chunked.open(0, GetParam())->read(bytes, sizeof bytes), InvalidItem);
+  EXPECT_THROW(chunked.open(kOneChunk, GetParam())->read(bytes, sizeof bytes), InvalidItem);
 }
 
 }  // namespace

@@ -23,10 +23,12 @@ struct Findings {
   FaultNames faults;
   std::vector<std::string> messages;
   std::map<std::string, bool> sound;            // by name
-  std::map<std::string, std::string> contents;  // as they were read in the pass, damaged ones too
+  std::map<std::string, std::string> contents;  // as they were read in the pass
+
+  bool operator==(Findings const&) const = default;
 };
 
-Findings readThrough(std::string const& bytes, std::uint64_t maximumItems = UINT64_MAX) {
+Findings readThrough(std::string const& bytes, std::uint64_t maximumItems, std::size_t threads) {
   Findings found;
   CollectedFaults faults;
   Reader reader(makeMemoryBytes(bytesOf(bytes)), maximumItems, faults);
@@ -34,9 +36,16 @@ Findings readThrough(std::string const& bytes, std::uint64_t maximumItems = UINT
   reader.readItems([&](std::size_t index, bool isSound) { found.sound[nameOf(index)] = isSound; },
                    [&](std::size_t index, std::span<unsigned char const> part) {
                      found.contents[nameOf(index)].append(part.begin(), part.end());
-                   });
+                   },
+                   threads);
   found.faults = std::move(faults.names);
   found.messages = std::move(faults.messages);
+  return found;
+}
+
+Findings readThrough(std::string const& bytes, std::uint64_t maximumItems = UINT64_MAX) {
+  Findings found = readThrough(bytes, maximumItems, 0);
+  EXPECT_TRUE(readThrough(bytes, maximumItems, 3) == found) << "with threads";
   return found;
 }
 

@@ -58,6 +58,8 @@ class WithoutLinks final : public opc::ForwardingFileSystemOps {
   bool isSymlink(std::u16string const&) override { return false; }
 };
 
+TEST_F(ForwardingFileSystemOps, IsNotThreadSafeUnlessAWrapperSaysSo) { EXPECT_FALSE(forwarding.isThreadSafe()); }
+
 TEST_F(ForwardingFileSystemOps, LeavesAWrapperToChangeWhatItOverrides) {
   forwarding.createSymlink(u"target", at("link"), error);
   WithoutLinks wrapper(forwarding);

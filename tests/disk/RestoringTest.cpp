@@ -110,6 +110,32 @@ TEST_P(Restoring, KeepsAnUnfinishedFilePrivateAndUnderAnotherName) {
     EXPECT_EQ(entry.status().permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
 
+TEST_P(Restoring, PreparesAFileWithoutGivingItItsName) {
+  auto const file = ops->createForRestoring(at("a/file"), kPrivate, kTime, error);
+  ASSERT_TRUE(file) << error.message();
+  *file << "text";
+  file->prepare();
+  EXPECT_FALSE(fs::exists(path("a/file")));
+  file->commit(error);
+  EXPECT_FALSE(error) << error.message();
+  EXPECT_EQ(readFile(path("a/file")), "text");
+  EXPECT_EQ(modeOf("a/file"), mode_t{0600});
+  EXPECT_EQ(ops->getLastModifiedTime(at("a/file"), error), kTime);
+}
+
+TEST_P(Restoring, ReportsWhatCouldNotBePreparedWhenTheFileIsToTakeItsName) {
+  auto file = ops->createForRestoring(at("a/file"), Perms::Perms_tag(0200000), kTime, error);
+  ASSERT_TRUE(file) << error.message();
+  file->prepare();
+  file->commit(error);
+  EXPECT_EQ(error, boost::system::errc::invalid_argument);
+  EXPECT_EQ(file->getFailedStep(), Step::Permissions);
+  file.reset();
+  EXPECT_TRUE(fs::is_empty(path("a")));
+}
+
+TEST_P(Restoring, IsThreadSafe) { EXPECT_TRUE(ops->isThreadSafe()); }
+
 TEST_P(Restoring, RefusesBeforeContentIsWrittenWhereAFolderHasTheName) {
   EXPECT_FALSE(ops->createForRestoring(at("a"), kPrivate, kTime, error));
   EXPECT_EQ(error, boost::system::errc::is_a_directory);

@@ -137,6 +137,21 @@ TEST(TaskQueue, DeliversAgainWhatCouldNotBeDelivered) {
   EXPECT_EQ(order, "12");
 }
 
+TEST(TaskQueue, DeliversItsFirstTaskAlone) {
+  TaskQueue queue;
+  queue.setThreads(1);
+  std::string order;
+  queue.deliverFirst();
+  add(
+      queue, [] {}, [&] { order += "1"; });
+  add(
+      queue, [] {}, [&] { order += "2"; });
+  queue.deliverFirst();
+  EXPECT_EQ(order, "1");
+  queue.deliverFirst();
+  EXPECT_EQ(order, "12");
+}
+
 TEST(TaskQueue, DropsWhatIsNotDelivered) {
   std::atomic<int> delivered = 0;
   {

@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <boost/date_time/posix_time/posix_time.hpp>
+#include <cstddef>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "disk/FilesAhead.hpp"
 #include "opc/Strings.hpp"
@@ -92,6 +94,66 @@ TEST_F(FilesAheadOf, FilesThatNobodyAsksForEndsAllTheSame) {
     paths.push_back(directory.u16(std::to_string(i)));
   }
   EXPECT_NO_THROW(FilesAhead(disk, std::move(paths)));
+}
+
+FileFacts factsOf(std::filesystem::path const& path) {
+  struct stat status {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0);
+  return {.identity = opc::FileIdentity::of(status), .permissions = status.st_mode & 0777u};
+}
+
+TEST_F(FilesAheadOf, FilesThatAreAsTheyWereListedHandsOverContentPermissionsAndTime) {
+  make("a", "");
+  make("b", "alpha");
+  std::vector<FileFacts> const listed = {factsOf(directory / "a"), factsOf(directory / "b")};
+  FilesAhead ahead(disk, {directory.u16("a"), directory.u16("b")}, listed);
+  EXPECT_TRUE(ahead.holdsNext(directory.u16("a")));
+  EXPECT_FALSE(ahead.holdsNext(directory.u16("b"))) << "it is not the next one";
+  opc::OpenedFile const first = ahead.openForAdding(directory.u16("a"));
+  EXPECT_TRUE(ahead.holdsNext(directory.u16("b")));
+  opc::OpenedFile const second = ahead.openForAdding(directory.u16("b"));
+  EXPECT_FALSE(ahead.holdsNext(directory.u16("b")));
+  EXPECT_TRUE(FilesAhead::isHeld(first) && FilesAhead::isHeld(second));
+  EXPECT_EQ(contentOf(first), "");
+  EXPECT_EQ(contentOf(second), "alpha");
+  EXPECT_EQ(second.permissions, opc::Perms::Perms_tag(0640));
+  EXPECT_EQ(second.size, 5U);
+  EXPECT_EQ(second.identity, listed[1].identity);
+  EXPECT_EQ(boost::posix_time::to_iso_extended_string(second.time), "2026-03-01T12:30:00.250000");
+}
+
+TEST_F(FilesAheadOf, FilesThatAreNotAsTheyWereListedHandsOverWhatIsThereNow) {
+  for (std::string const name : {"a", "b", "c", "d"}) make(name, "alpha");
+  std::vector<FileFacts> listed;
+  ForwardingOps::Paths paths;
+  for (std::string const name : {"a", "b", "c", "d"}) {
+    listed.push_back(factsOf(directory / name));
+    paths.push_back(directory.u16(name));
+  }
+  make("a", "alphabet");
+  make("b", "alp");
+  make("c", "omega");
+  std::filesystem::remove(directory / "d");
+  std::filesystem::create_symlink("a", directory / "d");
+  FilesAhead ahead(disk, paths, listed);
+  EXPECT_EQ(contentOf(ahead.openForAdding(paths[0])), "alphabet");
+  EXPECT_EQ(contentOf(ahead.openForAdding(paths[1])), "alp");
+  EXPECT_EQ(contentOf(ahead.openForAdding(paths[2])), "omega");
+  EXPECT_FALSE(ahead.holdsNext(paths[3]));
+  EXPECT_EQ(ahead.openForAdding(paths[3]).openError, boost::system::errc::too_many_symbolic_link_levels);
+}
+
+TEST_F(FilesAheadOf, ManyFilesHandsOverEachOne) {
+  ForwardingOps::Paths paths;
+  std::vector<FileFacts> listed;
+  for (int i = 100; i < 400; ++i) {
+    make(std::to_string(i), std::to_string(i));
+    paths.push_back(directory.u16(std::to_string(i)));
+    listed.push_back(factsOf(directory / std::to_string(i)));
+  }
+  FilesAhead ahead(disk, paths, listed);
+  for (int i = 100; i < 400; ++i)
+    EXPECT_EQ(contentOf(ahead.openForAdding(paths[static_cast<std::size_t>(i - 100)])), std::to_string(i));
 }
 
 /// Every file changes between its opening and its end.

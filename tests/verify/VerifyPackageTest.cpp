@@ -35,9 +35,19 @@ class VerifyPackage : public testing::Test {
     return zt_test::readFile(directory_ / "p.zip");
   }
 
-  VerificationReport verify(std::string const& bytes, VerificationOptions const& options = {}) {
+  VerificationReport verify(std::string const& bytes, VerificationOptions options = {}) {
     zt_test::writeFile(directory_ / "p.zip", bytes);
-    return verifyPackage(directory_.u16("p.zip"), options);
+    VerificationReport const report = verifyPackage(directory_.u16("p.zip"), options);
+    options.threads = 3;
+    VerificationReport const threaded = verifyPackage(directory_.u16("p.zip"), options);
+    EXPECT_EQ(messagesOf(threaded), messagesOf(report));
+    EXPECT_EQ(threaded.bytes, report.bytes);
+    return report;
+  }
+  static std::vector<std::string> messagesOf(VerificationReport const& report) {
+    std::vector<std::string> messages;
+    for (VerificationFault const& fault : report.faults) messages.push_back(fault.code + ": " + fault.message);
+    return messages;
   }
 
   TemporaryDirectory directory_;

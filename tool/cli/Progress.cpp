@@ -77,20 +77,22 @@ void Progress::finish() {
 }
 
 void Progress::addFile() {
-  ++done_.files;
+  ++files_;
   showWhenDue();
 }
 
 void Progress::addBytes(std::uint64_t count) {
-  done_.bytes += count;
+  bytes_ += count;
   showWhenDue();
 }
 
 void Progress::showWhenDue() {
-  if (!isShown_ || Clock::now() < due_) return;
+  if (!isShown_) return;
+  std::unique_lock const lock(line_, std::try_to_lock);
+  if (!lock || Clock::now() < due_) return;
   due_ = Clock::now() + kInterval;
   hasLine_ = true;
-  std::cerr << '\r' << progressLine(done_, total_, elapsed(), terminalColumns()) << "\x1b[K" << std::flush;
+  std::cerr << '\r' << progressLine(done(), total_, elapsed(), terminalColumns()) << "\x1b[K" << std::flush;
 }
 
 }  // namespace ztpkg

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <mutex>
 #include <string>
 
 namespace ztpkg {
@@ -15,7 +17,8 @@ struct Amount {
 };
 
 /// Counts the work done, and shows it as a bar in the last line of the terminal if it takes over a second. Shows
-/// nothing if standard error is no terminal. The destructor removes the line, so that messages take its place.
+/// nothing if standard error is no terminal. The destructor removes the line, so that messages take its place. Any
+/// number of threads may add.
 class Progress {
  public:
   explicit Progress(bool isWanted);
@@ -33,7 +36,7 @@ class Progress {
   void addFile();
   void addBytes(std::uint64_t count);
 
-  Amount const& done() const { return done_; }
+  Amount done() const { return {files_, bytes_}; }
   std::chrono::duration<double> elapsed() const { return Clock::now() - begin_; }
 
  private:
@@ -46,7 +49,8 @@ class Progress {
   Clock::time_point due_;
   bool hasLine_ = false;
   Amount total_;
-  Amount done_;
+  std::atomic<std::uint64_t> files_ = 0, bytes_ = 0;  // done
+  std::mutex line_;                                   // held by the thread that shows it
 };
 
 /// The line for a terminal of that many columns: "42% [####      ] 1.2 MB of 3.0 MB, 7 files, 1.1 MB/s, 0:02 left",

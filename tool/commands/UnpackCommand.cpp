@@ -6,6 +6,7 @@
 #include <iterator>
 #include <set>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -104,6 +105,7 @@ void unpack(UnpackOptions const& options) {
   Progress progress(options.progress && !options.quiet);
   Destination destination(root, confinement, progress);
   FileSystemManager manager(*package, destination);
+  manager.setExtractionThreads(std::thread::hardware_concurrency());
   enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
   Leaves leaves = selectedLeaves(manager, options);

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "cli/Amounts.hpp"
@@ -86,7 +87,8 @@ class VerificationKey {
 void verify(VerifyOptions const& options, Output& out) {
   std::u16string const path = fromArgument(options.package);
   VerificationKey const key(options);
-  VerificationReport const report = opc::ztservices::verifyPackage(packagePath(options.package), {.key = key.bytes()});
+  VerificationReport const report = opc::ztservices::verifyPackage(
+      packagePath(options.package), {.key = key.bytes(), .threads = std::thread::hardware_concurrency()});
   key.throwUnreported(report);
   if (report.isKeyWrong) throw Failure(cannotDecrypt("the file system of " + shown(path), path));
   if (options.json)

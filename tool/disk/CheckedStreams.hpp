@@ -64,6 +64,7 @@ class CheckedOutput final : public opc::FileOutputStream {
   CheckedOutput(std::unique_ptr<opc::FileOutputStream> inner, Progress& progress,
                 std::function<void()> onInexactTime = {});
 
+  void prepare() override { inner_->prepare(); }
   void commit(boost::system::error_code& error) override;
   Step getFailedStep() const override { return inner_->getFailedStep(); }
   bool hasInexactTime() const override { return inner_->hasInexactTime(); }

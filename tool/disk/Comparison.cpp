@@ -2,8 +2,6 @@
 #include "disk/Comparison.hpp"
 
 #include <algorithm>
-#include <boost/date_time/gregorian/gregorian_types.hpp>
-#include <boost/date_time/posix_time/posix_time.hpp>
 #include <ios>
 #include <memory>
 #include <utility>
@@ -16,22 +14,10 @@
 namespace ztpkg {
 namespace {
 
-using boost::posix_time::ptime;
 using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
 using opc::ztservices::TransformMode;
 using Change = Difference::Change;
-
-/// Absent for a time that the time type cannot hold.
-std::optional<ptime> timeOf(FileFacts const& facts) {
-  constexpr std::int64_t kFirst = -17'987'443'200, kLast = 253'402'300'799;  // of the years 1400 and 9999
-  if (facts.seconds < kFirst || facts.seconds > kLast) return std::nullopt;
-  static ptime const epoch(boost::gregorian::date(1970, 1, 1));
-  constexpr std::int64_t kDay = 86'400;
-  std::int64_t const days = (facts.seconds >= 0 ? facts.seconds : facts.seconds - kDay + 1) / kDay;
-  return epoch + boost::gregorian::days(days) + boost::posix_time::seconds(facts.seconds - days * kDay) +
-         boost::posix_time::microseconds(facts.microseconds);
-}
 
 /// The size of a file whose part is missing is absent.
 TreeItem itemOf(FileSystemManager const& manager, FileSystemEntry const& entry) {
@@ -151,7 +137,10 @@ TreeItem DirectoryTree::itemAt(std::size_t index) {
   if (place.isFolder) return {.kind = EntryKind::Folder};
   if (source_.isLinkLeaf(place.index)) return {.kind = EntryKind::Link, .target = source_.getLinkTarget(textOf(place))};
   FileFacts const& facts = source_.factsOf(place.index);
-  return {.kind = EntryKind::File, .size = facts.size, .permissions = facts.permissions, .time = timeOf(facts)};
+  return {.kind = EntryKind::File,
+          .size = facts.identity.size,
+          .permissions = facts.permissions,
+          .time = timeOf(facts.identity)};
 }
 
 bool DirectoryTree::hasSameContent(FileSystemManager& manager, FileSystemEntry const& file, std::size_t index) {

@@ -22,6 +22,7 @@ class DestinationTree final : public ForwardingOps {
   /// The files whose times the disk cannot hold.
   Paths const& inexactTimes() const { return inexactTimes_; }
 
+  bool isThreadSafe() const override { return true; }
   void createFolder(std::u16string const& path, ErrorCode& error) override;
   void createFolders(std::u16string const& path, ErrorCode& error) override;
   void createSymlink(std::u16string const& target, std::u16string const& linkPath, ErrorCode& error) override;
@@ -38,7 +39,7 @@ class DestinationTree final : public ForwardingOps {
 
   std::unique_ptr<opc::ConfinedFileSystemOps> disk_;
   Progress* progress_;
-  Paths inexactTimes_;
+  Paths inexactTimes_;  // noted when files take their names, one after the other
 };
 
 /// Makes and opens the directory when extraction begins: until then nothing is written.

@@ -4,12 +4,14 @@
 #include <cstddef>
 #include <istream>
 #include <memory>
+#include <span>
 #include <streambuf>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "disk/ForwardingOps.hpp"
+#include "disk/TreeListing.hpp"
 
 namespace ztpkg {
 
@@ -21,6 +23,7 @@ class FileContent {
   char* data() { return bytes_.get(); }
   std::size_t size() const { return size_; }
   std::string_view text() const { return {bytes_.get(), size_}; }
+  void shrink(std::size_t size) { size_ = size; }
 
  private:
   std::unique_ptr<char[]> bytes_;
@@ -44,14 +47,18 @@ class HeldInput final : public std::streambuf {
 /// long as storing it. Holds a bounded number of bytes. Leaves a file that it cannot read, and the error, to the disk.
 class FilesAhead final : public ForwardingOps {
  public:
-  /// Reads these paths, which are in code-unit order, one after the other. `disk`, borrowed, is used on two threads.
-  FilesAhead(opc::FileSystemOps& disk, Paths paths);
+  /// Reads these paths, which are in code-unit order, one after the other. `disk`, borrowed, is used on two threads. A
+  /// file of the local disk that is, behind its last byte, as it was listed has not changed meanwhile: that takes no
+  /// look at it beforehand. `listed`, borrowed, has facts for each path (zeros for what is no file), or is empty.
+  FilesAhead(opc::FileSystemOps& disk, Paths paths, std::span<FileFacts const> listed = {});
   ~FilesAhead() override;
   FilesAhead(FilesAhead const&) = delete;
   FilesAhead& operator=(FilesAhead const&) = delete;
 
   /// A path behind the last one drops the files read between them. Any other path is read from the disk.
   opc::OpenedFile openForAdding(std::u16string const& path) override;
+  /// Whether the path is the next one and its file was read ahead; waits until that is known.
+  bool holdsNext(std::u16string const& path);
   /// Whether a file was read ahead. Such a file did not change while it was read.
   static bool isHeld(opc::OpenedFile const& file);
 

@@ -97,7 +97,7 @@ void SourceTree::restrictTo(Paths const& paths) {
   linkCount_ = fileBytes_ = 0;
   for (std::size_t i = 0; i < leaves_.size(); ++i) {
     if (!isKept(leaves_[i])) continue;
-    isLinkLeaf(i) ? ++linkCount_ : fileBytes_ += facts_[i].size;
+    isLinkLeaf(i) ? ++linkCount_ : fileBytes_ += facts_[i].identity.size;
     std::swap(leaves_[kept], leaves_[i]);
     facts_[kept++] = facts_[i];
   }
@@ -134,12 +134,12 @@ void SourceTree::takeLeaf(ListedItem& item) {
   if (item.kind == ListedItem::Kind::Link) return takeLink(item.path);
   if (item.error != 0)
     addProblem(Exit::Disk, "cannot-read", ErrorCode(item.error, boost::system::system_category()).message(), item.path);
-  if (item.facts.size > rules_.longestFile)
+  if (item.facts.identity.size > rules_.longestFile)
     addProblem(Exit::Package, "too-long",
-               "it has " + std::to_string(item.facts.size) + " bytes, and no more than " +
+               "it has " + std::to_string(item.facts.identity.size) + " bytes, and no more than " +
                    std::to_string(rules_.longestFile) + " can be encrypted",
                item.path);
-  fileBytes_ += item.facts.size;
+  fileBytes_ += item.facts.identity.size;
   facts_.push_back(item.facts);
   leaves_.push_back(std::move(item.path));
 }
@@ -223,12 +223,14 @@ void SourceTree::noteChange() {
 void SourceTree::checkIsListed(std::u16string const& path, opc::OpenedFile const& file) const {
   auto const leaf = std::lower_bound(leaves_.begin(), leaves_.end(), path);
   if (leaf == leaves_.end() || *leaf != path) return;
-  FileFacts const& facts = facts_[static_cast<std::size_t>(leaf - leaves_.begin())];
-  if (!file.identity || file.identity->device != facts.device || file.identity->inode != facts.inode)
-    throwChanged(path);
+  opc::FileIdentity const& listed = facts_[static_cast<std::size_t>(leaf - leaves_.begin())].identity;
+  if (!file.identity || !file.identity->isOfSameFile(listed)) throwChanged(path);
 }
 
-bool SourceTree::isFile(std::u16string const& path) { return inner().isFile(diskPath(path)); }
+bool SourceTree::isFile(std::u16string const& path) {
+  std::u16string const onDisk = diskPath(path);
+  return (ahead_ && ahead_->holdsNext(onDisk)) || inner().isFile(onDisk);
+}
 
 bool SourceTree::isSymlink(std::u16string const& path) {
   std::u16string const onDisk = diskPath(path);
@@ -289,7 +291,7 @@ FilesAhead& SourceTree::readerAhead() {
   Paths onDisk;
   onDisk.reserve(leaves_.size());
   for (std::u16string const& path : leaves_) onDisk.push_back(diskPath(path));
-  ahead_ = std::make_unique<FilesAhead>(inner(), std::move(onDisk));
+  ahead_ = std::make_unique<FilesAhead>(inner(), std::move(onDisk), facts_);
   return *ahead_;
 }
 

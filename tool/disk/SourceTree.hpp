@@ -51,7 +51,7 @@ class SourceTree final : public ForwardingOps {
   Paths const& folders() const { return folders_; }
   /// What the survey found of a leaf, by its index; zeros of a link.
   FileFacts const& factsOf(std::size_t leaf) const { return facts_[leaf]; }
-  bool isLinkLeaf(std::size_t leaf) const { return facts_[leaf].inode == 0; }
+  bool isLinkLeaf(std::size_t leaf) const { return facts_[leaf].identity.inode == 0; }
   /// Forgets the leaves and folders that the survey found, except these paths, which are in code-unit order.
   void restrictTo(Paths const& paths);
   std::size_t linkCount() const { return linkCount_; }

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/date_time/gregorian/gregorian_types.hpp>
+#include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <cerrno>
 #include <climits>
 #include <cstddef>
@@ -58,6 +60,16 @@ std::string withBytesEscaped(std::string_view name) {
 
 }  // namespace
 
+std::optional<boost::posix_time::ptime> timeOf(opc::FileIdentity const& identity) {
+  constexpr std::int64_t kFirst = -17'987'443'200, kLast = 253'402'300'799;  // of the years 1400 and 9999
+  if (identity.seconds < kFirst || identity.seconds > kLast) return std::nullopt;
+  static boost::posix_time::ptime const epoch(boost::gregorian::date(1970, 1, 1));
+  constexpr std::int64_t kDay = 86'400;
+  std::int64_t const days = (identity.seconds >= 0 ? identity.seconds : identity.seconds - kDay + 1) / kDay;
+  return epoch + boost::gregorian::days(days) + boost::posix_time::seconds(identity.seconds - days * kDay) +
+         boost::posix_time::microseconds(identity.nanoseconds / 1000);
+}
+
 ListedItem listItem(int folder, char const* name, std::u16string path) {
   ListedItem item{std::move(path)};
   struct stat status {};
@@ -67,13 +79,11 @@ ListedItem listItem(int folder, char const* name, std::u16string path) {
   }
   item.kind = kindOf(status.st_mode);
   if (item.kind != Kind::File) return item;
-  item.facts = {.device = status.st_dev,
-                .inode = status.st_ino,
-                .size = static_cast<std::uint64_t>(status.st_size),
-                .seconds = status.st_mtim.tv_sec,
-                .microseconds = static_cast<std::uint32_t>(status.st_mtim.tv_nsec / 1000),
-                .permissions = status.st_mode & 0777U};
-  if (faccessat(folder, name, R_OK, AT_EACCESS) != 0) item.error = errno;
+  item.facts = {.identity = opc::FileIdentity::of(status), .permissions = status.st_mode & 0777U};
+  // The mode alone answers for the owner of a file, whom no access list concerns.
+  static uid_t const user = geteuid();
+  bool const isReadable = status.st_uid == user && (status.st_mode & S_IRUSR) != 0;
+  if (!isReadable && faccessat(folder, name, R_OK, AT_EACCESS) != 0) item.error = errno;
   return item;
 }
 

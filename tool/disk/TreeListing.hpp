@@ -1,22 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <boost/date_time/posix_time/ptime.hpp>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/Errors.hpp"
+#include "opc/FileIdentity.hpp"
 
 namespace ztpkg {
 
 /// What the disk says of a file.
 struct FileFacts {
-  std::uint64_t device = 0, inode = 0, size = 0;
-  std::int64_t seconds = 0;        ///< of the last change of the content, since 1970
-  std::uint32_t microseconds = 0;  ///< beyond them
-  std::uint32_t permissions = 0;   ///< read, write and execute bits
+  opc::FileIdentity identity = {};
+  std::uint32_t permissions = 0;  ///< read, write and execute bits
 };
+
+/// The time of the last change of the content, if it can be recorded.
+std::optional<boost::posix_time::ptime> timeOf(opc::FileIdentity const& identity);
 
 /// An item of a directory on the disk; links are not followed.
 struct ListedItem {

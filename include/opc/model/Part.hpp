@@ -48,7 +48,8 @@ class ZT_API StandardPartInfo final : public IPhysicalPartInfo {
 
 /// A part of a package (ECMA-376-2, 9.1): a cheap handle that stands for the part of its name, also when the part is
 /// deleted and created again. Copies stand for the same part. Every operation except getName() throws PartNotFound
-/// while there is no such part. One thread at a time uses it together with its package. When the package is gone, the
+/// while there is no such part. One thread at a time uses it together with its package; the parts of a
+/// read-only package may be read on several threads, each with a handle of its own. When the package is gone, the
 /// part can still be read, and changes throw InvalidState.
 class ZT_API Part : public RelationshipSource {
  public:
@@ -74,8 +75,10 @@ class ZT_API Part : public RelationshipSource {
   std::unique_ptr<InputStream> getInputStream() const;
   /// The same from that offset in bytes on, or at its end where the part is shorter; reset() goes back to there. Of a
   /// part above 8 MiB that this library wrote, only the chunks of 1 to 8 MiB that are wanted are read, each verified by
-  /// a CRC of its own; of others, what precedes the offset is read and skipped.
-  std::unique_ptr<InputStream> getInputStreamAt(std::uint64_t offset) const;
+  /// a CRC of its own; of others, what precedes the offset is read and skipped. With `threads`, the stream starts that
+  /// many, which read and inflate the next chunks meanwhile; for parts without chunks, and for those that were written
+  /// since the package was opened, it starts none. The bytes and exceptions are the same.
+  std::unique_ptr<InputStream> getInputStreamAt(std::uint64_t offset, std::size_t threads = 0) const;
 
   /// A stream that replaces the part's bytes, owned by the caller, who closes it. The new bytes take effect at close();
   /// until then, and when writing or close() fails, the part keeps its former bytes. At most one is open for a part.
@@ -96,6 +99,11 @@ class ZT_API Part : public RelationshipSource {
   friend class Package;
   Part(std::shared_ptr<PackageState> package, PartName name)
       : RelationshipSource(std::move(package), std::move(name)) {}
+
+  void* entry() const;
+
+  mutable void* entry_ = nullptr;       // of the package's index, where it was found the last time,
+  mutable std::uint64_t erasures_ = 0;  // when the index had erased that many
 };
 
 }  // namespace opc::model

@@ -274,6 +274,14 @@ class ZT_API FileSystemManager : public model::DataManager {
   using ExtractionFaultHandler = std::function<void(FileSystemEntry const& entry, std::exception_ptr const& fault)>;
   void extractEntries(std::u16string const& destinationRoot, std::vector<FileSystemEntry> const& entries,
                       RestoreMode restoreMode, TransformMode transformMode, ExtractionFaultHandler const& onFault);
+  /// From now on extraction uses that many threads beside the caller's; 0 at first. They read, inflate and decrypt
+  /// contents of up to 8 MiB ahead of their turn, inflate the chunks of longer ones, and write the files ahead of their
+  /// turn where times and permissions are restored and the destination operations are thread-safe
+  /// (FileSystemOps::isThreadSafe(); others are used on the caller's thread alone). Files appear, and exceptions are
+  /// thrown or handed to `onFault`, in the order of the entries, on the caller's thread and as without threads. After a
+  /// failure folders of entries behind it may be there. The order of calls of the destination operations is not fixed.
+  /// A package that is not read-only is extracted without threads.
+  void setExtractionThreads(std::size_t count);
   /// The stored contents of a file, owned by the caller and independent of later changes once its stream is open. With
   /// TransformMode::None they are the stored bytes, which are an initialization vector and ciphertext where they are
   /// encrypted.
@@ -406,15 +414,10 @@ class ZT_API FileSystemManager : public model::DataManager {
   void selectSource(std::u16string const& path);
   void selectDestination(std::u16string const& path);
 
-  struct Extraction;  // one call of an extracting operation
+  class Extraction;  // one call of an extracting operation
   using EntryVisitor = std::function<void(FileSystemEntry const&)>;
   void extractEach(Extraction& extraction, std::function<void(EntryVisitor const&)> const& visitAll);
-  void extractEntryInternal(Extraction& extraction, FileSystemEntry const& entry);
-  void extractFileInternal(Extraction& extraction, FileSystemEntry const& entry);
-  void extractFolderInternal(Extraction& extraction, FileSystemEntry const& entry);
-  void extractLinkInternal(Extraction& extraction, FileSystemEntry const& entry);
   void ensureDestinationRootExists(std::u16string const& root) const;
-  std::u16string ensureDestinationParentExists(Extraction& extraction, std::u16string const& path) const;
 
   std::unique_ptr<IContentSource> encrypted(std::unique_ptr<IContentSource> source) const;
   std::optional<model::ContentType> findManifestType() const;
@@ -434,6 +437,7 @@ class ZT_API FileSystemManager : public model::DataManager {
   mutable std::unique_ptr<FileSystemTree> tree_;  // replaced by loading, which const operations do at first use
   std::unique_ptr<FileSystemManifest> manifest_;
   bool saveV1Manifest_ = false;
+  std::size_t extractionThreads_ = 0;
   std::optional<TextConversion> textConversion_;  // absent: UDEToUTF8Transform
   std::string encryptionAlgorithm_;
   Compression compression_ = Compression::None;  // of contents that are encrypted

@@ -23,6 +23,9 @@ struct VerificationOptions {
   /// 32 bytes, as FileSystemManager::enableDecryption() takes them; null for no key. Borrowed and not copied: it must
   /// stay valid and unchanged until verifyPackage() returns.
   std::vector<unsigned char> const* key = nullptr;
+  /// Contents are inflated and compared with their CRCs on that many threads beside the caller's, with up to 64 MiB of
+  /// contents in memory. The report is the same for every number.
+  std::size_t threads = 0;
 };
 
 /// One thing that is wrong with a package, or that a reader has to tolerate.

@@ -61,7 +61,8 @@ FileSystemEntry FileSystemManager::addFileFromDisk(std::u16string const& sourceP
                                                    TransformMode mode, LinkRule rule) {
   std::u16string const normal = findFreePath(path);
   selectSource(sourcePath);
-  auto const type = lookupContentType(*source_, sourcePath, getTALBEXDefaultContentType());
+  static model::ContentType const otherwise = getTALBEXDefaultContentType();
+  auto const type = lookupContentType(*source_, sourcePath, otherwise);
   OpenedFile file = source_->openForAdding(sourcePath);
   if (rule == LinkRule::Follow && file.openError == boost::system::errc::too_many_symbolic_link_levels)
     file = source_->FileSystemOps::openForAdding(sourcePath);

@@ -18,7 +18,7 @@
 #include "opc/Strings.hpp"
 #include "opc/ztservices/Exceptions.hpp"
 #include "opc/ztservices/FileSystem.hpp"
-#include "services/tree/EncryptedContent.hpp"
+#include "services/tree/ExtractionQueue.hpp"
 #include "services/tree/FileSystemTree.hpp"
 #include "services/tree/Messages.hpp"
 #include "services/tree/PathRules.hpp"
@@ -34,47 +34,6 @@ error_code makeFolders(FileSystemOps& ops, std::u16string const& path) {
   bool const exists = ops.exists(path, error);
   if (!error && !exists) ops.createFolders(path, error);
   return error;
-}
-
-/// Throws what commit() reports, by the step that failed.
-[[noreturn]] void throwCouldNotWrite(std::u16string const& path, FileOutputStream const& file, error_code error) {
-  if (!error) error = make_error_code(boost::system::errc::io_error);
-  switch (file.getFailedStep()) {
-    case FileOutputStream::Step::Time:
-      throw CouldNotSetLastModifiedTime(messages::withPathAndError(messages::kCouldNotSetTime, path, error), error);
-    case FileOutputStream::Step::Permissions:
-      throw CouldNotSetPermissions(messages::withPathAndError(messages::kCouldNotSetPermissions, path, error), error);
-    default:
-      throw CouldNotWriteFile(messages::withPathAndError(messages::kCouldNotWriteFile, path, error), error);
-  }
-}
-
-/// Exceptions of the input pass unchanged; those of the output carry the code that commit() reports.
-void writeFile(InputStream& from, FileOutputStream& to, std::u16string const& path) {
-  error_code error;
-  try {
-    StdOStreamAdaptor adaptor(to);
-    StreamHelper::copyStreamToStream(from, adaptor);
-    adaptor.close();
-  } catch (std::exception const&) {
-    if (!to.fail()) throw;
-    to.commit(error);
-    throwCouldNotWrite(path, to, error);
-  }
-  to.commit(error);
-  if (error) throwCouldNotWrite(path, to, error);
-}
-
-/// The stream sets time and permissions where the entry has them and they are to be restored.
-std::unique_ptr<FileOutputStream> createDestination(FileSystemOps& ops, std::u16string const& path,
-                                                    FileSystemEntry const& entry, RestoreMode restoreMode) {
-  constexpr auto kMode = std::ios::out | std::ios::binary;
-  error_code error;
-  auto file = restoreMode == RestoreMode::TimeAndPermissions
-                  ? ops.createForRestoring(path, entry.getPermissions(), entry.getLastModifiedTime(), error)
-                  : ops.createOutputStream(path, kMode, error);
-  if (error || !file) throw CouldNotCreateFile(messages::withPath(messages::kCouldNotCreateFile, path));
-  return file;
 }
 
 [[noreturn]] void throwUnsafe(std::u16string const& path) {
@@ -165,18 +124,53 @@ void ExtractionCheck::throwIfLink(std::u16string const& path, std::u16string_vie
 
 }  // namespace
 
-struct FileSystemManager::Extraction {
-  std::u16string const& root;
-  RestoreMode restoreMode;
-  TransformMode transformMode;
-  std::u16string parent{};  // the last folder that exists for certain; consecutive entries often share it
+/// One call of an extracting operation.
+class FileSystemManager::Extraction {
+ public:
+  Extraction(FileSystemManager& manager, std::u16string const& root, RestoreMode restoreMode,
+             TransformMode transformMode)
+      : manager_(manager),
+        disk_(*manager.destination_),
+        root_(root),
+        restoreMode_(restoreMode),
+        transformMode_(transformMode),
+        threads_(manager.extractionThreads_ > 0 && manager.getPackage().isReadOnly() ? manager.extractionThreads_ : 0) {
+  }
+
+  std::u16string const& root() const { return root_; }
+  ExtractionQueue::Rules rules() const;
+  /// The step for an entry, with its transfer where the queue takes it ahead of its turn and `check` has no objection.
+  /// Whatever fails here is done, and fails, in its turn.
+  ExtractionQueue::Step begin(FileSystemEntry const& entry, ExtractionQueue const& queue,
+                              EntryVisitor const& check = {});
+  /// Ends a step in its turn.
+  void finish(ExtractionQueue::Step& step);
+
+ private:
+  FileTransfer transferOf(FileSystemEntry const& entry, FileContent content, std::u16string path);
+  FileContent contentOf(FileSystemEntry const& entry) const;
+  void extract(FileSystemEntry const& entry);
+  void extractFile(FileSystemEntry const& entry);
+  void extractFolder(FileSystemEntry const& entry);
+  void extractLink(FileSystemEntry const& entry);
+  std::u16string ensureParentExists(std::u16string const& path);
+
+  FileSystemManager& manager_;
+  FileSystemOps& disk_;
+  std::u16string const& root_;
+  RestoreMode restoreMode_;
+  TransformMode transformMode_;
+  std::size_t threads_;      // none for a package that may change: its contents are read on one thread
+  std::u16string parent_{};  // the last folder that exists for certain; consecutive entries often share it
 };
+
+void FileSystemManager::setExtractionThreads(std::size_t count) { extractionThreads_ = count; }
 
 void FileSystemManager::extractAll(std::u16string const& destinationRoot, RestoreMode restoreMode,
                                    TransformMode transformMode) {
   ensureLoaded();
   selectDestination(destinationRoot);
-  Extraction extraction{destinationRoot, restoreMode, transformMode};
+  Extraction extraction(*this, destinationRoot, restoreMode, transformMode);
   extractEach(extraction, [this](EntryVisitor const& visit) { visitLeafs(visit); });
 }
 
@@ -186,7 +180,7 @@ void FileSystemManager::extractEntries(std::u16string const& destinationRoot,
   ensureLoaded();
   for (FileSystemEntry const& entry : entries) throwIfStale(entry);
   selectDestination(destinationRoot);
-  Extraction extraction{destinationRoot, restoreMode, transformMode};
+  Extraction extraction(*this, destinationRoot, restoreMode, transformMode);
   extractEach(extraction, [&](EntryVisitor const& visit) {
     for (FileSystemEntry const& entry : entries) visit(entry);
   });
@@ -194,17 +188,19 @@ void FileSystemManager::extractEntries(std::u16string const& destinationRoot,
 
 // All entries are checked before anything is made.
 void FileSystemManager::extractEach(Extraction& extraction, std::function<void(EntryVisitor const&)> const& visitAll) {
-  ExtractionCheck check(*destination_, extraction.root);
+  ExtractionCheck check(*destination_, extraction.root());
   visitAll([&](FileSystemEntry const& entry) { check.note(entry, *tree_); });
   visitAll([&](FileSystemEntry const& entry) { check.check(entry); });
-  ensureDestinationRootExists(extraction.root);
+  ensureDestinationRootExists(extraction.root());
   std::optional<std::u16string> belowFile;
+  ExtractionQueue queue(extraction.rules(), [&](ExtractionQueue::Step& step) { extraction.finish(step); });
   visitAll([&](FileSystemEntry const& entry) {
     if (!check.isBelowFile(entry))
-      extractEntryInternal(extraction, entry);
+      queue.add(extraction.begin(entry, queue));
     else if (!belowFile)
       belowFile = entry.getPathName();
   });
+  queue.finish();
   if (belowFile) throwBelowFile(*belowFile);
 }
 
@@ -229,13 +225,19 @@ void FileSystemManager::extractEntries(std::u16string const& destinationRoot,
   for (FileSystemEntry const& entry : entries)
     if (attempt(entry, [&] { check.note(entry, *tree_); })) accepted.push_back(entry);
   ensureDestinationRootExists(destinationRoot);
-  Extraction extraction{destinationRoot, restoreMode, transformMode};
-  for (FileSystemEntry const& entry : accepted)
-    attempt(entry, [&] {
-      check.check(entry);
-      if (check.isBelowFile(entry)) throwBelowFile(entry.getPathName());
-      extractEntryInternal(extraction, entry);
+  Extraction extraction(*this, destinationRoot, restoreMode, transformMode);
+  auto const checkEntry = [&](FileSystemEntry const& entry) {
+    check.check(entry);
+    if (check.isBelowFile(entry)) throwBelowFile(entry.getPathName());
+  };
+  ExtractionQueue queue(extraction.rules(), [&](ExtractionQueue::Step& step) {
+    attempt(step.entry, [&] {
+      if (!step.transfer && !step.failure) checkEntry(step.entry);
+      extraction.finish(step);
     });
+  });
+  for (FileSystemEntry const& entry : accepted) queue.add(extraction.begin(entry, queue, checkEntry));
+  queue.finish();
 }
 
 void FileSystemManager::extractEntry(std::u16string const& destinationRoot, FileSystemEntry const& entry,
@@ -245,62 +247,106 @@ void FileSystemManager::extractEntry(std::u16string const& destinationRoot, File
 
 std::unique_ptr<IContentSource> FileSystemManager::getFileContentSource(FileSystemEntry const& entry,
                                                                         TransformMode transformMode) {
-  model::Part const part = getContentPart(entry);
-  if (transformMode != TransformMode::Transform) return std::make_unique<PartContentSource>(part);
-  return decrypted(part, decryptor_, messages::kContentIsEncrypted);
+  return FileContent{getContentPart(entry), transformMode}.open(decryptor_);
 }
 
-void FileSystemManager::extractEntryInternal(Extraction& extraction, FileSystemEntry const& entry) {
+ExtractionQueue::Rules FileSystemManager::Extraction::rules() const {
+  bool const restores = restoreMode_ == RestoreMode::TimeAndPermissions;
+  return {threads_, restores && disk_.isThreadSafe(), manager_.decryptor_};
+}
+
+ExtractionQueue::Step FileSystemManager::Extraction::begin(FileSystemEntry const& entry, ExtractionQueue const& queue,
+                                                           EntryVisitor const& check) {
+  ExtractionQueue::Step step{entry};
+  if (threads_ == 0 || !entry.isFile()) return step;
+  try {
+    if (check) check(entry);
+    FileContent content = contentOf(entry);
+    step.size = content.part.getSize();
+    if (queue.takesAhead(step.size))
+      step.transfer = std::make_unique<FileTransfer>(
+          transferOf(entry, std::move(content), ensureParentExists(entry.getPathName())));
+  } catch (...) {
+    step.transfer.reset();
+  }
+  return step;
+}
+
+/// A file that was written ahead may find that another one has its name; then it is refused as one that is begun now.
+void FileSystemManager::Extraction::finish(ExtractionQueue::Step& step) {
+  if (step.failure) std::rethrow_exception(step.failure);
+  if (!step.transfer) return extract(step.entry);
+  if (!step.isWritten) step.transfer->write();
+  try {
+    step.transfer->commit();
+  } catch (std::exception const&) {
+    if (!step.isWritten) throw;
+    step.transfer.reset();
+    extract(step.entry);
+  }
+}
+
+FileTransfer FileSystemManager::Extraction::transferOf(FileSystemEntry const& entry, FileContent content,
+                                                       std::u16string path) {
+  return {std::move(content), disk_, std::move(path), entry, restoreMode_};
+}
+
+FileContent FileSystemManager::Extraction::contentOf(FileSystemEntry const& entry) const {
+  return {manager_.getContentPart(entry), transformMode_};
+}
+
+void FileSystemManager::Extraction::extract(FileSystemEntry const& entry) {
   if (entry.isFolder())
-    extractFolderInternal(extraction, entry);
+    extractFolder(entry);
   else if (entry.isFile())
-    extractFileInternal(extraction, entry);
+    extractFile(entry);
   else
-    extractLinkInternal(extraction, entry);
+    extractLink(entry);
 }
 
-// Opens the content first: content that cannot be read or does not authenticate leaves an existing file unchanged.
-void FileSystemManager::extractFileInternal(Extraction& extraction, FileSystemEntry const& entry) {
-  std::u16string const path = ensureDestinationParentExists(extraction, entry.getPathName());
-  std::unique_ptr<IContentSource> const source = getFileContentSource(entry, extraction.transformMode);
-  InputStream& content = source->getInputStream();
-  writeFile(content, *createDestination(*destination_, path, entry, extraction.restoreMode), path);
+// Opens the content before it creates the file: content that cannot be read or does not authenticate leaves an existing
+// file unchanged.
+void FileSystemManager::Extraction::extractFile(FileSystemEntry const& entry) {
+  std::u16string path = ensureParentExists(entry.getPathName());
+  FileTransfer transfer = transferOf(entry, contentOf(entry), std::move(path));
+  transfer.open(manager_.decryptor_, threads_);
+  transfer.write();
+  transfer.commit();
 }
 
 /// Accepts an existing folder. Where a file has the path, the disk refuses the folder.
-void FileSystemManager::extractFolderInternal(Extraction& extraction, FileSystemEntry const& entry) {
-  std::u16string const path = ensureDestinationParentExists(extraction, entry.getPathName());
+void FileSystemManager::Extraction::extractFolder(FileSystemEntry const& entry) {
+  std::u16string const path = ensureParentExists(entry.getPathName());
   error_code error;
-  bool const exists = destination_->exists(path, error);
-  if (!error && (!exists || destination_->isFile(path))) destination_->createFolder(path, error);
+  bool const exists = disk_.exists(path, error);
+  if (!error && (!exists || disk_.isFile(path))) disk_.createFolder(path, error);
   if (error)
     throw CouldNotCreateFolder(messages::withPathAndError(messages::kCouldNotCreateFolder, path, error), error);
 }
 
 /// An absolute target points into the destination tree.
-void FileSystemManager::extractLinkInternal(Extraction& extraction, FileSystemEntry const& entry) {
-  std::u16string const path = ensureDestinationParentExists(extraction, entry.getPathName());
-  std::u16string target = getLinkTarget(entry);
-  if (target.starts_with(u'/')) target = destination_->appendPath(extraction.root, target);
+void FileSystemManager::Extraction::extractLink(FileSystemEntry const& entry) {
+  std::u16string const path = ensureParentExists(entry.getPathName());
+  std::u16string target = manager_.getLinkTarget(entry);
+  if (target.starts_with(u'/')) target = disk_.appendPath(root_, target);
   error_code error;
-  destination_->createSymlink(target, path, error);
+  disk_.createSymlink(target, path, error);
   if (error) throw CouldNotCreateLink(messages::withPathAndError(messages::kCouldNotCreateLink, path, error), error);
+}
+
+std::u16string FileSystemManager::Extraction::ensureParentExists(std::u16string const& path) {
+  std::u16string destination = disk_.appendPath(root_, path);
+  std::u16string parent = disk_.getParentPath(destination);
+  if (parent == parent_) return destination;
+  if (error_code const error = makeFolders(disk_, parent))
+    throw CouldNotCreateDestinationParent(messages::withError(messages::kCouldNotCreateParent, error), error);
+  parent_ = std::move(parent);
+  return destination;
 }
 
 void FileSystemManager::ensureDestinationRootExists(std::u16string const& root) const {
   if (error_code const error = makeFolders(*destination_, root))
     throw CouldNotCreateDestinationRoot(messages::withError(messages::kCouldNotCreateRoot, error), error);
-}
-
-std::u16string FileSystemManager::ensureDestinationParentExists(Extraction& extraction,
-                                                                std::u16string const& path) const {
-  std::u16string destination = destination_->appendPath(extraction.root, path);
-  std::u16string parent = destination_->getParentPath(destination);
-  if (parent == extraction.parent) return destination;
-  if (error_code const error = makeFolders(*destination_, parent))
-    throw CouldNotCreateDestinationParent(messages::withError(messages::kCouldNotCreateParent, error), error);
-  extraction.parent = std::move(parent);
-  return destination;
 }
 
 void FileSystemManager::selectDestination(std::u16string const& path) {

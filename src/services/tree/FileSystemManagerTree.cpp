@@ -20,10 +20,9 @@ model::CompressionType compressionFor(model::ContentType const& type) {
   return isMarkedEncrypted(type) ? model::CompressionType::Stored : model::CompressionType::Content;
 }
 
-/// Compares kind, part and link target; ignores times, permissions and the spelling of a folder.
-bool isSameNode(FileSystemEntry const& a, FileSystemEntry const& b) {
-  return a.isFile() == b.isFile() && a.isLink() == b.isLink() &&
-         (a.isFolder() || a.getContentName() == b.getContentName());
+FileSystemNodeType typeOf(FileSystemEntry const& entry) {
+  if (entry.isFile()) return FileSystemNodeType::File;
+  return entry.isLink() ? FileSystemNodeType::Link : FileSystemNodeType::Folder;
 }
 
 }  // namespace
@@ -214,7 +213,7 @@ void FileSystemManager::throwIfBelowNoFolder(std::u16string const& path) const {
 
 void FileSystemManager::throwIfStale(FileSystemEntry const& entry) const {
   std::u16string const path = entry.getPathName();
-  if (!tree_->hasNode(path) || !isSameNode(entry, makeEntry(tree_->getNode(path))))
+  if (!tree_->holds(path, typeOf(entry), entry.getContentName()))
     throw FileSystemEntryNotFound(messages::withPath(messages::kDoesNotExist, path));
 }
 

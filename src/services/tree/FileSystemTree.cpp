@@ -56,6 +56,13 @@ FileSystemNode FileSystemTree::getNode(std::u16string_view path) const {
   return nodeOf(get(path), std::u16string(path));
 }
 
+bool FileSystemTree::holds(std::u16string_view path, FileSystemNodeType type, std::u16string_view content) const {
+  Entry const* const entry = find(path);
+  if (!entry || !entry->second.isPresent || entry->second.type != type) return false;
+  if (type == FileSystemNodeType::Folder) return true;
+  return entry->second.contentIsPath ? content == path : entry->second.content.toString() == content;
+}
+
 FileSystemNode FileSystemTree::getParentNode(std::u16string_view path) const {
   Entry const* const parent = get(path).first.parent;
   if (!parent || !parent->second.isPresent) throw std::logic_error("The node has no parent");

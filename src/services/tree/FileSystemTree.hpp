@@ -40,6 +40,8 @@ class FileSystemTree {
   FileSystemTree& operator=(FileSystemTree const&) = delete;
 
   bool hasNode(std::u16string_view path) const;
+  /// Whether a node of that type has the path, and, unless it is a folder, that content.
+  bool holds(std::u16string_view path, FileSystemNodeType type, std::u16string_view content) const;
   /// The path must be present (and for getParentNode its parent too); std::logic_error otherwise.
   FileSystemNode getNode(std::u16string_view path) const;
   FileSystemNode getParentNode(std::u16string_view path) const;
