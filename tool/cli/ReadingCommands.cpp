@@ -12,7 +12,7 @@ namespace {
 
 CommandDescription unpackCommand() {
   auto const options = std::make_shared<UnpackOptions>();
-  return {
+  CommandDescription command{
       .name = "ztpkg unpack",
       .purpose = "Extract all files of a package, or some, into a directory",
       .example = "ztpkg unpack photos.ztpkg restored /2024 '*.txt'",
@@ -30,6 +30,13 @@ CommandDescription unpackCommand() {
       .options =
           helpOption() + keyOptions(options->key) +
           Options{
+              flag({"-u", "--update"},
+                   "Extract only what differs from DIR in size, time, permissions or target, and replace it",
+                   options->update),
+              flag({"--delete"}, "With --update: remove files, links and empty folders of DIR that the package has not",
+                   options->removesExtra),
+              flag({"--skip-existing"}, "Leave alone what exists, and extract the rest", options->skipExisting),
+              excludeOption(options->exclude),
               flag({"--raw"}, "Write contents as they are stored, without decrypting them", options->raw),
               clearing({"--no-restore"}, "Leave times and permissions as the disk gives them", options->restore),
               flag({"-f", "--force"}, "Replace files and links that exist", options->force),
@@ -41,6 +48,11 @@ CommandDescription unpackCommand() {
       .package = &options->package,
       .takesPipe = true,
   };
+  for (OptionDescription& option : command.options) {
+    if (option.names.back() == "--delete") option.needs = "--update";
+    if (option.names.back() == "--update" || option.names.back() == "--skip-existing") option.alternatives = "existing";
+  }
+  return command;
 }
 
 CommandDescription listCommand() {

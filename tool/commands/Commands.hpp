@@ -61,6 +61,10 @@ struct UnpackOptions {
   std::string directory;
   std::vector<std::string> paths;
   KeyOptions key;
+  std::vector<std::string> exclude;
+  bool update = false;
+  bool skipExisting = false;
+  bool removesExtra = false;
   bool raw = false;
   bool restore = true;
   bool force = false;

@@ -22,6 +22,9 @@ class DestinationTree final : public ForwardingOps {
   /// The files whose times the disk cannot hold.
   Paths const& inexactTimes() const { return inexactTimes_; }
 
+  /// Removes a file or link, or a folder if it is empty. Returns whether it is gone.
+  bool remove(std::u16string const& path);
+
   void createFolder(std::u16string const& path, ErrorCode& error) override;
   void createFolders(std::u16string const& path, ErrorCode& error) override;
   void createSymlink(std::u16string const& target, std::u16string const& linkPath, ErrorCode& error) override;
@@ -51,6 +54,8 @@ class Destination final : public opc::FileSystemOpsSelector {
   /// one of them in any case.
   void setFolders(ForwardingOps::Paths folders) { folders_ = std::move(folders); }
   opc::FileSystemOps& getForPath(std::u16string const& path) override;
+  /// Begins, as getForPath().
+  DestinationTree& tree();
   /// A line for each file whose time the disk cannot hold; of many files for the first ones and their number.
   std::vector<std::string> warnings() const;
 

@@ -33,16 +33,6 @@ char const* faultOf(std::u16string_view text) {
   return std::ranges::any_of(text, isUnstorable) ? "has a character that XML cannot carry" : nullptr;
 }
 
-/// Whether a name is of a temporary file of an extraction, a save or a spool.
-bool isLeftover(std::u16string_view name) {
-  constexpr std::u16string_view kMark = u".ztservices-", kCharacters = u"abcdefghijklmnopqrstuvwxyzABCDEF";
-  std::size_t const mark = name.starts_with(u'.') ? name.rfind(kMark) : name.npos;
-  if (mark == name.npos) return false;
-  std::u16string_view const random = name.substr(mark + kMark.size());
-  bool const isOfExtraction = mark == 0 && random.size() == 10;
-  return (isOfExtraction || random.size() == 6) && random.find_first_not_of(kCharacters) == random.npos;
-}
-
 /// The target as a path of a tree whose root is `root`; none for one that points elsewhere, or climbs out on its way.
 std::optional<std::u16string> targetBelow(std::u16string const& target, std::u16string const& root) {
   if (!target.starts_with(root)) return std::nullopt;

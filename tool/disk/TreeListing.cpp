@@ -58,6 +58,15 @@ std::string withBytesEscaped(std::string_view name) {
 
 }  // namespace
 
+bool isLeftover(std::u16string_view name) {
+  constexpr std::u16string_view kMark = u".ztservices-", kCharacters = u"abcdefghijklmnopqrstuvwxyzABCDEF";
+  std::size_t const mark = name.starts_with(u'.') ? name.rfind(kMark) : name.npos;
+  if (mark == name.npos) return false;
+  std::u16string_view const random = name.substr(mark + kMark.size());
+  bool const isOfExtraction = mark == 0 && random.size() == 10;
+  return (isOfExtraction || random.size() == 6) && random.find_first_not_of(kCharacters) == random.npos;
+}
+
 ListedItem listItem(int folder, char const* name, std::u16string path) {
   ListedItem item{std::move(path)};
   struct stat status {};

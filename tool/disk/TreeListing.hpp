@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <string_view>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -27,6 +28,9 @@ struct ListedItem {
   FileFacts facts = {};  ///< of a file
   int error = 0;         ///< why it cannot be looked at or, a file, read
 };
+
+/// Whether a name is of a temporary file of an extraction, a save or a spool.
+bool isLeftover(std::u16string_view name);
 
 /// Looks at one item. The path for the system is relative to an open folder, or to the working directory (AT_FDCWD).
 ListedItem listItem(int folder, char const* name, std::u16string path);
