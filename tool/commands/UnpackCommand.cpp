@@ -182,7 +182,11 @@ void unpack(UnpackOptions const& options) {
   destination.setFolders(std::move(plan.folders));
   progress.expect(plan.content);
   RestoreMode const restore = options.restore ? RestoreMode::TimeAndPermissions : RestoreMode::None;
-  std::ranges::move(extract(manager, root, leaves, restore, mode), std::back_inserter(problems));
+  try {
+    std::ranges::move(extract(manager, root, leaves, restore, mode), std::back_inserter(problems));
+  } catch (opc::Exception const&) {
+    throw Failure(namingFileSystem(describe(std::current_exception(), root).front(), root));
+  }
   std::optional<std::size_t> removed;
   if (options.removesExtra && problems.empty()) removed = removeExtra(manager, destination, root, selection, options);
   progress.finish();

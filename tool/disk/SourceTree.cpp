@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <ios>
 #include <istream>
+#include <iterator>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
@@ -64,12 +66,22 @@ void SourceTree::survey() {
     takeLeaf(item);
   } else {
     if (!rules_.place.empty()) folders_.push_back(rules_.place);
-    TreeListing listing(root_, [this](std::u16string const& path) { return isExcluded(path); });
+    TreeListing listing(
+        root_, [this](std::u16string const& path) { return isExcluded(path); }, rules_.oneFileSystem);
     problems_ = std::move(listing.faults);
     for (ListedItem& item : listing.items) take(item);
   }
+  if (rules_.keepGoing) keepUnreadable();
   std::ranges::stable_sort(problems_, {}, &Report::item);
   if (!problems_.empty()) throw Failure(std::move(problems_));
+}
+
+/// Turns problems of reading into faults that end nothing.
+void SourceTree::keepUnreadable() {
+  auto const isOther = [](Report const& report) { return report.code != "cannot-read"; };
+  auto const unreadable = std::stable_partition(problems_.begin(), problems_.end(), isOther);
+  std::move(unreadable, problems_.end(), std::back_inserter(faults_));
+  problems_.erase(unreadable, problems_.end());
 }
 
 ListedItem SourceTree::singleSource() const {
@@ -124,6 +136,7 @@ void SourceTree::takeLeaf(ListedItem& item) {
   if (item.kind == ListedItem::Kind::Link) return takeLink(item.path);
   if (item.error != 0)
     addProblem(Exit::Disk, "cannot-read", ErrorCode(item.error, boost::system::system_category()).message(), item.path);
+  if (item.error != 0 && rules_.keepGoing) return;
   if (item.facts.size > rules_.longestFile)
     addProblem(Exit::Package, "too-long",
                "it has " + std::to_string(item.facts.size) + " bytes, and no more than " +
@@ -200,7 +213,13 @@ void SourceTree::throwChanged(std::u16string const& path) const {
 void SourceTree::checkLastFile() {
   noteChange();
   LastFile const last = std::exchange(lastFile_, {});
-  if (last.hasChanged) throwChanged(last.path);
+  if (!last.hasChanged) return;
+  try {
+    throwChanged(last.path);
+  } catch (Failure const& failure) {
+    if (!tolerates(failure)) throw;
+    broken_.push_back(last.path);
+  }
 }
 
 void SourceTree::noteChange() {
@@ -223,7 +242,11 @@ bool SourceTree::isFile(std::u16string const& path) { return inner().isFile(disk
 bool SourceTree::isSymlink(std::u16string const& path) {
   std::u16string const onDisk = diskPath(path);
   if (inner().isSymlink(onDisk)) return true;
-  if (!inner().isFile(onDisk)) throwChanged(path);
+  if (!inner().isFile(onDisk)) try {
+      throwChanged(path);
+    } catch (Failure const& failure) {
+      if (!tolerates(failure)) throw;
+    }
   return false;
 }
 
@@ -256,6 +279,23 @@ boost::posix_time::ptime SourceTree::getLastModifiedTime(std::u16string const& p
 opc::OpenedFile SourceTree::openForAdding(std::u16string const& path) {
   checkLastFile();
   throwIfInterrupted();
+  try {
+    return openListed(path);
+  } catch (Failure const& failure) {
+    if (!tolerates(failure)) throw;
+    broken_.push_back(path);
+  }
+  opc::OpenedFile nothing;
+  nothing.content = std::make_unique<std::istringstream>();
+  return nothing;
+}
+
+bool SourceTree::tolerates(Failure const& failure) {
+  if (rules_.keepGoing) faults_.push_back(failure.reports().front());
+  return rules_.keepGoing;
+}
+
+opc::OpenedFile SourceTree::openListed(std::u16string const& path) {
   std::u16string const onDisk = diskPath(path);
   opc::OpenedFile file = readerAhead().openForAdding(onDisk);
   auto const check = [&](ErrorCode const& error, char const* what) {

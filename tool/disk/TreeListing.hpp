@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <string_view>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/Errors.hpp"
@@ -41,8 +42,9 @@ class TreeListing {
  public:
   using Exclusion = std::function<bool(std::u16string const& path)>;
 
-  /// Excluded items are neither listed nor opened. Throws Interrupted.
-  TreeListing(std::u16string root, Exclusion isExcluded);
+  /// Excluded items are neither listed nor opened. With `oneFileSystem` directories of other ones are listed and not
+  /// opened. Throws Interrupted.
+  TreeListing(std::u16string root, Exclusion isExcluded, bool oneFileSystem = false);
 
   /// By code units of their paths, which are relative to the root and begin with a slash.
   std::vector<ListedItem> items;
@@ -56,6 +58,7 @@ class TreeListing {
 
   std::u16string root_;
   Exclusion isExcluded_;
+  std::optional<std::uint64_t> device_;  // the only one to look at
   std::vector<std::u16string> pending_;  // folders to visit
 };
 
