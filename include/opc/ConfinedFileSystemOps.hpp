@@ -78,6 +78,8 @@ class ZT_API ConfinedFileSystemOps final : public FileSystemOps {
   std::u16string getParentPath(std::u16string const& path) override;
   std::u16string getExtension(std::u16string const& path) override;
 
+  /// Removes a file, a link itself, or an empty folder; the root stays (operation_not_permitted).
+  void remove(std::u16string const& path, boost::system::error_code& error);
   /// Removes from a folder the temporary files and links of killed processes. Those in use stay, and those that cannot
   /// be removed. A missing folder is no error.
   void removeLeftovers(std::u16string const& folder, boost::system::error_code& error);

@@ -197,6 +197,16 @@ void ConfinedFileSystemOps::setLastModifiedTime(std::u16string const& path, boos
   if (!error) error = setModificationTime(place.descriptor(), place.name.c_str(), time, AT_SYMLINK_NOFOLLOW);
 }
 
+void ConfinedFileSystemOps::remove(std::u16string const& path, error_code& error) {
+  root_->letGo(path);
+  struct stat status;
+  Place const place = root_->placeOf(path, error);
+  if (!error && place.name == ".") error = posixError(EPERM);
+  if (!statusOf(place, status, error)) return;
+  int const flags = S_ISDIR(status.st_mode) ? AT_REMOVEDIR : 0;
+  callAt(place, error, [&](int folder, char const* name) { return ::unlinkat(folder, name, flags); });
+}
+
 void ConfinedFileSystemOps::removeLeftovers(std::u16string const& folder, error_code& error) {
   FileHandle const opened = root_->open(folder, O_RDONLY | O_DIRECTORY, error);
   if (!error) opc::removeLeftovers(opened.descriptor());

@@ -129,6 +129,23 @@ TEST_F(ConfinedFileSystemOps, ChangesNothingThroughALink) {
   EXPECT_EQ(fs::last_write_time(directory / "outside/file"), before);
 }
 
+TEST_F(ConfinedFileSystemOps, RemovesFilesLinksAndEmptyFoldersAlone) {
+  auto const removed = [&](std::string const& name) {
+    disk.remove(at(name), error);
+    return error ? error.message() : "";
+  };
+  EXPECT_EQ(removed("root/folder"), "Directory not empty");
+  EXPECT_EQ(removed("root/folder/file"), "");
+  EXPECT_EQ(removed("root/folder"), "");
+  EXPECT_EQ(removed("root/out/file"), kLoop);
+  EXPECT_EQ(removed("root/out"), "");
+  EXPECT_EQ(removed("root/leak"), "");
+  EXPECT_EQ(removed("root/none"), "No such file or directory");
+  EXPECT_EQ(removed("root"), kNotPermitted);
+  EXPECT_EQ(removed("outside/file"), kNotPermitted);
+  EXPECT_TRUE(namesIn("root").empty());
+}
+
 TEST_F(ConfinedFileSystemOps, SetsNoPermissionsThroughALink) {
   auto const before = fs::status(directory / "outside/file").permissions();
   disk.setPermissions(at("root/leak"), opc::Perms::None, error);

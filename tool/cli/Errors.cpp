@@ -7,6 +7,7 @@
 #include <new>
 #include <utility>
 
+#include "disk/Paths.hpp"
 #include "opc/Exception.hpp"
 #include "opc/FileSystemOps.hpp"
 #include "opc/Strings.hpp"
@@ -77,7 +78,8 @@ Report reportOf(Exception const& error, std::u16string const& package) {
   Kind const kind = kindOf(error);
   bool const ofPackage = isOneOf<model::InvalidPackage, model::CouldNotOpenPackage, model::CouldNotSavePackage,
                                  services::CouldNotDecryptContent, model::InvalidPartContent>(error);
-  return {kind.exit, kind.code, error.what(), ofPackage ? std::optional(package) : std::nullopt};
+  Report report{kind.exit, kind.code, error.what(), ofPackage ? std::optional(package) : std::nullopt};
+  return ofPackage ? namingFileSystem(std::move(report), package) : report;
 }
 
 // For encodings other than UTF-8: they contain ASCII, and no characters that change the direction of writing.
@@ -100,6 +102,11 @@ std::string shown(std::u16string_view name) { return opc::toUDEString(opc::escap
 Report diskReport(std::string code, std::string const& what, std::u16string const& path,
                   boost::system::error_code const& reason) {
   return {Exit::Disk, std::move(code), what + " " + shown(path) + ": " + reason.message(), path};
+}
+
+Report namingFileSystem(Report report, std::u16string const& path) {
+  if (report.code == "disk-full") report.message += " (file system " + shown(mountPointOf(path)) + ")";
+  return report;
 }
 
 std::vector<Report> describe(std::exception_ptr const& thrown, std::u16string const& package) {

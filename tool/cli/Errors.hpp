@@ -55,6 +55,9 @@ std::string shown(std::u16string_view name);
 Report diskReport(std::string code, std::string const& what, std::u16string const& path,
                   boost::system::error_code const& reason);
 
+/// The report of a full disk with the file system that is full: the one of the path.
+Report namingFileSystem(Report report, std::u16string const& path);
+
 /// Converts an exception to reports. `package` is the item of exceptions about the package as a whole.
 std::vector<Report> describe(std::exception_ptr const& thrown, std::u16string const& package);
 

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "cli/OptionTable.hpp"
 
+#include <algorithm>
 #include <charconv>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <system_error>
 #include <variant>
@@ -11,12 +14,16 @@
 namespace ztpkg::table {
 namespace {
 
-int numberOf(std::string const& text) {
-  int number = -1;
-  auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || number < 0)
-    throw std::invalid_argument("must be a number, not " + text);
-  return number;
+/// Without empty lines and those that begin with "#".
+std::vector<std::string> linesOf(std::string const& file) {
+  std::ifstream stream(file, std::ios::binary);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(stream, line);) {
+    if (line.ends_with('\r')) line.pop_back();
+    if (!line.empty() && !line.starts_with('#')) lines.push_back(line);
+  }
+  if (!stream.eof()) throw std::invalid_argument("cannot read " + file);
+  return lines;
 }
 
 opc::model::CompressionLevel levelOf(std::string const& name) {
@@ -59,6 +66,14 @@ ArgumentDescription optional(ArgumentDescription described) {
 
 ArgumentDescription packageArgument(std::string& target, std::string purpose) {
   return argument("PACKAGE", std::move(purpose), &target);
+}
+
+int numberOf(std::string const& text) {
+  int number = -1;
+  auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size() || number < 0)
+    throw std::invalid_argument("must be a number, not " + text);
+  return number;
 }
 
 Options operator+(Options all, Options const& more) {
@@ -128,11 +143,16 @@ Options newKeyOptions(NewKeyOptions& key, std::string const& prefix, std::string
 OptionDescription quietOption(bool& quiet) { return flag({"-q", "--quiet"}, "Print no warnings", quiet); }
 
 Options sourceOptions(StoringOptions& options) {
-  return {excludeOption(options.exclude),
-          flag({"--skip-outside-links"},
-               "Leave out links with an absolute target outside the directory, which otherwise fail the command",
-               options.skipOutsideLinks),
-          levelOption(options.level)};
+  return excludeOptions(options.exclude) +
+         Options{
+             flag({"--one-file-system"}, "Do not look into directories of other file systems, and keep these empty",
+                  options.oneFileSystem),
+             flag({"--keep-going"}, "Leave out files that cannot be read or change meanwhile, and end with exit code 1",
+                  options.keepGoing),
+             flag({"--skip-outside-links"},
+                  "Leave out links with an absolute target outside the directory, which otherwise fail the command",
+                  options.skipOutsideLinks),
+             levelOption(options.level)};
 }
 
 Options textOptions(StoringOptions& options) {
@@ -180,9 +200,12 @@ OptionDescription levelOption(opc::model::CompressionLevel& level) {
                 [&level](std::string const& name) { level = levelOf(name); });
 }
 
-OptionDescription excludeOption(std::vector<std::string>& patterns) {
-  return valued({"-x", "--exclude"}, "GLOB", "Leave out what the pattern matches, with everything below it; repeatable",
-                &patterns);
+Options excludeOptions(std::vector<std::string>& patterns) {
+  return {
+      valued({"-x", "--exclude"}, "GLOB", "Leave out what the pattern matches, with everything below it; repeatable",
+             &patterns),
+      valued({"--exclude-from"}, "FILE", "Leave out what a pattern of the file matches, which has one in each line",
+             [&patterns](std::string const& file) { std::ranges::move(linesOf(file), std::back_inserter(patterns)); })};
 }
 
 OptionDescription checksumOption(bool& checksum) {

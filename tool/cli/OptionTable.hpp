@@ -26,6 +26,9 @@ ArgumentDescription argument(std::string const& name, std::string purpose, Targe
 ArgumentDescription optional(ArgumentDescription described);
 ArgumentDescription packageArgument(std::string& target, std::string purpose = "The package");
 
+/// Of an option's value. Throws std::invalid_argument.
+int numberOf(std::string const& text);
+
 Options operator+(Options all, Options const& more);
 Options inGroup(std::string const& group, Options options);
 
@@ -49,7 +52,8 @@ Options listingOptions(StoringOptions& options);
 Options progressOptions(bool& progress, bool& quiet);
 Options propertyOptions(std::vector<std::pair<std::string, std::string>>& properties);
 OptionDescription levelOption(opc::model::CompressionLevel& level);
-OptionDescription excludeOption(std::vector<std::string>& patterns);
+/// --exclude, and --exclude-from with a file of such patterns.
+Options excludeOptions(std::vector<std::string>& patterns);
 OptionDescription checksumOption(bool& checksum);
 /// Of the commands that change a package.
 OptionDescription retryOption(std::chrono::seconds& limit);

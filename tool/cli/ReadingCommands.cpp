@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "cli/CommandTable.hpp"
@@ -12,7 +13,7 @@ namespace {
 
 CommandDescription unpackCommand() {
   auto const options = std::make_shared<UnpackOptions>();
-  return {
+  CommandDescription command{
       .name = "ztpkg unpack",
       .purpose = "Extract all files of a package, or some, into a directory",
       .example = "ztpkg unpack photos.ztpkg restored /2024 '*.txt'",
@@ -28,8 +29,14 @@ CommandDescription unpackCommand() {
                         "Extract only these files, folders or links, with everything below them; may be a pattern",
                         &options->paths))},
       .options =
-          helpOption() + keyOptions(options->key) +
+          helpOption() + keyOptions(options->key) + excludeOptions(options->exclude) +
           Options{
+              flag({"-u", "--update"},
+                   "Extract only what differs from DIR in size, time, permissions or target, and replace it",
+                   options->update),
+              flag({"--delete"}, "With --update: remove files, links and empty folders of DIR that the package has not",
+                   options->removesExtra),
+              flag({"--skip-existing"}, "Leave alone what exists, and extract the rest", options->skipExisting),
               flag({"--raw"}, "Write contents as they are stored, without decrypting them", options->raw),
               clearing({"--no-restore"}, "Leave times and permissions as the disk gives them", options->restore),
               flag({"-f", "--force"}, "Replace files and links that exist", options->force),
@@ -41,6 +48,11 @@ CommandDescription unpackCommand() {
       .package = &options->package,
       .takesPipe = true,
   };
+  for (OptionDescription& option : command.options) {
+    if (option.names.back() == "--delete") option.needs = "--update";
+    if (option.names.back() == "--update" || option.names.back() == "--skip-existing") option.alternatives = "existing";
+  }
+  return command;
 }
 
 CommandDescription listCommand() {
@@ -50,22 +62,33 @@ CommandDescription listCommand() {
       .purpose = "List the files, folders and links of a package",
       .example = "ztpkg list --long photos.ztpkg",
       .details =
-          {"Prints one path per line, sorted. Control characters, and others that could disguise a line, are escaped."},
+          {"Prints one path per line, sorted. Control characters, and others that could disguise a line, are escaped.",
+           "A PATH that is no entry and contains '*', '?' or '[' is a pattern; quote it for the shell."},
       .aliases = {"ls"},
-      .arguments = {packageArgument(options->package)},
-      .options = helpOption() + keyOptions(options->key) +
-                 Options{flag({"-l", "--long"},
-                              "Also print type, permissions, size, stored size, time, link target and content type",
-                              options->detailed),
-                         flag({"-H", "--human"}, "With --long: print sizes with units, such as 1.2 MB", options->human),
-                         flag({"--json"}, "Print a JSON array of objects, for programs", options->json),
-                         quietOption(options->quiet)},
+      .arguments = {packageArgument(options->package),
+                    optional(argument(
+                        "PATH", "List only these files, folders or links, with everything below them; may be a pattern",
+                        &options->paths))},
+      .options =
+          helpOption() + keyOptions(options->key) +
+          Options{flag({"-l", "--long"},
+                       "Also print type, permissions, size, stored size, time, link target and content type",
+                       options->detailed),
+                  flag({"-H", "--human"}, "With --long: print sizes with units, such as 1.2 MB", options->human),
+                  flag({"--tree"}, "Print names below each other, indented as the folders are nested", options->tree),
+                  valued({"--depth"}, "N", "Leave out entries whose paths have more than N names",
+                         [options](std::string const& text) { options->depth = numberOf(text); }),
+                  valued({"--sort"}, "name|size|time", "By path, or largest or newest first", &options->sort),
+                  flag({"--total"}, "Print the numbers of entries and of bytes in a last line", options->total),
+                  flag({"--json"}, "Print a JSON array of objects, for programs", options->json),
+                  quietOption(options->quiet)},
       .action = [options](Output& out) { list(*options, out); },
       .package = &options->package,
       .takesPipe = true,
   };
   for (OptionDescription& option : command.options) {
-    if (option.names.back() == "--long" || option.names.back() == "--json") option.alternatives = "form";
+    if (option.names.back() == "--long" || option.names.back() == "--json" || option.names.back() == "--tree")
+      option.alternatives = "form";
     if (option.names.back() == "--human") option.needs = "--long";
   }
   return command;
@@ -105,8 +128,8 @@ CommandDescription diffCommand() {
                                       "Compare only these files, folders or links, with everything below them; may be "
                                       "a pattern",
                                       &options->paths))},
-      .options = helpOption() + keyOptions(options->key) +
-                 Options{checksumOption(options->checksum), excludeOption(options->exclude),
+      .options = helpOption() + keyOptions(options->key) + excludeOptions(options->exclude) +
+                 Options{checksumOption(options->checksum),
                          flag({"-v", "--verbose"}, "Also print what differs", options->verbose),
                          flag({"--json"}, "Print a JSON array of objects, for programs", options->json)} +
                  progressOptions(options->progress, options->quiet),

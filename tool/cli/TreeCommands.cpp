@@ -57,7 +57,9 @@ CommandDescription addCommand() {
                     argument("SOURCE", "A file, directory or link to add under its own name", &options->sources)},
       .options = helpOption() +
                  Options{valued({"-t", "--to"}, "PATH",
-                                "The folder of the package to add to, created if missing (default: /)", &options->to)} +
+                                "The folder of the package to add to, created if missing (default: /)", &options->to),
+                         flag({"--create"}, "Give a package without a file system one, such as an office document",
+                              options->create)} +
                  sourceOptions(*options) + textOptions(*options) + keyOptions(options->key) +
                  inGroup("Encryption", {flag({"--compress"},
                                              "Compress contents before they are encrypted; the default where those of "

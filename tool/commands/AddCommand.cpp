@@ -142,7 +142,8 @@ void addOnce(AddOptions const& options, Output& out) {
   Storing storing(options, "add");
   opc::LocalFileSystemOps disk;
   TreeInTurn selector(disk);
-  EditedFileSystem edited(options, options.key, &selector);
+  using Missing = EditedFileSystem::Missing;
+  EditedFileSystem edited(options, options.key, &selector, options.create ? Missing::Create : Missing::Refuse);
   FileSystemManager& manager = edited.manager();
   Addition addition(manager, options.force);
   Progress progress(options.progress && !options.quiet);
@@ -163,6 +164,7 @@ void addOnce(AddOptions const& options, Output& out) {
     if (!options.quiet) printLeftOut(*source.tree, "add");
   storing.print(treesOf(sources), out);
   if (!options.quiet && !options.dryRun) printSummary(sources, fromArgument(options.package), progress);
+  closeAndThrowFaults(treesOf(sources), out);
 }
 
 }  // namespace

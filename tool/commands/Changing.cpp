@@ -65,14 +65,17 @@ void changePackage(ChangeOptions const& options, std::function<void()> const& ch
 }
 
 EditedFileSystem::EditedFileSystem(ChangeOptions const& options, KeyOptions const& key,
-                                   opc::FileSystemOpsSelector* selector)
-    : package_(openFileSystem(options.package, AccessMode::ReadWrite, options.force)),
+                                   opc::FileSystemOpsSelector* selector, Missing missing)
+    : package_(missing == Missing::Create ? openPackage(options.package, AccessMode::ReadWrite, options.force)
+                                          : openFileSystem(options.package, AccessMode::ReadWrite, options.force)),
       manager_(selector ? std::make_unique<FileSystemManager>(*package_, *selector)
                         : std::make_unique<FileSystemManager>(*package_)),
       force_(options.force) {
   auto const secret = enableDecryption(*manager_, key, options.package);
   load(*manager_, options.package);
   keepEncryption(*manager_, secret.get(), key, options.package);
+  if (hasFileSystem(*package_)) return;
+  manager_->setCreatedByEncoding(u"UTF-8");  // of names on the disk, whatever the locale
 }
 
 void EditedFileSystem::save() {

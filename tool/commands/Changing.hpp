@@ -19,8 +19,12 @@ void changePackage(ChangeOptions const& options, std::function<void()> const& ch
 /// The file system of a package, loaded and ready to be changed: an encrypted one stays encrypted.
 class EditedFileSystem {
  public:
+  /// What to do with a package that has no file system: throw Failure, or give it an empty one that is not encrypted.
+  enum class Missing { Refuse, Create };
+
   /// The selector, borrowed, chooses what is added from; null for the disk.
-  EditedFileSystem(ChangeOptions const& options, KeyOptions const& key, opc::FileSystemOpsSelector* selector = nullptr);
+  EditedFileSystem(ChangeOptions const& options, KeyOptions const& key, opc::FileSystemOpsSelector* selector = nullptr,
+                   Missing missing = Missing::Refuse);
 
   opc::ztservices::FileSystemManager& manager() { return *manager_; }
   /// Throws Interrupted after a signal.

@@ -25,6 +25,8 @@ struct ChangeOptions {
 struct StoringOptions {
   std::vector<std::string> exclude;
   bool skipOutsideLinks = false;
+  bool oneFileSystem = false;
+  bool keepGoing = false;
   opc::model::CompressionLevel level = opc::model::CompressionLevel::Default;
   bool textToUTF8 = false;
   bool failOnUnknownText = false;  ///< otherwise a text of an unknown character set is stored as it is
@@ -53,6 +55,7 @@ struct AddOptions : StoringOptions, ChangeOptions {
   std::vector<std::string> sources;
   std::string to = "/";
   KeyOptions key;
+  bool create = false;  ///< a file system where the package has none
 };
 void add(AddOptions const& options, Output& out);
 
@@ -61,6 +64,10 @@ struct UnpackOptions {
   std::string directory;
   std::vector<std::string> paths;
   KeyOptions key;
+  std::vector<std::string> exclude;
+  bool update = false;
+  bool skipExisting = false;
+  bool removesExtra = false;
   bool raw = false;
   bool restore = true;
   bool force = false;
@@ -132,7 +139,12 @@ void repair(RepairCommandOptions const& options, Output& out);
 
 struct ListOptions {
   std::string package;
+  std::vector<std::string> paths;
   KeyOptions key;
+  bool tree = false;
+  int depth = -1;    ///< the most names of a path; negative for any number
+  std::string sort;  ///< "name", "size", "time" or empty
+  bool total = false;
   bool detailed = false;
   bool human = false;
   bool json = false;

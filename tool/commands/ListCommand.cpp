@@ -6,16 +6,21 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "cli/Amounts.hpp"
+#include "cli/Errors.hpp"
 #include "cli/Json.hpp"
 #include "commands/Commands.hpp"
 #include "disk/EntryMeasure.hpp"
 #include "disk/FileSystems.hpp"
+#include "disk/Selection.hpp"
+#include "opc/Strings.hpp"
 #include "opc/Time.hpp"
 
 namespace ztpkg {
@@ -79,11 +84,53 @@ std::string padded(std::string const& text, std::size_t width) {
   return std::string(width - std::min(width, text.size()), ' ') + text;
 }
 
+/// The number of names in a path.
+int depthOf(std::u16string const& path) { return static_cast<int>(std::ranges::count(path, u'/')); }
+
+/// The entries that the user wants to see, in the order that the user wants.
+class Wanted {
+ public:
+  Wanted(FileSystemManager const& manager, ListOptions const& options) : manager_(manager), options_(options) {}
+
+  void visit(std::function<void(FileSystemEntry const&)> const& visitor) const {
+    if (options_.sort.empty() || options_.sort == "name") return visitInOrder(visitor);
+    std::vector<FileSystemEntry> entries;
+    visitInOrder([&](FileSystemEntry const& entry) { entries.push_back(entry); });
+    if (options_.sort == "size")
+      sortBy(entries, [&](FileSystemEntry const& entry) { return recordOf(manager_, entry).size; });
+    else
+      sortBy(entries, [&](FileSystemEntry const& entry) { return recordOf(manager_, entry).modified; });
+    for (FileSystemEntry const& entry : entries) visitor(entry);
+  }
+
+ private:
+  void visitInOrder(std::function<void(FileSystemEntry const&)> const& visitor) const {
+    Selection selection(manager_, options_.paths);
+    manager_.visitEntries([&](FileSystemEntry const& entry) {
+      std::u16string const path = entry.getPathName();
+      if (selection.has(path) && (options_.depth < 0 || depthOf(path) <= options_.depth)) visitor(entry);
+    });
+    selection.throwIfUnmatched();
+  }
+
+  /// What is largest or newest comes first, and what has no such value last.
+  template <typename ValueOf>
+  static void sortBy(std::vector<FileSystemEntry>& entries, ValueOf const& valueOf) {
+    std::vector<std::pair<decltype(valueOf(entries.front())), FileSystemEntry>> keyed;
+    for (FileSystemEntry const& entry : entries) keyed.emplace_back(valueOf(entry), entry);
+    std::ranges::stable_sort(keyed, [](auto const& a, auto const& b) { return a.first > b.first; });
+    std::ranges::transform(keyed, entries.begin(), [](auto const& pair) { return pair.second; });
+  }
+
+  FileSystemManager const& manager_;
+  ListOptions const& options_;
+};
+
 /// How the sizes of a listing are written, and in how many columns.
 class SizeColumn {
  public:
-  SizeColumn(FileSystemManager const& manager, bool human) : human_(human) {
-    manager.visitLeafs([&](FileSystemEntry const& entry) {
+  SizeColumn(FileSystemManager const& manager, Wanted const& wanted, bool human) : human_(human) {
+    wanted.visit([&](FileSystemEntry const& entry) {
       EntryRecord const record = recordOf(manager, entry);
       width_ = std::max({width_, text(record.size).size(), text(record.storedSize).size()});
     });
@@ -136,19 +183,18 @@ void printDetailed(EntryRecord const& record, SizeColumn const& sizes, Colours c
   out.print("\n");
 }
 
-void printPaths(FileSystemManager const& manager, Output& out) {
+void printPaths(Wanted const& wanted, Output& out) {
   Colours const colours = Colours::ofStandardOutput();
-  manager.visitEntries([&](FileSystemEntry const& entry) {
+  wanted.visit([&](FileSystemEntry const& entry) {
     printPath(entry.getPathName(), typeOf(entry), colours, out);
     out.print("\n");
   });
 }
 
-void printTable(FileSystemManager const& manager, bool human, Output& out) {
+void printTable(FileSystemManager const& manager, Wanted const& wanted, bool human, Output& out) {
   Colours const colours = Colours::ofStandardOutput();
-  SizeColumn const sizes(manager, human);
-  manager.visitEntries(
-      [&](FileSystemEntry const& entry) { printDetailed(recordOf(manager, entry), sizes, colours, out); });
+  SizeColumn const sizes(manager, wanted, human);
+  wanted.visit([&](FileSystemEntry const& entry) { printDetailed(recordOf(manager, entry), sizes, colours, out); });
 }
 
 char const* typeText(Type type) { return type == Type::File ? "file" : (type == Type::Folder ? "folder" : "link"); }
@@ -170,23 +216,88 @@ std::string json(EntryRecord const& record) {
   return object.text();
 }
 
-void printJson(FileSystemManager const& manager, Output& out) {
+void printJson(FileSystemManager const& manager, Wanted const& wanted, Output& out) {
   JsonArray entries(out);
-  manager.visitEntries([&](FileSystemEntry const& entry) { entries.add(json(recordOf(manager, entry))); });
+  wanted.visit([&](FileSystemEntry const& entry) { entries.add(json(recordOf(manager, entry))); });
   out.print(entries.isEmpty() ? "]\n" : "\n]\n");
+}
+
+/// Names below each other. A line shows for each folder above whether more of that folder follows.
+class TreePrinter {
+ public:
+  explicit TreePrinter(Wanted const& wanted) {
+    wanted.visit([this](FileSystemEntry const& entry) { entries_.push_back({entry.getPathName(), entry}); });
+    std::ranges::sort(entries_, opc::PathLess(), &Line::path);
+    findLasts();
+  }
+
+  void print(Output& out) const {
+    Colours const colours = Colours::ofStandardOutput();
+    std::vector<bool> isLastAt;
+    out.print("/\n");
+    for (Line const& line : entries_) {
+      auto const depth = static_cast<std::size_t>(depthOf(line.path));
+      isLastAt.resize(depth, true);
+      isLastAt[depth - 1] = line.isLast;
+      for (std::size_t level = 0; level + 1 < depth; ++level) out.print(isLastAt[level] ? "    " : "\u2502   ");
+      out.print(line.isLast ? "\u2514\u2500\u2500 " : "\u251C\u2500\u2500 ");
+      printPath(line.entry.getBaseName(), typeOf(line.entry), colours, out);
+      if (line.entry.isLink()) out.printName(u" -> " + line.entry.getContentName());
+      out.print("\n");
+    }
+  }
+
+ private:
+  struct Line {
+    std::u16string path;
+    FileSystemEntry entry;
+    bool isLast = true;  // of its folder
+  };
+
+  void findLasts() {
+    std::vector<bool> hasMoreAt;  // of the folder at each depth, below the line
+    for (auto line = entries_.rbegin(); line != entries_.rend(); ++line) {
+      auto const depth = static_cast<std::size_t>(depthOf(line->path));
+      hasMoreAt.resize(depth, false);
+      line->isLast = !hasMoreAt[depth - 1];
+      hasMoreAt[depth - 1] = true;
+    }
+  }
+
+  std::vector<Line> entries_;
+};
+
+void printTotal(FileSystemManager const& manager, Wanted const& wanted, Output& out) {
+  Entries total;
+  wanted.visit([&](FileSystemEntry const& entry) {
+    ++(entry.isFile() ? total.files : entry.isLink() ? total.links : total.folders);
+    if (entry.isFile()) total.bytes += recordOf(manager, entry).size.value_or(0);
+  });
+  out.print(entriesText(total, "folder") + "\n");
+}
+
+void print(FileSystemManager const& manager, ListOptions const& options, Output& out) {
+  Wanted const wanted(manager, options);
+  if (options.json) return printJson(manager, wanted, out);
+  if (options.tree)
+    TreePrinter(wanted).print(out);
+  else if (options.detailed)
+    printTable(manager, wanted, options.human, out);
+  else
+    printPaths(wanted, out);
+  if (options.total) printTotal(manager, wanted, out);
 }
 
 }  // namespace
 
 void list(ListOptions const& options, Output& out) {
+  if (options.json && options.total) throwUsage("--total does not go with --json (see ztpkg list --help)");
   auto const package = openFileSystem(options.package);
   FileSystemManager manager(*package);
   enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
   throwIfTooDeep(measureEntries(manager), options.package);
-  if (options.json) return printJson(manager, out);
-  if (options.detailed) return printTable(manager, options.human, out);
-  printPaths(manager, out);
+  print(manager, options, out);
 }
 
 }  // namespace ztpkg

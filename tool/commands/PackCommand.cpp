@@ -191,6 +191,7 @@ void pack(PackOptions const& options, Output& out) {
   storing.print({&source}, out);
   if (pipe && !options.dryRun) pipe->printTo(out);
   if (!options.quiet && !options.dryRun) printSummary(source, package, progress);
+  closeAndThrowFaults({&source}, out);
 }
 
 }  // namespace ztpkg

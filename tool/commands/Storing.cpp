@@ -54,6 +54,8 @@ SourceTree::Rules sourceRules(StoringOptions const& options, std::string const& 
   SourceTree::Rules rules;
   for (std::string const& pattern : options.exclude) rules.exclude.emplace_back(fromArgument(pattern));
   rules.skipOutsideLinks = options.skipOutsideLinks;
+  rules.oneFileSystem = options.oneFileSystem;
+  rules.keepGoing = options.keepGoing;
   rules.ownFiles = namesOf(fromArgument(package));
   return rules;
 }
@@ -69,6 +71,16 @@ void throwWithAdvice(Failure const& failure) {
   std::vector<Report> reports = failure.reports();
   for (Report& report : reports)
     if (report.code == "outside-link") report.message += " (--skip-outside-links leaves it out)";
+  throw Failure(std::move(reports));
+}
+
+void closeAndThrowFaults(std::vector<SourceTree const*> const& trees, Output& out) {
+  std::vector<Report> reports;
+  for (SourceTree const* const tree : trees)
+    for (Report const& fault : tree->faults())
+      reports.push_back({Exit::Package, fault.code, fault.message, fault.item});
+  if (reports.empty()) return;
+  out.close();
   throw Failure(std::move(reports));
 }
 
@@ -92,6 +104,7 @@ void Storing::add(FileSystemManager& manager, SourceTree& source) {
     throw Failure(undecodable(source.diskPath(source.lastFile()), fault.what()));
   }
   source.checkLastFile();
+  for (std::u16string const& path : source.broken()) manager.deleteFile(manager.getEntry(path));
   for (std::u16string const& folder : source.folders())
     if (!manager.hasEntry(folder)) manager.createFolder(folder);
 }

@@ -38,6 +38,9 @@ class TreeInTurn final : public opc::FileSystemOpsSelector {
   opc::FileSystemOps* current_;
 };
 
+/// Completes the output and throws Failure with what could not be read and was left out, after all else was stored.
+void closeAndThrowFaults(std::vector<SourceTree const*> const& trees, Output& out);
+
 /// Prints what the survey of the tree left out.
 void printLeftOut(SourceTree const& source, char const* command);
 

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <exception>
 #include <iostream>
 #include <iterator>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -13,12 +17,17 @@
 #include "cli/Amounts.hpp"
 #include "cli/Process.hpp"
 #include "commands/Commands.hpp"
+#include "commands/Storing.hpp"
+#include "disk/Comparison.hpp"
 #include "disk/DestinationTree.hpp"
 #include "disk/EntryMeasure.hpp"
 #include "disk/FileSystems.hpp"
+#include "disk/Glob.hpp"
 #include "disk/Paths.hpp"
 #include "disk/Selection.hpp"
+#include "disk/TreeListing.hpp"
 #include "disk/UnpackChecks.hpp"
+#include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 
 namespace ztpkg {
@@ -29,15 +38,25 @@ using opc::ztservices::FileSystemManager;
 using opc::ztservices::RestoreMode;
 using opc::ztservices::TransformMode;
 
+std::vector<Glob> globsOf(std::vector<std::string> const& patterns) {
+  std::vector<Glob> globs;
+  for (std::string const& pattern : patterns) globs.emplace_back(fromArgument(pattern));
+  return globs;
+}
+
+bool isExcluded(std::u16string const& path, std::vector<Glob> const& excluded) {
+  return std::ranges::any_of(excluded, [&](Glob const& glob) { return glob.matches(path); });
+}
+
 // What is to be extracted, links last: nothing is ever written through one of them. A few thousand bytes that stand for
 // a million folders, each in the other, would keep the disk busy for minutes.
-Leaves selectedLeaves(FileSystemManager const& manager, UnpackOptions const& options) {
-  Selection selection(manager, options.paths);
+Leaves selectedLeaves(FileSystemManager const& manager, UnpackOptions const& options, Selection& selection) {
+  std::vector<Glob> const excluded = globsOf(options.exclude);
   EntryMeasure measure;
   Leaves leaves;
   manager.visitLeafs([&](FileSystemEntry const& entry) {
     std::u16string path = entry.getPathName();
-    if (!selection.has(path)) return;
+    if (!selection.has(path) || isExcluded(path, excluded)) return;
     measure.add(path);
     leaves.push_back({std::move(path), entry});
   });
@@ -45,6 +64,51 @@ Leaves selectedLeaves(FileSystemManager const& manager, UnpackOptions const& opt
   throwIfTooDeep(measure, options.package);
   std::stable_partition(leaves.begin(), leaves.end(), [](Leaf const& leaf) { return !leaf.entry.isLink(); });
   return leaves;
+}
+
+std::u16string targetOnDisk(std::u16string const& target, std::u16string const& root) {
+  return target.starts_with(u'/') ? (root == u"/" ? u"" : root) + target : target;
+}
+
+/// Whether the disk has what extraction would make.
+bool isUpToDate(FileSystemManager const& manager, Leaf const& leaf, ListedItem const& item,
+                std::u16string const& root) {
+  if (leaf.entry.isFolder()) return item.kind == ListedItem::Kind::Folder;
+  if (leaf.entry.isLink())
+    return item.kind == ListedItem::Kind::Link &&
+           opc::LocalFileSystemOps().getLinkTarget(item.path) == targetOnDisk(leaf.entry.getContentName(), root);
+  return item.kind == ListedItem::Kind::File && !haveOtherFacts(itemOf(manager, leaf.entry), itemOf(item.facts));
+}
+
+/// Takes out of the leaves what is there already.
+void leaveExisting(FileSystemManager const& manager, Leaves& leaves, std::u16string const& root,
+                   UnpackOptions const& options) {
+  opc::LocalFileSystemOps disk;
+  std::erase_if(leaves, [&](Leaf const& leaf) {
+    throwIfInterrupted();
+    std::u16string const path = disk.appendPath(root, leaf.path);
+    ListedItem const item = listItem(AT_FDCWD, opc::toUTF8String(path).c_str(), path);
+    bool const isMissing = item.error == ENOENT || item.error == ENOTDIR;
+    return !isMissing && (options.skipExisting || isUpToDate(manager, leaf, item, root));
+  });
+}
+
+/// Removes what the package does not have, from the last path to the first. Returns the number of what is gone.
+std::size_t removeExtra(FileSystemManager const& manager, Destination& destination, std::u16string const& root,
+                        Selection& selection, UnpackOptions const& options) {
+  using Kind = ListedItem::Kind;
+  std::vector<Glob> const excluded = globsOf(options.exclude);
+  ForwardingOps::Paths const ownFiles = namesOf(fromArgument(options.package));
+  TreeListing const listing(root, [&](std::u16string const& path) { return isExcluded(path, excluded); });
+  std::size_t count = 0;
+  for (auto item = listing.items.rbegin(); item != listing.items.rend(); ++item) {
+    bool const isSpecial = item->kind != Kind::File && item->kind != Kind::Link && item->kind != Kind::Folder;
+    if (isSpecial || manager.hasEntry(item->path) || !selection.has(item->path)) continue;
+    std::u16string const path = opc::LocalFileSystemOps().appendPath(root, item->path);
+    bool const isOwn = std::ranges::find(ownFiles, path) != ownFiles.end();
+    if (!isOwn && !isLeftover(item->path.substr(item->path.rfind(u'/') + 1))) count += destination.tree().remove(path);
+  }
+  return count;
 }
 
 /// Faults of the package leave out the entry; those of the disk, and signals, end the extraction.
@@ -80,7 +144,8 @@ std::vector<Report> extract(FileSystemManager& manager, std::u16string const& ro
   return problems;
 }
 
-void printSummary(Leaves const& leaves, ExtractionPlan const& plan, Progress const& progress) {
+void printSummary(Leaves const& leaves, ExtractionPlan const& plan, std::optional<std::size_t> removed,
+                  Progress const& progress) {
   auto const count = [&](bool (FileSystemEntry::*kind)() const) {
     return static_cast<std::size_t>(
         std::ranges::count_if(leaves, [&](Leaf const& leaf) { return (leaf.entry.*kind)(); }));
@@ -88,7 +153,8 @@ void printSummary(Leaves const& leaves, ExtractionPlan const& plan, Progress con
   Entries const extracted{count(&FileSystemEntry::isFile), count(&FileSystemEntry::isFolder),
                           count(&FileSystemEntry::isLink), progress.done().bytes};
   std::cerr << "extracted " << entriesText(extracted, "empty folder") << " from " << sizeText(plan.stored)
-            << " stored, " << secondsText(progress.elapsed()) << '\n';
+            << " stored, " << (removed ? "removed " + counted(*removed, "path") + ", " : "")
+            << secondsText(progress.elapsed()) << '\n';
 }
 
 }  // namespace
@@ -98,7 +164,7 @@ void unpack(UnpackOptions const& options) {
   auto const package = openFileSystem(options.package);
   std::u16string const directory = fromArgument(options.directory);
   std::u16string const root = isThere(directory) ? existingDirectory(directory) : resolvedPath(directory);
-  opc::Confinement const confinement{.replaceExisting = options.force,
+  opc::Confinement const confinement{.replaceExisting = options.force || options.update,
                                      .allowOutsideLinks = options.allowOutsideLinks,
                                      .makeHoles = options.sparse,
                                      .allowInexactTimes = true};
@@ -108,7 +174,9 @@ void unpack(UnpackOptions const& options) {
   manager.setExtractionThreads(std::thread::hardware_concurrency());
   enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
-  Leaves leaves = selectedLeaves(manager, options);
+  Selection selection(manager, options.paths);
+  Leaves leaves = selectedLeaves(manager, options, selection);
+  if (options.update || options.skipExisting) leaveExisting(manager, leaves, root, options);
   TransformMode const mode = options.raw ? TransformMode::None : TransformMode::Transform;
   ExtractionPlan plan = checkExtraction(manager, leaves, root, confinement, mode);
   std::vector<Report>& problems = plan.problems;
@@ -116,10 +184,16 @@ void unpack(UnpackOptions const& options) {
   destination.setFolders(std::move(plan.folders));
   progress.expect(plan.content);
   RestoreMode const restore = options.restore ? RestoreMode::TimeAndPermissions : RestoreMode::None;
-  std::ranges::move(extract(manager, root, leaves, restore, mode), std::back_inserter(problems));
+  try {
+    std::ranges::move(extract(manager, root, leaves, restore, mode), std::back_inserter(problems));
+  } catch (opc::Exception const&) {
+    throw Failure(namingFileSystem(describe(std::current_exception(), root).front(), root));
+  }
+  std::optional<std::size_t> removed;
+  if (options.removesExtra && problems.empty()) removed = removeExtra(manager, destination, root, selection, options);
   progress.finish();
   for (std::string const& warning : destination.warnings()) std::cerr << "ztpkg: unpack: " << warning << '\n';
-  if (!options.quiet) printSummary(leaves, plan, progress);
+  if (!options.quiet) printSummary(leaves, plan, removed, progress);
   if (!problems.empty()) throw Failure(std::move(problems));
 }
 

@@ -41,9 +41,11 @@ Differences differencesOf(FileSystemManager& manager, SourceTree& source, Update
                         .isWanted = [&](std::u16string const& path) { return filter.has(path); },
                         .isConverted = {}};
   if (options.textToUTF8) rules.isConverted = [&](std::u16string const& path) { return isTextPath(source, path); };
+  // What could not be read looks as if it were missing.
+  bool const removes = options.removesMissing && source.faults().empty();
   Differences found;
   compareTrees(manager, directory, rules, [&](Difference const& difference) {
-    if (difference.change != Change::Deleted || options.removesMissing) found.push_back(difference);
+    if (difference.change != Change::Deleted || removes) found.push_back(difference);
   });
   filter.throwIfUnmatched();
   return found;
@@ -150,6 +152,7 @@ void updateOnce(UpdateOptions const& options, Output& out) {
   storing.print({&source}, out);
   print(differences, options, out);
   if (!options.quiet && !options.dryRun) printSummary(differences, fromArgument(options.package), progress);
+  closeAndThrowFaults({&source}, out);
 }
 
 }  // namespace

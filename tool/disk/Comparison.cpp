@@ -19,21 +19,13 @@ using opc::ztservices::FileSystemManager;
 using opc::ztservices::TransformMode;
 using Change = Difference::Change;
 
-/// The size of a file whose part is missing is absent.
-TreeItem itemOf(FileSystemManager const& manager, FileSystemEntry const& entry) {
-  TreeItem item{.kind = kindOf(entry)};
-  if (item.kind == EntryKind::Link) item.target = entry.getContentName();
-  if (item.kind != EntryKind::File) return item;
-  if (manager.getPackage().hasPart(opc::model::PartName(entry.getContentName()))) item.size = manager.getSize(entry);
-  if (entry.getPermissions() != FileSystemEntry::getUnknownPermissions()) item.permissions = entry.getPermissions();
-  if (!entry.getLastModifiedTime().is_special()) item.time = entry.getLastModifiedTime();
-  return item;
-}
-
 template <typename Value>
 bool differ(std::optional<Value> const& a, std::optional<Value> const& b) {
   return a && b && *a != *b;
 }
+
+/// A time that only the disk can hold is another one.
+bool hasOtherTime(TreeItem const& ours, TreeItem const& theirs) { return ours.time && ours.time != theirs.time; }
 
 /// A comparison under way.
 class Comparison {
@@ -81,13 +73,12 @@ class Comparison {
                     Difference& difference) {
     bool const isConverted = rules_.isConverted && rules_.isConverted(difference.path);
     bool const hasOtherSize = !isConverted && ours.size != theirs.size;
-    bool const hasOtherTime = differ(ours.time, theirs.time) || !theirs.time;
     bool const reads = rules_.readContents && !isConverted;
     if (hasOtherSize)
       note(difference, "size", true);
     else if (reads && !other_.hasSameContent(manager_, entry, next_))
       note(difference, "content", true);
-    if (hasOtherTime) note(difference, "time", !reads);
+    if (hasOtherTime(ours, theirs)) note(difference, "time", !reads);
     if (differ(ours.permissions, theirs.permissions)) note(difference, "permissions", false);
   }
 
@@ -109,6 +100,27 @@ class Comparison {
 
 EntryKind kindOf(FileSystemEntry const& entry) {
   return entry.isFile() ? EntryKind::File : entry.isLink() ? EntryKind::Link : EntryKind::Folder;
+}
+
+TreeItem itemOf(FileSystemManager const& manager, FileSystemEntry const& entry) {
+  TreeItem item{.kind = kindOf(entry)};
+  if (item.kind == EntryKind::Link) item.target = entry.getContentName();
+  if (item.kind != EntryKind::File) return item;
+  if (manager.getPackage().hasPart(opc::model::PartName(entry.getContentName()))) item.size = manager.getSize(entry);
+  if (entry.getPermissions() != FileSystemEntry::getUnknownPermissions()) item.permissions = entry.getPermissions();
+  if (!entry.getLastModifiedTime().is_special()) item.time = entry.getLastModifiedTime();
+  return item;
+}
+
+TreeItem itemOf(FileFacts const& facts) {
+  return {.kind = EntryKind::File,
+          .size = facts.identity.size,
+          .permissions = facts.permissions,
+          .time = timeOf(facts.identity)};
+}
+
+bool haveOtherFacts(TreeItem const& ours, TreeItem const& theirs) {
+  return ours.size != theirs.size || hasOtherTime(ours, theirs) || differ(ours.permissions, theirs.permissions);
 }
 
 DirectoryTree::DirectoryTree(SourceTree& source, Progress& progress) : source_(source), progress_(progress) {
@@ -136,11 +148,7 @@ TreeItem DirectoryTree::itemAt(std::size_t index) {
   Place const& place = places_[index];
   if (place.isFolder) return {.kind = EntryKind::Folder};
   if (source_.isLinkLeaf(place.index)) return {.kind = EntryKind::Link, .target = source_.getLinkTarget(textOf(place))};
-  FileFacts const& facts = source_.factsOf(place.index);
-  return {.kind = EntryKind::File,
-          .size = facts.identity.size,
-          .permissions = facts.permissions,
-          .time = timeOf(facts.identity)};
+  return itemOf(source_.factsOf(place.index));
 }
 
 bool DirectoryTree::hasSameContent(FileSystemManager& manager, FileSystemEntry const& file, std::size_t index) {

@@ -28,6 +28,13 @@ struct TreeItem {
   std::u16string target = {};  ///< of a link
 };
 
+/// What the package records of an entry. The size of a file whose contents are missing is absent.
+TreeItem itemOf(opc::ztservices::FileSystemManager const& manager, opc::ztservices::FileSystemEntry const& entry);
+/// What the disk has; the target of a link is not looked up.
+TreeItem itemOf(FileFacts const& facts);
+/// Whether the two files differ in size, time or permissions, as far as these are recorded.
+bool haveOtherFacts(TreeItem const& ours, TreeItem const& theirs);
+
 /// The tree that a package is compared with: its entries without the root, by code units of their paths.
 class OtherTree {
  public:

@@ -18,6 +18,16 @@ namespace ztpkg {
 DestinationTree::DestinationTree(std::unique_ptr<opc::ConfinedFileSystemOps> disk, Progress& progress)
     : ForwardingOps(*disk), disk_(std::move(disk)), progress_(&progress) {}
 
+bool DestinationTree::remove(std::u16string const& path) {
+  throwIfInterrupted();
+  ErrorCode error;
+  disk_->remove(path, error);
+  bool const isNotEmpty =
+      error == boost::system::errc::directory_not_empty || error == boost::system::errc::file_exists;
+  if (error && !isNotEmpty) throw Failure(diskReport("cannot-write", "cannot remove", path, error));
+  return !error;
+}
+
 void DestinationTree::createFolder(std::u16string const& path, ErrorCode& error) {
   throwIfInterrupted();
   inner().createFolder(path, error);
@@ -56,7 +66,9 @@ std::unique_ptr<opc::FileOutputStream> DestinationTree::checked(std::unique_ptr<
   return std::make_unique<CheckedOutput>(std::move(file), *progress_, [this, path] { inexactTimes_.push_back(path); });
 }
 
-opc::FileSystemOps& Destination::getForPath(std::u16string const&) {
+opc::FileSystemOps& Destination::getForPath(std::u16string const&) { return tree(); }
+
+DestinationTree& Destination::tree() {
   if (tree_) return *tree_;
   try {
     auto disk = std::make_unique<opc::ConfinedFileSystemOps>(root_, confinement_);

@@ -23,6 +23,10 @@ class DestinationTree final : public ForwardingOps {
   Paths const& inexactTimes() const { return inexactTimes_; }
 
   bool isThreadSafe() const override { return true; }
+
+  /// Removes a file or link, or a folder if it is empty. Returns whether it is gone.
+  bool remove(std::u16string const& path);
+
   void createFolder(std::u16string const& path, ErrorCode& error) override;
   void createFolders(std::u16string const& path, ErrorCode& error) override;
   void createSymlink(std::u16string const& target, std::u16string const& linkPath, ErrorCode& error) override;
@@ -52,6 +56,8 @@ class Destination final : public opc::FileSystemOpsSelector {
   /// one of them in any case.
   void setFolders(ForwardingOps::Paths folders) { folders_ = std::move(folders); }
   opc::FileSystemOps& getForPath(std::u16string const& path) override;
+  /// Begins, as getForPath().
+  DestinationTree& tree();
   /// A line for each file whose time the disk cannot hold; of many files for the first ones and their number.
   std::vector<std::string> warnings() const;
 

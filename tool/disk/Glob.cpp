@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <optional>
 #include <string_view>
-#include <tuple>
-#include <utility>
 
 #include "opc/Strings.hpp"
 
@@ -48,29 +46,62 @@ bool oneMatches(View pattern, wchar_t character, View& rest) {
   return pattern.front() == character;
 }
 
-// Goes back to the last "*" alone, which suffices and takes no more than length times length steps; one before
-// a "/" is never gone back to once that "/" has matched, since "*" stays within a component.
+/// Where matching goes on after a failure: the pattern behind a star, and the text where the star ends.
+struct Retry {
+  View pattern = {}, text = {};
+  bool isSet = false;
+};
+
+/// One more character for a star within a component.
+bool extend(Retry& star) {
+  if (!star.isSet || star.text.empty() || star.text.front() == L'/') return false;
+  star.text.remove_prefix(1);
+  return true;
+}
+
+/// One more character for "**", one more folder for "**/".
+bool extendDeep(Retry& star, bool byFolders) {
+  if (!star.isSet || star.text.empty()) return false;
+  std::size_t const slash = star.text.find(L'/');
+  if (byFolders && slash == View::npos) return false;
+  star.text.remove_prefix(byFolders ? slash + 1 : 1);
+  return true;
+}
+
+// Goes back to the last "*" alone, which suffices, and then to the last "**". A "*" before a "/" is never gone back to
+// once that "/" has matched, since it stays within a component.
 bool matchesText(View pattern, View text) {
-  std::optional<std::pair<View, View>> retry;  // the pattern after the last "*", and the text where it ends
-  while (!text.empty()) {
-    if (pattern.starts_with(L'*')) {
-      pattern.remove_prefix(1);
-      retry = {pattern, text};
+  Retry star, deep;
+  bool byFolders = false;
+  for (;;) {
+    if (pattern.starts_with(L"**")) {
+      pattern.remove_prefix(std::min(pattern.find_first_not_of(L'*'), pattern.size()));
+      byFolders = pattern.starts_with(L'/');
+      if (byFolders) pattern.remove_prefix(1);
+      star.isSet = false;
+      deep = {pattern, text, true};
       continue;
     }
+    if (pattern.starts_with(L'*')) {
+      pattern.remove_prefix(1);
+      star = {pattern, text, true};
+      continue;
+    }
+    if (pattern.empty() && text.empty()) return true;
     View rest;
-    if (!pattern.empty() && oneMatches(pattern, text.front(), rest)) {
-      if (text.front() == L'/') retry.reset();
+    if (!pattern.empty() && !text.empty() && oneMatches(pattern, text.front(), rest)) {
+      if (text.front() == L'/') star.isSet = false;
       pattern = rest;
       text.remove_prefix(1);
-    } else if (retry && retry->second.front() != L'/') {
-      retry->second.remove_prefix(1);
-      std::tie(pattern, text) = *retry;
+    } else if (extend(star)) {
+      pattern = star.pattern, text = star.text;
+    } else if (extendDeep(deep, byFolders)) {
+      star.isSet = false;
+      pattern = deep.pattern, text = deep.text;
     } else {
       return false;
     }
   }
-  return pattern.find_first_not_of(L'*') == View::npos;
 }
 
 View withoutSlashes(View text) {

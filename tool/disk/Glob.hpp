@@ -7,8 +7,9 @@
 namespace ztpkg {
 
 /// A shell pattern: `*` and `?` match within one path component, `[a-z]` and `[!a-z]` one character, a backslash makes
-/// the next character literal. A pattern without a "/" is matched with the name of every component, one with a "/" with
-/// the whole path below the root. A value.
+/// the next character literal; `**` matches any characters, and `**/` any number of folders, none included. A pattern
+/// without a "/" is matched with the name of every component, one with a "/" with the whole path below the root. A
+/// value.
 class Glob {
  public:
   explicit Glob(std::u16string const& pattern);

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
 #include "cli/Errors.hpp"
@@ -92,6 +93,19 @@ bool isThere(std::u16string const& path) {
 bool isOther(std::u16string const& path) {
   std::error_code ignored;  // opening the path reports it
   return fs::is_other(fs::symlink_status(native(path), ignored));
+}
+
+std::u16string mountPointOf(std::u16string const& path) {
+  auto const deviceOf = [](fs::path const& place) -> std::optional<dev_t> {
+    struct stat status {};
+    return stat(place.c_str(), &status) == 0 ? std::optional(status.st_dev) : std::nullopt;
+  };
+  std::error_code ignored;  // then the path is taken as it is
+  fs::path place = fs::weakly_canonical(native(path), ignored);
+  if (place.empty()) place = native(path);
+  while (!deviceOf(place) && place.has_relative_path()) place = place.parent_path();
+  while (place.has_relative_path() && deviceOf(place.parent_path()) == deviceOf(place)) place = place.parent_path();
+  return textOf(place);
 }
 
 std::uint64_t sizeOfFile(std::u16string const& path) {

@@ -44,6 +44,9 @@ bool isOther(std::u16string const& path);
 /// The path without its last component; "." for a mere name.
 std::u16string parentOf(std::u16string const& path);
 
+/// The directory at which the file system with the path, or with the lowest folder above it that exists, is mounted.
+std::u16string mountPointOf(std::u16string const& path);
+
 /// In bytes; 0 if it is unknown.
 std::uint64_t sizeOfFile(std::u16string const& path);
 

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <ios>
 #include <istream>
+#include <iterator>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
@@ -31,16 +33,6 @@ bool isUnstorable(char16_t unit) {
 char const* faultOf(std::u16string_view text) {
   if (text.find(u'\\') != std::u16string_view::npos) return "has a backslash, which would be taken for a separator";
   return std::ranges::any_of(text, isUnstorable) ? "has a character that XML cannot carry" : nullptr;
-}
-
-/// Whether a name is of a temporary file of an extraction, a save or a spool.
-bool isLeftover(std::u16string_view name) {
-  constexpr std::u16string_view kMark = u".ztservices-", kCharacters = u"abcdefghijklmnopqrstuvwxyzABCDEF";
-  std::size_t const mark = name.starts_with(u'.') ? name.rfind(kMark) : name.npos;
-  if (mark == name.npos) return false;
-  std::u16string_view const random = name.substr(mark + kMark.size());
-  bool const isOfExtraction = mark == 0 && random.size() == 10;
-  return (isOfExtraction || random.size() == 6) && random.find_first_not_of(kCharacters) == random.npos;
 }
 
 /// The target as a path of a tree whose root is `root`; none for one that points elsewhere, or climbs out on its way.
@@ -74,12 +66,22 @@ void SourceTree::survey() {
     takeLeaf(item);
   } else {
     if (!rules_.place.empty()) folders_.push_back(rules_.place);
-    TreeListing listing(root_, [this](std::u16string const& path) { return isExcluded(path); });
+    TreeListing listing(
+        root_, [this](std::u16string const& path) { return isExcluded(path); }, rules_.oneFileSystem);
     problems_ = std::move(listing.faults);
     for (ListedItem& item : listing.items) take(item);
   }
+  if (rules_.keepGoing) keepUnreadable();
   std::ranges::stable_sort(problems_, {}, &Report::item);
   if (!problems_.empty()) throw Failure(std::move(problems_));
+}
+
+/// Turns problems of reading into faults that end nothing.
+void SourceTree::keepUnreadable() {
+  auto const isOther = [](Report const& report) { return report.code != "cannot-read"; };
+  auto const unreadable = std::stable_partition(problems_.begin(), problems_.end(), isOther);
+  std::move(unreadable, problems_.end(), std::back_inserter(faults_));
+  problems_.erase(unreadable, problems_.end());
 }
 
 ListedItem SourceTree::singleSource() const {
@@ -134,6 +136,7 @@ void SourceTree::takeLeaf(ListedItem& item) {
   if (item.kind == ListedItem::Kind::Link) return takeLink(item.path);
   if (item.error != 0)
     addProblem(Exit::Disk, "cannot-read", ErrorCode(item.error, boost::system::system_category()).message(), item.path);
+  if (item.error != 0 && rules_.keepGoing) return;
   if (item.facts.identity.size > rules_.longestFile)
     addProblem(Exit::Package, "too-long",
                "it has " + std::to_string(item.facts.identity.size) + " bytes, and no more than " +
@@ -210,7 +213,13 @@ void SourceTree::throwChanged(std::u16string const& path) const {
 void SourceTree::checkLastFile() {
   noteChange();
   LastFile const last = std::exchange(lastFile_, {});
-  if (last.hasChanged) throwChanged(last.path);
+  if (!last.hasChanged) return;
+  try {
+    throwChanged(last.path);
+  } catch (Failure const& failure) {
+    if (!tolerates(failure)) throw;
+    broken_.push_back(last.path);
+  }
 }
 
 void SourceTree::noteChange() {
@@ -235,7 +244,11 @@ bool SourceTree::isFile(std::u16string const& path) {
 bool SourceTree::isSymlink(std::u16string const& path) {
   std::u16string const onDisk = diskPath(path);
   if (inner().isSymlink(onDisk)) return true;
-  if (!inner().isFile(onDisk)) throwChanged(path);
+  if (!inner().isFile(onDisk)) try {
+      throwChanged(path);
+    } catch (Failure const& failure) {
+      if (!tolerates(failure)) throw;
+    }
   return false;
 }
 
@@ -268,6 +281,23 @@ boost::posix_time::ptime SourceTree::getLastModifiedTime(std::u16string const& p
 opc::OpenedFile SourceTree::openForAdding(std::u16string const& path) {
   checkLastFile();
   throwIfInterrupted();
+  try {
+    return openListed(path);
+  } catch (Failure const& failure) {
+    if (!tolerates(failure)) throw;
+    broken_.push_back(path);
+  }
+  opc::OpenedFile nothing;
+  nothing.content = std::make_unique<std::istringstream>();
+  return nothing;
+}
+
+bool SourceTree::tolerates(Failure const& failure) {
+  if (rules_.keepGoing) faults_.push_back(failure.reports().front());
+  return rules_.keepGoing;
+}
+
+opc::OpenedFile SourceTree::openListed(std::u16string const& path) {
   std::u16string const onDisk = diskPath(path);
   opc::OpenedFile file = readerAhead().openForAdding(onDisk);
   auto const check = [&](ErrorCode const& error, char const* what) {

@@ -30,8 +30,10 @@ class SourceTree final : public ForwardingOps {
   struct Rules {
     std::vector<Glob> exclude;
     bool skipOutsideLinks = false;
-    std::u16string place;  ///< folder of this tree that the directory appears as; empty for the root
-    std::u16string only;   ///< name of the one file or link that the tree holds; empty for all there are
+    bool oneFileSystem = false;
+    bool keepGoing = false;  ///< what cannot be read, or changes, is left out
+    std::u16string place;    ///< folder of this tree that the directory appears as; empty for the root
+    std::u16string only;     ///< name of the one file or link that the tree holds; empty for all there are
     std::uint64_t longestFile = UINT64_MAX;  ///< longer ones cannot be stored
     Paths ownFiles;                          ///< resolved paths of the package that is being written
     Paths otherRoots;                        ///< further absolute names of the root, by which links may point below it
@@ -60,6 +62,11 @@ class SourceTree final : public ForwardingOps {
   /// For each item that is neither stored nor excluded a line that begins with "left out"; of many fifos, sockets and
   /// devices the first ones and their number.
   std::vector<std::string> leftOut() const;
+
+  /// With keepGoing: the faults of what could not be read. Files among `broken` were added all the same, with anything
+  /// for their content, and are to be removed again.
+  std::vector<Report> const& faults() const { return faults_; }
+  Paths const& broken() const { return broken_; }
 
   /// Throws Failure if the file that was read last changed meanwhile. Also to be called after the last file.
   void checkLastFile();
@@ -100,6 +107,9 @@ class SourceTree final : public ForwardingOps {
   void checkIsListed(std::u16string const& path, opc::OpenedFile const& file) const;
   void noteChange();
   [[noreturn]] void throwChanged(std::u16string const& path) const;
+  bool tolerates(Failure const& failure);
+  opc::OpenedFile openListed(std::u16string const& path);
+  void keepUnreadable();
   void addProblem(Exit exit, std::string code, std::string const& message, std::u16string const& path);
 
   std::u16string root_;
@@ -110,7 +120,8 @@ class SourceTree final : public ForwardingOps {
   std::vector<std::pair<std::u16string, char const*>> leftOut_, specials_;  // with the reasons
   std::size_t linkCount_ = 0;                                               // among leaves_
   std::uint64_t fileBytes_ = 0;
-  std::vector<Report> problems_;
+  std::vector<Report> problems_, faults_;
+  Paths broken_;
   std::unique_ptr<FilesAhead> ahead_;  // of the leaves, from the first that is opened
   LastFile lastFile_;
 };

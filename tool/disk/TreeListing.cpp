@@ -37,6 +37,12 @@ Kind kindOf(mode_t mode) {
   return S_ISSOCK(mode) ? Kind::Socket : Kind::Device;
 }
 
+std::optional<std::uint64_t> deviceOf(int folder, char const* name) {
+  struct stat status {};
+  return fstatat(folder, name, &status, AT_SYMLINK_NOFOLLOW) == 0 ? std::optional<std::uint64_t>(status.st_dev)
+                                                                  : std::nullopt;
+}
+
 /// A path that is too long for the system is opened in parts.
 OpenFile openBelow(int root, std::string path) {
   OpenFile front(root, ".", O_PATH | O_DIRECTORY);
@@ -70,6 +76,15 @@ std::optional<boost::posix_time::ptime> timeOf(opc::FileIdentity const& identity
          boost::posix_time::microseconds(identity.nanoseconds / 1000);
 }
 
+bool isLeftover(std::u16string_view name) {
+  constexpr std::u16string_view kMark = u".ztservices-", kCharacters = u"abcdefghijklmnopqrstuvwxyzABCDEF";
+  std::size_t const mark = name.starts_with(u'.') ? name.rfind(kMark) : name.npos;
+  if (mark == name.npos) return false;
+  std::u16string_view const random = name.substr(mark + kMark.size());
+  bool const isOfExtraction = mark == 0 && random.size() == 10;
+  return (isOfExtraction || random.size() == 6) && random.find_first_not_of(kCharacters) == random.npos;
+}
+
 ListedItem listItem(int folder, char const* name, std::u16string path) {
   ListedItem item{std::move(path)};
   struct stat status {};
@@ -87,13 +102,14 @@ ListedItem listItem(int folder, char const* name, std::u16string path) {
   return item;
 }
 
-TreeListing::TreeListing(std::u16string root, Exclusion isExcluded)
+TreeListing::TreeListing(std::u16string root, Exclusion isExcluded, bool oneFileSystem)
     : root_(std::move(root)), isExcluded_(std::move(isExcluded)) {
   OpenFile const opened(root_, O_RDONLY | O_DIRECTORY);
   if (!opened.isOpen()) {
     addUnreadable(u"", errno);
     return;
   }
+  if (oneFileSystem) device_ = deviceOf(opened.descriptor(), ".");
   visit(opened.descriptor(), u"");
   while (!pending_.empty()) {
     std::u16string const folder = std::move(pending_.back());
@@ -128,7 +144,8 @@ void TreeListing::meet(int folder, std::u16string const& prefix, char const* nam
     return addBadName(prefix, name);
   ListedItem item =
       type == DT_DIR ? ListedItem{std::move(path), Kind::Folder} : listItem(folder, name, std::move(path));
-  if (item.kind == Kind::Folder) pending_.push_back(item.path);
+  bool const isElsewhere = item.kind == Kind::Folder && device_ && deviceOf(folder, name) != device_;
+  if (item.kind == Kind::Folder && !isElsewhere) pending_.push_back(item.path);
   items.push_back(std::move(item));
 }
 

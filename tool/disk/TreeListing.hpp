@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/Errors.hpp"
@@ -32,6 +33,9 @@ struct ListedItem {
   int error = 0;         ///< why it cannot be looked at or, a file, read
 };
 
+/// Whether a name is of a temporary file of an extraction, a save or a spool.
+bool isLeftover(std::u16string_view name);
+
 /// Looks at one item. The path for the system is relative to an open folder, or to the working directory (AT_FDCWD).
 ListedItem listItem(int folder, char const* name, std::u16string path);
 
@@ -41,8 +45,9 @@ class TreeListing {
  public:
   using Exclusion = std::function<bool(std::u16string const& path)>;
 
-  /// Excluded items are neither listed nor opened. Throws Interrupted.
-  TreeListing(std::u16string root, Exclusion isExcluded);
+  /// Excluded items are neither listed nor opened. With `oneFileSystem` directories of other ones are listed and not
+  /// opened. Throws Interrupted.
+  TreeListing(std::u16string root, Exclusion isExcluded, bool oneFileSystem = false);
 
   /// By code units of their paths, which are relative to the root and begin with a slash.
   std::vector<ListedItem> items;
@@ -56,6 +61,7 @@ class TreeListing {
 
   std::u16string root_;
   Exclusion isExcluded_;
+  std::optional<std::uint64_t> device_;  // the only one to look at
   std::vector<std::u16string> pending_;  // folders to visit
 };
 

@@ -96,10 +96,11 @@ void checkSpace(std::u16string const& root, std::uint64_t needed) {
   std::error_code error;
   auto const space = std::filesystem::space(opc::toUTF8String(folder), error);
   if (error || space.capacity == 0 || needed <= space.available) return;  // tried where the disk reports no space
-  throw Failure(Report{Exit::Disk, "disk-full",
-                       "not enough space for " + shown(root) + ": " + std::to_string(needed) + " bytes are needed, " +
-                           std::to_string(space.available) + " are free",
-                       root});
+  throw Failure(namingFileSystem({Exit::Disk, "disk-full",
+                                  "not enough space for " + shown(root) + ": " + std::to_string(needed) +
+                                      " bytes are needed, " + std::to_string(space.available) + " are free",
+                                  root},
+                                 root));
 }
 
 void checkLinks(FileSystemManager const& manager, Leaves const& leaves) {
