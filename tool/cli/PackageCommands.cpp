@@ -21,7 +21,9 @@ CommandDescription infoCommand() {
       .arguments = {packageArgument(options->package)},
       .options = helpOption() + Options{flag({"--json"}, "Print one JSON object, for programs", options->json)} +
                  keyOptions(options->key) +
-                 Options{flag({"--digest"}, "Also print the SHA-256 of each part", options->digest)},
+                 Options{flag({"--digest"}, "Also print the SHA-256 of each part", options->digest),
+                         valued({"--treemap"}, "FILE", "Draw where the bytes are to an SVG file, replacing it",
+                                &options->treemap)},
       .action = [options](Output& out) { info(*options, out); },
       .package = &options->package,
       .takesPipe = true,

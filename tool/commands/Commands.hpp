@@ -151,6 +151,7 @@ struct InfoOptions {
   KeyOptions key;
   bool json = false;
   bool digest = false;
+  std::string treemap = {};  ///< the file to draw to; empty for none
 };
 void info(InfoOptions const& options, Output& out);
 
