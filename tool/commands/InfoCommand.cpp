@@ -224,8 +224,8 @@ void printJson(Package const& package, Summary const& summary, Output& out) {
   for (RelationshipRecord const& record : summary.relationships) relationships.add(json(record));
   out.print("\n],\n\"coreProperties\": " + json(summary.coreProperties, PropertySet::Standard));
   out.print(",\n\"extendedProperties\": " + json(summary.extendedProperties, PropertySet::Extended));
-  out.print(",\n\"fileSystem\": " + json(summary.fileSystem));
-  out.print(",\n\"health\": " + json(summary) + "}\n");
+  out.print(",\n\"health\": " + json(summary));
+  out.print(",\n\"fileSystem\": " + json(summary.fileSystem) + "}\n");
 }
 
 void printFileSystem(FileSystemRecord const& record, Output& out) {
@@ -250,7 +250,7 @@ std::string ratioText(Health const& health) {
 
 std::string toleratedText(Health const& health) {
   std::string text;
-  if (health.otherItems > 0) text = counted(static_cast<std::size_t>(health.otherItems), "item") + " that are no parts";
+  if (health.otherItems > 0) text = counted(static_cast<std::size_t>(health.otherItems), "item") + " beside the parts";
   if (health.danglingRelationships > 0)
     text += (text.empty() ? "" : ", ") +
             counted(static_cast<std::size_t>(health.danglingRelationships), "relationship") + " to no part";
