@@ -2,6 +2,7 @@
 #include <exception>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include "cli/CommandLine.hpp"
 #include "cli/Errors.hpp"
@@ -12,27 +13,32 @@
 namespace ztpkg {
 namespace {
 
-std::string errorJson(Report const& report) {
-  JsonObject error;
-  error.add("code", report.code).add("message", report.message).add("item", report.item);
-  return JsonObject().addText("error", error.text()).text();
+std::string json(Report const& report) {
+  return JsonObject().add("code", report.code).add("message", report.message).add("item", report.item).text();
+}
+
+/// One object, so that the output stays one document. `problems` is there where there are several.
+std::string errorsJson(std::vector<Report> const& reports) {
+  JsonObject object;
+  object.addText("error", json(reports.front()));
+  if (reports.size() == 1) return object.text();
+  std::string problems;
+  for (Report const& report : reports) problems += (problems.empty() ? "" : ",") + json(report);
+  return object.addText("problems", "[" + problems + "]").text();
 }
 
 void print(Report const& report, Invocation const& invocation) {
   if (report.code == Output::kOutputClosed) return;  // its reader wants no more
-  if (invocation.json)
-    std::cerr << errorJson(report) << '\n';
-  else
-    std::cerr << "ztpkg: " << (invocation.command.empty() ? "" : invocation.command + ": ") << oneLine(report.message)
-              << '\n';
+  std::cerr << "ztpkg: " << (invocation.command.empty() ? "" : invocation.command + ": ") << oneLine(report.message)
+            << '\n';
 }
 
 int printAll(std::exception_ptr const& thrown, Invocation const& invocation) {
   auto const reports = describe(thrown, opc::toString(invocation.package, false));
-  if (invocation.json)
-    print(reports.front(), invocation);  // one object, so that the output stays one document
-  else
+  if (!invocation.json)
     for (Report const& report : reports) print(report, invocation);
+  else if (reports.front().code != Output::kOutputClosed)
+    std::cerr << errorsJson(reports) << '\n';
   return static_cast<int>(exitOf(reports));
 }
 

@@ -166,6 +166,7 @@ struct InfoOptions {
   bool json = false;
   bool digest = false;
   bool quiet = false;
+  std::string treemap = {};  ///< the file to draw to; empty for none
 };
 void info(InfoOptions const& options, Output& out);
 

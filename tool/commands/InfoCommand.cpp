@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,9 +15,11 @@
 #include "commands/Commands.hpp"
 #include "commands/PartRecords.hpp"
 #include "commands/Properties.hpp"
+#include "commands/Treemap.hpp"
 #include "disk/EntryMeasure.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
+#include "opc/FileSystemOps.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/PackageHelper.hpp"
@@ -28,6 +32,7 @@ namespace {
 using opc::model::Package;
 using opc::model::PartName;
 using opc::ztservices::CoreProperties;
+using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
 
 /// Without a file system only `present` is known, without the key of an encrypted one only the first three members.
@@ -41,8 +46,21 @@ struct FileSystemRecord {
   std::optional<std::uint64_t> entries;
 };
 
+/// What a package is at a glance.
+struct Health {
+  struct Named {
+    std::u16string name;
+    std::uint64_t size;
+  };
+  std::uint64_t size = 0, storedSize = 0;  ///< of all parts
+  std::vector<Named> largest = {};         ///< files of the file system if it can be read, otherwise parts
+  std::uint64_t otherItems = 0;            ///< items of the container that are no parts and no folders
+  std::uint64_t danglingRelationships = 0;
+};
+
 /// All that is printed of a package, found before anything is printed.
 struct Summary {
+  Health health;
   FileSystemRecord fileSystem;
   std::exception_ptr fileSystemFault;            ///< thrown while reading the file system; null for success
   std::optional<CoreProperties> coreProperties;  ///< the standard ones; absent if their part breaks the rules
@@ -54,6 +72,13 @@ struct Summary {
   std::vector<std::string> digests;  ///< of `parts`; empty without --digest
 };
 
+/// Part names are equal in any ASCII case.
+std::u16string lowerCased(std::u16string text) {
+  for (char16_t& c : text)
+    if (c >= u'A' && c <= u'Z') c = static_cast<char16_t>(c + (u'a' - u'A'));
+  return text;
+}
+
 // Where the part of the manifest is missing, loading reports it.
 bool isEncrypted(FileSystemManager const& manager) try {
   return manager.isEncrypted();
@@ -61,7 +86,24 @@ bool isEncrypted(FileSystemManager const& manager) try {
   return false;
 }
 
-void describeFileSystem(Package& package, InfoOptions const& options, FileSystemRecord& record) {
+/// Keeps the largest ones, by size and then by name.
+void addLargest(std::vector<Health::Named>& largest, std::u16string const& name, std::uint64_t size) {
+  constexpr std::size_t kMost = 3;
+  auto const place = std::ranges::find_if(largest, [&](Health::Named const& other) { return other.size < size; });
+  if (place == largest.end() && largest.size() == kMost) return;
+  largest.insert(place, {name, size});
+  if (largest.size() > kMost) largest.pop_back();
+}
+
+/// Takes a file of the file system, or a part.
+void addContent(std::u16string const& name, std::uint64_t size, std::uint64_t stored, Health& health,
+                Treemap* treemap) {
+  addLargest(health.largest, name, size);
+  if (treemap) treemap->add(name, stored);
+}
+
+void describeFileSystem(Package& package, InfoOptions const& options, Summary& summary, Treemap* treemap) {
+  FileSystemRecord& record = summary.fileSystem;
   record.present = hasFileSystem(package);
   FileSystemManager manager(package);
   record.encrypted = isEncrypted(manager);
@@ -73,6 +115,10 @@ void describeFileSystem(Package& package, InfoOptions const& options, FileSystem
   record.manifestVersion = manager.getVersion();
   record.createdByPlatform = manager.getCreatedByPlatform();
   record.createdByEncoding = manager.getCreatedByEncoding();
+  manager.visitLeafs([&](FileSystemEntry const& entry) {
+    if (entry.isFile() && package.hasPart(PartName(entry.getContentName())))
+      addContent(entry.getPathName(), manager.getSize(entry), manager.getStoredSize(entry), summary.health, treemap);
+  });
 }
 
 // Without extended properties, a fault in the standard ones does not concern them.
@@ -87,10 +133,33 @@ void describeExtendedProperties(Package& package, Summary& summary) {
   }
 }
 
-Summary summarise(Package& package, InfoOptions const& options) {
+bool isDangling(Package const& package, std::set<std::u16string> const& lowerNames, RelationshipRecord const& record) {
+  if (record.isExternal || package.hasPart(PartName(record.target))) return false;
+  return !lowerNames.contains(lowerCased(record.target));
+}
+
+void describeHealth(Package const& package, Summary& summary, Treemap* treemap) {
+  Health& health = summary.health;
+  std::set<std::u16string> lowerNames;
+  for (PartName const& name : summary.parts) {
+    opc::model::Part const part = package.getPart(name);
+    health.size += part.getSize();
+    health.storedSize += part.getStoredSize();
+    lowerNames.insert(lowerCased(name.toString()));
+    if (!summary.fileSystem.entries) addContent(name.toString(), part.getSize(), part.getStoredSize(), health, treemap);
+  }
+  health.otherItems = static_cast<std::uint64_t>(
+      std::ranges::count_if(package.getItemNames(), [](std::u16string const& name) { return !name.ends_with(u'/'); }));
+  health.danglingRelationships =
+      static_cast<std::uint64_t>(std::ranges::count_if(summary.relationships, [&](RelationshipRecord const& record) {
+        return isDangling(package, lowerNames, record);
+      }));
+}
+
+Summary summarise(Package& package, InfoOptions const& options, Treemap* treemap) {
   Summary summary;
   try {
-    describeFileSystem(package, options, summary.fileSystem);
+    describeFileSystem(package, options, summary, treemap);
   } catch (Failure const& fault) {
     // After a broken manifest the rest is of interest; after a missing or wrong key it is not.
     if (fault.reports().front().exit != Exit::Package) throw;
@@ -105,6 +174,7 @@ Summary summarise(Package& package, InfoOptions const& options) {
   describeExtendedProperties(package, summary);
   summary.parts = package.getPartNames();
   summary.relationships = recordsOf(package, summary.parts);
+  describeHealth(package, summary, treemap);
   if (options.digest)
     for (PartName const& name : summary.parts)
       summary.digests.push_back(opc::ztservices::digestPart(package.getPart(name)));
@@ -125,6 +195,22 @@ std::string json(FileSystemRecord const& record) {
   return object.add("entries", record.entries).text();
 }
 
+std::optional<std::string> keyKind(FileSystemRecord const& record) {
+  if (!record.encrypted) return std::nullopt;
+  return record.hasPassword ? "password" : "key";
+}
+
+std::string json(Summary const& summary) {
+  Health const& health = summary.health;
+  std::string largest;
+  for (Health::Named const& one : health.largest)
+    largest += (largest.empty() ? "" : ",") + JsonObject().add("name", one.name).add("size", one.size).text();
+  JsonObject object;
+  object.add("size", health.size).add("storedSize", health.storedSize).add("key", keyKind(summary.fileSystem));
+  object.addText("largest", "[" + largest + "]").add("otherItems", health.otherItems);
+  return object.add("danglingRelationships", health.danglingRelationships).text();
+}
+
 std::string json(std::optional<CoreProperties> const& properties, PropertySet set) {
   return properties ? propertiesJson(*properties, set) : "null";
 }
@@ -138,6 +224,7 @@ void printJson(Package const& package, Summary const& summary, Output& out) {
   for (RelationshipRecord const& record : summary.relationships) relationships.add(json(record));
   out.print("\n],\n\"coreProperties\": " + json(summary.coreProperties, PropertySet::Standard));
   out.print(",\n\"extendedProperties\": " + json(summary.extendedProperties, PropertySet::Extended));
+  out.print(",\n\"health\": " + json(summary));
   out.print(",\n\"fileSystem\": " + json(summary.fileSystem) + "}\n");
 }
 
@@ -152,6 +239,36 @@ void printFileSystem(FileSystemRecord const& record, Output& out) {
   out.printName(*record.manifestVersion + u", made on " + *record.createdByPlatform + u" with " +
                 *record.createdByEncoding);
   out.print("\n");
+}
+
+std::string ratioText(Health const& health) {
+  std::string const sizes = sizeText(health.storedSize) + " of " + sizeText(health.size);
+  if (health.size == 0) return sizes;
+  auto const percent = static_cast<double>(health.storedSize) * 100 / static_cast<double>(health.size);
+  return std::to_string(static_cast<int>(percent + 0.5)) + "% (" + sizes + ")";
+}
+
+std::string toleratedText(Health const& health) {
+  std::string text;
+  if (health.otherItems > 0) text = counted(static_cast<std::size_t>(health.otherItems), "item") + " beside the parts";
+  if (health.danglingRelationships > 0)
+    text += (text.empty() ? "" : ", ") +
+            counted(static_cast<std::size_t>(health.danglingRelationships), "relationship") + " to no part";
+  return text.empty() ? "nothing" : text + " ('ztpkg verify' lists them)";
+}
+
+void printHealth(Summary const& summary, Output& out) {
+  auto const kind = keyKind(summary.fileSystem);
+  out.print("Encryption: " + (kind ? "AES-256-GCM with a " + *kind : std::string("none")) + "\n");
+  out.print("Stored: " + ratioText(summary.health) + "\n");
+  out.print("Largest:");
+  for (Health::Named const& one : summary.health.largest) {
+    out.print(&one == &summary.health.largest.front() ? " " : ", ");
+    out.printName(one.name);
+    out.print(" (" + sizeText(one.size) + ")");
+  }
+  out.print(summary.health.largest.empty() ? " nothing\n" : "\n");
+  out.print("Tolerated: " + toleratedText(summary.health) + "\n");
 }
 
 void printProperties(std::string const& title, std::optional<CoreProperties> const& properties,
@@ -183,6 +300,7 @@ void printText(Package const& package, Summary const& summary, std::u16string co
   out.printName(path);
   out.print("\n");
   printFileSystem(summary.fileSystem, out);
+  printHealth(summary, out);
   printProperties("Core properties", summary.coreProperties, summary.corePropertiesFault, PropertySet::Standard, out);
   printProperties("Extended properties", summary.extendedProperties, summary.extendedPropertiesFault,
                   PropertySet::Extended, out);
@@ -194,11 +312,24 @@ void printText(Package const& package, Summary const& summary, std::u16string co
   }
 }
 
+void writeTreemap(Treemap const& treemap, InfoOptions const& options) {
+  std::u16string const path = fromArgument(options.treemap);
+  boost::system::error_code error;
+  auto const file = opc::LocalFileSystemOps().createForRestoring(path, opc::Perms::NotKnown, {}, error);
+  if (!error) {
+    *file << treemap.svg(fromArgument(options.package));
+    file->commit(error);
+  }
+  if (error) throw Failure(diskReport("cannot-write", "cannot write", path, error));
+}
+
 }  // namespace
 
 void info(InfoOptions const& options, Output& out) {
   auto const package = openPackage(options.package);
-  Summary const summary = summarise(*package, options);
+  Treemap treemap;
+  Summary const summary = summarise(*package, options, options.treemap.empty() ? nullptr : &treemap);
+  if (!options.treemap.empty()) writeTreemap(treemap, options);
   if (options.json)
     printJson(*package, summary, out);
   else
