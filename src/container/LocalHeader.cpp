@@ -146,11 +146,13 @@ bool hasRightContent(RandomAccessBytes const& bytes, LocalItem const& item) {
   }
 }
 
-/// Where a search goes on behind an item that no header follows: behind its data if they are right, since data may
-/// hold another container; otherwise behind its header, since its sizes may be wrong.
+/// Where a search goes on behind an item that no header follows: behind its data, since data may hold another
+/// container, if they are right or both sizes of stored data agree; otherwise behind its header, since its sizes may be
+/// wrong.
 std::uint64_t placeToSearch(RandomAccessBytes const& bytes, std::optional<LocalItem> const& item, std::uint64_t at) {
   if (!item) return at + 1;
-  return at > item->begin && hasRightContent(bytes, *item) ? at : item->begin + kLocalSize;
+  bool const hasOneSize = item->method == kStored && item->storedSize == item->size;
+  return at > item->begin && (hasOneSize || hasRightContent(bytes, *item)) ? at : item->begin + kLocalSize;
 }
 
 constexpr std::size_t kSignatureSize = 4, kNarrowValues = 12, kWideValues = 20;

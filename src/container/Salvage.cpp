@@ -95,6 +95,10 @@ std::unique_ptr<InputStream> Salvage::openByHeader(Entry const& item) {
     Entry local;
     std::uint32_t disk;
     decodeEntry(found_->directory.data() + place->second, local, disk);
+    // A container within a content may hold an item of the same name.
+    bool const isTheItem =
+        local.localHeaderOffset == item.localHeaderOffset || (local.crc == item.crc && local.size == item.size);
+    if (!isTheItem) continue;
     if (auto content = openAt(local, dataOf(local.localHeaderOffset))) return content;
   }
   return nullptr;

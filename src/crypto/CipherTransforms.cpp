@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -28,6 +29,8 @@ using foundation::crypto::utils::CouldNotEncrypt;
 /// Writes the line to standard output, flushed, and returns false, the answer of a transform that has failed. The
 /// exception that its caller throws then does not hold the reason.
 bool reportFailure(std::string const& line) {
+  static std::mutex oneAtATime;  // several threads may decrypt
+  std::lock_guard const lock(oneAtATime);
   std::cout << line << std::endl;
   return false;
 }

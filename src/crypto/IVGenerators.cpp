@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
@@ -30,6 +31,15 @@ std::array<unsigned char, kEntropyBytes> entropyOfSystem() {
     throw foundation::crypto::CryptoError(std::string("Reading random bytes of the system failed: ") +
                                           std::strerror(errno));
   return bytes;
+}
+
+std::atomic<std::uint64_t> forks{0};
+
+/// A child may have the process id of its parent, in another namespace, so that ids do not tell them apart.
+std::uint64_t countForks() {
+  static int const error = pthread_atfork(nullptr, nullptr, [] { ++forks; });
+  if (error != 0) throw foundation::crypto::CryptoError("Noticing forks failed");
+  return forks;
 }
 
 std::size_t minimalBytes() { return foundation::crypto::CryptoEngine::getAESBlockSizeInBytes() / 2; }
@@ -70,11 +80,11 @@ RandomIVGenerator::RandomIVGenerator(std::shared_ptr<foundation::crypto::interfa
       prng_(CryptoEngine(provider_).createDefaultCryptoPRNG(seed)) {}
 
 std::vector<unsigned char> RandomIVGenerator::generate() {
-  if (used_ == drawn_.size() || drawnBy_ != getpid()) {
+  if (used_ == drawn_.size() || drawnBehind_ != countForks()) {
     provider_->mixIn(entropyOfSystem());
     drawn_ = prng_.generateByteArray(kDrawnAtOnce * ivSize_);
     used_ = 0;
-    drawnBy_ = getpid();
+    drawnBehind_ = countForks();
   }
   auto const begin = drawn_.begin() + static_cast<std::ptrdiff_t>(used_);
   used_ += ivSize_;

@@ -54,7 +54,7 @@ class RandomIVGenerator final : public IVGenerator {
   foundation::crypto::CryptoPRNG prng_;
   std::vector<unsigned char> drawn_{};
   std::size_t used_ = 0;  // bytes of drawn_
-  pid_t drawnBy_ = 0;
+  std::uint64_t drawnBehind_ = 0;
 };
 
 /// Makes the generator of a mode. The bytes are the fixed portion of a deterministic sequence, whose first eight count,

@@ -22,8 +22,7 @@ CommandDescription infoCommand() {
       .options = helpOption() + Options{flag({"--json"}, "Print one JSON object, for programs", options->json)} +
                  keyOptions(options->key) +
                  Options{flag({"--digest"}, "Also print the SHA-256 of each part", options->digest),
-                         valued({"--treemap"}, "FILE", "Draw where the bytes are to an SVG file, replacing it",
-                                &options->treemap),
+                         valued({"--treemap"}, "FILE", "Draw where the bytes are to a new SVG file", &options->treemap),
                          quietOption(options->quiet)},
       .action = [options](Output& out) { info(*options, out); },
       .package = &options->package,

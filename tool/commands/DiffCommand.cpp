@@ -97,7 +97,9 @@ void diff(DiffOptions const& options, Output& out) {
     differ = diffAny(options, out);
   } catch (Failure const& failure) {
     throwTrouble(failure.reports());
-  } catch (opc::Exception const&) {
+  } catch (Interrupted const&) {
+    throw;
+  } catch (std::exception const&) {
     throwTrouble(describe(std::current_exception(), fromArgument(options.package)));
   }
   out.close();

@@ -314,6 +314,7 @@ void printText(Package const& package, Summary const& summary, std::u16string co
 
 void writeTreemap(Treemap const& treemap, InfoOptions const& options) {
   std::u16string const path = fromArgument(options.treemap);
+  if (isThere(path)) throw Failure(Report{Exit::Disk, "already-exists", shown(path) + " already exists", path});
   boost::system::error_code error;
   auto const file = opc::LocalFileSystemOps().createForRestoring(path, opc::Perms::NotKnown, {}, error);
   if (!error) {

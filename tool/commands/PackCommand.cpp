@@ -159,13 +159,8 @@ void store(Storing& storing, SourceTree& source, std::u16string const& path, Pac
 void pack(PackOptions const& options, Output& out) {
   noteSignals();
   CoreProperties const properties = propertiesFor(options);
-  std::optional<TemporaryPackage> pipe;
-  if (options.package == "-") {
-    checkPipe(options);
-    pipe.emplace();
-  }
-  std::u16string const package = pipe ? pipe->path() : fromArgument(options.package);
-  checkTarget(package, options.force);
+  bool const isPipe = options.package == "-";
+  isPipe ? checkPipe(options) : checkTarget(fromArgument(options.package), options.force);
   std::u16string const root = existingDirectory(fromArgument(options.directory));
   auto const encryption = encryptionFor(options);
   Storing storing(options, "pack");
@@ -173,7 +168,6 @@ void pack(PackOptions const& options, Output& out) {
   Progress progress(options.progress && !options.quiet);
   SourceTree::Rules rules = directoryRules(options, options.package, options.directory);
   if (options.key.isGiven()) rules.longestFile = opc::ztservices::kLongestEncryptedContent;
-  if (pipe) rules.ownFiles = namesOf(pipe->folder());
   SourceTree source(disk, root, std::move(rules), progress);
   try {
     source.survey();
@@ -181,6 +175,9 @@ void pack(PackOptions const& options, Output& out) {
     throwWithAdvice(failure);
   }
   progress.expect({source.fileCount(), source.fileBytes()});
+  std::optional<TemporaryPackage> pipe;  // made after the survey, which would find it
+  if (isPipe && !options.dryRun) pipe.emplace();
+  std::u16string const package = pipe ? pipe->path() : fromArgument(options.package);
   if (options.dryRun)
     storing.examine(source, progress);
   else
@@ -189,7 +186,7 @@ void pack(PackOptions const& options, Output& out) {
   storing.throwIfRefused();  // otherwise store() has thrown before the package appeared
   if (!options.quiet) printLeftOut(source, "pack");
   storing.print({&source}, out);
-  if (pipe && !options.dryRun) pipe->printTo(out);
+  if (pipe) pipe->printTo(out);
   if (!options.quiet && !options.dryRun) printSummary(source, package, progress);
   closeAndThrowFaults({&source}, out);
 }

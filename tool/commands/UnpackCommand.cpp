@@ -80,33 +80,77 @@ bool isUpToDate(FileSystemManager const& manager, Leaf const& leaf, ListedItem c
   return item.kind == ListedItem::Kind::File && !haveOtherFacts(itemOf(manager, leaf.entry), itemOf(item.facts));
 }
 
+/// Whether a folder on the way is a link: what is behind it is not in the directory.
+class LinksOnTheWay {
+ public:
+  explicit LinksOnTheWay(std::u16string const& root) : root_(root) {}
+
+  bool operator()(std::u16string const& path) {
+    std::size_t const slash = path.rfind(u'/');
+    if (slash == path.npos || slash == 0) return false;
+    std::u16string const folder = path.substr(0, slash);
+    if (folder == folder_) return isBehind_;
+    bool const isBehind = (*this)(folder) || disk_.isSymlink(disk_.appendPath(root_, folder));
+    folder_ = folder;
+    return isBehind_ = isBehind;
+  }
+
+ private:
+  opc::LocalFileSystemOps disk_;
+  std::u16string const& root_;
+  std::u16string folder_;  // the last one that was asked about
+  bool isBehind_ = false;
+};
+
 /// Takes out of the leaves what is there already.
 void leaveExisting(FileSystemManager const& manager, Leaves& leaves, std::u16string const& root,
                    UnpackOptions const& options) {
   opc::LocalFileSystemOps disk;
+  LinksOnTheWay isBehindLink(root);
   std::erase_if(leaves, [&](Leaf const& leaf) {
     throwIfInterrupted();
     std::u16string const path = disk.appendPath(root, leaf.path);
     ListedItem const item = listItem(AT_FDCWD, opc::toUTF8String(path).c_str(), path);
-    bool const isMissing = item.error == ENOENT || item.error == ENOTDIR;
-    return !isMissing && (options.skipExisting || isUpToDate(manager, leaf, item, root));
+    return item.isThere && (options.skipExisting || isUpToDate(manager, leaf, item, root)) && !isBehindLink(leaf.path);
   });
 }
+
+/// Whether a file on the disk is the package, under whatever name.
+class PackageFile {
+ public:
+  explicit PackageFile(std::string const& argument) : isKnown_(stat(packageName(argument).c_str(), &status_) == 0) {}
+
+  bool isAt(std::u16string const& path) const {
+    struct stat other {};
+    return isKnown_ && lstat(opc::toUTF8String(path).c_str(), &other) == 0 && other.st_dev == status_.st_dev &&
+           other.st_ino == status_.st_ino;
+  }
+
+ private:
+  static std::string packageName(std::string const& argument) {
+    return argument == "-" ? "/dev/stdin" : opc::toUTF8String(fromArgument(argument));
+  }
+
+  struct stat status_ {};
+  bool isKnown_;
+};
 
 /// Removes what the package does not have, from the last path to the first. Returns the number of what is gone.
 std::size_t removeExtra(FileSystemManager const& manager, Destination& destination, std::u16string const& root,
                         Selection& selection, UnpackOptions const& options) {
   using Kind = ListedItem::Kind;
   std::vector<Glob> const excluded = globsOf(options.exclude);
-  ForwardingOps::Paths const ownFiles = namesOf(fromArgument(options.package));
+  PackageFile const package(options.package);
   TreeListing const listing(root, [&](std::u16string const& path) { return isExcluded(path, excluded); });
   std::size_t count = 0;
   for (auto item = listing.items.rbegin(); item != listing.items.rend(); ++item) {
     bool const isSpecial = item->kind != Kind::File && item->kind != Kind::Link && item->kind != Kind::Folder;
-    if (isSpecial || manager.hasEntry(item->path) || !selection.has(item->path)) continue;
+    // Manifests of other programs may hold paths without the slash at their beginning.
+    bool const isInPackage = manager.hasEntry(item->path) || manager.hasEntry(item->path.substr(1));
+    if (isSpecial || isInPackage || !selection.has(item->path)) continue;
     std::u16string const path = opc::LocalFileSystemOps().appendPath(root, item->path);
-    bool const isOwn = std::ranges::find(ownFiles, path) != ownFiles.end();
-    if (!isOwn && !isLeftover(item->path.substr(item->path.rfind(u'/') + 1))) count += destination.tree().remove(path);
+    if (!package.isAt(path) && !isLeftover(item->path.substr(item->path.rfind(u'/') + 1)))
+      count += destination.tree().remove(path);
   }
   return count;
 }

@@ -45,6 +45,8 @@ class Comparison {
  private:
   void meet(FileSystemEntry const& entry) {
     std::u16string const path = entry.getPathName();
+    if (!path.starts_with(u'/'))
+      throw Failure(Report{Exit::Package, "bad-name", shown(path) + " does not begin with a slash", path});
     while (next_ < other_.count() && other_.pathOf(next_) < path) add();
     bool const isInBoth = next_ < other_.count() && other_.pathOf(next_) == path;
     if (isWanted(path)) isInBoth ? compare(entry, path) : visit_({Change::Deleted, path, kindOf(entry)});

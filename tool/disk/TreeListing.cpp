@@ -92,6 +92,7 @@ ListedItem listItem(int folder, char const* name, std::u16string path) {
     item.error = errno;
     return item;
   }
+  item.isThere = true;
   item.kind = kindOf(status.st_mode);
   if (item.kind != Kind::File) return item;
   item.facts = {.identity = opc::FileIdentity::of(status), .permissions = status.st_mode & 0777U};

@@ -31,6 +31,7 @@ struct ListedItem {
   Kind kind = Kind::File;
   FileFacts facts = {};  ///< of a file
   int error = 0;         ///< why it cannot be looked at or, a file, read
+  bool isThere = false;  ///< it was looked at
 };
 
 /// Whether a name is of a temporary file of an extraction, a save or a spool.

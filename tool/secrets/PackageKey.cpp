@@ -103,10 +103,16 @@ std::unique_ptr<Secret const> readKey(std::string const& file) {
   throw Failure(Report{Exit::Key, "bad-key", message, name});
 }
 
+// A byte-order mark at the head of a password file is no part of the password.
+Password const& NewPasswordKey::checked(Password const& password) {
+  if (password.text() == u"\uFEFF") throw Failure(Report{Exit::Key, "bad-password", "the password is empty", {}});
+  return password;
+}
+
 NewPasswordKey::NewPasswordKey(Password const& password, std::optional<unsigned> cost)
     : salt_(CipherDataManager::generateRandomSalt({.logN = cost.value_or(opc::ztservices::PasswordCost().logN)})),
       iv_(CipherDataManager::generateRandomInitVector()) {
-  auto derived = CipherDataManager::derivePasswordKey(password.text(), salt_, iv_, kDerivedBytes);
+  auto derived = CipherDataManager::derivePasswordKey(checked(password).text(), salt_, iv_, kDerivedBytes);
   hash_ = std::move(derived.hash);
   key_.bytes() = std::move(derived.key);
 }

@@ -66,6 +66,8 @@ class NewPasswordKey {
   void record(opc::ztservices::CipherDataManager& cipherData) const;
 
  private:
+  static Password const& checked(Password const& password);
+
   std::u16string salt_;
   std::vector<unsigned char> iv_;
   std::vector<unsigned char> hash_;

@@ -60,8 +60,12 @@ bool ContentParts::release(std::u16string const& part) {
 
 bool ContentParts::isOwn(model::PartName const& part) const {
   if (part.isRelationshipsPart() || targets_.contains(part.toString())) return false;
+  return isVersion1_ || isNameOfContent(part);
+}
+
+bool ContentParts::isNameOfContent(model::PartName const& part) {
   std::u16string_view const folder = std::u16string_view(part.toString()).substr(0, kContentFolder.size());
-  return isVersion1_ || ascii::equalIgnoringCase(folder, kContentFolder);
+  return ascii::equalIgnoringCase(folder, kContentFolder);
 }
 
 }  // namespace opc::ztservices

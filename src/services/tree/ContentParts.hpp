@@ -31,6 +31,8 @@ class ContentParts {
   bool release(std::u16string const& part);
   /// Whether the part belongs to the file system, and nothing else leads to it.
   bool isOwn(model::PartName const& part) const;
+  /// Whether the name is one that the file system gives to contents.
+  static bool isNameOfContent(model::PartName const& part);
 
  private:
   model::Package const& package_;

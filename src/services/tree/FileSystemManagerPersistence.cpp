@@ -165,18 +165,18 @@ void FileSystemManager::doSaveCurrent() {
 /// new part.
 void FileSystemManager::leavePartOfAnotherKind(model::ContentType const& type) {
   model::Package& package = getPackage();
-  auto const part = manifest::kPart.find(package);
-  if (!part) return;
-  model::ContentType const former = part->getContentType();
-  if (former != getPartContentTypeV1() && encryptionOf(former) == encryptionOf(type)) return;
-  auto const leadsToIt = [&](model::Relationship const& relationship) {
-    auto const target = model::PackageHelper::findTarget(package, relationship);
-    return target && target->getName() == part->getName();
-  };
-  for (model::Relationship const& relationship : package.getRelationshipsByType(getRelationshipType()))
-    if (leadsToIt(relationship)) package.deleteRelationship(relationship.getID());
-  auto const others = package.getRelationships();
-  if (std::none_of(others.begin(), others.end(), leadsToIt)) package.deletePart(part->getName());
+  while (auto const part = manifest::kPart.findAny(package)) {  // there may be several, and saving rewrites the first
+    model::ContentType const former = part->getContentType();
+    if (former != getPartContentTypeV1() && encryptionOf(former) == encryptionOf(type)) return;
+    auto const leadsToIt = [&](model::Relationship const& relationship) {
+      auto const target = model::PackageHelper::findTarget(package, relationship);
+      return target && target->getName() == part->getName();
+    };
+    for (model::Relationship const& relationship : package.getRelationshipsByType(getRelationshipType()))
+      if (leadsToIt(relationship)) package.deleteRelationship(relationship.getID());
+    auto const others = package.getRelationships();
+    if (std::none_of(others.begin(), others.end(), leadsToIt)) package.deletePart(part->getName());
+  }
 }
 
 void FileSystemManager::doSaveV1() {

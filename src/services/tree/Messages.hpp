@@ -34,6 +34,7 @@ inline constexpr char kAlreadyExists[] = "File system entry already exists: ";
 inline constexpr char kDoesNotExist[] = "File system entry does not exist: ";
 inline constexpr char kMoveIntoItself[] = "File system entry cannot be moved below itself: ";
 inline constexpr char kMoveTooDeep[] = "Name cannot be stored: a path would become too long below ";
+inline constexpr char kContentWithoutEntry[] = "No entry has this content, which would keep its old key: ";
 inline constexpr char kLinkWithoutTarget[] = "Link has no target: ";
 inline constexpr char kNoLinkTarget[] = "Could not read link target for: ";
 inline constexpr char kLinkTargetTooLong[] = "Link target is too long for: ";

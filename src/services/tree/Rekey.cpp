@@ -2,6 +2,7 @@
 #include "opc/ztservices/Rekey.hpp"
 
 #include <memory>
+#include <set>
 #include <string>
 #include <thread>
 #include <utility>
@@ -27,6 +28,7 @@ class Rekeying {
   using Progress = RekeyOptions::Progress;
 
   std::unique_ptr<FileSystemManager> loadOld() const;
+  void throwIfSomeWouldStay(FileSystemManager& old) const;
   Progress measure(FileSystemManager const& old) const;
   void copyTree(FileSystemManager& old);
   void copyContent(FileSystemManager& old, FileSystemNode node);
@@ -44,12 +46,13 @@ class Rekeying {
 void Rekeying::run() {
   auto const old = loadOld();
   progress_ = measure(*old);
-  old->contentParts();  // looks at relationships, so it is made while they are there
+  throwIfSomeWouldStay(*old);
   manifest::kPart.remove(package_);
   manifest::kPartV1.remove(package_);
   fresh_ = std::make_unique<FileSystemManager>(package_);
   if (options_.newKey) fresh_->enableEncryption(*options_.newKey, IVMode::Random, {}, options_.compression);
   fresh_->setCreatedByEncoding(old->getCreatedByEncoding());
+  fresh_->tree_->setPlatform(old->getCreatedByPlatform());
   copyTree(*old);
   deleteContents(*old);
   recordPassword();
@@ -62,6 +65,18 @@ std::unique_ptr<FileSystemManager> Rekeying::loadOld() const {
   if (options_.oldKey) old->enableDecryption(*options_.oldKey);
   old->ensureLoaded();
   return old;
+}
+
+/// A content that no entry names would stay as it is: readable for all, or with the old key. Parts that belong to
+/// others stay, whoever names them.
+void Rekeying::throwIfSomeWouldStay(FileSystemManager& old) const {
+  std::set<std::u16string> named;
+  old.tree_->forEachListed([&](FileSystemNode const& node) {
+    if (node.type == FileSystemNodeType::File) named.insert(node.content);
+  });
+  for (model::PartName const& name : package_.getPartNames())
+    if (ContentParts::isNameOfContent(name) && old.contentParts().isOwn(name) && !named.contains(name.toString()))
+      throw Exception(messages::withPath(messages::kContentWithoutEntry, name.toString()));
 }
 
 Rekeying::Progress Rekeying::measure(FileSystemManager const& old) const {

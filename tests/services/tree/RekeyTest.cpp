@@ -201,4 +201,10 @@ TEST_F(Rekey, KeepsEntriesOfOtherMakersAndPartsOfOthers) {
   EXPECT_FALSE(package->hasPart(PartName(u"/fsroot/c")));
 }
 
+TEST_F(Rekey, RefusesAContentThatNoEntryHas) {
+  foreignPackage(entryOf("/a", "/c"))->saveAs(path());
+  EXPECT_THROW_MESSAGE(rekey(nullptr, &newKey_), opc::Exception,
+                       "No entry has this content, which would keep its old key: /fsroot/c");
+}
+
 }  // namespace
