@@ -71,6 +71,7 @@ EditedFileSystem::EditedFileSystem(ChangeOptions const& options, KeyOptions cons
       manager_(selector ? std::make_unique<FileSystemManager>(*package_, *selector)
                         : std::make_unique<FileSystemManager>(*package_)),
       force_(options.force) {
+  key.memory->keeps = true;  // for the next attempt
   auto const secret = enableDecryption(*manager_, key, options.package);
   load(*manager_, options.package);
   keepEncryption(*manager_, secret.get(), key, options.package);

@@ -70,6 +70,7 @@ bool diffDirectory(DiffOptions const& options, PathFilter& filter, Output& out) 
 }
 
 bool diffPackage(DiffOptions const& options, PathFilter& filter, Output& out) {
+  options.key.memory->keeps = true;  // for the second package
   ReadFileSystem package(options.package, options.key), otherPackage(options.other, options.key);
   PackageTree other(otherPackage.manager);
   return printDifferences(package, other, filter, options, out);

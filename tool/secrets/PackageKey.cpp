@@ -178,7 +178,9 @@ std::unique_ptr<Secret const> findKey(FileSystemManager const& manager, KeyOptio
     throwKeyRequired(path, "its password is needed (--password-file, --password-env or --password-fd)");
   if (!memory.password)
     memory.password.reset(new Password(readPassword(options.password, path, PasswordUse::Existing)));
-  return keyOfPassword(manager.getPackage(), path, *memory.password);
+  auto key = keyOfPassword(manager.getPackage(), path, *memory.password);
+  if (!memory.keeps) memory.password.reset();
+  return key;
 }
 
 std::unique_ptr<Secret const> enableDecryption(FileSystemManager& manager, KeyOptions const& options,

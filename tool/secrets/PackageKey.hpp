@@ -24,6 +24,7 @@ inline constexpr std::size_t kKeyBytes = 32;
 struct KeyMemory {
   std::unique_ptr<Secret const> keyOfFile;
   std::unique_ptr<Password const> password;
+  bool keeps = false;  ///< the command may need them again; otherwise a password goes once its key is derived
 };
 
 /// Where the key of a package comes from; at most one of the first two is set.
