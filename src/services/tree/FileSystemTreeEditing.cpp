@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <string>
-#include <string_view>
 #include <algorithm>
 #include <cstddef>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "opc/Exception.hpp"

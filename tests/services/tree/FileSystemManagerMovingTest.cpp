@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <optional>
 #include <gmock/gmock.h>
+#include <optional>
 #include <sstream>
 #include <string>
 
