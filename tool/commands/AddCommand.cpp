@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cstddef>
 #include <iostream>
 #include <map>
@@ -37,6 +38,8 @@ class Addition {
   void removeReplaced() {
     for (FileSystemEntry const& entry : replaced_) removeEntry(manager_, entry);
   }
+
+  std::vector<FileSystemEntry> const& replaced() const { return replaced_; }
 
  private:
   [[noreturn]] static void refuse(char const* code, std::u16string const& path, char const* why) {
@@ -137,6 +140,12 @@ std::vector<SourceTree const*> treesOf(std::vector<Source> const& sources) {
   return trees;
 }
 
+void throwIfLost(FileSystemManager const& manager, std::vector<Source> const& sources, Addition const& addition) {
+  for (Source const& source : sources)
+    if (!source.tree->faults().empty())
+      for (FileSystemEntry const& entry : addition.replaced()) throwIfLost(manager, *source.tree, entry.getPathName());
+}
+
 /// One attempt, on the package as it is now.
 void addOnce(AddOptions const& options, Output& out) {
   Storing storing(options, "add");
@@ -158,6 +167,7 @@ void addOnce(AddOptions const& options, Output& out) {
       storing.add(manager, *source.tree);
   }
   storing.throwIfRefused();
+  if (!options.dryRun) throwIfLost(manager, sources, addition);
   if (!options.dryRun) edited.save();
   progress.finish();
   for (Source const& source : sources)

@@ -2,6 +2,7 @@
 #include "commands/Storing.hpp"
 
 #include <algorithm>
+#include <functional>
 #include <ios>
 #include <iostream>
 #include <memory>
@@ -49,6 +50,10 @@ std::optional<std::string> unlessEmpty(std::string const& text) {
 }  // namespace
 
 ForwardingOps::Paths namesOf(std::u16string const& package) { return {resolvedPath(package), placeOnDisk(package)}; }
+
+void throwIfLost(FileSystemManager const& manager, SourceTree const& source, std::u16string const& replaced) {
+  if (!manager.hasEntry(replaced)) throw Failure({source.faults().begin(), source.faults().end()});
+}
 
 SourceTree::Rules sourceRules(StoringOptions const& options, std::string const& package) {
   SourceTree::Rules rules;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -25,6 +26,11 @@ SourceTree::Rules directoryRules(StoringOptions const& options, std::string cons
 [[noreturn]] void throwWithAdvice(Failure const& failure);
 
 /// The paths under which a listing of the disk could contain the package that is being written.
+/// A file that could not be read has no content to replace the old one with: throws Failure with the faults of the
+/// source if the package no longer has the path.
+void throwIfLost(opc::ztservices::FileSystemManager const& manager, SourceTree const& source,
+                 std::u16string const& replaced);
+
 ForwardingOps::Paths namesOf(std::u16string const& package);
 
 /// Makes the manager read from one tree after the other.

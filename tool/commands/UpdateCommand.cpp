@@ -109,15 +109,6 @@ void printSummary(Differences const& differences, std::u16string const& package,
             << secondsText(progress.elapsed()) << '\n';
 }
 
-/// A file that could not be read to its end has replaced its old content, which would be lost.
-void throwIfReplaced(SourceTree const& source, Differences const& differences) {
-  auto const isReplaced = [&](Difference const& difference) {
-    auto const& broken = source.broken();
-    return difference.change != Change::Added && std::ranges::find(broken, difference.path) != broken.end();
-  };
-  if (std::ranges::any_of(differences, isReplaced)) throw Failure({source.faults().begin(), source.faults().end()});
-}
-
 void apply(Differences const& differences, EditedFileSystem& edited, SourceTree& source, TreeInTurn& selector,
            UpdateOptions const& options, Storing& storing, Progress& progress) {
   FileSystemManager& manager = edited.manager();
@@ -130,7 +121,9 @@ void apply(Differences const& differences, EditedFileSystem& edited, SourceTree&
   selector.take(source);
   storing.add(manager, source);
   storing.throwIfRefused();
-  throwIfReplaced(source, differences);
+  for (Difference const& difference : differences)
+    if (difference.change != Change::Added && difference.change != Change::Deleted)
+      throwIfLost(manager, source, difference.path);
   edited.save();
 }
 
