@@ -22,6 +22,13 @@ function(zt_install name)
 
   # The file says where it is by where it stands, so that an installed tree can be moved.
   file(RELATIVE_PATH prefix /root/${CMAKE_INSTALL_LIBDIR}/pkgconfig /root/)
+  # Whoever links a static library needs what it links to, which are shared libraries of the system.
+  set(private)
+  set(libs "Libs: -L\${libdir} -l${name} -lboost_regex -lstdc++ -lm -pthread")
+  if(BUILD_SHARED_LIBS)
+    set(private .private)
+    set(libs "Libs: -L\${libdir} -l${name}\nLibs.private: -lboost_regex -lstdc++ -lm -pthread")
+  endif()
   configure_file(${PROJECT_SOURCE_DIR}/cmake/ztservices.pc.in ztservices.pc @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ztservices.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
     COMPONENT Development)
