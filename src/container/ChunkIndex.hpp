@@ -65,7 +65,7 @@ class ChunkIndex {
 
 struct Entry;
 
-/// The index in the item's directory entry; nothing where there is none that fits the item.
+/// The index in the item's directory entry. Absent if the entry has no index that fits the item.
 std::optional<ChunkIndex> chunksOf(Entry const& item);
 
 }  // namespace opc::model::zip

@@ -26,7 +26,7 @@ class FileProtection {
   /// Protects another file in the same way. EPERM where this process may not keep owner and group; with
   /// `mayChangeOwner` it keeps what it may, without the rights that would then concern another owner or group.
   void applyTo(FileHandle const& file, bool mayChangeOwner, boost::system::error_code& error) const;
-  /// Sets only owner and group, as far as applyTo() requires it. Returns the lost mode bits.
+  /// Sets only the owner and the group that applyTo() requires. Returns the lost mode bits.
   mode_t applyOwnerTo(FileHandle const& file, bool mayChangeOwner, boost::system::error_code& error) const;
 
  private:

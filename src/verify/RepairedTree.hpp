@@ -27,7 +27,7 @@ struct SavedParts {
 /// The entries of a file system that is being repaired.
 class RepairedTree {
  public:
-  /// Reads a manifest as far as it goes. Returns whether that is its end.
+  /// Reads a manifest to its end or its first fault. Returns whether it reached the end.
   bool read(InputStream& manifest);
   /// Drops the entries that are not certain, and files whose contents are not among the parts that were saved; the
   /// report lists them. Then adds entries for the contents among these parts that belong to none.

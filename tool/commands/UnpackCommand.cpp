@@ -102,7 +102,7 @@ class LinksOnTheWay {
   bool isBehind_ = false;
 };
 
-/// Takes out of the leaves what is there already.
+/// Removes from the leaves those that the disk has already.
 void leaveExisting(FileSystemManager const& manager, Leaves& leaves, std::u16string const& root,
                    UnpackOptions const& options) {
   opc::LocalFileSystemOps disk;

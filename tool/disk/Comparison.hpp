@@ -32,7 +32,7 @@ struct TreeItem {
 TreeItem itemOf(opc::ztservices::FileSystemManager const& manager, opc::ztservices::FileSystemEntry const& entry);
 /// What the disk has; the target of a link is not looked up.
 TreeItem itemOf(FileFacts const& facts);
-/// Whether the two files differ in size, time or permissions, as far as these are recorded.
+/// Whether the two files differ in size, or in a recorded time or recorded permissions.
 bool haveOtherFacts(TreeItem const& ours, TreeItem const& theirs);
 
 /// The tree that a package is compared with: its entries without the root, by code units of their paths.

@@ -16,7 +16,7 @@ class PathFilter {
 
   /// Records which arguments match.
   bool has(std::u16string const& path);
-  /// Throws Failure for an argument that matched none of the paths so far.
+  /// Throws Failure for an argument that has matched no path.
   void throwIfUnmatched() const;
 
   std::vector<Glob> const& excluded() const { return excluded_; }

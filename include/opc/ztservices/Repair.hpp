@@ -62,8 +62,8 @@ struct ZT_API RepairReport {
 /// Sound parts come back byte for byte with their content types and relationships, and no other part does.
 ///
 /// The manifest of a file system is kept as it is where it is sound and lists no lost contents. Otherwise a new one has
-/// its entries, as far as it can be read and they are certain, without those whose contents are lost; contents that no
-/// entry names get an entry below "/lost+found". An encrypted manifest needs the key for this. Nothing is guessed.
+/// the entries that can be read, without those whose contents are lost. Contents that no entry names get an entry below
+/// "/lost+found". An encrypted manifest needs the key for this. Nothing is guessed.
 ///
 /// Throws model::CouldNotOpenPackage when the source cannot be read, model::InvalidPackage when it holds no item of a
 /// container or exceeds a limit, model::CouldNotSavePackage as Package::save(), opc::Exception for a key that has not

@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::size_t kComparedBytes = 65'536;
 
-/// Fills the buffer as far as the stream goes, and returns the number of bytes.
+/// Reads until the buffer is full or the stream ends. Returns the number of bytes.
 std::size_t fill(InputStream& stream, std::vector<unsigned char>& buffer) {
   std::size_t size = 0;
   while (size < buffer.size()) {

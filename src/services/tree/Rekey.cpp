@@ -68,7 +68,7 @@ std::unique_ptr<FileSystemManager> Rekeying::loadOld() const {
 }
 
 /// A content that no entry names would stay as it is: readable for all, or with the old key. Parts that belong to
-/// others stay, whoever names them.
+/// others stay, also if an entry names them.
 void Rekeying::throwIfSomeWouldStay(FileSystemManager& old) const {
   std::set<std::u16string> named;
   old.tree_->forEachListed([&](FileSystemNode const& node) {
