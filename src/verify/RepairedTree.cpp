@@ -66,7 +66,7 @@ std::u16string decoded(std::u16string const& part) {
 
 /// Where contents without an entry go: below the folder, by the path that their part name stands for.
 std::u16string placeOf(std::u16string const& part) {
-  std::u16string const plain = std::u16string(kLostAndFound) + part.substr(kContentFolder.size());
+  std::u16string plain = std::u16string(kLostAndFound) + part.substr(kContentFolder.size());
   try {
     std::u16string path = decoded(plain);
     throwIfNotCarriable(path);

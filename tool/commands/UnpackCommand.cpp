@@ -40,6 +40,7 @@ using opc::ztservices::TransformMode;
 
 std::vector<Glob> globsOf(std::vector<std::string> const& patterns) {
   std::vector<Glob> globs;
+  globs.reserve(patterns.size());
   for (std::string const& pattern : patterns) globs.emplace_back(fromArgument(pattern));
   return globs;
 }
