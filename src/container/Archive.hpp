@@ -47,7 +47,8 @@ class Archive : public std::enable_shared_from_this<Archive> {
   static constexpr std::uint64_t kVerifiedWholeBytes = 8u << 20;
 
  private:
-  friend class Reader;  // fills the fields below, which do not change afterwards
+  friend class Reader;  // with DirectoryReader fills the fields below, which do not change afterwards
+  friend class DirectoryReader;
   struct Located;
 
   Archive() = default;

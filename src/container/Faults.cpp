@@ -26,6 +26,8 @@ std::string shownName(std::string_view rawName) {
   }
 }
 
+std::string bytesText(std::uint64_t count) { return std::to_string(count) + (count == 1 ? " byte" : " bytes"); }
+
 InvalidItem invalidItem(std::string_view rawName, std::string_view what) { return InvalidItem(inItem(rawName, what)); }
 
 InvalidItem unknownMethod(std::string_view rawName, unsigned method) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -85,6 +86,9 @@ inline constexpr char kLeftOver[] = "bytes left over behind its compressed data"
 
 /// An item's name for messages: escaped for display where it is UTF-8, otherwise its bytes escaped one by one.
 std::string shownName(std::string_view rawName);
+
+/// "1 byte", "2 bytes".
+std::string bytesText(std::uint64_t count);
 
 InvalidItem invalidItem(std::string_view rawName, std::string_view what);
 InvalidItem unknownMethod(std::string_view rawName, unsigned method);

@@ -6,14 +6,12 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <set>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "container/Archive.hpp"
-#include "container/EndRecord.hpp"
 #include "container/Faults.hpp"
 #include "container/LocalHeader.hpp"
 #include "container/RandomAccessBytes.hpp"
@@ -57,16 +55,6 @@ class Reader {
  private:
   struct Start;
 
-  void findItems(std::uint64_t maximumItems);
-  std::optional<DirectoryPlace> findPlace();
-  void readDirectory(DirectoryPlace const& place, std::uint64_t maximumItems);
-  void takeEntries(RandomAccessBytes const& bytes, DirectoryPlace const& place, std::uint64_t most,
-                   std::uint64_t checked);
-  void compareCount(std::uint64_t count, std::uint64_t maximumItems, bool isCountRefused);
-  void findByHeaders(std::uint64_t maximumItems);
-  std::uint64_t prefixBefore(std::uint64_t firstItem) const;
-  void recheckEntries();
-  void checkEntryAt(std::size_t index, unsigned char const* p, std::uint64_t room);
   std::vector<Start> usableStarts() const;
   void checkPlaces();
   std::uint64_t limitAfter(std::vector<Start> const& starts, std::size_t index) const;
@@ -89,10 +77,8 @@ class Reader {
 
   std::shared_ptr<RandomAccessBytes const> bytes_;
   Faults& faults_;
-  HeaderWalk walk_;
   std::shared_ptr<Archive> archive_;
-  std::set<std::string> entryFaults_;  // messages, so that none is repeated for a recovered directory
-  bool isComplete_ = false;            // whether the directory, or one made of local headers, was read to its end
+  bool isComplete_ = false;  // whether the directory, or one made of local headers, was read to its end
   bool hasWholeDirectory_ = false;
   std::vector<bool> isUnsound_;  // by item; empty before all items are read
   ReadAhead ahead_;
