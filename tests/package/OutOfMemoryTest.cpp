@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Each allocation of an edit and its save fails once.
+#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <iterator>
@@ -9,41 +9,17 @@
 #include <string>
 #include <vector>
 
+#include "allocation/FailingAllocations.hpp"
 #include "container/Spool.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "package/ModelSamples.hpp"
 #include "support/TestSupport.hpp"
 
-namespace {
-
-/// The number of allocations until one fails; 0 for none.
-thread_local std::size_t allocationsLeft = 0;
-
-void* tryAllocate(std::size_t size) noexcept {
-  if (allocationsLeft > 0 && --allocationsLeft == 0) return nullptr;
-  return std::malloc(size == 0 ? 1 : size);
-}
-
-void* allocate(std::size_t size) {
-  if (void* const memory = tryAllocate(size)) return memory;
-  throw std::bad_alloc();
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
-void* operator new(std::size_t size, std::nothrow_t const&) noexcept { return tryAllocate(size); }
-void* operator new[](std::size_t size, std::nothrow_t const&) noexcept { return tryAllocate(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
-
 namespace opc::model {
 namespace {
 
 namespace fs = std::filesystem;
+using zt_test::allocationsUntilFailure;
 
 class OutOfMemory : public testing::Test {
  protected:
@@ -70,14 +46,14 @@ class OutOfMemory : public testing::Test {
     restore();
     auto const package = Package::open(directory_.u16("p.opc"), AccessMode::ReadWrite);
     bool thrown = false;
-    allocationsLeft = number;
+    allocationsUntilFailure = number;
     try {
       edit(*package);
     } catch (std::bad_alloc const&) {
       thrown = true;
     }
-    bool const reached = allocationsLeft == 0;
-    allocationsLeft = 0;
+    bool const reached = allocationsUntilFailure == 0;
+    allocationsUntilFailure = 0;
     SCOPED_TRACE(number);
     bool const isOld = zt_test::readFile(directory_ / "p.opc") == old_;
     EXPECT_EQ(isOld, thrown);  // what is merely quicker with more memory does without it
@@ -114,10 +90,10 @@ TEST(SpoolWithoutMemory, LosesNothingThatItWritesBehind) {
   for (char c = 'a'; c <= 'z'; ++c) {
     std::string const bytes(700'000, c);
     std::uint64_t offset = 0;
-    allocationsLeft = 1;
+    allocationsUntilFailure = 1;
     try {
       offset = spool.append(bytes.data(), bytes.size());
-      allocationsLeft = 0;
+      allocationsUntilFailure = 0;
     } catch (std::bad_alloc const&) {
       ++failures;
       offset = spool.append(bytes.data(), bytes.size());
