@@ -41,6 +41,18 @@ Entry Archive::entry(std::size_t index) const {
   return entry;
 }
 
+bool Archive::holdsItsDirectory() const {
+  constexpr std::size_t kStep = 256u << 10;
+  if (bytes_->size() < directoryBegin_ || bytes_->size() - directoryBegin_ < directorySize_) return false;
+  Buffer found(std::min(directorySize_, kStep));
+  for (std::size_t at = 0; at < directorySize_; at += kStep) {
+    std::size_t const size = std::min(kStep, directorySize_ - at);
+    bytes_->readAt(directoryBegin_ + at, found.data.get(), size);
+    if (!std::equal(found.data.get(), found.data.get() + size, directory_.get() + at)) return false;
+  }
+  return true;
+}
+
 std::uint64_t Archive::limitOf(std::size_t index) const {
   if (starts_.empty()) return index + 1 < size() ? entry(index + 1).localHeaderOffset : directoryBegin_;
   auto const next = std::upper_bound(starts_.begin(), starts_.end(), entry(index).localHeaderOffset);

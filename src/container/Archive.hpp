@@ -44,6 +44,9 @@ class Archive : public std::enable_shared_from_this<Archive> {
 
   RandomAccessBytes const& bytes() const { return *bytes_; }
 
+  /// Whether the bytes still hold the directory that was read. Throws exceptions of reading the bytes.
+  bool holdsItsDirectory() const;
+
   static constexpr std::uint64_t kVerifiedWholeBytes = 8u << 20;
 
  private:
@@ -59,8 +62,9 @@ class Archive : public std::enable_shared_from_this<Archive> {
 
   std::shared_ptr<RandomAccessBytes const> bytes_;
   std::unique_ptr<unsigned char[]> directory_;  // the central directory as read
-  std::vector<std::uint64_t> offsets_;          // of each entry within directory_
-  std::vector<std::uint64_t> starts_;           // of local headers, sorted; empty when the directory has that order
+  std::size_t directorySize_ = 0;
+  std::vector<std::uint64_t> offsets_;  // of each entry within directory_
+  std::vector<std::uint64_t> starts_;   // of local headers, sorted; empty when the directory has that order
   std::uint64_t directoryBegin_ = 0;
   std::string comment_;
   std::uint64_t prefix_ = 0;      // to be added to the directory's offsets

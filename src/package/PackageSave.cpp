@@ -196,8 +196,28 @@ void adoptWritten(PackageWriter& writer, OpenBytes const& openBytes) {
   }
 }
 
+/// Whether the own file was written in place and its time put back. A new change time alone may come of a chmod or a
+/// new link: only then the directory is read again, which has the place and the CRC of each content.
+bool isEditedInPlace(PackageState const& state, FileIdentity const& now) {
+  auto const& archive = state.contents.archive();
+  return now != *state.file.identity && archive && !archive->holdsItsDirectory();
+}
+
+/// The own file is to hold this package still.
+void requireUnchangedFile(PackageState const& state) {
+  PackageFile const& file = state.file;
+  if (!file.identity) return;
+  struct stat status {};
+  bool const isThere = ::stat(file.path.c_str(), &status) == 0;
+  if (!isThere && errno != ENOENT) throw zip::couldNotSave(file.path, errno);
+  if (!isThere || !zip::isSameContent(FileIdentity::of(status), *file.identity) ||
+      isEditedInPlace(state, FileIdentity::of(status)))
+    throw zip::packageHasChanged(file.path);
+}
+
 /// Replaces the target and binds the package to it.
 void saveToFile(PackageState& state, PackageFile const& target, SaveOptions const& options) {
+  if (target.identity) requireUnchangedFile(state);
   AtomicFile::Rules rules;
   rules.replacesProtected = options.replaceProtected;
   rules.target = target.mustBeNew ? AtomicFile::Target::MustNotExist : AtomicFile::Target::MayExist;
@@ -212,16 +232,6 @@ void saveToFile(PackageState& state, PackageFile const& target, SaveOptions cons
   state.file.mustBeNew = false;
   adoptWritten(writer, [&] { return zip::openFileBytes(state.file.path); });
   file.syncDirectory();
-}
-
-/// A save without changes writes nothing, but also leaves no doubt that the path holds this package.
-void requireUnchangedFile(PackageFile const& file) {
-  if (!file.identity) return;
-  struct stat status {};
-  bool const isThere = ::stat(file.path.c_str(), &status) == 0;
-  if (!isThere && errno != ENOENT) throw zip::couldNotSave(file.path, errno);
-  if (!isThere || !zip::isSameContent(FileIdentity::of(status), *file.identity))
-    throw zip::packageHasChanged(file.path);
 }
 
 /// Whether a save to the target would replace the file to which the package is bound.
@@ -252,7 +262,7 @@ void Package::save(SaveOptions const& options) {
   SavingGuard const guard(state);
   gather(state);
   if (!state.isChanged)
-    requireUnchangedFile(state.file);
+    requireUnchangedFile(state);  // nothing to write, but no doubt either that the path holds this package
   else if (state.file.path.empty())
     saveInMemory(state);
   else

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fstream>
+#include <ios>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -143,6 +145,29 @@ TEST_F(PackageSharing, AFileWrittenInPlaceIsNotOverwritten) {
   zt_test::writeFile(directory_ / "p.opc", "something else");
   EXPECT_THROW(package->save(), PackageHasChanged);
   EXPECT_EQ(zt_test::readFile(directory_ / "p.opc"), "something else");
+}
+
+TEST_F(PackageSharing, AFileEditedInPlaceWithItsTimePutBackIsNotOverwritten) {
+  auto const package = open();
+  fs::path const file = directory_ / "p.opc";
+  auto const time = fs::last_write_time(file);
+  std::string edited = zt_test::readFile(file);
+  edited[edited.rfind("PK\1\2") + 16] ^= 1;  // a CRC in the directory
+  std::ofstream(file, std::ios::in | std::ios::binary) << edited;
+  fs::last_write_time(file, time);
+  EXPECT_THROW(package->save(), PackageHasChanged);
+  create(*package, u"/a.xml", "a");
+  EXPECT_THROW(package->save(), PackageHasChanged);
+  EXPECT_EQ(zt_test::readFile(file), edited);
+}
+
+TEST_F(PackageSharing, AFileWithAnotherModeAndAFurtherLinkIsTheSame) {
+  auto const package = open();
+  fs::permissions(directory_ / "p.opc", fs::perms::owner_read | fs::perms::owner_write);
+  fs::create_hard_link(directory_ / "p.opc", directory_ / "further");
+  create(*package, u"/a.xml", "a");
+  package->save();
+  EXPECT_EQ(read(*open(), u"/a.xml"), "a");
 }
 
 TEST_F(PackageSharing, ARemovedFileIsNotBroughtBack) {
