@@ -42,6 +42,11 @@ int printAll(std::exception_ptr const& thrown, Invocation const& invocation) {
   return static_cast<int>(exitOf(reports));
 }
 
+int printInterrupted(int signal, Invocation const& invocation) {
+  std::cerr << "ztpkg: " << invocation.command << ": interrupted\n";
+  return 128 + signal;
+}
+
 /// Runs a command line and reports on standard error what went wrong; the exit code of the process.
 int run(int argc, char const* const* argv) {
   Invocation invocation;
@@ -55,11 +60,10 @@ int run(int argc, char const* const* argv) {
     return static_cast<int>(Exit::Done);
   } catch (Ended const& ended) {
     return static_cast<int>(ended.exit());
-  } catch (Interrupted const& interrupted) {
-    std::cerr << "ztpkg: " << invocation.command << ": interrupted\n";
-    return 128 + interrupted.signal();
   } catch (...) {
-    return printAll(std::current_exception(), invocation);
+    std::exception_ptr const thrown = std::current_exception();
+    int const signal = pendingSignal();  // a call that it ended may have failed
+    return signal != 0 ? printInterrupted(signal, invocation) : printAll(thrown, invocation);
   }
 }
 

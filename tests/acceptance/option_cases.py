@@ -33,7 +33,7 @@ def all_options(tool, command=()):
     groups = [name for name in re.findall(r"^(\w+):$", text, re.MULTILINE) if name not in ("Commands", "Arguments", "Names")]
     for group in groups:
         for row in rows(text, group):
-            names = re.findall(r"(?<!\S)--?[a-z][a-z0-9-]*", row.split("  ")[0], re.IGNORECASE)
+            names = re.findall(r"(?<!\S)--?[a-z0-9][a-z0-9-]*", row.split("  ")[0], re.IGNORECASE)
             if names and "--help" not in names:
                 yield command, names
     for row in rows(text, "Commands"):

@@ -39,7 +39,8 @@ CommandDescription rekeyCommand() {
                          flag({"-f", "--force"},
                               "Do not ask before --to-plain; also change a package that may not be written, or whose "
                               "owner cannot be kept",
-                              options->force)} +
+                              options->force),
+                         retryOption(options->retryLock)} +
                  progressOptions(options->progress, options->quiet),
       .action = [options](Output&) { rekey(*options); },
       .package = &options->package,

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <variant>
 
+#include "cli/Errors.hpp"
 #include "commands/Properties.hpp"
 
 namespace ztpkg::table {
@@ -206,6 +207,28 @@ Options excludeOptions(std::vector<std::string>& patterns) {
              &patterns),
       valued({"--exclude-from"}, "FILE", "Leave out what a pattern of the file matches, which has one in each line",
              [&patterns](std::string const& file) { std::ranges::move(linesOf(file), std::back_inserter(patterns)); })};
+}
+
+Options namesOptions(NamesFile& names, std::string const& what) {
+  Options options{
+      valued({"--files-from"}, "FILE", "Take further " + what + " from a file, one in each line; - for standard input",
+             &names.namesFile),
+      flag({"-0", "--null"}, "With --files-from: a NUL ends each name, as 'find -print0' prints them",
+           names.namesEndWithNul)};
+  options[0].refusesEmpty = true;
+  options[1].needs = "--files-from";
+  return options;
+}
+
+void takePaths(NamesFile const& from, std::vector<std::string>& paths, std::string const& package) {
+  if (from.namesFile == "-" && package == "-") throwUsage("--files-from -: standard input is the package");
+  std::ranges::move(pathsIn(from), std::back_inserter(paths));
+}
+
+void takeSources(NamesFile const& from, std::vector<std::string>& sources) {
+  bool const isPiped = std::ranges::find(sources, "-") != sources.end();
+  if (from.namesFile == "-" && isPiped) throwUsage("--files-from -: standard input is a source");
+  for (std::string& name : namesIn(from)) sources.push_back(name == "-" ? "./-" : std::move(name));
 }
 
 OptionDescription checksumOption(bool& checksum) {

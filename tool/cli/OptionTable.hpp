@@ -54,6 +54,11 @@ Options propertyOptions(std::vector<std::pair<std::string, std::string>>& proper
 OptionDescription levelOption(opc::model::CompressionLevel& level);
 /// --exclude, and --exclude-from with a file of such patterns.
 Options excludeOptions(std::vector<std::string>& patterns);
+/// --files-from and --null. `what` are the names, and where they belong.
+Options namesOptions(NamesFile& names, std::string const& what = "PATHs");
+/// Adds the names in the file to those of the command line. The package or source "-" needs standard input itself.
+void takePaths(NamesFile const& from, std::vector<std::string>& paths, std::string const& package);
+void takeSources(NamesFile const& from, std::vector<std::string>& sources);
 OptionDescription checksumOption(bool& checksum);
 /// Of the commands that change a package.
 OptionDescription retryOption(std::chrono::seconds& limit);

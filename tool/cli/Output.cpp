@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "cli/Errors.hpp"
+#include "cli/Process.hpp"
 #include "opc/Strings.hpp"
 
 namespace ztpkg {
@@ -39,6 +40,7 @@ void Output::printName(std::u16string_view name) { print(opc::toUTF8String(opc::
 
 void Output::drain(char const* data, std::size_t count) {
   while (count > 0) {
+    throwIfInterrupted();
     ssize_t const written = ::write(STDOUT_FILENO, data, count);
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) throwWriteError(errno);

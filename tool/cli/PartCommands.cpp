@@ -12,7 +12,17 @@
 namespace ztpkg::table {
 namespace {
 
-OptionDescription jsonOption(bool& json) { return flag({"--json"}, "Print JSON, for programs", json); }
+OptionDescription jsonOption(bool& json) {
+  OptionDescription option = flag({"--json"}, "Print JSON, for programs", json);
+  option.alternatives = "form";
+  return option;
+}
+
+OptionDescription verboseOption(bool& verbose) {
+  OptionDescription option = flag({"-v", "--verbose"}, "Print the names of the parts", verbose);
+  option.alternatives = "form";
+  return option;
+}
 
 OptionDescription sourceOption(std::string& source, std::string const& purpose) {
   return valued({"-s", "--source"}, "PART", purpose, &source);
@@ -66,10 +76,10 @@ CommandDescription putPartCommand() {
       .arguments = {packageArgument(options->package),
                     argument("PART", "The name of the part, such as /word/document.xml", &options->part),
                     argument("FILE", "The file with the bytes; - for standard input", &options->file)},
-      .options =
-          helpOption() + Options{valued({"-t", "--type"}, "TYPE",
-                                        "The content type, such as image/png; needed for a new part", &options->type),
-                                 forceOption(options->force), jsonOption(options->json)},
+      .options = helpOption() +
+                 Options{valued({"-t", "--type"}, "TYPE", "The content type, such as image/png; needed for a new part",
+                                &options->type),
+                         forceOption(options->force), retryOption(options->retryLock), jsonOption(options->json)},
       .action = [options](Output& out) { putPart(*options, out); },
       .package = &options->package,
   };
@@ -85,7 +95,8 @@ CommandDescription removePartsCommand() {
                   "part stay, and are reported."},
       .aliases = {"rm"},
       .arguments = {packageArgument(options->package), argument("PART", "The name of a part", &options->parts)},
-      .options = helpOption() + Options{forceOption(options->force), jsonOption(options->json)},
+      .options = helpOption() +
+                 Options{forceOption(options->force), retryOption(options->retryLock), jsonOption(options->json)},
       .action = [options](Output& out) { removeParts(*options, out); },
       .package = &options->package,
   };
@@ -137,7 +148,7 @@ CommandDescription addRelationshipCommand() {
                                       "package)"),
                          valued({"--id"}, "ID", "Its id (default: the first free one of rId1, rId2 ...)", &options->id),
                          flag({"--external"}, "TARGET lies outside the package", options->external),
-                         forceOption(options->force), jsonOption(options->json)},
+                         forceOption(options->force), retryOption(options->retryLock), jsonOption(options->json)},
       .action = [options](Output& out) { addRelationship(*options, out); },
       .package = &options->package,
   };
@@ -154,7 +165,7 @@ CommandDescription removeRelationshipsCommand() {
       .arguments = {packageArgument(options->package), argument("ID", "The id of a relationship", &options->ids)},
       .options = helpOption() +
                  Options{sourceOption(options->source, "The part that they start from (default: /, the package)"),
-                         forceOption(options->force), jsonOption(options->json)},
+                         forceOption(options->force), retryOption(options->retryLock), jsonOption(options->json)},
       .action = [options](Output& out) { removeRelationships(*options, out); },
       .package = &options->package,
   };
@@ -182,11 +193,11 @@ CommandDescription explodeCommand() {
                   "A part whose name no disk can hold is written to DIR/escaped under a number."},
       .arguments = {packageArgument(options->package),
                     argument("DIR", "The directory to write to, created if missing", &options->directory)},
-      .options =
-          helpOption() +
-          Options{flag({"-f", "--force"}, "Write to a directory that is not empty, and replace files in it",
-                       options->force),
-                  jsonOption(options->json), flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
+      .options = helpOption() +
+                 Options{flag({"-f", "--force"}, "Write to a directory that is not empty, and replace files in it",
+                              options->force),
+                         jsonOption(options->json), verboseOption(options->verbose),
+                         flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
       .action = [options](Output& out) { explode(*options, out); },
       .package = &options->package,
       .takesPipe = true,
@@ -204,10 +215,11 @@ CommandDescription implodeCommand() {
       .arguments = {argument("DIR", "The directory with package.json", &options->directory),
                     packageArgument(options->package, "The package to make")},
       .options = helpOption() + Options{flag({"-f", "--force"}, "Replace a package that exists", options->force),
-                                        jsonOption(options->json),
+                                        jsonOption(options->json), verboseOption(options->verbose),
                                         flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
       .action = [options](Output& out) { implode(*options, out); },
       .package = &options->package,
+      .takesPipe = true,
   };
 }
 

@@ -12,10 +12,14 @@
 namespace ztpkg {
 namespace {
 
-std::atomic<int> pendingSignal = 0;  // read by several threads
+std::atomic<int> noted = 0;  // read by several threads
 static_assert(std::atomic<int>::is_always_lock_free);
 
-void noteSignal(int signal) { pendingSignal = signal; }
+// A call that begins to wait right after the check of the signal would wait for ever: the alarm ends it.
+void noteSignal(int signal) {
+  if (signal != SIGALRM) noted = signal;
+  if (noted != 0) alarm(1);
+}
 
 // `mode` is the opposite of the descriptor's use, so that reading from or writing to it still fails.
 void occupy(int descriptor, int mode) {
@@ -25,9 +29,8 @@ void occupy(int descriptor, int mode) {
 void install(int signal) {
   struct sigaction action {};
   if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) return;  // as nohup leaves it
-  action = {};
+  action = {};  // without SA_RESTART: a pipe may make a call wait for ever
   action.sa_handler = noteSignal;
-  action.sa_flags = SA_RESTART;
   sigaction(signal, &action, nullptr);
 }
 
@@ -43,7 +46,7 @@ void prepareProcess() {
 }
 
 void noteSignals() {
-  for (int const signal : {SIGINT, SIGTERM, SIGHUP}) install(signal);
+  for (int const signal : {SIGINT, SIGTERM, SIGHUP, SIGALRM}) install(signal);
 }
 
 void leaveNoCoreFile() {
@@ -51,8 +54,10 @@ void leaveNoCoreFile() {
   setrlimit(RLIMIT_CORE, &none);
 }
 
+int pendingSignal() { return noted; }
+
 void throwIfInterrupted() {
-  if (int const signal = pendingSignal) throw Interrupted(signal);
+  if (int const signal = noted) throw Interrupted(signal);
 }
 
 }  // namespace ztpkg

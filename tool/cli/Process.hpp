@@ -11,11 +11,14 @@ namespace ztpkg {
 void prepareProcess();
 
 /// From here on SIGINT, SIGTERM and SIGHUP are only recorded for throwIfInterrupted(), so that temporary files are
-/// removed on the way out. For commands that write to the disk.
+/// removed on the way out. Calls that wait end with EINTR. For commands that write to the disk.
 void noteSignals();
 
 /// From here on a crash writes no core file, which would hold keys and passwords.
 void leaveNoCoreFile();
+
+/// The signal that came; 0 for none.
+int pendingSignal();
 
 /// Throws Interrupted after a signal.
 void throwIfInterrupted();

@@ -4,12 +4,22 @@
 #include <vector>
 
 #include "cli/CommandTable.hpp"
+#include "cli/Errors.hpp"
 #include "cli/OptionTable.hpp"
 #include "commands/Commands.hpp"
 
 // The commands that read the trees in packages.
 namespace ztpkg::table {
 namespace {
+
+/// Without a directory the argument in its place is the first path.
+void placeDirectory(UnpackOptions& options) {
+  if (options.directory.empty() && !options.toOutput) throwUsage("DIR is required (see ztpkg unpack --help)");
+  if (options.toOutput && options.verbose) throwUsage("--verbose excludes --stdout (see ztpkg unpack --help)");
+  if (options.directory.empty() || !options.toOutput) return;
+  options.paths.insert(options.paths.begin(), options.directory);
+  options.directory.clear();
+}
 
 CommandDescription unpackCommand() {
   auto const options = std::make_shared<UnpackOptions>();
@@ -23,34 +33,44 @@ CommandDescription unpackCommand() {
                   "Before anything is written, the command checks that all contents exist, that nothing is in the way, "
                   "that the disk has room, and that no entry leaves DIR."},
       .arguments = {packageArgument(options->package),
-                    argument("DIR", "The directory to extract into, created if missing", &options->directory),
+                    optional(argument("DIR", "The directory to extract into, created if missing; none with --stdout",
+                                      &options->directory)),
                     optional(argument(
                         "PATH",
                         "Extract only these files, folders or links, with everything below them; may be a pattern",
                         &options->paths))},
       .options =
-          helpOption() + keyOptions(options->key) + excludeOptions(options->exclude) +
+          helpOption() + keyOptions(options->key) + excludeOptions(options->exclude) + namesOptions(*options) +
           Options{
               flag({"-u", "--update"},
                    "Extract only what differs from DIR in size, time, permissions or target, and replace it",
                    options->update),
               flag({"--delete"}, "With --update: remove files, links and empty folders of DIR that the package has not",
                    options->removesExtra),
+              flag({"-O", "--stdout"}, "Print the contents of the files, one after the other, and make nothing",
+                   options->toOutput),
               flag({"--skip-existing"}, "Leave alone what exists, and extract the rest", options->skipExisting),
               flag({"--raw"}, "Write contents as they are stored, without decrypting them", options->raw),
               clearing({"--no-restore"}, "Leave times and permissions as the disk gives them", options->restore),
               flag({"-f", "--force"}, "Replace files and links that exist", options->force),
               clearing({"--no-sparse"}, "Write long runs of zeros, of which holes are made otherwise", options->sparse),
               flag({"--allow-outside-links"}, "Also make links that point out of DIR, which otherwise fail the command",
-                   options->allowOutsideLinks)} +
+                   options->allowOutsideLinks),
+              flag({"-v", "--verbose"}, "Print the paths that are extracted", options->verbose)} +
           progressOptions(options->progress, options->quiet),
-      .action = [options](Output&) { unpack(*options); },
+      .action =
+          [options](Output& out) {
+            placeDirectory(*options);
+            takePaths(*options, options->paths, options->package);
+            unpack(*options, out);
+          },
       .package = &options->package,
       .takesPipe = true,
   };
   for (OptionDescription& option : command.options) {
     if (option.names.back() == "--delete") option.needs = "--update";
-    if (option.names.back() == "--update" || option.names.back() == "--skip-existing") option.alternatives = "existing";
+    std::string const& name = option.names.back();
+    if (name == "--update" || name == "--skip-existing" || name == "--stdout") option.alternatives = "existing";
   }
   return command;
 }
@@ -70,7 +90,7 @@ CommandDescription listCommand() {
                         "PATH", "List only these files, folders or links, with everything below them; may be a pattern",
                         &options->paths))},
       .options =
-          helpOption() + keyOptions(options->key) +
+          helpOption() + keyOptions(options->key) + namesOptions(*options) +
           Options{flag({"-l", "--long"},
                        "Also print type, permissions, size, stored size, time, link target and content type",
                        options->detailed),
@@ -82,7 +102,11 @@ CommandDescription listCommand() {
                   flag({"--total"}, "Print the numbers of entries and of bytes in a last line", options->total),
                   flag({"--json"}, "Print a JSON array of objects, for programs", options->json),
                   quietOption(options->quiet)},
-      .action = [options](Output& out) { list(*options, out); },
+      .action =
+          [options](Output& out) {
+            takePaths(*options, options->paths, options->package);
+            list(*options, out);
+          },
       .package = &options->package,
       .takesPipe = true,
   };
@@ -104,9 +128,15 @@ CommandDescription catCommand() {
                   "link; a pattern stands for the files that it matches, and for those below a folder that it "
                   "matches."},
       .arguments = {packageArgument(options->package),
-                    argument("PATH", "A file's path in the package, or a pattern", &options->paths)},
-      .options = helpOption() + keyOptions(options->key) + Options{quietOption(options->quiet)},
-      .action = [options](Output& out) { cat(*options, out); },
+                    optional(argument("PATH", "A file's path in the package, or a pattern", &options->paths))},
+      .options =
+          helpOption() + keyOptions(options->key) + namesOptions(*options) + Options{quietOption(options->quiet)},
+      .action =
+          [options](Output& out) {
+            if (options->meansAll(options->paths)) throwUsage("PATH is required (see ztpkg cat --help)");
+            takePaths(*options, options->paths, options->package);
+            cat(*options, out);
+          },
       .package = &options->package,
       .takesPipe = true,
   };
@@ -123,18 +153,24 @@ CommandDescription diffCommand() {
                   "of entry. Permissions and times of folders and links do not count.",
                   "The exit code is 0 if nothing differs and 1 if something does. A PATH with '*', '?' or '[' may be a "
                   "pattern."},
-      .arguments = {packageArgument(options->package), argument("OTHER", "A directory or package", &options->other),
+      .arguments = {packageArgument(options->package),
+                    argument("OTHER", "A directory or package; - for standard input", &options->other),
                     optional(argument("PATH",
                                       "Compare only these files, folders or links, with everything below them; may be "
                                       "a pattern",
                                       &options->paths))},
-      .options = helpOption() + keyOptions(options->key) + excludeOptions(options->exclude) +
+      .options = helpOption() + keyOptions(options->key) + excludeOptions(options->exclude) + namesOptions(*options) +
                  Options{checksumOption(options->checksum),
                          flag({"-v", "--verbose"}, "Also print what differs", options->verbose),
                          flag({"--json"}, "Print a JSON array of objects, for programs", options->json)} +
                  progressOptions(options->progress, options->quiet),
-      .action = [options](Output& out) { diff(*options, out); },
+      .action =
+          [options](Output& out) {
+            takePaths(*options, options->paths, options->package == "-" ? options->package : options->other);
+            diff(*options, out);
+          },
       .package = &options->package,
+      .takesPipe = true,
   };
   for (OptionDescription& option : command.options)
     if (option.names.back() == "--verbose" || option.names.back() == "--json") option.alternatives = "form";

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "cli/CommandTable.hpp"
+#include "cli/Errors.hpp"
 #include "cli/OptionTable.hpp"
 #include "commands/Commands.hpp"
 
@@ -29,8 +30,8 @@ CommandDescription packCommand() {
                     packageArgument(options->package, "The package to make")},
       .options =
           helpOption() + Options{flag({"-f", "--force"}, "Replace a package that exists", options->force)} +
-          sourceOptions(*options) + textOptions(*options) +
-          newKeyOptions(options->key, "", "Encrypt, and ask for a password on the terminal") +
+          sourceOptions(*options) + namesOptions(*options, "paths below DIR, of what is stored,") +
+          textOptions(*options) + newKeyOptions(options->key, "", "Encrypt, and ask for a password on the terminal") +
           inGroup("Encryption",
                   {valued({"--iv"}, "random|deterministic", "How initialization vectors are made: random, or a counter",
                           &options->ivMode),
@@ -39,7 +40,11 @@ CommandDescription packCommand() {
                           &options->ivPrefix)}) +
           propertyOptions(options->properties) + listingOptions(*options) +
           progressOptions(options->progress, options->quiet),
-      .action = [options](Output& out) { pack(*options, out); },
+      .action =
+          [options](Output& out) {
+            takePaths(*options, options->paths, "");
+            pack(*options, out);
+          },
       .package = &options->package,
       .takesPipe = true,
   };
@@ -54,23 +59,33 @@ CommandDescription addCommand() {
       .details = {"An existing folder takes what is added. A file or link never replaces a folder, and a folder never "
                   "replaces them. Everything is checked first, and the package is changed in one step."},
       .arguments = {packageArgument(options->package),
-                    argument("SOURCE", "A file, directory or link to add under its own name", &options->sources)},
-      .options = helpOption() +
-                 Options{valued({"-t", "--to"}, "PATH",
-                                "The folder of the package to add to, created if missing (default: /)", &options->to),
-                         flag({"--create"}, "Give a package without a file system one, such as an office document",
-                              options->create)} +
-                 sourceOptions(*options) + textOptions(*options) + keyOptions(options->key) +
-                 inGroup("Encryption", {flag({"--compress"},
-                                             "Compress contents before they are encrypted; the default where those of "
-                                             "the package are",
-                                             options->key.compress)}) +
-                 Options{flag({"-f", "--force"},
-                              "Replace files and links that are in the package, and a package that may not be written",
-                              options->force),
-                         retryOption(options->retryLock)} +
-                 listingOptions(*options) + progressOptions(options->progress, options->quiet),
-      .action = [options](Output& out) { add(*options, out); },
+                    optional(argument("SOURCE",
+                                      "A file, directory or link to add under its own name; - for standard input",
+                                      &options->sources))},
+      .options =
+          helpOption() +
+          Options{valued({"-t", "--to"}, "PATH", "The folder of the package to add to, created if missing (default: /)",
+                         &options->to),
+                  valued({"--as"}, "NAME", "The name that standard input gets, perhaps in a folder", &options->as),
+                  flag({"--create"}, "Give a package without a file system one, such as an office document",
+                       options->create)} +
+          sourceOptions(*options) + namesOptions(*options, "SOURCEs") + textOptions(*options) +
+          keyOptions(options->key) +
+          inGroup("Encryption", {flag({"--compress"},
+                                      "Compress contents before they are encrypted; the default where those of "
+                                      "the package are",
+                                      options->key.compress)}) +
+          Options{flag({"-f", "--force"},
+                       "Replace files and links that are in the package, and a package that may not be written",
+                       options->force),
+                  retryOption(options->retryLock)} +
+          listingOptions(*options) + progressOptions(options->progress, options->quiet),
+      .action =
+          [options](Output& out) {
+            if (options->meansAll(options->sources)) throwUsage("SOURCE is required (see ztpkg add --help)");
+            takeSources(*options, options->sources);
+            add(*options, out);
+          },
       .package = &options->package,
   };
 }
@@ -93,10 +108,14 @@ CommandDescription updateCommand() {
       .options = helpOption() +
                  Options{flag({"--delete"}, "Remove entries that the directory does not have", options->removesMissing),
                          checksumOption(options->checksum)} +
-                 sourceOptions(*options) + textOptions(*options) + keyOptions(options->key) +
+                 sourceOptions(*options) + namesOptions(*options) + textOptions(*options) + keyOptions(options->key) +
                  Options{forceOption(options->force), retryOption(options->retryLock)} + listingOptions(*options) +
                  progressOptions(options->progress, options->quiet),
-      .action = [options](Output& out) { update(*options, out); },
+      .action =
+          [options](Output& out) {
+            takePaths(*options, options->paths, options->package);
+            update(*options, out);
+          },
       .package = &options->package,
   };
 }
@@ -119,10 +138,15 @@ CommandDescription removeCommand() {
                  Options{valued({"-g", "--glob"}, "GLOB",
                                 "Also remove what the pattern matches, with everything below it; repeatable",
                                 &options->patterns)} +
-                 keyOptions(options->key) +
+                 namesOptions(*options) + keyOptions(options->key) +
                  Options{forceOption(options->force), retryOption(options->retryLock),
+                         flag({"-v", "--verbose"}, "Print the paths that are removed", options->verbose),
                          flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
-      .action = [options](Output&) { remove(*options); },
+      .action =
+          [options](Output& out) {
+            takePaths(*options, options->paths, options->package);
+            remove(*options, out);
+          },
       .package = &options->package,
   };
 }

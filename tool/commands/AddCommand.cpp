@@ -1,10 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <boost/date_time/posix_time/posix_time_types.hpp>
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <iostream>
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/Amounts.hpp"
@@ -15,6 +21,8 @@
 #include "commands/Storing.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
+#include "disk/StandardInput.hpp"
+#include "opc/ztservices/ContentTypes.hpp"
 
 namespace ztpkg {
 namespace {
@@ -28,11 +36,15 @@ class Addition {
   Addition(FileSystemManager& manager, bool force) : manager_(manager), force_(force) {}
 
   void add(SourceTree const& tree, std::u16string const& place) {
-    for (std::size_t slash = place.find(u'/', 1); slash < place.size(); slash = place.find(u'/', slash + 1))
-      addFolder(place.substr(0, slash));
+    addFoldersAbove(place);
     if (!place.empty()) addFolder(place);
     for (std::u16string const& folder : tree.folders()) addFolder(folder);
     for (std::u16string const& leaf : tree.leaves()) addLeaf(leaf);
+  }
+
+  void add(std::u16string const& file) {
+    addFoldersAbove(file);
+    addLeaf(file);
   }
 
   void removeReplaced() {
@@ -44,6 +56,11 @@ class Addition {
  private:
   [[noreturn]] static void refuse(char const* code, std::u16string const& path, char const* why) {
     throw Failure(Report{Exit::Disk, code, "cannot add " + shown(path) + ": " + why, path});
+  }
+
+  void addFoldersAbove(std::u16string const& path) {
+    for (std::size_t slash = path.find(u'/', 1); slash < path.size(); slash = path.find(u'/', slash + 1))
+      addFolder(path.substr(0, slash));
   }
 
   void addFolder(std::u16string const& path) {
@@ -69,6 +86,83 @@ class Addition {
   bool force_;
   std::map<std::u16string, bool> isLeaf_;  // for each path to add
   std::vector<FileSystemEntry> replaced_;
+};
+
+/// Standard input as a content.
+class StandardInputSource final : public opc::ztservices::IContentSource {
+ public:
+  StandardInputSource(opc::model::ContentType type, std::function<void(std::size_t)> onRead)
+      : type_(std::move(type)), input_(std::move(onRead)) {}
+
+  opc::model::ContentType getContentType() override { return type_; }
+  opc::InputStream& getInputStream() override { return input_; }
+
+ private:
+  opc::model::ContentType type_;
+  StandardInput input_;
+};
+
+opc::Perms::Perms_tag permissionsOfNewFile() {
+  mode_t const mask = umask(0);
+  umask(mask);
+  return static_cast<opc::Perms::Perms_tag>(0666U & ~mask);
+}
+
+/// Standard input as a file of the package. It is read once and never kept on a disk in the clear: a later attempt
+/// takes the bytes from the package of the one before.
+class PipedFile {
+ public:
+  explicit PipedFile(AddOptions const& options) {
+    auto const count = std::ranges::count(options.sources, "-");
+    if (count > 1) throwUsage("SOURCE - is given twice");
+    if (count == 0 && !options.as.empty()) throwUsage("--as names standard input: SOURCE must be -");
+    if (count == 0) return;
+    if (options.as.empty()) throwUsage("SOURCE - is standard input, which needs --as; ./- is a file of that name");
+    if (options.textToUTF8) throwUsage("--text-to-utf8 cannot convert standard input");
+    std::u16string const name = newEntryPath(options.as, "--as");
+    if (name.empty()) throwUsage("--as: / is no name of a file");
+    path_ = newEntryPath(options.to, "--to") + name;
+  }
+
+  /// Empty where standard input is no source.
+  std::u16string const& path() const { return path_; }
+  std::vector<std::u16string> paths() const {
+    return path_.empty() ? std::vector<std::u16string>() : std::vector{path_};
+  }
+
+  void addTo(FileSystemManager& manager, Progress& progress) {
+    if (path_.empty()) return;
+    auto const time = sourceDate().value_or(boost::posix_time::microsec_clock::universal_time());
+    manager.addFile(source(progress), path_, permissionsOfNewFile(), time);
+    progress.addFile();
+  }
+
+  /// Saves the package that the bytes were added to, and keeps them for the case that another one was saved meanwhile.
+  void save(std::unique_ptr<EditedFileSystem> edited) {
+    if (path_.empty()) return edited->save();
+    last_ = std::move(edited);
+    last_->save();
+  }
+
+ private:
+  std::unique_ptr<opc::ztservices::IContentSource> source(Progress& progress) {
+    if (last_) {
+      progress.addBytes(bytes_);
+      return last_->manager().getFileContentSource(last_->manager().getEntry(path_),
+                                                   opc::ztservices::TransformMode::Transform);
+    }
+    opc::LocalFileSystemOps disk;
+    opc::model::ContentType const type =
+        opc::ztservices::lookupContentType(disk, path_, opc::ztservices::getTALBEXDefaultContentType());
+    return std::make_unique<StandardInputSource>(type, [this, &progress](std::size_t count) {
+      bytes_ += count;
+      progress.addBytes(count);
+    });
+  }
+
+  std::u16string path_;
+  std::uint64_t bytes_ = 0;
+  std::unique_ptr<EditedFileSystem> last_;  // which has the bytes
 };
 
 std::u16string placeOf(std::u16string const& folder, std::u16string const& name) {
@@ -105,6 +199,7 @@ std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, 
   SourceTree::Rules const rules = sourceRules(options, options.package);
   std::vector<Source> sources;
   for (std::string const& argument : options.sources) {
+    if (argument == "-") continue;  // standard input
     sources.push_back(sourceOf(disk, argument, folder, rules, progress));
     try {
       sources.back().tree->survey();
@@ -122,8 +217,9 @@ std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, 
   return sources;
 }
 
-void printSummary(std::vector<Source> const& sources, std::u16string const& package, Progress const& progress) {
-  Entries added{0, 0, 0, progress.done().bytes};
+void printSummary(std::vector<Source> const& sources, PipedFile const& piped, std::u16string const& package,
+                  Progress const& progress) {
+  Entries added{piped.paths().size(), 0, 0, progress.done().bytes};
   for (Source const& source : sources) {
     added.files += source.tree->fileCount();
     added.folders += source.tree->folders().size();
@@ -147,16 +243,17 @@ void throwIfLost(FileSystemManager const& manager, std::vector<Source> const& so
 }
 
 /// One attempt, on the package as it is now.
-void addOnce(AddOptions const& options, Output& out) {
+void addOnce(AddOptions const& options, opc::LocalFileSystemOps& disk, TreeInTurn& selector, PipedFile& piped,
+             Output& out) {
   Storing storing(options, "add");
-  opc::LocalFileSystemOps disk;
-  TreeInTurn selector(disk);
   using Missing = EditedFileSystem::Missing;
-  EditedFileSystem edited(options, options.key, &selector, options.create ? Missing::Create : Missing::Refuse);
-  FileSystemManager& manager = edited.manager();
+  auto edited = std::make_unique<EditedFileSystem>(options, options.key, &selector,
+                                                   options.create ? Missing::Create : Missing::Refuse);
+  FileSystemManager& manager = edited->manager();
   Addition addition(manager, options.force);
   Progress progress(options.progress && !options.quiet);
   std::vector<Source> const sources = survey(disk, options, addition, progress);
+  if (!piped.path().empty()) addition.add(piped.path());
   manager.getPackage().setCompressionLevel(options.level);
   if (!options.dryRun) addition.removeReplaced();
   for (Source const& source : sources) {
@@ -167,13 +264,16 @@ void addOnce(AddOptions const& options, Output& out) {
       storing.add(manager, *source.tree);
   }
   storing.throwIfRefused();
-  if (!options.dryRun) throwIfLost(manager, sources, addition);
-  if (!options.dryRun) edited.save();
+  if (!options.dryRun) {
+    throwIfLost(manager, sources, addition);
+    piped.addTo(manager, progress);
+    piped.save(std::move(edited));
+  }
   progress.finish();
   for (Source const& source : sources)
     if (!options.quiet) printLeftOut(*source.tree, "add");
-  storing.print(treesOf(sources), out);
-  if (!options.quiet && !options.dryRun) printSummary(sources, fromArgument(options.package), progress);
+  storing.print(treesOf(sources), out, piped.paths());
+  if (!options.quiet && !options.dryRun) printSummary(sources, piped, fromArgument(options.package), progress);
   closeAndThrowFaults(treesOf(sources), out);
 }
 
@@ -181,7 +281,13 @@ void addOnce(AddOptions const& options, Output& out) {
 
 void add(AddOptions const& options, Output& out) {
   noteSignals();
-  changePackage(options, [&] { addOnce(options, out); });
+  opc::LocalFileSystemOps disk;
+  TreeInTurn selector(disk);
+  PipedFile piped(options);
+  changePackage(options, [&] {
+    selector.take(disk);
+    addOnce(options, disk, selector, piped, out);
+  });
 }
 
 }  // namespace ztpkg

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/Output.hpp"
+#include "disk/NamesFile.hpp"
 #include "opc/model/Package.hpp"
 #include "secrets/PackageKey.hpp"
 
@@ -40,8 +41,9 @@ struct StoringOptions {
   bool isListing() const { return dryRun || verbose || json; }
 };
 
-struct PackOptions : StoringOptions {
+struct PackOptions : StoringOptions, NamesFile {
   std::string directory;
+  std::vector<std::string> paths;  ///< below the directory, of what is stored
   std::string package;
   bool force = false;
   std::vector<std::pair<std::string, std::string>> properties;  ///< names and values
@@ -51,15 +53,16 @@ struct PackOptions : StoringOptions {
 };
 void pack(PackOptions const& options, Output& out);
 
-struct AddOptions : StoringOptions, ChangeOptions {
+struct AddOptions : StoringOptions, ChangeOptions, NamesFile {
   std::vector<std::string> sources;
   std::string to = "/";
+  std::string as;  ///< what standard input, the source "-", is stored as; below `to`
   KeyOptions key;
   bool create = false;  ///< a file system where the package has none
 };
 void add(AddOptions const& options, Output& out);
 
-struct UnpackOptions {
+struct UnpackOptions : NamesFile {
   std::string package;
   std::string directory;
   std::vector<std::string> paths;
@@ -73,12 +76,14 @@ struct UnpackOptions {
   bool force = false;
   bool allowOutsideLinks = false;
   bool sparse = true;
+  bool toOutput = false;  ///< prints the contents of files, and makes nothing; `directory` then is the first path
+  bool verbose = false;
   bool progress = true;
   bool quiet = false;
 };
-void unpack(UnpackOptions const& options);
+void unpack(UnpackOptions const& options, Output& out);
 
-struct UpdateOptions : StoringOptions, ChangeOptions {
+struct UpdateOptions : StoringOptions, ChangeOptions, NamesFile {
   std::string directory;
   std::vector<std::string> paths;
   KeyOptions key;
@@ -87,13 +92,14 @@ struct UpdateOptions : StoringOptions, ChangeOptions {
 };
 void update(UpdateOptions const& options, Output& out);
 
-struct RemoveOptions : ChangeOptions {
+struct RemoveOptions : ChangeOptions, NamesFile {
   std::vector<std::string> paths;
   std::vector<std::string> patterns;
   KeyOptions key;
+  bool verbose = false;
   bool quiet = false;
 };
-void remove(RemoveOptions const& options);
+void remove(RemoveOptions const& options, Output& out);
 
 struct MoveOptions : ChangeOptions {
   std::string from;
@@ -103,7 +109,7 @@ struct MoveOptions : ChangeOptions {
 };
 void move(MoveOptions const& options);
 
-struct DiffOptions {
+struct DiffOptions : NamesFile {
   std::string package;
   std::string other;  ///< a directory or package
   std::vector<std::string> paths;
@@ -137,7 +143,7 @@ struct RepairCommandOptions {
 /// Throws Failure after printing what was lost, if anything was.
 void repair(RepairCommandOptions const& options, Output& out);
 
-struct ListOptions {
+struct ListOptions : NamesFile {
   std::string package;
   std::vector<std::string> paths;
   KeyOptions key;
@@ -152,7 +158,7 @@ struct ListOptions {
 };
 void list(ListOptions const& options, Output& out);
 
-struct CatOptions {
+struct CatOptions : NamesFile {
   std::string package;
   std::vector<std::string> paths;
   KeyOptions key;
@@ -181,12 +187,10 @@ struct SetPropertiesOptions : ChangeOptions {
 };
 void setProperties(SetPropertiesOptions const& options);
 
-struct RekeyCommandOptions {
-  std::string package;
+struct RekeyCommandOptions : ChangeOptions {
   KeyOptions key;  ///< the present one
   NewKeyOptions newKey;
   bool toPlain = false;
-  bool force = false;
   bool progress = true;
   bool quiet = false;
 };

@@ -77,10 +77,11 @@ bool diffPackage(DiffOptions const& options, PathFilter& filter, Output& out) {
 }
 
 bool diffAny(DiffOptions const& options, Output& out) {
+  if (options.package == "-" && options.other == "-") throwUsage("OTHER: standard input is PACKAGE already");
   boost::system::error_code error;
-  PathFilter filter(options.paths, options.exclude);
-  return isDirectory(fromArgument(options.other), error) ? diffDirectory(options, filter, out)
-                                                         : diffPackage(options, filter, out);
+  PathFilter filter(options.paths, options.exclude, options.meansAll(options.paths));
+  bool const isDirectoryGiven = options.other != "-" && isDirectory(fromArgument(options.other), error);
+  return isDirectoryGiven ? diffDirectory(options, filter, out) : diffPackage(options, filter, out);
 }
 
 /// Exit code 1 says that there are differences, so that it cannot say that a package is damaged.

@@ -7,6 +7,7 @@
 #include <istream>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -22,6 +23,7 @@
 #include "disk/DestinationTree.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
+#include "disk/TemporaryPackage.hpp"
 #include "opc/SafePaths.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
@@ -155,6 +157,12 @@ std::uint64_t bytesOf(std::vector<WrittenPart> const& parts) {
   return bytes;
 }
 
+void printName(std::u16string const& name, bool isWanted, Output& out) {
+  if (!isWanted) return;
+  out.printName(name);
+  out.print("\n");
+}
+
 struct Totals {
   std::uint64_t parts = 0, bytes = 0;
 };
@@ -245,6 +253,7 @@ void explode(ExplodeOptions const& options, Output& out) {
   for (std::u16string const& name : package->getItemNames())
     if (!options.quiet && !name.ends_with(u'/'))
       std::cerr << "ztpkg: explode: left out " << shown(name) << ", which is not a part\n";
+  for (WrittenPart const& part : exploder.written()) printName(part.name, options.verbose, out);
   Totals const totals{exploder.written().size(), bytesOf(exploder.written())};
   printTotals("wrote", totals, options.json, options.quiet, out);
   if (exploder.problems().empty()) return;
@@ -254,16 +263,25 @@ void explode(ExplodeOptions const& options, Output& out) {
 
 void implode(ImplodeOptions const& options, Output& out) {
   noteSignals();
-  std::u16string const target = fromArgument(options.package);
+  std::optional<TemporaryPackage> pipe;
+  if (options.package == "-") {
+    checkPackageOutput(options.json || options.verbose);
+    pipe.emplace();
+  }
+  std::u16string const target = pipe ? pipe->path() : fromArgument(options.package);
   ExplodedPackage source(existingDirectory(fromArgument(options.directory)));
   JsonReader const description = source.readDescription();
   auto const package = Package::create(target, options.force ? Existing::Replace : Existing::Refuse);
   Totals totals;
-  description.forEach("parts", [&](JsonReader const& part) { addPart(*package, source, part, totals); });
+  description.forEach("parts", [&](JsonReader const& part) {
+    addPart(*package, source, part, totals);
+    printName(part.text("name"), options.verbose, out);
+  });
   description.forEach("relationships",
                       [&](JsonReader const& relationship) { addRelationshipOf(*package, relationship); });
   throwIfInterrupted();
   package->save();
+  if (pipe) pipe->printTo(out);
   if (!options.quiet)
     for (std::u16string const& file : source.unused())
       std::cerr << "ztpkg: implode: left out " << shown(file) << ", which package.json does not name\n";

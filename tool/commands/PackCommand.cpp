@@ -1,17 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <unistd.h>
-
 #include <algorithm>
-#include <boost/date_time/posix_time/conversion.hpp>
-#include <charconv>
-#include <cstdlib>
-#include <cstring>
-#include <ctime>
+#include <cstddef>
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -26,19 +20,17 @@
 #include "disk/Paths.hpp"
 #include "disk/SourceTree.hpp"
 #include "disk/TemporaryPackage.hpp"
+#include "opc/SafePaths.hpp"
 #include "opc/ztservices/ContentTypes.hpp"
 #include "secrets/PackageKey.hpp"
 
 namespace ztpkg {
 namespace {
 
-using boost::posix_time::ptime;
 using opc::model::Package;
 using opc::ztservices::CoreProperties;
 using opc::ztservices::CorePropertiesManager;
 using opc::ztservices::FileSystemManager;
-
-constexpr long long kLastSecond = 253'402'300'799;  // of the year 9999
 
 // Checked before the tree is read, which may take long.
 void checkTarget(std::u16string const& package, bool force) {
@@ -55,28 +47,10 @@ void checkTarget(std::u16string const& package, bool force) {
   if (!isDirectory(folder, error)) throw Failure(diskReport("cannot-write", "cannot write to", folder, error));
 }
 
-/// Nothing else may be printed where the package is.
-void checkPipe(PackOptions const& options) {
-  if (options.dryRun) return;
-  if (options.verbose || options.json) throwUsage("PACKAGE -: --verbose and --json have no place to print to");
-  if (isatty(STDOUT_FILENO) == 1) throwUsage("PACKAGE -: standard output is a terminal");
-}
-
 void printSummary(SourceTree const& source, std::u16string const& package, Progress const& progress) {
   Entries const stored{source.fileCount(), source.folders().size(), source.linkCount(), progress.done().bytes};
   std::cerr << "stored " << entriesText(stored, "folder") << " in " << sizeText(sizeOfFile(package)) << ", "
             << secondsText(progress.elapsed()) << '\n';
-}
-
-/// The time that replaces the current one in reproducible builds (reproducible-builds.org), if it is set.
-std::optional<ptime> sourceDate() {
-  char const* const text = std::getenv("SOURCE_DATE_EPOCH");
-  if (!text) return std::nullopt;
-  long long seconds = 0;
-  auto const [end, error] = std::from_chars(text, text + std::strlen(text), seconds);
-  if (error != std::errc() || *end != '\0' || seconds < 0 || seconds > kLastSecond)
-    throwUsage("SOURCE_DATE_EPOCH must be a number of seconds since 1970");
-  return boost::posix_time::from_time_t(static_cast<std::time_t>(seconds));
 }
 
 CoreProperties propertiesFor(PackOptions const& options) {
@@ -154,19 +128,36 @@ void store(Storing& storing, SourceTree& source, std::u16string const& path, Pac
   package->save({.replaceProtected = options.force});
 }
 
+/// The paths of the tree that the user names; absent for all of it.
+std::optional<std::set<std::u16string>> namedPaths(PackOptions const& options) {
+  if (options.meansAll(options.paths)) return std::nullopt;
+  std::set<std::u16string> paths;
+  for (std::string const& name : options.paths) {
+    std::u16string const path = entryPath(name);
+    if (opc::findPathFault(path) == opc::PathFault::LeadsUpwards)
+      throwUsage("--files-from: a path with ..: " + shown(path));
+    paths.insert(newEntryPath(name, "--files-from"));
+  }
+  return paths.contains(u"") ? std::nullopt : std::optional(std::move(paths));
+}
+
 }  // namespace
 
 void pack(PackOptions const& options, Output& out) {
   noteSignals();
   CoreProperties const properties = propertiesFor(options);
   bool const isPipe = options.package == "-";
-  isPipe ? checkPipe(options) : checkTarget(fromArgument(options.package), options.force);
+  if (!isPipe)
+    checkTarget(fromArgument(options.package), options.force);
+  else if (!options.dryRun)
+    checkPackageOutput(options.verbose || options.json);
   std::u16string const root = existingDirectory(fromArgument(options.directory));
   auto const encryption = encryptionFor(options);
   Storing storing(options, "pack");
   opc::LocalFileSystemOps disk;
   Progress progress(options.progress && !options.quiet);
   SourceTree::Rules rules = directoryRules(options, options.package, options.directory);
+  rules.named = namedPaths(options);
   if (options.key.isGiven()) rules.longestFile = opc::ztservices::kLongestEncryptedContent;
   SourceTree source(disk, root, std::move(rules), progress);
   try {

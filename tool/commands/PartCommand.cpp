@@ -17,12 +17,12 @@
 #include "cli/Errors.hpp"
 #include "cli/Json.hpp"
 #include "cli/Process.hpp"
+#include "commands/Changing.hpp"
 #include "commands/PartCommands.hpp"
 #include "commands/PartRecords.hpp"
 #include "disk/CheckedStreams.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
-#include "disk/StandardInput.hpp"
 #include "opc/FileSystemOps.hpp"
 #include "opc/model/Exceptions.hpp"
 
@@ -44,13 +44,15 @@ PartName partName(std::string const& argument) {
   return PartName(std::move(name));
 }
 
-/// Opens the package, changes it and saves it in one step.
-void change(std::string const& path, bool force, std::function<void(Package&)> const& edit) {
+/// Opens the package, changes it and saves it in one step; again while other processes save it meanwhile.
+void change(ChangeOptions const& options, std::function<void(Package&)> const& edit) {
   noteSignals();
-  auto const package = openPackage(path, AccessMode::ReadWrite, force);
-  edit(*package);
-  throwIfInterrupted();
-  package->save({.replaceProtected = force});
+  changePackage(options, [&] {
+    auto const package = openPackage(options.package, AccessMode::ReadWrite, options.force);
+    edit(*package);
+    throwIfInterrupted();
+    package->save({.replaceProtected = options.force});
+  });
 }
 
 /// Calls `use` with the package or the part that the user names.
@@ -106,11 +108,7 @@ Part partToWrite(Package& package, PutPartOptions const& options) {
 }
 
 void copyFile(std::string const& argument, opc::OutputStream& to) {
-  std::u16string const path = fromArgument(argument);
-  if (path == u"-") {
-    StandardInput input;
-    return opc::StreamHelper::copyStreamToStream(input, to);
-  }
+  std::u16string const path = packagePath(argument);  // of a pipe a copy, which can be read again
   boost::system::error_code error;
   std::unique_ptr<std::istream> file =
       opc::LocalFileSystemOps().createInputStream(path, std::ios::in | std::ios::binary, error);
@@ -155,7 +153,7 @@ void catParts(CatPartsOptions const& options, Output& out) {
 
 void putPart(PutPartOptions const& options, Output& out) {
   std::optional<PartRecord> record;
-  change(options.package, options.force, [&](Package& package) {
+  change(options, [&](Package& package) {
     Part const part = partToWrite(package, options);
     auto const to = part.getOutputStream();
     copyFile(options.file, *to);
@@ -168,7 +166,8 @@ void putPart(PutPartOptions const& options, Output& out) {
 void removeParts(RemovePartsOptions const& options, Output& out) {
   std::set<std::u16string> removed;
   std::vector<RelationshipRecord> dangling;
-  change(options.package, options.force, [&](Package& package) {
+  change(options, [&](Package& package) {
+    removed.clear();
     for (std::string const& argument : options.parts) {
       PartName const name = partName(argument);
       package.deletePart(name);
@@ -204,12 +203,13 @@ void listRelationships(ListRelationshipsOptions const& options, Output& out) {
 }
 
 void addRelationship(AddRelationshipOptions const& options, Output& out) {
-  std::u16string id = options.id.empty() ? std::u16string() : fromArgument(options.id);
+  std::u16string const wanted = options.id.empty() ? std::u16string() : fromArgument(options.id);
+  std::u16string id;
   std::u16string const type = fromArgument(options.type), target = fromArgument(options.target);
-  change(options.package, options.force, [&](Package& package) {
+  change(options, [&](Package& package) {
     withSource(package, options.source, [&](RelationshipSource& source, PartName const&) {
-      id = (options.external ? source.createExternalRelationship(type, target, id)
-                             : source.createInternalRelationship(type, opc::model::URI(target), id))
+      id = (options.external ? source.createExternalRelationship(type, target, wanted)
+                             : source.createInternalRelationship(type, opc::model::URI(target), wanted))
                .getID();
     });
   });
@@ -218,7 +218,7 @@ void addRelationship(AddRelationshipOptions const& options, Output& out) {
 }
 
 void removeRelationships(RemoveRelationshipsOptions const& options, Output& out) {
-  change(options.package, options.force, [&](Package& package) {
+  change(options, [&](Package& package) {
     withSource(package, options.source, [&](RelationshipSource& source, PartName const&) {
       for (std::string const& id : options.ids) source.deleteRelationship(fromArgument(id));
     });

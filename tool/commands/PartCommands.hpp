@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cli/Output.hpp"
+#include "commands/Commands.hpp"
 
 /// The commands that work on the parts and relationships of packages of any maker, with or without a file system.
 namespace ztpkg {
@@ -22,20 +23,16 @@ struct CatPartsOptions {
 };
 void catParts(CatPartsOptions const& options, Output& out);
 
-struct PutPartOptions {
-  std::string package;
+struct PutPartOptions : ChangeOptions {
   std::string part;
   std::string file;  ///< "-" for standard input
   std::string type;  ///< empty to keep that of an existing part
-  bool force = false;
   bool json = false;
 };
 void putPart(PutPartOptions const& options, Output& out);
 
-struct RemovePartsOptions {
-  std::string package;
+struct RemovePartsOptions : ChangeOptions {
   std::vector<std::string> parts;
-  bool force = false;
   bool json = false;
 };
 void removeParts(RemovePartsOptions const& options, Output& out);
@@ -47,24 +44,20 @@ struct ListRelationshipsOptions {
 };
 void listRelationships(ListRelationshipsOptions const& options, Output& out);
 
-struct AddRelationshipOptions {
-  std::string package;
+struct AddRelationshipOptions : ChangeOptions {
   std::string type;
   std::string target;
   std::string source = "/";
   std::string id;  ///< empty for the first free one
   bool external = false;
-  bool force = false;
   bool json = false;
 };
 /// Prints the id of the relationship.
 void addRelationship(AddRelationshipOptions const& options, Output& out);
 
-struct RemoveRelationshipsOptions {
-  std::string package;
+struct RemoveRelationshipsOptions : ChangeOptions {
   std::vector<std::string> ids;
   std::string source = "/";
-  bool force = false;
   bool json = false;
 };
 void removeRelationships(RemoveRelationshipsOptions const& options, Output& out);
@@ -74,6 +67,7 @@ struct ExplodeOptions {
   std::string directory;
   bool force = false;
   bool json = false;
+  bool verbose = false;
   bool quiet = false;
 };
 void explode(ExplodeOptions const& options, Output& out);
@@ -83,6 +77,7 @@ struct ImplodeOptions {
   std::string package;
   bool force = false;
   bool json = false;
+  bool verbose = false;
   bool quiet = false;
 };
 void implode(ImplodeOptions const& options, Output& out);

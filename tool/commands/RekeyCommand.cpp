@@ -2,12 +2,14 @@
 #include <cstdint>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"
 #include "cli/Progress.hpp"
+#include "commands/Changing.hpp"
 #include "commands/Commands.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
@@ -54,24 +56,20 @@ NewKey newKeyFor(RekeyCommandOptions const& options) {
                        readPassword(key.password, options.package, PasswordUse::Changed), key.passwordCost)};
 }
 
-}  // namespace
-
-void rekey(RekeyCommandOptions const& options) {
-  checkUsage(options);
-  noteSignals();
-  auto const oldKey = presentKey(options);
-  std::u16string const package = fromArgument(options.package);
-  if (options.toPlain && !options.force && !confirm("Store the contents of " + shown(package) + " without encryption?"))
-    throw Failure(Report{Exit::Usage, "usage", "nothing was changed", {}});
-  NewKey const newKey = newKeyFor(options);
-  Progress progress(options.progress && !options.quiet);
+RekeyOptions rekeyingOf(RekeyCommandOptions const& options, NewKey const& newKey) {
   RekeyOptions rekeying;
-  if (oldKey) rekeying.oldKey = &oldKey->bytes();
   if (newKey.ofFile) rekeying.newKey = &newKey.ofFile->bytes();
   if (newKey.ofPassword) rekeying.newKey = &newKey.ofPassword->key().bytes();
   if (newKey.ofPassword) rekeying.passwordEntry = newKey.ofPassword->entry();
   rekeying.compression = options.newKey.compression();
   rekeying.save.replaceProtected = options.force;
+  return rekeying;
+}
+
+/// One attempt, on the package as it is now.
+void rekeyOnce(RekeyCommandOptions const& options, RekeyOptions rekeying, Secret const* oldKey, Progress& progress) {
+  std::u16string const package = fromArgument(options.package);
+  if (oldKey) rekeying.oldKey = &oldKey->bytes();
   rekeying.progress = [&](RekeyOptions::Progress const& done) {
     throwIfInterrupted();
     progress.expect({done.allFiles, done.allBytes});
@@ -79,10 +77,30 @@ void rekey(RekeyCommandOptions const& options) {
     progress.addBytes(done.bytes - progress.done().bytes);
   };
   opc::ztservices::rekeyPackage(package, package, rekeying);
-  progress.finish();
+}
+
+}  // namespace
+
+void rekey(RekeyCommandOptions const& options) {
+  checkUsage(options);
+  noteSignals();
+  options.key.memory->keeps = true;  // for the next attempt
+  auto oldKey = presentKey(options);
+  std::u16string const package = fromArgument(options.package);
+  if (options.toPlain && !options.force && !confirm("Store the contents of " + shown(package) + " without encryption?"))
+    throw Failure(Report{Exit::Usage, "usage", "nothing was changed", {}});
+  NewKey const newKey = newKeyFor(options);
+  RekeyOptions const rekeying = rekeyingOf(options, newKey);
+  std::optional<Progress> progress;
+  changePackage(options, [&] {
+    if (progress) oldKey = presentKey(options);  // another process may have changed that too
+    progress.emplace(options.progress && !options.quiet);
+    rekeyOnce(options, rekeying, oldKey.get(), *progress);
+  });
+  progress->finish();
   if (!options.quiet)
-    std::cerr << "rekeyed " << counted(progress.done().files, "file") << ", the package now has "
-              << sizeText(sizeOfFile(package)) << ", " << secondsText(progress.elapsed()) << '\n';
+    std::cerr << "rekeyed " << counted(progress->done().files, "file") << ", the package now has "
+              << sizeText(sizeOfFile(package)) << ", " << secondsText(progress->elapsed()) << '\n';
 }
 
 }  // namespace ztpkg

@@ -50,20 +50,25 @@ std::vector<FileSystemEntry> findAll(FileSystemManager const& manager, RemoveOpt
 
 }  // namespace
 
-void remove(RemoveOptions const& options) {
-  if (options.paths.empty() && options.patterns.empty())
+void remove(RemoveOptions const& options, Output& out) {
+  if (options.meansAll(options.paths) && options.patterns.empty())
     throwUsage("PATH or --glob is required (see ztpkg remove --help)");
   noteSignals();
-  std::size_t count = 0;
+  std::vector<FileSystemEntry> entries;
   changePackage(options, [&] {
     EditedFileSystem edited(options, options.key);
-    std::vector<FileSystemEntry> const entries = findAll(edited.manager(), options);
+    entries = findAll(edited.manager(), options);
     for (FileSystemEntry const& entry : entries)  // one may go with a folder, or be given twice
       if (edited.manager().hasEntry(entry.getPathName())) removeEntry(edited.manager(), entry);
     edited.save();
-    count = entries.size();
   });
-  if (!options.quiet) std::cerr << "removed " << counted(count, "path") << '\n';
+  for (FileSystemEntry const& entry : entries) {
+    if (!options.verbose) break;
+    out.printName(entry.getPathName());
+    out.print("\n");
+  }
+  out.close();
+  if (!options.quiet) std::cerr << "removed " << counted(entries.size(), "path") << '\n';
 }
 
 }  // namespace ztpkg

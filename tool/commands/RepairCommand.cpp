@@ -101,6 +101,8 @@ class RepairKey {
 }  // namespace
 
 void repair(RepairCommandOptions const& options, Output& out) {
+  if (options.target == "-")
+    throwUsage("NEW: '-' is a pipe, and the lines are printed there; ./- is a file of that name");
   noteSignals();
   std::u16string const path = fromArgument(options.package), target = fromArgument(options.target);
   opc::ztservices::RepairOptions repair;

@@ -2,11 +2,17 @@
 #include "commands/Storing.hpp"
 
 #include <algorithm>
+#include <boost/date_time/posix_time/conversion.hpp>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
 #include <functional>
 #include <ios>
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "cli/Errors.hpp"
@@ -49,6 +55,17 @@ std::optional<std::string> unlessEmpty(std::string const& text) {
 
 }  // namespace
 
+std::optional<boost::posix_time::ptime> sourceDate() {
+  constexpr long long kLastSecond = 253'402'300'799;  // of the year 9999
+  char const* const text = std::getenv("SOURCE_DATE_EPOCH");
+  if (!text) return std::nullopt;
+  long long seconds = 0;
+  auto const [end, error] = std::from_chars(text, text + std::strlen(text), seconds);
+  if (error != std::errc() || *end != '\0' || seconds < 0 || seconds > kLastSecond)
+    throwUsage("SOURCE_DATE_EPOCH must be a number of seconds since 1970");
+  return boost::posix_time::from_time_t(static_cast<std::time_t>(seconds));
+}
+
 ForwardingOps::Paths namesOf(std::u16string const& package) { return {resolvedPath(package), placeOnDisk(package)}; }
 
 void throwIfLost(FileSystemManager const& manager, SourceTree const& source, std::u16string const& replaced) {
@@ -61,7 +78,7 @@ SourceTree::Rules sourceRules(StoringOptions const& options, std::string const& 
   rules.skipOutsideLinks = options.skipOutsideLinks;
   rules.oneFileSystem = options.oneFileSystem;
   rules.keepGoing = options.keepGoing;
-  rules.ownFiles = namesOf(fromArgument(package));
+  if (package != "-") rules.ownFiles = namesOf(fromArgument(package));
   return rules;
 }
 
@@ -137,13 +154,14 @@ void Storing::throwIfRefused() const {
   throw Failure(std::move(reports));
 }
 
-void Storing::print(std::vector<SourceTree const*> const& trees, Output& out) const {
+void Storing::print(std::vector<SourceTree const*> const& trees, Output& out,
+                    std::vector<std::u16string> const& others) const {
   if (!options_.quiet)
     for (auto const& [path, file] : unknowns_)
       std::cerr << oneLine("ztpkg: " + command_ + ": not converted: " + shown(file) + ": " + texts_.at(path).reason)
                 << '\n';
   if (!options_.isListing()) return;
-  std::vector<std::u16string> paths;
+  std::vector<std::u16string> paths = others;
   for (SourceTree const* const tree : trees) {
     paths.insert(paths.end(), tree->leaves().begin(), tree->leaves().end());
     paths.insert(paths.end(), tree->folders().begin(), tree->folders().end());

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <boost/date_time/posix_time/ptime.hpp>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,12 +27,16 @@ SourceTree::Rules directoryRules(StoringOptions const& options, std::string cons
 /// Adds to a failed survey the options that help.
 [[noreturn]] void throwWithAdvice(Failure const& failure);
 
-/// The paths under which a listing of the disk could contain the package that is being written.
+/// The time that replaces the current one in reproducible builds (reproducible-builds.org), if SOURCE_DATE_EPOCH is
+/// set.
+std::optional<boost::posix_time::ptime> sourceDate();
+
 /// A file that could not be read has no content to replace the old one with: throws Failure with the faults of the
 /// source if the package no longer has the path.
 void throwIfLost(opc::ztservices::FileSystemManager const& manager, SourceTree const& source,
                  std::u16string const& replaced);
 
+/// The paths under which a listing of the disk could contain the package that is being written.
 ForwardingOps::Paths namesOf(std::u16string const& package);
 
 /// Makes the manager read from one tree after the other.
@@ -63,8 +69,9 @@ class Storing {
 
   /// If unknown texts are to fail the command, throws Failure with all of them.
   void throwIfRefused() const;
-  /// Prints which texts were not converted, and the listing that the options ask for.
-  void print(std::vector<SourceTree const*> const& trees, Output& out) const;
+  /// Prints which texts were not converted, and the listing that the options ask for: of the trees and of other paths.
+  void print(std::vector<SourceTree const*> const& trees, Output& out,
+             std::vector<std::u16string> const& others = {}) const;
 
  private:
   using TextFinding = opc::ztservices::TextFinding;

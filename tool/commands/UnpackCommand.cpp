@@ -189,6 +189,44 @@ std::vector<Report> extract(FileSystemManager& manager, std::u16string const& ro
   return problems;
 }
 
+/// Prints the contents of files, one after the other. What cannot be read is left out.
+void printContents(UnpackOptions const& options, Output& out) {
+  auto const package = openFileSystem(options.package);
+  FileSystemManager manager(*package);
+  enableDecryption(manager, options.key, options.package);
+  load(manager, options.package);
+  Selection selection(manager, options.paths, options.meansAll(options.paths));
+  Leaves const leaves = selectedLeaves(manager, options, selection);
+  std::vector<Report> problems;
+  auto const forEachFile = [&](auto const& use) {
+    for (Leaf const& leaf : leaves) try {
+        if (leaf.entry.isFile()) use(leaf.entry);
+      } catch (opc::Exception const&) {
+        problems.push_back(reportOf(leaf.entry, std::current_exception()));
+      }
+  };
+  if (!options.raw) forEachFile([&](FileSystemEntry const& file) { throwIfKeyIsMissing(manager, file); });
+  problems.clear();  // found again
+  TransformMode const mode = options.raw ? TransformMode::None : TransformMode::Transform;
+  forEachFile([&](FileSystemEntry const& file) {
+    opc::StreamHelper::copyStreamToStream(manager.getFileContentSource(file, mode)->getInputStream(), out);
+  });
+  out.close();
+  if (!problems.empty()) throw Failure(std::move(problems));
+}
+
+void printPaths(Leaves const& leaves, Output& out) {
+  std::vector<std::u16string> paths;
+  paths.reserve(leaves.size());
+  for (Leaf const& leaf : leaves) paths.push_back(leaf.path);
+  std::ranges::sort(paths);
+  for (std::u16string const& path : paths) {
+    out.printName(path);
+    out.print("\n");
+  }
+  out.close();
+}
+
 void printSummary(Leaves const& leaves, ExtractionPlan const& plan, std::optional<std::size_t> removed,
                   Progress const& progress) {
   auto const count = [&](bool (FileSystemEntry::*kind)() const) {
@@ -204,7 +242,8 @@ void printSummary(Leaves const& leaves, ExtractionPlan const& plan, std::optiona
 
 }  // namespace
 
-void unpack(UnpackOptions const& options) {
+void unpack(UnpackOptions const& options, Output& out) {
+  if (options.toOutput) return printContents(options, out);
   noteSignals();
   auto const package = openFileSystem(options.package);
   std::u16string const directory = fromArgument(options.directory);
@@ -219,7 +258,7 @@ void unpack(UnpackOptions const& options) {
   manager.setExtractionThreads(std::thread::hardware_concurrency());
   enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
-  Selection selection(manager, options.paths);
+  Selection selection(manager, options.paths, options.meansAll(options.paths));
   Leaves leaves = selectedLeaves(manager, options, selection);
   if (options.update || options.skipExisting) leaveExisting(manager, leaves, root, options);
   TransformMode const mode = options.raw ? TransformMode::None : TransformMode::Transform;
@@ -237,6 +276,7 @@ void unpack(UnpackOptions const& options) {
   std::optional<std::size_t> removed;
   if (options.removesExtra && problems.empty()) removed = removeExtra(manager, destination, root, selection, options);
   progress.finish();
+  if (options.verbose) printPaths(leaves, out);
   for (std::string const& warning : destination.warnings()) std::cerr << "ztpkg: unpack: " << warning << '\n';
   if (!options.quiet) printSummary(leaves, plan, removed, progress);
   if (!problems.empty()) throw Failure(std::move(problems));

@@ -6,27 +6,39 @@
 #include "cli/Errors.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
-#include "opc/Strings.hpp"
+#include "disk/Selection.hpp"
 
 namespace ztpkg {
 
-PathFilter::PathFilter(std::vector<std::string> const& arguments, std::vector<std::string> const& excluded) {
-  for (std::string const& argument : arguments)
-    arguments_.push_back({argument, entryPath(argument), Glob(fromArgument(argument)),
-                          argument.find_first_of("*?[") != std::string::npos});
+PathFilter::PathFilter(std::vector<std::string> const& arguments, std::vector<std::string> const& excluded,
+                       bool takesAll)
+    : takesAll_(takesAll) {
+  for (std::string const& argument : arguments) {
+    if (!paths_.try_emplace(entryPath(argument), arguments_.size()).second) continue;
+    if (isPattern(argument)) patterns_.push_back({Glob(fromArgument(argument)), arguments_.size()});
+    arguments_.push_back({argument});
+  }
   for (std::string const& pattern : excluded) excluded_.emplace_back(fromArgument(pattern));
 }
 
 bool PathFilter::has(std::u16string const& path) {
   if (std::ranges::any_of(excluded_, [&](Glob const& glob) { return glob.matches(path); })) return false;
-  bool any = arguments_.empty();
-  for (Argument& argument : arguments_) {  // each of them, to record which match
-    bool const matches = argument.path == u"/" || path == argument.path || opc::isBelowPath(path, argument.path) ||
-                         (argument.isPattern && argument.glob.matches(path));
-    argument.hasMatched = argument.hasMatched || matches;
+  bool any = markNamed(u"/") || takesAll_;  // each of them is looked at, to record which match
+  for (std::size_t slash = path.find(u'/', 1); slash != path.npos; slash = path.find(u'/', slash + 1))
+    any = markNamed(std::u16string_view(path).substr(0, slash)) || any;
+  any = markNamed(path) || any;
+  for (Pattern const& pattern : patterns_) {
+    bool const matches = pattern.glob.matches(path);
+    arguments_[pattern.argument].hasMatched = arguments_[pattern.argument].hasMatched || matches;
     any = any || matches;
   }
   return any;
+}
+
+bool PathFilter::markNamed(std::u16string_view path) {
+  auto const named = paths_.find(path);
+  if (named != paths_.end()) arguments_[named->second].hasMatched = true;
+  return named != paths_.end();
 }
 
 void PathFilter::throwIfUnmatched() const {

@@ -22,8 +22,8 @@ bool isAtOrBelow(std::u16string_view path, std::u16string_view folder) {
 
 bool isPattern(std::string const& argument) { return argument.find_first_of("*?[") != std::string::npos; }
 
-Selection::Selection(FileSystemManager const& manager, std::vector<std::string> const& arguments)
-    : takesAll_(arguments.empty()) {
+Selection::Selection(FileSystemManager const& manager, std::vector<std::string> const& arguments, bool takesAll)
+    : takesAll_(takesAll) {
   for (std::string const& argument : arguments) {
     if (isPattern(argument) && !hasEntry(manager, argument))
       patterns_.push_back({Glob(fromArgument(argument)), argument, false});

@@ -17,8 +17,9 @@ namespace ztpkg {
 /// everything below it.
 class Selection {
  public:
-  /// Without arguments everything. Throws Failure for an argument that is neither an entry's path nor a pattern.
-  Selection(opc::ztservices::FileSystemManager const& manager, std::vector<std::string> const& arguments);
+  /// Everything with `takesAll`. Throws Failure for an argument that is neither an entry's path nor a pattern.
+  Selection(opc::ztservices::FileSystemManager const& manager, std::vector<std::string> const& arguments,
+            bool takesAll);
 
   /// Whether the entry at the path, or a folder above it, is selected. Records which patterns match.
   bool has(std::u16string const& path);

@@ -66,10 +66,12 @@ void SourceTree::survey() {
     takeLeaf(item);
   } else {
     if (!rules_.place.empty()) folders_.push_back(rules_.place);
+    if (rules_.named) missing_ = *rules_.named;
     TreeListing listing(
-        root_, [this](std::u16string const& path) { return isExcluded(path); }, rules_.oneFileSystem);
+        root_, [this](std::u16string const& path) { return !isWanted(path); }, rules_.oneFileSystem);
     problems_ = std::move(listing.faults);
     for (ListedItem& item : listing.items) take(item);
+    addMissing();
   }
   if (rules_.keepGoing) keepUnreadable();
   std::ranges::stable_sort(problems_, {}, &Report::item);
@@ -112,6 +114,31 @@ bool SourceTree::isExcluded(std::u16string const& path) const {
   return std::ranges::any_of(rules_.exclude, [&](Glob const& glob) { return glob.matches(path); });
 }
 
+bool SourceTree::isWanted(std::u16string const& path) {
+  missing_.erase(path);
+  return !isExcluded(path) && (isNamed(path) || leadsToNamed(path));
+}
+
+/// Whether the path or a folder above it is named.
+bool SourceTree::isNamed(std::u16string const& path) const {
+  if (!rules_.named) return true;
+  for (std::size_t slash = path.find(u'/', 1); slash != path.npos; slash = path.find(u'/', slash + 1))
+    if (rules_.named->contains(path.substr(0, slash))) return true;
+  return rules_.named->contains(path);
+}
+
+bool SourceTree::leadsToNamed(std::u16string const& path) const {
+  std::u16string const below = path + u"/";
+  auto const next = rules_.named->lower_bound(below);
+  return next != rules_.named->end() && next->starts_with(below);
+}
+
+/// Paths that are named and were not met. A link on the way leads out of the tree.
+void SourceTree::addMissing() {
+  for (std::u16string const& path : missing_)
+    if (!isExcluded(path)) addProblem(Exit::Disk, "cannot-read", "the directory has nothing of that name", path);
+}
+
 void SourceTree::checkName(std::u16string const& path) {
   if (char const* const fault = faultOf(baseName(path)))
     addProblem(Exit::Package, "bad-name", std::string("the name ") + fault, path);
@@ -122,6 +149,7 @@ void SourceTree::take(ListedItem& item) {
   using Kind = ListedItem::Kind;
   if (item.kind == Kind::File || item.kind == Kind::Link) return takeLeaf(item);
   if (item.kind == Kind::Folder) {
+    if (!isNamed(item.path)) return;  // it is on the way
     checkName(item.path);
     folders_.push_back(std::move(item.path));
   } else {

@@ -8,6 +8,7 @@
 #include <istream>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -34,9 +35,10 @@ class SourceTree final : public ForwardingOps {
     bool keepGoing = false;  ///< what cannot be read, or changes, is left out
     std::u16string place;    ///< folder of this tree that the directory appears as; empty for the root
     std::u16string only;     ///< name of the one file or link that the tree holds; empty for all there are
-    std::uint64_t longestFile = UINT64_MAX;  ///< longer ones cannot be stored
-    Paths ownFiles;                          ///< resolved paths of the package that is being written
-    Paths otherRoots;                        ///< further absolute names of the root, by which links may point below it
+    std::optional<std::set<std::u16string>> named;  ///< the paths of what is stored, with all below; absent for all
+    std::uint64_t longestFile = UINT64_MAX;         ///< longer ones cannot be stored
+    Paths ownFiles;                                 ///< resolved paths of the package that is being written
+    Paths otherRoots;  ///< further absolute names of the root, by which links may point below it
   };
 
   /// `root` is resolved: no component of it is a link. `disk` is used on two threads. `progress`, borrowed, counts the
@@ -96,6 +98,10 @@ class SourceTree final : public ForwardingOps {
   };
   ListedItem singleSource() const;
   bool isExcluded(std::u16string const& path) const;
+  bool isWanted(std::u16string const& path);
+  bool isNamed(std::u16string const& path) const;
+  bool leadsToNamed(std::u16string const& path) const;
+  void addMissing();
   void take(ListedItem& item);
   void takeLeaf(ListedItem& item);
   void takeLink(std::u16string const& path);
@@ -121,6 +127,7 @@ class SourceTree final : public ForwardingOps {
   std::size_t linkCount_ = 0;                                               // among leaves_
   std::uint64_t fileBytes_ = 0;
   std::vector<Report> problems_, faults_;
+  std::set<std::u16string> missing_;  // of the paths that are named
   Paths broken_;
   std::unique_ptr<FilesAhead> ahead_;  // of the leaves, from the first that is opened
   LastFile lastFile_;

@@ -68,7 +68,8 @@ std::u16string findPath() {
   struct stat status {};
   if (fstat(STDIN_FILENO, &status) != 0) throwReadError(errno);
   if (S_ISDIR(status.st_mode)) throwReadError(EISDIR);
-  if (S_ISREG(status.st_mode)) return pathOf(STDIN_FILENO);
+  bool const isAtBegin = S_ISREG(status.st_mode) && lseek(STDIN_FILENO, 0, SEEK_CUR) == 0;
+  if (isAtBegin) return pathOf(STDIN_FILENO);
   return pathOf(spoolStandardInput().release());  // open until the process ends
 }
 
@@ -85,6 +86,7 @@ void StandardInput::fill() {
     begin_ = 0;
     end_ = static_cast<std::size_t>(got);
     hasEnded_ = got == 0;
+    if (onRead_) onRead_(end_);
   }
 }
 

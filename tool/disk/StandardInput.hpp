@@ -3,7 +3,9 @@
 
 #include <array>
 #include <cstddef>
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "opc/Streams.hpp"
 
@@ -14,6 +16,8 @@ namespace ztpkg {
 /// Interrupted after a signal.
 class StandardInput final : public opc::InputStream {
  public:
+  /// `onRead` gets the number of bytes of each read.
+  explicit StandardInput(std::function<void(std::size_t)> onRead = {}) : onRead_(std::move(onRead)) {}
   /// Throws StreamError once something was read.
   void reset() override;
   std::size_t read(void* buffer, std::size_t count) override;
@@ -23,14 +27,15 @@ class StandardInput final : public opc::InputStream {
  private:
   void fill();
 
+  std::function<void(std::size_t)> onRead_;
   std::array<char, 65536> buffer_{};
   std::size_t begin_ = 0, end_ = 0;
   bool hasEnded_ = false;
 };
 
-/// A path that opens the contents of standard input: of a regular file itself, of a pipe a copy in a file without a
-/// name in the folder for temporary files (TMPDIR). Every call returns the same path; it holds while the process runs.
-/// Throws Failure.
+/// A path that opens the contents of standard input: a regular file itself, otherwise a copy of the rest in a file
+/// without a name in the folder for temporary files (TMPDIR). Every call returns the same path; it holds while the
+/// process runs. Throws Failure.
 std::u16string const& pathOfStandardInput();
 
 }  // namespace ztpkg

@@ -2,6 +2,7 @@
 #include "disk/TemporaryPackage.hpp"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <boost/system/error_code.hpp>
 #include <cerrno>
@@ -25,6 +26,11 @@ boost::system::error_code lastError() { return {errno, boost::system::system_cat
 std::string temporaryFolder() {
   char const* const folder = std::getenv("TMPDIR");
   return folder && *folder ? folder : "/tmp";
+}
+
+void checkPackageOutput(bool printsText) {
+  if (printsText) throwUsage("PACKAGE -: --verbose and --json have no place to print to");
+  if (isatty(STDOUT_FILENO) == 1) throwUsage("PACKAGE -: standard output is a terminal");
 }
 
 TemporaryPackage::TemporaryPackage() {

@@ -26,6 +26,9 @@ class TemporaryPackage {
   std::u16string folder_;
 };
 
+/// Throws Failure (usage) where standard output cannot take a package: it is a terminal, or the command prints text.
+void checkPackageOutput(bool printsText);
+
 /// The folder for temporary files, as UTF-8.
 std::string temporaryFolder();
 
