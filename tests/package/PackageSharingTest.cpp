@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <fstream>
-#include <ios>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,8 +6,10 @@
 #include <cstddef>
 #include <exception>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
+#include <ios>
 #include <iterator>
 #include <memory>
 #include <string>
