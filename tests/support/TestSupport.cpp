@@ -42,6 +42,8 @@ std::string readFile(fs::path const& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) throw std::runtime_error("cannot read " + path.string());
   std::string all;
+  std::error_code unknown;
+  if (auto const size = fs::file_size(path, unknown); !unknown) all.reserve(size);
   for (std::array<char, 65536> piece{}; file; all.append(piece.data(), static_cast<std::size_t>(file.gcount())))
     file.read(piece.data(), piece.size());
   return all;
