@@ -12,6 +12,7 @@
 #include "opc/Strings.hpp"
 #include "opc/Time.hpp"
 #include "opc/model/Exceptions.hpp"
+#include "services/tree/PlainManifestReader.hpp"
 #include "text/SchemaBaseURI.hpp"
 #include "xml/XmlByteBuffer.hpp"
 #include "xml/XmlLimits.hpp"
@@ -250,12 +251,20 @@ void writeManifest(FileSystemTree const& tree, ManifestVersion version, OutputSt
   }
 }
 
-FileSystemManifest::FileSystemManifest() : reader_(model::loadXmlGrammars({kManifestSchemaV1, kManifestSchema})) {}
-
 void FileSystemManifest::read(InputStream& input, FileSystemTree& tree) {
+  ManifestReader plain(tree);
+  if (PlainManifestReader(input).read(plain)) return;
+  tree.clear();
+  input.clear();
+  input.reset();
+  parse(input, tree);
+}
+
+void FileSystemManifest::parse(InputStream& input, FileSystemTree& tree) {
+  if (!reader_) reader_.emplace(model::loadXmlGrammars({kManifestSchemaV1, kManifestSchema}));
   ManifestReader handler(tree);
   try {
-    reader_.read(input, handler);
+    reader_->read(input, handler);
   } catch (model::InvalidXMLDocument const& fault) {
     tree.clear();
     throw model::InvalidPartContent(fault.what(), fault.getErrorCode());

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -84,14 +85,12 @@ class ManifestReader final : public model::XmlContentHandler {
   bool isVersion1_ = false;
 };
 
-/// Reads and writes the manifest part in both versions. The constructor loads both schemas (InvalidXMLSchema). Faults
-/// of content are model::InvalidPartContent, except a path that the document lists twice, which is the tree's
-/// opc::Exception. One thread at a time.
+/// Reads and writes the manifest part in both versions. Faults of content are model::InvalidPartContent, except a path
+/// that the document lists twice, which is the tree's opc::Exception. One thread at a time.
 class FileSystemManifest {
  public:
-  FileSystemManifest();
-
-  /// Adds one node for each entry, in document order, and sets the tree's version, platform and encoding. A document
+  /// Adds one node for each entry, in document order, to a new tree, and sets its version, platform and encoding. May
+  /// read the stream twice: a document that no manager wrote goes to a parser, which loads the schemas. A document
   /// that is not well formed or not valid leaves the tree as new; after a fault of one entry the tree keeps the entries
   /// before it.
   void read(InputStream& input, FileSystemTree& tree);
@@ -100,7 +99,9 @@ class FileSystemManifest {
   void writeV1(FileSystemTree const& tree, OutputStream& output) const;
 
  private:
-  model::XmlStreamReader reader_;
+  void parse(InputStream& input, FileSystemTree& tree);
+
+  std::optional<model::XmlStreamReader> reader_;
 };
 
 }  // namespace opc::ztservices
