@@ -101,6 +101,7 @@ def command_directory(tool, place):
     """A directory for PATH that holds the commands of the cases."""
     place.mkdir()
     (place / "ztpkg").symlink_to(pathlib.Path(tool).resolve())
+    (place / "python3").symlink_to(sys.executable)  # no wrapper of it, which may take longer than the script
     script = pathlib.Path(__file__).resolve().parent / "make_package.py"
     maker = place / "make-package"
     maker.write_text(f'#!/bin/sh\nexec "{sys.executable}" "{script}" "$@"\n')
