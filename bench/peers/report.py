@@ -4,11 +4,17 @@ import datetime
 import os
 import platform
 
-ROW = "{:20} {:16} {:18} {:>8} {:>8} {:>8} {:>9} {:>8} {:>6} {:>6}"
+ROW = "{:20} {:16} {:18} {:>8} {:>8} {:>8} {:>9} {:>8} {:>6} {:>9} {:>6}"
 
 
 def mebibytes(count):
     return f"{count / (1 << 20):.1f}"
+
+
+def processor_ratio(result):
+    """As the ratio of the wall times, of processor time, which other load on the machine changes less."""
+    others = [figures["processor"] for program, figures in result["programs"].items() if program != "ztpkg"]
+    return result["programs"]["ztpkg"]["processor"] / (min(others) * result["factor"])
 
 
 def rows_of(result):
@@ -18,10 +24,11 @@ def rows_of(result):
                mebibytes(figures["peak"]), mebibytes(figures["written"]),
                f"{figures['size'] / 1e6:.2f}" if figures["size"] else "",
                f"{result['ratio']:.2f}" if is_own and result["ratio"] else "",
+               f"{processor_ratio(result):.2f}" if is_own and result["ratio"] else "",
                f"{result['goal']:.2f}" if is_own and result["goal"] else ""]
 
 
-HEAD = ["work", "corpus", "program", "seconds", "cpu", "MiB", "written", "MB", "ratio", "goal"]
+HEAD = ["work", "corpus", "program", "seconds", "cpu", "MiB", "written", "MB", "ratio", "cpu ratio", "goal"]
 
 
 def print_table(results):
@@ -57,13 +64,20 @@ def machine():
     return f"{os.cpu_count()} processors ({model}), {memory:.0f} GiB, Linux {platform.release()}"
 
 
-def page(results, versions, runs):
+def notes():
+    """What the figures do not say by themselves."""
+    with open(os.path.join(os.path.dirname(os.path.realpath(__file__)), "notes.md")) as file:
+        return file.read()
+
+
+def page(results, versions, runs, load):
     today = datetime.date.today().isoformat()
     lines = ["# Performance", "",
              f"Written by `scripts/bench --docs` on {today}: {machine()}. Medians of {runs} interleaved runs of whole "
              "processes, work in memory. The ratio is ztpkg's time to the fastest other program's; below 1 ztpkg is "
-             "faster.", "", "![ratios](performance.svg)", "", "| " + " | ".join(HEAD) + " |",
-             "|" + "---|" * 3 + "---:|" * 7]
+             "faster. The ratio of processor times counts the work of all threads. Other programs loaded the machine "
+             f"meanwhile: {load:.1f} processes wanted a processor before the first run.", "", "![ratios](performance.svg)", "", "| " + " | ".join(HEAD) + " |",
+             "|" + "---|" * 3 + "---:|" * 8]
     lines += ["| " + " | ".join(row) + " |" for result in results for row in rows_of(result)]
-    lines += ["", "Programs: " + "; ".join(f"{program}: {version}" for program, version in versions.items()) + ".", ""]
+    lines += ["", "Programs: " + "; ".join(f"{program}: {version}" for program, version in versions.items()) + ".", "", notes()]
     return "\n".join(lines)
