@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/Errors.hpp"
+#include "cli/Json.hpp"
 #include "cli/Process.hpp"
 #include "commands/Changing.hpp"
 #include "commands/Commands.hpp"
@@ -114,11 +115,16 @@ void getProperties(GetPropertiesOptions const& options, Output& out) {
   }
 }
 
-void setProperties(SetPropertiesOptions const& options) {
+void setProperties(SetPropertiesOptions const& options, Output& out) {
   noteSignals();
   auto const assignments = assignmentsOf(options.assignments);
   std::vector<std::string> faults;
   changePackage(options, [&] { faults = setOnce(options, assignments); });
+  if (options.json) {
+    std::vector<std::string> names;
+    for (Assignment const& assignment : assignments) names.push_back(assignment.name);
+    return JsonObject().add("set", names).add("replaced", faults).print(out);
+  }
   for (std::string const& fault : faults)
     std::cerr << "ztpkg: props set: replaced what cannot be read: " << oneLine(fault) << '\n';
 }
