@@ -57,7 +57,7 @@ void apply(std::vector<Assignment> const& assignments, CoreProperties& record) {
   for (auto const& [name, value] : assignments) setProperty(record, name, value);
 }
 
-CoreProperties load(CorePropertiesManager const& manager, std::u16string const& package) {
+CoreProperties loadProperties(CorePropertiesManager const& manager, std::u16string const& package) {
   try {
     return manager.getCoreProperties();
   } catch (opc::ztservices::InvalidCoreProperties const& error) {
@@ -104,7 +104,7 @@ std::vector<std::string> setOnce(SetPropertiesOptions const& options, std::vecto
 
 void getProperties(GetPropertiesOptions const& options, Output& out) {
   auto const package = openPackage(options.package);
-  CoreProperties const record = load(CorePropertiesManager(*package), fromArgument(options.package));
+  CoreProperties const record = loadProperties(CorePropertiesManager(*package), fromArgument(options.package));
   if (options.json)
     return out.print("{\"coreProperties\": " + propertiesJson(record, PropertySet::Standard) +
                      ",\n\"extendedProperties\": " + propertiesJson(record, PropertySet::Extended) + "}\n");
