@@ -43,7 +43,11 @@ int printAll(std::exception_ptr const& thrown, Invocation const& invocation) {
 }
 
 int printInterrupted(int signal, Invocation const& invocation) {
-  std::cerr << "ztpkg: " << invocation.command << ": interrupted\n";
+  if (invocation.json)
+    std::cerr << errorsJson({{Exit::Done, "interrupted", "interrupted by signal " + std::to_string(signal), {}}})
+              << '\n';
+  else
+    std::cerr << "ztpkg: " << invocation.command << ": interrupted\n";
   return 128 + signal;
 }
 

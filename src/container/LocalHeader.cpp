@@ -148,11 +148,12 @@ bool hasRightContent(RandomAccessBytes const& bytes, LocalItem const& item) {
 
 /// Where a search goes on behind an item that no header follows: behind its data, since data may hold another
 /// container, if they are right or both sizes of stored data agree; otherwise behind its header, since its sizes may be
-/// wrong.
+/// wrong. Data with agreeing sizes that are not right end earlier if the length of the name is wrong.
 std::uint64_t placeToSearch(RandomAccessBytes const& bytes, std::optional<LocalItem> const& item, std::uint64_t at) {
   if (!item) return at + 1;
   bool const hasOneSize = item->method == kStored && item->storedSize == item->size;
-  return at > item->begin && (hasOneSize || hasRightContent(bytes, *item)) ? at : item->begin + kLocalSize;
+  if (at > item->begin && hasRightContent(bytes, *item)) return at;
+  return at > item->begin && hasOneSize ? at - item->headerSize + kLocalSize : item->begin + kLocalSize;
 }
 
 constexpr std::size_t kSignatureSize = 4, kNarrowValues = 12, kWideValues = 20;

@@ -26,12 +26,14 @@ KINDS = (".docx", ".xlsx", ".3mf", ".nupkg")
 COMMANDS = {"list": ["list", "--json"], "info": ["info", "--digest", "--json"], "verify": ["verify", "--json"],
             "props": ["props", "get", "--json"], "parts": ["part", "list", "--json"],
             "relationships": ["rel", "list", "--json"]}
-SCHEMAS = {"pack": "stored", "add": "stored", "update": "diff"}  # of commands that print the same
+BESIDE = ("cat", "part cat", "pack -")  # their documents are on standard error, since data are on standard output
 MAKER = pathlib.Path(__file__).with_name("make_package.py")
 
 
 def load(folder):
     schemas = {path.name.split(".")[0]: json.loads(path.read_text()) for path in folder.glob("*.schema.json")}
+    done = schemas.pop("done")  # one definition for each command
+    schemas |= {command: {**definition, "$schema": done["$schema"]} for command, definition in done["$defs"].items()}
     for schema in schemas.values():
         jsonschema.Draft202012Validator.check_schema(schema)
     return {name: jsonschema.Draft202012Validator(schema) for name, schema in schemas.items()}
@@ -54,15 +56,23 @@ class Check:
     def command(self, name, arguments):
         done = self.forks.run(*arguments, timeout=100)
         of = " ".join(str(argument) for argument in arguments)
-        if done.returncode == 0 or done.stdout:
+        if name in BESIDE:
+            if done.returncode == 0:
+                self.document(name.removesuffix(" -"), done.stderr, of)
+        elif done.returncode == 0 or done.stdout:
             self.document(name, done.stdout, of)
+            if done.returncode == 0 and done.stderr:
+                self.document("error", done.stderr, of)  # there is none
         if done.returncode != 0 and not (arguments[0] == "diff" and done.returncode == 1):
             self.document("error", done.stderr, of)
         return done.returncode
 
     def ends(self, arguments, code):
         """Of any command: what it prints, and how it ends."""
-        found = self.command(SCHEMAS.get(arguments[0], arguments[0]), arguments)
+        words = [word for word in arguments[:2] if re.fullmatch("[a-z]+", str(word))]
+        name = " ".join(words) if words[:1] and words[0] in ("part", "rel", "props") else arguments[0]
+        name = "props" if name == "props get" else name
+        found = self.command("pack -" if name == "pack" and "-" in arguments else name, arguments)
         if found != code:
             self.failed += 1
             print(f"{arguments} ended with {found} and not with {code}")
@@ -133,11 +143,37 @@ def others(place):
         yield ["pack", "--json", "--force", place / "texts", place / "texts.zip", *options], 0
         yield ["add", "--json", "--force", place / "plain.ztp", place / "texts", *options], 0
     yield ["pack", "--json", "--text-to-utf8", "--text-unknown=fail", place / "texts", place / "new"], 1
-    # Those that print nothing for programs tell even so in JSON that they do not.
-    for arguments in (["remove", place / "plain.ztp", "/a.txt"], ["unpack", place / "plain.ztp", place / "out"],
-                      ["cat", place / "plain.ztp", "/a.txt"], ["keygen", place / "new"],
-                      ["props", "set", place / "plain.ztp", "title=x"]):
-        yield [*arguments, "--json"], 2
+    for options in ([], ["--verbose"]):
+        yield ["pack", "--json", "--force", place / "tree", place / "again.ztp", *options], 0
+        yield ["update", "--json", place / "again.ztp", place / "texts", *options], 0
+        yield ["unpack", "--json", "--force", place / "plain.ztp", place / "out", *options], 0
+        yield ["unpack", "--json", place / "plain.ztp", place / "out", *options], 3
+        yield ["remove", "--json", place / "again.ztp", "--glob", "*.txt", *options], 0
+    yield ["unpack", "--json", place / "damaged.ztp", place / "out2"], 1
+    yield ["pack", "--json", place / "tree", "-"], 0
+    yield ["pack", "--json", place / "gone", "-"], 3
+    yield ["cat", "--json", place / "plain.ztp", "/a.txt"], 0
+    yield ["cat", "--json", place / "plain.ztp", "/empty"], 1
+    yield ["cat", "--json", place / "damaged.ztp", "/a.txt"], 1
+    yield ["move", "--json", place / "again.ztp", "/empty", "/moved"], 0
+    yield ["move", "--json", place / "again.ztp", "/empty", "/moved"], 1
+    yield ["keygen", "--json", place / "new"], 0
+    yield ["keygen", "--json", place / "new"], 3
+    yield ["rekey", "--json", place / "again.ztp", "--new-key-file", place / "new"], 0
+    yield ["rekey", "--json", place / "again.ztp", "--new-key-file", place / "new"], 4
+    yield ["props", "set", place / "plain.ztp", "title=x", "--json"], 0
+    yield ["props", "set", place / "plain.ztp", "uuid=x", "--json"], 2
+    parts = place / "parts.zip"
+    yield ["part", "cat", "--json", parts, "/a"], 0
+    yield ["part", "cat", "--json", parts, "/b"], 1
+    yield ["part", "put", "--json", parts, "/b", place / "key", "--type", "text/plain"], 0
+    yield ["diff", "--json", parts, place / "plain.ztp", "--parts"], 1
+    yield ["rel", "add", "--json", parts, "http://example.com/t", "/b"], 0
+    yield ["part", "remove", "--json", parts, "/b"], 0
+    yield ["rel", "remove", "--json", parts, "rId1"], 0
+    yield ["explode", "--json", parts, place / "exploded"], 0
+    yield ["explode", "--json", parts, place / "exploded"], 3
+    yield ["implode", "--json", place / "exploded", place / "imploded.zip"], 0
 
 
 def words_of_tables(text):
@@ -168,8 +204,8 @@ def main():
             if path.name in ("plain.ztp", "empty.ztp") and set(codes.values()) != {0}:
                 check.failed += 1
                 print(path.name, codes)
-        forks.run("explode", "-q", place / "plain.ztp", place / "exploded").check_returncode()
-        check.document("exploded", (place / "exploded" / "package.json").read_text(), "explode")
+        forks.run("explode", "-q", place / "plain.ztp", place / "files").check_returncode()
+        check.document("exploded", (place / "files" / "package.json").read_text(), "explode")
         for arguments, code in others(place):
             check.ends(arguments, code)
         foreign = sorted(path for path in (corpus / "opc-good").glob("*") if path.suffix in KINDS)

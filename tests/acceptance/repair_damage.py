@@ -71,6 +71,7 @@ class Damage:
             self.data[place] ^= chance.randint(1, 255)
         self.data = self.data[:self.end]
         self.has_directory = "directory" not in kind and kind != "cut"
+        self.leaves_directory = self.has_directory and all(place < directory for place in self.places)
 
     def touches(self, part):
         content, entry = part.ranges
@@ -112,7 +113,7 @@ def fault_of(tool, items, damage, package, key, tree, place):
     found, whole = parts_in(new), {item.name: item.content for item in items}
     missing = [name for name in expected if name != MANIFEST and found.get(name) != expected[name]]
     # Nothing verifies a name that only a header has: its part may come back under the name that was made of it.
-    renamed = set() if damage.has_directory else {item.content for item in items if damage.touches(item)}
+    renamed = set() if damage.leaves_directory else {item.content for item in items if damage.touches(item)}
     invented = [name for name in found if name != MANIFEST and found[name] != whole.get(name) and found[name] not in renamed]
     if missing or invented:
         return f"missing {missing}, invented {invented}"

@@ -14,6 +14,16 @@ std::string sizeText(std::uint64_t bytes);
 /// "0.4 s", "95 s".
 std::string secondsText(std::chrono::duration<double> time);
 
+/// Runs from when it is made.
+class Stopwatch {
+ public:
+  std::chrono::duration<double> elapsed() const { return Clock::now() - begin_; }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  Clock::time_point begin_ = Clock::now();
+};
+
 /// "0:07", "1:02:33".
 std::string clockText(std::chrono::duration<double> time);
 

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "cli/Json.hpp"
 
+#include <array>
+#include <charconv>
+#include <iostream>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -16,9 +19,38 @@ std::string jsonOf(std::string_view text) {
 
 std::string jsonOf(std::u16string const& text) { return jsonOf(opc::toUTF8String(text)); }
 
+std::string jsonOf(std::chrono::duration<double> time) {
+  constexpr int kDigits = 3;
+  std::array<char, 64> text{};  // without the locale
+  auto const end =
+      std::to_chars(text.data(), text.data() + text.size(), time.count(), std::chars_format::fixed, kDigits);
+  return {text.data(), end.ptr};
+}
+
+namespace {
+
+template <typename Text>
+std::string arrayOf(std::vector<Text> const& texts) {
+  std::string all;
+  for (Text const& text : texts) all += (all.empty() ? "" : ",") + jsonOf(text);
+  return "[" + all + "]";
+}
+
+}  // namespace
+
+std::string jsonOf(std::vector<std::u16string> const& texts) { return arrayOf(texts); }
+std::string jsonOf(std::vector<std::string> const& texts) { return arrayOf(texts); }
+
+void JsonObject::printBesideData() const { std::cerr << text() << '\n'; }
+
 JsonObject& JsonObject::addText(char const* name, std::string const& json) {
   members_.append(members_.empty() ? "\"" : ",\"").append(name).append("\":").append(json);
   return *this;
+}
+
+void addTo(JsonObject& object, Entries const& entries) {
+  object.add("files", std::uint64_t{entries.files}).add("folders", std::uint64_t{entries.folders});
+  object.add("links", std::uint64_t{entries.links}).add("bytes", entries.bytes);
 }
 
 void JsonArray::add(std::string const& json) {

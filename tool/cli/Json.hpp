@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <concepts>
 #include <cstdint>
 #include <functional>
@@ -8,7 +9,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "cli/Amounts.hpp"
 #include "cli/Output.hpp"
 
 /// The only maker and reader of JSON. Long lists are printed element by element and never held as one document.
@@ -18,6 +21,10 @@ namespace ztpkg {
 std::string jsonOf(std::string_view text);
 std::string jsonOf(std::u16string const& text);
 inline std::string jsonOf(std::uint64_t number) { return std::to_string(number); }
+/// Seconds with three digits behind the point.
+std::string jsonOf(std::chrono::duration<double> time);
+std::string jsonOf(std::vector<std::u16string> const& texts);
+std::string jsonOf(std::vector<std::string> const& texts);
 std::string jsonOf(std::same_as<bool> auto truth) { return truth ? "true" : "false"; }
 
 /// An object on one line, whose members stand in the order of adding.
@@ -35,12 +42,20 @@ class JsonObject {
   /// The value is JSON already.
   JsonObject& addText(char const* name, std::string const& json);
 
+  /// The object as the document of a command.
+  void print(Output& out) const { out.print(text() + "\n"); }
+  /// The same on standard error, for commands whose data is on standard output.
+  void printBesideData() const;
+
   bool isEmpty() const { return members_.empty(); }
   std::string text() const { return "{" + members_ + "}"; }
 
  private:
   std::string members_;
 };
+
+/// The members "files", "folders", "links" and "bytes".
+void addTo(JsonObject& object, Entries const& entries);
 
 /// Prints an array with one element a line.
 class JsonArray {

@@ -18,8 +18,8 @@ CommandDescription keygenCommand() {
       .example = "ztpkg keygen photos.key",
       .details = {"Never replaces an existing file. Without the file its packages cannot be decrypted."},
       .arguments = {argument("FILE", "The file to create, which only its owner can read", &options->file)},
-      .options = helpOption(),
-      .action = [options](Output&) { keygen(*options); },
+      .options = helpOption() + Options{jsonOption(options->json)},
+      .action = [options](Output& out) { keygen(*options, out); },
   };
 }
 
@@ -40,9 +40,9 @@ CommandDescription rekeyCommand() {
                               "Do not ask before --to-plain; also change a package that may not be written, or whose "
                               "owner cannot be kept",
                               options->force),
-                         retryOption(options->retryLock)} +
+                         retryOption(options->retryLock), jsonOption(options->json)} +
                  progressOptions(options->progress, options->quiet),
-      .action = [options](Output&) { rekey(*options); },
+      .action = [options](Output& out) { rekey(*options, out); },
       .package = &options->package,
   };
 }

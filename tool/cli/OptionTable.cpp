@@ -141,6 +141,12 @@ Options newKeyOptions(NewKeyOptions& key, std::string const& prefix, std::string
                   flag({"--compress"}, "Compress contents before they are encrypted", key.compress)});
 }
 
+OptionDescription jsonOption(bool& json) { return flag({"--json"}, "Print one JSON object, for programs", json); }
+
+OptionDescription besideDataOption(bool& json) {
+  return flag({"--json"}, "Print one JSON object, for programs, on standard error, beside the data", json);
+}
+
 OptionDescription quietOption(bool& quiet) { return flag({"-q", "--quiet"}, "Print no warnings", quiet); }
 
 Options sourceOptions(StoringOptions& options) {
@@ -176,8 +182,7 @@ Options listingOptions(StoringOptions& options) {
       flag({"-n", "--dry-run"}, "Check everything, print the paths that would be stored, and write nothing",
            options.dryRun),
       flag({"-v", "--verbose"}, "Print the paths that are stored, texts with their character sets", options.verbose),
-      flag({"--json"}, "Print them as a JSON array of objects, for programs", options.json)};
-  all[1].alternatives = all[2].alternatives = "form";
+      jsonOption(options.json)};
   return all;
 }
 

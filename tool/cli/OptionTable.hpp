@@ -41,6 +41,10 @@ Options keyOptions(KeyOptions& key, std::string const& ask = kAsk);
 
 /// The same for a key that contents are encrypted with. `prefix` stands in front of the names ("" or "new-").
 Options newKeyOptions(NewKeyOptions& key, std::string const& prefix, std::string const& ask);
+/// For commands that print one JSON object.
+OptionDescription jsonOption(bool& json);
+/// The same for commands whose data is on standard output.
+OptionDescription besideDataOption(bool& json);
 /// For commands that print nothing but data and warnings.
 OptionDescription quietOption(bool& quiet);
 

@@ -41,7 +41,7 @@ void Output::printName(std::u16string_view name) { print(opc::toUTF8String(opc::
 void Output::drain(char const* data, std::size_t count) {
   while (count > 0) {
     throwIfInterrupted();
-    ssize_t const written = ::write(STDOUT_FILENO, data, count);
+    ssize_t const written = ::write(descriptor_, data, count);
     if (written < 0 && errno == EINTR) continue;
     if (written < 0) throwWriteError(errno);
     data += written;

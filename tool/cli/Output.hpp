@@ -13,6 +13,9 @@ namespace ztpkg {
 /// failed write, with the code kOutputClosed if the reader has closed the pipe.
 class Output final : public opc::OutputStream {
  public:
+  /// Writes to that descriptor, 1 for standard output; 2, standard error, for what goes beside data.
+  explicit Output(int descriptor = 1) : descriptor_(descriptor) {}
+
   static constexpr char const* kOutputClosed = "output-closed";
 
   void write(void const* data, std::size_t count) override;
@@ -26,6 +29,7 @@ class Output final : public opc::OutputStream {
  private:
   void drain(char const* data, std::size_t count);
 
+  int descriptor_;
   std::string buffer_;
 };
 

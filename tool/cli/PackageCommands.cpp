@@ -19,8 +19,7 @@ CommandDescription infoCommand() {
       .details = {"Works on packages of any kind, with or without files stored by ztpkg. An internal relationship is "
                   "shown with the part that it leads to, an external one as it is written."},
       .arguments = {packageArgument(options->package)},
-      .options = helpOption() + Options{flag({"--json"}, "Print one JSON object, for programs", options->json)} +
-                 keyOptions(options->key) +
+      .options = helpOption() + Options{jsonOption(options->json)} + keyOptions(options->key) +
                  Options{flag({"--digest"}, "Also print the SHA-256 of each part", options->digest),
                          valued({"--treemap"}, "FILE", "Draw where the bytes are to a new SVG file", &options->treemap),
                          quietOption(options->quiet)},
@@ -42,8 +41,7 @@ CommandDescription verifyCommand() {
                   "error (exit code 4)."},
       .arguments = {packageArgument(options->package)},
       .options = helpOption() + keyOptions(options->key, "Ask for the password on the terminal") +
-                 Options{flag({"--json"}, "Print one JSON object, for programs", options->json),
-                         flag({"-q", "--quiet"}, "Do not list the faults", options->quiet)},
+                 Options{jsonOption(options->json), flag({"-q", "--quiet"}, "Do not list the faults", options->quiet)},
       .action = [options](Output& out) { verify(*options, out); },
       .package = &options->package,
       .takesPipe = true,
@@ -62,9 +60,9 @@ CommandDescription repairCommand() {
                   "The manifest of an encrypted file system can be repaired with the key or the password alone."},
       .arguments = {packageArgument(options->package, "The damaged package"),
                     argument("NEW", "The package to make; nothing may have that name", &options->target)},
-      .options = helpOption() + keyOptions(options->key, "Ask for the password on the terminal") +
-                 Options{flag({"--json"}, "Print one JSON object, for programs", options->json),
-                         flag({"-q", "--quiet"}, "Do not list what is lost", options->quiet)},
+      .options =
+          helpOption() + keyOptions(options->key, "Ask for the password on the terminal") +
+          Options{jsonOption(options->json), flag({"-q", "--quiet"}, "Do not list what is lost", options->quiet)},
       .action = [options](Output& out) { repair(*options, out); },
       .package = &options->package,
       .takesPipe = true,

@@ -12,16 +12,8 @@
 namespace ztpkg::table {
 namespace {
 
-OptionDescription jsonOption(bool& json) {
-  OptionDescription option = flag({"--json"}, "Print JSON, for programs", json);
-  option.alternatives = "form";
-  return option;
-}
-
 OptionDescription verboseOption(bool& verbose) {
-  OptionDescription option = flag({"-v", "--verbose"}, "Print the names of the parts", verbose);
-  option.alternatives = "form";
-  return option;
+  return flag({"-v", "--verbose"}, "Print the names of the parts", verbose);
 }
 
 OptionDescription sourceOption(std::string& source, std::string const& purpose) {
@@ -39,7 +31,7 @@ CommandDescription listPartsCommand() {
       .options =
           helpOption() +
           Options{flag({"-l", "--long"}, "Also print size, stored size and content type, in bytes", options->detailed),
-                  jsonOption(options->json)},
+                  flag({"--json"}, "Print a JSON array of objects, for programs", options->json)},
       .action = [options](Output& out) { listParts(*options, out); },
       .package = &options->package,
       .takesPipe = true,
@@ -58,7 +50,7 @@ CommandDescription catPartsCommand() {
       .details = {"Prints the bytes as the package stores them: encrypted contents stay encrypted."},
       .arguments = {packageArgument(options->package),
                     argument("PART", "The name of a part, such as /word/document.xml", &options->parts)},
-      .options = helpOption(),
+      .options = helpOption() + Options{besideDataOption(options->json)},
       .action = [options](Output& out) { catParts(*options, out); },
       .package = &options->package,
       .takesPipe = true,
@@ -124,7 +116,7 @@ CommandDescription listRelationshipsCommand() {
       .arguments = {packageArgument(options->package)},
       .options = helpOption() +
                  Options{sourceOption(options->source, "List those of this part alone; / for the package itself"),
-                         jsonOption(options->json)},
+                         flag({"--json"}, "Print a JSON array of objects, for programs", options->json)},
       .action = [options](Output& out) { listRelationships(*options, out); },
       .package = &options->package,
       .takesPipe = true,

@@ -18,7 +18,7 @@ CommandDescription getPropertiesCommand() {
       .example = "ztpkg props get --json report.docx",
       .details = {"Prints one line NAME=VALUE for each property that the package has."},
       .arguments = {packageArgument(options->package)},
-      .options = helpOption() + Options{flag({"--json"}, "Print one JSON object, for programs", options->json)},
+      .options = helpOption() + Options{jsonOption(options->json)},
       .action = [options](Output& out) { getProperties(*options, out); },
       .package = &options->package,
       .takesPipe = true,
@@ -38,8 +38,9 @@ CommandDescription setPropertiesCommand() {
                     argument("NAME=VALUE",
                              "The property and its new value; an empty value removes any but the first four",
                              &options->assignments)},
-      .options = helpOption() + Options{forceOption(options->force), retryOption(options->retryLock)},
-      .action = [options](Output&) { setProperties(*options); },
+      .options = helpOption() +
+                 Options{forceOption(options->force), retryOption(options->retryLock), jsonOption(options->json)},
+      .action = [options](Output& out) { setProperties(*options, out); },
       .package = &options->package,
   };
 }

@@ -56,7 +56,8 @@ CommandDescription unpackCommand() {
               clearing({"--no-sparse"}, "Write long runs of zeros, of which holes are made otherwise", options->sparse),
               flag({"--allow-outside-links"}, "Also make links that point out of DIR, which otherwise fail the command",
                    options->allowOutsideLinks),
-              flag({"-v", "--verbose"}, "Print the paths that are extracted", options->verbose)} +
+              flag({"-v", "--verbose"}, "Print the paths that are extracted", options->verbose),
+              jsonOption(options->json)} +
           progressOptions(options->progress, options->quiet),
       .action =
           [options](Output& out) {
@@ -129,8 +130,8 @@ CommandDescription catCommand() {
                   "matches."},
       .arguments = {packageArgument(options->package),
                     optional(argument("PATH", "A file's path in the package, or a pattern", &options->paths))},
-      .options =
-          helpOption() + keyOptions(options->key) + namesOptions(*options) + Options{quietOption(options->quiet)},
+      .options = helpOption() + keyOptions(options->key) + namesOptions(*options) +
+                 Options{besideDataOption(options->json), quietOption(options->quiet)},
       .action =
           [options](Output& out) {
             if (options->meansAll(options->paths)) throwUsage("PATH is required (see ztpkg cat --help)");
@@ -151,6 +152,8 @@ CommandDescription diffCommand() {
       .details = {"Prints a line for each entry that differs: A for one that OTHER has and PACKAGE has not, D for one "
                   "that PACKAGE alone has, M for other contents, permissions, time or link target, T for another kind "
                   "of entry. Permissions and times of folders and links do not count.",
+                  "Packages without a file system, such as office documents, are compared part by part: content types, "
+                  "relationships, and the contents, of XML what it says and not how it is written.",
                   "The exit code is 0 if nothing differs and 1 if something does. A PATH with '*', '?' or '[' may be a "
                   "pattern."},
       .arguments = {packageArgument(options->package),
@@ -159,11 +162,14 @@ CommandDescription diffCommand() {
                                       "Compare only these files, folders or links, with everything below them; may be "
                                       "a pattern",
                                       &options->paths))},
-      .options = helpOption() + keyOptions(options->key) + excludeOptions(options->exclude) + namesOptions(*options) +
-                 Options{checksumOption(options->checksum),
-                         flag({"-v", "--verbose"}, "Also print what differs", options->verbose),
-                         flag({"--json"}, "Print a JSON array of objects, for programs", options->json)} +
-                 progressOptions(options->progress, options->quiet),
+      .options =
+          helpOption() + keyOptions(options->key) + excludeOptions(options->exclude) + namesOptions(*options) +
+          Options{checksumOption(options->checksum),
+                  flag({"--parts"}, "Compare two packages part by part, also those with a file system", options->parts),
+                  flag({"--raw"}, "Compare XML parts by their bytes", options->raw),
+                  flag({"-v", "--verbose"}, "Also print what differs", options->verbose),
+                  flag({"--json"}, "Print a JSON array of objects, for programs", options->json)} +
+          progressOptions(options->progress, options->quiet),
       .action =
           [options](Output& out) {
             takePaths(*options, options->paths, options->package == "-" ? options->package : options->other);

@@ -9,6 +9,7 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -201,11 +202,7 @@ std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, 
   for (std::string const& argument : options.sources) {
     if (argument == "-") continue;  // standard input
     sources.push_back(sourceOf(disk, argument, folder, rules, progress));
-    try {
-      sources.back().tree->survey();
-    } catch (Failure const& failure) {
-      throwWithAdvice(failure);
-    }
+    surveyWithAdvice(*sources.back().tree);
     addition.add(*sources.back().tree, sources.back().place);
   }
   Amount total;
@@ -217,16 +214,9 @@ std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, 
   return sources;
 }
 
-void printSummary(std::vector<Source> const& sources, PipedFile const& piped, std::u16string const& package,
-                  Progress const& progress) {
-  Entries added{piped.paths().size(), 0, 0, progress.done().bytes};
-  for (Source const& source : sources) {
-    added.files += source.tree->fileCount();
-    added.folders += source.tree->folders().size();
-    added.links += source.tree->linkCount();
-  }
-  std::cerr << "added " << entriesText(added, "folder") << ", the package now has " << sizeText(sizeOfFile(package))
-            << ", " << secondsText(progress.elapsed()) << '\n';
+void printSummary(StoredTotals const& totals) {
+  std::cerr << "added " << entriesText(totals.entries, "folder") << ", the package now has "
+            << sizeText(*totals.packageBytes) << ", " << secondsText(totals.time) << '\n';
 }
 
 std::vector<SourceTree const*> treesOf(std::vector<Source> const& sources) {
@@ -240,6 +230,16 @@ void throwIfLost(FileSystemManager const& manager, std::vector<Source> const& so
   for (Source const& source : sources)
     if (!source.tree->faults().empty())
       for (FileSystemEntry const& entry : addition.replaced()) throwIfLost(manager, *source.tree, entry.getPathName());
+}
+
+void print(Storing const& storing, std::vector<SourceTree const*> const& trees,
+           std::vector<std::u16string> const& piped, AddOptions const& options, Progress const& progress, Output& out) {
+  StoredTotals totals{entriesOf(trees, progress), std::nullopt, progress.elapsed()};
+  totals.entries.files += piped.size();
+  if (!options.dryRun) totals.packageBytes = sizeOfFile(fromArgument(options.package));
+  if (options.json) return storing.printDocument(trees, totals, out, piped);
+  storing.print(trees, out, piped);
+  if (!options.quiet && !options.dryRun) printSummary(totals);
 }
 
 /// One attempt, on the package as it is now.
@@ -270,10 +270,7 @@ void addOnce(AddOptions const& options, opc::LocalFileSystemOps& disk, TreeInTur
     piped.save(std::move(edited));
   }
   progress.finish();
-  for (Source const& source : sources)
-    if (!options.quiet) printLeftOut(*source.tree, "add");
-  storing.print(treesOf(sources), out, piped.paths());
-  if (!options.quiet && !options.dryRun) printSummary(sources, piped, fromArgument(options.package), progress);
+  print(storing, treesOf(sources), piped.paths(), options, progress, out);
   closeAndThrowFaults(treesOf(sources), out);
 }
 

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
+#include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
+#include "cli/Json.hpp"
 #include "commands/Commands.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Glob.hpp"
@@ -57,6 +60,7 @@ void print(FileSystemManager& manager, FileSystemEntry const& file, Output& out)
 }  // namespace
 
 void cat(CatOptions const& options, Output& out) {
+  Stopwatch const watch;
   auto const package = openFileSystem(options.package);
   FileSystemManager manager(*package);
   enableDecryption(manager, options.key, options.package);
@@ -64,6 +68,13 @@ void cat(CatOptions const& options, Output& out) {
   std::vector<FileSystemEntry> const files = filesOf(manager, options.paths);
   for (FileSystemEntry const& file : files) throwIfKeyIsMissing(manager, file);
   for (FileSystemEntry const& file : files) print(manager, file, out);
+  out.close();
+  if (!options.json) return;
+  std::uint64_t bytes = 0;
+  for (FileSystemEntry const& file : files) bytes += manager.getSize(file);
+  JsonObject document;
+  document.add("files", std::uint64_t{files.size()}).add("bytes", bytes).add("seconds", watch.elapsed());
+  document.printBesideData();
 }
 
 }  // namespace ztpkg

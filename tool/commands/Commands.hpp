@@ -78,6 +78,7 @@ struct UnpackOptions : NamesFile {
   bool sparse = true;
   bool toOutput = false;  ///< prints the contents of files, and makes nothing; `directory` then is the first path
   bool verbose = false;
+  bool json = false;
   bool progress = true;
   bool quiet = false;
 };
@@ -97,6 +98,7 @@ struct RemoveOptions : ChangeOptions, NamesFile {
   std::vector<std::string> patterns;
   KeyOptions key;
   bool verbose = false;
+  bool json = false;
   bool quiet = false;
 };
 void remove(RemoveOptions const& options, Output& out);
@@ -105,9 +107,10 @@ struct MoveOptions : ChangeOptions {
   std::string from;
   std::string to;
   KeyOptions key;
+  bool json = false;
   bool quiet = false;
 };
-void move(MoveOptions const& options);
+void move(MoveOptions const& options, Output& out);
 
 struct DiffOptions : NamesFile {
   std::string package;
@@ -116,6 +119,8 @@ struct DiffOptions : NamesFile {
   std::vector<std::string> exclude;
   KeyOptions key;
   bool checksum = false;
+  bool parts = false;  ///< compares the parts of two packages and not their trees
+  bool raw = false;    ///< compares XML parts by their bytes
   bool verbose = false;
   bool json = false;
   bool progress = true;
@@ -162,6 +167,7 @@ struct CatOptions : NamesFile {
   std::string package;
   std::vector<std::string> paths;
   KeyOptions key;
+  bool json = false;
   bool quiet = false;
 };
 void cat(CatOptions const& options, Output& out);
@@ -184,21 +190,24 @@ void getProperties(GetPropertiesOptions const& options, Output& out);
 
 struct SetPropertiesOptions : ChangeOptions {
   std::vector<std::string> assignments;  ///< NAME=VALUE
+  bool json = false;
 };
-void setProperties(SetPropertiesOptions const& options);
+void setProperties(SetPropertiesOptions const& options, Output& out);
 
 struct RekeyCommandOptions : ChangeOptions {
   KeyOptions key;  ///< the present one
   NewKeyOptions newKey;
   bool toPlain = false;
+  bool json = false;
   bool progress = true;
   bool quiet = false;
 };
-void rekey(RekeyCommandOptions const& options);
+void rekey(RekeyCommandOptions const& options, Output& out);
 
 struct KeygenOptions {
   std::string file;
+  bool json = false;
 };
-void keygen(KeygenOptions const& options);
+void keygen(KeygenOptions const& options, Output& out);
 
 }  // namespace ztpkg

@@ -9,6 +9,7 @@
 #include "cli/Errors.hpp"
 #include "commands/Commands.hpp"
 #include "commands/Differences.hpp"
+#include "commands/PartComparison.hpp"
 #include "commands/Storing.hpp"
 #include "disk/Comparison.hpp"
 #include "disk/EntryMeasure.hpp"
@@ -24,7 +25,9 @@ using opc::ztservices::FileSystemManager;
 
 /// A package to read, with its file system loaded.
 struct ReadFileSystem {
-  ReadFileSystem(std::string const& path, KeyOptions const& key) : package(openFileSystem(path)), manager(*package) {
+  ReadFileSystem(std::unique_ptr<opc::model::Package> opened, std::string const& path, KeyOptions const& key)
+      : package(std::move(opened)), manager(*package) {
+    requireFileSystem(*package, path);
     enableDecryption(manager, key, path);
     load(manager, path);
     throwIfTooDeep(measureEntries(manager), path);
@@ -46,7 +49,8 @@ bool printDifferences(ReadFileSystem& package, OtherTree& other, PathFilter& fil
   DifferenceListing listing(formOf(options), out);
   ComparisonRules const rules{.readContents = options.checksum,
                               .isWanted = [&](std::u16string const& path) { return filter.has(path); },
-                              .isConverted = {}};
+                              .isConverted = {},
+                              .slashless = SlashlessPaths::FromRoot};
   compareTrees(package.manager, other, rules, [&](Difference const& difference) { listing.print(difference); });
   listing.finish();
   filter.throwIfUnmatched();
@@ -54,7 +58,8 @@ bool printDifferences(ReadFileSystem& package, OtherTree& other, PathFilter& fil
 }
 
 bool diffDirectory(DiffOptions const& options, PathFilter& filter, Output& out) {
-  ReadFileSystem package(options.package, options.key);
+  if (options.parts || options.raw) throwUsage("--parts and --raw compare two packages, and OTHER is a directory");
+  ReadFileSystem package(openPackage(options.package), options.package, options.key);
   SourceTree::Rules rules = directoryRules({}, options.package, options.other);
   rules.exclude = filter.excluded();
   opc::LocalFileSystemOps disk;
@@ -65,15 +70,34 @@ bool diffDirectory(DiffOptions const& options, PathFilter& filter, Output& out) 
   DirectoryTree other(source, progress);
   bool const differ = printDifferences(package, other, filter, options, out);
   progress.finish();
-  if (!options.quiet) printLeftOut(source, "diff");
+  if (!options.quiet && !options.json) printLeftOut(source, "diff");
   return differ;
 }
 
+/// Whether they differ.
+bool printPartDifferences(opc::model::Package const& package, opc::model::Package const& other, PathFilter& filter,
+                          DiffOptions const& options, Output& out) {
+  PartComparisonRules const rules{.rawXml = options.raw,
+                                  .isWanted = [&](std::u16string const& part) { return filter.has(part); }};
+  std::vector<PartDifference> const differences = compareParts(package, other, rules);
+  filter.throwIfUnmatched();
+  DifferenceListing listing(formOf(options), out);
+  for (PartDifference const& difference : differences) listing.print(difference);
+  listing.finish();
+  return !listing.isEmpty();
+}
+
+/// The trees of packages that have any; otherwise, or if the user wants it, the parts.
 bool diffPackage(DiffOptions const& options, PathFilter& filter, Output& out) {
+  auto package = openPackage(options.package), other = openPackage(options.other);
+  if (options.parts || (!hasFileSystem(*package) && !hasFileSystem(*other)))
+    return printPartDifferences(*package, *other, filter, options, out);
+  if (options.raw) throwUsage("--raw compares parts: --parts is needed for packages with a file system");
   options.key.memory->keeps = true;  // for the second package
-  ReadFileSystem package(options.package, options.key), otherPackage(options.other, options.key);
-  PackageTree other(otherPackage.manager);
-  return printDifferences(package, other, filter, options, out);
+  ReadFileSystem tree(std::move(package), options.package, options.key);
+  ReadFileSystem otherFileSystem(std::move(other), options.other, options.key);
+  PackageTree otherTree(otherFileSystem.manager);
+  return printDifferences(tree, otherTree, filter, options, out);
 }
 
 bool diffAny(DiffOptions const& options, Output& out) {

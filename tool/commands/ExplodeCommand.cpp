@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -157,21 +159,36 @@ std::uint64_t bytesOf(std::vector<WrittenPart> const& parts) {
   return bytes;
 }
 
-void printName(std::u16string const& name, bool isWanted, Output& out) {
-  if (!isWanted) return;
-  out.printName(name);
-  out.print("\n");
-}
-
 struct Totals {
   std::uint64_t parts = 0, bytes = 0;
+  std::vector<std::u16string> leftOut = {};
+  std::vector<std::u16string> names = {};  ///< of the parts, with --verbose
 };
 
-void printTotals(char const* what, Totals const& totals, bool isJson, bool isQuiet, Output& out) {
-  if (isJson) return out.print(JsonObject().add("parts", totals.parts).add("bytes", totals.bytes).text() + "\n");
-  if (isQuiet) return;
-  std::cerr << what << ' ' << counted(static_cast<std::size_t>(totals.parts), "part") << " (" << sizeText(totals.bytes)
-            << ")\n";
+/// What a command says of its work.
+struct Texts {
+  char const* command;
+  char const* done;
+  char const* leftOut;  ///< what such files or items are
+};
+
+template <typename Options>
+void printTotals(Texts const& texts, Totals const& totals, Options const& options, Output& out) {
+  if (options.json) {
+    JsonObject document;
+    document.add("parts", totals.parts).add("bytes", totals.bytes).add("leftOut", totals.leftOut);
+    if (options.verbose) document.add("names", totals.names);
+    return document.print(out);
+  }
+  for (std::u16string const& name : totals.names) {
+    out.printName(name);
+    out.print("\n");
+  }
+  if (options.quiet) return;
+  for (std::u16string const& name : totals.leftOut)
+    std::cerr << "ztpkg: " << texts.command << ": left out " << shown(name) << ", " << texts.leftOut << '\n';
+  std::cerr << texts.done << ' ' << counted(static_cast<std::size_t>(totals.parts), "part") << " ("
+            << sizeText(totals.bytes) << ")\n";
 }
 
 /// The files of an exploded package. Nothing outside of the directory is read, also through links.
@@ -250,12 +267,11 @@ void explode(ExplodeOptions const& options, Output& out) {
   Exploder exploder(*package, emptyDirectory(options), options.force);
   exploder.writeParts();
   exploder.writeDescription();
-  for (std::u16string const& name : package->getItemNames())
-    if (!options.quiet && !name.ends_with(u'/'))
-      std::cerr << "ztpkg: explode: left out " << shown(name) << ", which is not a part\n";
-  for (WrittenPart const& part : exploder.written()) printName(part.name, options.verbose, out);
-  Totals const totals{exploder.written().size(), bytesOf(exploder.written())};
-  printTotals("wrote", totals, options.json, options.quiet, out);
+  Totals totals{exploder.written().size(), bytesOf(exploder.written()), package->getItemNames()};
+  std::erase_if(totals.leftOut, [](std::u16string const& name) { return name.ends_with(u'/'); });
+  if (options.verbose)
+    for (WrittenPart const& part : exploder.written()) totals.names.push_back(part.name);
+  printTotals({"explode", "wrote", "which is not a part"}, totals, options, out);
   if (exploder.problems().empty()) return;
   out.close();
   throw Failure(exploder.problems());
@@ -265,7 +281,7 @@ void implode(ImplodeOptions const& options, Output& out) {
   noteSignals();
   std::optional<TemporaryPackage> pipe;
   if (options.package == "-") {
-    checkPackageOutput(options.json || options.verbose);
+    checkPackageOutput(options.verbose && !options.json);
     pipe.emplace();
   }
   std::u16string const target = pipe ? pipe->path() : fromArgument(options.package);
@@ -275,17 +291,20 @@ void implode(ImplodeOptions const& options, Output& out) {
   Totals totals;
   description.forEach("parts", [&](JsonReader const& part) {
     addPart(*package, source, part, totals);
-    printName(part.text("name"), options.verbose, out);
+    if (options.verbose) totals.names.push_back(part.text("name"));
   });
   description.forEach("relationships",
                       [&](JsonReader const& relationship) { addRelationshipOf(*package, relationship); });
   throwIfInterrupted();
   package->save();
   if (pipe) pipe->printTo(out);
-  if (!options.quiet)
-    for (std::u16string const& file : source.unused())
-      std::cerr << "ztpkg: implode: left out " << shown(file) << ", which package.json does not name\n";
-  printTotals("stored", totals, options.json, options.quiet, out);
+  if (options.json || !options.quiet) totals.leftOut = source.unused();
+  Texts const texts{"implode", "stored", "which package.json does not name"};
+  if (!pipe) return printTotals(texts, totals, options, out);
+  out.close();
+  Output errors(STDERR_FILENO);
+  printTotals(texts, totals, options, errors);
+  errors.close();
 }
 
 }  // namespace ztpkg

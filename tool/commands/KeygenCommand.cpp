@@ -10,6 +10,7 @@
 #include <string>
 
 #include "cli/Errors.hpp"
+#include "cli/Json.hpp"
 #include "commands/Commands.hpp"
 #include "disk/OpenFile.hpp"
 #include "disk/Paths.hpp"
@@ -59,7 +60,7 @@ class KeyText {
 
 }  // namespace
 
-void keygen(KeygenOptions const& options) {
+void keygen(KeygenOptions const& options, Output& out) {
   std::u16string const file = fromArgument(options.file);
   std::string const path = opc::toUTF8String(file);
   KeyText const key;
@@ -68,7 +69,7 @@ void keygen(KeygenOptions const& options) {
   // The umask may have taken away more than it should.
   bool const isWritten = fchmod(made.descriptor(), S_IRUSR | S_IWUSR) == 0 && key.writeTo(made.descriptor()) &&
                          fsync(made.descriptor()) == 0 && made.close();
-  if (isWritten) return;
+  if (isWritten) return options.json ? JsonObject().add("file", file).print(out) : void();
   int const error = errno;
   ::unlink(path.c_str());
   throwCannotWrite(file, error);

@@ -3,7 +3,9 @@
 #include <iostream>
 #include <string>
 
+#include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
+#include "cli/Json.hpp"
 #include "cli/Process.hpp"
 #include "commands/Changing.hpp"
 #include "commands/Commands.hpp"
@@ -57,8 +59,9 @@ void throwIfBelowLeaf(FileSystemManager const& manager, std::u16string const& pa
 
 }  // namespace
 
-void move(MoveOptions const& options) {
+void move(MoveOptions const& options, Output& out) {
   noteSignals();
+  Stopwatch const watch;
   std::u16string from, to;
   changePackage(options, [&] {
     EditedFileSystem edited(options, options.key);
@@ -72,6 +75,7 @@ void move(MoveOptions const& options) {
     manager.moveEntry(entry, to);
     edited.save();
   });
+  if (options.json) return JsonObject().add("from", from).add("to", to).add("seconds", watch.elapsed()).print(out);
   if (!options.quiet) std::cerr << "moved " << shown(from) << " to " << shown(to) << '\n';
 }
 

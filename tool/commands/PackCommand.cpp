@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <iostream>
@@ -47,10 +49,9 @@ void checkTarget(std::u16string const& package, bool force) {
   if (!isDirectory(folder, error)) throw Failure(diskReport("cannot-write", "cannot write to", folder, error));
 }
 
-void printSummary(SourceTree const& source, std::u16string const& package, Progress const& progress) {
-  Entries const stored{source.fileCount(), source.folders().size(), source.linkCount(), progress.done().bytes};
-  std::cerr << "stored " << entriesText(stored, "folder") << " in " << sizeText(sizeOfFile(package)) << ", "
-            << secondsText(progress.elapsed()) << '\n';
+void printSummary(StoredTotals const& totals) {
+  std::cerr << "stored " << entriesText(totals.entries, "folder") << " in " << sizeText(*totals.packageBytes) << ", "
+            << secondsText(totals.time) << '\n';
 }
 
 CoreProperties propertiesFor(PackOptions const& options) {
@@ -141,6 +142,31 @@ std::optional<std::set<std::u16string>> namedPaths(PackOptions const& options) {
   return paths.contains(u"") ? std::nullopt : std::optional(std::move(paths));
 }
 
+/// A package on standard output has its document on standard error, if nothing else is to be said there.
+void print(Storing const& storing, SourceTree const& source, PackOptions const& options, Progress const& progress,
+           TemporaryPackage* pipe, Output& out) {
+  std::u16string const package = pipe ? pipe->path() : fromArgument(options.package);
+  StoredTotals totals{entriesOf({&source}, progress), std::nullopt, progress.elapsed()};
+  if (!options.dryRun) totals.packageBytes = sizeOfFile(package);
+  if (!options.json) storing.print({&source}, out);
+  if (pipe) pipe->printTo(out);
+  if (options.json && !pipe) storing.printDocument({&source}, totals, out);
+  if (options.json && pipe && source.faults().empty()) {
+    out.close();
+    Output errors(STDERR_FILENO);
+    storing.printDocument({&source}, totals, errors);
+    errors.close();
+  }
+  if (!options.quiet && !options.json && !options.dryRun) printSummary(totals);
+}
+
+SourceTree::Rules rulesFor(PackOptions const& options) {
+  SourceTree::Rules rules = directoryRules(options, options.package, options.directory);
+  rules.named = namedPaths(options);
+  if (options.key.isGiven()) rules.longestFile = opc::ztservices::kLongestEncryptedContent;
+  return rules;
+}
+
 }  // namespace
 
 void pack(PackOptions const& options, Output& out) {
@@ -150,21 +176,14 @@ void pack(PackOptions const& options, Output& out) {
   if (!isPipe)
     checkTarget(fromArgument(options.package), options.force);
   else if (!options.dryRun)
-    checkPackageOutput(options.verbose || options.json);
+    checkPackageOutput(options.verbose && !options.json);
   std::u16string const root = existingDirectory(fromArgument(options.directory));
   auto const encryption = encryptionFor(options);
   Storing storing(options, "pack");
   opc::LocalFileSystemOps disk;
   Progress progress(options.progress && !options.quiet);
-  SourceTree::Rules rules = directoryRules(options, options.package, options.directory);
-  rules.named = namedPaths(options);
-  if (options.key.isGiven()) rules.longestFile = opc::ztservices::kLongestEncryptedContent;
-  SourceTree source(disk, root, std::move(rules), progress);
-  try {
-    source.survey();
-  } catch (Failure const& failure) {
-    throwWithAdvice(failure);
-  }
+  SourceTree source(disk, root, rulesFor(options), progress);
+  surveyWithAdvice(source);
   progress.expect({source.fileCount(), source.fileBytes()});
   std::optional<TemporaryPackage> pipe;  // made after the survey, which would find it
   if (isPipe && !options.dryRun) pipe.emplace();
@@ -175,10 +194,7 @@ void pack(PackOptions const& options, Output& out) {
     store(storing, source, package, options, properties, encryption.get());
   progress.finish();
   storing.throwIfRefused();  // otherwise store() has thrown before the package appeared
-  if (!options.quiet) printLeftOut(source, "pack");
-  storing.print({&source}, out);
-  if (pipe) pipe->printTo(out);
-  if (!options.quiet && !options.dryRun) printSummary(source, package, progress);
+  print(storing, source, options, progress, pipe ? &*pipe : nullptr, out);
   closeAndThrowFaults({&source}, out);
 }
 

@@ -149,6 +149,11 @@ void catParts(CatPartsOptions const& options, Output& out) {
   std::vector<Part> parts;
   for (std::string const& argument : options.parts) parts.push_back(package->getPart(partName(argument)));
   for (Part const& part : parts) opc::StreamHelper::copyStreamToStream(*part.getInputStream(), out);
+  out.close();
+  if (!options.json) return;
+  std::uint64_t bytes = 0;
+  for (Part const& part : parts) bytes += part.getSize();
+  JsonObject().add("parts", std::uint64_t{parts.size()}).add("bytes", bytes).printBesideData();
 }
 
 void putPart(PutPartOptions const& options, Output& out) {

@@ -20,6 +20,7 @@ void listParts(ListPartsOptions const& options, Output& out);
 struct CatPartsOptions {
   std::string package;
   std::vector<std::string> parts;
+  bool json = false;
 };
 void catParts(CatPartsOptions const& options, Output& out);
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/Errors.hpp"
+#include "cli/Json.hpp"
 #include "cli/Process.hpp"
 #include "commands/Changing.hpp"
 #include "commands/Commands.hpp"
@@ -56,7 +57,7 @@ void apply(std::vector<Assignment> const& assignments, CoreProperties& record) {
   for (auto const& [name, value] : assignments) setProperty(record, name, value);
 }
 
-CoreProperties load(CorePropertiesManager const& manager, std::u16string const& package) {
+CoreProperties loadProperties(CorePropertiesManager const& manager, std::u16string const& package) {
   try {
     return manager.getCoreProperties();
   } catch (opc::ztservices::InvalidCoreProperties const& error) {
@@ -103,7 +104,7 @@ std::vector<std::string> setOnce(SetPropertiesOptions const& options, std::vecto
 
 void getProperties(GetPropertiesOptions const& options, Output& out) {
   auto const package = openPackage(options.package);
-  CoreProperties const record = load(CorePropertiesManager(*package), fromArgument(options.package));
+  CoreProperties const record = loadProperties(CorePropertiesManager(*package), fromArgument(options.package));
   if (options.json)
     return out.print("{\"coreProperties\": " + propertiesJson(record, PropertySet::Standard) +
                      ",\n\"extendedProperties\": " + propertiesJson(record, PropertySet::Extended) + "}\n");
@@ -114,11 +115,16 @@ void getProperties(GetPropertiesOptions const& options, Output& out) {
   }
 }
 
-void setProperties(SetPropertiesOptions const& options) {
+void setProperties(SetPropertiesOptions const& options, Output& out) {
   noteSignals();
   auto const assignments = assignmentsOf(options.assignments);
   std::vector<std::string> faults;
   changePackage(options, [&] { faults = setOnce(options, assignments); });
+  if (options.json) {
+    std::vector<std::string> names;
+    for (Assignment const& assignment : assignments) names.push_back(assignment.name);
+    return JsonObject().add("set", names).add("replaced", faults).print(out);
+  }
   for (std::string const& fault : faults)
     std::cerr << "ztpkg: props set: replaced what cannot be read: " << oneLine(fault) << '\n';
 }

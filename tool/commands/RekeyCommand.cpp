@@ -7,6 +7,7 @@
 
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
+#include "cli/Json.hpp"
 #include "cli/Process.hpp"
 #include "cli/Progress.hpp"
 #include "commands/Changing.hpp"
@@ -81,7 +82,7 @@ void rekeyOnce(RekeyCommandOptions const& options, RekeyOptions rekeying, Secret
 
 }  // namespace
 
-void rekey(RekeyCommandOptions const& options) {
+void rekey(RekeyCommandOptions const& options, Output& out) {
   checkUsage(options);
   noteSignals();
   options.key.memory->keeps = true;  // for the next attempt
@@ -98,6 +99,11 @@ void rekey(RekeyCommandOptions const& options) {
     rekeyOnce(options, rekeying, oldKey.get(), *progress);
   });
   progress->finish();
+  if (options.json) {
+    JsonObject document;
+    document.add("files", progress->done().files).add("bytes", progress->done().bytes);
+    return document.add("packageBytes", sizeOfFile(package)).add("seconds", progress->elapsed()).print(out);
+  }
   if (!options.quiet)
     std::cerr << "rekeyed " << counted(progress->done().files, "file") << ", the package now has "
               << sizeText(sizeOfFile(package)) << ", " << secondsText(progress->elapsed()) << '\n';

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstddef>
+#include <cstdint>
 #include <iostream>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "cli/Amounts.hpp"
+#include "cli/Json.hpp"
 #include "cli/Process.hpp"
 #include "commands/Changing.hpp"
 #include "commands/Commands.hpp"
@@ -48,27 +50,44 @@ std::vector<FileSystemEntry> findAll(FileSystemManager const& manager, RemoveOpt
   return entries;
 }
 
+/// One attempt, on the package as it is now. Returns the paths that were removed, without those below them.
+std::vector<std::u16string> removeOnce(RemoveOptions const& options) {
+  EditedFileSystem edited(options, options.key);
+  std::vector<FileSystemEntry> const entries = findAll(edited.manager(), options);
+  std::vector<std::u16string> paths;
+  for (FileSystemEntry const& entry : entries) {
+    paths.push_back(entry.getPathName());  // it may go with a folder, or be given twice
+    if (edited.manager().hasEntry(paths.back())) removeEntry(edited.manager(), entry);
+  }
+  edited.save();
+  return paths;
+}
+
+void print(std::vector<std::u16string> const& paths, RemoveOptions const& options, Stopwatch const& watch,
+           Output& out) {
+  if (options.json) {
+    JsonObject document;
+    document.add("removed", std::uint64_t{paths.size()}).add("packageBytes", sizeOfFile(fromArgument(options.package)));
+    document.add("seconds", watch.elapsed());
+    if (options.verbose) document.add("paths", paths);
+    return document.print(out);
+  }
+  for (std::u16string const& path : paths)
+    if (options.verbose) out.printName(path), out.print("\n");
+  out.close();
+  if (!options.quiet) std::cerr << "removed " << counted(paths.size(), "path") << '\n';
+}
+
 }  // namespace
 
 void remove(RemoveOptions const& options, Output& out) {
   if (options.meansAll(options.paths) && options.patterns.empty())
     throwUsage("PATH or --glob is required (see ztpkg remove --help)");
   noteSignals();
-  std::vector<FileSystemEntry> entries;
-  changePackage(options, [&] {
-    EditedFileSystem edited(options, options.key);
-    entries = findAll(edited.manager(), options);
-    for (FileSystemEntry const& entry : entries)  // one may go with a folder, or be given twice
-      if (edited.manager().hasEntry(entry.getPathName())) removeEntry(edited.manager(), entry);
-    edited.save();
-  });
-  for (FileSystemEntry const& entry : entries) {
-    if (!options.verbose) break;
-    out.printName(entry.getPathName());
-    out.print("\n");
-  }
-  out.close();
-  if (!options.quiet) std::cerr << "removed " << counted(entries.size(), "path") << '\n';
+  Stopwatch const watch;
+  std::vector<std::u16string> paths;
+  changePackage(options, [&] { paths = removeOnce(options); });
+  print(paths, options, watch, out);
 }
 
 }  // namespace ztpkg

@@ -10,6 +10,7 @@
 #include <functional>
 #include <ios>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <system_error>
@@ -53,6 +54,16 @@ std::optional<std::string> unlessEmpty(std::string const& text) {
   return text.empty() ? std::nullopt : std::optional(text);
 }
 
+/// In order, those of the trees and others.
+std::vector<std::u16string> pathsOf(std::vector<SourceTree const*> const& trees, std::vector<std::u16string> paths) {
+  for (SourceTree const* const tree : trees) {
+    paths.insert(paths.end(), tree->leaves().begin(), tree->leaves().end());
+    paths.insert(paths.end(), tree->folders().begin(), tree->folders().end());
+  }
+  std::ranges::sort(paths);
+  return paths;
+}
+
 }  // namespace
 
 std::optional<boost::posix_time::ptime> sourceDate() {
@@ -64,6 +75,16 @@ std::optional<boost::posix_time::ptime> sourceDate() {
   if (error != std::errc() || *end != '\0' || seconds < 0 || seconds > kLastSecond)
     throwUsage("SOURCE_DATE_EPOCH must be a number of seconds since 1970");
   return boost::posix_time::from_time_t(static_cast<std::time_t>(seconds));
+}
+
+Entries entriesOf(std::vector<SourceTree const*> const& trees, Progress const& progress) {
+  Entries entries{0, 0, 0, progress.done().bytes};
+  for (SourceTree const* const tree : trees) {
+    entries.files += tree->fileCount();
+    entries.folders += tree->folders().size();
+    entries.links += tree->linkCount();
+  }
+  return entries;
 }
 
 ForwardingOps::Paths namesOf(std::u16string const& package) { return {resolvedPath(package), placeOnDisk(package)}; }
@@ -89,7 +110,7 @@ SourceTree::Rules directoryRules(StoringOptions const& options, std::string cons
   return rules;
 }
 
-void throwWithAdvice(Failure const& failure) {
+void surveyWithAdvice(SourceTree& tree) try { tree.survey(); } catch (Failure const& failure) {
   std::vector<Report> reports = failure.reports();
   for (Report& report : reports)
     if (report.code == "outside-link") report.message += " (--skip-outside-links leaves it out)";
@@ -156,18 +177,36 @@ void Storing::throwIfRefused() const {
 
 void Storing::print(std::vector<SourceTree const*> const& trees, Output& out,
                     std::vector<std::u16string> const& others) const {
-  if (!options_.quiet)
+  if (!options_.quiet) {
+    for (SourceTree const* const tree : trees) printLeftOut(*tree, command_.c_str());
     for (auto const& [path, file] : unknowns_)
       std::cerr << oneLine("ztpkg: " + command_ + ": not converted: " + shown(file) + ": " + texts_.at(path).reason)
                 << '\n';
-  if (!options_.isListing()) return;
-  std::vector<std::u16string> paths = others;
-  for (SourceTree const* const tree : trees) {
-    paths.insert(paths.end(), tree->leaves().begin(), tree->leaves().end());
-    paths.insert(paths.end(), tree->folders().begin(), tree->folders().end());
   }
-  std::ranges::sort(paths);
-  options_.json ? printJson(paths, out) : printText(paths, out);
+  if (options_.isListing()) printText(pathsOf(trees, others), out);
+}
+
+void Storing::addOmissions(JsonObject& document, std::vector<SourceTree const*> const& trees) const {
+  std::vector<std::string> lines;
+  for (SourceTree const* const tree : trees) std::ranges::move(tree->leftOut(), std::back_inserter(lines));
+  std::string texts;
+  for (auto const& [path, file] : unknowns_)
+    texts += (texts.empty() ? "" : ",") + JsonObject().add("path", path).add("reason", texts_.at(path).reason).text();
+  document.add("leftOut", lines).addText("notConverted", "[" + texts + "]");
+}
+
+void Storing::printDocument(std::vector<SourceTree const*> const& trees, StoredTotals const& totals, Output& out,
+                            std::vector<std::u16string> const& others) const {
+  JsonObject document;
+  addTo(document, totals.entries);
+  document.add("packageBytes", totals.packageBytes).add("seconds", totals.time);
+  addOmissions(document, trees);
+  if (!options_.verbose && !options_.dryRun) return document.print(out);
+  std::string const text = document.text();
+  out.print(text.substr(0, text.size() - 1) + ",\"entries\":");
+  JsonArray entries(out);
+  for (std::u16string const& path : pathsOf(trees, others)) entries.add(json(path));
+  out.print(entries.isEmpty() ? "]}\n" : "\n]}\n");
 }
 
 void Storing::printText(std::vector<std::u16string> const& paths, Output& out) const {
@@ -181,16 +220,12 @@ void Storing::printText(std::vector<std::u16string> const& paths, Output& out) c
   }
 }
 
-void Storing::printJson(std::vector<std::u16string> const& paths, Output& out) const {
-  JsonArray entries(out);
-  for (std::u16string const& path : paths) {
-    auto const text = texts_.find(path);
-    TextFinding const finding = text == texts_.end() ? TextFinding() : text->second;
-    JsonObject entry;
-    entry.add("path", path).add("charset", unlessEmpty(finding.charset));
-    entries.add(entry.add("reason", unlessEmpty(finding.reason)).text());
-  }
-  out.print(entries.isEmpty() ? "]\n" : "\n]\n");
+std::string Storing::json(std::u16string const& path) const {
+  auto const text = texts_.find(path);
+  TextFinding const finding = text == texts_.end() ? TextFinding() : text->second;
+  JsonObject entry;
+  entry.add("path", path).add("charset", unlessEmpty(finding.charset));
+  return entry.add("reason", unlessEmpty(finding.reason)).text();
 }
 
 }  // namespace ztpkg

@@ -2,12 +2,16 @@
 #pragma once
 
 #include <boost/date_time/posix_time/ptime.hpp>
+#include <chrono>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "cli/Amounts.hpp"
+#include "cli/Json.hpp"
 #include "cli/Output.hpp"
 #include "cli/Progress.hpp"
 #include "commands/Commands.hpp"
@@ -24,8 +28,8 @@ SourceTree::Rules sourceRules(StoringOptions const& options, std::string const& 
 SourceTree::Rules directoryRules(StoringOptions const& options, std::string const& package,
                                  std::string const& directory);
 
-/// Adds to a failed survey the options that help.
-[[noreturn]] void throwWithAdvice(Failure const& failure);
+/// Surveys the tree. A failure names the options that help.
+void surveyWithAdvice(SourceTree& tree);
 
 /// The time that replaces the current one in reproducible builds (reproducible-builds.org), if SOURCE_DATE_EPOCH is
 /// set.
@@ -56,6 +60,16 @@ void closeAndThrowFaults(std::vector<SourceTree const*> const& trees, Output& ou
 /// Prints what the survey of the tree left out.
 void printLeftOut(SourceTree const& source, char const* command);
 
+/// What a command that stores trees has done.
+struct StoredTotals {
+  Entries entries;
+  std::optional<std::uint64_t> packageBytes;  ///< absent with --dry-run
+  std::chrono::duration<double> time;
+};
+
+/// What the survey found, with the bytes that were read.
+Entries entriesOf(std::vector<SourceTree const*> const& trees, Progress const& progress);
+
 /// Stores trees, or tries it, and keeps the character sets that their texts were taken for.
 class Storing {
  public:
@@ -69,16 +83,22 @@ class Storing {
 
   /// If unknown texts are to fail the command, throws Failure with all of them.
   void throwIfRefused() const;
-  /// Prints which texts were not converted, and the listing that the options ask for: of the trees and of other paths.
+  /// For people: prints what was left out, which texts were not converted, and the listing that the options ask for.
+  /// The listing is of the trees and of other paths.
   void print(std::vector<SourceTree const*> const& trees, Output& out,
              std::vector<std::u16string> const& others = {}) const;
+  /// For programs: one object with the totals, the same, and with --verbose or --dry-run the entries.
+  void printDocument(std::vector<SourceTree const*> const& trees, StoredTotals const& totals, Output& out,
+                     std::vector<std::u16string> const& others = {}) const;
+  /// The members of that object that name what is not as it was on the disk.
+  void addOmissions(JsonObject& document, std::vector<SourceTree const*> const& trees) const;
 
  private:
   using TextFinding = opc::ztservices::TextFinding;
 
   void note(SourceTree const& source, std::u16string const& path, TextFinding const& finding);
   void printText(std::vector<std::u16string> const& paths, Output& out) const;
-  void printJson(std::vector<std::u16string> const& paths, Output& out) const;
+  std::string json(std::u16string const& path) const;
 
   StoringOptions options_;
   std::string command_;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <iostream>
 #include <iterator>
@@ -15,6 +16,7 @@
 #include <vector>
 
 #include "cli/Amounts.hpp"
+#include "cli/Json.hpp"
 #include "cli/Process.hpp"
 #include "commands/Commands.hpp"
 #include "commands/Storing.hpp"
@@ -191,6 +193,7 @@ std::vector<Report> extract(FileSystemManager& manager, std::u16string const& ro
 
 /// Prints the contents of files, one after the other. What cannot be read is left out.
 void printContents(UnpackOptions const& options, Output& out) {
+  Stopwatch const watch;
   auto const package = openFileSystem(options.package);
   FileSystemManager manager(*package);
   enableDecryption(manager, options.key, options.package);
@@ -213,31 +216,57 @@ void printContents(UnpackOptions const& options, Output& out) {
   });
   out.close();
   if (!problems.empty()) throw Failure(std::move(problems));
+  if (!options.json) return;
+  auto const count = std::ranges::count_if(leaves, [](Leaf const& leaf) { return leaf.entry.isFile(); });
+  JsonObject document;
+  document.add("files", static_cast<std::uint64_t>(count)).add("seconds", watch.elapsed());
+  document.printBesideData();
 }
 
-void printPaths(Leaves const& leaves, Output& out) {
+std::vector<std::u16string> sortedPaths(Leaves const& leaves) {
   std::vector<std::u16string> paths;
   paths.reserve(leaves.size());
   for (Leaf const& leaf : leaves) paths.push_back(leaf.path);
   std::ranges::sort(paths);
-  for (std::u16string const& path : paths) {
-    out.printName(path);
-    out.print("\n");
-  }
-  out.close();
+  return paths;
 }
 
-void printSummary(Leaves const& leaves, ExtractionPlan const& plan, std::optional<std::size_t> removed,
-                  Progress const& progress) {
+Entries entriesOf(Leaves const& leaves, Progress const& progress) {
   auto const count = [&](bool (FileSystemEntry::*kind)() const) {
     return static_cast<std::size_t>(
         std::ranges::count_if(leaves, [&](Leaf const& leaf) { return (leaf.entry.*kind)(); }));
   };
-  Entries const extracted{count(&FileSystemEntry::isFile), count(&FileSystemEntry::isFolder),
-                          count(&FileSystemEntry::isLink), progress.done().bytes};
-  std::cerr << "extracted " << entriesText(extracted, "empty folder") << " from " << sizeText(plan.stored)
-            << " stored, " << (removed ? "removed " + counted(*removed, "path") + ", " : "")
-            << secondsText(progress.elapsed()) << '\n';
+  return {count(&FileSystemEntry::isFile), count(&FileSystemEntry::isFolder), count(&FileSystemEntry::isLink),
+          progress.done().bytes};
+}
+
+/// What was extracted, for people and for programs.
+struct Extracted {
+  Leaves const& leaves;
+  std::uint64_t storedBytes;
+  std::optional<std::size_t> removed;  ///< absent without --delete
+  std::vector<std::string> warnings;
+};
+
+void printDocument(Extracted const& extracted, UnpackOptions const& options, Progress const& progress, Output& out) {
+  JsonObject document;
+  addTo(document, entriesOf(extracted.leaves, progress));
+  document.add("storedBytes", extracted.storedBytes).add("removed", std::uint64_t{extracted.removed.value_or(0)});
+  document.add("seconds", progress.elapsed()).add("warnings", extracted.warnings);
+  if (options.verbose) document.add("entries", sortedPaths(extracted.leaves));
+  document.print(out);
+}
+
+void print(Extracted const& extracted, UnpackOptions const& options, Progress const& progress, Output& out) {
+  if (options.json) return printDocument(extracted, options, progress, out);
+  if (options.verbose)
+    for (std::u16string const& path : sortedPaths(extracted.leaves)) out.printName(path), out.print("\n");
+  out.close();
+  for (std::string const& warning : extracted.warnings) std::cerr << "ztpkg: unpack: " << warning << '\n';
+  if (options.quiet) return;
+  std::string const removed = extracted.removed ? "removed " + counted(*extracted.removed, "path") + ", " : "";
+  std::cerr << "extracted " << entriesText(entriesOf(extracted.leaves, progress), "empty folder") << " from "
+            << sizeText(extracted.storedBytes) << " stored, " << removed << secondsText(progress.elapsed()) << '\n';
 }
 
 }  // namespace
@@ -276,10 +305,10 @@ void unpack(UnpackOptions const& options, Output& out) {
   std::optional<std::size_t> removed;
   if (options.removesExtra && problems.empty()) removed = removeExtra(manager, destination, root, selection, options);
   progress.finish();
-  if (options.verbose) printPaths(leaves, out);
-  for (std::string const& warning : destination.warnings()) std::cerr << "ztpkg: unpack: " << warning << '\n';
-  if (!options.quiet) printSummary(leaves, plan, removed, progress);
-  if (!problems.empty()) throw Failure(std::move(problems));
+  print({leaves, plan.stored, removed, destination.warnings()}, options, progress, out);
+  if (problems.empty()) return;
+  out.close();
+  throw Failure(std::move(problems));
 }
 
 }  // namespace ztpkg

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -90,23 +91,44 @@ ForwardingOps::Paths storedAnew(Differences const& differences) {
   return paths;
 }
 
+/// How many entries change in which way.
+struct ChangeCounts {
+  explicit ChangeCounts(Differences const& differences) {
+    for (Difference const& difference : differences)
+      ++(difference.change == Change::Added ? added : difference.change == Change::Deleted ? removed : changed);
+  }
+  std::size_t added = 0, changed = 0, removed = 0;
+};
+
 void print(Differences const& differences, UpdateOptions const& options, Output& out) {
   using Form = DifferenceListing::Form;
   if (!options.isListing()) return;
-  DifferenceListing listing(options.json ? Form::Json : (options.verbose ? Form::DetailedLines : Form::Lines), out);
+  DifferenceListing listing(options.verbose ? Form::DetailedLines : Form::Lines, out);
   for (Difference const& difference : differences) listing.print(difference);
   listing.finish();
 }
 
 void printSummary(Differences const& differences, std::u16string const& package, Progress const& progress) {
-  auto const count = [&](auto const& isCounted) {
-    return static_cast<std::size_t>(std::ranges::count_if(differences, isCounted, &Difference::change));
-  };
-  std::size_t const added = count([](Change change) { return change == Change::Added; });
-  std::size_t const deleted = count([](Change change) { return change == Change::Deleted; });
-  std::cerr << "added " << counted(added, "path") << ", changed " << differences.size() - added - deleted
-            << ", removed " << deleted << ", the package now has " << sizeText(sizeOfFile(package)) << ", "
+  ChangeCounts const counts(differences);
+  std::cerr << "added " << counted(counts.added, "path") << ", changed " << counts.changed << ", removed "
+            << counts.removed << ", the package now has " << sizeText(sizeOfFile(package)) << ", "
             << secondsText(progress.elapsed()) << '\n';
+}
+
+void printDocument(Differences const& differences, Storing const& storing, SourceTree const& source,
+                   UpdateOptions const& options, Progress const& progress, Output& out) {
+  ChangeCounts const counts(differences);
+  JsonObject document;
+  document.add("added", std::uint64_t{counts.added}).add("changed", std::uint64_t{counts.changed});
+  document.add("removed", std::uint64_t{counts.removed}).add("bytes", progress.done().bytes);
+  document.add("packageBytes", sizeOfFile(fromArgument(options.package))).add("seconds", progress.elapsed());
+  storing.addOmissions(document, {&source});
+  if (!options.verbose && !options.dryRun) return document.print(out);
+  std::string const text = document.text();
+  out.print(text.substr(0, text.size() - 1) + ",\"changes\":");
+  DifferenceListing listing(DifferenceListing::Form::Json, out);
+  for (Difference const& difference : differences) listing.print(difference);
+  listing.finish("}\n");
 }
 
 void apply(Differences const& differences, EditedFileSystem& edited, SourceTree& source, TreeInTurn& selector,
@@ -143,18 +165,17 @@ void updateOnce(UpdateOptions const& options, Output& out) {
   Progress progress(options.progress && !options.quiet);
   SourceTree source(disk, existingDirectory(fromArgument(options.directory)),
                     directoryRules(options, options.package, options.directory), progress);
-  try {
-    source.survey();
-  } catch (Failure const& failure) {
-    throwWithAdvice(failure);
-  }
+  surveyWithAdvice(source);
   Differences const differences = differencesOf(edited.manager(), source, options, progress);
   if (!options.dryRun && !differences.empty()) apply(differences, edited, source, selector, options, storing, progress);
   progress.finish();
-  if (!options.quiet) printLeftOut(source, "update");
-  storing.print({&source}, out);
-  print(differences, options, out);
-  if (!options.quiet && !options.dryRun) printSummary(differences, fromArgument(options.package), progress);
+  if (options.json) {
+    printDocument(differences, storing, source, options, progress, out);
+  } else {
+    storing.print({&source}, out);
+    print(differences, options, out);
+    if (!options.quiet && !options.dryRun) printSummary(differences, fromArgument(options.package), progress);
+  }
   closeAndThrowFaults({&source}, out);
 }
 

@@ -27,6 +27,34 @@ bool differ(std::optional<Value> const& a, std::optional<Value> const& b) {
 /// A time that only the disk can hold is another one.
 bool hasOtherTime(TreeItem const& ours, TreeItem const& theirs) { return ours.time && ours.time != theirs.time; }
 
+std::u16string pathFromRoot(FileSystemEntry const& entry) {
+  std::u16string path = entry.getPathName();
+  if (!path.starts_with(u'/')) path.insert(0, 1, u'/');
+  return path;
+}
+
+bool isSlashless(FileSystemEntry const& entry) { return !entry.getPathName().starts_with(u'/'); }
+
+bool hasSlashlessPaths(FileSystemManager const& manager) {
+  bool any = false;
+  manager.visitLeafs([&](FileSystemEntry const& entry) { any = any || isSlashless(entry); });
+  return any;
+}
+
+/// By code units of their paths from the root; a folder that is named both with the slash and without it once.
+std::vector<FileSystemEntry> entriesFromRoot(FileSystemManager const& manager) {
+  std::vector<FileSystemEntry> entries;
+  manager.visitEntries([&](FileSystemEntry const& entry) { entries.push_back(entry); });
+  if (std::ranges::none_of(entries, isSlashless)) return entries;  // they are in order
+  std::ranges::stable_sort(entries, {}, pathFromRoot);
+  auto const isSameFolder = [](FileSystemEntry const& a, FileSystemEntry const& b) {
+    return a.isFolder() && b.isFolder() && pathFromRoot(a) == pathFromRoot(b);
+  };
+  auto const [first, last] = std::ranges::unique(entries, isSameFolder);
+  entries.erase(first, last);
+  return entries;
+}
+
 /// A comparison under way.
 class Comparison {
  public:
@@ -35,18 +63,22 @@ class Comparison {
       : manager_(manager), other_(other), rules_(rules), visit_(visit) {}
 
   void run() {
-    manager_.visitEntries([this](FileSystemEntry const& entry) {
-      throwIfInterrupted();
-      meet(entry);
-    });
+    if (rules_.slashless == SlashlessPaths::FromRoot && hasSlashlessPaths(manager_))
+      for (FileSystemEntry const& entry : entriesFromRoot(manager_)) meet(entry, pathFromRoot(entry));
+    else
+      manager_.visitEntries([this](FileSystemEntry const& entry) { meet(entry, checkedPath(entry)); });
     while (next_ < other_.count()) add();
   }
 
  private:
-  void meet(FileSystemEntry const& entry) {
-    std::u16string const path = entry.getPathName();
-    if (!path.starts_with(u'/'))
-      throw Failure(Report{Exit::Package, "bad-name", shown(path) + " does not begin with a slash", path});
+  static std::u16string checkedPath(FileSystemEntry const& entry) {
+    std::u16string path = entry.getPathName();
+    if (path.starts_with(u'/')) return path;
+    throw Failure(Report{Exit::Package, "bad-name", shown(path) + " does not begin with a slash", path});
+  }
+
+  void meet(FileSystemEntry const& entry, std::u16string const& path) {
+    throwIfInterrupted();
     while (next_ < other_.count() && other_.pathOf(next_) < path) add();
     bool const isInBoth = next_ < other_.count() && other_.pathOf(next_) == path;
     if (isWanted(path)) isInBoth ? compare(entry, path) : visit_({Change::Deleted, path, kindOf(entry)});
@@ -165,9 +197,9 @@ bool DirectoryTree::hasSameContent(FileSystemManager& manager, FileSystemEntry c
   return manager.hasContent(file, input);
 }
 
-PackageTree::PackageTree(FileSystemManager& manager) : manager_(manager) {
-  manager.visitEntries([this](FileSystemEntry const& entry) { entries_.push_back(entry); });
-}
+PackageTree::PackageTree(FileSystemManager& manager) : manager_(manager), entries_(entriesFromRoot(manager)) {}
+
+std::u16string PackageTree::pathOf(std::size_t index) const { return pathFromRoot(entries_[index]); }
 
 TreeItem PackageTree::itemAt(std::size_t index) { return itemOf(manager_, entries_[index]); }
 

@@ -72,13 +72,13 @@ class DirectoryTree final : public OtherTree {
   std::vector<Place> places_;
 };
 
-/// The file system of another package (borrowed).
+/// The file system of another package (borrowed); its paths begin with a slash, also where the manifest has none.
 class PackageTree final : public OtherTree {
  public:
   explicit PackageTree(opc::ztservices::FileSystemManager& manager);
 
   std::size_t count() const override { return entries_.size(); }
-  std::u16string pathOf(std::size_t index) const override { return entries_[index].getPathName(); }
+  std::u16string pathOf(std::size_t index) const override;
   TreeItem itemAt(std::size_t index) override;
   bool hasSameContent(opc::ztservices::FileSystemManager& manager, opc::ztservices::FileSystemEntry const& file,
                       std::size_t index) override;
@@ -102,6 +102,11 @@ struct Difference {
   bool hasOtherContent = false;
 };
 
+/// What a comparison does with entries whose paths do not begin with a slash, as manifests of other makers may have
+/// them: throw Failure (bad-name), because such an entry has no path that a tree on the disk could change, or take the
+/// path from the root.
+enum class SlashlessPaths { Refuse, FromRoot };
+
 struct ComparisonRules {
   /// Compares contents too; otherwise files of one size and time are taken for equal.
   bool readContents = false;
@@ -109,6 +114,7 @@ struct ComparisonRules {
   std::function<bool(std::u16string const& path)> isWanted = {};
   /// Whether the size of a file says nothing, because it was converted when it was stored; empty for none.
   std::function<bool(std::u16string const& path)> isConverted = {};
+  SlashlessPaths slashless = SlashlessPaths::Refuse;
 };
 
 /// Finds what makes the package another tree than `other`, in order of path. The visitor must not change the package.

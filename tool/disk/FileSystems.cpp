@@ -38,13 +38,16 @@ bool hasFileSystem(Package const& package) {
          !package.getRelationshipsByType(FileSystemManager::getRelationshipTypeV1()).empty();
 }
 
+void requireFileSystem(Package const& package, std::string const& path) {
+  if (hasFileSystem(package)) return;
+  std::u16string const name = fromArgument(path);
+  std::string const message = shown(name) + " is a package without a file system ('ztpkg info' describes it)";
+  throw Failure(Report{Exit::Package, "no-file-system", message, name});
+}
+
 std::unique_ptr<Package> openFileSystem(std::string const& path, AccessMode mode, bool force) {
   auto package = openPackage(path, mode, force);
-  if (!hasFileSystem(*package)) {
-    std::u16string const name = fromArgument(path);
-    std::string const message = shown(name) + " is a package without a file system ('ztpkg info' describes it)";
-    throw Failure(Report{Exit::Package, "no-file-system", message, name});
-  }
+  requireFileSystem(*package, path);
   return package;
 }
 

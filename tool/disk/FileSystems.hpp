@@ -21,6 +21,8 @@ std::unique_ptr<opc::model::Package> openPackage(std::string const& path, Access
                                                  bool force = false);
 
 bool hasFileSystem(opc::model::Package const& package);
+/// Failure for a package without a file system; `path` is the user's text.
+void requireFileSystem(opc::model::Package const& package, std::string const& path);
 
 /// The same for a package that must have a file system; Failure if it has none.
 std::unique_ptr<opc::model::Package> openFileSystem(std::string const& path, AccessMode mode = AccessMode::ReadOnly,

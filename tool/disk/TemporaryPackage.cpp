@@ -29,7 +29,7 @@ std::string temporaryFolder() {
 }
 
 void checkPackageOutput(bool printsText) {
-  if (printsText) throwUsage("PACKAGE -: --verbose and --json have no place to print to");
+  if (printsText) throwUsage("PACKAGE -: --verbose has no place to print to");
   if (isatty(STDOUT_FILENO) == 1) throwUsage("PACKAGE -: standard output is a terminal");
 }
 

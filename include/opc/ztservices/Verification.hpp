@@ -16,6 +16,14 @@ namespace opc::ztservices {
 /// Reads the whole part in constant memory. Throws what model::Part::getInputStream() and its stream throw.
 ZT_API std::string digestPart(model::Part const& part);
 
+/// A digest of what a part says that is an XML document: two documents have the same one if they differ in form alone.
+/// The order of attributes, prefixes, namespace declarations, empty-element tags, character references, CDATA sections,
+/// the encoding, comments, processing instructions and xsi:schemaLocation do not count, nor does white space between
+/// two tags, unless xml:space keeps it or no element lies between them. The value has no other meaning. Reads the part
+/// as a stream. Throws model::InvalidXMLDocument for a part that is no XML document, that has a document type, or that
+/// exceeds the limits of the library's reader; otherwise what model::Part::getInputStream() and its stream throw.
+ZT_API std::string digestXml(model::Part const& part);
+
 /// Limits and the key for verifyPackage(). A value, apart from the borrowed key.
 struct VerificationOptions {
   model::OpenOptions limits{};          ///< as for Package::open(); exceeding one of them is a fault
