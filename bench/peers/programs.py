@@ -50,9 +50,21 @@ OTHERS = {
 AGE_WRITER = {"tar | age": "tar -cf - . | age -r $(cat {work}/recipient) -o {archive}"}
 AGE_READER = {"age | tar": "mkdir out && age -d -i {work}/identity {work}/tree.age | tar -xf - -C out"}
 
+COMPRESSING_SEALERS = {
+    "tar | gzip | age": "tar -cf - . | gzip | age -r $(cat {work}/recipient) -o {archive}",
+    "7z -mhe": "7z a -mx1 -psecret -mhe=on -bso0 -bsp0 {archive}.7z . && mv {archive}.7z {archive}",
+}
+COMPRESSED_READERS = {
+    "age | gzip | tar": "mkdir out && age -d -i {work}/identity {work}/tree.age | tar -xzf - -C out",
+    "7z -mhe": "7z x -psecret -bso0 -bsp0 -oout {work}/tree.7z",
+}
+
 ZIPPED = "rm -f {zip} {work}/tree.ztp; (cd {source} && zip -qr {zip} .); {ztpkg} pack -q {source} {work}/tree.ztp"
 SEALED = ("rm -f {work}/tree.*; {ztpkg} pack -q -k {work}/key {source} {work}/tree.ztp; "
           "(cd {source} && tar -cf - . | age -r $(cat {work}/recipient) -o {work}/tree.age)")
+COMPRESSED = ("rm -f {work}/tree.*; {ztpkg} pack -q -k {work}/key --compress {source} {work}/tree.ztp; (cd {source} && "
+              "tar -czf - . | age -r $(cat {work}/recipient) -o {work}/tree.age; "
+              "7z a -mx1 -psecret -mhe=on -bso0 -bsp0 {work}/tree.7z .)")
 
 
 def trees():
@@ -104,13 +116,22 @@ def million():
                basis="{ztpkg} unpack -q {work}/small.ztp out")
 
 
+def sealed():
+    """Contents that are compressed and then encrypted."""
+    yield Work("pack with key, compressed", "A", "{ztpkg} pack -q -k {work}/key --compress . {archive}",
+               COMPRESSING_SEALERS, .6, in_source=True)
+    yield Work("unpack with key, compressed", "A", "{ztpkg} unpack -q -k {work}/key {work}/tree.ztp out",
+               COMPRESSED_READERS, 1.0, before=COMPRESSED)
+
+
 def others():
     """Programs of other formats, for orientation."""
     for corpus in "ABC":
         yield Work("pack, other formats", corpus, "{ztpkg} pack -q . {archive}", OTHERS, 0, in_source=True)
 
 
-SUITES = {"trees": trees, "entries": many_entries, "long": long_text, "million": million, "others": others}
+SUITES = {"trees": trees, "entries": many_entries, "long": long_text, "million": million, "sealed": sealed,
+          "others": others}
 
 
 def install():

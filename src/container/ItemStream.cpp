@@ -229,14 +229,15 @@ class InflatingStream final : public VerifiedStream {
 /// Inflates another stream up to its end.
 class InflatedStream final : public InputStream {
  public:
-  InflatedStream(InputStream& deflated, std::string name)
-      : deflated_(deflated), name_(std::move(name)), input_(kInputBuffer), output_(kInputBuffer) {}
+  InflatedStream(InputStream& deflated, std::string name, std::optional<std::uint64_t> size)
+      : deflated_(deflated), name_(std::move(name)), size_(size), input_(kInputBuffer), output_(kInputBuffer) {}
 
   void reset() override {
     deflated_.clear();
     deflated_.reset();
     inflater_.restart();
     from_ = to_ = 0;
+    inflated_ = 0;
   }
   std::size_t read(void* buffer, std::size_t count) override {
     if (count == 0 || isEnd()) return 0;
@@ -260,6 +261,9 @@ class InflatedStream final : public InputStream {
     if (!sound || (produced == 0 && isAtEnd && !inflater_.isEnd())) throw invalidItem(name_, fault::kDamagedData);
     if (inflater_.isEnd() && (!inflater_.needsInput() || !deflated_.isEnd()))
       throw invalidItem(name_, fault::kLeftOver);
+    inflated_ += produced;
+    if (size_ && (inflated_ > *size_ || (inflater_.isEnd() && inflated_ < *size_)))
+      throw invalidItem(name_, fault::kWrongLength);
     to_ = produced;
   }
 
@@ -271,6 +275,8 @@ class InflatedStream final : public InputStream {
 
   InputStream& deflated_;
   std::string name_;
+  std::optional<std::uint64_t> size_;
+  std::uint64_t inflated_ = 0;
   Inflater inflater_;
   Buffer input_;
   Buffer output_;
@@ -353,8 +359,8 @@ bool inflateExactly(std::span<unsigned char const> stored, std::span<unsigned ch
   return result == LIBDEFLATE_SUCCESS && used == stored.size() && produced == content.size();
 }
 
-std::unique_ptr<InputStream> openDeflated(InputStream& deflated, std::string name) {
-  return std::make_unique<InflatedStream>(deflated, std::move(name));
+std::unique_ptr<InputStream> openDeflated(InputStream& deflated, std::string name, std::optional<std::uint64_t> size) {
+  return std::make_unique<InflatedStream>(deflated, std::move(name), size);
 }
 
 std::unique_ptr<InputStream> startingAt(std::uint64_t offset, std::unique_ptr<InputStream> stream) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -64,9 +65,11 @@ std::unique_ptr<InputStream> openItem(ItemFacts facts, StoredBytes source, Chunk
 /// back to there.
 std::unique_ptr<InputStream> startingAt(std::uint64_t offset, std::unique_ptr<InputStream> stream);
 
-/// The content of a deflate stream whose length is not known. Borrows the stream, which holds nothing else. Reads throw
-/// InvalidItem, which names `name`, for damaged data, a missing end, and bytes behind the end.
-std::unique_ptr<InputStream> openDeflated(InputStream& deflated, std::string name);
+/// The content of a deflate stream. Borrows the stream, which holds nothing else. Reads throw InvalidItem, which names
+/// `name`, for damaged data, a missing end, and bytes behind the end; where `size` is given, also for a content of
+/// another size, of which they deliver no byte behind that size.
+std::unique_ptr<InputStream> openDeflated(InputStream& deflated, std::string name,
+                                          std::optional<std::uint64_t> size = {});
 
 /// Inflates a whole deflate stream into a content of known size. False for damaged data.
 bool inflateExactly(std::span<unsigned char const> stored, std::span<unsigned char> content);

@@ -162,6 +162,11 @@ void Package::setCompressionLevel(CompressionLevel level) {
 
 CompressionLevel Package::getCompressionLevel() const { return state().level; }
 
-void Package::setCompressionThreads(unsigned count) { state().contents.store().setThreads(count); }
+void Package::setCompressionThreads(unsigned count) {
+  state().contents.store().setThreads(count);
+  state().threads = count;
+}
+
+unsigned Package::getCompressionThreads() const { return state().threads; }
 
 }  // namespace opc::model

@@ -84,6 +84,7 @@ class PackageState {
   bool isSaving = false;
   bool isGone = false;  // the Package object is destroyed, so nothing can be saved any more
   CompressionLevel level = CompressionLevel::Default;
+  unsigned threads = 0;  // that compress parts
 
   detail::MediaTypePool types;
   detail::TextPool texts;

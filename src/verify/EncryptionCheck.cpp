@@ -53,6 +53,8 @@ EncryptionCheck::EncryptionCheck(PackageCheck const& package, Bytes const* key)
     : package_(package), isAuthentic_(package.parts().size()) {
   if (!key) return;
   decryptor_ = std::make_shared<CryptoDecryptor>(*key);
+  names_ = std::make_shared<CryptoDigestEngine>(*key);
+  names_->initialize(kDigestAlgorithm);
   message_.emplace(decryptor_->getKey(kEncryptionAlgorithm));
   partOf_.assign(package.itemCount(), kNone);
   for (CheckedPart const& part : package.parts())
@@ -99,6 +101,11 @@ std::uint64_t EncryptionCheck::countAuthentic() const {
 std::unique_ptr<InputStream> EncryptionCheck::open(CheckedPart const& part) const {
   auto stored = std::make_unique<StoredPart>(*part.type->value, package_.open(part));
   return std::make_unique<OwningStream>(decrypted(std::move(stored), decryptor_, part.name()));
+}
+
+UsualNames EncryptionCheck::namesLeftOut(CheckedPart const& manifest) const {
+  bool const leavesOut = names_ && isEncrypted(manifest) && isMarkedCompressed(*manifest.type->value);
+  return leavesOut ? contentNames(names_) : UsualNames();
 }
 
 std::size_t EncryptionCheck::numberOf(CheckedPart const& part) const {

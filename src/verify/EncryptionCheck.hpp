@@ -8,9 +8,11 @@
 #include <span>
 #include <vector>
 
+#include "crypto/CryptoAdapters.hpp"
 #include "crypto/CryptoInterfaces.hpp"
 #include "crypto/InlineIVCheck.hpp"
 #include "opc/Streams.hpp"
+#include "services/tree/FileSystemManifest.hpp"
 #include "verify/PackageCheck.hpp"
 
 namespace opc::ztservices {
@@ -37,6 +39,8 @@ class EncryptionCheck {
   std::uint64_t countAuthentic() const;
   /// The content of a part that is authentic.
   std::unique_ptr<InputStream> open(CheckedPart const& part) const;
+  /// The names that such a manifest leaves out; empty for one that leaves none out.
+  UsualNames namesLeftOut(CheckedPart const& manifest) const;
 
  private:
   static constexpr std::uint32_t kNone = UINT32_MAX;
@@ -45,7 +49,8 @@ class EncryptionCheck {
   bool isAuthenticInPieces(CheckedPart const& part);
 
   PackageCheck const& package_;
-  std::shared_ptr<IDecryptor> decryptor_;  // null without a key
+  std::shared_ptr<IDecryptor> decryptor_;      // null without a key, as is
+  std::shared_ptr<CryptoDigestEngine> names_;  // this one, which names contents
   std::optional<InlineIVCheck> message_;
   std::uint32_t item_ = kNone;         // whose bytes the message has
   std::vector<std::uint32_t> partOf_;  // of each item that is an encrypted part: its number; none without a key

@@ -39,6 +39,7 @@ inline constexpr char kTruncatedEncryption[] = "truncated-encryption";
 inline constexpr char kShrunkEncryption[] = "shrunk-encryption";
 inline constexpr char kNotAuthentic[] = "not-authentic";
 inline constexpr char kPlainContent[] = "plain-content";
+inline constexpr char kChangedMark[] = "changed-mark";
 inline constexpr char kInvalidCipherData[] = "invalid-cipher-data";
 
 inline constexpr char kMoreFaults[] = "more-faults";

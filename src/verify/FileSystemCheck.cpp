@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -31,8 +32,8 @@ FileSystemNodeType typeOf(std::u16string const& type) {
 
 class Handler final : public model::XmlContentHandler {
  public:
-  Handler(std::function<void(ManifestEntry)> const& take, EntryFaultSink const& reportFault)
-      : take_(take), reportFault_(reportFault) {}
+  Handler(std::function<void(ManifestEntry)> const& take, EntryFaultSink const& reportFault, UsualNames const& leftOut)
+      : take_(take), reportFault_(reportFault), reader_(tree_, leftOut) {}
 
   void startElement(std::u16string_view namespaceURI, std::u16string_view localName,
                     model::XmlAttributes const& attributes) override {
@@ -44,7 +45,16 @@ class Handler final : public model::XmlContentHandler {
     } catch (Exception const& fault) {
       return reportFault_(isThere ? code::kDuplicateEntry : code::kInvalidEntry, name, fault.what());
     }
-    take_({typeOf(text(attributes, manifest::kType)), name, text(attributes, manifest::kContent)});
+    FileSystemNodeType const type = typeOf(text(attributes, manifest::kType));
+    bool const isFile = type == FileSystemNodeType::File;
+    entry_ = {type, name, isFile ? tree_.getNode(name).content : text(attributes, manifest::kContent), {}};
+  }
+  void characters(std::u16string_view text) override { reader_.characters(text); }
+  void endElement(std::u16string_view namespaceURI, std::u16string_view localName) override {
+    reader_.endElement(namespaceURI, localName);
+    if (!entry_) return;
+    entry_->deflatedFrom = tree_.deflatedFrom(entry_->path);
+    take_(*std::exchange(entry_, std::nullopt));
   }
 
  private:
@@ -56,7 +66,8 @@ class Handler final : public model::XmlContentHandler {
   std::function<void(ManifestEntry)> const& take_;
   EntryFaultSink const& reportFault_;
   FileSystemTree tree_;
-  ManifestReader reader_{tree_};
+  ManifestReader reader_;
+  std::optional<ManifestEntry> entry_;  // being read, without a fault so far
 };
 
 using model::detail::wideName;
@@ -80,9 +91,9 @@ bool isEncrypted(CheckedPart const& part) { return EncryptionCheck::isEncrypted(
 }  // namespace
 
 void readManifestEntries(InputStream& input, std::function<void(ManifestEntry)> const& take,
-                         EntryFaultSink const& reportFault) {
+                         EntryFaultSink const& reportFault, UsualNames const& leftOut) {
   model::XmlStreamReader reader(model::loadXmlGrammars({kManifestSchemaV1, kManifestSchema}));
-  Handler handler(take, reportFault);
+  Handler handler(take, reportFault, leftOut);
   reader.read(input, handler);
 }
 
@@ -139,7 +150,8 @@ bool FileSystemCheck::read(CheckedPart const& manifest) {
         *input, [&](ManifestEntry const& entry) { take(entry, isVersion1); },
         [&](char const* code, std::u16string const& path, std::string const& what) {
           faults_.add(code, path, shown(path) + ": " + what);
-        });
+        },
+        encryption_.namesLeftOut(manifest));
     return true;
   } catch (Exception const& fault) {
     if (fault.getErrorCode()) throw;
@@ -184,6 +196,10 @@ void FileSystemCheck::checkContent(ManifestEntry const& entry, bool isVersion1) 
   if (isDecrypted_ && !isEncrypted(*part))
     faults_.add(code::kPlainContent, entry.path,
                 shown(entry.path) + ": its contents are not encrypted, as the manifest is: " + shown(entry.content));
+  else if (isEncrypted(*part) && isMarkedCompressed(*part->type->value) != entry.deflatedFrom.has_value())
+    faults_.add(code::kChangedMark, entry.path,
+                shown(entry.path) +
+                    ": its contents are not compressed and encrypted as the manifest says: " + shown(entry.content));
 }
 
 /// Nothing may stand below a file or link. The message names the highest file or link above.

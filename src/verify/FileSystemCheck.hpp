@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,8 @@ namespace opc::ztservices {
 struct ManifestEntry {
   FileSystemNodeType type;
   std::u16string path;
-  std::u16string content;  // part of a file, target of a link (in version 1: the part that holds it)
+  std::u16string content;                     // part of a file, target of a link (in version 1: the part that holds it)
+  std::optional<std::uint64_t> deflatedFrom;  // as FileSystemNode has it
 };
 
 /// Receives a code, the path as it is written, and a description of the fault.
@@ -28,7 +30,7 @@ using EntryFaultSink = std::function<void(char const* code, std::u16string const
 /// Throws InvalidXMLDocument for a document that is not well formed or not valid, after everything in front of the
 /// fault has been reported.
 void readManifestEntries(InputStream& input, std::function<void(ManifestEntry)> const& take,
-                         EntryFaultSink const& reportFault);
+                         EntryFaultSink const& reportFault, UsualNames const& leftOut = {});
 
 /// Checks the manifest of a file system by itself and against the parts. A package without one has no faults here.
 class FileSystemCheck {

@@ -23,6 +23,7 @@
 #include "opc/ztservices/FileSystem.hpp"
 #include "package/PackageReader.hpp"
 #include "package/PartNameRules.hpp"
+#include "services/tree/EncryptedContent.hpp"
 #include "services/tree/FileSystemManifest.hpp"
 #include "verify/EncryptionCheck.hpp"
 #include "verify/FaultList.hpp"
@@ -154,6 +155,7 @@ bool Repairer::write(std::u16string const& name, model::ContentType const& type,
     return false;
   }
   saved_.all.insert(name);
+  if (isMarkedCompressed(type)) saved_.compressed.insert(name);
   ++report_.parts;
   report_.bytes += part.getSize();
   return true;
@@ -190,7 +192,7 @@ void Repairer::saveManifest(CheckedPart const* manifest) {
 void Repairer::repairTree(CheckedPart const& manifest, InputStream& content, ManifestOutcome outcome,
                           EntryTrust trust) {
   RepairedTree tree;
-  bool const isWhole = tree.read(content);
+  bool const isWhole = tree.read(content, encryption_.namesLeftOut(manifest));
   report_.manifest = isWhole ? outcome : tree.isEmpty() ? ManifestOutcome::Lost : ManifestOutcome::Partial;
   // The entries of version 1 have parts of any name, so that nothing tells which contents belong to none.
   tree.settle(trust, saved_, report_);

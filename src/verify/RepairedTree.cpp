@@ -24,7 +24,7 @@ constexpr std::u16string_view kLostAndFound = u"/lost+found";
 /// Reads entries and skips those that break the rules.
 class LenientManifest final : public model::XmlContentHandler {
  public:
-  explicit LenientManifest(FileSystemTree& tree) : reader_(tree) {}
+  LenientManifest(FileSystemTree& tree, UsualNames const& leftOut) : reader_(tree, leftOut) {}
 
   void startElement(std::u16string_view namespaceURI, std::u16string_view localName,
                     model::XmlAttributes const& attributes) override {
@@ -33,6 +33,10 @@ class LenientManifest final : public model::XmlContentHandler {
     } catch (Exception const&) {
       isWhole_ = false;
     }
+  }
+  void characters(std::u16string_view text) override { reader_.characters(text); }
+  void endElement(std::u16string_view namespaceURI, std::u16string_view localName) override {
+    reader_.endElement(namespaceURI, localName);
   }
   bool isWhole() const { return isWhole_; }
 
@@ -78,9 +82,9 @@ std::u16string placeOf(std::u16string const& part) {
 
 }  // namespace
 
-bool RepairedTree::read(InputStream& manifest) {
+bool RepairedTree::read(InputStream& manifest, UsualNames const& leftOut) {
   model::XmlStreamReader reader(model::loadXmlGrammars({kManifestSchemaV1, kManifestSchema}));
-  LenientManifest handler(read_);
+  LenientManifest handler(read_, leftOut);
   try {
     reader.read(manifest, handler);
     return handler.isWhole();
@@ -120,16 +124,18 @@ void RepairedTree::settle(EntryTrust trust, SavedParts const& saved, RepairRepor
   for (std::u16string const& part : saved.all)
     if (part.starts_with(std::u16string(kContentFolder) + u"/") && !named.contains(part) &&
         !saved.targets.contains(part))
-      addFound(part, report);
+      addFound(part, saved.compressed.contains(part), report);
 }
 
 /// Numbers tell apart paths that part names stand for twice.
-void RepairedTree::addFound(std::u16string const& part, RepairReport& report) {
+void RepairedTree::addFound(std::u16string const& part, bool isCompressed, RepairReport& report) {
   std::u16string const place = placeOf(part);
   std::u16string path = place;
   for (std::size_t number = 1; kept_.hasNode(path) || !kept_.hasOnlyFoldersAbove(path); ++number)
     path = std::u16string(kLostAndFound) + u"-" + toString(std::to_string(number)) + place.substr(kLostAndFound.size());
-  kept_.insertNode(makeFileNode(path, part, kUnknownPermissions, {}));
+  FileSystemNode node = makeFileNode(path, part, kUnknownPermissions, {});
+  if (isCompressed) node.deflatedFrom = kUnknownSize;
+  kept_.insertNode(node);
   report.found.push_back({part, path});
   hasChanged_ = true;
 }

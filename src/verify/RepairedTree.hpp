@@ -8,6 +8,7 @@
 
 #include "opc/Streams.hpp"
 #include "opc/ztservices/Repair.hpp"
+#include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/FileSystemTree.hpp"
 
 namespace opc::ztservices {
@@ -21,14 +22,15 @@ enum class EntryTrust {
 /// The parts that a repair has saved, by name.
 struct SavedParts {
   std::set<std::u16string> all;
-  std::set<std::u16string> targets;  ///< those that relationships of the package lead to
+  std::set<std::u16string> compressed;  ///< those that are compressed and encrypted
+  std::set<std::u16string> targets;     ///< those that relationships of the package lead to
 };
 
 /// The entries of a file system that is being repaired.
 class RepairedTree {
  public:
   /// Reads a manifest to its end or its first fault. Returns whether it reached the end.
-  bool read(InputStream& manifest);
+  bool read(InputStream& manifest, UsualNames const& leftOut = {});
   /// Drops the entries that are not certain, and files whose contents are not among the parts that were saved; the
   /// report lists them. Then adds entries for the contents among these parts that belong to none.
   void settle(EntryTrust trust, SavedParts const& saved, RepairReport& report);
@@ -42,7 +44,7 @@ class RepairedTree {
 
  private:
   static bool isKept(FileSystemNode const& node, EntryTrust trust, SavedParts const& saved);
-  void addFound(std::u16string const& part, RepairReport& report);
+  void addFound(std::u16string const& part, bool isCompressed, RepairReport& report);
 
   FileSystemTree read_;
   FileSystemTree kept_;

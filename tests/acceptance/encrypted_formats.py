@@ -78,6 +78,11 @@ def decrypted(stored, content_type, key):
     return content
 
 
+def name_of(path, key):
+    encoded = urllib.parse.quote(path, safe="/+@")
+    return hmac.new(key, encoded.encode("utf-16-le"), hashlib.sha256).hexdigest()
+
+
 def target_of(package, relationship_type):
     space = "{http://schemas.openxmlformats.org/package/2006/relationships}"
     for one in xml.fromstring(package.read("_rels/.rels")).iter(space + "Relationship"):
@@ -106,11 +111,14 @@ def read(path, key=None, password=None):
             if entry.get("type") == "SymLink":
                 links[where] = part
             elif entry.get("type") == "File":
+                if not part and "encryption=AES256-GCM-DEFLATE" in types[manifest]:
+                    part = "/fsroot/" + name_of(where, key)
                 files[where] = (content(part), int(entry.get("permissions"), 8))
+                is_deflated = "encryption=AES256-GCM-DEFLATE" in types[part]
+                if (entry.text or "").strip() != (f"DEFLATE {len(files[where][0])}" if is_deflated else ""):
+                    sys.exit(f"{where}: the text of its entry is {entry.text}")
                 if key is not None:
-                    encoded = urllib.parse.quote(where, safe="/+@")
-                    digest = hmac.new(key, encoded.encode("utf-16-le"), hashlib.sha256).hexdigest()
-                    if not part.startswith("/fsroot/" + digest):
+                    if not part.startswith("/fsroot/" + name_of(where, key)):
                         sys.exit(f"{where}: the name of its part does not follow from the key")
     return files, links, marks
 

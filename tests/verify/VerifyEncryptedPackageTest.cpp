@@ -187,6 +187,39 @@ TEST_F(VerifyEncryptedPackage, TellsContentsWhoseMarkWasTakenAway) {
   EXPECT_EQ(faultsOf(verify()), "plain-content /a");
 }
 
+TEST_F(VerifyEncryptedPackage, TellsAMarkThatTheManifestContradicts) {
+  std::u16string const part = partOf(u"/a");
+  change([&](Package& package) {
+    std::string const bytes = readAll(*package.getPart(PartName(part)).getInputStream());
+    package.deletePart(PartName(part));
+    package.createPart(PartName(part), ContentType(u"application/octet-stream;encryption=AES256-GCM-DEFLATE;iv=inline"),
+                       model::StandardPartInfo(model::CompressionType::Stored));
+    overwritePart(package, part, bytes);
+  });
+  EXPECT_EQ(faultsOf(verify()), "changed-mark /a");
+}
+
+TEST_F(VerifyEncryptedPackage, TellsACompressedContentThatIsMarkedAsAnyOther) {
+  std::u16string part;
+  change([&](Package& package) {
+    FileSystemManager manager(package);
+    manager.enableDecryption(testKey());
+    manager.enableEncryption(testKey(), IVMode::Random, {}, Compression::Deflate);
+    addFile(manager, u"/c", std::string(1000, 'c'));
+    part = manager.getEntry(u"/c").getContentName();
+    package.save();
+  });
+  EXPECT_EQ(faultsOf(verify()), "");
+  change([&](Package& package) {
+    std::string const bytes = readAll(*package.getPart(PartName(part)).getInputStream());
+    package.deletePart(PartName(part));
+    package.createPart(PartName(part), ContentType(u"application/octet-stream;encryption=AES256-GCM;iv=inline"),
+                       model::StandardPartInfo(model::CompressionType::Stored));
+    overwritePart(package, part, bytes);
+  });
+  EXPECT_EQ(faultsOf(verify()), "changed-mark /c");
+}
+
 TEST_F(VerifyEncryptedPackage, TellsAnAlgorithmThatIsNotKnown) {
   std::u16string const part = partOf(u"/a");
   change([&](Package& package) {

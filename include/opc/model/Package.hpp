@@ -176,6 +176,7 @@ class ZT_API Package : public RelationshipSource {
   /// failure of the threads once, and the one after that tries the work again. Reading a part, or its size, waits until
   /// the part's last write is complete. Waits for work under way, and throws an earlier failure of it.
   void setCompressionThreads(unsigned count);
+  unsigned getCompressionThreads() const;
 
  private:
   friend class DataManager;

@@ -32,6 +32,9 @@ struct FileSystemNode;
 class FileSystemTree;
 class FileSystemManifest;
 class ContentParts;
+class CompressionQueue;
+struct MaybeCompressed;
+struct NamedContent;
 
 /// None copies contents unchanged. Transform turns text into UTF-8 where it is added (UDEToUTF8Transform), and
 /// decrypts what is encrypted where it is extracted.
@@ -286,11 +289,12 @@ class ZT_API FileSystemManager : public model::DataManager {
   /// TransformMode::None they are the stored bytes, which are an initialization vector and ciphertext where they are
   /// encrypted.
   /// With TransformMode::Transform encrypted contents are decrypted: CouldNotDecryptContent before enableDecryption(),
-  /// model::InvalidItem for a part that is longer than a message can be; and, from the source's getInputStream(),
-  /// before the first byte, CouldNotTransformContentData for a wrong key or modified data. Memory does not depend on
-  /// the size: a message above 1 MiB is read twice, and a read throws CouldNotTransformContentData where the package's
-  /// file was changed after the first time.
-  /// Throws FileSystemEntryMustBeFile, model::PartNotFound where a damaged package lacks the content part.
+  /// model::InvalidItem for a part that is longer than a message can be, CouldNotTransformContentData where the
+  /// manifest and the part's content type disagree whether the content is compressed; and, from the source's
+  /// getInputStream(), before the first byte, CouldNotTransformContentData for a wrong key or modified data. Memory
+  /// does not depend on the size: a message above 1 MiB is read twice, and a read throws CouldNotTransformContentData
+  /// where the package's file was changed after the first time. Throws FileSystemEntryMustBeFile, model::PartNotFound
+  /// where a damaged package lacks the content part.
   std::unique_ptr<IContentSource> getFileContentSource(FileSystemEntry const& entry, TransformMode transformMode);
 
   // ---- encryption (AES-256-GCM, NIST SP 800-38D); keys have 32 bytes, and opc::Exception refuses others
@@ -308,8 +312,10 @@ class ZT_API FileSystemManager : public model::DataManager {
   void enableEncryption(std::vector<unsigned char> const& key, IVMode ivMode,
                         std::vector<unsigned char> const& ivBytes);
   /// The same. With Compression::Deflate, contents and manifest are deflated first, at the package's level, where that
-  /// makes them smaller. Up to 8 MiB of a content are then read before its entry is made. The call without the last
-  /// argument goes on as the package's manifest was stored; contents of a new package are not compressed.
+  /// makes them smaller. Up to 8 MiB of a content are then read before its entry is made; addAll() reads files ahead,
+  /// and compresses on as many threads as the package does (model::Package::setCompressionThreads). The
+  /// manifest records which contents are compressed, and their sizes. The call without the last argument goes on as the
+  /// package's manifest was stored; contents of a new package are not compressed.
   void enableEncryption(std::vector<unsigned char> const& key, IVMode ivMode, std::vector<unsigned char> const& ivBytes,
                         Compression compression);
   /// From now on encrypted contents and manifests can be read, where this is their key. Nothing is read now, so a wrong
@@ -332,8 +338,8 @@ class ZT_API FileSystemManager : public model::DataManager {
   bool isEncrypted(FileSystemEntry const& entry) const;
   /// The number of bytes that getFileContentSource() gives in the same mode: with Transform those of the content
   /// before it was encrypted, with None those of the part. The two differ for encrypted contents alone; where these
-  /// are too short to be decrypted, or name an unknown algorithm, both are the size of the part. The package does not
-  /// say how long a content is that was compressed before it was encrypted: for that one it is the compressed size.
+  /// are too short to be decrypted, or name an unknown algorithm, both are the size of the part. Of a compressed
+  /// content that getFileOutputStream() wrote, only the compressed size is known.
   std::uint64_t getSize(FileSystemEntry const& entry, TransformMode transformMode = TransformMode::Transform) const;
   /// The number of bytes that the content part takes in the package: compressed where it is compressed.
   std::uint64_t getStoredSize(FileSystemEntry const& entry) const;
@@ -403,8 +409,17 @@ class ZT_API FileSystemManager : public model::DataManager {
 
   /// Whether a file to be added may be a link: one that was listed as a file may not have become one.
   enum class LinkRule { Follow, Refuse };
-  FileSystemEntry addFileFromDisk(std::u16string const& sourcePath, std::u16string const& path, TransformMode mode,
-                                  LinkRule rule);
+  /// A file that is being added, at a free path.
+  struct NewFile {
+    std::u16string path;
+    Perms::Perms_tag permissions;
+    boost::posix_time::ptime time;
+  };
+  std::unique_ptr<IContentSource> openFromDisk(std::u16string const& sourcePath, TransformMode mode, LinkRule rule,
+                                               NewFile& file);
+  void addListed(FileSystemOps& ops, std::u16string const& root, std::u16string const& file, TransformMode mode,
+                 CompressionQueue* queue);
+  FileSystemEntry store(MaybeCompressed content, NewFile const& file);
   std::unique_ptr<IContentSource> convertText(std::unique_ptr<IContentSource> source,
                                               std::u16string const& sourcePath) const;
   FileSystemEntry addFileInternal(std::unique_ptr<IContentSource> source, std::u16string const& path,
@@ -419,11 +434,15 @@ class ZT_API FileSystemManager : public model::DataManager {
   void extractEach(Extraction& extraction, std::function<void(EntryVisitor const&)> const& visitAll);
   void ensureDestinationRootExists(std::u16string const& root) const;
 
-  std::unique_ptr<IContentSource> encrypted(std::unique_ptr<IContentSource> source) const;
+  MaybeCompressed compressedIfWanted(std::unique_ptr<IContentSource> source) const;
+  std::unique_ptr<IContentSource> encrypted(MaybeCompressed content) const;
+  std::unique_ptr<CompressionQueue> compressionQueue() const;
   std::optional<model::ContentType> findManifestType() const;
   model::Part getContentPart(FileSystemEntry const& entry) const;
+  NamedContent getContent(FileSystemEntry const& entry) const;
   void throwIfSavingChangesEncryption() const;
   void doSaveCurrent();
+  std::unique_ptr<IContentSource> manifestSource() const;
   void doSaveV1();
   void leavePartOfAnotherKind(model::ContentType const& type);
   void upgradeFromVersion1();
@@ -443,7 +462,8 @@ class ZT_API FileSystemManager : public model::DataManager {
   Compression compression_ = Compression::None;  // of contents that are encrypted
   std::shared_ptr<IVGenerator> ivGenerator_;     // empty until encryption is enabled, as are
   std::shared_ptr<IEncryptor> encryptor_;        // this one
-  std::shared_ptr<IDecryptor> decryptor_;        // empty until decryption is enabled
+  std::shared_ptr<IDecryptor> decryptor_;        // empty until decryption is enabled, as is
+  std::shared_ptr<IDigestEngine> loadedNames_;   // this one, for the names that a manifest leaves out
   std::string digestAlgorithm_;
   std::shared_ptr<IDigestEngine> digestEngine_;  // for the names of content parts; empty until encryption is enabled
   mutable bool convertedFromV1_ = false;         // set by a load that upgraded version 1, consumed by ensureLoaded

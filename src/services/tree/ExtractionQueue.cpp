@@ -38,15 +38,17 @@ constexpr std::uint64_t kLongContent = 8u << 20;  // which the package may hold 
 }  // namespace
 
 std::unique_ptr<IContentSource> FileContent::open(SharedDecryptor const& decryptor) const {
-  if (transformMode != TransformMode::Transform) return std::make_unique<PartContentSource>(part);
-  return decrypted(part, decryptor, messages::kContentIsEncrypted);
+  if (transformMode != TransformMode::Transform) return std::make_unique<PartContentSource>(content.part);
+  return decrypted(content, decryptor);
 }
 
 void FileTransfer::open(SharedDecryptor const& decryptor, std::size_t threads) {
-  bool const isPlain =
-      content_.transformMode != TransformMode::Transform || !isMarkedEncrypted(content_.part.getContentType());
-  if (threads > 0 && isPlain && content_.part.getSize() > kLongContent) {
-    chunks_ = content_.part.getInputStreamAt(0, threads);
+  model::Part const& part = content_.content.part;
+  bool const isStored = content_.transformMode != TransformMode::Transform;
+  bool const isPlain = isStored || !isMarkedEncrypted(part.getContentType());
+  if (!isStored && isPlain) throwIfMarkedOtherwise(content_.content);
+  if (threads > 0 && isPlain && part.getSize() > kLongContent) {
+    chunks_ = part.getInputStreamAt(0, threads);
   } else {
     source_ = content_.open(decryptor);
     source_->getInputStream();

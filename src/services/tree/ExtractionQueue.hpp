@@ -16,6 +16,7 @@
 #include "opc/model/Part.hpp"
 #include "opc/ztservices/ContentSources.hpp"
 #include "opc/ztservices/FileSystem.hpp"
+#include "services/tree/EncryptedContent.hpp"
 
 namespace opc::ztservices {
 
@@ -23,7 +24,7 @@ using SharedDecryptor = std::shared_ptr<IDecryptor>;
 
 /// The stored content of a file, and how it is read.
 struct FileContent {
-  model::Part part;
+  NamedContent content;
   TransformMode transformMode;
 
   /// Throws as FileSystemManager::getFileContentSource().

@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "crypto/CryptoInterfaces.hpp"
-#include "crypto/Encodings.hpp"
 #include "opc/Strings.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "services/tree/ContentParts.hpp"
+#include "services/tree/EncryptedContent.hpp"
 #include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/FileSystemTree.hpp"
 #include "services/tree/PathRules.hpp"
@@ -19,8 +19,6 @@
 namespace opc::ztservices {
 namespace {
 
-constexpr char16_t kContentRoot[] = u"/fsroot";
-constexpr char kUnescaped[] = "/+@";
 constexpr std::size_t kAccumulatedNumbers = 100;
 
 /// Before the last dot of the whole name, which may stand in a folder's component; else at the end.
@@ -64,17 +62,6 @@ std::size_t firstFree(std::size_t first, IsTaken const& isTaken) {
     (isTaken(middle) ? taken : free) = middle;
   }
   return free;
-}
-
-/// The digest covers the code units, each with its low byte first.
-std::u16string digestName(IDigestEngine& engine, std::u16string const& text) {
-  std::vector<unsigned char> bytes;
-  bytes.reserve(2 * text.size());
-  for (char16_t const unit : text) {
-    bytes.push_back(static_cast<unsigned char>(unit & 0xFF));
-    bytes.push_back(static_cast<unsigned char>(unit >> 8));
-  }
-  return u"/" + opc::toString(foundation::crypto::utils::hexEncode(engine.digest(bytes)));
 }
 
 }  // namespace
@@ -176,8 +163,7 @@ std::optional<std::size_t> FileSystemManager::findNumberPosition(std::u16string 
 // only an address: the manifest keeps the exact path, so that paths that are no part names can be stored too.
 std::u16string FileSystemManager::makeUniquePartName(std::u16string const& path) const {
   ensureLoaded();
-  std::u16string const encoded = model::URI::encodeComponent(path, kUnescaped);
-  NumberedName name(kContentRoot + (digestEngine_ ? digestName(*digestEngine_, encoded) : encoded));
+  NumberedName name(contentName(path, digestEngine_.get()));
   for (std::size_t count = 1;; ++count) {
     auto const position = findNumberPosition(name.text());
     if (!position) return name.text();

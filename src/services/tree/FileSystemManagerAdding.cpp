@@ -8,7 +8,9 @@
 #include "opc/ztservices/ContentTypes.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "opc/ztservices/Transforms.hpp"
+#include "services/tree/CompressedContent.hpp"
 #include "services/tree/EncryptedContent.hpp"
+#include "services/tree/FileSystemTree.hpp"
 #include "services/tree/Messages.hpp"
 #include "services/tree/PathRules.hpp"
 
@@ -54,26 +56,28 @@ std::u16string readLinkTarget(FileSystemOps& ops, std::u16string const& path) {
 
 FileSystemEntry FileSystemManager::addFile(std::u16string const& sourcePath, std::u16string const& path,
                                            TransformMode mode) {
-  return addFileFromDisk(sourcePath, path, mode, LinkRule::Follow);
+  NewFile file{findFreePath(path), kUnknownPermissions, {}};
+  auto source = openFromDisk(sourcePath, mode, LinkRule::Follow, file);
+  return store(compressedIfWanted(std::move(source)), file);
 }
 
-FileSystemEntry FileSystemManager::addFileFromDisk(std::u16string const& sourcePath, std::u16string const& path,
-                                                   TransformMode mode, LinkRule rule) {
-  std::u16string const normal = findFreePath(path);
+std::unique_ptr<IContentSource> FileSystemManager::openFromDisk(std::u16string const& sourcePath, TransformMode mode,
+                                                                LinkRule rule, NewFile& added) {
   selectSource(sourcePath);
   static model::ContentType const otherwise = getTALBEXDefaultContentType();
   auto const type = lookupContentType(*source_, sourcePath, otherwise);
   OpenedFile file = source_->openForAdding(sourcePath);
   if (rule == LinkRule::Follow && file.openError == boost::system::errc::too_many_symbolic_link_levels)
     file = source_->FileSystemOps::openForAdding(sourcePath);
-  if (isEncryptionEnabled() && file.size > kLongestEncryptedContent)
-    throw ContentTooLongToEncrypt(messages::tooLongToEncrypt(sourcePath, *file.size, kLongestEncryptedContent));
+  if (isEncryptionEnabled() && file.size) throwIfTooLongToEncrypt(sourcePath, *file.size);
   std::unique_ptr<IContentSource> source =
       std::make_unique<FileContentSource>(sourcePath, type, std::move(file.content));
   throwIfIncomplete(file);
   if (mode == TransformMode::Transform && source->getContentType() == getTextContentType())
     source = convertText(std::move(source), sourcePath);
-  return addFileInternal(std::move(source), normal, file.permissions, file.time);
+  added.permissions = file.permissions;
+  added.time = file.time;
+  return source;
 }
 
 void FileSystemManager::setTextConversion(TextConversion conversion) {
@@ -109,23 +113,53 @@ void FileSystemManager::addAll(std::u16string const& sourceRoot, TransformMode m
     throwIfBelowNoFolder(path);
   }
 
-  for (std::u16string& listed : files) {
-    std::u16string const file = std::move(listed);  // so that the list shrinks while the tree grows
-    std::u16string const path = u"/" + paths::makeRelativePath(root, file);
-    if (ops.isFile(file))
-      addFileFromDisk(file, path, mode, LinkRule::Refuse);
-    else if (ops.isSymlink(file))
-      addLinkInternal(ops, root, file, path);
+  auto const queue = compressionQueue();
+  try {
+    for (std::u16string& listed : files) {
+      std::u16string const file = std::move(listed);  // so that the list shrinks while the tree grows
+      addListed(ops, root, file, mode, queue.get());
+    }
+  } catch (...) {
+    if (queue) queue->finish();  // the files in front of the one that failed
+    throw;
+  }
+  if (queue) queue->finish();
+}
+
+/// With a queue, the entry is made in its turn. The path is checked twice: entries under way are not in the tree yet.
+void FileSystemManager::addListed(FileSystemOps& ops, std::u16string const& root, std::u16string const& file,
+                                  TransformMode mode, CompressionQueue* queue) {
+  std::u16string const path = u"/" + paths::makeRelativePath(root, file);
+  if (ops.isFile(file)) {
+    NewFile added{findFreePath(path), kUnknownPermissions, {}};
+    auto source = openFromDisk(file, mode, LinkRule::Refuse, added);
+    if (!queue) {
+      store({std::move(source), nullptr}, added);
+      return;
+    }
+    queue->add(std::move(source), [this, added](MaybeCompressed content) {
+      findFreePath(added.path);
+      store(std::move(content), added);
+    });
+  } else if (ops.isSymlink(file)) {
+    auto const addLink = [this, &ops, root, file, path] { addLinkInternal(ops, root, file, path); };
+    queue ? queue->add(addLink) : addLink();
   }
 }
 
 FileSystemEntry FileSystemManager::addFileInternal(std::unique_ptr<IContentSource> source, std::u16string const& path,
                                                    Perms::Perms_tag permissions, boost::posix_time::ptime const& time) {
-  if (isEncryptionEnabled()) source = encrypted(std::move(source));
-  auto const [entry, part] = createFileInternal(path, source->getContentType(), permissions, time);
+  return store(compressedIfWanted(std::move(source)), {path, permissions, time});
+}
+
+FileSystemEntry FileSystemManager::store(MaybeCompressed content, NewFile const& file) {
+  auto const deflatedFrom = content.deflatedFrom;
+  auto const source = isEncryptionEnabled() ? encrypted(std::move(content)) : std::move(content.source);
+  auto const [entry, part] = createFileInternal(file.path, source->getContentType(), file.permissions, file.time);
   std::unique_ptr<OutputStream> const output = part.getOutputStream();
   StreamHelper::copyStreamToStream(source->getInputStream(), *output);
   output->close();
+  if (deflatedFrom) tree_->setDeflatedFrom(file.path, *deflatedFrom);
   return entry;
 }
 

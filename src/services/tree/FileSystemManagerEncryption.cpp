@@ -16,6 +16,7 @@
 #include "services/tree/CompressedContent.hpp"
 #include "services/tree/EncryptedContent.hpp"
 #include "services/tree/FileSystemManifest.hpp"
+#include "services/tree/FileSystemTree.hpp"
 #include "services/tree/Messages.hpp"
 
 namespace opc::ztservices {
@@ -81,7 +82,11 @@ void FileSystemManager::enableEncryption(std::vector<unsigned char> const& key, 
 }
 
 void FileSystemManager::enableDecryption(std::vector<unsigned char> const& key) {
-  decryptor_ = std::make_shared<CryptoDecryptor>(key);
+  auto decryptor = std::make_shared<CryptoDecryptor>(key);
+  auto names = std::make_shared<CryptoDigestEngine>(key);
+  names->initialize(digestAlgorithm_);
+  decryptor_ = std::move(decryptor);
+  loadedNames_ = std::move(names);
 }
 
 bool FileSystemManager::isEncryptionEnabled() const { return encryptor_ != nullptr; }
@@ -103,8 +108,8 @@ bool FileSystemManager::isEncrypted(FileSystemEntry const& entry) const {
 }
 
 std::uint64_t FileSystemManager::getSize(FileSystemEntry const& entry, TransformMode transformMode) const {
-  model::Part const part = getContentPart(entry);
-  return transformMode == TransformMode::Transform ? decryptedSize(part) : part.getSize();
+  NamedContent const content = getContent(entry);
+  return transformMode == TransformMode::Transform ? decryptedSize(content) : content.part.getSize();
 }
 
 std::uint64_t FileSystemManager::getStoredSize(FileSystemEntry const& entry) const {
@@ -129,14 +134,26 @@ model::Part FileSystemManager::getContentPart(FileSystemEntry const& entry) cons
   return getPackage().getPart(model::PartName(entry.getContentName()));
 }
 
-std::unique_ptr<IContentSource> FileSystemManager::encrypted(std::unique_ptr<IContentSource> source) const {
-  std::string mark = encryptionAlgorithm_;
-  if (compression_ == Compression::Deflate) {
-    MaybeCompressed made = compressed(std::move(source), getPackage().getCompressionLevel());
-    if (made.isCompressed) mark = kCompressedEncryption;
-    source = std::move(made.source);
-  }
-  return std::make_unique<EncryptionInPieces>(std::move(source), encryptor_, std::move(mark), ivGenerator_);
+NamedContent FileSystemManager::getContent(FileSystemEntry const& entry) const {
+  return {getContentPart(entry), tree_->deflatedFrom(entry.getPathName())};
+}
+
+MaybeCompressed FileSystemManager::compressedIfWanted(std::unique_ptr<IContentSource> source) const {
+  if (!isEncryptionEnabled() || compression_ != Compression::Deflate) return {std::move(source), nullptr};
+  model::Package const& package = getPackage();
+  return compressed(std::move(source), package.getCompressionLevel(), package.getCompressionThreads());
+}
+
+std::unique_ptr<IContentSource> FileSystemManager::encrypted(MaybeCompressed content) const {
+  std::string const mark = content.deflatedFrom ? kCompressedEncryption : encryptionAlgorithm_;
+  return std::make_unique<EncryptionInPieces>(std::move(content.source), encryptor_, mark, ivGenerator_);
+}
+
+/// Null where contents are not compressed before they are encrypted.
+std::unique_ptr<CompressionQueue> FileSystemManager::compressionQueue() const {
+  if (!isEncryptionEnabled() || compression_ != Compression::Deflate) return nullptr;
+  model::Package const& package = getPackage();
+  return std::make_unique<CompressionQueue>(package.getCompressionLevel(), package.getCompressionThreads());
 }
 
 std::optional<model::ContentType> FileSystemManager::findManifestType() const {

@@ -247,7 +247,7 @@ void FileSystemManager::extractEntry(std::u16string const& destinationRoot, File
 
 std::unique_ptr<IContentSource> FileSystemManager::getFileContentSource(FileSystemEntry const& entry,
                                                                         TransformMode transformMode) {
-  return FileContent{getContentPart(entry), transformMode}.open(decryptor_);
+  return FileContent{getContent(entry), transformMode}.open(decryptor_);
 }
 
 ExtractionQueue::Rules FileSystemManager::Extraction::rules() const {
@@ -262,7 +262,7 @@ ExtractionQueue::Step FileSystemManager::Extraction::begin(FileSystemEntry const
   try {
     if (check) check(entry);
     FileContent content = contentOf(entry);
-    step.size = content.part.getSize();
+    step.size = content.content.part.getSize();
     if (queue.takesAhead(step.size))
       step.transfer = std::make_unique<FileTransfer>(
           transferOf(entry, std::move(content), ensureParentExists(entry.getPathName())));
@@ -292,7 +292,7 @@ FileTransfer FileSystemManager::Extraction::transferOf(FileSystemEntry const& en
 }
 
 FileContent FileSystemManager::Extraction::contentOf(FileSystemEntry const& entry) const {
-  return {manager_.getContentPart(entry), transformMode_};
+  return {manager_.getContent(entry), transformMode_};
 }
 
 void FileSystemManager::Extraction::extract(FileSystemEntry const& entry) {

@@ -11,6 +11,7 @@
 
 #include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/FileSystem.hpp"
+#include "services/tree/CompressedContent.hpp"
 #include "services/tree/ContentParts.hpp"
 #include "services/tree/EncryptedContent.hpp"
 #include "services/tree/FileSystemManifest.hpp"
@@ -89,7 +90,8 @@ void FileSystemManager::doLoad() {
 
   Part const& part = *found;
   auto const source = decrypted(part, decryptor_, messages::kManifestIsEncrypted);
-  manifest_->read(source->getInputStream(), *tree_);
+  bool const leavesOut = isMarkedCompressed(part.getContentType());
+  manifest_->read(source->getInputStream(), *tree_, leavesOut ? contentNames(loadedNames_) : UsualNames());
   if (part.getContentType() == getPartContentTypeV1()) upgradeFromVersion1();
 }
 
@@ -149,15 +151,27 @@ void FileSystemManager::doSave() {
 /// unchanged.
 void FileSystemManager::doSaveCurrent() {
   if (tree_->getVersion() == manifest::kVersion1) tree_->setVersion(manifest::kCurrentVersion);
-  std::vector<unsigned char> bytes;
-  ByteArrayOutAdaptor buffer(bytes);
-  manifest_->write(*tree_, buffer);
-  std::unique_ptr<IContentSource> source = std::make_unique<BytesSource>(std::move(bytes), getPartContentType());
-  if (isEncryptionEnabled()) source = encrypted(std::move(source));
+  auto const source = manifestSource();
   InputStream& input = source->getInputStream();
   leavePartOfAnotherKind(source->getContentType());
   manifest::kPart.save(getPackage(), source->getContentType(),
                        [&input](OutputStream& output) { StreamHelper::copyStreamToStream(input, output); });
+}
+
+/// Only a manifest that is compressed leaves names out. It hardly ever is not, as XML shrinks.
+std::unique_ptr<IContentSource> FileSystemManager::manifestSource() const {
+  auto const write = [this](UsualNames const& leftOut) {
+    std::vector<unsigned char> bytes;
+    ByteArrayOutAdaptor buffer(bytes);
+    manifest_->write(*tree_, buffer, leftOut);
+    return std::make_unique<BytesSource>(std::move(bytes), getPartContentType());
+  };
+  if (!isEncryptionEnabled()) return write({});
+  if (compression_ == Compression::Deflate) {
+    MaybeCompressed made = compressedIfWanted(write(contentNames(digestEngine_)));
+    if (made.deflatedFrom) return encrypted(std::move(made));
+  }
+  return encrypted({write({}), nullptr});
 }
 
 /// A part keeps its content type for life. By that of version 1 a reader would take the targets of links for parts, and

@@ -149,13 +149,20 @@ FileSystemEntry FileSystemManager::setPermissionsAndTime(FileSystemEntry const& 
                                                          boost::posix_time::ptime const& time) {
   throwIfStale(entry);
   std::u16string const path = entry.getPathName();
-  tree_->updateNode({tree_->getNode(path).type, path, entry.getContentName(), permissions, time});
+  FileSystemNode node(tree_->getNode(path).type, path, entry.getContentName(), permissions, time);
+  node.deflatedFrom = tree_->deflatedFrom(path);
+  tree_->updateNode(node);
   markAsDirty();
   return makeEntry(tree_->getNode(path));
 }
 
 std::unique_ptr<OutputStream> FileSystemManager::getFileOutputStream(FileSystemEntry const& entry) {
   model::Part const part = getContentPart(entry);
+  std::u16string const path = entry.getPathName();
+  if (tree_->deflatedFrom(path).value_or(kUnknownSize) != kUnknownSize) {
+    tree_->setDeflatedFrom(path, kUnknownSize);
+    markAsDirty();
+  }
   return (contentParts().isShared(entry.getContentName()) ? separate(entry, part) : part).getOutputStream();
 }
 
@@ -238,7 +245,8 @@ std::pair<FileSystemEntry, model::Part> FileSystemManager::createFileInternal(st
                                                                               Perms::Perms_tag permissions,
                                                                               boost::posix_time::ptime const& time) {
   model::Part part = createContentPart(path, type);
-  FileSystemNode const node = makeFileNode(path, part.getName().toString(), permissions, time);
+  FileSystemNode node = makeFileNode(path, part.getName().toString(), permissions, time);
+  if (isMarkedCompressed(type)) node.deflatedFrom = kUnknownSize;
   tree_->addNode(node);
   markAsDirty();
   return {makeEntry(node), std::move(part)};

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -24,6 +25,8 @@ namespace {
 using boost::posix_time::ptime;
 
 constexpr std::uint16_t kReadWriteExecute = 0777;
+constexpr std::size_t kLongestText = 64;  // of an entry; a longer one is none of ours
+constexpr std::uint64_t kLongestDeflated = std::uint64_t{1} << 62;
 
 std::u16string text(model::XmlAttributes const& attributes, std::u16string_view name) {
   return std::u16string(attributes.find(name).value_or(std::u16string_view()));
@@ -84,7 +87,8 @@ void throwIfTooLong(std::u16string_view value, std::u16string const& name) {
 
 class Writer {
  public:
-  Writer(ManifestVersion version, OutputStream& output) : isVersion1_(version == ManifestVersion::One), xml_(output) {}
+  Writer(ManifestVersion version, OutputStream& output, UsualNames const& leftOut)
+      : isVersion1_(version == ManifestVersion::One), leftOut_(leftOut), xml_(output) {}
 
   void write(FileSystemTree const& tree) {
     startRoot(tree);
@@ -104,8 +108,8 @@ class Writer {
   }
 
   void writeEntry(FileSystemNode const& node) {
-    bool const hasContent = isVersion1_ || node.type != FileSystemNodeType::Folder;
     std::u16string const name = node.fullPath();
+    bool const hasContent = isVersion1_ || (node.type != FileSystemNodeType::Folder && !isLeftOut(node, name));
     std::u16string_view const content = hasContent ? std::u16string_view(node.content) : std::u16string_view();
     throwIfTooLong(name, name);
     throwIfTooLong(content, name);
@@ -116,7 +120,17 @@ class Writer {
     if (node.permissions) xml_.attribute(manifest::kPermissions, permissionsText(*node.permissions));
     std::u16string const date = node.lastModified ? convertTimeToString(*node.lastModified) : std::u16string();
     if (!date.empty()) xml_.attribute(manifest::kDate, date);
+    if (node.deflatedFrom && !isVersion1_) xml_.text(deflatedText(*node.deflatedFrom));
     xml_.endElement();
+  }
+
+  bool isLeftOut(FileSystemNode const& node, std::u16string const& path) const {
+    return leftOut_ && node.type == FileSystemNodeType::File && node.content == leftOut_(path);
+  }
+
+  static std::u16string deflatedText(std::uint64_t size) {
+    std::u16string const mark = manifest::kDeflated;
+    return size == kUnknownSize ? mark : mark + u" " + toString(std::to_string(size));
   }
 
   std::u16string permissionsText(Perms::Perms_tag permissions) const {
@@ -125,6 +139,7 @@ class Writer {
   }
 
   bool const isVersion1_;
+  UsualNames const& leftOut_;
   model::XmlTextWriter xml_;
 };
 
@@ -209,6 +224,29 @@ void ManifestReader::startElement(std::u16string_view, std::u16string_view local
     readEntry(attributes);
 }
 
+void ManifestReader::characters(std::u16string_view text) {
+  if (!file_.empty() && text_.size() <= kLongestText) text_.append(text.substr(0, kLongestText + 1));
+}
+
+void ManifestReader::endElement(std::u16string_view, std::u16string_view) {
+  if (!text_.empty())
+    if (auto const size = deflatedFrom(text_)) tree_.setDeflatedFrom(file_, size);
+  file_.clear();
+  text_.clear();
+}
+
+std::optional<std::uint64_t> ManifestReader::deflatedFrom(std::u16string_view text) {
+  constexpr std::u16string_view kMark = manifest::kDeflated;
+  if (text == kMark) return kUnknownSize;
+  if (!text.starts_with(kMark) || text.size() > kLongestText || text[kMark.size()] != u' ') return std::nullopt;
+  std::string const digits = toASCIIString(std::u16string(text.substr(kMark.size() + 1)));
+  char const* const end = digits.data() + digits.size();
+  std::uint64_t size = 0;
+  auto const [stop, error] = std::from_chars(digits.data(), end, size);
+  bool const isSize = error == std::errc() && stop == end && size <= kLongestDeflated;
+  return isSize ? std::optional(size) : std::nullopt;
+}
+
 void ManifestReader::readRoot(model::XmlAttributes const& attributes) {
   tree_.setVersion(std::u16string(attributes.find(manifest::kVersion).value_or(manifest::kVersion1)));
   isVersion1_ = tree_.getVersion() == manifest::kVersion1;
@@ -221,17 +259,25 @@ void ManifestReader::readEntry(model::XmlAttributes const& attributes) {
   std::u16string const type = text(attributes, manifest::kType);
   Perms::Perms_tag const permissions = readPermissions(attributes);
   ptime const time = readTime(attributes);
+  file_.clear();
+  text_.clear();
   if (type == manifest::kFile)
-    tree_.addNode(makeFileNode(name, text(attributes, manifest::kContent), permissions, time));
+    tree_.addNode(makeFileNode(name, readContent(attributes, name), permissions, time));
   else if (type == manifest::kFolder)
     tree_.addNode(makeFolderNode(name, permissions, time));
   else if (type == manifest::kLink)
     tree_.addNode(makeLinkNode(name, text(attributes, manifest::kContent), permissions, time));
+  if (type == manifest::kFile && !isVersion1_) file_ = name;
 }
 
 std::u16string ManifestReader::readName(model::XmlAttributes const& attributes) const {
   std::u16string const name = text(attributes, manifest::kName);
   return isVersion1_ && !name.starts_with(u'/') ? u"/" + name : name;
+}
+
+std::u16string ManifestReader::readContent(model::XmlAttributes const& attributes, std::u16string const& path) const {
+  std::u16string content = text(attributes, manifest::kContent);
+  return content.empty() && leftOut_ && !isVersion1_ ? leftOut_(path) : content;
 }
 
 Perms::Perms_tag ManifestReader::readPermissions(model::XmlAttributes const& attributes) const {
@@ -243,26 +289,27 @@ Perms::Perms_tag ManifestReader::readPermissions(model::XmlAttributes const& att
   return Perms::Perms_tag{leadingNumber(digits, isVersion1_ ? 10 : 8) & std::uint32_t{kReadWriteExecute}};
 }
 
-void writeManifest(FileSystemTree const& tree, ManifestVersion version, OutputStream& output) {
+void writeManifest(FileSystemTree const& tree, ManifestVersion version, OutputStream& output,
+                   UsualNames const& leftOut) {
   try {
-    Writer(version, output).write(tree);
+    Writer(version, output, leftOut).write(tree);
   } catch (model::InvalidXMLDocument const& fault) {
     throw model::InvalidPartContent(fault.what(), fault.getErrorCode());
   }
 }
 
-void FileSystemManifest::read(InputStream& input, FileSystemTree& tree) {
-  ManifestReader plain(tree);
+void FileSystemManifest::read(InputStream& input, FileSystemTree& tree, UsualNames const& leftOut) {
+  ManifestReader plain(tree, leftOut);
   if (PlainManifestReader(input).read(plain)) return;
   tree.clear();
   input.clear();
   input.reset();
-  parse(input, tree);
+  parse(input, tree, leftOut);
 }
 
-void FileSystemManifest::parse(InputStream& input, FileSystemTree& tree) {
+void FileSystemManifest::parse(InputStream& input, FileSystemTree& tree, UsualNames const& leftOut) {
   if (!reader_) reader_.emplace(model::loadXmlGrammars({kManifestSchemaV1, kManifestSchema}));
-  ManifestReader handler(tree);
+  ManifestReader handler(tree, leftOut);
   try {
     reader_->read(input, handler);
   } catch (model::InvalidXMLDocument const& fault) {
@@ -271,8 +318,8 @@ void FileSystemManifest::parse(InputStream& input, FileSystemTree& tree) {
   }
 }
 
-void FileSystemManifest::write(FileSystemTree const& tree, OutputStream& output) const {
-  writeManifest(tree, ManifestVersion::Current, output);
+void FileSystemManifest::write(FileSystemTree const& tree, OutputStream& output, UsualNames const& leftOut) const {
+  writeManifest(tree, ManifestVersion::Current, output, leftOut);
 }
 
 void FileSystemManifest::writeV1(FileSystemTree const& tree, OutputStream& output) const {

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "opc/Streams.hpp"
 #include "package/OwnedPart.hpp"
@@ -43,6 +46,10 @@ inline constexpr char16_t kType[] = u"type";
 inline constexpr char16_t kDate[] = u"date";
 inline constexpr char16_t kPermissions[] = u"permissions";
 
+/// The text of the entry of a content that was deflated before it was encrypted, with a blank and its size before that
+/// where it is known.
+inline constexpr char16_t kDeflated[] = u"DEFLATE";
+
 inline constexpr char16_t kFile[] = u"File";
 inline constexpr char16_t kFolder[] = u"Folder";
 inline constexpr char16_t kLink[] = u"SymLink";
@@ -60,20 +67,31 @@ extern model::XmlSchemaText const kManifestSchemaV1;
 
 enum class ManifestVersion { One, Current };
 
+/// The name that the content part of a path has unless it is taken. The manifests that are compressed leave these names
+/// out: under a key they are digests, which do not compress.
+using UsualNames = std::function<std::u16string(std::u16string const& path)>;
+
 /// Writes the manifest of the tree in key order. Does not close the stream. Throws
 /// model::InvalidPartContent when the tree holds what XML cannot carry or an attribute longer than the reader takes,
 /// and what the stream throws.
-void writeManifest(FileSystemTree const& tree, ManifestVersion version, OutputStream& output);
+void writeManifest(FileSystemTree const& tree, ManifestVersion version, OutputStream& output,
+                   UsualNames const& leftOut = {});
 
 /// Fills a tree from a manifest of either version as it streams by. Relies on the schemas for what an entry must have.
 /// Throws model::InvalidPartContent for faults that they leave open, and the tree's own exception for a path that is
 /// already present.
 class ManifestReader final : public model::XmlContentHandler {
  public:
-  explicit ManifestReader(FileSystemTree& tree) : tree_(tree) {}
+  /// `leftOut` gives the files of the current version their contents where the manifest has none.
+  explicit ManifestReader(FileSystemTree& tree, UsualNames leftOut = {}) : tree_(tree), leftOut_(std::move(leftOut)) {}
 
   void startElement(std::u16string_view namespaceURI, std::u16string_view localName,
                     model::XmlAttributes const& attributes) override;
+  void characters(std::u16string_view text) override;
+  void endElement(std::u16string_view namespaceURI, std::u16string_view localName) override;
+
+  /// What the text of an entry says of its content (FileSystemNode::deflatedFrom); nothing for any other text.
+  static std::optional<std::uint64_t> deflatedFrom(std::u16string_view text);
 
  private:
   void readRoot(model::XmlAttributes const& attributes);
@@ -81,8 +99,13 @@ class ManifestReader final : public model::XmlContentHandler {
   std::u16string readName(model::XmlAttributes const& attributes) const;
   Perms::Perms_tag readPermissions(model::XmlAttributes const& attributes) const;
 
+  std::u16string readContent(model::XmlAttributes const& attributes, std::u16string const& path) const;
+
   FileSystemTree& tree_;
+  UsualNames leftOut_;
   bool isVersion1_ = false;
+  std::u16string file_;  // the path of the file whose entry is being read; empty for other entries
+  std::u16string text_;  // of its entry
 };
 
 /// Reads and writes the manifest part in both versions. Faults of content are model::InvalidPartContent, except a path
@@ -93,13 +116,13 @@ class FileSystemManifest {
   /// read the stream twice: a document that no manager wrote goes to a parser, which loads the schemas. A document
   /// that is not well formed or not valid leaves the tree as new; after a fault of one entry the tree keeps the entries
   /// before it.
-  void read(InputStream& input, FileSystemTree& tree);
+  void read(InputStream& input, FileSystemTree& tree, UsualNames const& leftOut = {});
   /// Write files, links and childless folders; reading recreates the other folders. The caller closes the stream.
-  void write(FileSystemTree const& tree, OutputStream& output) const;
+  void write(FileSystemTree const& tree, OutputStream& output, UsualNames const& leftOut = {}) const;
   void writeV1(FileSystemTree const& tree, OutputStream& output) const;
 
  private:
-  void parse(InputStream& input, FileSystemTree& tree);
+  void parse(InputStream& input, FileSystemTree& tree, UsualNames const& leftOut);
 
   std::optional<model::XmlStreamReader> reader_;
 };

@@ -29,6 +29,9 @@ enum class FileSystemNodeType : std::uint32_t { File = 0, Link = 1, Folder = 2 }
 inline constexpr std::u16string_view kRootPath = u"/";
 inline constexpr Perms::Perms_tag kUnknownPermissions = Perms::NotKnown;
 
+/// The size of a content that was compressed before it was encrypted, where it is not known.
+inline constexpr std::uint64_t kUnknownSize = UINT64_MAX;
+
 /// One entry of the tree. Unknown permissions and the unknown time leave their fields absent. Several slashes at the
 /// beginning of a path become one: an empty name directly below the root would have the root's own path.
 struct FileSystemNode {
@@ -45,6 +48,9 @@ struct FileSystemNode {
   std::u16string content;     // part name of a file, target of a link, own path of a folder
   std::optional<Perms::Perms_tag> permissions;
   std::optional<boost::posix_time::ptime> lastModified;
+  /// The size of a file's content before it was compressed and then encrypted, perhaps kUnknownSize; absent for every
+  /// other content.
+  std::optional<std::uint64_t> deflatedFrom;
 };
 
 FileSystemNode makeFolderNode(std::u16string const& path, Perms::Perms_tag permissions,

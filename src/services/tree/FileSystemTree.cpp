@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -78,6 +80,11 @@ bool FileSystemTree::hasParent(std::u16string_view path) const {
 bool FileSystemTree::hasChildren(std::u16string_view path) const {
   Entry const* const entry = find(path);
   return entry && entry->second.isPresent && !isLeaf(*entry);
+}
+
+std::optional<std::uint64_t> FileSystemTree::deflatedFrom(std::u16string_view path) const {
+  std::uint64_t const size = get(path).second.deflatedFrom;
+  return size == kNotDeflated ? std::nullopt : std::optional(size);
 }
 
 bool FileSystemTree::hasOnlyFoldersAbove(std::u16string_view path) const {
@@ -162,7 +169,9 @@ void FileSystemTree::walk(bool (*isWanted)(Entry const&), NodeVisitor const& vis
 
 FileSystemNode FileSystemTree::nodeOf(Entry const& entry, std::u16string const& path) {
   Record const& record = entry.second;
-  return {record.type, path, contentOf(entry, path), record.permissions, record.lastModified};
+  FileSystemNode node(record.type, path, contentOf(entry, path), record.permissions, record.lastModified);
+  if (record.deflatedFrom != kNotDeflated) node.deflatedFrom = record.deflatedFrom;
+  return node;
 }
 
 std::u16string FileSystemTree::contentOf(Entry const& entry, std::u16string const& path) {

@@ -3,8 +3,10 @@
 
 #include <compare>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -47,6 +49,8 @@ class FileSystemTree {
   FileSystemNode getParentNode(std::u16string_view path) const;
   bool hasParent(std::u16string_view path) const;
   bool hasChildren(std::u16string_view path) const;
+  /// FileSystemNode::deflatedFrom of the node, which must be present.
+  std::optional<std::uint64_t> deflatedFrom(std::u16string_view path) const;
   /// Whether no file or link lies on the way to the path, which need not be present.
   bool hasOnlyFoldersAbove(std::u16string_view path) const;
   /// In the order of insertion; empty where there are none.
@@ -72,6 +76,8 @@ class FileSystemTree {
   void insertNode(FileSystemNode const& node);
   /// Replaces a stored node; throws opc::Exception when there is none.
   void updateNode(FileSystemNode const& node);
+  /// Sets FileSystemNode::deflatedFrom of a file; throws opc::Exception when there is none.
+  void setDeflatedFrom(std::u16string_view path, std::optional<std::uint64_t> size);
   /// Does nothing where there is none. Descendants are not touched: the caller removes them first.
   void removeNode(FileSystemNode const& node);
   /// Removes everything below the node, then the node: children in the order of their insertion, each after its own
@@ -122,6 +128,8 @@ class FileSystemTree {
     Entry* first = nullptr;
     Entry* last = nullptr;
   };
+  static constexpr std::uint64_t kNotDeflated = kUnknownSize - 1;
+
   /// Without isPresent the entry is no node, only a place on the way to its descendants.
   struct Record {
     CompactText content;  // empty where it is the node's own path
@@ -129,7 +137,8 @@ class FileSystemTree {
     Children children;
     Entry* previous = nullptr;  // among the children of the parent
     Entry* next = nullptr;
-    std::size_t presentChildren = 0;
+    std::uint64_t deflatedFrom = kNotDeflated;
+    std::uint32_t presentChildren = 0;
     Perms::Perms_tag permissions = kUnknownPermissions;
     FileSystemNodeType type = FileSystemNodeType::Folder;
     bool isPresent = false;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -49,6 +51,13 @@ void FileSystemTree::updateNode(FileSystemNode const& node) {
   if (!entry || !entry->second.isPresent)
     throw Exception("A node does not exists with the name:" + toASCIIString(path));
   store(node, path, entry->second);
+}
+
+void FileSystemTree::setDeflatedFrom(std::u16string_view path, std::optional<std::uint64_t> size) {
+  Entry* const entry = find(path);
+  if (!entry || !entry->second.isPresent || entry->second.type != FileSystemNodeType::File)
+    throw Exception("No file exists with the name:" + toASCIIString(std::u16string(path)));
+  entry->second.deflatedFrom = size.value_or(kNotDeflated);
 }
 
 void FileSystemTree::removeNode(FileSystemNode const& node) {
@@ -118,6 +127,7 @@ void FileSystemTree::store(FileSystemNode const& node, std::u16string const& pat
   record.type = node.type;
   record.permissions = node.permissions.value_or(kUnknownPermissions);
   record.lastModified = node.lastModified.value_or(boost::posix_time::not_a_date_time);
+  record.deflatedFrom = node.deflatedFrom.value_or(kNotDeflated);
 }
 
 /// Writes out a content that is the path by chance, which is about to change. That of a folder is always the path.
@@ -176,6 +186,7 @@ void FileSystemTree::appear(Entry& entry) {
   record.type = FileSystemNodeType::Folder;
   record.permissions = kUnknownPermissions;
   record.lastModified = boost::posix_time::not_a_date_time;
+  record.deflatedFrom = kNotDeflated;
   record.isPresent = true;
   if (entry.first.parent) ++entry.first.parent->second.presentChildren;
 }

@@ -79,6 +79,11 @@ inline std::string tooLongToDecrypt(std::u16string const& part, std::uint64_t si
          " bytes, and no more than " + std::to_string(maximum) + " can be decrypted";
 }
 
+inline std::string markedOtherwise(std::u16string const& part) {
+  return toUDEString(escapeForDisplay(part)) +
+         ": its content type and the manifest say different things of its encryption and compression";
+}
+
 inline std::string cannotBeEncrypted(std::u16string const& part, std::uint64_t storedSize, std::uint64_t size) {
   return toUDEString(escapeForDisplay(part)) + ": it cannot be encrypted, as its content type says that it is: its " +
          std::to_string(size) + " bytes take only " + std::to_string(storedSize) + " in the package";

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opc/ztservices/Rekey.hpp"
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -9,7 +11,9 @@
 
 #include "opc/ztservices/Exceptions.hpp"
 #include "opc/ztservices/FileSystem.hpp"
+#include "services/tree/CompressedContent.hpp"
 #include "services/tree/ContentParts.hpp"
+#include "services/tree/EncryptedContent.hpp"
 #include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/FileSystemTree.hpp"
 #include "services/tree/Messages.hpp"
@@ -31,7 +35,8 @@ class Rekeying {
   void throwIfSomeWouldStay(FileSystemManager& old) const;
   Progress measure(FileSystemManager const& old) const;
   void copyTree(FileSystemManager& old);
-  void copyContent(FileSystemManager& old, FileSystemNode node);
+  void copyContent(FileSystemManager& old, FileSystemNode const& node);
+  void store(MaybeCompressed content, FileSystemNode node, std::uint64_t storedSize);
   void deleteContents(FileSystemManager& old);
   void recordPassword();
 
@@ -39,6 +44,7 @@ class Rekeying {
   RekeyOptions const& options_;
   Progress progress_{};
   std::unique_ptr<FileSystemManager> fresh_;
+  std::unique_ptr<CompressionQueue> queue_;  // null where contents are not compressed
   std::unique_ptr<CipherDataManager> cipherData_;
 };
 
@@ -79,37 +85,51 @@ void Rekeying::throwIfSomeWouldStay(FileSystemManager& old) const {
       throw Exception(messages::withPath(messages::kContentWithoutEntry, name.toString()));
 }
 
+/// Before a content is read.
 Rekeying::Progress Rekeying::measure(FileSystemManager const& old) const {
   Progress all{};
   old.tree_->forEachListed([&](FileSystemNode const& node) {
     if (node.type != FileSystemNodeType::File) return;
+    NamedContent const content{package_.getPart(model::PartName(node.content)), node.deflatedFrom};
+    if (options_.newKey) throwIfTooLongToEncrypt(node.fullPath(), decryptedSize(content));
     ++all.allFiles;
-    all.allBytes += package_.getPart(model::PartName(node.content)).getStoredSize();
+    all.allBytes += content.part.getStoredSize();
   });
   return all;
 }
 
 void Rekeying::copyTree(FileSystemManager& old) {
+  queue_ = fresh_->compressionQueue();
   old.tree_->forEachListed([&](FileSystemNode const& node) {
     if (node.type == FileSystemNodeType::File)
       copyContent(old, node);
     else
       fresh_->tree_->insertNode(node);
   });
+  if (queue_) queue_->finish();
+  queue_.reset();
 }
 
-/// Creates no entry by the rules for new ones: the tree may have entries below files, which stay.
-void Rekeying::copyContent(FileSystemManager& old, FileSystemNode node) {
+void Rekeying::copyContent(FileSystemManager& old, FileSystemNode const& node) {
   if (options_.progress) options_.progress(progress_);
   std::uint64_t const storedSize = package_.getPart(model::PartName(node.content)).getStoredSize();
   auto source = old.getFileContentSource(old.makeEntry(node), TransformMode::Transform);
-  if (options_.newKey) source = fresh_->encrypted(std::move(source));
+  if (!queue_) return store({std::move(source), nullptr}, node, storedSize);
+  queue_->add(std::move(source),
+              [this, node, storedSize](MaybeCompressed content) { store(std::move(content), node, storedSize); });
+}
+
+/// Creates no entry by the rules for new ones: the tree may have entries below files, which stay.
+void Rekeying::store(MaybeCompressed content, FileSystemNode node, std::uint64_t storedSize) {
+  auto const deflatedFrom = content.deflatedFrom;
+  auto const source = options_.newKey ? fresh_->encrypted(std::move(content)) : std::move(content.source);
   model::Part const part = fresh_->createContentPart(node.fullPath(), source->getContentType());
-  node.content = part.getName().toString();
-  fresh_->tree_->insertNode(node);
   auto const output = part.getOutputStream();
   StreamHelper::copyStreamToStream(source->getInputStream(), *output);
   output->close();
+  node.content = part.getName().toString();
+  node.deflatedFrom = deflatedFrom ? std::optional(*deflatedFrom) : std::nullopt;
+  fresh_->tree_->insertNode(node);
   ++progress_.files;
   progress_.bytes += storedSize;
 }

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <memory>
 #include <string>
@@ -256,6 +258,47 @@ TEST(FileSystemManagerDecryption, DamagedContentLeavesAFileOfThatNameAlone) {
   EXPECT_EQ(readFile(directory / "f"), "former");
 }
 
+/// Changes a byte of a file that others have open.
+void changeFile(std::string const& path, std::size_t at, char with) {
+  std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(static_cast<std::streamoff>(at));
+  file.put(with);
+}
+
+TEST(FileSystemManagerDecryption, APackageThatChangesBetweenTheTwoReadingsGivesNoChangedByte) {
+  std::string const content = zt_test::textOf(zt_test::sampleContent(12 * 1024 * 1024 + 5));
+  TemporaryDirectory directory;
+  {
+    auto const package = Package::create(directory.u16("p"));
+    FileSystemManager manager(*package);
+    manager.enableEncryption(testKey(), IVMode::Random, {});
+    addText(manager, u"/long", content);
+    package->save();
+  }
+  std::string const packed = readFile(directory / "p");
+  for (std::size_t at = 1'000'000; at < content.size(); at += 1u << 20) {
+    for (bool const isCut : {false, true}) {
+      writeFile(directory / "p", packed);
+      auto const package = Package::open(directory.u16("p"), AccessMode::ReadOnly);
+      FileSystemManager manager(*package);
+      manager.enableDecryption(testKey());
+      auto const source = manager.getFileContentSource(manager.getEntry(u"/long"), TransformMode::Transform);
+      opc::InputStream& stream = source->getInputStream();
+      if (isCut)
+        std::filesystem::resize_file(directory / "p", at);
+      else
+        changeFile(directory / "p", at, static_cast<char>(~packed[at]));
+      std::string read(content.size(), '\0');
+      std::size_t size = 0;
+      CapturedLines captured;
+      EXPECT_THROW(while (size < read.size()) size += stream.read(read.data() + size, read.size() - size),
+                   opc::Exception);
+      EXPECT_LE(size, at);
+      EXPECT_TRUE(std::equal(read.begin(), read.begin() + static_cast<std::ptrdiff_t>(size), content.begin()));
+    }
+  }
+}
+
 TEST(FileSystemManagerDecryption, AManagerLeavesNoKeyInMemory) {
   if (!canScanMemory()) GTEST_SKIP() << "this process may not read its own memory";
   HiddenKey const hidden;
@@ -268,6 +311,9 @@ TEST(FileSystemManagerDecryption, AManagerLeavesNoKeyInMemory) {
     foundation::crypto::wipe(revealed.data(), revealed.size());
     addText(fs.manager, u"/f", "secret");
     EXPECT_EQ(decryptedTextAt(fs.manager, u"/f"), "secret");
+    std::string const inPieces = zt_test::textOf(zt_test::sampleContent(2'500'000));  // passes in pieces
+    addText(fs.manager, u"/long", inPieces);
+    EXPECT_TRUE(decryptedTextAt(fs.manager, u"/long") == inPieces);
     fs.package->saveToBytes();
     EXPECT_GT(hidden.countInMemory(), 0U) << "the search finds nothing";
   }

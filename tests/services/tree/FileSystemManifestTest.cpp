@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <gmock/gmock.h>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
@@ -128,6 +130,74 @@ TEST(FileSystemManifest, TakesTheTextOfAnEntryForNothing) {
   FileSystemTree tree;
   read(current(R"(<fileEntry name="/f" content="c" type="File">some <!-- --> text</fileEntry>)"), tree);
   EXPECT_EQ(tree.getNode(u"/f").content, u"c");
+}
+
+TEST(FileSystemManifest, ReadsTheSizeOfADeflatedContentFromTheTextOfItsEntry) {
+  auto const sizeIn = [](std::string const& text) {
+    FileSystemTree tree;
+    read(current(R"(<fileEntry name="/a" content="/fsroot/a" type="File">)" + text + "</fileEntry>" + entry("/b")),
+         tree);
+    EXPECT_FALSE(tree.deflatedFrom(u"/b"));
+    return tree.deflatedFrom(u"/a");
+  };
+  EXPECT_EQ(sizeIn("DEFLATE 1234567890123"), 1234567890123u);
+  EXPECT_EQ(sizeIn("DEFLATE 0"), 0u);
+  EXPECT_EQ(sizeIn("DEFLATE<!-- - --> 7"), 7u);
+  EXPECT_EQ(sizeIn("DEFLATE"), kUnknownSize);
+  for (char const* const other : {"", "DEFLATE ", "DEFLATE -1", "DEFLATE 1 ", " DEFLATE 1", "deflate 1", "DEFLATE 0x1",
+                                  "DEFLATE 18446744073709551615", "DEFLATE 99999999999999999999999", "&lt;"})
+    EXPECT_FALSE(sizeIn(other)) << other;
+  EXPECT_FALSE(sizeIn("DEFLATE " + std::string(100'000, '0') + "1"));
+}
+
+TEST(FileSystemManifest, TakesTheTextOfFoldersLinksAndVersion1ForNothing) {
+  for (std::string const& document :
+       {current(R"(<fileEntry name="/a" content="" type="Folder">DEFLATE 1</fileEntry>)"),
+        current(R"(<fileEntry name="/a" content="b" type="SymLink">DEFLATE 1</fileEntry>)"),
+        version1(R"(<fileEntry name="/a" content="/b" type="File">DEFLATE 1</fileEntry>)")}) {
+    FileSystemTree tree;
+    read(document, tree);
+    EXPECT_FALSE(tree.deflatedFrom(u"/a")) << document;
+  }
+}
+
+TEST(FileSystemManifest, WritesTheSizeOfADeflatedContent) {
+  FileSystemTree tree;
+  for (auto const& [path, size] :
+       {std::pair(u"/a", std::uint64_t{123}), std::pair(u"/b", kUnknownSize), std::pair(u"/c", std::uint64_t{0})}) {
+    FileSystemNode node = makeFileNode(path, u"/fsroot/x", kUnknownPermissions, {});
+    node.deflatedFrom = size;
+    tree.addNode(node);
+  }
+  tree.addNode(makeFileNode(u"/d", u"/fsroot/x", kUnknownPermissions, {}));
+  std::string const document = manifest_samples::written(tree);
+  for (char const* const line :
+       {R"(name="/a" type="File">DEFLATE 123</fileEntry>)", R"(name="/b" type="File">DEFLATE</fileEntry>)",
+        R"(name="/c" type="File">DEFLATE 0</fileEntry>)", R"(name="/d" type="File"/>)"})
+    EXPECT_THAT(document, testing::HasSubstr(line));
+  EXPECT_THAT(manifest_samples::writtenV1(tree), testing::Not(testing::HasSubstr("DEFLATE")));
+  FileSystemTree again;
+  read(document, again);
+  EXPECT_EQ(manifest_samples::written(again), document);
+}
+
+TEST(FileSystemManifest, LeavesOutTheUsualNamesOfContentsAndFindsThemAgain) {
+  UsualNames const names = [](std::u16string const& path) { return u"/usual" + path; };
+  FileSystemTree tree;
+  tree.addNode(makeFileNode(u"/a", u"/usual/a", kUnknownPermissions, {}));
+  tree.addNode(makeFileNode(u"/b", u"/usual/b_1", kUnknownPermissions, {}));
+  tree.addNode(makeLinkNode(u"/c", u"/usual/c", kUnknownPermissions, {}));
+  std::vector<unsigned char> bytes;
+  ByteArrayOutAdaptor output(bytes);
+  FileSystemManifest().write(tree, output, names);
+  std::string const document(bytes.begin(), bytes.end());
+  for (char const* const line :
+       {R"(content="" name="/a")", R"(content="/usual/b_1" name="/b")", R"(content="/usual/c" name="/c")"})
+    EXPECT_THAT(document, testing::HasSubstr(line));
+  ByteArrayInAdaptor input(bytes);
+  FileSystemTree again;
+  FileSystemManifest().read(input, again, names);
+  EXPECT_EQ(manifest_samples::written(again), manifest_samples::written(tree));
 }
 
 TEST(FileSystemManifest, KeepsARelativeNameOfTheCurrentVersionAsItIs) {

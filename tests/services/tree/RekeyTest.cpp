@@ -9,11 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "crypto/Bytes.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/CipherData.hpp"
 #include "opc/ztservices/Rekey.hpp"
 #include "services/tree/EncryptionTestSupport.hpp"
 #include "support/CryptoAnswers.hpp"
+#include "support/MemoryScan.hpp"
 
 namespace {
 
@@ -172,6 +174,31 @@ TEST_F(Rekey, ChangesNothingWhereItFails) {
   EXPECT_THROW(rekeyPackage(path(), path(), {.oldKey = &key_, .newKey = &newKey_, .progress = stop}),
                std::runtime_error);
   EXPECT_TRUE(bytesOfPackage() == before);
+}
+
+TEST_F(Rekey, LeavesNoKeyInMemory) {
+  if (!canScanMemory()) GTEST_SKIP() << "this process may not read its own memory";
+  for (Compression const compression : {Compression::None, Compression::Deflate}) {
+    std::filesystem::remove(directory_ / "p");
+    HiddenKey const oldKey, newKey;
+    Bytes before = oldKey.reveal(), after = newKey.reveal();
+    make(&before, compression);
+    rekeyPackage(path(), path(), {.oldKey = &before, .newKey = &after, .compression = compression});
+    EXPECT_GT(oldKey.countInMemory() * newKey.countInMemory(), 0U) << "the search finds nothing";
+    foundation::crypto::wipe(before.data(), before.size());
+    foundation::crypto::wipe(after.data(), after.size());
+    EXPECT_EQ(oldKey.countInMemory(), 0U);
+    EXPECT_EQ(newKey.countInMemory(), 0U);
+  }
+}
+
+TEST_F(Rekey, CompressesContentsAndStoresThemPlainAgain) {
+  make(&key_, Compression::Deflate);
+  noteTime(&key_);
+  rekeyPackage(path(), path(), {.oldKey = &key_, .newKey = &newKey_, .compression = Compression::Deflate});
+  expectWhole(path(), &newKey_);
+  rekey(&newKey_, &key_);
+  expectWhole(path(), &key_);
 }
 
 TEST_F(Rekey, WantsNoOldKeyForAPlainPackage) {
