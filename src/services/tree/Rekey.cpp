@@ -9,7 +9,9 @@
 
 #include "opc/ztservices/Exceptions.hpp"
 #include "opc/ztservices/FileSystem.hpp"
+#include "package/Watching.hpp"
 #include "services/tree/ContentParts.hpp"
+#include "services/tree/EncryptedContent.hpp"
 #include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/FileSystemTree.hpp"
 #include "services/tree/Messages.hpp"
@@ -20,7 +22,8 @@ namespace opc::ztservices {
 /// the package is saved, since parts change in memory only.
 class Rekeying {
  public:
-  Rekeying(model::Package& package, RekeyOptions const& options) : package_(package), options_(options) {}
+  Rekeying(model::Package& package, RekeyOptions const& options)
+      : package_(package), options_(options), watching_(package) {}
 
   void run();
 
@@ -37,6 +40,7 @@ class Rekeying {
 
   model::Package& package_;
   RekeyOptions const& options_;
+  model::Watching watching_;
   Progress progress_{};
   std::unique_ptr<FileSystemManager> fresh_;
   std::unique_ptr<CipherDataManager> cipherData_;
@@ -81,11 +85,15 @@ void Rekeying::throwIfSomeWouldStay(FileSystemManager& old) const {
 
 Rekeying::Progress Rekeying::measure(FileSystemManager const& old) const {
   Progress all{};
+  std::uint64_t bytes = 0;
   old.tree_->forEachListed([&](FileSystemNode const& node) {
     if (node.type != FileSystemNodeType::File) return;
+    model::Part const part = package_.getPart(model::PartName(node.content));
     ++all.allFiles;
-    all.allBytes += package_.getPart(model::PartName(node.content)).getStoredSize();
+    all.allBytes += part.getStoredSize();
+    bytes += decryptedSize(part);
   });
+  if (Watch* const watch = watching_.own()) watch->expect(all.allFiles, bytes);
   return all;
 }
 
@@ -108,7 +116,13 @@ void Rekeying::copyContent(FileSystemManager& old, FileSystemNode node) {
   node.content = part.getName().toString();
   fresh_->tree_->insertNode(node);
   auto const output = part.getOutputStream();
-  StreamHelper::copyStreamToStream(source->getInputStream(), *output);
+  if (Watch* const watch = watching_.own()) {
+    WatchedInput watched(source->getInputStream(), *watch);
+    StreamHelper::copyStreamToStream(watched, *output);
+    watch->addFile();
+  } else {
+    StreamHelper::copyStreamToStream(source->getInputStream(), *output);
+  }
   output->close();
   ++progress_.files;
   progress_.bytes += storedSize;
@@ -139,6 +153,7 @@ void rekeyPackage(std::u16string const& source, std::u16string const& destinatio
   auto const package = model::Package::open(source, model::AccessMode::ReadWrite,
                                             {.openProtected = !inPlace || options.save.replaceProtected});
   package->setCompressionThreads(std::thread::hardware_concurrency());
+  package->setMonitor(options.monitor);
   Rekeying rekeying(*package, options);
   rekeying.run();
   if (inPlace)
