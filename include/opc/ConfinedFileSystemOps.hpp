@@ -9,6 +9,7 @@
 
 #include "opc/Export.hpp"
 #include "opc/FileSystemOps.hpp"
+#include "opc/Text.hpp"
 
 namespace opc {
 
@@ -42,6 +43,9 @@ class ZT_API ConfinedFileSystemOps final : public FileSystemOps {
   /// Makes the root and its missing ancestors, and holds it open; the path of the root itself may lead through links.
   /// Throws opc::Exception with the system's code. What was made stays when the object is destroyed.
   explicit ConfinedFileSystemOps(std::u16string const& root, Confinement const& confinement = {});
+  /// The same for a path as UTF-8 (opc/Text.hpp).
+  explicit ConfinedFileSystemOps(Utf8Text auto const& root, Confinement const& confinement = {})
+      : ConfinedFileSystemOps(toUTF16(root), confinement) {}
   ~ConfinedFileSystemOps() override;
   ConfinedFileSystemOps(ConfinedFileSystemOps const&) = delete;
   ConfinedFileSystemOps& operator=(ConfinedFileSystemOps const&) = delete;

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "opc/Exception.hpp"
 #include "opc/Export.hpp"
 #include "opc/FileIdentity.hpp"
 #include "opc/Streams.hpp"
@@ -20,6 +21,8 @@ namespace opc {
 
 /// Permission bits of a file with their POSIX values; values are combined by "or". NotKnown stands for unknown
 /// permissions and is no combination of bits.
+///
+/// A mode in its usual notation, such as Perms(0644), stands wherever permissions are taken.
 struct Perms {
   enum Perms_tag : std::uint32_t {
     None = 0,
@@ -37,6 +40,15 @@ struct Perms {
     SetUserID = 04000,
     NotKnown = 0xFFFF
   };
+
+  /// Throws opc::Exception for bits beyond 07777.
+  constexpr explicit Perms(std::uint32_t mode)
+      : bits_(mode <= 07777 ? static_cast<Perms_tag>(mode) : throw Exception("Not a mode of permissions")) {}
+
+  constexpr operator Perms_tag() const { return bits_; }
+
+ private:
+  Perms_tag bits_;
 };
 
 /// A file that is open for reading, with the attributes that it had when it was opened.
@@ -126,6 +138,10 @@ class ZT_API FileSystemOps {
   /// own only where this is true. False by default, also in classes that are derived from LocalFileSystemOps.
   virtual bool isThreadSafe() const;
 
+  /// The size in bytes of the regular file at the path, where it is known without reading the file. FileSystemManager
+  /// asks for it for Progress alone. The default knows no size.
+  virtual std::optional<std::uint64_t> getFileSize(std::u16string const& path);
+
   /// The permission bits of what is at the path; NotKnown on an error. Setting sets exactly these bits, and NotKnown is
   /// an error.
   virtual Perms::Perms_tag getPermissions(std::u16string const& path, boost::system::error_code& error) = 0;
@@ -194,6 +210,7 @@ class ZT_API LocalFileSystemOps : public FileSystemOps {
                                                        boost::posix_time::ptime const& time,
                                                        boost::system::error_code& error) override;
   bool isThreadSafe() const override;
+  std::optional<std::uint64_t> getFileSize(std::u16string const& path) override;
   Perms::Perms_tag getPermissions(std::u16string const& path, boost::system::error_code& error) override;
   void setPermissions(std::u16string const& path, Perms::Perms_tag permissions,
                       boost::system::error_code& error) override;

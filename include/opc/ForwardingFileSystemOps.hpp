@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <ios>
 #include <istream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -45,6 +47,7 @@ class ZT_API ForwardingFileSystemOps : public FileSystemOps {
   OpenedFile openForAdding(std::u16string const& path) override;
   std::unique_ptr<FileOutputStream> createForRestoring(std::u16string const& path, Perms::Perms_tag permissions,
                                                        boost::posix_time::ptime const& time, ErrorCode& error) override;
+  std::optional<std::uint64_t> getFileSize(std::u16string const& path) override;
   Perms::Perms_tag getPermissions(std::u16string const& path, ErrorCode& error) override;
   void setPermissions(std::u16string const& path, Perms::Perms_tag permissions, ErrorCode& error) override;
   boost::posix_time::ptime getLastModifiedTime(std::u16string const& path, ErrorCode& error) override;

@@ -261,6 +261,7 @@ FileIdentity AtomicFile::replace() {
   error_code error;
   impl_->file.sync(error);
   impl_->check(error);
+  if (impl_->rules.checkpoint) impl_->rules.checkpoint();
   FileIdentity const identity = FileIdentity::of(impl_->status());
   while (!impl_->tryMove()) continue;
   return identity;

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,6 +37,8 @@ class AtomicFile final : public ArchiveSink {
     std::optional<FileIdentity> expected{};  ///< the file that must still be there; otherwise PackageHasChanged
     std::chrono::milliseconds patience{10'000};
     bool replacesProtected = false;  ///< replaces a file that may not be written or whose owner cannot be kept
+    std::function<void()>
+        checkpoint{};  ///< called when the file is on the disk; what it throws leaves the target alone
   };
 
   AtomicFile(std::string const& target, Rules const& rules);

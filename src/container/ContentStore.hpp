@@ -52,6 +52,8 @@ class ContentStore {
   void discard(Number number) noexcept;
   /// Waits until every content is complete.
   void settle();
+  /// Waits for the work that began first. False where none is under way.
+  bool settleFirst() { return queue_.deliverFirst(); }
 
   /// Compresses on `count` threads from now on; unless that is 0, others write files. Settles first.
   void setThreads(std::size_t count);

@@ -63,6 +63,8 @@ FileSystemOpsSelector::~FileSystemOpsSelector() = default;
 
 bool FileSystemOps::isThreadSafe() const { return false; }
 
+std::optional<std::uint64_t> FileSystemOps::getFileSize(std::u16string const&) { return std::nullopt; }
+
 OpenedFile FileSystemOps::openForAdding(std::u16string const& path) {
   OpenedFile file;
   file.content = createInputStream(path, std::ios::in | std::ios::binary, file.openError);

@@ -63,6 +63,10 @@ std::unique_ptr<FileOutputStream> ForwardingFileSystemOps::createForRestoring(st
   return inner_->createForRestoring(path, permissions, time, error);
 }
 
+std::optional<std::uint64_t> ForwardingFileSystemOps::getFileSize(std::u16string const& path) {
+  return inner_->getFileSize(path);
+}
+
 Perms::Perms_tag ForwardingFileSystemOps::getPermissions(std::u16string const& path, ErrorCode& error) {
   return inner_->getPermissions(path, error);
 }

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdint>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -224,6 +225,13 @@ std::unique_ptr<FileOutputStream> LocalFileSystemOps::createForRestoring(std::u1
 }
 
 bool LocalFileSystemOps::isThreadSafe() const { return !isDerived(*this); }
+
+std::optional<std::uint64_t> LocalFileSystemOps::getFileSize(std::u16string const& path) {
+  struct stat status;
+  boost::system::error_code error;
+  bool const isFile = statusOf(path, 0, status, error) && S_ISREG(status.st_mode);
+  return isFile ? std::optional(static_cast<std::uint64_t>(status.st_size)) : std::nullopt;
+}
 
 Perms::Perms_tag LocalFileSystemOps::getPermissions(std::u16string const& path, boost::system::error_code& error) {
   struct stat status;

@@ -21,12 +21,12 @@ constexpr std::size_t kTaskSize = 1024;  // what a task holds besides its conten
 constexpr std::size_t kShare = 64u << 10;
 constexpr std::size_t kDeliverAt = 8;  // the owner delivers while this part of the budget is held
 
-enum class Progress { Waiting, Running, Done, Failed };
+enum class TaskState { Waiting, Running, Done, Failed };
 
 struct Queued {
   std::unique_ptr<TaskQueue::Task> task;
   std::size_t size;
-  Progress progress = Progress::Waiting;
+  TaskState state = TaskState::Waiting;
 };
 
 /// What a thread does in a row.
@@ -91,7 +91,7 @@ struct TaskQueue::Impl {
       for (std::size_t i = 0; i < share.count; ++i) share.isDone[i] = runs(*share.entries[i]->task);
       lock.lock();
       for (std::size_t i = 0; i < share.count; ++i)
-        share.entries[i]->progress = share.isDone[i] ? Progress::Done : Progress::Failed;
+        share.entries[i]->state = share.isDone[i] ? TaskState::Done : TaskState::Failed;
       if (isAwaited) hasResult.notify_one();
     }
   }
@@ -102,7 +102,7 @@ struct TaskQueue::Impl {
     share.count = 0;
     for (std::size_t bytes = 0; share.count < most && bytes < kShare;) {
       Queued& entry = entries[taken++];
-      entry.progress = Progress::Running;
+      entry.state = TaskState::Running;
       bytes += entry.size;
       waiting -= entry.size;
       share.entries[share.count++] = &entry;
@@ -118,13 +118,13 @@ struct TaskQueue::Impl {
 
   bool isFrontDone() {
     std::lock_guard const lock(mutex);
-    return !entries.empty() && entries.front().progress == Progress::Done;
+    return !entries.empty() && entries.front().state == TaskState::Done;
   }
 
   Queued& waitForFront() {
     std::unique_lock lock(mutex);
     Queued& front = entries.front();
-    auto const isDone = [&] { return front.progress == Progress::Done || front.progress == Progress::Failed; };
+    auto const isDone = [&] { return front.state == TaskState::Done || front.state == TaskState::Failed; };
     if (isDone()) return front;
     if (waiting > 0) hasWork.notify_all();
     isAwaited = true;
@@ -135,9 +135,9 @@ struct TaskQueue::Impl {
 
   void deliverFront() {
     Queued& front = waitForFront();
-    if (front.progress == Progress::Failed) {
+    if (front.state == TaskState::Failed) {
       front.task->run();
-      front.progress = Progress::Done;  // no thread looks at it any more
+      front.state = TaskState::Done;  // no thread looks at it any more
     }
     front.task->deliver();
     held -= front.size;
@@ -178,8 +178,10 @@ void TaskQueue::add(std::unique_ptr<Task> task, std::size_t size) {
   task->deliver();
 }
 
-void TaskQueue::deliverFirst() {
-  if (impl_->held > 0) impl_->deliverFront();
+bool TaskQueue::deliverFirst() {
+  if (impl_->held == 0) return false;
+  impl_->deliverFront();
+  return true;
 }
 
 void TaskQueue::deliverAll() {

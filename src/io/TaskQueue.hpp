@@ -35,8 +35,8 @@ class TaskQueue {
   /// Also delivers finished tasks. Throws what a delivery throws, and then does not take the new task.
   void add(std::unique_ptr<Task> task, std::size_t size);
   void deliverAll();
-  /// Waits for the first undelivered task, if there is one, and delivers it.
-  void deliverFirst();
+  /// Waits for the first undelivered task and delivers it. False where there is none.
+  bool deliverFirst();
 
   static constexpr std::size_t kBudget = 64u << 20;
 

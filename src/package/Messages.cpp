@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/Messages.hpp"
 
+#include <cstdint>
 #include <cstddef>
 
 #include "opc/Strings.hpp"
@@ -38,6 +39,11 @@ std::string reservedPartName(std::u16string_view name) {
 std::string partNameTooLong(std::u16string_view name) {
   return "Part name of " + std::to_string(name.size()) + " characters is too long: " + shown(name.substr(0, 64)) +
          "...";
+}
+
+std::string tooLongForMemory(std::u16string_view name, std::uint64_t size, std::uint64_t most) {
+  return shown(name) + " has " + std::to_string(size) + " bytes; no more than " + std::to_string(most) +
+         " may be read into memory";
 }
 
 std::string partNameClash(std::u16string_view name, std::u16string_view existing) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -40,6 +41,8 @@ std::string invalidItem(std::string_view item, std::string_view fault);
 std::string invalidPartName(std::u16string_view name);
 std::string reservedPartName(std::u16string_view name);
 std::string partNameTooLong(std::u16string_view name);
+/// Of a part, or of a file of a package's file system.
+std::string tooLongForMemory(std::u16string_view name, std::uint64_t size, std::uint64_t most);
 std::string partNameClash(std::u16string_view name, std::u16string_view existing);
 std::string namesClash(std::string_view a, std::string_view b);
 std::string partNotFound(std::u16string_view name);

@@ -162,6 +162,8 @@ void Package::setCompressionLevel(CompressionLevel level) {
 
 CompressionLevel Package::getCompressionLevel() const { return state().level; }
 
+void Package::setMonitor(Monitor monitor) { state().monitor = std::move(monitor); }
+
 void Package::setCompressionThreads(unsigned count) {
   state().contents.store().setThreads(count);
   state().threads = count;

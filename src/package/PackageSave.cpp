@@ -26,19 +26,53 @@
 #include "package/Messages.hpp"
 #include "package/PackageState.hpp"
 #include "package/PartNameRules.hpp"
+#include "package/Watching.hpp"
 #include "text/Narrow.hpp"
 
 namespace opc::model::detail {
 namespace {
+
+/// Checks the watch before anything goes to another sink, and counts it unless an outer operation is watched. Without
+/// a watch it is not used.
+class WatchedSink final : public zip::ArchiveSink {
+ public:
+  WatchedSink(zip::ArchiveSink& inner, Watching const& watching) : inner_(inner), watching_(watching) {}
+
+  void write(void const* data, std::size_t count) override {
+    watching_.current()->check();
+    inner_.write(data, count);
+    wrote(count);
+  }
+  void copyFrom(int descriptor, std::uint64_t offset, std::uint64_t count) override {
+    while (count > 0) {
+      std::uint64_t const step = std::min(count, kStep);
+      watching_.current()->check();
+      inner_.copyFrom(descriptor, offset, step);
+      wrote(step);
+      offset += step;
+      count -= step;
+    }
+  }
+
+ private:
+  static constexpr std::uint64_t kStep = 4u << 20;
+
+  void wrote(std::uint64_t count) {
+    if (Watch* const watch = watching_.own()) watch->addBytes(count);
+  }
+
+  zip::ArchiveSink& inner_;
+  Watching const& watching_;
+};
 
 /// Writes the present state of a package: the content types, the package's relationships, then all items in the order
 /// of their names. It writes changed relationships parts into the store first; nothing else of the state changes until
 /// adopt().
 class PackageWriter {
  public:
-  explicit PackageWriter(PackageState& state) : state_(state) {}
+  PackageWriter(PackageState& state, Watching& watching) : state_(state), watching_(watching) {}
 
-  void write(zip::ArchiveSink& sink);
+  void write(zip::ArchiveSink& target);
 
   /// Has the state read from the archive, which must hold what was written, and restarts its store. Otherwise throws
   /// and changes nothing.
@@ -57,20 +91,33 @@ class PackageWriter {
   void writeContentTypes(zip::ArchiveWriter& writer);
   static bool isCopied(Item const& item);
   void writeItem(zip::ArchiveWriter& writer, Item const& item) const;
+  std::uint64_t storedSize(Item const& item) const;
   void requireWritten(zip::Archive const& archive) const;
 
   PackageState& state_;
+  Watching& watching_;
   std::vector<Item> items_;  // in the order of writing, behind the content types
   std::map<std::string, MediaType const*> defaults_;
 };
 
-void PackageWriter::write(zip::ArchiveSink& sink) {
+void PackageWriter::write(zip::ArchiveSink& target) {
   state_.refreshRelationships();
   collectItems();
+  Watch* const watch = watching_.own();
+  WatchedSink watched(target, watching_);
+  zip::ArchiveSink& sink = watching_.current() ? watched : target;
+  if (watch) {
+    std::uint64_t bytes = 0;
+    for (Item const& item : items_) bytes += storedSize(item);
+    watch->expect(items_.size(), bytes);
+  }
   zip::ArchiveWriter writer(sink, state_.contents.store().hasThreads());
   if (state_.contents.archive()) writer.keepSurroundings(*state_.contents.archive());
   writeContentTypes(writer);
-  for (Item const& item : items_) writeItem(writer, item);
+  for (Item const& item : items_) {
+    writeItem(writer, item);
+    if (watch) watch->addFile();
+  }
   writer.finish();
 }
 
@@ -112,6 +159,11 @@ void PackageWriter::writeItem(zip::ArchiveWriter& writer, Item const& item) cons
     writer.copy(*state_.contents.archive(), item.source);
   else
     writer.add(item.name, state_.contents.written(item.part->second));
+}
+
+std::uint64_t PackageWriter::storedSize(Item const& item) const {
+  return isCopied(item) ? state_.contents.archive()->entry(item.source).storedSize
+                        : state_.contents.written(item.part->second).storedSize;
 }
 
 /// Another program may have replaced the file after the rename.
@@ -216,14 +268,15 @@ void requireUnchangedFile(PackageState const& state) {
 }
 
 /// Replaces the target and binds the package to it.
-void saveToFile(PackageState& state, PackageFile const& target, SaveOptions const& options) {
+void saveToFile(PackageState& state, Watching& watching, PackageFile const& target, SaveOptions const& options) {
   if (target.identity) requireUnchangedFile(state);
   AtomicFile::Rules rules;
   rules.replacesProtected = options.replaceProtected;
   rules.target = target.mustBeNew ? AtomicFile::Target::MustNotExist : AtomicFile::Target::MayExist;
   rules.expected = target.identity;
+  if (Watch* const watch = watching.current()) rules.checkpoint = [watch] { watch->finish(); };
   AtomicFile file(target.path, rules);
-  PackageWriter writer(state);
+  PackageWriter writer(state, watching);
   writer.write(file);
   std::string bound = target.path;
   state.file.identity = file.replace();
@@ -248,9 +301,10 @@ std::vector<unsigned char> writtenBytes(PackageWriter& writer) {
   return bytes;
 }
 
-void saveInMemory(PackageState& state) {
-  PackageWriter writer(state);
+void saveInMemory(PackageState& state, Watching& watching) {
+  PackageWriter writer(state, watching);
   auto bytes = writtenBytes(writer);
+  if (Watch* const watch = watching.own()) watch->finish();
   adoptWritten(writer, [&] { return zip::makeMemoryBytes(std::move(bytes)); });
 }
 
@@ -260,13 +314,14 @@ void Package::save(SaveOptions const& options) {
   PackageState& state = this->state();
   state.requireWritable();
   SavingGuard const guard(state);
+  Watching watching(state);
   gather(state);
   if (!state.isChanged)
     requireUnchangedFile(state);  // nothing to write, but no doubt either that the path holds this package
   else if (state.file.path.empty())
-    saveInMemory(state);
+    saveInMemory(state, watching);
   else
-    saveToFile(state, state.file, options);
+    saveToFile(state, watching, state.file, options);
   state.isChanged = false;
   state.managers->markClean();
 }
@@ -274,10 +329,11 @@ void Package::save(SaveOptions const& options) {
 void Package::saveAs(std::u16string const& path, Existing existing, SaveOptions const& options) {
   PackageState& state = this->state();
   SavingGuard const guard(state);
+  Watching watching(state);
   PackageFile target = PackageFile::forNew(path, existing);
   if (isOwnFile(state.file, target)) target.identity = state.file.identity;
   gather(state);
-  saveToFile(state, target, options);
+  saveToFile(state, watching, target, options);
   state.isChanged = false;
   state.managers->markClean();
 }
@@ -285,9 +341,12 @@ void Package::saveAs(std::u16string const& path, Existing existing, SaveOptions 
 std::vector<unsigned char> Package::saveToBytes() {
   PackageState& state = this->state();
   SavingGuard const guard(state);
+  Watching watching(state);
   gather(state);
-  PackageWriter writer(state);
-  return writtenBytes(writer);
+  PackageWriter writer(state, watching);
+  auto bytes = writtenBytes(writer);
+  if (Watch* const watch = watching.own()) watch->finish();
+  return bytes;
 }
 
 }  // namespace opc::model

@@ -45,6 +45,8 @@ std::unique_ptr<Package> PackageState::makePackage(std::shared_ptr<PackageState>
   return std::unique_ptr<Package>(new Package(std::move(state)));
 }
 
+PackageState& PackageState::of(Package& package) { return package.state(); }
+
 void PackageState::erase(detail::PartIndex::iterator part) {
   isChanged = true;
   writes.deletePart(detail::PartIndex::nameOf(part));
@@ -92,7 +94,8 @@ void PackageState::requireWritable() const {
 }
 
 void PackageState::requireNoOpenWrites() {
-  contents.store().settle();
+  while (contents.store().settleFirst())
+    if (watch) watch->check();
   writes.requireNone();
 }
 

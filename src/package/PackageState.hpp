@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "io/FileHandle.hpp"
+#include "io/Watch.hpp"
 #include "opc/model/Package.hpp"
 #include "package/Interned.hpp"
 #include "package/PartContents.hpp"
@@ -54,6 +55,7 @@ class PackageState {
   explicit PackageState(detail::PackageFile boundTo = {});
   /// A package over the state.
   static std::unique_ptr<Package> makePackage(std::shared_ptr<PackageState> state);
+  static PackageState& of(Package& package);
   PackageState(PackageState const&) = delete;
   PackageState& operator=(PackageState const&) = delete;
   ~PackageState();
@@ -85,6 +87,8 @@ class PackageState {
   bool isGone = false;  // the Package object is destroyed, so nothing can be saved any more
   CompressionLevel level = CompressionLevel::Default;
   unsigned threads = 0;  // that compress parts
+  Monitor monitor;
+  std::shared_ptr<Watch> watch;  // of the operation that the monitor watches; else null
 
   detail::MediaTypePool types;
   detail::TextPool texts;

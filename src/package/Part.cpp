@@ -21,6 +21,25 @@ namespace messages = detail::messages;
 
 detail::PartTable::reference entryOf(void* entry) { return *static_cast<detail::PartTable::pointer>(entry); }
 
+constexpr std::uint64_t kLongRead = 1u << 20;  // a shorter one ends before it could be cancelled
+
+/// Has the reading of a long part end when the operation that reads it is to end.
+class WatchedPart final : public InputStream {
+ public:
+  WatchedPart(std::unique_ptr<InputStream> part, std::shared_ptr<Watch> watch)
+      : part_(std::move(part)), watch_(std::move(watch)), input_(*part_, *watch_, WatchedInput::Counts::Nothing) {}
+
+  void reset() override { input_.reset(); }
+  std::size_t read(void* buffer, std::size_t count) override { return input_.read(buffer, count); }
+  bool isEnd() override { return input_.isEnd(); }
+  void clear() override { input_.clear(); }
+
+ private:
+  std::unique_ptr<InputStream> part_;
+  std::shared_ptr<Watch> watch_;
+  WatchedInput input_;
+};
+
 /// Replaces the bytes of a part at close(), or once the package's threads have compressed them. Keeps the package's
 /// data alive.
 class PartOutputStream final : public OutputStream {
@@ -68,6 +87,7 @@ PartOutputStream::~PartOutputStream() {
 
 void PartOutputStream::write(void const* data, std::size_t count) {
   if (isClosed_) throw StreamError("The stream is closed");
+  if (state_->watch) state_->watch->check();
   writer_->write(data, count);
 }
 
@@ -126,7 +146,9 @@ std::uint64_t Part::getStoredSize() const { return state().contents.storedSizeOf
 std::unique_ptr<InputStream> Part::getInputStream() const { return getInputStreamAt(0); }
 
 std::unique_ptr<InputStream> Part::getInputStreamAt(std::uint64_t offset, std::size_t threads) const {
-  return state().contents.open(entryOf(entry()), offset, threads);
+  auto stream = state().contents.open(entryOf(entry()), offset, threads);
+  bool const isLong = state().watch && getSize() > kLongRead;
+  return isLong ? std::make_unique<WatchedPart>(std::move(stream), state().watch) : std::move(stream);
 }
 
 std::unique_ptr<OutputStream> Part::getOutputStream() const {
@@ -134,6 +156,20 @@ std::unique_ptr<OutputStream> Part::getOutputStream() const {
   auto const part = state().parts.get(getName());
   if (getName().isRelationshipsPart()) throw InvalidState(messages::partIsPackagesOwn(getName().toString()));
   return std::make_unique<PartOutputStream>(sharedState(), part);
+}
+
+std::vector<unsigned char> readAll(Part const& part, std::uint64_t most) {
+  std::uint64_t const size = part.getSize();
+  if (size > most) throw Exception(messages::tooLongForMemory(part.getName().toString(), size, most));
+  std::vector<unsigned char> bytes(static_cast<std::size_t>(size));
+  auto const stream = part.getInputStream();
+  std::size_t count = 0;
+  while (!stream->isEnd()) {
+    if (count == bytes.size()) bytes.resize(count + 1);  // the stream finds it longer than declared, and throws
+    count += stream->read(bytes.data() + count, bytes.size() - count);
+  }
+  bytes.resize(count);
+  return bytes;
 }
 
 }  // namespace opc::model

@@ -3,8 +3,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <string>
+#include <string_view>
 #include <unicode/uchar.h>
 
+#include "opc/Text.hpp"
 #include "text/Ascii.hpp"
 #include "text/Escape.hpp"
 #include "text/PosixError.hpp"
@@ -90,7 +93,10 @@ bool isBelowPath(std::u16string_view path, std::u16string_view folder) noexcept 
 }
 
 std::u16string detail::toStringFromUTF8String(std::string const& utf8, bool strict) {
-  if (!strict) return replaceIllFormed(utf8);
+  return strict ? fromUTF8(utf8) : replaceIllFormed(utf8);
+}
+
+std::u16string detail::fromUTF8(std::string_view utf8) {
   std::u16string text;
   std::size_t const taken = unicode::appendUTF16(text, utf8);
   if (taken != utf8.size())

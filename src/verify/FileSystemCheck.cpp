@@ -97,10 +97,12 @@ void readManifestEntries(InputStream& input, std::function<void(ManifestEntry)> 
   reader.read(input, handler);
 }
 
-FileSystemCheck::FileSystemCheck(PackageCheck const& package, EncryptionCheck const& encryption, FaultList& faults)
+FileSystemCheck::FileSystemCheck(PackageCheck const& package, EncryptionCheck const& encryption, FaultList& faults,
+                                 Watch& watch)
     : package_(package),
       encryption_(encryption),
       faults_(faults),
+      watch_(watch),
       isTarget_(package.packageTargets()),
       owners_(package.parts().size()) {}
 
@@ -153,6 +155,8 @@ bool FileSystemCheck::read(CheckedPart const& manifest) {
         },
         encryption_.namesLeftOut(manifest));
     return true;
+  } catch (Cancelled const&) {
+    throw;
   } catch (Exception const& fault) {
     if (fault.getErrorCode()) throw;
     faults_.add(code::kInvalidManifest, wideName(manifest.name()), shown(manifest.name()) + ": " + fault.what());
@@ -161,6 +165,7 @@ bool FileSystemCheck::read(CheckedPart const& manifest) {
 }
 
 void FileSystemCheck::take(ManifestEntry const& entry, bool isVersion1) {
+  watch_.check();
   char const* const fault = faultOf(entry.path);
   if (fault)
     faults_.add(fault, entry.path,

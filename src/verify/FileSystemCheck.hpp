@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "io/Watch.hpp"
 #include "opc/Streams.hpp"
 #include "services/tree/FileSystemNode.hpp"
 #include "verify/EncryptionCheck.hpp"
@@ -35,7 +36,8 @@ void readManifestEntries(InputStream& input, std::function<void(ManifestEntry)> 
 /// Checks the manifest of a file system by itself and against the parts. A package without one has no faults here.
 class FileSystemCheck {
  public:
-  FileSystemCheck(PackageCheck const& package, EncryptionCheck const& encryption, FaultList& faults);
+  /// All are borrowed.
+  FileSystemCheck(PackageCheck const& package, EncryptionCheck const& encryption, FaultList& faults, Watch& watch);
 
   /// False for a wrong key: there are encrypted parts, and it decrypts no part.
   /// Then the faults are those that show without a key.
@@ -63,6 +65,7 @@ class FileSystemCheck {
   PackageCheck const& package_;
   EncryptionCheck const& encryption_;
   FaultList& faults_;
+  Watch& watch_;
   std::vector<Listed> entries_;
   std::vector<bool> isTarget_;         // of each part: whether a relationship of the package leads to it
   std::vector<std::uint32_t> owners_;  // of each part: the number of its first entry, from 1; 0 for none

@@ -10,6 +10,7 @@
 #include "crypto/CipherDataXml.hpp"
 #include "crypto/Digests.hpp"
 #include "crypto/Encodings.hpp"
+#include "io/Watch.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/CipherData.hpp"
@@ -47,10 +48,25 @@ void checkCipherData(model::Package& package, FaultList& faults) {
   }
 }
 
-void readItems(model::zip::Reader& container, EncryptionCheck& encryption, std::size_t threads) {
-  container.readItems([&](std::size_t item, bool isSound) { encryption.finish(item, isSound); },
-                      [&](std::size_t item, std::span<unsigned char const> bytes) { encryption.take(item, bytes); },
-                      threads);
+void expect(Watch& watch, model::zip::Archive const& archive) {
+  std::uint64_t bytes = 0;
+  for (std::size_t item = 0; item < archive.size(); ++item) bytes += archive.entry(item).size;
+  watch.expect(archive.size(), bytes);
+}
+
+void readItems(model::zip::Reader& container, EncryptionCheck& encryption, std::size_t threads, Watch& watch) {
+  container.readItems(
+      [&](std::size_t item, bool isSound) {
+        watch.check();
+        encryption.finish(item, isSound);
+        watch.addFile();
+      },
+      [&](std::size_t item, std::span<unsigned char const> bytes) {
+        watch.check();
+        encryption.take(item, bytes);
+        watch.addBytes(bytes.size());
+      },
+      threads);
   encryption.finishPieces();
 }
 
@@ -64,15 +80,19 @@ void count(PackageCheck const& package, EncryptionCheck const& encryption, Verif
 
 void checkPackage(model::zip::Reader& container, model::detail::PackageReader& reader,
                   VerificationOptions const& options, FaultList& faults, VerificationReport& report) {
+  Watch watch(options.monitor);
   reader.identify();
   PackageCheck package(reader, options.limits, faults);
   EncryptionCheck encryption(package, options.key);
-  readItems(container, encryption, options.threads);
+  expect(watch, *reader.state().contents.archive());
+  readItems(container, encryption, options.threads, watch);
   reader.readRelationships();
+  watch.check();
   package.check(kOwnedParts);
-  report.isKeyWrong = !FileSystemCheck(package, encryption, faults).check();
+  report.isKeyWrong = !FileSystemCheck(package, encryption, faults, watch).check();
   count(package, encryption, report);
   checkCipherData(*reader.package(), faults);
+  watch.finish();
 }
 
 }  // namespace

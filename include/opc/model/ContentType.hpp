@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "opc/Export.hpp"
+#include "opc/Text.hpp"
 
 namespace opc::model {
 
@@ -17,6 +18,7 @@ class ZT_API ContentType {
   /// Throws InvalidContentType, naming the text, when it is not a media type.
   explicit ContentType(std::u16string const& text);
   explicit ContentType(char16_t const* text);
+  explicit ContentType(Utf8Text auto const& text) : ContentType(toUTF16(text)) {}
 
   /// The texts as they were written, in any case.
   std::u16string const& getType() const { return type_; }

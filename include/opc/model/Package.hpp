@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "opc/Export.hpp"
+#include "opc/Progress.hpp"
+#include "opc/Text.hpp"
 #include "opc/model/ContentType.hpp"
 #include "opc/model/Part.hpp"
 #include "opc/model/PartName.hpp"
@@ -177,6 +179,29 @@ class ZT_API Package : public RelationshipSource {
   /// the part's last write is complete. Waits for work under way, and throws an earlier failure of it.
   void setCompressionThreads(unsigned count);
   unsigned getCompressionThreads() const;
+
+  /// The same for paths as UTF-8 or std::filesystem::path, and names and content types as any text (opc/Text.hpp).
+  static std::unique_ptr<Package> create(Utf8Text auto const& path, Existing existing = Existing::Refuse) {
+    return create(toUTF16(path), existing);
+  }
+  static std::unique_ptr<Package> open(Utf8Text auto const& path, AccessMode mode, OpenOptions const& options = {}) {
+    return open(toUTF16(path), mode, options);
+  }
+  void saveAs(Utf8Text auto const& path, Existing existing = Existing::Refuse, SaveOptions const& options = {}) {
+    saveAs(toUTF16(path), existing, options);
+  }
+  Part createPart(AnyText auto const& name, AnyText auto const& type) {
+    return createPart(PartName(toUTF16(name)), ContentType(toUTF16(type)));
+  }
+  void deletePart(AnyText auto const& name) { deletePart(PartName(toUTF16(name))); }
+  Part getPart(AnyText auto const& name) const { return getPart(PartName(toUTF16(name))); }
+  std::optional<Part> findPart(AnyText auto const& name) const { return findPart(PartName(toUTF16(name))); }
+  bool hasPart(AnyText auto const& name) const { return hasPart(PartName(toUTF16(name))); }
+
+  /// From now on save(), saveAs() and saveToBytes(), and addFile(), addAll() and the extracting operations of the
+  /// package's FileSystemManagers, each report to the monitor and end when it says so, with Cancelled. A save then has
+  /// changed nothing, and can be repeated; for the others see FileSystemManager. An empty monitor ends the watch.
+  void setMonitor(Monitor monitor);
 
  private:
   friend class DataManager;

@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "opc/Export.hpp"
 #include "opc/Streams.hpp"
@@ -105,6 +106,13 @@ class ZT_API Part : public RelationshipSource {
   mutable void* entry_ = nullptr;       // of the package's index, where it was found the last time,
   mutable std::uint64_t erasures_ = 0;  // when the index had erased that many
 };
+
+/// How many bytes readAll() and FileSystemManager::readFile() hold at most, if the caller sets no other limit (1 GiB).
+inline constexpr std::uint64_t kMostInMemory = std::uint64_t{1} << 30;
+
+/// All bytes of a part. Throws opc::Exception, naming the part, where it has more than `most` bytes, before it reads
+/// any; and what Part::getInputStream() and its stream throw.
+ZT_API std::vector<unsigned char> readAll(Part const& part, std::uint64_t most = kMostInMemory);
 
 }  // namespace opc::model
 

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "opc/Export.hpp"
+#include "opc/Text.hpp"
 #include "opc/model/URI.hpp"
 
 namespace opc::model {
@@ -23,6 +24,7 @@ class ZT_API PartName {
   explicit PartName(URI const& uri) : text_(uri.toString()) {}
   explicit PartName(std::u16string text) : text_(std::move(text)) {}
   explicit PartName(char16_t const* text) : text_(text) {}
+  explicit PartName(Utf8Text auto const& text) : text_(toUTF16(text)) {}
 
   URI getURI() const { return URI(text_); }
   std::u16string const& toString() const { return text_; }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "opc/Export.hpp"
+#include "opc/Text.hpp"
 #include "opc/model/PartName.hpp"
 #include "opc/model/URI.hpp"
 
@@ -80,6 +81,19 @@ class ZT_API RelationshipSource {
                                           std::u16string const& id = {});
   /// Deletes the relationship, not its target. Throws RelationshipNotFound, which names the id and the source.
   void deleteRelationship(std::u16string const& id);
+
+  /// The same for UTF-8 (opc/Text.hpp); the target of an internal relationship is then a text too.
+  std::vector<Relationship> getRelationshipsByType(Utf8Text auto const& type) const {
+    return getRelationshipsByType(toUTF16(type));
+  }
+  std::optional<Relationship> findRelationship(Utf8Text auto const& id) const { return findRelationship(toUTF16(id)); }
+  Relationship createInternalRelationship(AnyText auto const& type, AnyText auto const& target) {
+    return createInternalRelationship(toUTF16(type), URI(toUTF16(target)));
+  }
+  Relationship createExternalRelationship(Utf8Text auto const& type, AnyText auto const& target) {
+    return createExternalRelationship(toUTF16(type), toUTF16(target));
+  }
+  void deleteRelationship(Utf8Text auto const& id) { deleteRelationship(toUTF16(id)); }
 
  protected:
   RelationshipSource(std::shared_ptr<PackageState> package, PartName source);

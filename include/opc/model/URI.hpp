@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "opc/Export.hpp"
+#include "opc/Text.hpp"
 
 namespace opc::model {
 
@@ -16,6 +17,7 @@ class ZT_API URI {
   URI() = default;
   explicit URI(std::u16string text) : text_(std::move(text)) {}
   explicit URI(char16_t const* text) : text_(text) {}
+  explicit URI(Utf8Text auto const& text) : text_(toUTF16(text)) {}
 
   std::u16string const& toString() const { return text_; }
 

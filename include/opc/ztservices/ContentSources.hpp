@@ -9,6 +9,7 @@
 #include "opc/Export.hpp"
 #include "opc/FileSystemOps.hpp"
 #include "opc/Streams.hpp"
+#include "opc/Text.hpp"
 #include "opc/model/ContentType.hpp"
 #include "opc/model/Part.hpp"
 #include "opc/ztservices/Exceptions.hpp"
@@ -67,6 +68,10 @@ class ZT_API FileContentSource final : public IContentSource {
   FileContentSource(std::u16string const& path, FileSystemOps& operations);
   FileContentSource(std::u16string const& path, model::ContentType const& type);
   FileContentSource(std::u16string const& path, model::ContentType const& type, FileSystemOps& operations);
+  /// The same for a path as UTF-8 (opc/Text.hpp).
+  explicit FileContentSource(Utf8Text auto const& path) : FileContentSource(toUTF16(path)) {}
+  FileContentSource(Utf8Text auto const& path, model::ContentType const& type)
+      : FileContentSource(toUTF16(path), type) {}
   /// A file that is open already, or null where it could not be opened. The path is for the message alone.
   FileContentSource(std::u16string const& path, model::ContentType const& type, std::unique_ptr<std::istream> file);
 

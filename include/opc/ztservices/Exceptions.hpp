@@ -56,6 +56,8 @@ ZT_EXCEPTION(CannotChangeEncryption);
 ZT_EXCEPTION(ContentTooLongToEncrypt);
 /// Content or a manifest is encrypted, and decryption is not enabled.
 ZT_EXCEPTION(CouldNotDecryptContent);
+/// The password is not the one that the package is protected with. No code.
+ZT_EXCEPTION(WrongPassword);
 /// Bytes for initialization vectors that are too few.
 ZT_EXCEPTION(InvalidIVBytesSize);
 

@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,9 +16,12 @@
 #include "opc/Export.hpp"
 #include "opc/FileSystemOps.hpp"
 #include "opc/Streams.hpp"
+#include "opc/Text.hpp"
+#include "opc/Time.hpp"
 #include "opc/model/ContentType.hpp"
 #include "opc/model/DataManager.hpp"
 #include "opc/model/Package.hpp"
+#include "opc/model/Part.hpp"
 #include "opc/model/URI.hpp"
 #include "opc/ztservices/ContentSources.hpp"
 #include "opc/ztservices/Encryption.hpp"
@@ -118,6 +122,11 @@ class ZT_API FileSystemEntry {
 /// another link target. Operations that take a stale entry throw FileSystemEntryNotFound and change nothing. The
 /// exceptions are hasParent, getParent, hasChildren and getChildren, which look at the path alone: where it is gone,
 /// hasParent and hasChildren are false, getChildren is empty and getParent throws FileSystemEntryHasNoParent.
+///
+/// A monitor of the package (model::Package::setMonitor()) watches addFile(), addAll() and the extracting operations.
+/// An addAll() that it ends leaves the files that were added before; an extraction leaves the files that have their
+/// names. Neither leaves a temporary file, nor a part of a file under its name where the disk operations write it aside
+/// first.
 ///
 /// Contents and manifest may be encrypted with AES-256-GCM. The content type of a part says whether the part is
 /// encrypted. The names of encrypted contents' parts do not show the paths. Encryption hides neither sizes nor the
@@ -244,6 +253,11 @@ class ZT_API FileSystemManager : public model::DataManager {
   /// the source. The permissions and the time may be unknown. opc::Exception for a null source.
   FileSystemEntry addFile(std::unique_ptr<IContentSource> source, std::u16string const& path,
                           Perms::Perms_tag permissions, boost::posix_time::ptime const& time);
+  /// Adds a file of these bytes, whose content type follows from its path (ContentTypes.hpp). Nothing of
+  /// a disk is read; otherwise it throws as the other two.
+  FileSystemEntry addFile(std::span<unsigned char const> bytes, std::u16string const& path,
+                          Perms::Perms_tag permissions = Perms(0644),
+                          boost::posix_time::ptime const& time = getCurrentTime());
   /// Adds every file and symbolic link below the root, in code-unit order of path. Folders come into being as
   /// ancestors; empty ones are not added. Links are not followed; sockets, fifos and devices are skipped. An absolute
   /// link target below the root becomes absolute within the package; one outside it throws
@@ -296,6 +310,11 @@ class ZT_API FileSystemManager : public model::DataManager {
   /// where the package's file was changed after the first time. Throws FileSystemEntryMustBeFile, model::PartNotFound
   /// where a damaged package lacks the content part.
   std::unique_ptr<IContentSource> getFileContentSource(FileSystemEntry const& entry, TransformMode transformMode);
+
+  /// All bytes of the file at the path, decrypted where they are encrypted. Throws FileSystemEntryNotFound;
+  /// opc::Exception, naming the path, where the file has more than `most` bytes; and as getFileContentSource() and its
+  /// stream.
+  std::vector<unsigned char> readFile(std::u16string const& path, std::uint64_t most = model::kMostInMemory);
 
   // ---- encryption (AES-256-GCM, NIST SP 800-38D); keys have 32 bytes, and opc::Exception refuses others
 
@@ -350,6 +369,68 @@ class ZT_API FileSystemManager : public model::DataManager {
   /// getCRC32() and the size where they are known, and then reads the stream alone; throws what getFileContentSource()
   /// and its stream throw where the content must be read.
   bool hasContent(FileSystemEntry const& entry, InputStream& stream);
+
+  // ---- the same for paths and targets as UTF-8 or std::filesystem::path (opc/Text.hpp)
+
+  bool hasEntry(Utf8Text auto const& path) const { return hasEntry(toUTF16(path)); }
+  FileSystemEntry getEntry(Utf8Text auto const& path) const { return getEntry(toUTF16(path)); }
+  bool hasParent(Utf8Text auto const& path) const { return hasParent(toUTF16(path)); }
+  FileSystemEntry getParent(Utf8Text auto const& path) const { return getParent(toUTF16(path)); }
+  bool hasChildren(Utf8Text auto const& path) const { return hasChildren(toUTF16(path)); }
+  std::vector<FileSystemEntry> getChildren(Utf8Text auto const& path) const { return getChildren(toUTF16(path)); }
+  std::vector<unsigned char> readFile(Utf8Text auto const& path, std::uint64_t most = model::kMostInMemory) {
+    return readFile(toUTF16(path), most);
+  }
+  FileSystemEntry createFolder(Utf8Text auto const& path) { return createFolder(toUTF16(path)); }
+  template <AnyText Path, AnyText Target>
+  requires AnyUtf8Text<Path, Target> FileSystemEntry createLink(Path const& path, Target const& target) {
+    return createLink(toUTF16(path), toUTF16(target));
+  }
+  FileSystemEntry createFile(Utf8Text auto const& path, model::ContentType const& type, Perms::Perms_tag permissions,
+                             boost::posix_time::ptime const& time) {
+    return createFile(toUTF16(path), type, permissions, time);
+  }
+  FileSystemEntry moveEntry(FileSystemEntry const& entry, Utf8Text auto const& path) {
+    return moveEntry(entry, toUTF16(path));
+  }
+  template <AnyText SourcePath, AnyText Path>
+  requires AnyUtf8Text<SourcePath, Path> FileSystemEntry addFile(SourcePath const& sourcePath, Path const& path,
+                                                                 TransformMode mode = TransformMode::None) {
+    return addFile(toUTF16(sourcePath), toUTF16(path), mode);
+  }
+  FileSystemEntry addFile(std::unique_ptr<IContentSource> source, Utf8Text auto const& path,
+                          Perms::Perms_tag permissions, boost::posix_time::ptime const& time) {
+    return addFile(std::move(source), toUTF16(path), permissions, time);
+  }
+  FileSystemEntry addFile(std::span<unsigned char const> bytes, Utf8Text auto const& path,
+                          Perms::Perms_tag permissions = Perms(0644),
+                          boost::posix_time::ptime const& time = getCurrentTime()) {
+    return addFile(bytes, toUTF16(path), permissions, time);
+  }
+  /// Bytes as std::as_bytes() gives them for a text.
+  FileSystemEntry addFile(std::span<std::byte const> bytes, AnyText auto const& path,
+                          Perms::Perms_tag permissions = Perms(0644),
+                          boost::posix_time::ptime const& time = getCurrentTime()) {
+    auto const* const data = reinterpret_cast<unsigned char const*>(bytes.data());
+    return addFile(std::span(data, bytes.size()), toUTF16(path), permissions, time);
+  }
+  void addAll(Utf8Text auto const& sourceRoot, TransformMode mode = TransformMode::None) {
+    addAll(toUTF16(sourceRoot), mode);
+  }
+  void extractAll(Utf8Text auto const& destinationRoot, RestoreMode restoreMode = RestoreMode::TimeAndPermissions,
+                  TransformMode transformMode = TransformMode::Transform) {
+    extractAll(toUTF16(destinationRoot), restoreMode, transformMode);
+  }
+  void extractEntries(Utf8Text auto const& destinationRoot, std::vector<FileSystemEntry> const& entries,
+                      RestoreMode restoreMode = RestoreMode::TimeAndPermissions,
+                      TransformMode transformMode = TransformMode::Transform) {
+    extractEntries(toUTF16(destinationRoot), entries, restoreMode, transformMode);
+  }
+  void extractEntry(Utf8Text auto const& destinationRoot, FileSystemEntry const& entry,
+                    RestoreMode restoreMode = RestoreMode::TimeAndPermissions,
+                    TransformMode transformMode = TransformMode::Transform) {
+    extractEntry(toUTF16(destinationRoot), entry, restoreMode, transformMode);
+  }
 
   // ---- keeping the older manifest
 
@@ -414,12 +495,14 @@ class ZT_API FileSystemManager : public model::DataManager {
     std::u16string path;
     Perms::Perms_tag permissions;
     boost::posix_time::ptime time;
+    std::uint64_t size = 0;  // as the disk says
   };
   std::unique_ptr<IContentSource> openFromDisk(std::u16string const& sourcePath, TransformMode mode, LinkRule rule,
                                                NewFile& file);
   void addListed(FileSystemOps& ops, std::u16string const& root, std::u16string const& file, TransformMode mode,
                  CompressionQueue* queue);
   FileSystemEntry store(MaybeCompressed content, NewFile const& file);
+  FileSystemEntry storeFromDisk(MaybeCompressed content, NewFile const& file);
   std::unique_ptr<IContentSource> convertText(std::unique_ptr<IContentSource> source,
                                               std::u16string const& sourcePath) const;
   FileSystemEntry addFileInternal(std::unique_ptr<IContentSource> source, std::u16string const& path,

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "opc/Export.hpp"
+#include "opc/Progress.hpp"
+#include "opc/Text.hpp"
 #include "opc/model/Package.hpp"
 #include "opc/ztservices/CipherData.hpp"
 #include "opc/ztservices/Encryption.hpp"
@@ -24,11 +26,10 @@ struct RekeyOptions {
   std::optional<CipherEntry> passwordEntry = {};
   /// Called for each file, before it is read, with the files and stored bytes that are done and those of the whole
   /// file system; may be empty. What it throws ends the operation.
-  struct Progress {
-    std::uint64_t files, bytes, allFiles, allBytes;
-  };
+  using Progress = opc::Progress;
   std::function<void(Progress const&)> progress = {};
   model::SaveOptions save = {};
+  Monitor monitor = {};  ///< watches the whole operation, the save included
 };
 
 /// Gives the file system of a package another key, encrypts a plain one, or makes an encrypted one plain: it stores
@@ -45,5 +46,11 @@ struct RekeyOptions {
 /// file system is plain; opc::Exception where the package has no file system; what Package::open(), the save and
 /// FileSystemManager throw. After an exception both paths are as before.
 ZT_API void rekeyPackage(std::u16string const& source, std::u16string const& destination, RekeyOptions const& options);
+/// The same for paths as UTF-8 (opc/Text.hpp).
+template <AnyText Source, AnyText Destination>
+requires AnyUtf8Text<Source, Destination>
+void rekeyPackage(Source const& source, Destination const& destination, RekeyOptions const& options) {
+  rekeyPackage(toUTF16(source), toUTF16(destination), options);
+}
 
 }  // namespace opc::ztservices

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "opc/Export.hpp"
+#include "opc/Text.hpp"
 #include "opc/model/Package.hpp"
 
 namespace opc::ztservices {
@@ -70,5 +71,11 @@ struct ZT_API RepairReport {
 /// 32 bytes. After an exception there is no file at `target`.
 ZT_API RepairReport repairPackage(std::u16string const& path, std::u16string const& target,
                                   RepairOptions const& options = {});
+/// The same for paths as UTF-8 (opc/Text.hpp).
+template <AnyText Path, AnyText Target>
+requires AnyUtf8Text<Path, Target> RepairReport repairPackage(Path const& path, Target const& target,
+                                                              RepairOptions const& options = {}) {
+  return repairPackage(toUTF16(path), toUTF16(target), options);
+}
 
 }  // namespace opc::ztservices

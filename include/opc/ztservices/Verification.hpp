@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "opc/Export.hpp"
+#include "opc/Progress.hpp"
+#include "opc/Text.hpp"
 #include "opc/model/Package.hpp"
 #include "opc/model/Part.hpp"
 
@@ -34,6 +36,7 @@ struct VerificationOptions {
   /// Contents are inflated and compared with their CRCs on that many threads beside the caller's, with up to 64 MiB of
   /// contents in memory. The report is the same for every number.
   std::size_t threads = 0;
+  Monitor monitor{};  ///< watches the verification, which changes nothing
 };
 
 /// One thing that is wrong with a package, or that a reader has to tolerate.
@@ -78,5 +81,9 @@ struct ZT_API VerificationReport {
 /// package's own markup are held. Throws model::CouldNotOpenPackage when the file cannot be read and opc::Exception for
 /// a key that has not 32 bytes; faults of the file are never thrown. Independent calls may run in different threads.
 ZT_API VerificationReport verifyPackage(std::u16string const& path, VerificationOptions const& options = {});
+/// The same for a path as UTF-8 (opc/Text.hpp).
+VerificationReport verifyPackage(Utf8Text auto const& path, VerificationOptions const& options = {}) {
+  return verifyPackage(toUTF16(path), options);
+}
 
 }  // namespace opc::ztservices

@@ -20,6 +20,7 @@ constexpr std::size_t kFilesOfBatch = 16;
 constexpr std::uint64_t kBytesOfBatch = 1u << 20;
 constexpr std::size_t kShareOfBatch = TaskQueue::kBudget / 16;
 
+constexpr std::uint64_t kLongCopy = 1u << 20;
 constexpr std::uint64_t kLongContent = 8u << 20;  // which the package may hold in chunks
 
 /// Throws what commit() reports, by the step that failed.
@@ -81,11 +82,25 @@ std::unique_ptr<FileOutputStream> FileTransfer::createDestination() {
   return file;
 }
 
+/// A short content is copied without a look at the watch, which would take longer.
+void FileTransfer::copyTo(OutputStream& to, InputStream& from) {
+  if (!watch_) return StreamHelper::copyStreamToStream(from, to);
+  watch_->check();
+  std::uint64_t const size = decryptedSize(content_.part);
+  if (size > kLongCopy) {
+    WatchedInput watched(from, *watch_);
+    StreamHelper::copyStreamToStream(watched, to);
+  } else {
+    StreamHelper::copyStreamToStream(from, to);
+    watch_->addBytes(size);
+  }
+}
+
 /// Exceptions of the input pass unchanged; those of the output carry the code that commit() reports.
 void FileTransfer::copy(InputStream& from) {
   try {
     StdOStreamAdaptor adaptor(*file_);
-    StreamHelper::copyStreamToStream(from, adaptor);
+    copyTo(adaptor, from);
     adaptor.close();
   } catch (std::exception const&) {
     if (!file_->fail()) throw;

@@ -12,6 +12,7 @@
 
 #include "crypto/CryptoInterfaces.hpp"
 #include "io/TaskQueue.hpp"
+#include "io/Watch.hpp"
 #include "opc/FileSystemOps.hpp"
 #include "opc/model/Part.hpp"
 #include "opc/ztservices/ContentSources.hpp"
@@ -35,14 +36,15 @@ struct FileContent {
 /// FileSystemManager::extractAll() throws.
 class FileTransfer {
  public:
-  /// The operations are borrowed; `path` is the one on the disk.
+  /// Operations and watch are borrowed; `path` is the one on the disk. Without a watch nothing is counted.
   FileTransfer(FileContent content, FileSystemOps& ops, std::u16string path, FileSystemEntry entry,
-               RestoreMode restoreMode)
+               RestoreMode restoreMode, Watch* watch = nullptr)
       : content_(std::move(content)),
         ops_(&ops),
         path_(std::move(path)),
         entry_(std::move(entry)),
-        restoreMode_(restoreMode) {}
+        restoreMode_(restoreMode),
+        watch_(watch) {}
 
   /// Content that cannot be read or does not authenticate is found here, and leaves an existing file unchanged. With
   /// `threads`, a long content is inflated on that many.
@@ -54,12 +56,14 @@ class FileTransfer {
  private:
   std::unique_ptr<FileOutputStream> createDestination();
   void copy(InputStream& from);
+  void copyTo(OutputStream& to, InputStream& from);
 
   FileContent content_;
   FileSystemOps* ops_;
   std::u16string path_;
   FileSystemEntry entry_;
   RestoreMode restoreMode_;
+  Watch* watch_;
   std::unique_ptr<IContentSource> source_;
   std::unique_ptr<InputStream> chunks_;     // of a long content, instead of the source
   std::unique_ptr<FileOutputStream> file_;  // null until it is written

@@ -1,18 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "io/Watch.hpp"
 #include "opc/Strings.hpp"
 #include "opc/ztservices/ContentTypes.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "opc/ztservices/Transforms.hpp"
+#include "package/Watching.hpp"
 #include "services/tree/CompressedContent.hpp"
 #include "services/tree/EncryptedContent.hpp"
 #include "services/tree/FileSystemTree.hpp"
 #include "services/tree/Messages.hpp"
 #include "services/tree/PathRules.hpp"
+#include "services/tree/WatchedSource.hpp"
 
 namespace opc::ztservices {
 namespace {
@@ -52,18 +59,58 @@ std::u16string readLinkTarget(FileSystemOps& ops, std::u16string const& path) {
   return withEntryNames([&] { return ops.getLinkTarget(path); });
 }
 
+/// Bytes that the caller keeps alive.
+class BorrowedBytes final : public IContentSource, private InputStream {
+ public:
+  BorrowedBytes(std::span<unsigned char const> bytes, model::ContentType type)
+      : bytes_(bytes), rest_(bytes), type_(std::move(type)) {}
+
+  model::ContentType getContentType() override { return type_; }
+  InputStream& getInputStream() override { return *this; }
+
+ private:
+  void reset() override { rest_ = bytes_; }
+  void clear() override {}
+  bool isEnd() override { return rest_.empty(); }
+  std::size_t read(void* buffer, std::size_t count) override {
+    count = std::min(count, rest_.size());
+    std::copy_n(rest_.begin(), count, static_cast<unsigned char*>(buffer));
+    rest_ = rest_.subspan(count);
+    return count;
+  }
+
+  std::span<unsigned char const> bytes_, rest_;
+  model::ContentType type_;
+};
+
+void expect(Watch& watch, FileSystemOps& ops, std::vector<std::u16string> const& files) {
+  std::uint64_t count = 0, bytes = 0;
+  for (std::u16string const& file : files) {
+    watch.check();
+    if (!ops.isFile(file)) continue;
+    ++count;
+    bytes += ops.getFileSize(file).value_or(0);
+  }
+  watch.expect(count, bytes);
+}
+
 }  // namespace
 
 FileSystemEntry FileSystemManager::addFile(std::u16string const& sourcePath, std::u16string const& path,
                                            TransformMode mode) {
   NewFile file{findFreePath(path), kUnknownPermissions, {}};
+  model::Watching const watching(getPackage());
   auto source = openFromDisk(sourcePath, mode, LinkRule::Follow, file);
-  return store(compressedIfWanted(std::move(source)), file);
+  if (Watch* const watch = watching.own()) watch->expect(1, file.size);
+  FileSystemEntry entry = storeFromDisk(compressedIfWanted(std::move(source)), file);
+  if (Watch* const watch = watching.own()) watch->finish();
+  return entry;
 }
 
 std::unique_ptr<IContentSource> FileSystemManager::openFromDisk(std::u16string const& sourcePath, TransformMode mode,
                                                                 LinkRule rule, NewFile& added) {
   selectSource(sourcePath);
+  model::Watching const watching(getPackage());
   static model::ContentType const otherwise = getTALBEXDefaultContentType();
   auto const type = lookupContentType(*source_, sourcePath, otherwise);
   OpenedFile file = source_->openForAdding(sourcePath);
@@ -73,10 +120,12 @@ std::unique_ptr<IContentSource> FileSystemManager::openFromDisk(std::u16string c
   std::unique_ptr<IContentSource> source =
       std::make_unique<FileContentSource>(sourcePath, type, std::move(file.content));
   throwIfIncomplete(file);
+  if (Watch* const watch = watching.current()) source = std::make_unique<WatchedSource>(std::move(source), *watch);
   if (mode == TransformMode::Transform && source->getContentType() == getTextContentType())
     source = convertText(std::move(source), sourcePath);
   added.permissions = file.permissions;
   added.time = file.time;
+  added.size = file.size.value_or(0);
   return source;
 }
 
@@ -101,29 +150,40 @@ FileSystemEntry FileSystemManager::addFile(std::unique_ptr<IContentSource> sourc
   return addFileInternal(std::move(source), findFreePath(path), permissions, time);
 }
 
+FileSystemEntry FileSystemManager::addFile(std::span<unsigned char const> bytes, std::u16string const& path,
+                                           Perms::Perms_tag permissions, boost::posix_time::ptime const& time) {
+  LocalFileSystemOps names;
+  auto const type = lookupContentType(names, path, getTALBEXDefaultContentType());
+  return addFileInternal(std::make_unique<BorrowedBytes>(bytes, type), findFreePath(path), permissions, time);
+}
+
 void FileSystemManager::addAll(std::u16string const& sourceRoot, TransformMode mode) {
   ensureLoaded();
   std::u16string const root(paths::withoutTrailingSlashes(normalizeFileName(sourceRoot)));
   selectSource(root);
   FileSystemOps& ops = *source_;  // those of the root, while each file may be read through others
+  model::Watching const watching(getPackage());
   std::vector<std::u16string> files = listFilesAndLinks(ops, root);
   for (std::u16string const& file : files) {
     std::u16string const path = u"/" + paths::makeRelativePath(root, file);
     throwIfNotCarriable(path);
     throwIfBelowNoFolder(path);
   }
+  if (Watch* const watch = watching.own()) expect(*watch, ops, files);
 
   auto const queue = compressionQueue();
   try {
     for (std::u16string& listed : files) {
       std::u16string const file = std::move(listed);  // so that the list shrinks while the tree grows
       addListed(ops, root, file, mode, queue.get());
+      if (Watch* const watch = watching.current()) watch->check();
     }
   } catch (...) {
     if (queue) queue->finish();  // the files in front of the one that failed
     throw;
   }
   if (queue) queue->finish();
+  if (Watch* const watch = watching.own()) watch->finish();
 }
 
 /// With a queue, the entry is made in its turn. The path is checked twice: entries under way are not in the tree yet.
@@ -134,17 +194,24 @@ void FileSystemManager::addListed(FileSystemOps& ops, std::u16string const& root
     NewFile added{findFreePath(path), kUnknownPermissions, {}};
     auto source = openFromDisk(file, mode, LinkRule::Refuse, added);
     if (!queue) {
-      store({std::move(source), nullptr}, added);
+      storeFromDisk({std::move(source), nullptr}, added);
       return;
     }
     queue->add(std::move(source), [this, added](MaybeCompressed content) {
       findFreePath(added.path);
-      store(std::move(content), added);
+      storeFromDisk(std::move(content), added);
     });
   } else if (ops.isSymlink(file)) {
     auto const addLink = [this, &ops, root, file, path] { addLinkInternal(ops, root, file, path); };
     queue ? queue->add(addLink) : addLink();
   }
+}
+
+FileSystemEntry FileSystemManager::storeFromDisk(MaybeCompressed content, NewFile const& file) {
+  FileSystemEntry entry = store(std::move(content), file);
+  model::Watching const watching(getPackage());
+  if (Watch* const watch = watching.current()) watch->addFile();
+  return entry;
 }
 
 FileSystemEntry FileSystemManager::addFileInternal(std::unique_ptr<IContentSource> source, std::u16string const& path,

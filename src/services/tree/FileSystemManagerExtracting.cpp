@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <boost/system/error_code.hpp>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <ios>
@@ -18,6 +19,9 @@
 #include "opc/Strings.hpp"
 #include "opc/ztservices/Exceptions.hpp"
 #include "opc/ztservices/FileSystem.hpp"
+#include "package/Messages.hpp"
+#include "package/Watching.hpp"
+#include "services/tree/EncryptedContent.hpp"
 #include "services/tree/ExtractionQueue.hpp"
 #include "services/tree/FileSystemTree.hpp"
 #include "services/tree/Messages.hpp"
@@ -122,6 +126,28 @@ void ExtractionCheck::throwIfLink(std::u16string const& path, std::u16string_vie
   if (disk_.isSymlink(disk_.appendPath(root_, std::u16string(place)))) throwUnsafe(path);
 }
 
+/// Passes on as many bytes as a file may have in memory.
+class LimitedOutput final : public OutputStream {
+ public:
+  LimitedOutput(OutputStream& inner, std::u16string const& path, std::uint64_t most)
+      : inner_(inner), path_(path), most_(most) {}
+
+  [[noreturn]] void refuse(std::uint64_t size) const {
+    throw Exception(model::detail::messages::tooLongForMemory(path_, size, most_));
+  }
+  void write(void const* data, std::size_t count) override {
+    size_ += count;
+    if (size_ > most_) refuse(size_);
+    inner_.write(data, count);
+  }
+  void close() override {}
+
+ private:
+  OutputStream& inner_;
+  std::u16string const& path_;
+  std::uint64_t most_, size_ = 0;
+};
+
 }  // namespace
 
 /// One call of an extracting operation.
@@ -134,11 +160,16 @@ class FileSystemManager::Extraction {
         root_(root),
         restoreMode_(restoreMode),
         transformMode_(transformMode),
-        threads_(manager.extractionThreads_ > 0 && manager.getPackage().isReadOnly() ? manager.extractionThreads_ : 0) {
-  }
+        threads_(manager.extractionThreads_ > 0 && manager.getPackage().isReadOnly() ? manager.extractionThreads_ : 0),
+        watching_(manager.getPackage()) {}
 
   std::u16string const& root() const { return root_; }
   ExtractionQueue::Rules rules() const;
+  /// Counts an entry of those to be extracted, before the first is.
+  void expect(FileSystemEntry const& entry);
+  void begin();
+  /// After the last entry.
+  void end();
   /// The step for an entry, with its transfer where the queue takes it ahead of its turn and `check` has no objection.
   /// Whatever fails here is done, and fails, in its turn.
   ExtractionQueue::Step begin(FileSystemEntry const& entry, ExtractionQueue const& queue,
@@ -147,6 +178,7 @@ class FileSystemManager::Extraction {
   void finish(ExtractionQueue::Step& step);
 
  private:
+  void complete(ExtractionQueue::Step& step);
   FileTransfer transferOf(FileSystemEntry const& entry, FileContent content, std::u16string path);
   FileContent contentOf(FileSystemEntry const& entry) const;
   void extract(FileSystemEntry const& entry);
@@ -160,8 +192,10 @@ class FileSystemManager::Extraction {
   std::u16string const& root_;
   RestoreMode restoreMode_;
   TransformMode transformMode_;
-  std::size_t threads_;      // none for a package that may change: its contents are read on one thread
-  std::u16string parent_{};  // the last folder that exists for certain; consecutive entries often share it
+  std::size_t threads_;  // none for a package that may change: its contents are read on one thread
+  model::Watching watching_;
+  std::uint64_t files_ = 0, bytes_ = 0;  // that the watch expects
+  std::u16string parent_{};              // the last folder that exists for certain; consecutive entries often share it
 };
 
 void FileSystemManager::setExtractionThreads(std::size_t count) { extractionThreads_ = count; }
@@ -190,7 +224,11 @@ void FileSystemManager::extractEntries(std::u16string const& destinationRoot,
 void FileSystemManager::extractEach(Extraction& extraction, std::function<void(EntryVisitor const&)> const& visitAll) {
   ExtractionCheck check(*destination_, extraction.root());
   visitAll([&](FileSystemEntry const& entry) { check.note(entry, *tree_); });
-  visitAll([&](FileSystemEntry const& entry) { check.check(entry); });
+  visitAll([&](FileSystemEntry const& entry) {
+    check.check(entry);
+    extraction.expect(entry);
+  });
+  extraction.begin();
   ensureDestinationRootExists(extraction.root());
   std::optional<std::u16string> belowFile;
   ExtractionQueue queue(extraction.rules(), [&](ExtractionQueue::Step& step) { extraction.finish(step); });
@@ -201,6 +239,7 @@ void FileSystemManager::extractEach(Extraction& extraction, std::function<void(E
       belowFile = entry.getPathName();
   });
   queue.finish();
+  extraction.end();
   if (belowFile) throwBelowFile(*belowFile);
 }
 
@@ -216,6 +255,8 @@ void FileSystemManager::extractEntries(std::u16string const& destinationRoot,
     try {
       call();
       return true;
+    } catch (Cancelled const&) {
+      throw;
     } catch (...) {
       onFault(entry, std::current_exception());
       return false;
@@ -226,6 +267,8 @@ void FileSystemManager::extractEntries(std::u16string const& destinationRoot,
     if (attempt(entry, [&] { check.note(entry, *tree_); })) accepted.push_back(entry);
   ensureDestinationRootExists(destinationRoot);
   Extraction extraction(*this, destinationRoot, restoreMode, transformMode);
+  for (FileSystemEntry const& entry : accepted) extraction.expect(entry);
+  extraction.begin();
   auto const checkEntry = [&](FileSystemEntry const& entry) {
     check.check(entry);
     if (check.isBelowFile(entry)) throwBelowFile(entry.getPathName());
@@ -238,6 +281,7 @@ void FileSystemManager::extractEntries(std::u16string const& destinationRoot,
   });
   for (FileSystemEntry const& entry : accepted) queue.add(extraction.begin(entry, queue, checkEntry));
   queue.finish();
+  extraction.end();
 }
 
 void FileSystemManager::extractEntry(std::u16string const& destinationRoot, FileSystemEntry const& entry,
@@ -248,6 +292,39 @@ void FileSystemManager::extractEntry(std::u16string const& destinationRoot, File
 std::unique_ptr<IContentSource> FileSystemManager::getFileContentSource(FileSystemEntry const& entry,
                                                                         TransformMode transformMode) {
   return FileContent{getContent(entry), transformMode}.open(decryptor_);
+}
+
+std::vector<unsigned char> FileSystemManager::readFile(std::u16string const& path, std::uint64_t most) {
+  auto const source = getFileContentSource(getEntry(path), TransformMode::Transform);
+  std::vector<unsigned char> bytes;
+  ByteArrayOutAdaptor all(bytes);
+  LimitedOutput limited(all, path, most);
+  if (std::uint64_t const size = getSize(getEntry(path)); size > most) limited.refuse(size);
+  StreamHelper::copyStreamToStream(source->getInputStream(), limited);
+  return bytes;
+}
+
+/// Parts that are missing are found in their turn.
+void FileSystemManager::Extraction::expect(FileSystemEntry const& entry) {
+  Watch* const watch = watching_.own();
+  if (!watch) return;
+  watch->check();
+  if (!entry.isFile()) return;
+  ++files_;
+  auto const part = manager_.getPackage().findPart(model::PartName(entry.getContentName()));
+  if (!part) return;
+  bytes_ += transformMode_ == TransformMode::Transform ? decryptedSize(*part) : part->getSize();
+}
+
+void FileSystemManager::Extraction::begin() {
+  Watch* const watch = watching_.own();
+  if (!watch) return;
+  watch->expect(files_, bytes_);
+  watch->check();
+}
+
+void FileSystemManager::Extraction::end() {
+  if (Watch* const watch = watching_.own()) watch->finish();
 }
 
 ExtractionQueue::Rules FileSystemManager::Extraction::rules() const {
@@ -272,8 +349,15 @@ ExtractionQueue::Step FileSystemManager::Extraction::begin(FileSystemEntry const
   return step;
 }
 
-/// A file that was written ahead may find that another one has its name; then it is refused as one that is begun now.
 void FileSystemManager::Extraction::finish(ExtractionQueue::Step& step) {
+  Watch* const watch = watching_.current();
+  if (watch) watch->check();
+  complete(step);
+  if (watch && step.entry.isFile()) watch->addFile();
+}
+
+/// A file that was written ahead may find that another one has its name; then it is refused as one that is begun now.
+void FileSystemManager::Extraction::complete(ExtractionQueue::Step& step) {
   if (step.failure) std::rethrow_exception(step.failure);
   if (!step.transfer) return extract(step.entry);
   if (!step.isWritten) step.transfer->write();
@@ -288,7 +372,7 @@ void FileSystemManager::Extraction::finish(ExtractionQueue::Step& step) {
 
 FileTransfer FileSystemManager::Extraction::transferOf(FileSystemEntry const& entry, FileContent content,
                                                        std::u16string path) {
-  return {std::move(content), disk_, std::move(path), entry, restoreMode_};
+  return {std::move(content), disk_, std::move(path), entry, restoreMode_, watching_.current()};
 }
 
 FileContent FileSystemManager::Extraction::contentOf(FileSystemEntry const& entry) const {

@@ -11,12 +11,14 @@
 
 #include "opc/ztservices/Exceptions.hpp"
 #include "opc/ztservices/FileSystem.hpp"
+#include "package/Watching.hpp"
 #include "services/tree/CompressedContent.hpp"
 #include "services/tree/ContentParts.hpp"
 #include "services/tree/EncryptedContent.hpp"
 #include "services/tree/FileSystemManifest.hpp"
 #include "services/tree/FileSystemTree.hpp"
 #include "services/tree/Messages.hpp"
+#include "services/tree/WatchedSource.hpp"
 
 namespace opc::ztservices {
 
@@ -24,7 +26,8 @@ namespace opc::ztservices {
 /// the package is saved, since parts change in memory only.
 class Rekeying {
  public:
-  Rekeying(model::Package& package, RekeyOptions const& options) : package_(package), options_(options) {}
+  Rekeying(model::Package& package, RekeyOptions const& options)
+      : package_(package), options_(options), watching_(package) {}
 
   void run();
 
@@ -42,6 +45,7 @@ class Rekeying {
 
   model::Package& package_;
   RekeyOptions const& options_;
+  model::Watching watching_;
   Progress progress_{};
   std::unique_ptr<FileSystemManager> fresh_;
   std::unique_ptr<CompressionQueue> queue_;  // null where contents are not compressed
@@ -88,13 +92,17 @@ void Rekeying::throwIfSomeWouldStay(FileSystemManager& old) const {
 /// Before a content is read.
 Rekeying::Progress Rekeying::measure(FileSystemManager const& old) const {
   Progress all{};
+  std::uint64_t bytes = 0;
   old.tree_->forEachListed([&](FileSystemNode const& node) {
     if (node.type != FileSystemNodeType::File) return;
     NamedContent const content{package_.getPart(model::PartName(node.content)), node.deflatedFrom};
-    if (options_.newKey) throwIfTooLongToEncrypt(node.fullPath(), decryptedSize(content));
+    std::uint64_t const size = decryptedSize(content);
+    if (options_.newKey) throwIfTooLongToEncrypt(node.fullPath(), size);
     ++all.allFiles;
     all.allBytes += content.part.getStoredSize();
+    bytes += size;
   });
+  if (Watch* const watch = watching_.own()) watch->expect(all.allFiles, bytes);
   return all;
 }
 
@@ -114,6 +122,7 @@ void Rekeying::copyContent(FileSystemManager& old, FileSystemNode const& node) {
   if (options_.progress) options_.progress(progress_);
   std::uint64_t const storedSize = package_.getPart(model::PartName(node.content)).getStoredSize();
   auto source = old.getFileContentSource(old.makeEntry(node), TransformMode::Transform);
+  if (Watch* const watch = watching_.own()) source = std::make_unique<WatchedSource>(std::move(source), *watch);
   if (!queue_) return store({std::move(source), nullptr}, node, storedSize);
   queue_->add(std::move(source),
               [this, node, storedSize](MaybeCompressed content) { store(std::move(content), node, storedSize); });
@@ -127,6 +136,7 @@ void Rekeying::store(MaybeCompressed content, FileSystemNode node, std::uint64_t
   auto const output = part.getOutputStream();
   StreamHelper::copyStreamToStream(source->getInputStream(), *output);
   output->close();
+  if (Watch* const watch = watching_.own()) watch->addFile();
   node.content = part.getName().toString();
   node.deflatedFrom = deflatedFrom ? std::optional(*deflatedFrom) : std::nullopt;
   fresh_->tree_->insertNode(node);
@@ -159,6 +169,7 @@ void rekeyPackage(std::u16string const& source, std::u16string const& destinatio
   auto const package = model::Package::open(source, model::AccessMode::ReadWrite,
                                             {.openProtected = !inPlace || options.save.replaceProtected});
   package->setCompressionThreads(std::thread::hardware_concurrency());
+  package->setMonitor(options.monitor);
   Rekeying rekeying(*package, options);
   rekeying.run();
   if (inPlace)
