@@ -76,8 +76,10 @@ def page(results, versions, runs, load):
              f"Written by `scripts/bench --docs` on {today}: {machine()}. Medians of {runs} interleaved runs of whole "
              "processes, work in memory. The ratio is ztpkg's time to the fastest other program's; below 1 ztpkg is "
              "faster. The ratio of processor times counts the work of all threads. Other programs loaded the machine "
-             f"meanwhile: {load:.1f} processes wanted a processor before the first run.", "", "![ratios](performance.svg)", "", "| " + " | ".join(HEAD) + " |",
+             f"meanwhile: {load:.1f} processes wanted a processor before the first run. Where that is more than "
+             "there are, a second thread gains little.", "", "![ratios](performance.svg)", "", "| " + " | ".join(HEAD) + " |",
              "|" + "---|" * 3 + "---:|" * 8]
     lines += ["| " + " | ".join(row) + " |" for result in results for row in rows_of(result)]
-    lines += ["", "Programs: " + "; ".join(f"{program}: {version}" for program, version in versions.items()) + ".", "", notes()]
+    programs = "; ".join(f"{program}: {version}" for program, version in versions.items())
+    lines += ["", f"Programs: {programs}.", "", notes()]
     return "\n".join(lines)

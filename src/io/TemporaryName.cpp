@@ -2,6 +2,7 @@
 #include "io/TemporaryName.hpp"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <stdio.h>
 #include <sys/random.h>
 #include <time.h>
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstddef>
@@ -32,16 +34,27 @@ constexpr int kAttempts = 100;
 constexpr mode_t kUnfinishedMode = 0600, kModeBits = 07777;
 constexpr time_t kLongestRename = 10;  // seconds
 
+/// The number of this process, without a system call for each name.
+class OwnProcess {
+ public:
+  pid_t id() const { return isFollowed_ ? id_.load(std::memory_order_relaxed) : ::getpid(); }
+
+ private:
+  static inline std::atomic<pid_t> id_{::getpid()};
+  bool isFollowed_ = ::pthread_atfork(nullptr, nullptr, [] { id_ = ::getpid(); }) == 0;
+};
+
 /// Draws as many bytes at once as the system gives without interruption, so that small files share a call. A process
 /// after a fork draws its own: it would otherwise use, and remove, the names of the other one.
 std::string randomCharacters(std::size_t count) {
+  static OwnProcess const process;
   thread_local std::array<unsigned char, 256> bytes{};
   thread_local std::size_t next = bytes.size();
   thread_local pid_t drawnBy = 0;
-  if (pid_t const process = getpid(); bytes.size() - next < count || drawnBy != process) {
+  if (pid_t const own = process.id(); bytes.size() - next < count || drawnBy != own) {
     bool const isDrawn = getrandom(bytes.data(), bytes.size(), 0) > 0;
     next = isDrawn ? 0 : std::min(next, bytes.size() - count);
-    drawnBy = process;
+    drawnBy = own;
   }
   std::string text;
   while (text.size() < count) text += kCharacters[bytes[next++] % kCharacters.size()];

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <array>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <set>
@@ -137,6 +140,29 @@ TEST_F(ATemporaryName, OfAnExtractionIsNoOrphan) {
   for (std::string const& name : {extracted, orphan}) zt_test::writeFile(directory / name, "");
   opc::removeOrphans(folder.descriptor(), "name");
   EXPECT_EQ(names(), std::set<std::string>{extracted});
+}
+
+TEST(TemporaryNames, DifferBetweenAProcessAndItsFork) {
+  opc::temporaryNameForExtraction();  // draws characters for further names, which the fork inherits
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe(ends.data()), 0);
+  FileHandle toRead(ends[0]);
+  FileHandle toWrite(ends[1]);
+  pid_t const child = ::fork();
+  if (child == 0) {
+    std::string const name = opc::temporaryNameForExtraction();
+    boost::system::error_code error;
+    toWrite.writeAll(name.data(), name.size(), error);
+    ::_exit(error ? 1 : 0);
+  }
+  std::string const own = opc::temporaryNameForExtraction();
+  std::string other(own.size(), '\0');
+  boost::system::error_code error;
+  EXPECT_EQ(toRead.read(other.data(), other.size(), error), other.size());
+  int status = 1;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_NE(own, other);
 }
 
 }  // namespace
