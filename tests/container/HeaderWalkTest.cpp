@@ -73,6 +73,12 @@ TEST(HeaderWalk, EndsWhereNoHeaderFollows) {
   EXPECT_FALSE(found.endsAtDirectory);
 }
 
+TEST(HeaderWalk, FindsTheHeaderBehindStoredDataWhoseNameHasAWrongLength) {
+  std::string bytes = smallArchive().build();
+  bytes[26] = static_cast<char>(bytes[26] + 5);  // reaches into the next header
+  EXPECT_EQ(walkHeaders(*makeMemoryBytes(bytesOf(bytes)), UINT64_MAX, HeaderWalk::Thorough).count, 2u);
+}
+
 TEST(HeaderWalk, EndsAfterSoManyItems) {
   EXPECT_EQ(walked(smallArchive().build(), 1).count, 1u);
   EXPECT_EQ(walked(smallArchive().build(), 0).count, 0u);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/Errors.hpp"
+#include "cli/Process.hpp"
 #include "commands/Commands.hpp"
 #include "commands/Differences.hpp"
 #include "commands/PartComparison.hpp"
