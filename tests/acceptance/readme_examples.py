@@ -1,38 +1,19 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Types what the README shows, one example after the other, and compares what comes: readme_examples.py ZTPKG README
+"""Types what documents show, one example after the other, and compares what comes: readme_examples.py ZTPKG FILE...
 
 Times that work takes are not compared, nor what packages take, which differs with the compressing library.
 """
 import os
 import pathlib
 import re
-import shutil
 import subprocess
 import sys
 import tempfile
-import time
 
-SKIPPED = 77
-MODIFIED = 1772368200_250_000_000  # 2026-03-01T12:30:00.25Z
-
-
-def make_notes(notes):
-    """The tree that the README packs."""
-    (notes / "drafts" / "ideas").mkdir(parents=True)
-    (notes / "empty").mkdir()
-    (notes / "drafts" / "first").symlink_to("../readme.txt")
-    (notes / "drafts" / "numbers.txt").write_text("".join(f"{number}\n" for number in range(1, 2001)))
-    (notes / "readme.txt").write_text("hello\n")
-    (notes / "run").write_text("#!/bin/sh\necho hi\n")
-    for name, mode in (("drafts/numbers.txt", 0o644), ("readme.txt", 0o644), ("run", 0o755)):
-        (notes / name).chmod(mode)
-        os.utime(notes / name, ns=(time.time_ns(), MODIFIED))
-
-
-def examples(readme):
-    """Every command with what the README says that it prints."""
-    for block in re.findall(r"```console\n(.*?)```", readme, re.DOTALL):
+def examples(text):
+    """Every command with what the document says that it prints."""
+    for block in re.findall(r"```console\n(.*?)```", text, re.DOTALL):
         for command, output in re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", block, re.MULTILINE):
             yield command, output
 
@@ -43,26 +24,31 @@ def comparable(output):
     return re.sub(r"(8893 +)\d+", r"\1STORED", output)
 
 
-def main():
-    if shutil.which("unzip") is None:
-        print("skipped: needs unzip")
-        return SKIPPED
-    tool, readme = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]).read_text()
-    failed = count = 0
-    with tempfile.TemporaryDirectory(prefix="ztpkg-readme-") as name:
+def run_all(tool, document):
+    """The number of the commands, and of those that print something else."""
+    count = failed = 0
+    with tempfile.TemporaryDirectory(prefix="ztpkg-document-") as name:
         place = pathlib.Path(name)
-        make_notes(place / "notes")
         (place / "scripts").mkdir()
         (place / "scripts" / "ztpkg").symlink_to(tool)
-        for command, wanted in examples(readme):
+        environment = {**os.environ, "PATH": f"{place}/scripts:{os.environ['PATH']}"}
+        for command, wanted in examples(document.read_text()):
             count += 1
             done = subprocess.run(["sh", "-c", command], cwd=place, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                                  text=True, check=False)
+                                  text=True, check=False, env=environment)
             if done.returncode != 0 or comparable(done.stdout) != comparable(wanted):
                 failed += 1
-                print(f"{command}\nended with {done.returncode} and printed\n{done.stdout}where the README has\n{wanted}")
-    print(f"{count} examples, {failed} not as the README has them")
-    return 1 if failed or not count else 0
+                print(f"{document}: {command}\nended with {done.returncode} and printed\n{done.stdout}"
+                      f"where the document has\n{wanted}")
+    return count, failed
+
+
+def main():
+    tool = pathlib.Path(sys.argv[1]).resolve()
+    results = [run_all(tool, pathlib.Path(document)) for document in sys.argv[2:]]
+    count, failed = (sum(column) for column in zip(*results))
+    print(f"{count} examples, {failed} not as the documents have them")
+    return 1 if failed or not all(of_one for of_one, _ in results) else 0
 
 
 sys.exit(main())
