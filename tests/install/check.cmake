@@ -37,6 +37,12 @@ step(${CMAKE_COMMAND} -S ${SOURCE}/tests/install -B ${WORK}/build -G Ninja -DCMA
 step(${CMAKE_COMMAND} --build ${WORK}/build)
 check(${WORK}/build/consumer)
 
+# The examples, as a reader of the documentation builds them.
+step(${CMAKE_COMMAND} -S ${SOURCE}/examples -B ${WORK}/examples -G Ninja -DCMAKE_PREFIX_PATH=${WORK}/prefix
+  -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}" -DCMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER})
+step(${CMAKE_COMMAND} --build ${WORK}/examples)
+step(${PYTHON} ${SOURCE}/tests/install/run_examples.py ${WORK}/examples)
+
 set(ENV{PKG_CONFIG_PATH} ${libraries}/pkgconfig)
 step(pkg-config --cflags --libs ztservices)
 separate_arguments(flags UNIX_COMMAND "${FLAGS} ${output}")
