@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "package/Messages.hpp"
 
-#include <cstdint>
 #include <cstddef>
+#include <cstdint>
 
 #include "opc/Strings.hpp"
 #include "text/Unicode.hpp"
