@@ -79,7 +79,9 @@ Report reportOf(Exception const& error, std::u16string const& package) {
   bool const ofPackage = isOneOf<model::InvalidPackage, model::CouldNotOpenPackage, model::CouldNotSavePackage,
                                  services::CouldNotDecryptContent, model::InvalidPartContent>(error);
   Report report{kind.exit, kind.code, error.what(), ofPackage ? std::optional(package) : std::nullopt};
-  return ofPackage ? namingFileSystem(std::move(report), package) : report;
+  if (!ofPackage) return report;
+  report.message = showingAsGiven(std::move(report.message), package);
+  return namingFileSystem(std::move(report), package);
 }
 
 // For encodings other than UTF-8: they contain ASCII, and no characters that change the direction of writing.

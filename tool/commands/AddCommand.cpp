@@ -20,6 +20,7 @@
 #include "commands/Changing.hpp"
 #include "commands/Commands.hpp"
 #include "commands/Storing.hpp"
+#include "disk/EntryMeasure.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
 #include "disk/StandardInput.hpp"
@@ -185,11 +186,13 @@ Source sourceOf(opc::FileSystemOps& disk, std::string const& argument, std::u16s
   boost::system::error_code error;
   if (!disk.isSymlink(path) && isDirectory(path, error)) {
     rules.place = placeOf(folder, name);
+    rules.given = given;
     rules.otherRoots = unresolvedNames(given);
     return {std::make_unique<SourceTree>(disk, existingDirectory(path), rules, progress), rules.place};
   }
-  if (!isThere(path)) throw Failure(diskReport("cannot-read", "cannot read", path, error));
+  if (!isThere(path)) throw Failure(diskReport("cannot-read", "cannot read", given, error));
   rules.only = name;
+  if (given.find(u'/') != given.npos) rules.given = given.substr(0, std::max<std::size_t>(given.rfind(u'/'), 1));
   rules.otherRoots = unresolvedNames(parentOf(given));
   return {std::make_unique<SourceTree>(disk, existingDirectory(parentOf(path)), rules, progress), folder};
 }
@@ -267,6 +270,7 @@ void addOnce(AddOptions const& options, opc::LocalFileSystemOps& disk, TreeInTur
   if (!options.dryRun) {
     throwIfLost(manager, sources, addition);
     piped.addTo(manager, progress);
+    throwIfTooDeep(measureEntries(manager), options.package);
     piped.save(std::move(edited));
   }
   progress.finish();

@@ -66,7 +66,7 @@ struct WrittenPart {
 /// Writes parts below a directory, which holds everything: the operations refuse to leave it.
 class Exploder {
  public:
-  Exploder(Package const& package, std::u16string root, bool force)
+  Exploder(Package const& package, GivenDirectory root, bool force)
       : package_(package),
         root_(std::move(root)),
         progress_(false),
@@ -116,7 +116,7 @@ class Exploder {
   }
 
   void writeFile(std::u16string const& relative, opc::InputStream& content) {
-    std::u16string const path = root_ + u"/" + relative;
+    std::u16string const path = root_.root + u"/" + relative;
     opc::FileSystemOps& disk = destination_.getForPath(path);
     boost::system::error_code error;
     disk.createFolders(parentOf(path), error);
@@ -124,11 +124,11 @@ class Exploder {
     opc::StdOStreamAdaptor to(*file);
     opc::StreamHelper::copyStreamToStream(content, to);
     file->commit(error);
-    if (error) throw Failure(diskReport("cannot-write", "cannot write", path, error));
+    if (error) throw Failure(diskReport("cannot-write", "cannot write", root_.asGiven(path), error));
   }
 
   Package const& package_;
-  std::u16string root_;
+  GivenDirectory root_;
   Progress progress_;
   Destination destination_;
   std::vector<WrittenPart> written_;
@@ -137,20 +137,20 @@ class Exploder {
 };
 
 /// The directory to write to; one with contents is refused unless they may be replaced.
-std::u16string emptyDirectory(ExplodeOptions const& options) {
+GivenDirectory emptyDirectory(ExplodeOptions const& options) {
   std::u16string const given = fromArgument(options.directory);
-  if (!isThere(given)) return resolvedPath(given);
+  if (!isThere(given)) return {given, resolvedPath(given)};
   std::u16string const root = existingDirectory(given);
-  if (options.force) return root;
+  if (options.force) return {given, root};
   opc::LocalFileSystemOps disk;
   std::vector<std::u16string> files, folders;
   boost::system::error_code error;
   disk.getFiles(root, files, false, error);
   if (!error) disk.getFolders(root, folders, false, error);
-  if (error) throw Failure(diskReport("cannot-read", "cannot list", root, error));
-  if (files.empty() && folders.empty()) return root;
+  if (error) throw Failure(diskReport("cannot-read", "cannot list", given, error));
+  if (files.empty() && folders.empty()) return {given, root};
   throw Failure(
-      Report{Exit::Disk, "already-exists", shown(root) + " is not empty (use --force to replace files in it)", root});
+      Report{Exit::Disk, "already-exists", shown(given) + " is not empty (use --force to replace files in it)", given});
 }
 
 std::uint64_t bytesOf(std::vector<WrittenPart> const& parts) {
@@ -194,22 +194,22 @@ void printTotals(Texts const& texts, Totals const& totals, Options const& option
 /// The files of an exploded package. Nothing outside of the directory is read, also through links.
 class ExplodedPackage {
  public:
-  explicit ExplodedPackage(std::u16string root) : root_(std::move(root)), disk_(root_) {}
+  explicit ExplodedPackage(GivenDirectory root) : root_(std::move(root)), disk_(root_.root) {}
 
   JsonReader readDescription() {
     auto const file = open(kDescription);
     std::string const text{std::istreambuf_iterator<char>(*file), {}};
-    return JsonReader(text, root_ + u"/" + kDescription);
+    return JsonReader(text, root_.asGiven(root_.root + u"/" + kDescription));
   }
 
   std::unique_ptr<std::istream> open(std::u16string const& relative) {
-    std::u16string const path = root_ + u"/" + relative;
+    std::u16string const path = root_.root + u"/" + relative, asGiven = root_.asGiven(path);
     if (opc::findPathFault(relative) != opc::PathFault::None)
       throw Failure(
-          Report{Exit::Package, "unsafe-path", "package.json names a file outside: " + shown(relative), path});
+          Report{Exit::Package, "unsafe-path", "package.json names a file outside: " + shown(relative), asGiven});
     boost::system::error_code error;
     auto file = disk_.createInputStream(path, std::ios::in | std::ios::binary, error);
-    if (!file) throw Failure(diskReport("cannot-read", "cannot read", path, error));
+    if (!file) throw Failure(diskReport("cannot-read", "cannot read", asGiven, error));
     file->exceptions(std::ios::badbit);
     used_.insert(path);
     return file;
@@ -219,14 +219,15 @@ class ExplodedPackage {
   std::vector<std::u16string> unused() {
     std::vector<std::u16string> files;
     boost::system::error_code error;
-    disk_.getFiles(root_, files, true, error);
-    if (error) throw Failure(diskReport("cannot-read", "cannot list", root_, error));
+    disk_.getFiles(root_.root, files, true, error);
+    if (error) throw Failure(diskReport("cannot-read", "cannot list", root_.given, error));
     std::erase_if(files, [this](std::u16string const& file) { return used_.contains(file); });
+    std::ranges::transform(files, files.begin(), [this](std::u16string const& file) { return root_.asGiven(file); });
     return files;
   }
 
  private:
-  std::u16string root_;
+  GivenDirectory root_;
   opc::ConfinedFileSystemOps disk_;
   std::set<std::u16string> used_;
 };
@@ -285,7 +286,8 @@ void implode(ImplodeOptions const& options, Output& out) {
     pipe.emplace();
   }
   std::u16string const target = pipe ? pipe->path() : fromArgument(options.package);
-  ExplodedPackage source(existingDirectory(fromArgument(options.directory)));
+  std::u16string const directory = fromArgument(options.directory);
+  ExplodedPackage source({directory, existingDirectory(directory)});
   JsonReader const description = source.readDescription();
   auto const package = Package::create(target, options.force ? Existing::Replace : Existing::Refuse);
   Totals totals;

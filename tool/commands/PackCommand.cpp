@@ -18,6 +18,7 @@
 #include "commands/Commands.hpp"
 #include "commands/Properties.hpp"
 #include "commands/Storing.hpp"
+#include "disk/EntryMeasure.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
 #include "disk/SourceTree.hpp"
@@ -123,6 +124,7 @@ void store(Storing& storing, SourceTree& source, std::u16string const& path, Pac
   manager.markAsDirty();                   // an empty directory is a file system too
   storing.add(manager, source);
   storing.throwIfRefused();
+  throwIfTooDeep(measureEntries(manager), options.package);
   CorePropertiesManager identity(*package);
   identity.setCoreProperties(properties);
   throwIfInterrupted();

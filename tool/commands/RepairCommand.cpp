@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -14,6 +15,7 @@
 #include "commands/Commands.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
+#include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/Repair.hpp"
 #include "secrets/PackageKey.hpp"
 
@@ -98,6 +100,14 @@ class RepairKey {
   std::unique_ptr<Secret const> secret_;
 };
 
+/// A fault of the new package names that one.
+RepairReport repaired(std::u16string const& path, std::u16string const& target,
+                      opc::ztservices::RepairOptions const& options) try {
+  return opc::ztservices::repairPackage(path, target, options);
+} catch (opc::model::CouldNotSavePackage const&) {
+  throw Failure(describe(std::current_exception(), target));
+}
+
 }  // namespace
 
 void repair(RepairCommandOptions const& options, Output& out) {
@@ -109,7 +119,7 @@ void repair(RepairCommandOptions const& options, Output& out) {
   RepairKey key(options);
   key.giveTo(repair);
   repair.checkpoint = throwIfInterrupted;
-  RepairReport const report = opc::ztservices::repairPackage(packagePath(options.package), target, repair);
+  RepairReport const report = repaired(packagePath(options.package), target, repair);
   if (report.isKeyWrong) throw Failure(cannotDecrypt("the file system of " + shown(path), path));
   if (options.json)
     out.print(json(report) + "\n");

@@ -42,12 +42,12 @@ bool isText(SourceTree& source, std::u16string const& leaf) {
 
 std::unique_ptr<opc::ztservices::IContentSource> contentOf(SourceTree& source, std::u16string const& leaf,
                                                            Progress& progress) {
-  std::u16string const onDisk = source.diskPath(leaf);
+  std::u16string const path = source.givenPath(leaf);
   boost::system::error_code error;
   auto file = source.createInputStream(leaf, std::ios::in | std::ios::binary, error);
-  if (error) throw Failure(diskReport("cannot-read", "cannot read", onDisk, error));
+  if (error) throw Failure(diskReport("cannot-read", "cannot read", path, error));
   return std::make_unique<opc::ztservices::FileContentSource>(
-      onDisk, opc::ztservices::getTextContentType(), std::make_unique<CheckedInput>(std::move(file), onDisk, progress));
+      path, opc::ztservices::getTextContentType(), std::make_unique<CheckedInput>(std::move(file), path, progress));
 }
 
 std::optional<std::string> unlessEmpty(std::string const& text) {
@@ -106,7 +106,8 @@ SourceTree::Rules sourceRules(StoringOptions const& options, std::string const& 
 SourceTree::Rules directoryRules(StoringOptions const& options, std::string const& package,
                                  std::string const& directory) {
   SourceTree::Rules rules = sourceRules(options, package);
-  rules.otherRoots = unresolvedNames(fromArgument(directory));
+  rules.given = fromArgument(directory);
+  rules.otherRoots = unresolvedNames(rules.given);
   return rules;
 }
 
@@ -144,7 +145,7 @@ void Storing::add(FileSystemManager& manager, SourceTree& source) {
     manager.addAll(u"/", options_.textToUTF8 ? TransformMode::Transform : TransformMode::None);
   } catch (opc::UndecodableText const& fault) {  // of a long text, which was read before
     source.checkLastFile();
-    throw Failure(undecodable(source.diskPath(source.lastFile()), fault.what()));
+    throw Failure(undecodable(source.givenPath(source.lastFile()), fault.what()));
   }
   source.checkLastFile();
   for (std::u16string const& path : source.broken()) manager.deleteFile(manager.getEntry(path));
@@ -165,7 +166,7 @@ void Storing::examine(SourceTree& source, Progress& progress) {
 void Storing::note(SourceTree const& source, std::u16string const& path, TextFinding const& finding) {
   bool const isUnknown = finding.charset.empty();
   if (isUnknown || options_.isListing()) texts_[path] = finding;
-  if (isUnknown) unknowns_[path] = source.diskPath(path);
+  if (isUnknown) unknowns_[path] = source.givenPath(path);
 }
 
 void Storing::throwIfRefused() const {

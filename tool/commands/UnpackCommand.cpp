@@ -138,22 +138,28 @@ class PackageFile {
   bool isKnown_;
 };
 
-/// Removes what the package does not have, from the last path to the first. Returns the number of what is gone.
-std::size_t removeExtra(FileSystemManager const& manager, Destination& destination, std::u16string const& root,
-                        Selection& selection, UnpackOptions const& options) {
+/// Removes what the package does not have, from the last path to the first, and leaves what cannot be listed. Returns
+/// the number of what is gone.
+std::size_t removeExtra(FileSystemManager const& manager, Destination& destination, GivenDirectory const& place,
+                        Selection& selection, UnpackOptions const& options, std::vector<Report>& problems) {
   using Kind = ListedItem::Kind;
   std::vector<Glob> const excluded = globsOf(options.exclude);
   PackageFile const package(options.package);
-  TreeListing const listing(root, [&](std::u16string const& path) { return isExcluded(path, excluded); });
+  TreeListing listing(place, [&](std::u16string const& path) { return isExcluded(path, excluded); });
   std::size_t count = 0;
   for (auto item = listing.items.rbegin(); item != listing.items.rend(); ++item) {
     bool const isSpecial = item->kind != Kind::File && item->kind != Kind::Link && item->kind != Kind::Folder;
     // Manifests of other programs may hold paths without the slash at their beginning.
     bool const isInPackage = manager.hasEntry(item->path) || manager.hasEntry(item->path.substr(1));
     if (isSpecial || isInPackage || !selection.has(item->path)) continue;
-    std::u16string const path = opc::LocalFileSystemOps().appendPath(root, item->path);
+    std::u16string const path = opc::LocalFileSystemOps().appendPath(place.root, item->path);
     if (!package.isAt(path) && !isLeftover(item->path.substr(item->path.rfind(u'/') + 1)))
       count += destination.tree().remove(path);
+  }
+  for (Report& fault : listing.faults) {
+    if (fault.code == "bad-name") fault.message.insert(0, "cannot remove ");
+    fault.exit = Exit::Package;  // all else was done
+    problems.push_back(std::move(fault));
   }
   return count;
 }
@@ -282,7 +288,8 @@ void unpack(UnpackOptions const& options, Output& out) {
                                      .makeHoles = options.sparse,
                                      .allowInexactTimes = true};
   Progress progress(options.progress && !options.quiet);
-  Destination destination(root, confinement, progress);
+  GivenDirectory const place{directory, root};
+  Destination destination(place, confinement, progress);
   FileSystemManager manager(*package, destination);
   manager.setExtractionThreads(std::thread::hardware_concurrency());
   enableDecryption(manager, options.key, options.package);
@@ -291,7 +298,7 @@ void unpack(UnpackOptions const& options, Output& out) {
   Leaves leaves = selectedLeaves(manager, options, selection);
   if (options.update || options.skipExisting) leaveExisting(manager, leaves, root, options);
   TransformMode const mode = options.raw ? TransformMode::None : TransformMode::Transform;
-  ExtractionPlan plan = checkExtraction(manager, leaves, root, confinement, mode);
+  ExtractionPlan plan = checkExtraction(manager, leaves, place, confinement, mode);
   std::vector<Report>& problems = plan.problems;
   if (leaves.empty() && !problems.empty()) throw Failure(std::move(problems));
   destination.setFolders(std::move(plan.folders));
@@ -300,10 +307,13 @@ void unpack(UnpackOptions const& options, Output& out) {
   try {
     std::ranges::move(extract(manager, root, leaves, restore, mode), std::back_inserter(problems));
   } catch (opc::Exception const&) {
-    throw Failure(namingFileSystem(describe(std::current_exception(), root).front(), root));
+    Report report = describe(std::current_exception(), directory).front();
+    report.message = showing(directory, std::move(report.message), root);
+    throw Failure(namingFileSystem(std::move(report), root));
   }
   std::optional<std::size_t> removed;
-  if (options.removesExtra && problems.empty()) removed = removeExtra(manager, destination, root, selection, options);
+  if (options.removesExtra && problems.empty())
+    removed = removeExtra(manager, destination, place, selection, options, problems);
   progress.finish();
   print({leaves, plan.stored, removed, destination.warnings()}, options, progress, out);
   if (problems.empty()) return;

@@ -146,6 +146,7 @@ void apply(Differences const& differences, EditedFileSystem& edited, SourceTree&
   for (Difference const& difference : differences)
     if (difference.change != Change::Added && difference.change != Change::Deleted)
       throwIfLost(manager, source, difference.path);
+  throwIfTooDeep(measureEntries(manager), options.package);
   edited.save();
 }
 

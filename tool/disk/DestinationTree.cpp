@@ -15,8 +15,9 @@
 
 namespace ztpkg {
 
-DestinationTree::DestinationTree(std::unique_ptr<opc::ConfinedFileSystemOps> disk, Progress& progress)
-    : ForwardingOps(*disk), disk_(std::move(disk)), progress_(&progress) {}
+DestinationTree::DestinationTree(std::unique_ptr<opc::ConfinedFileSystemOps> disk, GivenDirectory root,
+                                 Progress& progress)
+    : ForwardingOps(*disk), disk_(std::move(disk)), root_(std::move(root)), progress_(&progress) {}
 
 bool DestinationTree::remove(std::u16string const& path) {
   throwIfInterrupted();
@@ -24,20 +25,20 @@ bool DestinationTree::remove(std::u16string const& path) {
   disk_->remove(path, error);
   bool const isNotEmpty =
       error == boost::system::errc::directory_not_empty || error == boost::system::errc::file_exists;
-  if (error && !isNotEmpty) throw Failure(diskReport("cannot-write", "cannot remove", path, error));
+  if (error && !isNotEmpty) throw Failure(diskReport("cannot-write", "cannot remove", root_.asGiven(path), error));
   return !error;
 }
 
 void DestinationTree::createFolder(std::u16string const& path, ErrorCode& error) {
   throwIfInterrupted();
   inner().createFolder(path, error);
-  if (error) throw Failure(diskReport("cannot-write", "cannot make folder", path, error));
+  if (error) throw Failure(diskReport("cannot-write", "cannot make folder", root_.asGiven(path), error));
 }
 
 void DestinationTree::createFolders(std::u16string const& path, ErrorCode& error) {
   throwIfInterrupted();
   inner().createFolders(path, error);
-  if (error) throw Failure(diskReport("cannot-write", "cannot make folder", path, error));
+  if (error) throw Failure(diskReport("cannot-write", "cannot make folder", root_.asGiven(path), error));
 }
 
 void DestinationTree::createSymlink(std::u16string const& target, std::u16string const& linkPath, ErrorCode& error) {
@@ -61,9 +62,10 @@ std::unique_ptr<opc::FileOutputStream> DestinationTree::createForRestoring(std::
 
 std::unique_ptr<opc::FileOutputStream> DestinationTree::checked(std::unique_ptr<opc::FileOutputStream> file,
                                                                 std::u16string const& path, ErrorCode const& error) {
-  if (!file) throw Failure(diskReport("cannot-write", "cannot make file", path, error));
+  if (!file) throw Failure(diskReport("cannot-write", "cannot make file", root_.asGiven(path), error));
   progress_->addFile();
-  return std::make_unique<CheckedOutput>(std::move(file), *progress_, [this, path] { inexactTimes_.push_back(path); });
+  return std::make_unique<CheckedOutput>(std::move(file), *progress_,
+                                         [this, path] { inexactTimes_.push_back(root_.asGiven(path)); });
 }
 
 opc::FileSystemOps& Destination::getForPath(std::u16string const&) { return tree(); }
@@ -71,13 +73,13 @@ opc::FileSystemOps& Destination::getForPath(std::u16string const&) { return tree
 DestinationTree& Destination::tree() {
   if (tree_) return *tree_;
   try {
-    auto disk = std::make_unique<opc::ConfinedFileSystemOps>(root_, confinement_);
+    auto disk = std::make_unique<opc::ConfinedFileSystemOps>(root_.root, confinement_);
     boost::system::error_code ignored;  // what cannot be removed is in nobody's way
-    disk->removeLeftovers(root_, ignored);
+    disk->removeLeftovers(root_.root, ignored);
     for (std::u16string const& folder : folders_) disk->removeLeftovers(folder, ignored);
-    tree_ = std::make_unique<DestinationTree>(std::move(disk), *progress_);
+    tree_ = std::make_unique<DestinationTree>(std::move(disk), root_, *progress_);
   } catch (opc::Exception const& error) {
-    throw Failure(diskReport("cannot-write", "cannot make folder", root_, error.getErrorCode()));
+    throw Failure(diskReport("cannot-write", "cannot make folder", root_.given, error.getErrorCode()));
   }
   return *tree_;
 }

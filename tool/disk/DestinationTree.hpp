@@ -9,6 +9,7 @@
 
 #include "cli/Progress.hpp"
 #include "disk/ForwardingOps.hpp"
+#include "disk/Paths.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"
 
 namespace ztpkg {
@@ -17,7 +18,7 @@ namespace ztpkg {
 /// or not at all. Errors are thrown as Failure and name the path, and so are signals, as Interrupted.
 class DestinationTree final : public ForwardingOps {
  public:
-  DestinationTree(std::unique_ptr<opc::ConfinedFileSystemOps> disk, Progress& progress);
+  DestinationTree(std::unique_ptr<opc::ConfinedFileSystemOps> disk, GivenDirectory root, Progress& progress);
 
   /// The files whose times the disk cannot hold.
   Paths const& inexactTimes() const { return inexactTimes_; }
@@ -42,6 +43,7 @@ class DestinationTree final : public ForwardingOps {
                                                  std::u16string const& path, ErrorCode const& error);
 
   std::unique_ptr<opc::ConfinedFileSystemOps> disk_;
+  GivenDirectory root_;
   Progress* progress_;
   Paths inexactTimes_;  // noted when files take their names, one after the other
 };
@@ -49,7 +51,7 @@ class DestinationTree final : public ForwardingOps {
 /// Makes and opens the directory when extraction begins: until then nothing is written.
 class Destination final : public opc::FileSystemOpsSelector {
  public:
-  Destination(std::u16string root, opc::Confinement const& confinement, Progress& progress)
+  Destination(GivenDirectory root, opc::Confinement const& confinement, Progress& progress)
       : root_(std::move(root)), confinement_(confinement), progress_(&progress) {}
 
   /// The folders, all on the disk, from which leftovers of killed extractions are removed at the beginning; the root is
@@ -62,7 +64,7 @@ class Destination final : public opc::FileSystemOpsSelector {
   std::vector<std::string> warnings() const;
 
  private:
-  std::u16string root_;
+  GivenDirectory root_;
   opc::Confinement confinement_;
   Progress* progress_;
   ForwardingOps::Paths folders_;

@@ -26,7 +26,7 @@ class EntryMeasure {
   std::u16string previous_{};
 };
 
-/// Takes the time and memory of the leaves alone. The file system must be unchanged since it was loaded.
+/// Takes the time and memory of the leaves alone.
 EntryMeasure measureEntries(opc::ztservices::FileSystemManager const& manager);
 
 /// Failure if the paths of all entries are out of proportion to the leaves; `package` is the user's text.

@@ -21,15 +21,13 @@ std::u16string packagePath(std::string const& argument) {
   return argument == "-" ? pathOfStandardInput() : fromArgument(argument);
 }
 
-/// A message about standard input names it, and not the place of its copy.
+/// A message names the package as given: standard input and not the place of its copy.
 std::unique_ptr<Package> openPackage(std::string const& path, AccessMode mode, bool force) try {
   return Package::open(packagePath(path), mode, {.openProtected = force});
 } catch (opc::Exception const&) {
-  if (path != "-") throw;
-  Report report = describe(std::current_exception(), u"-").front();
-  std::string const place = opc::toUTF8String(pathOfStandardInput());
-  std::size_t const at = report.message.find(place);
-  if (at != report.message.npos) report.message.replace(at, place.size(), "standard input");
+  Report report = describe(std::current_exception(), fromArgument(path)).front();
+  if (path != "-") throw Failure(std::move(report));
+  report.message = showing(u"standard input", std::move(report.message), pathOfStandardInput());
   throw Failure(std::move(report));
 }
 

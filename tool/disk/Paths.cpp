@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <optional>
 #include <system_error>
+#include <utility>
 
 #include "cli/Errors.hpp"
 #include "opc/Strings.hpp"
@@ -66,6 +67,29 @@ std::u16string placeOnDisk(std::u16string const& path) {
 std::vector<std::u16string> unresolvedNames(std::u16string const& directory) {
   std::u16string const name = absolutePath(directory);
   return resolvedPath(name) == resolvedPath(directory) ? std::vector{name} : std::vector<std::u16string>();
+}
+
+std::u16string GivenDirectory::asGiven(std::u16string const& path) const {
+  bool const isBelow = path == root || opc::isBelowPath(path, root);
+  if (!isBelow) return path;
+  std::u16string const below = path == root ? u"" : path.substr(root == u"/" ? 0 : root.size());
+  std::u16string shownRoot = given;
+  if (below.empty()) return shownRoot.empty() ? u"." : shownRoot;
+  while (shownRoot.ends_with(u'/')) shownRoot.pop_back();
+  return given.empty() ? below.substr(1) : shownRoot + below;
+}
+
+std::string showing(std::u16string const& given, std::string message, std::u16string const& instead) {
+  std::string const other = shown(instead);
+  std::size_t const at = message.find(other);
+  return at == message.npos ? message : message.replace(at, other.size(), shown(given));
+}
+
+std::string showingAsGiven(std::string message, std::u16string const& given) {
+  if (given.empty() || given.front() == u'/') return message;
+  std::error_code error;
+  fs::path const folder = fs::current_path(error);
+  return error ? message : showing(given, std::move(message), opc::toString((folder / native(given)).string(), false));
 }
 
 std::u16string existingDirectory(std::u16string const& path) {

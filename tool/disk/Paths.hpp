@@ -29,6 +29,20 @@ std::u16string placeOnDisk(std::u16string const& path);
 /// The name that a directory has when links are not followed, unless that leads elsewhere.
 std::vector<std::u16string> unresolvedNames(std::u16string const& directory);
 
+/// A directory as the user names it, and its resolved path: messages show what lies below as given.
+struct GivenDirectory {
+  std::u16string given;  ///< empty for the working directory without a name
+  std::u16string root;
+
+  /// The path as given, of one that is the root or lies below it; any other one as it is.
+  std::u16string asGiven(std::u16string const& path) const;
+};
+
+/// A message with the path as given instead of the other one, at the first place.
+std::string showing(std::u16string const& given, std::string message, std::u16string const& instead);
+/// The same for the absolute path that the library makes of a relative one.
+std::string showingAsGiven(std::string message, std::u16string const& given);
+
 /// The resolved path of a directory. Throws Failure, naming the path, if it is missing or something else.
 std::u16string existingDirectory(std::u16string const& path);
 

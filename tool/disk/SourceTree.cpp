@@ -15,6 +15,7 @@
 
 #include "cli/Process.hpp"
 #include "disk/CheckedStreams.hpp"
+#include "disk/Paths.hpp"
 #include "disk/TreeListing.hpp"
 #include "opc/SafePaths.hpp"
 #include "opc/Strings.hpp"
@@ -60,6 +61,10 @@ std::u16string SourceTree::diskPath(std::u16string const& path) const {
   return onDisk;
 }
 
+std::u16string SourceTree::givenPath(std::u16string const& path) const {
+  return GivenDirectory{rules_.given, root_}.asGiven(diskPath(path));
+}
+
 void SourceTree::survey() {
   if (!rules_.only.empty()) {
     ListedItem item = singleSource();
@@ -68,8 +73,10 @@ void SourceTree::survey() {
     if (!rules_.place.empty()) folders_.push_back(rules_.place);
     if (rules_.named) missing_ = *rules_.named;
     TreeListing listing(
-        root_, [this](std::u16string const& path) { return !isWanted(path); }, rules_.oneFileSystem);
+        {rules_.given, root_}, [this](std::u16string const& path) { return !isWanted(path); }, rules_.oneFileSystem);
     problems_ = std::move(listing.faults);
+    for (Report& fault : problems_)
+      if (fault.code == "bad-name") fault.message.insert(0, "cannot store ");
     for (ListedItem& item : listing.items) take(item);
     addMissing();
   }
@@ -91,7 +98,8 @@ ListedItem SourceTree::singleSource() const {
   std::u16string const onDisk = diskPath(path);
   ListedItem item = listItem(AT_FDCWD, opc::toUTF8String(onDisk).c_str(), std::move(path));
   if (item.error == 0 && item.kind != ListedItem::Kind::File && item.kind != ListedItem::Kind::Link)
-    throw Failure(Report{Exit::Disk, "cannot-read", shown(onDisk) + " is neither file, link nor directory", onDisk});
+    throw Failure(Report{Exit::Disk, "cannot-read",
+                         shown(givenPath(item.path)) + " is neither file, link nor directory", givenPath(item.path)});
   return item;
 }
 
@@ -211,7 +219,7 @@ void SourceTree::takeLink(std::u16string const& path) {
 std::vector<std::string> SourceTree::leftOut() const {
   constexpr std::size_t kMostSpecials = 10;
   std::vector<std::string> lines;
-  auto const nameOf = [this](std::u16string const& path) { return "left out " + shown(diskPath(path)); };
+  auto const nameOf = [this](std::u16string const& path) { return "left out " + shown(givenPath(path)); };
   for (auto const& [path, reason] : leftOut_) lines.push_back(nameOf(path) + ", " + reason);
   std::size_t const told = std::min(specials_.size(), kMostSpecials);
   for (std::size_t i = 0; i < told; ++i)
@@ -229,13 +237,13 @@ std::optional<std::u16string> SourceTree::targetWithinRoot(std::u16string const&
 }
 
 void SourceTree::addProblem(Exit exit, std::string code, std::string const& message, std::u16string const& path) {
-  std::u16string const onDisk = diskPath(path);
-  problems_.push_back({exit, std::move(code), "cannot store " + shown(onDisk) + ": " + message, onDisk});
+  std::u16string const asGiven = givenPath(path);
+  problems_.push_back({exit, std::move(code), "cannot store " + shown(asGiven) + ": " + message, asGiven});
 }
 
 void SourceTree::throwChanged(std::u16string const& path) const {
-  std::u16string const onDisk = diskPath(path);
-  throw Failure(Report{Exit::Disk, "file-changed", shown(onDisk) + " changed while it was read", onDisk});
+  std::u16string const asGiven = givenPath(path);
+  throw Failure(Report{Exit::Disk, "file-changed", shown(asGiven) + " changed while it was read", asGiven});
 }
 
 void SourceTree::checkLastFile() {
@@ -326,10 +334,10 @@ bool SourceTree::tolerates(Failure const& failure) {
 }
 
 opc::OpenedFile SourceTree::openListed(std::u16string const& path) {
-  std::u16string const onDisk = diskPath(path);
-  opc::OpenedFile file = readerAhead().openForAdding(onDisk);
+  std::u16string const asGiven = givenPath(path);
+  opc::OpenedFile file = readerAhead().openForAdding(diskPath(path));
   auto const check = [&](ErrorCode const& error, char const* what) {
-    if (error) throw Failure(diskReport("cannot-read", what, onDisk, error));
+    if (error) throw Failure(diskReport("cannot-read", what, asGiven, error));
   };
   check(file.openError, "cannot read");
   check(file.permissionsError, "cannot read the permissions of");
@@ -340,7 +348,7 @@ opc::OpenedFile SourceTree::openListed(std::u16string const& path) {
                .getIdentityNow = file.identity ? std::exchange(file.getIdentityNow, nullptr) : nullptr,
                .hasChanged = false};
   progress_->addFile();
-  file.content = std::make_unique<CheckedInput>(std::move(file.content), onDisk, *progress_, [this] { noteChange(); });
+  file.content = std::make_unique<CheckedInput>(std::move(file.content), asGiven, *progress_, [this] { noteChange(); });
   return file;
 }
 

@@ -33,6 +33,7 @@ class SourceTree final : public ForwardingOps {
     bool skipOutsideLinks = false;
     bool oneFileSystem = false;
     bool keepGoing = false;  ///< what cannot be read, or changes, is left out
+    std::u16string given;    ///< the root as the user names it; empty for the working directory
     std::u16string place;    ///< folder of this tree that the directory appears as; empty for the root
     std::u16string only;     ///< name of the one file or link that the tree holds; empty for all there are
     std::optional<std::set<std::u16string>> named;  ///< the paths of what is stored, with all below; absent for all
@@ -49,6 +50,8 @@ class SourceTree final : public ForwardingOps {
   void survey();
 
   std::u16string diskPath(std::u16string const& path) const;
+  /// The same path as the user gives the root, for messages.
+  std::u16string givenPath(std::u16string const& path) const;
 
   /// The files and links, and the folders, that the survey found, as paths of this tree.
   Paths const& leaves() const { return leaves_; }

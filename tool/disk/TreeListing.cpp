@@ -103,9 +103,9 @@ ListedItem listItem(int folder, char const* name, std::u16string path) {
   return item;
 }
 
-TreeListing::TreeListing(std::u16string root, Exclusion isExcluded, bool oneFileSystem)
+TreeListing::TreeListing(GivenDirectory root, Exclusion isExcluded, bool oneFileSystem)
     : root_(std::move(root)), isExcluded_(std::move(isExcluded)) {
-  OpenFile const opened(root_, O_RDONLY | O_DIRECTORY);
+  OpenFile const opened(root_.root, O_RDONLY | O_DIRECTORY);
   if (!opened.isOpen()) {
     addUnreadable(u"", errno);
     return;
@@ -151,15 +151,17 @@ void TreeListing::meet(int folder, std::u16string const& prefix, char const* nam
 }
 
 void TreeListing::addBadName(std::u16string const& prefix, std::string const& name) {
-  std::u16string const folder = (root_ == u"/" ? u"" : root_) + prefix;
-  faults.push_back({Exit::Package, "bad-name",
-                    "cannot store " + shown(folder) + withBytesEscaped(name) + ": the name is not valid UTF-8",
-                    folder + opc::toString(name, false)});
+  std::u16string const below = (root_.root == u"/" ? u"" : root_.root) + prefix;
+  std::u16string const folder = root_.asGiven(below + u"x");  // which ends in its slash
+  std::u16string const start = folder.substr(0, folder.size() - 1);
+  faults.push_back({Exit::Package, "bad-name", shown(start) + withBytesEscaped(name) + ": the name is not valid UTF-8",
+                    start + opc::toString(name, false)});
 }
 
 void TreeListing::addUnreadable(std::u16string const& folder, int error) {
-  faults.push_back(diskReport("cannot-read", "cannot list", (root_ == u"/" && !folder.empty() ? u"" : root_) + folder,
-                              {error, boost::system::system_category()}));
+  std::u16string const path = (root_.root == u"/" && !folder.empty() ? u"" : root_.root) + folder;
+  faults.push_back(
+      diskReport("cannot-read", "cannot list", root_.asGiven(path), {error, boost::system::system_category()}));
 }
 
 }  // namespace ztpkg

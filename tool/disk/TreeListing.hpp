@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli/Errors.hpp"
+#include "disk/Paths.hpp"
 #include "opc/FileIdentity.hpp"
 
 namespace ztpkg {
@@ -48,7 +49,7 @@ class TreeListing {
 
   /// Excluded items are neither listed nor opened. With `oneFileSystem` directories of other ones are listed and not
   /// opened. Throws Interrupted.
-  TreeListing(std::u16string root, Exclusion isExcluded, bool oneFileSystem = false);
+  TreeListing(GivenDirectory root, Exclusion isExcluded, bool oneFileSystem = false);
 
   /// By code units of their paths, which are relative to the root and begin with a slash.
   std::vector<ListedItem> items;
@@ -60,7 +61,7 @@ class TreeListing {
   void addBadName(std::u16string const& prefix, std::string const& name);
   void addUnreadable(std::u16string const& folder, int error);
 
-  std::u16string root_;
+  GivenDirectory root_;
   Exclusion isExcluded_;
   std::optional<std::uint64_t> device_;  // the only one to look at
   std::vector<std::u16string> pending_;  // folders to visit

@@ -27,13 +27,10 @@ using opc::ztservices::TransformMode;
   throw Failure(cannotExtract("unsafe-path", path, why));
 }
 
-/// Longer paths than the system takes at once are made folder by folder, but hardly any program can remove thousands of
-/// nested folders. No package that pack makes has paths beyond the second limit.
+/// Longer paths than the system takes at once are made folder by folder. No package that pack makes has longer ones.
 bool isTooLong(std::u16string const& path) {
-  constexpr std::size_t kOneCall = 4095, kLongestPath = 65'535;  // in bytes
-  constexpr std::ptrdiff_t kMostNames = 500;
-  std::size_t const size = path.size() > kLongestPath ? path.size() : opc::toUTF8String(path).size();
-  return size > kLongestPath || (size > kOneCall && std::ranges::count(path, u'/') > kMostNames);
+  constexpr std::size_t kLongestPath = 65'535;  // in bytes
+  return path.size() > kLongestPath || opc::toUTF8String(path).size() > kLongestPath;
 }
 
 // Refuses paths that a disk resolves to another place or refuses.
@@ -90,17 +87,17 @@ bool accept(ExtractionPlan& plan, FileSystemManager const& manager, Leaf const& 
   }
 }
 
-void checkSpace(std::u16string const& root, std::uint64_t needed) {
-  std::u16string folder = root;
+void checkSpace(GivenDirectory const& destination, std::uint64_t needed) {
+  std::u16string folder = destination.root;
   while (folder != u"/" && !isThere(folder)) folder = parentOf(folder);
   std::error_code error;
   auto const space = std::filesystem::space(opc::toUTF8String(folder), error);
   if (error || space.capacity == 0 || needed <= space.available) return;  // tried where the disk reports no space
   throw Failure(namingFileSystem({Exit::Disk, "disk-full",
-                                  "not enough space for " + shown(root) + ": " + std::to_string(needed) +
+                                  "not enough space for " + shown(destination.given) + ": " + std::to_string(needed) +
                                       " bytes are needed, " + std::to_string(space.available) + " are free",
-                                  root},
-                                 root));
+                                  destination.given},
+                                 destination.root));
 }
 
 void checkLinks(FileSystemManager const& manager, Leaves const& leaves) {
@@ -123,8 +120,8 @@ void checkLinks(FileSystemManager const& manager, Leaves const& leaves) {
 /// Finds, before anything is written, files on the disk that are in the way of a package's entries.
 class ConflictCheck {
  public:
-  ConflictCheck(opc::FileSystemOps& disk, std::u16string root, bool replaceExisting)
-      : disk_(&disk), root_(std::move(root)), replaceExisting_(replaceExisting) {}
+  ConflictCheck(opc::FileSystemOps& disk, GivenDirectory const& destination, bool replaceExisting)
+      : disk_(&disk), destination_(destination), replaceExisting_(replaceExisting) {}
 
   /// Throws Failure if something is in the way of the entry at that path of the package. Fast for sorted paths.
   void check(std::u16string const& path, bool isFolder);
@@ -135,18 +132,15 @@ class ConflictCheck {
   bool isThere(std::u16string const& path);
   bool checkFolder(std::u16string const& path);
   bool checkParents(std::u16string const& path);
+  [[noreturn]] void refuse(char const* code, std::u16string const& path, std::string const& what) const;
 
   opc::FileSystemOps* disk_;
-  std::u16string root_;
+  GivenDirectory const& destination_;
   bool replaceExisting_;
   std::u16string previous_;  // the path that was checked last
   std::u16string missing_;   // the highest folder above it that is not on the disk, with a slash; or empty
   std::vector<std::u16string> folders_;
 };
-
-[[noreturn]] void throwInTheWay(char const* code, std::u16string const& path, std::string const& what) {
-  throw Failure(Report{Exit::Disk, code, shown(path) + " " + what, path});
-}
 
 void ConflictCheck::check(std::u16string const& path, bool isFolder) {
   if (!checkParents(path)) return;
@@ -154,29 +148,34 @@ void ConflictCheck::check(std::u16string const& path, bool isFolder) {
     checkFolder(path);
     return;
   }
-  std::u16string const onDisk = disk_->appendPath(root_, path);
+  std::u16string const onDisk = disk_->appendPath(destination_.root, path);
   if (!isThere(onDisk)) return;
   bool const isReplaceable = disk_->isFile(onDisk) || disk_->isSymlink(onDisk);
   if (!isReplaceable && isOther(onDisk))
-    throwInTheWay("file-in-the-way", onDisk, "is a fifo, socket or device, where a file or link is to be");
-  if (!isReplaceable) throwInTheWay("folder-in-the-way", onDisk, "is a folder, where a file or link is to be");
-  if (!replaceExisting_) throwInTheWay("already-exists", onDisk, "already exists (use --force to replace it)");
+    refuse("file-in-the-way", onDisk, "is a fifo, socket or device, where a file or link is to be");
+  if (!isReplaceable) refuse("folder-in-the-way", onDisk, "is a folder, where a file or link is to be");
+  if (!replaceExisting_) refuse("already-exists", onDisk, "already exists (use --force to replace it)");
+}
+
+void ConflictCheck::refuse(char const* code, std::u16string const& path, std::string const& what) const {
+  std::u16string const asGiven = destination_.asGiven(path);
+  throw Failure(Report{Exit::Disk, code, shown(asGiven) + " " + what, asGiven});
 }
 
 bool ConflictCheck::isThere(std::u16string const& path) {
   boost::system::error_code error;
   bool const there = disk_->exists(path, error);
-  if (error) throw Failure(diskReport("cannot-read", "cannot look at", path, error));
+  if (error) throw Failure(diskReport("cannot-read", "cannot look at", destination_.asGiven(path), error));
   return there;
 }
 
 /// False if nothing is there.
 bool ConflictCheck::checkFolder(std::u16string const& path) {
-  std::u16string const onDisk = disk_->appendPath(root_, path);
+  std::u16string const onDisk = disk_->appendPath(destination_.root, path);
   if (!isThere(onDisk)) return false;
-  if (disk_->isSymlink(onDisk)) throwInTheWay("link-in-the-way", onDisk, "is a link, where a folder is to be");
-  if (disk_->isFile(onDisk)) throwInTheWay("file-in-the-way", onDisk, "is a file, where a folder is to be");
-  if (isOther(onDisk)) throwInTheWay("file-in-the-way", onDisk, "is a fifo, socket or device, where a folder is to be");
+  if (disk_->isSymlink(onDisk)) refuse("link-in-the-way", onDisk, "is a link, where a folder is to be");
+  if (disk_->isFile(onDisk)) refuse("file-in-the-way", onDisk, "is a file, where a folder is to be");
+  if (isOther(onDisk)) refuse("file-in-the-way", onDisk, "is a fifo, socket or device, where a folder is to be");
   folders_.push_back(onDisk);
   return true;
 }
@@ -200,7 +199,7 @@ Report cannotExtract(char const* code, std::u16string const& path, std::string c
   return {Exit::Package, code, "cannot extract " + shown(path) + ": " + why, path};
 }
 
-ExtractionPlan checkExtraction(FileSystemManager const& manager, Leaves& leaves, std::u16string const& root,
+ExtractionPlan checkExtraction(FileSystemManager const& manager, Leaves& leaves, GivenDirectory const& destination,
                                opc::Confinement const& confinement, TransformMode mode) {
   std::u16string previous;  // of the accepted ones: the folders above it need no second look
   ExtractionPlan plan;
@@ -211,10 +210,10 @@ ExtractionPlan checkExtraction(FileSystemManager const& manager, Leaves& leaves,
   });
   if (!confinement.allowOutsideLinks) checkLinks(manager, leaves);
   opc::LocalFileSystemOps disk;
-  ConflictCheck conflicts(disk, root, confinement.replaceExisting);
+  ConflictCheck conflicts(disk, destination, confinement.replaceExisting);
   for (Leaf const& leaf : leaves) conflicts.check(leaf.path, leaf.entry.isFolder());
   plan.folders = conflicts.takeFolders();
-  if (!confinement.replaceExisting) checkSpace(root, plan.content.bytes);  // replaced files free space
+  if (!confinement.replaceExisting) checkSpace(destination, plan.content.bytes);  // replaced files free space
   return plan;
 }
 

@@ -7,6 +7,7 @@
 
 #include "cli/Errors.hpp"
 #include "cli/Progress.hpp"
+#include "disk/Paths.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 
@@ -32,9 +33,9 @@ Report cannotExtract(char const* code, std::u16string const& path, std::string c
 
 /// Checks everything that can be checked before the first file is written. Takes out of the leaves the entries below a
 /// file or link, which cannot be on a disk, and files whose contents are missing. Throws Failure for other faults.
-/// `root` is the destination; `mode` says whether contents are decrypted.
+/// `destination` is the directory to extract to; `mode` says whether contents are decrypted.
 ExtractionPlan checkExtraction(opc::ztservices::FileSystemManager const& manager, Leaves& leaves,
-                               std::u16string const& root, opc::Confinement const& confinement,
+                               GivenDirectory const& destination, opc::Confinement const& confinement,
                                opc::ztservices::TransformMode mode);
 
 }  // namespace ztpkg
