@@ -86,7 +86,7 @@ std::unique_ptr<FileOutputStream> FileTransfer::createDestination() {
 void FileTransfer::copyTo(OutputStream& to, InputStream& from) {
   if (!watch_) return StreamHelper::copyStreamToStream(from, to);
   watch_->check();
-  std::uint64_t const size = decryptedSize(content_.part);
+  std::uint64_t const size = decryptedSize(content_.content);
   if (size > kLongCopy) {
     WatchedInput watched(from, *watch_);
     StreamHelper::copyStreamToStream(watched, to);

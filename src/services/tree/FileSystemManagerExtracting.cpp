@@ -311,9 +311,8 @@ void FileSystemManager::Extraction::expect(FileSystemEntry const& entry) {
   watch->check();
   if (!entry.isFile()) return;
   ++files_;
-  auto const part = manager_.getPackage().findPart(model::PartName(entry.getContentName()));
-  if (!part) return;
-  bytes_ += transformMode_ == TransformMode::Transform ? decryptedSize(*part) : part->getSize();
+  if (manager_.getPackage().findPart(model::PartName(entry.getContentName())))
+    bytes_ += manager_.getSize(entry, transformMode_);
 }
 
 void FileSystemManager::Extraction::begin() {
