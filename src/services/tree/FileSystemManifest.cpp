@@ -225,13 +225,13 @@ void ManifestReader::startElement(std::u16string_view, std::u16string_view local
 }
 
 void ManifestReader::characters(std::u16string_view text) {
-  if (!file_.empty() && text_.size() <= kLongestText) text_.append(text.substr(0, kLongestText + 1));
+  if (isFile_ && text_.size() <= kLongestText) text_.append(text.substr(0, kLongestText + 1));
 }
 
 void ManifestReader::endElement(std::u16string_view, std::u16string_view) {
   if (!text_.empty())
-    if (auto const size = deflatedFrom(text_)) tree_.setDeflatedFrom(file_, size);
-  file_.clear();
+    if (auto const size = deflatedFrom(text_)) tree_.setDeflatedFrom(path_, size);
+  isFile_ = false;
   text_.clear();
 }
 
@@ -259,15 +259,20 @@ void ManifestReader::readEntry(model::XmlAttributes const& attributes) {
   std::u16string const type = text(attributes, manifest::kType);
   Perms::Perms_tag const permissions = readPermissions(attributes);
   ptime const time = readTime(attributes);
-  file_.clear();
+  isFile_ = false;
   text_.clear();
   if (type == manifest::kFile)
-    tree_.addNode(makeFileNode(name, readContent(attributes, name), permissions, time));
+    add(makeFileNode(name, readContent(attributes, name), permissions, time));
   else if (type == manifest::kFolder)
-    tree_.addNode(makeFolderNode(name, permissions, time));
+    add(makeFolderNode(name, permissions, time));
   else if (type == manifest::kLink)
-    tree_.addNode(makeLinkNode(name, text(attributes, manifest::kContent), permissions, time));
-  if (type == manifest::kFile && !isVersion1_) file_ = name;
+    add(makeLinkNode(name, text(attributes, manifest::kContent), permissions, time));
+  isFile_ = type == manifest::kFile && !isVersion1_;
+}
+
+void ManifestReader::add(FileSystemNode const& node) {
+  path_ = node.fullPath();
+  tree_.addNode(node);
 }
 
 std::u16string ManifestReader::readName(model::XmlAttributes const& attributes) const {

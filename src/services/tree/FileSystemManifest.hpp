@@ -90,12 +90,16 @@ class ManifestReader final : public model::XmlContentHandler {
   void characters(std::u16string_view text) override;
   void endElement(std::u16string_view namespaceURI, std::u16string_view localName) override;
 
+  /// The path of the last entry, as the tree has it: the manifest may spell it in another way.
+  std::u16string const& lastPath() const { return path_; }
+
   /// What the text of an entry says of its content (FileSystemNode::deflatedFrom); nothing for any other text.
   static std::optional<std::uint64_t> deflatedFrom(std::u16string_view text);
 
  private:
   void readRoot(model::XmlAttributes const& attributes);
   void readEntry(model::XmlAttributes const& attributes);
+  void add(FileSystemNode const& node);
   std::u16string readName(model::XmlAttributes const& attributes) const;
   Perms::Perms_tag readPermissions(model::XmlAttributes const& attributes) const;
 
@@ -104,7 +108,8 @@ class ManifestReader final : public model::XmlContentHandler {
   FileSystemTree& tree_;
   UsualNames leftOut_;
   bool isVersion1_ = false;
-  std::u16string file_;  // the path of the file whose entry is being read; empty for other entries
+  std::u16string path_;  // of the last entry
+  bool isFile_ = false;  // whether the entry of a file of the current version is being read
   std::u16string text_;  // of its entry
 };
 
