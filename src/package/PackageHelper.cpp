@@ -2,6 +2,7 @@
 #include "opc/model/PackageHelper.hpp"
 
 #include <optional>
+#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -57,6 +58,20 @@ std::optional<Part> PackageHelper::findTarget(Package const& package, Relationsh
 Part PackageHelper::getTarget(Package const& package, Relationship const& relationship) {
   if (auto part = findTarget(package, relationship)) return std::move(*part);
   throw PartNotFound(detail::messages::partNotFound(relationship.getTargetURI().toString()));
+}
+
+std::vector<PartName> PackageHelper::getAllTargets(Package const& package) {
+  detail::PartIndex const& parts = package.state().parts;
+  std::set<PartName> targets;
+  for (auto const& source : parts) {
+    if (!source.second.relationships) continue;
+    for (auto const& record : source.second.relationships->records()) {
+      auto const name = detail::targetNameOf(*record.second);
+      auto const part = name ? parts.find(*name) : parts.end();
+      if (part != parts.end()) targets.insert(detail::PartIndex::partNameOf(part));
+    }
+  }
+  return {targets.begin(), targets.end()};
 }
 
 std::optional<Part> PackageHelper::findCoreProperties(Package const& package) {

@@ -525,8 +525,20 @@ def an_extra_part():
 
 @case(("foreign-part", item("x.xml")))
 def contents_that_are_a_part_elsewhere():
-    more = {MANIFEST: manifest(ENTRIES + [entry("/x.xml", "/docs/x.xml")]), "docs/x.xml": "<x/>"}
+    more = {MANIFEST: manifest(ENTRIES + [entry("/x.xml", "/docs/x.xml")]), "docs/x.xml": "<x/>",
+            RELS: relations([RELATION, relation(2, BASE + "/other", "/docs/x.xml")])}
     return with_items(more)
+
+
+@case()
+def contents_elsewhere():
+    return with_items({MANIFEST: manifest(ENTRIES + [entry("/x.xml", "/docs/x.xml")]), "docs/x.xml": "<x/>"})
+
+
+@case(("foreign-part", item("a.txt")))
+def contents_to_which_a_part_leads():
+    return with_items({"docs/x.xml": "<x/>",
+                       "docs/_rels/x.xml.rels": relations([relation(1, BASE + "/other", "../fsroot/a.txt")])})
 
 
 @case(("foreign-part", item("r")))
