@@ -47,13 +47,17 @@ class Handler final : public model::XmlContentHandler {
     }
     FileSystemNodeType const type = typeOf(text(attributes, manifest::kType));
     bool const isFile = type == FileSystemNodeType::File;
-    entry_ = {type, name, isFile ? tree_.getNode(name).content : text(attributes, manifest::kContent), {}};
+    entry_ = {type,
+              name,
+              isFile && tree_.hasNode(name) ? tree_.getNode(name).content : text(attributes, manifest::kContent),
+              {}};
   }
   void characters(std::u16string_view text) override { reader_.characters(text); }
   void endElement(std::u16string_view namespaceURI, std::u16string_view localName) override {
     reader_.endElement(namespaceURI, localName);
     if (!entry_) return;
-    entry_->deflatedFrom = tree_.deflatedFrom(entry_->path);
+    // The tree has a path that begins with several slashes under another one.
+    if (tree_.hasNode(entry_->path)) entry_->deflatedFrom = tree_.deflatedFrom(entry_->path);
     take_(*std::exchange(entry_, std::nullopt));
   }
 
@@ -175,12 +179,26 @@ void FileSystemCheck::take(ManifestEntry const& entry, bool isVersion1) {
   bool const hasPart = entry.type == FileSystemNodeType::File || (isVersion1 && entry.type == FileSystemNodeType::Link);
   entries_.push_back({entry.path, entry.type});
   if (hasPart) checkContent(entry);
+  if (entry.type == FileSystemNodeType::Link) checkLinkTarget(entry, isVersion1);
 }
 
 /// Whether the part belongs to others, so that it stays when the entry goes.
 bool FileSystemCheck::isForeign(CheckedPart const& part) const {
   return isTarget_[static_cast<std::size_t>(&part - package_.parts().data())] ||
          model::detail::isRelationshipsName(part.name());
+}
+
+/// Version 1 keeps the target in a part.
+void FileSystemCheck::checkLinkTarget(ManifestEntry const& entry, bool isVersion1) {
+  constexpr std::uint64_t kLongestTarget = 4095;  // in bytes, on the systems where links are made
+  CheckedPart const* const part = isVersion1 ? package_.find(entry.content) : nullptr;
+  if (isVersion1 && !part) return;
+  std::uint64_t const size = part ? package_.sizeOf(*part) : toUTF8String(entry.content).size();
+  if (size == 0)
+    faults_.add(code::kBadLinkTarget, entry.path, shown(entry.path) + ": a link without a target");
+  else if (size > kLongestTarget)
+    faults_.add(code::kBadLinkTarget, entry.path,
+                shown(entry.path) + ": a link with a target of " + std::to_string(size) + " bytes, which is too long");
 }
 
 void FileSystemCheck::checkContent(ManifestEntry const& entry) {

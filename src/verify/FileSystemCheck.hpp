@@ -53,6 +53,7 @@ class FileSystemCheck {
   bool read(CheckedPart const& manifest);
   void take(ManifestEntry const& entry, bool isVersion1);
   void checkContent(ManifestEntry const& entry);
+  void checkLinkTarget(ManifestEntry const& entry, bool isVersion1);
   bool isForeign(CheckedPart const& part) const;
   void checkPlaces();
   void checkUnreferenced();

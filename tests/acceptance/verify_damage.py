@@ -614,6 +614,12 @@ def entries_below_a_link():
     return with_items({MANIFEST: manifest(ENTRIES + [entry("/l/x", "y", "SymLink"), entry("/l/y", "y", "SymLink")])})
 
 
+@case(("bad-link-target", "/empty"), ("bad-link-target", "/long"))
+def links_that_no_disk_can_hold():
+    links = [entry("/empty", "", "SymLink"), entry("/long", "t" * 4096, "SymLink"), entry("/ok", "t" * 4095, "SymLink")]
+    return with_items({MANIFEST: manifest(ENTRIES + links)})
+
+
 @case(("truncated-encryption", "/c.key"))
 def content_too_short_to_be_encrypted():
     return with_items({SECRET: "short"})
