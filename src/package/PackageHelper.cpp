@@ -87,8 +87,10 @@ CoreProperties PackageHelper::getCoreProperties(Package const& package) {
 
 CoreProperties PackageHelper::getCoreProperties(Package const& package, std::vector<std::string>& faults) {
   try {
-    auto const part = findCoreProperties(package);
-    return part ? readPart(*part, &faults) : CoreProperties();
+    if (auto const part = findCoreProperties(package)) return readPart(*part, &faults);
+    for (Relationship const& relationship : package.getRelationshipsByType(detail::kCorePropertiesRelationshipType))
+      faults.push_back(detail::messages::partNotFound(relationship.getTargetText()));
+    return {};
   } catch (Exception const& fault) {
     faults.emplace_back(fault.what());
     return {};

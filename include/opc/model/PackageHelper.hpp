@@ -30,7 +30,8 @@ class ZT_API PackageHelper {
   /// large to be read as one document; what reading a part throws.
   static CoreProperties getCoreProperties(Package const& package);
   /// Reads the readable properties. Instead of throwing InvalidPartContent, it appends a description of each fault, and
-  /// leaves out the faulty element, or all properties if the fault concerns the whole document.
+  /// leaves out the faulty element, or all properties if the fault concerns the whole document. Relationships of which
+  /// none leads to a part are faults too.
   static CoreProperties getCoreProperties(Package const& package, std::vector<std::string>& faults);
 
   /// Writes the part that getCoreProperties reads. Where the package has none, it creates "/docProps/core.xml" and its
