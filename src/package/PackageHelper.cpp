@@ -2,6 +2,7 @@
 #include "opc/model/PackageHelper.hpp"
 
 #include <optional>
+#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -59,6 +60,20 @@ Part PackageHelper::getTarget(Package const& package, Relationship const& relati
   throw PartNotFound(detail::messages::partNotFound(relationship.getTargetURI().toString()));
 }
 
+std::vector<PartName> PackageHelper::getAllTargets(Package const& package) {
+  detail::PartIndex const& parts = package.state().parts;
+  std::set<PartName> targets;
+  for (auto const& source : parts) {
+    if (!source.second.relationships) continue;
+    for (auto const& record : source.second.relationships->records()) {
+      auto const name = detail::targetNameOf(*record.second);
+      auto const part = name ? parts.find(*name) : parts.end();
+      if (part != parts.end()) targets.insert(detail::PartIndex::partNameOf(part));
+    }
+  }
+  return {targets.begin(), targets.end()};
+}
+
 std::optional<Part> PackageHelper::findCoreProperties(Package const& package) {
   for (auto const& relationship : package.getRelationshipsByType(detail::kCorePropertiesRelationshipType))
     if (auto part = findTarget(package, relationship)) return part;
@@ -72,8 +87,10 @@ CoreProperties PackageHelper::getCoreProperties(Package const& package) {
 
 CoreProperties PackageHelper::getCoreProperties(Package const& package, std::vector<std::string>& faults) {
   try {
-    auto const part = findCoreProperties(package);
-    return part ? readPart(*part, &faults) : CoreProperties();
+    if (auto const part = findCoreProperties(package)) return readPart(*part, &faults);
+    for (Relationship const& relationship : package.getRelationshipsByType(detail::kCorePropertiesRelationshipType))
+      faults.push_back(detail::messages::partNotFound(relationship.getTargetText()));
+    return {};
   } catch (Exception const& fault) {
     faults.emplace_back(fault.what());
     return {};

@@ -31,6 +31,7 @@ inline constexpr char kUnsafePath[] = "unsafe-path";
 inline constexpr char kUnclearPath[] = "unclear-path";
 inline constexpr char kBelowFile[] = "below-file";
 inline constexpr char kBelowLink[] = "below-link";
+inline constexpr char kBadLinkTarget[] = "bad-link-target";
 inline constexpr char kMissingPart[] = "missing-part";
 inline constexpr char kForeignPart[] = "foreign-part";
 inline constexpr char kSharedPart[] = "shared-part";

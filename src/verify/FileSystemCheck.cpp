@@ -103,7 +103,7 @@ FileSystemCheck::FileSystemCheck(PackageCheck const& package, EncryptionCheck co
       encryption_(encryption),
       faults_(faults),
       watch_(watch),
-      isTarget_(package.packageTargets()),
+      isTarget_(package.allTargets()),
       owners_(package.parts().size()) {}
 
 bool FileSystemCheck::check() {
@@ -174,21 +174,35 @@ void FileSystemCheck::take(ManifestEntry const& entry, bool isVersion1) {
                                                                   "or a dot in it"));
   bool const hasPart = entry.type == FileSystemNodeType::File || (isVersion1 && entry.type == FileSystemNodeType::Link);
   entries_.push_back({entry.path, entry.type});
-  if (hasPart) checkContent(entry, isVersion1);
+  if (hasPart) checkContent(entry);
+  if (entry.type == FileSystemNodeType::Link) checkLinkTarget(entry, isVersion1);
 }
 
-/// Whether the part belongs to others, so that it stays when the entry goes. In version 1 contents may have any name.
-bool FileSystemCheck::isForeign(CheckedPart const& part, bool isVersion1) const {
+/// Whether the part belongs to others, so that it stays when the entry goes.
+bool FileSystemCheck::isForeign(CheckedPart const& part) const {
   return isTarget_[static_cast<std::size_t>(&part - package_.parts().data())] ||
-         model::detail::isRelationshipsName(part.name()) || (!isVersion1 && !part.key.starts_with(kContents));
+         model::detail::isRelationshipsName(part.name());
 }
 
-void FileSystemCheck::checkContent(ManifestEntry const& entry, bool isVersion1) {
+/// Version 1 keeps the target in a part.
+void FileSystemCheck::checkLinkTarget(ManifestEntry const& entry, bool isVersion1) {
+  constexpr std::uint64_t kLongestTarget = 4095;  // in bytes, on the systems where links are made
+  CheckedPart const* const part = isVersion1 ? package_.find(entry.content) : nullptr;
+  if (isVersion1 && !part) return;
+  std::uint64_t const size = part ? package_.sizeOf(*part) : toUTF8String(entry.content).size();
+  if (size == 0)
+    faults_.add(code::kBadLinkTarget, entry.path, shown(entry.path) + ": a link without a target");
+  else if (size > kLongestTarget)
+    faults_.add(code::kBadLinkTarget, entry.path,
+                shown(entry.path) + ": a link with a target of " + std::to_string(size) + " bytes, which is too long");
+}
+
+void FileSystemCheck::checkContent(ManifestEntry const& entry) {
   CheckedPart const* const part = package_.find(entry.content);
   if (!part)
     return faults_.add(code::kMissingPart, entry.path,
                        shown(entry.path) + ": its contents are not in the package: " + shown(entry.content));
-  if (isForeign(*part, isVersion1))
+  if (isForeign(*part))
     faults_.add(code::kForeignPart, entry.path,
                 shown(entry.path) + ": its contents are not a part of the file system: " + shown(entry.content));
   std::uint32_t& owner = owners_[static_cast<std::size_t>(part - package_.parts().data())];

@@ -52,8 +52,9 @@ class FileSystemCheck {
   CheckedPart const* findManifest();
   bool read(CheckedPart const& manifest);
   void take(ManifestEntry const& entry, bool isVersion1);
-  void checkContent(ManifestEntry const& entry, bool isVersion1);
-  bool isForeign(CheckedPart const& part, bool isVersion1) const;
+  void checkContent(ManifestEntry const& entry);
+  void checkLinkTarget(ManifestEntry const& entry, bool isVersion1);
+  bool isForeign(CheckedPart const& part) const;
   void checkPlaces();
   void checkUnreferenced();
   void checkManifest(CheckedPart const& manifest);
@@ -67,7 +68,7 @@ class FileSystemCheck {
   FaultList& faults_;
   Watch& watch_;
   std::vector<Listed> entries_;
-  std::vector<bool> isTarget_;         // of each part: whether a relationship of the package leads to it
+  std::vector<bool> isTarget_;         // of each part: whether a relationship leads to it
   std::vector<std::uint32_t> owners_;  // of each part: the number of its first entry, from 1; 0 for none
   bool isDecrypted_ = false;           // whether the manifest was encrypted, and the key opened it
   bool isKeyWrong_ = false;

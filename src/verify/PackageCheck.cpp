@@ -84,25 +84,16 @@ std::vector<CheckedPart const*> PackageCheck::targetsOf(std::u16string_view type
   return targets;
 }
 
-std::vector<bool> PackageCheck::packageTargets() const {
+std::vector<bool> PackageCheck::allTargets() const {
   std::vector<bool> isTarget(parts_.size());
-  auto const* const relationships = reader_.state().relationshipsOf("");
-  if (!relationships) return isTarget;
-  for (auto const& record : relationships->records())
-    if (auto const name = detail::targetNameOf(*record.second))
-      if (CheckedPart const* const part = findEquivalent(*name))
-        isTarget[static_cast<std::size_t>(part - parts_.data())] = true;
+  for (auto const& source : reader_.state().parts) {
+    if (!source.second.relationships) continue;
+    for (auto const& record : source.second.relationships->records())
+      if (auto const name = detail::targetNameOf(*record.second))
+        if (CheckedPart const* const part = findEquivalent(*name))
+          isTarget[static_cast<std::size_t>(part - parts_.data())] = true;
+  }
   return isTarget;
-}
-
-bool PackageCheck::isTarget(CheckedPart const& part) const {
-  return std::ranges::any_of(reader_.state().parts, [&](auto const& source) {
-    auto const& relationships = source.second.relationships;
-    return relationships && std::ranges::any_of(relationships->records(), [&](auto const& record) {
-             auto const name = detail::targetNameOf(*record.second);
-             return name && findEquivalent(*name) == &part;
-           });
-  });
 }
 
 void PackageCheck::checkCoreProperties() {
@@ -131,7 +122,8 @@ void PackageCheck::checkOrphan(detail::OwnedPart const& owned) {
   auto const targets = targetsOf(owned.relationshipType);
   if (std::ranges::find(targets, part) != targets.end()) return;
   // The content type of core properties is the standard's, and other programs lead to them in ways of their own.
-  bool const isInUse = owned.contentType == detail::kCorePropertiesPart.contentType && isTarget(*part);
+  bool const isInUse = owned.contentType == detail::kCorePropertiesPart.contentType &&
+                       allTargets()[static_cast<std::size_t>(part - parts_.data())];
   if (!isInUse)
     faults_.addItem(code::kOrphanedPart, part->key,
                     package_messages::invalidItem(

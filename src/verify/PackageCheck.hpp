@@ -49,13 +49,11 @@ class PackageCheck {
   void read(CheckedPart const& part, ContentSink const& take) const;
   /// Parts that relationships of the package with that type lead to, the missing ones left out.
   std::vector<CheckedPart const*> targetsOf(std::u16string_view type) const;
-  /// For each part whether a relationship of the package leads to it.
-  std::vector<bool> packageTargets() const;
+  /// For each part whether a relationship of any type and source leads to it.
+  std::vector<bool> allTargets() const;
 
  private:
   CheckedPart const* findEquivalent(std::string_view name) const;
-  /// Whether a relationship of any type and source leads to the part.
-  bool isTarget(CheckedPart const& part) const;
   void checkCoreProperties();
   void checkOrphan(model::detail::OwnedPart const& owned);
 

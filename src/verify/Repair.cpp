@@ -168,7 +168,7 @@ bool Repairer::write(std::u16string const& name, model::ContentType const& type,
 }
 
 void Repairer::saveManifest(CheckedPart const* manifest) {
-  auto const targets = source_.packageTargets();
+  auto const targets = source_.allTargets();
   for (std::size_t i = 0; i < targets.size(); ++i)
     if (targets[i]) saved_.targets.insert(wideName(source_.parts()[i].name()));
   if (!manifest) return saveFoundContents();

@@ -23,7 +23,7 @@ enum class EntryTrust {
 struct SavedParts {
   std::set<std::u16string> all;
   std::set<std::u16string> compressed;  ///< those that are compressed and encrypted
-  std::set<std::u16string> targets;     ///< those that relationships of the package lead to
+  std::set<std::u16string> targets;     ///< those that relationships lead to
 };
 
 /// The entries of a file system that is being repaired.

@@ -525,8 +525,20 @@ def an_extra_part():
 
 @case(("foreign-part", item("x.xml")))
 def contents_that_are_a_part_elsewhere():
-    more = {MANIFEST: manifest(ENTRIES + [entry("/x.xml", "/docs/x.xml")]), "docs/x.xml": "<x/>"}
+    more = {MANIFEST: manifest(ENTRIES + [entry("/x.xml", "/docs/x.xml")]), "docs/x.xml": "<x/>",
+            RELS: relations([RELATION, relation(2, BASE + "/other", "/docs/x.xml")])}
     return with_items(more)
+
+
+@case()
+def contents_elsewhere():
+    return with_items({MANIFEST: manifest(ENTRIES + [entry("/x.xml", "/docs/x.xml")]), "docs/x.xml": "<x/>"})
+
+
+@case(("foreign-part", item("a.txt")))
+def contents_to_which_a_part_leads():
+    return with_items({"docs/x.xml": "<x/>",
+                       "docs/_rels/x.xml.rels": relations([relation(1, BASE + "/other", "../fsroot/a.txt")])})
 
 
 @case(("foreign-part", item("r")))
@@ -600,6 +612,12 @@ def an_entry_below_a_file():
 @case(("below-link", "/l/x"), ("below-link", "/l/y"))
 def entries_below_a_link():
     return with_items({MANIFEST: manifest(ENTRIES + [entry("/l/x", "y", "SymLink"), entry("/l/y", "y", "SymLink")])})
+
+
+@case(("bad-link-target", "/empty"), ("bad-link-target", "/long"))
+def links_that_no_disk_can_hold():
+    links = [entry("/empty", "", "SymLink"), entry("/long", "t" * 4096, "SymLink"), entry("/ok", "t" * 4095, "SymLink")]
+    return with_items({MANIFEST: manifest(ENTRIES + links)})
 
 
 @case(("truncated-encryption", "/c.key"))

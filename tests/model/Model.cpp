@@ -89,9 +89,9 @@ class Observer {
       model_.entries.emplace(entry.getPathName(), nodeOf(edited_, entry));
     });
     observeRelationships("/", *edited_.package);
-    for (auto& [path, node] : model_.entries) node.isKept = isTarget_.contains(node.part) || isElsewhere(node);
     for (PartName const& name : edited_.package->getPartNames())
       if (!name.isRelationshipsPart()) observePart(edited_.package->getPart(name));
+    for (auto& [path, node] : model_.entries) node.isKept = isTarget_.contains(node.part);
     for (std::u16string const& item : edited_.package->getItemNames()) model_.others["item " + toUTF8String(item)];
     observeProperties();
     observeCiphers();
@@ -235,11 +235,6 @@ void Model::rewrite(std::u16string const& path, std::string const& content) {
 opc::model::RelationshipSelector cipherSelector(unsigned number) {
   return {opc::model::URI(u"/"), opc::model::RelationshipSelectorType::ByID,
           u"id" + opc::toString(std::to_string(number))};
-}
-
-bool isElsewhere(Node const& file) {
-  bool const isPresent = !file.type.empty() && !file.part.empty();
-  return isPresent && !file.part.starts_with("/fsroot/");
 }
 
 Model observe(Edited& edited) { return Observer(edited).observe(); }

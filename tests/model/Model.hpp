@@ -69,9 +69,6 @@ struct Edited {
 opc::model::RelationshipSelector cipherSelector(unsigned number);
 inline constexpr unsigned kCipherSelectors = 3;
 
-/// Whether the content is a part outside the folder that version 2 has for contents.
-bool isElsewhere(Node const& file);
-
 /// Everything of the package, read through its managers.
 Model observe(Edited& edited);
 /// What the first difference is; empty for equal models.

@@ -87,6 +87,12 @@ class Builder {
     sample_.model.set(toString(path), std::move(node));
   }
 
+  /// A file whose content is outside of the folder for contents. It stays where a part leads to it.
+  void addElsewhere(std::string const& path, std::string const& part, std::string const& content, bool isKept) {
+    addItem(part.substr(1), content);
+    addType(override(part, kBinary));
+    addEntry(path, {Kind::File, opc::Perms::NotKnown, {}, kBinary, content, true, part, isKept});
+  }
   /// A file whose content is a part that something else leads to.
   void addShared(std::string const& path, std::string const& part, std::string const& content) {
     addItem(part.substr(1), content);
@@ -163,6 +169,13 @@ void addOddEntries(Builder& builder, Random& random) {
     builder.addEntry("/missing", node);
   }
   builder.addShared("/notes", "/word/notes.bin", random.text());
+  if (!builder.isFree("/elsewhere")) return;
+  builder.addElsewhere("/elsewhere/own", "/other/own.bin", random.text(), false);
+  builder.addElsewhere("/elsewhere/figure", "/book/figure.bin", random.text(), true);
+  builder.addPart("/book/index.xml", "application/x-index+xml", "<index/>");
+  builder.addItem("book/_rels/index.xml.rels",
+                  opc::model::samples::relationships(relationship("f", "urn:figure", "figure.bin")));
+  builder.model().others["relationship /book/index.xml f"] = "urn:figure figure.bin";
 }
 
 void addDocument(Builder& builder, Random& random) {

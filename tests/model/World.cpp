@@ -108,7 +108,6 @@ void World::save() {
   else
     saved_ = package().saveToBytes();
   savedModel_ = model_;
-  for (auto& [path, node] : savedModel_.entries) node.isKept = node.isKept || isElsewhere(node);
 }
 
 void World::reopen() {

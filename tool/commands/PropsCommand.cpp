@@ -66,24 +66,32 @@ CoreProperties loadProperties(CorePropertiesManager const& manager, std::u16stri
   }
 }
 
+/// Whether every property has its value already, so that nothing is to be written.
+bool isPresent(CoreProperties const& record, CoreProperties const& present, std::vector<std::string> const& faults) {
+  return faults.empty() && propertiesOf(record) == propertiesOf(present);
+}
+
 /// Changes the standard properties alone. Appends a description of what could not be read.
 void setStandard(Package& package, std::vector<Assignment> const& assignments, std::vector<std::string>& faults) {
-  CoreProperties record;
-  record.opcProps() = PackageHelper::getCoreProperties(package, faults);
+  CoreProperties present;
+  present.opcProps() = PackageHelper::getCoreProperties(package, faults);
+  CoreProperties record = present;
   apply(assignments, record);
+  if (isPresent(record, present, faults)) return;
   PackageHelper::createOrUpdateCoreProperties(package, record.opcProps());
 }
 
 void setAll(CorePropertiesManager& manager, std::u16string const& package, std::vector<Assignment> const& assignments,
             std::vector<std::string>& faults) {
-  CoreProperties record = manager.getReadableProperties(faults);
+  CoreProperties const present = manager.getReadableProperties(faults);
+  CoreProperties record = present;
   apply(assignments, record);
   if (!record.isValid()) {
     std::string message = shown(package) + " needs content-type, friendly-name and release for this";
     for (std::string const& fault : faults) message += "; cannot read " + fault;
     throw Failure(Report{Exit::Package, "incomplete-properties", message, package});
   }
-  manager.setCoreProperties(record);
+  if (!isPresent(record, present, faults)) manager.setCoreProperties(record);
 }
 
 /// Returns descriptions of what could not be read.

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -23,31 +24,56 @@ namespace {
 using opc::ztservices::FileSystemManager;
 using opc::ztservices::TransformMode;
 
-[[noreturn]] void throwUnsafe(std::u16string const& path, char const* why) {
-  throw Failure(cannotExtract("unsafe-path", path, why));
-}
-
 /// Longer paths than the system takes at once are made folder by folder. No package that pack makes has longer ones.
 bool isTooLong(std::u16string const& path) {
   constexpr std::size_t kLongestPath = 65'535;  // in bytes
   return path.size() > kLongestPath || opc::toUTF8String(path).size() > kLongestPath;
 }
 
-// Refuses paths that a disk resolves to another place or refuses.
-void checkSegments(std::u16string const& path) {
+/// Whether nothing is extracted because of the path: it leads out of the directory, or is the directory.
+bool isHostile(std::u16string const& path) {
+  return path == u"/" || opc::findPathFault(path) == opc::PathFault::LeadsUpwards;
+}
+
+bool hasLongName(std::u16string const& path) {
   constexpr std::size_t kLongestName = 255;  // in bytes
-  if (isTooLong(path))
-    throw Failure(Report{Exit::Package, "unsafe-path",
-                         "cannot extract a path of " + counted(path.size(), "character") +
-                             ", which is too long: " + shown(path.substr(0, 64)) + "...",
-                         path});
-  if (path == u"/" || opc::findPathFault(path) != opc::PathFault::None)
-    throwUnsafe(path, "its path would leave the directory or be ambiguous");
   for (std::size_t start = 0, end = 0; end != path.npos; start = end + 1) {
     end = path.find(u'/', start);
     std::u16string const name = path.substr(start, end == path.npos ? end : end - start);
-    if (opc::toUTF8String(name).size() > kLongestName) throwUnsafe(path, "a name in its path is too long");
+    if (opc::toUTF8String(name).size() > kLongestName) return true;
   }
+  return false;
+}
+
+/// What is wrong with a path that a disk resolves to another place or refuses.
+std::optional<Report> faultOf(std::u16string const& path) {
+  if (isTooLong(path))
+    return Report{Exit::Package, "unsafe-path",
+                  "cannot extract a path of " + counted(path.size(), "character") +
+                      ", which is too long: " + shown(path.substr(0, 64)) + "...",
+                  path};
+  if (isHostile(path) || opc::findPathFault(path) != opc::PathFault::None)
+    return cannotExtract("unsafe-path", path, "its path would leave the directory or be ambiguous");
+  if (hasLongName(path)) return cannotExtract("unsafe-path", path, "a name in its path is too long");
+  return std::nullopt;
+}
+
+/// What is wrong with a link that no disk can hold.
+std::optional<Report> faultOfLink(FileSystemManager const& manager, Leaf const& leaf, std::u16string const& root) {
+  constexpr std::size_t kLongestTarget = 4095;  // in bytes
+  if (!leaf.entry.isLink()) return std::nullopt;
+  std::u16string const target = manager.getLinkTarget(leaf.entry);
+  if (target.empty()) return cannotExtract("unsafe-path", leaf.path, "the link has no target");
+  std::u16string const onDisk = target.starts_with(u'/') ? opc::LocalFileSystemOps().appendPath(root, target) : target;
+  if (onDisk.size() <= kLongestTarget && opc::toUTF8String(onDisk).size() <= kLongestTarget) return std::nullopt;
+  return cannotExtract("unsafe-path", leaf.path, "the target of the link is too long");
+}
+
+void throwIfHostile(Leaves const& leaves) {
+  std::vector<Report> hostile;
+  for (Leaf const& leaf : leaves)
+    if (isHostile(leaf.path)) hostile.push_back(*faultOf(leaf.path));
+  if (!hostile.empty()) throw Failure(std::move(hostile));
 }
 
 bool isBelowFileOrLink(FileSystemManager const& manager, std::u16string const& path, std::u16string const& previous) {
@@ -72,8 +98,13 @@ void addSize(ExtractionPlan& plan, FileSystemManager const& manager, Leaf const&
 
 /// Leaves out the entry if it cannot be extracted.
 bool accept(ExtractionPlan& plan, FileSystemManager const& manager, Leaf const& leaf, std::u16string const& previous,
-            TransformMode mode) {
-  checkSegments(leaf.path);
+            std::u16string const& root, TransformMode mode) {
+  auto fault = faultOf(leaf.path);
+  if (!fault) fault = faultOfLink(manager, leaf, root);
+  if (fault) {
+    plan.problems.push_back(std::move(*fault));
+    return false;
+  }
   if (isBelowFileOrLink(manager, leaf.path, previous)) {
     plan.problems.push_back(cannotExtract("unsafe-path", leaf.path, "it lies below a file or link"));
     return false;
@@ -203,8 +234,9 @@ ExtractionPlan checkExtraction(FileSystemManager const& manager, Leaves& leaves,
                                opc::Confinement const& confinement, TransformMode mode) {
   std::u16string previous;  // of the accepted ones: the folders above it need no second look
   ExtractionPlan plan;
+  throwIfHostile(leaves);
   std::erase_if(leaves, [&](Leaf const& leaf) {
-    bool const isAccepted = accept(plan, manager, leaf, previous, mode);
+    bool const isAccepted = accept(plan, manager, leaf, previous, destination.root, mode);
     if (isAccepted) previous = leaf.path;
     return !isAccepted;
   });

@@ -31,8 +31,9 @@ struct ExtractionPlan {
 /// The report of an entry that is left out.
 Report cannotExtract(char const* code, std::u16string const& path, std::string const& why);
 
-/// Checks everything that can be checked before the first file is written. Takes out of the leaves the entries below a
-/// file or link, which cannot be on a disk, and files whose contents are missing. Throws Failure for other faults.
+/// Checks everything that can be checked before the first file is written. Takes out of the leaves the entries that
+/// cannot be on a disk (for their name, for a link's target, or because they are below a file or link), and files whose
+/// contents are missing. Throws Failure for all paths that leave the directory, and for other faults.
 /// `destination` is the directory to extract to; `mode` says whether contents are decrypted.
 ExtractionPlan checkExtraction(opc::ztservices::FileSystemManager const& manager, Leaves& leaves,
                                GivenDirectory const& destination, opc::Confinement const& confinement,

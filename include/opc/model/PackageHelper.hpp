@@ -8,6 +8,7 @@
 #include "opc/Export.hpp"
 #include "opc/model/CoreProperties.hpp"
 #include "opc/model/Package.hpp"
+#include "opc/model/PartName.hpp"
 
 namespace opc::model {
 
@@ -20,6 +21,8 @@ class ZT_API PackageHelper {
   /// The same; throws PartNotFound, naming the target, where there is no such part, and InvalidURI for a target that
   /// cannot be resolved.
   static Part getTarget(Package const& package, Relationship const& relationship);
+  /// Every part that an internal relationship of the package or of one of its parts leads to, once. Ordered by name.
+  static std::vector<PartName> getAllTargets(Package const& package);
 
   /// The standard core properties of the package; all absent where it has no such part. Of several parts, which break
   /// the rules (ECMA-376-2, 11.2) and yet occur, it reads the one of the first relationship that leads to a part.
@@ -27,7 +30,8 @@ class ZT_API PackageHelper {
   /// large to be read as one document; what reading a part throws.
   static CoreProperties getCoreProperties(Package const& package);
   /// Reads the readable properties. Instead of throwing InvalidPartContent, it appends a description of each fault, and
-  /// leaves out the faulty element, or all properties if the fault concerns the whole document.
+  /// leaves out the faulty element, or all properties if the fault concerns the whole document. Relationships of which
+  /// none leads to a part are faults too.
   static CoreProperties getCoreProperties(Package const& package, std::vector<std::string>& faults);
 
   /// Writes the part that getCoreProperties reads. Where the package has none, it creates "/docProps/core.xml" and its

@@ -213,11 +213,11 @@ class ZT_API FileSystemManager : public model::DataManager {
   FileSystemEntry createFile(std::u16string const& path, model::ContentType const& type, Perms::Perms_tag permissions,
                              boost::posix_time::ptime const& time);
   /// Delete first everything below the entry, of a file or link too, and then the entry with its content part. The root
-  /// is emptied and stays. A content part stays while another entry has it, and where it belongs to others: outside
-  /// "/fsroot" (except a part that a manifest of version 1 brought), the target of a relationship of the package, or a
-  /// relationships part. A missing part counts as deleted. Throw FileSystemEntryMustBeFile,
-  /// FileSystemEntryMustBeFolder or FileSystemEntryMustBeLink for another kind of entry. An exception of
-  /// model::Package::deletePart ends the deletion there, with the file's entry gone.
+  /// is emptied and stays. A content part stays while another entry has it, and where it belongs to others: a part that
+  /// a relationship of the package or of a part leads to, or a relationships part. Its name does not matter. A missing
+  /// part counts as deleted. Throw FileSystemEntryMustBeFile, FileSystemEntryMustBeFolder or FileSystemEntryMustBeLink
+  /// for another kind of entry. An exception of model::Package::deletePart ends the deletion there, with the file's
+  /// entry gone.
   void deleteFile(FileSystemEntry const& entry);
   void deleteFolder(FileSystemEntry const& entry);
   void deleteLink(FileSystemEntry const& entry);
@@ -531,6 +531,7 @@ class ZT_API FileSystemManager : public model::DataManager {
   void upgradeFromVersion1();
   void convertVersion1ToCurrentVersion();
   void cleanupOldPartsAndRelationships();
+  bool isUnused(model::PartName const& part) const;
 
   FileSystemOpsSelector* selector_ = nullptr;  // absent unless constructed with one; borrowed
   std::unique_ptr<LocalFileSystemOps> localOps_;

@@ -15,17 +15,9 @@ constexpr std::u16string_view kContentFolder = u"/fsroot/";
 
 std::uint64_t hashOf(std::u16string const& name) { return std::hash<std::u16string>()(name); }
 
-void addTargets(model::Package const& package, model::RelationshipSource const& source,
-                std::set<std::u16string>& targets) {
-  for (model::Relationship const& relationship : source.getRelationships())
-    if (auto const part = model::PackageHelper::findTarget(package, relationship))
-      targets.insert(part->getName().toString());
-}
-
 }  // namespace
 
-ContentParts::ContentParts(FileSystemTree const& tree, model::Package const& package, bool isVersion1)
-    : package_(package), isVersion1_(isVersion1) {
+ContentParts::ContentParts(FileSystemTree const& tree, model::Package const& package) : package_(package) {
   tree.forEachContent([this](std::u16string const& part) { named_.push_back(hashOf(part)); });
   std::sort(named_.begin(), named_.end());
   if (std::adjacent_find(named_.begin(), named_.end()) != named_.end())
@@ -33,10 +25,6 @@ ContentParts::ContentParts(FileSystemTree const& tree, model::Package const& pac
       auto const [first, last] = std::equal_range(named_.begin(), named_.end(), hashOf(part));
       if (last - first > 1) ++shared_[part];
     });
-  addTargets(package, package, targets_);
-  if (!isVersion1) return;
-  for (model::PartName const& name : package.getPartNames())
-    if (!name.isRelationshipsPart()) addTargets(package, package.getPart(name), targets_);
 }
 
 bool ContentParts::isNamed(std::u16string const& part) const {
@@ -58,9 +46,10 @@ bool ContentParts::release(std::u16string const& part) {
   return package_.hasPart(name) && isOwn(name);
 }
 
-bool ContentParts::isOwn(model::PartName const& part) const {
-  if (part.isRelationshipsPart() || targets_.contains(part.toString())) return false;
-  return isVersion1_ || isNameOfContent(part);
+bool ContentParts::isOwn(model::PartName const& part) {
+  if (part.isRelationshipsPart()) return false;
+  if (!targets_) targets_ = model::PackageHelper::getAllTargets(package_);
+  return !std::binary_search(targets_->begin(), targets_->end(), part);
 }
 
 bool ContentParts::isNameOfContent(model::PartName const& part) {

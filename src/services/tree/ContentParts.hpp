@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
-#include <set>
+#include <optional>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -20,8 +20,7 @@ namespace opc::ztservices {
 /// need not be known here. Borrows the package.
 class ContentParts {
  public:
-  /// In a file system of version 1 content parts may have any name.
-  ContentParts(FileSystemTree const& tree, model::Package const& package, bool isVersion1);
+  ContentParts(FileSystemTree const& tree, model::Package const& package);
 
   /// Whether an entry of the loaded tree names the part.
   bool isNamed(std::u16string const& part) const;
@@ -29,18 +28,18 @@ class ContentParts {
   /// Forgets one entry that names the part. Returns whether the part goes with it: it exists, no other entry names it,
   /// and it belongs to the file system.
   bool release(std::u16string const& part);
-  /// Whether the part belongs to the file system, and nothing else leads to it.
-  bool isOwn(model::PartName const& part) const;
+  /// Whether a part that an entry names belongs to the file system: it is no relationships part, and no relationship
+  /// led to it when this was first asked.
+  bool isOwn(model::PartName const& part);
   /// Whether the name is one that the file system gives to contents.
   static bool isNameOfContent(model::PartName const& part);
 
  private:
   model::Package const& package_;
-  bool isVersion1_;
-  std::vector<std::uint64_t> named_;              // hashes of the names, in order: one takes eight bytes
-  std::unordered_set<std::uint64_t> released_;    // of named_
-  std::map<std::u16string, std::size_t> shared_;  // the number of entries of each part that several name
-  std::set<std::u16string> targets_;              // parts that relationships lead to
+  std::vector<std::uint64_t> named_;                     // hashes of the names, in order: one takes eight bytes
+  std::unordered_set<std::uint64_t> released_;           // of named_
+  std::map<std::u16string, std::size_t> shared_;         // the number of entries of each part that several name
+  std::optional<std::vector<model::PartName>> targets_;  // of relationships, in order, once they are asked for
 };
 
 }  // namespace opc::ztservices

@@ -179,7 +179,7 @@ std::u16string FileSystemManager::makeUniquePartName(std::u16string const& path)
 
 /// What a load has found; files that are added later name no part of another file.
 ContentParts& FileSystemManager::contentParts() const {
-  if (!contentParts_) contentParts_ = std::make_unique<ContentParts>(*tree_, getPackage(), false);
+  if (!contentParts_) contentParts_ = std::make_unique<ContentParts>(*tree_, getPackage());
   return *contentParts_;
 }
 

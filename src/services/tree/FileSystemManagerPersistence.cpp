@@ -121,18 +121,27 @@ void FileSystemManager::convertVersion1ToCurrentVersion() {
   }
   tree_->setVersion(manifest::kCurrentVersion);
   if (package.isReadOnly()) return;
-  contentParts_ = std::make_unique<ContentParts>(*tree_, package, true);
+  contentParts_ = std::make_unique<ContentParts>(*tree_, package);
   for (PartName const& part : targetParts)
     if (!contentParts_->isNamed(part.toString()) && contentParts_->isOwn(part)) package.deletePart(part);
 }
 
+/// Another program's relationship of this type may lead to a part that is no manifest, or to none.
 void FileSystemManager::cleanupOldPartsAndRelationships() {
   model::Package& package = getPackage();
   auto const old = package.getRelationshipsByType(getRelationshipTypeV1());
   if (old.empty() || package.isReadOnly()) return;
-  package.deletePart(model::PackageHelper::getTarget(package, old.front()).getName());
+  auto const target = model::PackageHelper::findTarget(package, old.front());
   package.deleteRelationship(old.front().getID());
+  if (target && target->getContentType() == getPartContentTypeV1() && isUnused(target->getName()))
+    package.deletePart(target->getName());
   markAsDirty();
+}
+
+/// Whether no entry names the part and no relationship leads to it.
+bool FileSystemManager::isUnused(PartName const& part) const {
+  auto const targets = model::PackageHelper::getAllTargets(getPackage());
+  return !contentParts().isNamed(part.toString()) && !std::binary_search(targets.begin(), targets.end(), part);
 }
 
 // Loads first: a manager that was marked dirty but never used must not replace the manifest with an empty one.

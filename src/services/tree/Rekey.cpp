@@ -40,6 +40,7 @@ class Rekeying {
   void copyTree(FileSystemManager& old);
   void copyContent(FileSystemManager& old, FileSystemNode const& node);
   void store(MaybeCompressed content, FileSystemNode node, std::uint64_t storedSize);
+  void deleteManifests(FileSystemManager& old);
   void deleteContents(FileSystemManager& old);
   void recordPassword();
 
@@ -57,8 +58,7 @@ void Rekeying::run() {
   auto const old = loadOld();
   progress_ = measure(*old);
   throwIfSomeWouldStay(*old);
-  manifest::kPart.remove(package_);
-  manifest::kPartV1.remove(package_);
+  deleteManifests(*old);
   fresh_ = std::make_unique<FileSystemManager>(package_);
   if (options_.newKey) fresh_->enableEncryption(*options_.newKey, IVMode::Random, {}, options_.compression);
   fresh_->setCreatedByEncoding(old->getCreatedByEncoding());
@@ -77,16 +77,28 @@ std::unique_ptr<FileSystemManager> Rekeying::loadOld() const {
   return old;
 }
 
-/// A content that no entry names would stay as it is: readable for all, or with the old key. Parts that belong to
-/// others stay, also if an entry names them.
+/// A content that no entry names would stay as it is: readable for all, or with the old key. So would one that belongs
+/// to others too.
 void Rekeying::throwIfSomeWouldStay(FileSystemManager& old) const {
   std::set<std::u16string> named;
   old.tree_->forEachListed([&](FileSystemNode const& node) {
-    if (node.type == FileSystemNodeType::File) named.insert(node.content);
+    if (node.type != FileSystemNodeType::File) return;
+    named.insert(node.content);
+    if (!old.contentParts().isOwn(model::PartName(node.content)))
+      throw Exception(messages::withPath(messages::kContentOfOthers, node.fullPath()) + ": " +
+                      toUDEString(escapeForDisplay(node.content)));
   });
   for (model::PartName const& name : package_.getPartNames())
     if (ContentParts::isNameOfContent(name) && old.contentParts().isOwn(name) && !named.contains(name.toString()))
       throw Exception(messages::withPath(messages::kContentWithoutEntry, name.toString()));
+}
+
+/// A relationship of version 1 may lead to a part that is no manifest, which stays.
+void Rekeying::deleteManifests(FileSystemManager& old) {
+  manifest::kPart.remove(package_);
+  while (!package_.getRelationshipsByType(FileSystemManager::getRelationshipTypeV1()).empty())
+    old.cleanupOldPartsAndRelationships();
+  manifest::kPartV1.remove(package_);
 }
 
 /// Before a content is read.

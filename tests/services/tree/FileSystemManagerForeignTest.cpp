@@ -181,12 +181,33 @@ TEST(FileSystemManagerForeign, ANewFileDoesNotBecomeTheContentsOfOneThatHasNone)
 TEST(FileSystemManagerForeign, ForeignPartsStayWhenTheirEntriesGo) {
   for (char const* const part : {"/word/document.xml", "/m.xml", "/_rels/.rels", "/word/_rels/document.xml.rels"}) {
     auto const package = foreignPackage(entryOf("/f", part));
+    package->createInternalRelationship(u"http://document", opc::model::URI(u"/word/document.xml"));
     package->getPart(PartName(u"/word/document.xml")).createInternalRelationship(u"http://t", opc::model::URI(u"/c"));
     FileSystemManager manager(*package);
     manager.deleteFile(manager.getEntry(u"/f"));
     EXPECT_FALSE(manager.hasEntry(u"/f"));
     EXPECT_TRUE(package->hasPart(PartName(opc::toString(std::string(part))))) << part;
     EXPECT_TRUE(leafs(FileSystemManager(*reopen(*package))).empty());
+  }
+}
+
+TEST(FileSystemManagerForeign, ContentsElsewhereGoWithTheirEntries) {
+  for (char const* const part : {"/word/document.xml", "/c"}) {
+    auto const package = foreignPackage(entryOf("/d/f", part));
+    FileSystemManager manager(*package);
+    manager.deleteFolder(manager.getEntry(u"/d"));
+    EXPECT_FALSE(package->hasPart(PartName(opc::toString(std::string(part))))) << part;
+  }
+}
+
+TEST(FileSystemManagerForeign, APartThatAnotherPartLeadsToStays) {
+  for (char const* const part : {"/fsroot/c", "/c"}) {
+    auto const package = foreignPackage(entryOf("/f", part));
+    package->getPart(PartName(u"/word/document.xml"))
+        .createInternalRelationship(u"http://image", opc::model::URI(opc::toString(".." + std::string(part))));
+    FileSystemManager manager(*package);
+    manager.deleteFile(manager.getEntry(u"/f"));
+    EXPECT_TRUE(package->hasPart(PartName(opc::toString(std::string(part))))) << part;
   }
 }
 

@@ -5,6 +5,7 @@
 
 #include "services/tree/EncryptionTestSupport.hpp"
 #include "services/tree/FileSystemManagerTestSupport.hpp"
+#include "services/tree/ManifestSamples.hpp"
 #include "text/SchemaBaseURI.hpp"
 
 namespace {
@@ -304,6 +305,61 @@ TEST(FileSystemManagerVersion1, APartThatBelongsToOthersStaysWhenALinkTakesItsTa
   FileSystemManager manager(*package);
   EXPECT_EQ(manager.getLinkTarget(manager.getEntry(u"/l")), u"a/f.txt");
   EXPECT_TRUE(package->hasPart(PartName(u"/links/l")));
+}
+
+TEST(FileSystemManagerVersion1, ContentsGoWithTheirEntriesAlsoAfterASave) {
+  auto const upgraded = version1Package();
+  FileSystemManager manager(*upgraded);
+  manager.createFolder(u"/new");
+  auto const package = reopen(*upgraded);
+  FileSystemManager again(*package);
+  again.deleteFile(again.getEntry(u"/a/f.txt"));
+  EXPECT_FALSE(package->hasPart(PartName(u"/files/f")));
+}
+
+/// A current manifest in a part of the version-1 type, and a relationship of version 1 that leads elsewhere.
+std::unique_ptr<Package> withOldRelationshipTo(std::u16string const& target, std::u16string const& type) {
+  auto package = Package::createInMemory();
+  addPart(*package, u"/files/f", u"text/plain", "content");
+  addPart(*package, u"/word/document.xml", type, "document");
+  addPart(*package, u"/m.xml", FileSystemManager::getPartContentTypeV1().toString(),
+          opc::ztservices::manifest_samples::version1(kFileEntry));
+  package->createInternalRelationship(FileSystemManager::getRelationshipType(), opc::model::URI(u"/m.xml"));
+  package->createInternalRelationship(FileSystemManager::getRelationshipTypeV1(), opc::model::URI(target));
+  return package;
+}
+
+TEST(FileSystemManagerVersion1, APartThatIsNoManifestStaysWhenItsOldRelationshipGoes) {
+  for (char16_t const* const target : {u"/word/document.xml", u"/files/f", u"/m.xml", u"/none"}) {
+    auto const package = withOldRelationshipTo(target, u"application/xml");
+    FileSystemManager manager(*package);
+    EXPECT_EQ(textAt(manager, u"/a/f.txt"), "content");
+    EXPECT_THAT(package->getRelationshipsByType(FileSystemManager::getRelationshipTypeV1()), IsEmpty());
+    for (char16_t const* const part : {u"/word/document.xml", u"/files/f", u"/m.xml"})
+      EXPECT_TRUE(package->hasPart(PartName(part)));
+    manager.createFolder(u"/new");
+    EXPECT_TRUE(FileSystemManager(*reopen(*package)).hasEntry(u"/new"));
+  }
+}
+
+TEST(FileSystemManagerVersion1, AnOldManifestBesideTheCurrentOneStaysOnlyWhereSomethingElseLeadsToIt) {
+  for (bool const isLedTo : {true, false}) {
+    auto const package =
+        withOldRelationshipTo(u"/word/document.xml", FileSystemManager::getPartContentTypeV1().toString());
+    if (isLedTo) package->createInternalRelationship(u"http://t", opc::model::URI(u"/word/document.xml"));
+    FileSystemManager(*package).getRoot();
+    EXPECT_EQ(package->hasPart(PartName(u"/word/document.xml")), isLedTo);
+  }
+}
+
+TEST(FileSystemManagerVersion1, TheFirstOfSeveralOldRelationshipsIsRetired) {
+  auto const package = version1Package();
+  addPart(*package, u"/document.xml", u"text/plain", "document");
+  package->createInternalRelationship(FileSystemManager::getRelationshipTypeV1(), opc::model::URI(u"/document.xml"));
+  EXPECT_TRUE(FileSystemManager(*package).hasEntry(u"/l"));
+  EXPECT_FALSE(package->hasPart(PartName(kManifestV1)));
+  EXPECT_TRUE(package->hasPart(PartName(u"/document.xml")));
+  EXPECT_EQ(package->getRelationshipsByType(FileSystemManager::getRelationshipTypeV1()).size(), 1U);
 }
 
 }  // namespace

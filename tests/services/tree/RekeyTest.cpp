@@ -7,6 +7,7 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "crypto/Bytes.hpp"
@@ -14,6 +15,7 @@
 #include "opc/ztservices/CipherData.hpp"
 #include "opc/ztservices/Rekey.hpp"
 #include "services/tree/EncryptionTestSupport.hpp"
+#include "services/tree/ManifestSamples.hpp"
 #include "support/CryptoAnswers.hpp"
 #include "support/MemoryScan.hpp"
 
@@ -223,9 +225,60 @@ TEST_F(Rekey, KeepsEntriesOfOtherMakersAndPartsOfOthers) {
   EXPECT_EQ(decryptedTextAt(manager, u"/a"), "content");
   EXPECT_EQ(decryptedTextAt(manager, u"/a/below"), "shared");
   EXPECT_EQ(decryptedTextAt(manager, u"/b"), "shared");
-  EXPECT_EQ(textOfPart(*package, u"/c"), "content");
+  EXPECT_FALSE(package->hasPart(PartName(u"/c")));
   EXPECT_EQ(textOfPart(*package, u"/word/document.xml"), "document");
   EXPECT_FALSE(package->hasPart(PartName(u"/fsroot/c")));
+}
+
+TEST_F(Rekey, LeavesNoContentOfVersion1Readable) {
+  for (bool const isSaved : {false, true}) {
+    {
+      auto const package = Package::createInMemory();
+      addPart(*package, u"/files/f", u"text/plain", "content");
+      addPart(*package, kManifestV1, FileSystemManager::getPartContentTypeV1().toString(),
+              manifest_samples::version1(entryOf("f.txt", "/files/f")));
+      package->createInternalRelationship(FileSystemManager::getRelationshipTypeV1(), opc::model::URI(kManifestV1));
+      FileSystemManager manager(*package);
+      if (isSaved) manager.createFolder(u"/new");
+      std::filesystem::remove(directory_ / "p");
+      package->saveAs(path());
+    }
+    rekey(nullptr, &newKey_);
+    auto const package = Package::open(path(), AccessMode::ReadOnly);
+    EXPECT_FALSE(package->hasPart(PartName(u"/files/f")));
+    EXPECT_FALSE(package->hasPart(PartName(kManifestV1)));
+    EXPECT_EQ(bytesOfPackage().find("f.txt"), std::string::npos);
+    FileSystemManager manager(*package);
+    manager.enableDecryption(newKey_);
+    EXPECT_EQ(decryptedTextAt(manager, u"/f.txt"), "content");
+  }
+}
+
+TEST_F(Rekey, RefusesAContentToWhichARelationshipLeads) {
+  for (char const* const part : {"/c", "/fsroot/c", "/m.xml", "/_rels/.rels"}) {
+    auto foreign = foreignPackage(entryOf("/a", part) + entryOf("/b", "/fsroot/c"));
+    if (std::string_view(part).ends_with('c'))
+      foreign->getPart(PartName(u"/word/document.xml"))
+          .createInternalRelationship(u"http://t", opc::model::URI(opc::toString(std::string(part))));
+    std::filesystem::remove(directory_ / "p");
+    foreign->saveAs(path());
+    foreign.reset();
+    std::string const before = bytesOfPackage();
+    EXPECT_THROW_MESSAGE(
+        rekey(nullptr, &newKey_), opc::Exception,
+        "A relationship leads to the content of this entry, which would keep its old key: /a: " + std::string(part));
+    EXPECT_EQ(bytesOfPackage(), before);
+  }
+}
+
+TEST_F(Rekey, KeepsAPartThatIsNoManifestOfVersion1) {
+  auto foreign = foreignPackage(entryOf("/b", "/fsroot/c"));
+  foreign->createInternalRelationship(FileSystemManager::getRelationshipTypeV1(),
+                                      opc::model::URI(u"/word/document.xml"));
+  foreign->saveAs(path());
+  foreign.reset();
+  rekey(nullptr, &newKey_);
+  EXPECT_EQ(textOfPart(*Package::open(path(), AccessMode::ReadOnly), u"/word/document.xml"), "document");
 }
 
 TEST_F(Rekey, RefusesAContentThatNoEntryHas) {
