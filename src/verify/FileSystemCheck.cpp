@@ -47,7 +47,8 @@ class Handler final : public model::XmlContentHandler {
     }
     FileSystemNodeType const type = typeOf(text(attributes, manifest::kType));
     bool const isFile = type == FileSystemNodeType::File;
-    entry_ = {type, name, isFile ? tree_.getNode(reader_.lastPath()).content : text(attributes, manifest::kContent), {}};
+    entry_ = {
+        type, name, isFile ? tree_.getNode(reader_.lastPath()).content : text(attributes, manifest::kContent), {}};
   }
   void characters(std::u16string_view text) override { reader_.characters(text); }
   void endElement(std::u16string_view namespaceURI, std::u16string_view localName) override {
