@@ -35,7 +35,7 @@ def filtered_document(path, text):
     pieces = re.split(r"(^```.*?^```$)", text, flags=re.MULTILINE | re.DOTALL)
     for i in range(0, len(pieces), 2):
         pieces[i] = re.sub(r"\]\(([\w./-]*\.md)?#([\w-]+)\)", link, pieces[i])
-        pieces[i] = re.sub(r"^(##+) (.*)$", lambda m: f"{m[1]} {m[2]} {{#{name_of(path, m[2])}}}", pieces[i],
+        pieces[i] = re.sub(r"^(#+) (.*)$", lambda m: f"{m[1]} {m[2]} {{#{name_of(path, m[2])}}}", pieces[i],
                            flags=re.MULTILINE)
     return "".join(pieces)
 
