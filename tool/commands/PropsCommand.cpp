@@ -130,6 +130,7 @@ void setProperties(SetPropertiesOptions const& options, Output& out) {
   changePackage(options, [&] { faults = setOnce(options, assignments); });
   if (options.json) {
     std::vector<std::string> names;
+    names.reserve(assignments.size());
     for (Assignment const& assignment : assignments) names.push_back(assignment.name);
     return JsonObject().add("set", names).add("replaced", faults).print(out);
   }

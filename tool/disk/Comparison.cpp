@@ -50,8 +50,7 @@ std::vector<FileSystemEntry> entriesFromRoot(FileSystemManager const& manager) {
   auto const isSameFolder = [](FileSystemEntry const& a, FileSystemEntry const& b) {
     return a.isFolder() && b.isFolder() && pathFromRoot(a) == pathFromRoot(b);
   };
-  auto const [first, last] = std::ranges::unique(entries, isSameFolder);
-  entries.erase(first, last);
+  entries.erase(std::unique(entries.begin(), entries.end(), isSameFolder), entries.end());
   return entries;
 }
 
