@@ -225,8 +225,9 @@ Options namesOptions(NamesFile& names, std::string const& what) {
   return options;
 }
 
-void takePaths(NamesFile const& from, std::vector<std::string>& paths, std::string const& package) {
+void takePaths(NamesFile& from, std::vector<std::string>& paths, std::string const& package) {
   if (from.namesFile == "-" && package == "-") throwUsage("--files-from -: standard input is the package");
+  from.patternCount = paths.size();
   std::ranges::move(pathsIn(from), std::back_inserter(paths));
 }
 

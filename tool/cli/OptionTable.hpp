@@ -60,8 +60,9 @@ OptionDescription levelOption(opc::model::CompressionLevel& level);
 Options excludeOptions(std::vector<std::string>& patterns);
 /// --files-from and --null. `what` are the names, and where they belong.
 Options namesOptions(NamesFile& names, std::string const& what = "PATHs");
-/// Adds the names in the file to those of the command line. The package or source "-" needs standard input itself.
-void takePaths(NamesFile const& from, std::vector<std::string>& paths, std::string const& package);
+/// Adds the names in the file behind those of the command line, and notes where they begin. The package or source "-"
+/// needs standard input itself.
+void takePaths(NamesFile& from, std::vector<std::string>& paths, std::string const& package);
 void takeSources(NamesFile const& from, std::vector<std::string>& sources);
 OptionDescription checksumOption(bool& checksum);
 /// Of the commands that change a package.

@@ -30,10 +30,12 @@ FileSystemEntry fileAt(FileSystemManager const& manager, std::string const& argu
 }
 
 /// In the order of the arguments; those of a pattern in the order of a listing.
-std::vector<FileSystemEntry> filesOf(FileSystemManager const& manager, std::vector<std::string> const& arguments) {
+std::vector<FileSystemEntry> filesOf(FileSystemManager const& manager, std::vector<std::string> const& arguments,
+                                     NamesFile const& names) {
   std::vector<FileSystemEntry> files;
-  for (std::string const& argument : arguments) {
-    if (!isPattern(argument) || hasEntry(manager, argument)) {
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    std::string const& argument = arguments[i];
+    if (i >= names.patternCount || !isPattern(argument) || hasEntry(manager, argument)) {
       files.push_back(fileAt(manager, argument));
       continue;
     }
@@ -65,7 +67,7 @@ void cat(CatOptions const& options, Output& out) {
   FileSystemManager manager(*package);
   enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
-  std::vector<FileSystemEntry> const files = filesOf(manager, options.paths);
+  std::vector<FileSystemEntry> const files = filesOf(manager, options.paths, options);
   for (FileSystemEntry const& file : files) throwIfKeyIsMissing(manager, file);
   for (FileSystemEntry const& file : files) print(manager, file, out);
   out.close();

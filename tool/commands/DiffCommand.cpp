@@ -40,8 +40,9 @@ struct ReadFileSystem {
 
 DifferenceListing::Form formOf(DiffOptions const& options) {
   using Form = DifferenceListing::Form;
+  if (options.json) return Form::Json;
   if (options.quiet) return Form::None;
-  return options.json ? Form::Json : (options.verbose ? Form::DetailedLines : Form::Lines);
+  return options.verbose ? Form::DetailedLines : Form::Lines;
 }
 
 /// Whether they differ.
@@ -104,7 +105,7 @@ bool diffPackage(DiffOptions const& options, PathFilter& filter, Output& out) {
 bool diffAny(DiffOptions const& options, Output& out) {
   if (options.package == "-" && options.other == "-") throwUsage("OTHER: standard input is PACKAGE already");
   boost::system::error_code error;
-  PathFilter filter(options.paths, options.exclude, options.meansAll(options.paths));
+  PathFilter filter(options.paths, options.exclude, options);
   bool const isDirectoryGiven = options.other != "-" && isDirectory(fromArgument(options.other), error);
   return isDirectoryGiven ? diffDirectory(options, filter, out) : diffPackage(options, filter, out);
 }

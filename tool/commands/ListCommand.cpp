@@ -105,7 +105,7 @@ class Wanted {
 
  private:
   void visitInOrder(std::function<void(FileSystemEntry const&)> const& visitor) const {
-    Selection selection(manager_, options_.paths, options_.meansAll(options_.paths));
+    Selection selection(manager_, options_.paths, options_);
     manager_.visitEntries([&](FileSystemEntry const& entry) {
       std::u16string const path = entry.getPathName();
       if (selection.has(path) && (options_.depth < 0 || depthOf(path) <= options_.depth)) visitor(entry);

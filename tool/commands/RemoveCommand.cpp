@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <iostream>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "cli/Amounts.hpp"
+#include "cli/Errors.hpp"
 #include "cli/Json.hpp"
 #include "cli/Process.hpp"
 #include "commands/Changing.hpp"
@@ -51,6 +53,12 @@ std::vector<FileSystemEntry> findAll(FileSystemManager const& manager, RemoveOpt
 }
 
 /// One attempt, on the package as it is now. Returns the paths that were removed, without those below them.
+/// `find .` lists the folder itself as well, which would empty the package.
+void throwIfListNamesRoot(RemoveOptions const& options) {
+  for (std::size_t i = std::min(options.patternCount, options.paths.size()); i < options.paths.size(); ++i)
+    if (entryPath(options.paths[i]) == u"/") throwUsage("--files-from: a line names the whole tree");
+}
+
 std::vector<std::u16string> removeOnce(RemoveOptions const& options) {
   EditedFileSystem edited(options, options.key);
   std::vector<FileSystemEntry> const entries = findAll(edited.manager(), options);
@@ -86,6 +94,7 @@ void remove(RemoveOptions const& options, Output& out) {
   noteSignals();
   Stopwatch const watch;
   std::vector<std::u16string> paths;
+  throwIfListNamesRoot(options);
   changePackage(options, [&] { paths = removeOnce(options); });
   print(paths, options, watch, out);
 }

@@ -204,7 +204,7 @@ void printContents(UnpackOptions const& options, Output& out) {
   FileSystemManager manager(*package);
   enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
-  Selection selection(manager, options.paths, options.meansAll(options.paths));
+  Selection selection(manager, options.paths, options);
   Leaves const leaves = selectedLeaves(manager, options, selection);
   std::vector<Report> problems;
   auto const forEachFile = [&](auto const& use) {
@@ -294,7 +294,7 @@ void unpack(UnpackOptions const& options, Output& out) {
   manager.setExtractionThreads(std::thread::hardware_concurrency());
   enableDecryption(manager, options.key, options.package);
   load(manager, options.package);
-  Selection selection(manager, options.paths, options.meansAll(options.paths));
+  Selection selection(manager, options.paths, options);
   Leaves leaves = selectedLeaves(manager, options, selection);
   if (options.update || options.skipExisting) leaveExisting(manager, leaves, root, options);
   TransformMode const mode = options.raw ? TransformMode::None : TransformMode::Transform;

@@ -36,7 +36,7 @@ bool isTextPath(SourceTree& source, std::u16string const& path) {
 /// What is to change, in order of path: without --delete nothing that the directory lacks.
 Differences differencesOf(FileSystemManager& manager, SourceTree& source, UpdateOptions const& options,
                           Progress& progress) {
-  PathFilter filter(options.paths, options.exclude, options.meansAll(options.paths));
+  PathFilter filter(options.paths, options.exclude, options);
   DirectoryTree directory(source, progress);
   ComparisonRules rules{.readContents = options.checksum,
                         .isWanted = [&](std::u16string const& path) { return filter.has(path); },

@@ -11,11 +11,13 @@
 namespace ztpkg {
 
 PathFilter::PathFilter(std::vector<std::string> const& arguments, std::vector<std::string> const& excluded,
-                       bool takesAll)
-    : takesAll_(takesAll) {
-  for (std::string const& argument : arguments) {
+                       NamesFile const& names)
+    : takesAll_(names.meansAll(arguments)) {
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    std::string const& argument = arguments[i];
     if (!paths_.try_emplace(entryPath(argument), arguments_.size()).second) continue;
-    if (isPattern(argument)) patterns_.push_back({Glob(fromArgument(argument)), arguments_.size()});
+    if (i < names.patternCount && isPattern(argument))
+      patterns_.push_back({Glob(fromArgument(argument)), arguments_.size()});
     arguments_.push_back({argument});
   }
   for (std::string const& pattern : excluded) excluded_.emplace_back(fromArgument(pattern));

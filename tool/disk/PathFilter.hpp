@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "disk/Glob.hpp"
+#include "disk/NamesFile.hpp"
 
 namespace ztpkg {
 
@@ -16,7 +17,8 @@ namespace ztpkg {
 /// excluded. A named folder brings everything below it. A path may be that of an entry of either tree.
 class PathFilter {
  public:
-  PathFilter(std::vector<std::string> const& arguments, std::vector<std::string> const& excluded, bool takesAll);
+  PathFilter(std::vector<std::string> const& arguments, std::vector<std::string> const& excluded,
+             NamesFile const& names);
 
   /// Records which arguments match.
   bool has(std::u16string const& path);

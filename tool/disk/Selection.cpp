@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "disk/Selection.hpp"
 
+#include <cstddef>
 #include <iterator>
 #include <utility>
 
@@ -22,10 +23,12 @@ bool isAtOrBelow(std::u16string_view path, std::u16string_view folder) {
 
 bool isPattern(std::string const& argument) { return argument.find_first_of("*?[") != std::string::npos; }
 
-Selection::Selection(FileSystemManager const& manager, std::vector<std::string> const& arguments, bool takesAll)
-    : takesAll_(takesAll) {
-  for (std::string const& argument : arguments) {
-    if (isPattern(argument) && !hasEntry(manager, argument))
+Selection::Selection(FileSystemManager const& manager, std::vector<std::string> const& arguments,
+                     NamesFile const& names)
+    : takesAll_(names.meansAll(arguments)) {
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    std::string const& argument = arguments[i];
+    if (i < names.patternCount && isPattern(argument) && !hasEntry(manager, argument))
       patterns_.push_back({Glob(fromArgument(argument)), argument, false});
     else
       addPath(findEntry(manager, argument).getPathName());

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "disk/Glob.hpp"
+#include "disk/NamesFile.hpp"
 #include "opc/Strings.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 
@@ -17,9 +18,10 @@ namespace ztpkg {
 /// everything below it.
 class Selection {
  public:
-  /// Everything with `takesAll`. Throws Failure for an argument that is neither an entry's path nor a pattern.
+  /// Everything where the user names nothing. Throws Failure for an argument that is neither an entry's path nor a
+  /// pattern.
   Selection(opc::ztservices::FileSystemManager const& manager, std::vector<std::string> const& arguments,
-            bool takesAll);
+            NamesFile const& names);
 
   /// Whether the entry at the path, or a folder above it, is selected. Records which patterns match.
   bool has(std::u16string const& path);
