@@ -83,7 +83,9 @@ std::optional<std::string_view> LineReader::next() {
   for (std::size_t searched = begin_;;) {
     if (void const* const found = std::memchr(buffer_.get() + searched, '\n', end_ - searched)) {
       auto const end = static_cast<std::size_t>(static_cast<char const*>(found) - buffer_.get());
-      return std::string_view(buffer_.get() + std::exchange(begin_, end + 1), end - begin_);
+      std::string_view const line(buffer_.get() + begin_, end - begin_);
+      begin_ = end + 1;
+      return line;
     }
     if (begin_ > 0) {
       std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
