@@ -117,6 +117,7 @@ class Wanted {
   template <typename ValueOf>
   static void sortBy(std::vector<FileSystemEntry>& entries, ValueOf const& valueOf) {
     std::vector<std::pair<decltype(valueOf(entries.front())), FileSystemEntry>> keyed;
+    keyed.reserve(entries.size());
     for (FileSystemEntry const& entry : entries) keyed.emplace_back(valueOf(entry), entry);
     std::ranges::stable_sort(keyed, [](auto const& a, auto const& b) { return a.first > b.first; });
     std::ranges::transform(keyed, entries.begin(), [](auto const& pair) { return pair.second; });
