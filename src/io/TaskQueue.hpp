@@ -35,7 +35,7 @@ class TaskQueue {
   /// Also delivers finished tasks. Throws what a delivery throws, and then does not take the new task.
   void add(std::unique_ptr<Task> task, std::size_t size);
   void deliverAll();
-  /// Waits for the first undelivered task and delivers it. False where there is none.
+  /// Waits for the first undelivered task and delivers it. Returns false if all tasks are delivered.
   bool deliverFirst();
 
   static constexpr std::size_t kBudget = 64u << 20;

@@ -42,8 +42,8 @@ class Watch {
   Clock::time_point due_{};  // of the thread that reports
 };
 
-/// Checks the watch at each read of another stream, which it borrows, and counts what is read beyond what was read
-/// before, or nothing.
+/// Reads from a borrowed stream and checks the watch at each read. Counts each byte of the stream once, also if it is
+/// read again after reset(); with Counts::Nothing it counts no bytes.
 class WatchedInput final : public InputStream {
  public:
   enum class Counts { Nothing, Bytes };

@@ -90,7 +90,7 @@ class Storing {
   /// For programs: one object with the totals, the same, and with --verbose or --dry-run the entries.
   void printDocument(std::vector<SourceTree const*> const& trees, StoredTotals const& totals, Output& out,
                      std::vector<std::u16string> const& others = {}) const;
-  /// The members of that object that name what is not as it was on the disk.
+  /// The members of that object that list left out and unconverted files.
   void addOmissions(JsonObject& document, std::vector<SourceTree const*> const& trees) const;
 
  private:

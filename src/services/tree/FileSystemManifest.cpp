@@ -25,7 +25,7 @@ namespace {
 using boost::posix_time::ptime;
 
 constexpr std::uint16_t kReadWriteExecute = 0777;
-constexpr std::size_t kLongestText = 64;  // of an entry; a longer one is none of ours
+constexpr std::size_t kLongestText = 64;  // of an entry; no manager writes a longer one
 constexpr std::uint64_t kLongestDeflated = std::uint64_t{1} << 62;
 
 std::u16string text(model::XmlAttributes const& attributes, std::u16string_view name) {

@@ -76,7 +76,7 @@ class FileSystemTree {
   void insertNode(FileSystemNode const& node);
   /// Replaces a stored node; throws opc::Exception when there is none.
   void updateNode(FileSystemNode const& node);
-  /// Sets FileSystemNode::deflatedFrom of a file; throws opc::Exception when there is none.
+  /// Sets FileSystemNode::deflatedFrom of the file. Throws opc::Exception if the path is no file.
   void setDeflatedFrom(std::u16string_view path, std::optional<std::uint64_t> size);
   /// Does nothing where there is none. Descendants are not touched: the caller removes them first.
   void removeNode(FileSystemNode const& node);
