@@ -41,7 +41,12 @@ void Watch::report(bool isLast) {
   else if (!lock.try_lock() || Clock::now() < due_)
     return;
   due_ = Clock::now() + kBetweenReports;
-  if (!monitor_.report(progress(isLast))) isCancelled_ = true;
+  try {
+    if (!monitor_.report(progress(isLast))) isCancelled_ = true;
+  } catch (...) {
+    isCancelled_ = true;  // also if the exception is taken for the fault of one file
+    throw;
+  }
 }
 
 /// Files may change while they are read, and containers have more than contents.

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <stdexcept>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <stop_token>
@@ -62,6 +63,13 @@ TEST(Watch, ThrowsAfterAStopRequest) {
 TEST(Watch, PassesOnWhatAReportThrows) {
   Watch watch({.report = [](Progress const&) -> bool { throw 1; }});
   EXPECT_THROW(watch.check(), int);
+}
+
+TEST(Watch, IsCancelledOnceAReportHasThrown) {
+  Watch watch({.report = [](Progress const&) -> bool { throw std::runtime_error("report"); }});
+  EXPECT_THROW(watch.check(), std::runtime_error);
+  EXPECT_THROW(watch.check(), Cancelled);
+  EXPECT_THROW(watch.finish(), Cancelled);
 }
 
 TEST(Watch, IsSilentOnceTheOperationIsOver) {

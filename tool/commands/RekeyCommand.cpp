@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
@@ -59,6 +60,7 @@ NewKey newKeyFor(RekeyCommandOptions const& options) {
 
 RekeyOptions rekeyingOf(RekeyCommandOptions const& options, NewKey const& newKey) {
   RekeyOptions rekeying;
+  rekeying.threads = std::thread::hardware_concurrency();
   if (newKey.ofFile) rekeying.newKey = &newKey.ofFile->bytes();
   if (newKey.ofPassword) rekeying.newKey = &newKey.ofPassword->key().bytes();
   if (newKey.ofPassword) rekeying.passwordEntry = newKey.ofPassword->entry();

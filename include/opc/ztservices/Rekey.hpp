@@ -29,6 +29,7 @@ struct RekeyOptions {
   using Progress = opc::Progress;
   std::function<void(Progress const&)> progress = {};
   model::SaveOptions save = {};
+  unsigned threads = 0;  ///< that compress contents beside the caller's; the result is the same for any number
   Monitor monitor = {};  ///< watches the whole operation, the save included
 };
 

@@ -178,6 +178,8 @@ void FileSystemManager::addAll(std::u16string const& sourceRoot, TransformMode m
       addListed(ops, root, file, mode, queue.get());
       if (Watch* const watch = watching.current()) watch->check();
     }
+  } catch (Cancelled const&) {
+    throw;
   } catch (...) {
     if (queue) queue->finish();  // the files in front of the one that failed
     throw;

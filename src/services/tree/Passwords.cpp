@@ -78,6 +78,9 @@ std::vector<unsigned char> keyOfPassword(model::Package& package, std::u16string
 
 void protectWithPassword(FileSystemManager& files, std::u16string const& password, PasswordCost const& cost) {
   if (files.isEncrypted() || files.isNonEncrypted()) throw CannotChangeEncryption(messages::kHasFileSystem);
+  bool hasFiles = false;  // that no save has written yet
+  files.visitLeafs([&](FileSystemEntry const& entry) { hasFiles = hasFiles || entry.isFile(); });
+  if (hasFiles) throw CannotChangeEncryption(messages::kHasFileSystem);
   NewKey const key(password, cost);
   EntryWriter(files.getPackage()).replace(key.entry());
   files.enableDecryption(key.bytes());

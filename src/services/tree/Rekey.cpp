@@ -6,7 +6,6 @@
 #include <optional>
 #include <set>
 #include <string>
-#include <thread>
 #include <utility>
 
 #include "opc/ztservices/Exceptions.hpp"
@@ -123,6 +122,8 @@ void Rekeying::copyTree(FileSystemManager& old) {
   old.tree_->forEachListed([&](FileSystemNode const& node) {
     if (node.type == FileSystemNodeType::File)
       copyContent(old, node);
+    else if (queue_)
+      queue_->add([this, node] { fresh_->tree_->insertNode(node); });  // behind the files before it
     else
       fresh_->tree_->insertNode(node);
   });
@@ -180,7 +181,7 @@ void rekeyPackage(std::u16string const& source, std::u16string const& destinatio
   bool const inPlace = source == destination;
   auto const package = model::Package::open(source, model::AccessMode::ReadWrite,
                                             {.openProtected = !inPlace || options.save.replaceProtected});
-  package->setCompressionThreads(std::thread::hardware_concurrency());
+  package->setCompressionThreads(options.threads);
   package->setMonitor(options.monitor);
   Rekeying rekeying(*package, options);
   rekeying.run();

@@ -96,6 +96,14 @@ TEST_F(Passwords, LeaveAFileSystemThatIsThereAlone) {
   EXPECT_THROW(unlockWithPassword(files, "secret"), CipherEntryNotFound);
 }
 
+TEST_F(Passwords, LeaveFilesAloneThatNoSaveHasWritten) {
+  auto const package = Package::createInMemory();
+  FileSystemManager files(*package);
+  files.addFile(bytesOf("text"), "/a.txt");
+  EXPECT_THROW(protectWithPassword(files, "secret", kCheap), CannotChangeEncryption);
+  EXPECT_FALSE(files.isEncryptionEnabled());
+}
+
 TEST_F(Passwords, AreNotDerivedBeyondTheBounds) {
   auto const package = Package::createInMemory();
   CipherDataManager data(*package);
