@@ -12,6 +12,8 @@ import sys
 import tempfile
 from pathlib import Path
 
+import tracing
+
 SKIPPED = 77
 READS = ("read", "pread64")
 WRITES = ("write", "pwrite64", "writev", "pwritev", "ftruncate", "fallocate", "copy_file_range", "fsync", "fdatasync",
@@ -35,7 +37,7 @@ def counts(command):
 
 def main():
     ztpkg = os.path.abspath(sys.argv[1])
-    if not shutil.which("strace") or subprocess.run(["strace", "-f", "true"], capture_output=True, check=False).returncode:
+    if not tracing.is_possible():
         print("skipped: nothing can be traced here")
         return SKIPPED
     with tempfile.TemporaryDirectory() as scratch:

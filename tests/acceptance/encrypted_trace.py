@@ -4,11 +4,12 @@
 add and rekey, and the key nowhere by any. usage: encrypted_trace.py ZTPKG. Skipped where strace is missing or may not trace."""
 import os
 import re
-import shutil
 import subprocess
 import sys
 import tempfile
 from pathlib import Path
+
+import tracing
 
 SKIPPED = 77
 CALLS = "openat,open,creat,write,pwrite64,writev,pwritev,pwritev2,sendto,sendmsg,copy_file_range,sendfile,splice,mmap"
@@ -53,7 +54,7 @@ def make_tree(root):
 
 def main():
     ztpkg = os.path.abspath(sys.argv[1])
-    if not shutil.which("strace") or subprocess.run(["strace", "-f", "true"], capture_output=True, check=False).returncode:
+    if not tracing.is_possible():
         print("skipped: nothing can be traced here")
         return SKIPPED
     with tempfile.TemporaryDirectory() as scratch:

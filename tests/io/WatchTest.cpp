@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <stdexcept>
 #include <cstdint>
 #include <gtest/gtest.h>
+#include <stdexcept>
 #include <stop_token>
 #include <vector>
 
