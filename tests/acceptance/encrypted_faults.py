@@ -27,12 +27,19 @@ def traced(options, *command):
                           env=ENVIRONMENT)
 
 
-def counts(command):
-    """How often the command makes each of the calls."""
-    if traced(["-e", "trace=" + ",".join("?" + call for call in ERRORS)], *command).returncode:
+def calls(command, scratch):
+    """The calls that the command makes on files of the scratch folder, each with its number among those of its name. The
+    others are the loader's and the sanitizers'."""
+    if traced(["-y", "-e", "trace=" + ",".join("?" + call for call in ERRORS)], *command).returncode:
         sys.exit("rekey failed")
-    names = re.findall(r"^\d+ +(\w+)\(", Path("log").read_text(encoding="utf-8", errors="replace"), re.MULTILINE)
-    return collections.Counter(name for name in names if name in ERRORS)
+    seen = collections.Counter()
+    found = []
+    for name, arguments in re.findall(r"^\d+ +(\w+)\((.*)", Path("log").read_text(encoding="utf-8", errors="replace"),
+                                      re.MULTILINE):
+        seen[name] += 1
+        if scratch in arguments:
+            found.append((name, seen[name]))
+    return found
 
 
 def main():
@@ -62,20 +69,19 @@ def main():
             return True
         outcomes = collections.Counter()
         shutil.copy("packed", "folder/p")
-        for call, count in counts(command).items():
+        for call, number in calls(command, os.path.realpath(scratch)):
             for error in ERRORS[call]:
-                for number in range(1, count + 1):
-                    shutil.copy("packed", "folder/p")
-                    done = traced(["-e", f"inject={call}:error={error}:when={number}"], *command)
-                    what = f"{error} of {call} {number}: exit {done.returncode}"
-                    if os.listdir("folder") != ["p"]:
-                        sys.exit(f"{what}: left {os.listdir('folder')}")
-                    changed = is_new()
-                    if not changed and not done.returncode:
-                        sys.exit(f"{what}: nothing was changed")
-                    if done.returncode < 0:
-                        sys.exit(f"{what}: {done.stderr.decode()}")
-                    outcomes["new" if changed else "old", "done" if done.returncode == 0 else "error"] += 1
+                shutil.copy("packed", "folder/p")
+                done = traced(["-e", f"inject={call}:error={error}:when={number}"], *command)
+                what = f"{error} of {call} {number}: exit {done.returncode}"
+                if os.listdir("folder") != ["p"]:
+                    sys.exit(f"{what}: left {os.listdir('folder')}")
+                changed = is_new()
+                if not changed and not done.returncode:
+                    sys.exit(f"{what}: nothing was changed")
+                if done.returncode < 0:
+                    sys.exit(f"{what}: {done.stderr.decode()}")
+                outcomes["new" if changed else "old", "done" if done.returncode == 0 else "error"] += 1
         if not outcomes["old", "error"]:
             sys.exit("no fault was noticed")
         print(", ".join(f"{package} package, {end}: {count}" for (package, end), count in sorted(outcomes.items())))
