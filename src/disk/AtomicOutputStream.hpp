@@ -15,6 +15,7 @@ namespace opc {
 struct Place {
   std::shared_ptr<FileHandle const> folder;
   std::string name;
+  bool isFree = false;  ///< as far as is known without a look: the folder was made for what gets names in it
 
   int descriptor() const { return folder->descriptor(); }
 };

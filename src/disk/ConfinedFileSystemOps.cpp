@@ -33,6 +33,7 @@ bool statusOf(Place const& place, struct stat& status, error_code& error) {
 
 // Checked before anything is written. A later conflict shows when the file takes its name.
 error_code checkNothingInTheWay(Place const& place, bool replace) {
+  if (place.isFree) return {};
   struct stat status;
   if (::fstatat(place.descriptor(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
     return errno == ENOENT ? error_code() : lastPosixError();

@@ -6,6 +6,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstddef>
@@ -95,26 +96,34 @@ std::pair<std::string, std::string> splitLast(std::string const& relative) {
   return {relative.substr(0, slash), relative.substr(slash + 1)};
 }
 
-FileHandle openMakingFolder(int parent, std::string const& name, error_code& error) {
+struct OpenFolder {
+  FileHandle handle;
+  bool isNew = false;
+};
+
+OpenFolder openMakingFolder(int parent, std::string const& name, error_code& error) {
   FileHandle folder = openBeneath(parent, name, kPathOnly, 0, error);
-  if (error != posixError(ENOENT)) return folder;
-  if (::mkdirat(parent, name.c_str(), kNewFolderMode) != 0 && errno != EEXIST) {
+  if (error != posixError(ENOENT)) return {std::move(folder)};
+  bool const isNew = ::mkdirat(parent, name.c_str(), kNewFolderMode) == 0;
+  if (!isNew && errno != EEXIST) {
     error = lastPosixError();
     return {};
   }
-  return openBeneath(parent, name, kPathOnly, 0, error);
+  return {openBeneath(parent, name, kPathOnly, 0, error), isNew};
 }
 
 /// Makes the missing folders of the path. The last one alone is mostly missing.
-void makeMissingFolders(int root, std::string const& path, error_code& error) {
+OpenFolder makeMissingFolders(int root, std::string const& path, error_code& error) {
   auto const [above, name] = splitLast(path);
-  FileHandle folder = openBeneath(root, above, kPathOnly, 0, error);
-  if (!error) openMakingFolder(folder.descriptor(), name, error);
-  if (error != posixError(ENOENT) || folder.isOpen()) return;
+  OpenFolder folder{openBeneath(root, above, kPathOnly, 0, error)};
+  if (folder.handle.isOpen()) return openMakingFolder(folder.handle.descriptor(), name, error);
+  if (error != posixError(ENOENT)) return folder;
   for (std::string_view const segment : segmentsOf(path)) {
-    folder = openMakingFolder(folder.isOpen() ? folder.descriptor() : root, std::string(segment), error);
-    if (error) return;
+    int const parent = folder.handle.isOpen() ? folder.handle.descriptor() : root;
+    folder = openMakingFolder(parent, std::string(segment), error);
+    if (error) break;
   }
+  return folder;
 }
 
 /// A path that is too long for the system goes in two parts.
@@ -154,23 +163,22 @@ FileHandle openBeneathBySegments(int folder, std::string const& path, int flags,
   return current;
 }
 
-HeldFolders::Folder HeldFolders::find(std::string const& path) const {
+Place HeldFolders::takePlace(std::string const& path, std::string const& name) {
   std::lock_guard const lock(mutex_);
-  for (auto const& [held, folder] : folders_)
-    if (folder && held == path) return folder;
-  return nullptr;
+  auto const held = std::ranges::find(folders_, path, &Held::path);
+  if (held == folders_.end()) return {};
+  return {held->folder, name, held->isNew && held->names.insert(name).second};
 }
 
-void HeldFolders::hold(std::string path, Folder folder) {
+void HeldFolders::hold(std::string path, Folder folder, bool isNew) {
   std::lock_guard const lock(mutex_);
-  folders_[next_] = {std::move(path), std::move(folder)};
-  next_ = (next_ + 1) % kMost;
+  folders_.push_back({std::move(path), std::move(folder), isNew, {}});
+  if (folders_.size() > kMost) folders_.pop_front();
 }
 
 void HeldFolders::letGo(std::string const& path) {
   std::lock_guard const lock(mutex_);
-  for (auto& [held, folder] : folders_)
-    if (held == path) folder.reset();
+  std::erase_if(folders_, [&](Held const& held) { return held.path == path; });
 }
 
 ConfinedFileSystemOps::Root::Root(std::u16string const& path)
@@ -214,8 +222,9 @@ Place ConfinedFileSystemOps::Root::placeOf(std::u16string const& path, error_cod
 Place ConfinedFileSystemOps::Root::heldPlaceOf(std::u16string const& path, error_code& error) const {
   auto [folder, name] = splitLast(relative(path, error));
   if (error) return {};
-  if (auto held = held_.find(folder)) return {std::move(held), std::move(name)};
-  Place place = placeOf(path, error);
+  Place place = held_.takePlace(folder, name);
+  if (place.folder) return place;
+  place = placeOf(path, error);
   if (!error) held_.hold(std::move(folder), place.folder);
   return place;
 }
@@ -231,8 +240,10 @@ void ConfinedFileSystemOps::Root::letGoParentOf(std::u16string const& path) cons
 }
 
 void ConfinedFileSystemOps::Root::makeFolders(std::u16string const& path, error_code& error) const {
-  std::string const below = relative(path, error);
-  if (!error && below != ".") makeMissingFolders(folder_.descriptor(), below, error);
+  std::string below = relative(path, error);
+  if (error || below == ".") return;
+  OpenFolder made = makeMissingFolders(folder_.descriptor(), below, error);
+  if (!error) held_.hold(std::move(below), std::make_shared<FileHandle const>(std::move(made.handle)), made.isNew);
 }
 
 bool ConfinedFileSystemOps::Root::staysBeneath(std::u16string const& linkPath, std::u16string const& target) const {

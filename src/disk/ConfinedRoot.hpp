@@ -4,12 +4,12 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
-#include <array>
 #include <cstddef>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <utility>
+#include <unordered_set>
 
 #include "disk/AtomicOutputStream.hpp"
 #include "disk/DirectoryWalk.hpp"
@@ -33,17 +33,23 @@ class HeldFolders {
  public:
   using Folder = std::shared_ptr<FileHandle const>;
 
-  /// Null for a folder that is not held.
-  Folder find(std::string const& path) const;
-  void hold(std::string path, Folder folder);
+  /// A new name in the folder. Null where it is not held.
+  Place takePlace(std::string const& path, std::string const& name);
+  /// `isNew`: it was just made, and has no names but those of its places.
+  void hold(std::string path, Folder folder, bool isNew = false);
   void letGo(std::string const& path);
 
  private:
+  struct Held {
+    std::string path;
+    Folder folder;
+    bool isNew;
+    std::unordered_set<std::string> names;  // of a new folder
+  };
   static constexpr std::size_t kMost = 8;
 
-  mutable std::mutex mutex_;
-  std::array<std::pair<std::string, Folder>, kMost> folders_;
-  std::size_t next_ = 0;  // to be replaced
+  std::mutex mutex_;
+  std::deque<Held> folders_;  // the one that was held first is the first to be let go
 };
 
 /// The open root directory and the way from it to what lies beneath. Relative paths are UTF-8 without empty,

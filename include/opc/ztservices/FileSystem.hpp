@@ -81,7 +81,11 @@ class ZT_API FileSystemEntry {
   friend ZT_API bool operator==(FileSystemEntry const& a, FileSystemEntry const& b);
 
  private:
+  friend class FileSystemManager;
   struct Impl;
+
+  FileSystemNode const& node() const;
+
   std::shared_ptr<Impl const> impl_;
 };
 
@@ -472,6 +476,7 @@ class ZT_API FileSystemManager : public model::DataManager {
   FileSystemEntry makeEntry(FileSystemNode const& node) const;
   std::u16string findPath(std::u16string const& path) const;
   std::u16string findFreePath(std::u16string const& path) const;
+  bool isCurrent(FileSystemEntry const& entry) const;
   void throwIfStale(FileSystemEntry const& entry) const;
   bool hasParentInternal(std::u16string const& path) const;
   FileSystemEntry getParentInternal(std::u16string const& path) const;

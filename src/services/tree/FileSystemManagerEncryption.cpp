@@ -131,11 +131,12 @@ model::Part FileSystemManager::getContentPart(FileSystemEntry const& entry) cons
   ensureLoaded();
   if (!entry.isFile()) throw FileSystemEntryMustBeFile(messages::kMustBeFile);
   throwIfStale(entry);
-  return getPackage().getPart(model::PartName(entry.getContentName()));
+  return getPackage().getPart(model::PartName(entry.node().content));
 }
 
 NamedContent FileSystemManager::getContent(FileSystemEntry const& entry) const {
-  return {getContentPart(entry), tree_->deflatedFrom(entry.getPathName())};
+  model::Part part = getContentPart(entry);
+  return {std::move(part), isCurrent(entry) ? entry.node().deflatedFrom : tree_->deflatedFrom(entry.getPathName())};
 }
 
 MaybeCompressed FileSystemManager::compressedIfWanted(std::unique_ptr<IContentSource> source) const {

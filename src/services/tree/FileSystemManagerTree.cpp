@@ -218,7 +218,13 @@ void FileSystemManager::throwIfBelowNoFolder(std::u16string const& path) const {
   if (!tree_->hasOnlyFoldersAbove(path)) throw FileSystemEntryMustBeFolder(messages::kMustBeFolder);
 }
 
+/// Whether nothing has changed since the entry was read.
+bool FileSystemManager::isCurrent(FileSystemEntry const& entry) const {
+  return entry.node().revision == tree_->revision();
+}
+
 void FileSystemManager::throwIfStale(FileSystemEntry const& entry) const {
+  if (isCurrent(entry)) return;
   std::u16string const path = entry.getPathName();
   if (!tree_->holds(path, typeOf(entry), entry.getContentName()))
     throw FileSystemEntryNotFound(messages::withPath(messages::kDoesNotExist, path));

@@ -34,6 +34,8 @@ struct FileSystemEntry::Impl {
 
 FileSystemEntry::FileSystemEntry(FileSystemNode const& node) : impl_(std::make_shared<Impl const>(Impl{node})) {}
 
+FileSystemNode const& FileSystemEntry::node() const { return impl_->node; }
+
 bool FileSystemEntry::isFile() const { return impl_->node.type == FileSystemNodeType::File; }
 bool FileSystemEntry::isLink() const { return impl_->node.type == FileSystemNodeType::Link; }
 bool FileSystemEntry::isFolder() const { return impl_->node.type == FileSystemNodeType::Folder; }

@@ -51,6 +51,8 @@ struct FileSystemNode {
   /// The size of a file's content before it was compressed and then encrypted, perhaps kUnknownSize; absent for every
   /// other content.
   std::optional<std::uint64_t> deflatedFrom;
+  /// FileSystemTree::revision() of the tree that the node was read from; 0 for one that was made by other means.
+  std::uint64_t revision = 0;
 };
 
 FileSystemNode makeFolderNode(std::u16string const& path, Perms::Perms_tag permissions,

@@ -2,6 +2,7 @@
 #include "services/tree/FileSystemTree.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -40,6 +41,7 @@ std::size_t commonLength(std::u16string_view a, std::u16string_view b) {
 FileSystemTree::FileSystemTree() { clear(); }
 
 void FileSystemTree::clear() {
+  revise();
   platform_ = kPlatform;
   encoding_ = fl::i18n::getGlobalLocaleEncodingName();
   version_ = manifest::kCurrentVersion;
@@ -47,6 +49,12 @@ void FileSystemTree::clear() {
   place_ = {};
   top_ = {};
   insertNode(makeFolderNode(std::u16string(kRootPath), kUnknownPermissions, boost::posix_time::not_a_date_time));
+}
+
+/// Called before each change, so that one that fails half-way counts.
+void FileSystemTree::revise() {
+  static std::atomic<std::uint64_t> last = 0;
+  revision_ = ++last;
 }
 
 bool FileSystemTree::hasNode(std::u16string_view path) const {
@@ -167,10 +175,11 @@ void FileSystemTree::walk(bool (*isWanted)(Entry const&), NodeVisitor const& vis
   }
 }
 
-FileSystemNode FileSystemTree::nodeOf(Entry const& entry, std::u16string const& path) {
+FileSystemNode FileSystemTree::nodeOf(Entry const& entry, std::u16string const& path) const {
   Record const& record = entry.second;
   FileSystemNode node(record.type, path, contentOf(entry, path), record.permissions, record.lastModified);
   if (record.deflatedFrom != kNotDeflated) node.deflatedFrom = record.deflatedFrom;
+  node.revision = revision_;
   return node;
 }
 

@@ -42,6 +42,9 @@ class FileSystemTree {
   FileSystemTree& operator=(FileSystemTree const&) = delete;
 
   bool hasNode(std::u16string_view path) const;
+  /// A number that no other tree has, and that this one has until its nodes change: a node that was read at the same
+  /// revision is as it was. Never 0.
+  std::uint64_t revision() const { return revision_; }
   /// Whether a node of that type has the path, and, unless it is a folder, that content.
   bool holds(std::u16string_view path, FileSystemNodeType type, std::u16string_view content) const;
   /// The path must be present (and for getParentNode its parent too); std::logic_error otherwise.
@@ -155,7 +158,7 @@ class FileSystemTree {
     Entry* entry = nullptr;  // null: above the first step
   };
 
-  static FileSystemNode nodeOf(Entry const& entry, std::u16string const& path);
+  FileSystemNode nodeOf(Entry const& entry, std::u16string const& path) const;
   static std::u16string contentOf(Entry const& entry, std::u16string const& path);
   static std::u16string pathOf(Entry const& entry);
   static void store(FileSystemNode const& node, std::u16string const& path, Record& record);
@@ -171,6 +174,7 @@ class FileSystemTree {
   static void visitSubtree(Entry& top, std::u16string path, Visit const& visit);
   static void pinContent(Entry& entry, std::u16string const& path);
 
+  void revise();
   void walk(bool (*isWanted)(Entry const&), NodeVisitor const& visit) const;
   PathSteps resume(std::u16string_view path) const;
   void enter(Entry& entry) const;
@@ -187,6 +191,7 @@ class FileSystemTree {
   void eraseChildless(Entry* entry);
   void erase(Entry& entry);
 
+  std::uint64_t revision_ = 0;
   std::u16string platform_;
   std::u16string encoding_;
   std::u16string version_;

@@ -39,6 +39,7 @@ void FileSystemTree::addNode(FileSystemNode const& node) {
 }
 
 void FileSystemTree::insertNode(FileSystemNode const& node) {
+  revise();
   std::u16string const path = node.fullPath();
   for (PathSteps steps = resume(path); !steps.atEnd();) enter(findOrMake(place_.entry, steps.next()));
   for (Entry* entry = place_.entry; entry && !entry->second.isPresent; entry = entry->first.parent) appear(*entry);
@@ -46,6 +47,7 @@ void FileSystemTree::insertNode(FileSystemNode const& node) {
 }
 
 void FileSystemTree::updateNode(FileSystemNode const& node) {
+  revise();
   std::u16string const path = node.fullPath();
   Entry* const entry = find(path);
   if (!entry || !entry->second.isPresent)
@@ -54,6 +56,7 @@ void FileSystemTree::updateNode(FileSystemNode const& node) {
 }
 
 void FileSystemTree::setDeflatedFrom(std::u16string_view path, std::optional<std::uint64_t> size) {
+  revise();
   Entry* const entry = find(path);
   if (!entry || !entry->second.isPresent || entry->second.type != FileSystemNodeType::File)
     throw Exception("No file exists with the name:" + toASCIIString(std::u16string(path)));
@@ -61,6 +64,7 @@ void FileSystemTree::setDeflatedFrom(std::u16string_view path, std::optional<std
 }
 
 void FileSystemTree::removeNode(FileSystemNode const& node) {
+  revise();
   Entry* const entry = find(node.fullPath());
   if (!entry || !entry->second.isPresent) return;
   disappear(*entry);
@@ -69,6 +73,7 @@ void FileSystemTree::removeNode(FileSystemNode const& node) {
 
 // The walk erases each entry as it leaves it, so the first child is always the next one to remove.
 void FileSystemTree::removeSubtree(std::u16string_view topPath, RemovalVisitor const& removed) {
+  revise();
   Entry* const top = find(topPath);
   if (!top || !top->second.isPresent) return;
   std::u16string path(topPath);
@@ -95,6 +100,7 @@ void FileSystemTree::removeSubtree(std::u16string_view topPath, RemovalVisitor c
 
 // The entry keeps its address, so everything below it moves along untouched.
 void FileSystemTree::moveSubtree(std::u16string_view from, std::u16string_view to) {
+  revise();
   Entry* const entry = find(from);
   if (!entry || !entry->second.isPresent || isRoot(*entry)) throw std::logic_error("There is no such node to move");
   if (isBelowPath(to, from) || find(to)) throw std::logic_error("The node cannot move there");
