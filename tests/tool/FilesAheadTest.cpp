@@ -39,7 +39,8 @@ std::string contentOf(opc::OpenedFile const& file) {
 TEST_F(FilesAheadOf, SmallFilesHandsOverContentPermissionsAndTimeByPath) {
   make("a", "");
   make("b", "alpha");
-  FilesAhead ahead(disk, {directory.u16("a"), directory.u16("b")});
+  ForwardingOps::Paths const paths = {directory.u16("a"), directory.u16("b")};
+  FilesAhead ahead(disk, paths);
   opc::OpenedFile const first = ahead.openForAdding(directory.u16("a"));
   opc::OpenedFile const second = ahead.openForAdding(directory.u16("b"));
   EXPECT_TRUE(FilesAhead::isHeld(first) && FilesAhead::isHeld(second));
@@ -52,7 +53,8 @@ TEST_F(FilesAheadOf, SmallFilesHandsOverContentPermissionsAndTimeByPath) {
 
 TEST_F(FilesAheadOf, FilesThatAreSkippedRepeatedOrUnknownGivesEachItsOwnContent) {
   for (std::string const name : {"a", "b", "c", "d", "e"}) make(name, name);
-  FilesAhead ahead(disk, {directory.u16("a"), directory.u16("b"), directory.u16("d"), directory.u16("e")});
+  ForwardingOps::Paths const paths = {directory.u16("a"), directory.u16("b"), directory.u16("d"), directory.u16("e")};
+  FilesAhead ahead(disk, paths);
   for (std::string const name : {"b", "b", "a", "c", "e", "d", "e"})
     EXPECT_EQ(contentOf(ahead.openForAdding(directory.u16(name))), name);
 }
@@ -93,7 +95,7 @@ TEST_F(FilesAheadOf, FilesThatNobodyAsksForEndsAllTheSame) {
     make(std::to_string(i), std::string(1u << 20, 'x'));
     paths.push_back(directory.u16(std::to_string(i)));
   }
-  EXPECT_NO_THROW(FilesAhead(disk, std::move(paths)));
+  EXPECT_NO_THROW(FilesAhead(disk, paths));
 }
 
 FileFacts factsOf(std::filesystem::path const& path) {
@@ -106,7 +108,8 @@ TEST_F(FilesAheadOf, FilesThatAreAsTheyWereListedHandsOverContentPermissionsAndT
   make("a", "");
   make("b", "alpha");
   std::vector<FileFacts> const listed = {factsOf(directory / "a"), factsOf(directory / "b")};
-  FilesAhead ahead(disk, {directory.u16("a"), directory.u16("b")}, listed);
+  ForwardingOps::Paths const paths = {directory.u16("a"), directory.u16("b")};
+  FilesAhead ahead(disk, paths, listed);
   EXPECT_TRUE(ahead.holdsNext(directory.u16("a")));
   EXPECT_FALSE(ahead.holdsNext(directory.u16("b"))) << "it is not the next one";
   opc::OpenedFile const first = ahead.openForAdding(directory.u16("a"));
@@ -171,7 +174,8 @@ class ChangingDisk final : public ForwardingOps {
 TEST_F(FilesAheadOf, FilesThatChangeWhileTheyAreReadLeavesThemToTheDisk) {
   make("a", "alpha");
   ChangingDisk changing(static_cast<opc::FileSystemOps&>(disk));
-  FilesAhead ahead(changing, {directory.u16("a")});
+  ForwardingOps::Paths const paths = {directory.u16("a")};
+  FilesAhead ahead(changing, paths);
   opc::OpenedFile const file = ahead.openForAdding(directory.u16("a"));
   EXPECT_FALSE(FilesAhead::isHeld(file));
   EXPECT_EQ(contentOf(file), "alpha");

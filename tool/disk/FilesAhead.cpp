@@ -119,8 +119,9 @@ HeldInput::pos_type HeldInput::seekpos(pos_type position, std::ios::openmode) {
 
 struct FilesAhead::Impl {
   opc::FileSystemOps& disk;
-  Paths paths;
+  std::span<std::u16string const> paths;
   std::span<FileFacts const> listed;
+  OnDisk onDisk;
   bool isLocal = typeid(disk) == typeid(opc::LocalFileSystemOps);
   std::mutex mutex{};
   std::condition_variable hasEntries{};
@@ -150,9 +151,10 @@ struct FilesAhead::Impl {
 
   // A failure repeats for the caller, who reports it.
   Entry tryRead(std::size_t i) const noexcept try {
+    std::u16string const path = onDisk(paths[i]);
     if (isLocal && !listed.empty() && listed[i].identity.inode != 0)
-      if (auto entry = readListed(paths[i], listed[i].identity)) return std::move(*entry);
-    return read(disk, paths[i]);
+      if (auto entry = readListed(path, listed[i].identity)) return std::move(*entry);
+    return read(disk, path);
   } catch (...) {
     return {};
   }
@@ -214,8 +216,10 @@ struct FilesAhead::Impl {
   }
 };
 
-FilesAhead::FilesAhead(opc::FileSystemOps& disk, Paths paths, std::span<FileFacts const> listed)
-    : ForwardingOps(disk), impl_(new Impl{disk, std::move(paths), listed}) {
+FilesAhead::FilesAhead(opc::FileSystemOps& disk, std::span<std::u16string const> paths,
+                       std::span<FileFacts const> listed, OnDisk onDisk)
+    : ForwardingOps(disk), impl_(new Impl{disk, paths, listed, std::move(onDisk)}) {
+  if (!impl_->onDisk) impl_->onDisk = [](std::u16string const& path) { return path; };
   try {
     impl_->thread = std::thread([impl = impl_.get()] { impl->work(); });
   } catch (std::system_error const&) {
@@ -227,7 +231,7 @@ FilesAhead::~FilesAhead() { impl_->stop(); }
 
 opc::OpenedFile FilesAhead::openForAdding(std::u16string const& path) {
   auto held = impl_->take(path);
-  return held ? std::move(*held) : inner().openForAdding(path);
+  return held ? std::move(*held) : inner().openForAdding(impl_->onDisk(path));
 }
 
 bool FilesAhead::holdsNext(std::u16string const& path) {

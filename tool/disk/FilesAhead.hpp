@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <istream>
 #include <memory>
 #include <span>
@@ -47,10 +48,15 @@ class HeldInput final : public std::streambuf {
 /// long as storing it. Holds a bounded number of bytes. Leaves a file that it cannot read, and the error, to the disk.
 class FilesAhead final : public ForwardingOps {
  public:
-  /// Reads these paths, which are in code-unit order, one after the other. `disk`, borrowed, is used on two threads. A
-  /// file of the local disk that is, behind its last byte, as it was listed has not changed meanwhile: that takes no
-  /// look at it beforehand. `listed`, borrowed, has facts for each path (zeros for what is no file), or is empty.
-  FilesAhead(opc::FileSystemOps& disk, Paths paths, std::span<FileFacts const> listed = {});
+  /// The path on the disk of one of the paths. Called on two threads.
+  using OnDisk = std::function<std::u16string(std::u16string const&)>;
+
+  /// Reads these paths, which are in code-unit order, one after the other. `disk` is used on two threads. A file of the
+  /// local disk that is, behind its last byte, as it was listed has not changed meanwhile: that takes no look at it
+  /// beforehand. `listed` has facts for each path (zeros for what is no file), or is empty. All are borrowed. Without
+  /// `onDisk` the paths are those on the disk.
+  FilesAhead(opc::FileSystemOps& disk, std::span<std::u16string const> paths, std::span<FileFacts const> listed = {},
+             OnDisk onDisk = {});
   ~FilesAhead() override;
   FilesAhead(FilesAhead const&) = delete;
   FilesAhead& operator=(FilesAhead const&) = delete;

@@ -265,16 +265,17 @@ void SourceTree::noteChange() {
 }
 
 /// The survey's checks are of that file. Another one may have come in its place since then, by a link on the way too.
-void SourceTree::checkIsListed(std::u16string const& path, opc::OpenedFile const& file) const {
-  auto const leaf = std::lower_bound(leaves_.begin(), leaves_.end(), path);
+void SourceTree::checkIsListed(std::u16string const& path, opc::OpenedFile const& file) {
+  auto const next = leaves_.begin() + static_cast<std::ptrdiff_t>(nextLeaf_);  // mostly files come in their order
+  auto const leaf = next != leaves_.end() && *next == path ? next : std::ranges::lower_bound(leaves_, path);
   if (leaf == leaves_.end() || *leaf != path) return;
-  opc::FileIdentity const& listed = facts_[static_cast<std::size_t>(leaf - leaves_.begin())].identity;
+  nextLeaf_ = static_cast<std::size_t>(leaf - leaves_.begin()) + 1;
+  opc::FileIdentity const& listed = facts_[nextLeaf_ - 1].identity;
   if (!file.identity || !file.identity->isOfSameFile(listed)) throwChanged(path);
 }
 
 bool SourceTree::isFile(std::u16string const& path) {
-  std::u16string const onDisk = diskPath(path);
-  return (ahead_ && ahead_->holdsNext(onDisk)) || inner().isFile(onDisk);
+  return (ahead_ && ahead_->holdsNext(path)) || inner().isFile(diskPath(path));
 }
 
 bool SourceTree::isSymlink(std::u16string const& path) {
@@ -335,7 +336,7 @@ bool SourceTree::tolerates(Failure const& failure) {
 
 opc::OpenedFile SourceTree::openListed(std::u16string const& path) {
   std::u16string const asGiven = givenPath(path);
-  opc::OpenedFile file = readerAhead().openForAdding(diskPath(path));
+  opc::OpenedFile file = readerAhead().openForAdding(path);
   auto const check = [&](ErrorCode const& error, char const* what) {
     if (error) throw Failure(diskReport("cannot-read", what, asGiven, error));
   };
@@ -353,11 +354,9 @@ opc::OpenedFile SourceTree::openListed(std::u16string const& path) {
 }
 
 FilesAhead& SourceTree::readerAhead() {
-  if (ahead_) return *ahead_;
-  Paths onDisk;
-  onDisk.reserve(leaves_.size());
-  for (std::u16string const& path : leaves_) onDisk.push_back(diskPath(path));
-  ahead_ = std::make_unique<FilesAhead>(inner(), std::move(onDisk), facts_);
+  if (!ahead_)
+    ahead_ = std::make_unique<FilesAhead>(inner(), leaves_, facts_,
+                                          [this](std::u16string const& path) { return diskPath(path); });
   return *ahead_;
 }
 

@@ -113,7 +113,7 @@ class SourceTree final : public ForwardingOps {
   /// An absolute link target as a path of this tree; none where it does not lie in it.
   std::optional<std::u16string> targetWithinRoot(std::u16string const& target) const;
   FilesAhead& readerAhead();
-  void checkIsListed(std::u16string const& path, opc::OpenedFile const& file) const;
+  void checkIsListed(std::u16string const& path, opc::OpenedFile const& file);
   void noteChange();
   [[noreturn]] void throwChanged(std::u16string const& path) const;
   bool tolerates(Failure const& failure);
@@ -127,6 +127,7 @@ class SourceTree final : public ForwardingOps {
   Paths leaves_, folders_;
   std::vector<FileFacts> facts_;                                            // of each leaf; zeros of links
   std::vector<std::pair<std::u16string, char const*>> leftOut_, specials_;  // with the reasons
+  std::size_t nextLeaf_ = 0;                                                // behind the one that was opened last
   std::size_t linkCount_ = 0;                                               // among leaves_
   std::uint64_t fileBytes_ = 0;
   std::vector<Report> problems_, faults_;
