@@ -15,7 +15,7 @@ constexpr std::chrono::milliseconds kBetweenReports{20};
 
 Watch::Watch(Monitor monitor) : monitor_(std::move(monitor)) {}
 
-void Watch::expect(std::uint64_t files, std::uint64_t bytes) {
+void Watch::expect(std::uint64_t files, std::optional<std::uint64_t> bytes) {
   allFiles_ = files;
   allBytes_ = bytes;
 }
@@ -29,7 +29,8 @@ void Watch::check() {
 
 void Watch::finish() {
   if (!isCancelled_) report(true);
-  if (isCancelled_ || monitor_.stop.stop_requested()) throwCancelled();
+  if (monitor_.stop.stop_requested()) isCancelled_ = true;
+  if (isCancelled_) throwCancelled();
 }
 
 /// Another thread that is reporting need not be waited for, except for the last report.
@@ -51,8 +52,9 @@ void Watch::report(bool isLast) {
 
 /// Files may change while they are read, and containers have more than contents.
 Progress Watch::progress(bool isLast) const {
-  if (isLast) return {allFiles_, allBytes_, allFiles_, allBytes_};
-  return {std::min<std::uint64_t>(files_, allFiles_), std::min<std::uint64_t>(bytes_, allBytes_), allFiles_, allBytes_};
+  std::uint64_t const done = bytes_, all = allBytes_.value_or(done);
+  if (isLast) return {allFiles_, all, allFiles_, all};
+  return {std::min<std::uint64_t>(files_, allFiles_), std::min(done, all), allFiles_, all};
 }
 
 void WatchedInput::reset() {

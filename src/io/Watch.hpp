@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 
 #include "opc/Progress.hpp"
 #include "opc/Streams.hpp"
@@ -17,14 +18,17 @@ class Watch {
  public:
   explicit Watch(Monitor monitor);
 
-  /// What there is to do in all. Call it before other threads use the object.
-  void expect(std::uint64_t files, std::uint64_t bytes);
+  /// What there is to do in all. Call it before other threads use the object. Bytes of an unknown number are as many as
+  /// are done.
+  void expect(std::uint64_t files, std::optional<std::uint64_t> bytes);
   void addFile() { ++files_; }
   void addBytes(std::uint64_t count) { bytes_ += count; }
   /// Reports when a report is due. Throws Cancelled once the monitor wants the operation to end.
   void check();
   /// Reports that everything is done. Throws Cancelled too.
   void finish();
+  /// Whether check() or finish() ended the operation, by Cancelled or by what a report threw.
+  bool isCancelled() const { return isCancelled_; }
   /// From now on nothing is reported and nothing thrown. No other thread checks meanwhile.
   void end() { isOver_ = true; }
 
@@ -35,7 +39,8 @@ class Watch {
   Progress progress(bool isLast) const;
 
   Monitor monitor_;
-  std::uint64_t allFiles_ = 0, allBytes_ = 0;
+  std::uint64_t allFiles_ = 0;
+  std::optional<std::uint64_t> allBytes_ = 0;
   std::atomic<std::uint64_t> files_ = 0, bytes_ = 0;
   std::atomic<bool> isCancelled_ = false, isOver_ = false;
   std::mutex reporting_;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstdint>
 #include <gtest/gtest.h>
+#include <optional>
 #include <stdexcept>
 #include <stop_token>
 #include <vector>
@@ -43,6 +44,32 @@ TEST(Watch, NeverReportsMoreThanThereIs) {
   watch.check();
   EXPECT_EQ(last.bytes, 10u);
   EXPECT_EQ(last.files, 1u);
+}
+
+TEST(Watch, TakesTheBytesDoneForTheirUnknownNumber) {
+  std::vector<Progress> reports;
+  Watch watch({.report = [&](Progress const& progress) {
+    reports.push_back(progress);
+    return true;
+  }});
+  watch.expect(1, std::nullopt);
+  watch.addBytes(11);
+  watch.check();
+  watch.addBytes(1);
+  watch.finish();
+  ASSERT_EQ(reports.size(), 2u);
+  EXPECT_EQ(reports[0].bytes, 11u);
+  EXPECT_EQ(reports[0].allBytes, 11u);
+  EXPECT_EQ(reports[1].bytes, 12u);
+}
+
+TEST(Watch, IsCancelledByAStopRequestBehindTheLastReport) {
+  std::stop_source source;
+  Watch watch({.stop = source.get_token()});
+  EXPECT_FALSE(watch.isCancelled());
+  source.request_stop();
+  EXPECT_THROW(watch.finish(), Cancelled);
+  EXPECT_TRUE(watch.isCancelled());
 }
 
 TEST(Watch, ThrowsOnceAReportReturnsFalse) {

@@ -27,6 +27,10 @@
 #include "opc/ztservices/Encryption.hpp"
 #include "opc/ztservices/Exceptions.hpp"
 
+namespace opc {
+class Watch;
+}
+
 namespace opc::ztservices {
 
 class IDecryptor;
@@ -128,9 +132,9 @@ class ZT_API FileSystemEntry {
 /// hasParent and hasChildren are false, getChildren is empty and getParent throws FileSystemEntryHasNoParent.
 ///
 /// A monitor of the package (model::Package::setMonitor()) watches addFile(), addAll() and the extracting operations.
-/// An addAll() that it ends leaves the files that were added before; an extraction leaves the files that have their
-/// names. Neither leaves a temporary file, nor a part of a file under its name where the disk operations write it aside
-/// first.
+/// A file whose adding it ends leaves nothing behind; an addAll() leaves the files that were added before it, and an
+/// extraction the files that have their names. Neither leaves a temporary file, nor a part of a file under its name
+/// where the disk operations write it aside first.
 ///
 /// Contents and manifest may be encrypted with AES-256-GCM. The content type of a part says whether the part is
 /// encrypted. The names of encrypted contents' parts do not show the paths. Encryption hides neither sizes nor the
@@ -251,7 +255,7 @@ class ZT_API FileSystemManager : public model::DataManager {
   /// content type follows from the name (ContentTypes.hpp). With TransformMode::Transform a file whose content type
   /// equals getTextContentType() becomes UTF-8; opc::UndecodableText where that cannot be done, unless
   /// setTextConversion() was called. When reading, transforming or writing the content fails, the entry stays, with an
-  /// empty part; what setTextConversion() makes throw comes before the entry.
+  /// empty part, unless the monitor ends the operation; what setTextConversion() makes throw comes before the entry.
   FileSystemEntry addFile(std::u16string const& sourcePath, std::u16string const& path, TransformMode mode);
   /// The same for a content source, which the manager owns from now on and reads to its end, with the content type of
   /// the source. The permissions and the time may be unknown. opc::Exception for a null source.
@@ -506,12 +510,14 @@ class ZT_API FileSystemManager : public model::DataManager {
                                                NewFile& file);
   void addListed(FileSystemOps& ops, std::u16string const& root, std::u16string const& file, TransformMode mode,
                  CompressionQueue* queue);
-  FileSystemEntry store(MaybeCompressed content, NewFile const& file);
-  FileSystemEntry storeFromDisk(MaybeCompressed content, NewFile const& file);
+  FileSystemEntry store(MaybeCompressed content, NewFile const& file, Watch* ending = nullptr);
+  std::u16string topmostMissing(std::u16string const& path) const;
+  void withdraw(FileSystemEntry const& file, std::u16string const& topmost);
   std::unique_ptr<IContentSource> convertText(std::unique_ptr<IContentSource> source,
                                               std::u16string const& sourcePath) const;
   FileSystemEntry addFileInternal(std::unique_ptr<IContentSource> source, std::u16string const& path,
-                                  Perms::Perms_tag permissions, boost::posix_time::ptime const& time);
+                                  Perms::Perms_tag permissions, boost::posix_time::ptime const& time,
+                                  std::optional<std::uint64_t> size = {});
   void addLinkInternal(FileSystemOps& ops, std::u16string const& sourceRoot, std::u16string const& file,
                        std::u16string const& path);
   void selectSource(std::u16string const& path);

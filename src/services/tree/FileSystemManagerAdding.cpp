@@ -94,6 +94,12 @@ void expect(Watch& watch, FileSystemOps& ops, std::vector<std::u16string> const&
   watch.expect(count, bytes);
 }
 
+void copyContent(IContentSource& source, model::Part const& part) {
+  std::unique_ptr<OutputStream> const output = part.getOutputStream();
+  StreamHelper::copyStreamToStream(source.getInputStream(), *output);
+  output->close();
+}
+
 }  // namespace
 
 FileSystemEntry FileSystemManager::addFile(std::u16string const& sourcePath, std::u16string const& path,
@@ -102,9 +108,7 @@ FileSystemEntry FileSystemManager::addFile(std::u16string const& sourcePath, std
   model::Watching const watching(getPackage());
   auto source = openFromDisk(sourcePath, mode, LinkRule::Follow, file);
   if (Watch* const watch = watching.own()) watch->expect(1, file.size);
-  FileSystemEntry entry = storeFromDisk(compressedIfWanted(std::move(source)), file);
-  if (Watch* const watch = watching.own()) watch->finish();
-  return entry;
+  return store(compressedIfWanted(std::move(source)), file, watching.own());
 }
 
 std::unique_ptr<IContentSource> FileSystemManager::openFromDisk(std::u16string const& sourcePath, TransformMode mode,
@@ -154,7 +158,8 @@ FileSystemEntry FileSystemManager::addFile(std::span<unsigned char const> bytes,
                                            Perms::Perms_tag permissions, boost::posix_time::ptime const& time) {
   LocalFileSystemOps names;
   auto const type = lookupContentType(names, path, getTALBEXDefaultContentType());
-  return addFileInternal(std::make_unique<BorrowedBytes>(bytes, type), findFreePath(path), permissions, time);
+  return addFileInternal(std::make_unique<BorrowedBytes>(bytes, type), findFreePath(path), permissions, time,
+                         bytes.size());
 }
 
 void FileSystemManager::addAll(std::u16string const& sourceRoot, TransformMode mode) {
@@ -178,10 +183,9 @@ void FileSystemManager::addAll(std::u16string const& sourceRoot, TransformMode m
       addListed(ops, root, file, mode, queue.get());
       if (Watch* const watch = watching.current()) watch->check();
     }
-  } catch (Cancelled const&) {
-    throw;
   } catch (...) {
-    if (queue) queue->finish();  // the files in front of the one that failed
+    bool const isCancelled = watching.current() && watching.current()->isCancelled();
+    if (queue && !isCancelled) queue->finish();  // the files in front of the one that failed
     throw;
   }
   if (queue) queue->finish();
@@ -196,12 +200,12 @@ void FileSystemManager::addListed(FileSystemOps& ops, std::u16string const& root
     NewFile added{findFreePath(path), kUnknownPermissions, {}};
     auto source = openFromDisk(file, mode, LinkRule::Refuse, added);
     if (!queue) {
-      storeFromDisk({std::move(source), nullptr}, added);
+      store({std::move(source), nullptr}, added);
       return;
     }
     queue->add(std::move(source), [this, added](MaybeCompressed content) {
       findFreePath(added.path);
-      storeFromDisk(std::move(content), added);
+      store(std::move(content), added);
     });
   } else if (ops.isSymlink(file)) {
     auto const addLink = [this, &ops, root, file, path] { addLinkInternal(ops, root, file, path); };
@@ -209,27 +213,55 @@ void FileSystemManager::addListed(FileSystemOps& ops, std::u16string const& root
   }
 }
 
-FileSystemEntry FileSystemManager::storeFromDisk(MaybeCompressed content, NewFile const& file) {
-  FileSystemEntry entry = store(std::move(content), file);
-  model::Watching const watching(getPackage());
-  if (Watch* const watch = watching.current()) watch->addFile();
-  return entry;
-}
-
 FileSystemEntry FileSystemManager::addFileInternal(std::unique_ptr<IContentSource> source, std::u16string const& path,
-                                                   Perms::Perms_tag permissions, boost::posix_time::ptime const& time) {
-  return store(compressedIfWanted(std::move(source)), {path, permissions, time});
+                                                   Perms::Perms_tag permissions, boost::posix_time::ptime const& time,
+                                                   std::optional<std::uint64_t> size) {
+  model::Watching const watching(getPackage());
+  if (Watch* const watch = watching.own()) watch->expect(1, size);
+  if (Watch* const watch = watching.current()) source = std::make_unique<WatchedSource>(std::move(source), *watch);
+  return store(compressedIfWanted(std::move(source)), {path, permissions, time}, watching.own());
 }
 
-FileSystemEntry FileSystemManager::store(MaybeCompressed content, NewFile const& file) {
+/// A file whose content fails keeps its entry. One that is cancelled leaves nothing behind, not even folders.
+FileSystemEntry FileSystemManager::store(MaybeCompressed content, NewFile const& file, Watch* ending) {
+  model::Watching const watching(getPackage());
+  Watch* const watch = watching.current();
+  std::u16string const topmost = watch ? topmostMissing(file.path) : std::u16string();
   auto const deflatedFrom = content.deflatedFrom;
   auto const source = isEncryptionEnabled() ? encrypted(std::move(content)) : std::move(content.source);
   auto const [entry, part] = createFileInternal(file.path, source->getContentType(), file.permissions, file.time);
-  std::unique_ptr<OutputStream> const output = part.getOutputStream();
-  StreamHelper::copyStreamToStream(source->getInputStream(), *output);
-  output->close();
-  if (deflatedFrom) tree_->setDeflatedFrom(file.path, *deflatedFrom);
+  try {
+    copyContent(*source, part);
+    if (deflatedFrom) tree_->setDeflatedFrom(file.path, *deflatedFrom);
+    if (watch) watch->addFile();
+    if (ending) ending->finish();
+  } catch (...) {
+    if (watch && watch->isCancelled()) withdraw(entry, topmost);
+    throw;
+  }
   return entry;
+}
+
+/// The path, or the first of its ancestors that is missing.
+std::u16string FileSystemManager::topmostMissing(std::u16string const& path) const {
+  std::u16string topmost = path;
+  for (;;) {
+    std::u16string parent = detail::getParentPath(topmost);
+    if (parent.empty() || tree_->hasNode(parent)) return topmost;
+    topmost = std::move(parent);
+  }
+}
+
+/// Removes a file, and the folders that were created for it, of which `topmost` is the first.
+void FileSystemManager::withdraw(FileSystemEntry const& file, std::u16string const& topmost) {
+  std::u16string path = file.getPathName();
+  tree_->removeNode(tree_->getNode(path));
+  while (path.size() > topmost.size()) {
+    path = detail::getParentPath(path);
+    if (tree_->hasChildren(path)) break;
+    tree_->removeNode(tree_->getNode(path));
+  }
+  getPackage().deletePart(model::PartName(file.getContentName()));
 }
 
 /// A target below the source root is made absolute within the package.
