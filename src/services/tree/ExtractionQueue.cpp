@@ -87,7 +87,7 @@ void FileTransfer::copyTo(OutputStream& to, InputStream& from) {
   if (!watch_) return StreamHelper::copyStreamToStream(from, to);
   watch_->check();
   std::uint64_t const size = decryptedSize(content_.content);
-  if (size > kLongCopy) {
+  if (size > kLongCopy || content_.content.deflatedFrom == kUnknownSize) {
     WatchedInput watched(from, *watch_);
     StreamHelper::copyStreamToStream(watched, to);
   } else {

@@ -217,15 +217,18 @@ std::vector<unsigned char> FileSystemManager::readFile(std::u16string const& pat
   return bytes;
 }
 
-/// Parts that are missing are found in their turn.
+/// What is wrong with an entry is found in its turn, as without a monitor.
 void FileSystemManager::Extraction::expect(FileSystemEntry const& entry) {
   Watch* const watch = watching_.own();
   if (!watch) return;
   watch->check();
   if (!entry.isFile()) return;
   ++files_;
-  if (manager_.getPackage().findPart(model::PartName(entry.getContentName())))
+  try {
     bytes_ += manager_.getSize(entry, transformMode_);
+  } catch (std::exception const&) {
+    return;
+  }
 }
 
 void FileSystemManager::Extraction::begin() {

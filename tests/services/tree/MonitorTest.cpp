@@ -344,6 +344,17 @@ TEST_F(Monitored, ExtractionWithAFaultHandlerEndsToo) {
   EXPECT_EQ(faults, 0);
 }
 
+TEST_F(Monitored, ExtractionNamesAnEntryWhosePartHasNoPossibleName) {
+  auto const package = foreignPackage(entryOf("/bad", "/a//b") + entryOf("/good", "/c"));
+  package->setMonitor(recording());
+  FileSystemManager files(*package);
+  std::vector<std::u16string> bad;
+  files.extractEntries(directory_.u16("out"), files.getAllLeafs(), kRestore, TransformMode::None,
+                       [&](FileSystemEntry const& entry, auto const&) { bad.push_back(entry.getPathName()); });
+  EXPECT_THAT(bad, ElementsAre(u"/bad"));
+  EXPECT_EQ(readFile(directory_ / "out/good"), "content");
+}
+
 TEST_F(Monitored, RekeyCountsContentsAndEndsWithTheOldPackageWhole) {
   makePackage();
   Bytes const key = testKey();
