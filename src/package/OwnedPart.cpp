@@ -4,9 +4,11 @@
 #include <string>
 #include <utility>
 
+#include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/PackageHelper.hpp"
 #include "package/Messages.hpp"
+#include "package/PackageState.hpp"
 #include "package/PartNameRules.hpp"
 
 namespace opc::model::detail {
@@ -33,7 +35,11 @@ std::optional<Part> OwnedPart::findAny(Package const& package) const {
 }
 
 void OwnedPart::requirePlace(Package const& package) const {
-  if (findAny(package) || findUnderOwnName(package)) return;
+  if (!findAny(package)) requireOwnName(package);
+}
+
+void OwnedPart::requireOwnName(Package const& package) const {
+  if (findUnderOwnName(package)) return;
   std::u16string const wanted(name);
   std::u16string existing;
   if (package.isPartDerivedFromExistingPartName(PartName(wanted), existing))
@@ -63,7 +69,39 @@ void OwnedPart::save(Package& package, ContentType const& type, WriteContent con
     if (auto const part = PackageHelper::findTarget(package, relationship)) return rewrite(*part, write);
     package.deleteRelationship(relationship.getID());
   }
-  rewrite(create(package, type), write);
+  Part const part = create(package, type);
+  try {
+    rewrite(part, write);
+  } catch (...) {
+    remove(package);
+    throw;
+  }
+}
+
+void OwnedPart::replace(Package& package, ContentType const& type, WriteContent const& write,
+                        std::function<void()> const& leave) const {
+  auto const former = findAny(package);
+  if (!former || !former->getName().isEquivalentTo(PartName(std::u16string(name)))) requireOwnName(package);
+  Part const apart = package.createPart(freeName(package), type, StandardPartInfo(CompressionType::Markup));
+  try {
+    rewrite(apart, write);
+    leave();
+    auto const next = findAny(package);
+    PackageState::of(package).moveContent(apart.getName(), (next ? *next : create(package, type)).getName());
+  } catch (...) {
+    package.deletePart(apart.getName());
+    throw;
+  }
+  package.deletePart(apart.getName());
+}
+
+/// For a part that is about to take the owned name.
+PartName OwnedPart::freeName(Package const& package) const {
+  std::u16string clash;
+  for (unsigned number = 1;; ++number) {
+    PartName const free(std::u16string(name) + toString("." + std::to_string(number)));
+    if (!package.isPartDerivedFromExistingPartName(free, clash)) return free;
+  }
 }
 
 void OwnedPart::rewrite(Part const& part, WriteContent const& write) {

@@ -37,18 +37,24 @@ struct OwnedPart {
   /// Replaces the content of the part that findAny() returns, or creates the part and its relationship. Deletes the
   /// relationships before it that lead to no part. Throws
   /// PartNameClash where a foreign part or item has the name, and exceptions of `write`. An exception never leaves a
-  /// new part without its relationship.
+  /// new part.
   void save(Package& package, std::vector<unsigned char> const& content) const;
   void save(Package& package, WriteContent const& write) const;
   /// The same. A new part gets this content type, which adds parameters to the owned one.
   void save(Package& package, ContentType const& type, WriteContent const& write) const;
   static void rewrite(Part const& part, WriteContent const& write);
+  /// The same for a part of another type than the one there, which `leave` removes once the content is complete: an
+  /// exception of `write`, or a clash of names, leaves everything as it is.
+  void replace(Package& package, ContentType const& type, WriteContent const& write,
+               std::function<void()> const& leave) const;
 
   /// Deletes every relationship of the type, the parts that these lead to, and an orphan.
   void remove(Package& package) const;
 
  private:
   Part create(Package& package, ContentType const& type) const;
+  PartName freeName(Package const& package) const;
+  void requireOwnName(Package const& package) const;
 };
 
 }  // namespace opc::model::detail

@@ -47,6 +47,15 @@ std::unique_ptr<Package> PackageState::makePackage(std::shared_ptr<PackageState>
 
 PackageState& PackageState::of(Package& package) { return package.state(); }
 
+void PackageState::moveContent(PartName const& from, PartName const& to) {
+  detail::PartRecord& source = parts.get(from)->second;
+  detail::PartRecord& target = parts.get(to)->second;
+  contents.drop(target);
+  target.place = std::exchange(source.place, detail::Place::Nowhere);
+  target.number = source.number;
+  isChanged = true;
+}
+
 void PackageState::erase(detail::PartIndex::iterator part) {
   isChanged = true;
   writes.deletePart(detail::PartIndex::nameOf(part));

@@ -63,6 +63,9 @@ class PackageState {
   /// Erases the part and its content, and detaches an output stream that is open for it.
   void erase(detail::PartIndex::iterator part);
 
+  /// Gives the content of one part to another one, whose own goes. Throws PartNotFound.
+  void moveContent(PartName const& from, PartName const& to);
+
   /// The relationships of a source (empty for the package), or null where it has none.
   detail::RelationshipSet* relationshipsOf(std::string_view source);
   /// The relationships part of the source. Creates it if it is missing; throws PartNameClash.

@@ -67,6 +67,14 @@ std::u16string readLinkTarget(Part const& part, std::u16string const& path) {
   return target;
 }
 
+/// A part keeps its content type for life. By that of version 1 a reader would take the targets of links for parts, and
+/// by another mark it would not inflate the manifest, or inflate one that is not deflated. So a manifest of another
+/// type moves to a new part.
+bool isOfAnotherKind(Part const& part, model::ContentType const& type) {
+  model::ContentType const former = part.getContentType();
+  return former == FileSystemManager::getPartContentTypeV1() || encryptionOf(former) != encryptionOf(type);
+}
+
 }  // namespace
 
 // Lazy loading fills the memory of a const manager and does not change its file system. Only this const operation does
@@ -162,9 +170,13 @@ void FileSystemManager::doSaveCurrent() {
   if (tree_->getVersion() == manifest::kVersion1) tree_->setVersion(manifest::kCurrentVersion);
   auto const source = manifestSource();
   InputStream& input = source->getInputStream();
-  leavePartOfAnotherKind(source->getContentType());
-  manifest::kPart.save(getPackage(), source->getContentType(),
-                       [&input](OutputStream& output) { StreamHelper::copyStreamToStream(input, output); });
+  model::ContentType const type = source->getContentType();
+  auto const write = [&input](OutputStream& output) { StreamHelper::copyStreamToStream(input, output); };
+  auto const former = manifest::kPart.findAny(getPackage());
+  if (former && isOfAnotherKind(*former, type))
+    manifest::kPart.replace(getPackage(), type, write, [&] { leavePartOfAnotherKind(type); });
+  else
+    manifest::kPart.save(getPackage(), type, write);
 }
 
 /// Only a manifest that is compressed leaves names out. It hardly ever is not, as XML shrinks.
@@ -183,14 +195,10 @@ std::unique_ptr<IContentSource> FileSystemManager::manifestSource() const {
   return encrypted({write({}), nullptr});
 }
 
-/// A part keeps its content type for life. By that of version 1 a reader would take the targets of links for parts, and
-/// by another mark it would not inflate the manifest, or inflate one that is not deflated. So the manifest moves to a
-/// new part.
 void FileSystemManager::leavePartOfAnotherKind(model::ContentType const& type) {
   model::Package& package = getPackage();
   while (auto const part = manifest::kPart.findAny(package)) {  // there may be several, and saving rewrites the first
-    model::ContentType const former = part->getContentType();
-    if (former != getPartContentTypeV1() && encryptionOf(former) == encryptionOf(type)) return;
+    if (!isOfAnotherKind(*part, type)) return;
     auto const leadsToIt = [&](model::Relationship const& relationship) {
       auto const target = model::PackageHelper::findTarget(package, relationship);
       return target && target->getName() == part->getName();

@@ -279,6 +279,58 @@ TEST_F(Monitored, SaveCanBeRepeatedAfterItEnded) {
   EXPECT_EQ(FileSystemManager(*saved).getAllLeafs().size(), 4u);
 }
 
+/// Neither a new manager nor a save without the first one finds a manifest that is empty.
+TEST_F(Monitored, FirstSaveThatEndsLeavesNoPartOfAManifest) {
+  for (std::size_t check = 1;; ++check) {
+    auto const package = Package::createInMemory();
+    auto files = std::make_unique<FileSystemManager>(*package);
+    for (char const* const path : {"/a", "/b"}) files->createFolder(path);
+    reports_.clear();
+    package->setMonitor(endingAtCheck(check));
+    try {
+      package->save();
+      break;
+    } catch (Cancelled const&) {
+      package->setMonitor({});
+    }
+    bool const hasManifest = files->isNonEncrypted();
+    EXPECT_EQ(leafs(FileSystemManager(*package)).size(), hasManifest ? 2u : 0u) << check;
+    files.reset();
+    package->save();
+    EXPECT_EQ(leafs(FileSystemManager(*reopen(*package))).size(), hasManifest ? 2u : 0u) << check;
+  }
+}
+
+TEST_F(Monitored, SaveThatEndsWhileTheManifestTakesAnotherFormLeavesOneThatCanBeRead) {
+  Bytes const key = testKey();
+  makePackage(&key);
+  auto const leafsAfter = [&](Package& package) {
+    FileSystemManager reader(package);
+    reader.enableDecryption(key);
+    return leafs(reader);
+  };
+  for (std::size_t check = 1;; ++check) {
+    auto const package = Package::open(path_, AccessMode::ReadWrite);
+    std::size_t const parts = package->getPartNames().size();
+    auto files = std::make_unique<FileSystemManager>(*package);
+    files->enableDecryption(key);
+    files->enableEncryption(key, IVMode::Random, {}, Compression::Deflate);
+    files->createFolder("/new");
+    reports_.clear();
+    package->setMonitor(endingAtCheck(check));
+    try {
+      package->saveToBytes();
+      break;
+    } catch (Cancelled const&) {
+      package->setMonitor({});
+    }
+    EXPECT_EQ(package->getPartNames().size(), parts) << check;
+    EXPECT_THAT(leafsAfter(*package), testing::SizeIs(testing::AnyOf(4, 5))) << check;
+    files.reset();
+    EXPECT_THAT(leafsAfter(*reopen(*package)), testing::SizeIs(testing::AnyOf(4, 5))) << check;
+  }
+}
+
 TEST_F(Monitored, SavesElsewhereAndInMemoryEndToo) {
   makePackage();
   auto const package = Package::open(path_, AccessMode::ReadOnly);
