@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -75,6 +77,12 @@ CipherEntry makeEntry(RelationshipSelector const& selector, Bytes const& hash, s
   return {selector, hash, salt, iv};
 }
 
+/// Null where there is no entry.
+bool isSame(CipherEntry const* a, CipherEntry const* b) {
+  if (!a || !b) return a == b;
+  return a->getHash() == b->getHash() && a->getSalt() == b->getSalt() && a->getIV() == b->getIV();
+}
+
 }  // namespace
 
 bool CipherDataManager::SelectorOrder::operator()(RelationshipSelector const& a, RelationshipSelector const& b) const {
@@ -96,14 +104,21 @@ void CipherDataManager::addCipherEntry(RelationshipSelector const& selector, Byt
   checkInput(hash, salt, iv);
   CipherEntry entry = makeEntry(selector, hash, salt, iv);
   if (entries_.contains(selector)) throw InvalidCipherData(cipher_messages::kIsPresent);
-  markAsDirty();
+  change(selector);
   entries_.emplace(selector, std::move(entry));
 }
 
 void CipherDataManager::deleteCipherEntry(RelationshipSelector const& selector) {
   auto const found = find(selector);
-  markAsDirty();
+  change(selector);
   entries_.erase(found);
+}
+
+/// Before the change.
+void CipherDataManager::change(RelationshipSelector const& selector) {
+  markAsDirty();
+  auto const entry = entries_.find(selector);
+  former_.try_emplace(selector, entry == entries_.end() ? std::nullopt : std::optional(entry->second));
 }
 
 CipherEntry CipherDataManager::getCipherEntry(RelationshipSelector const& selector) { return find(selector)->second; }
@@ -177,24 +192,49 @@ Bytes CipherDataManager::derivePasswordKey(std::u16string const& password, Ciphe
 
 void CipherDataManager::doLoad() {
   entries_.clear();
-  auto const part = kPart.find(getPackage());
-  if (!part) return;
+  loadedSave_ = sharedCount(std::u16string(kPart.relationshipType));
+  entries_ = read();
+}
+
+CipherDataManager::Entries CipherDataManager::read() {
   Entries loaded;
+  auto const part = kPart.find(getPackage());
+  if (!part) return loaded;
   for (CipherEntry& entry : xml_->read(*part->getInputStream())) {
     RelationshipSelector const selector = entry.getRelationshipSelector();
     if (!loaded.emplace(selector, std::move(entry)).second) throw InvalidCipherData(cipher_messages::kIsRepeated);
   }
-  entries_ = std::move(loaded);
+  return loaded;
+}
+
+/// Makes the changes of this manager to the entries that others have saved since it loaded its own: an entry that is
+/// lost takes the key of its content with it.
+void CipherDataManager::adopt(Entries others) {
+  for (auto const& [selector, former] : former_) {
+    auto const theirs = others.find(selector);
+    if (!isSame(theirs == others.end() ? nullptr : &theirs->second, former ? &*former : nullptr))
+      throw InvalidCipherData(cipher_messages::kIsChanged);
+    others.erase(selector);
+    auto const ours = entries_.find(selector);
+    if (ours != entries_.end()) others.insert(*ours);
+  }
+  entries_ = std::move(others);
 }
 
 // Loads first: a manager that was marked dirty but never used has nothing else to save. The document is made
 // before the part is touched; the schema wants one entry or more.
 void CipherDataManager::doSave() {
   load();
-  if (entries_.empty()) return kPart.remove(getPackage());
+  std::uint64_t& saves = sharedCount(std::u16string(kPart.relationshipType));
+  if (saves != loadedSave_) adopt(read());
   std::vector<CipherEntry> entries;
   for (auto const& [selector, entry] : entries_) entries.push_back(entry);
-  kPart.save(getPackage(), xml_->write(entries));
+  if (entries.empty())
+    kPart.remove(getPackage());
+  else
+    kPart.save(getPackage(), xml_->write(entries));
+  former_.clear();
+  loadedSave_ = ++saves;
 }
 
 std::vector<std::u16string> CipherDataManager::doGetManagedPartNames() const { return {std::u16string(kPart.name)}; }

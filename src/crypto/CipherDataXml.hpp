@@ -31,6 +31,7 @@ inline constexpr char kCouldNotCreate[] = "Unable to create cipher entry. ";
 inline constexpr char kIsPresent[] =
     "Unable to create cipher entry. This is likely because the relationshipSelector is already present.";
 inline constexpr char kNotFound[] = "No cipher data found for the given RelationshipSelector.";
+inline constexpr char kIsChanged[] = "Another manager of the package has changed the same cipher entry.";
 inline constexpr char kIsRepeated[] = "Cipher data in the package has multiple entries with the same values.";
 
 // The name in the message of the value's attribute is what programs know and compare with.

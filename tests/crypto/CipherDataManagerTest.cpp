@@ -270,6 +270,56 @@ TEST_F(CipherData, SavedDirtyButUnusedStaysAsItWas) {
   expectEntry(CipherDataManager(*other).getCipherEntry(byID()), byID());
 }
 
+TEST_F(CipherData, KeepsWhatEachOfTwoManagersAdds) {
+  CipherDataManager other(*package);
+  EXPECT_FALSE(other.hasCipherEntry(byID()));
+  add(byType());
+  package->save();
+  other.addCipherEntry(byID(), {7}, u"salt 2", {8});
+  package->save();
+  CipherDataManager reader(*package);
+  expectEntry(reader.getCipherEntry(byType()), byType());
+  EXPECT_EQ(reader.getCipherEntry(byID()).getSalt(), u"salt 2");
+}
+
+TEST_F(CipherData, KeepsWhatTwoManagersAddForOneSave) {
+  CipherDataManager other(*package);
+  add(byType());
+  other.addCipherEntry(byID(), kHash, kSalt, kIV);
+  package->save();
+  CipherDataManager reader(*package);
+  EXPECT_TRUE(reader.hasCipherEntry(byType()));
+  EXPECT_TRUE(reader.hasCipherEntry(byID()));
+}
+
+TEST_F(CipherData, DeletesBesideAnotherManagerWhatItHas) {
+  add(byType());
+  add(byID());
+  package->save();
+  CipherDataManager other(*package);
+  other.deleteCipherEntry(byType());
+  package->save();
+  manager.deleteCipherEntry(byID());
+  package->save();
+  EXPECT_FALSE(package->hasPart(PartName(kPart)));
+}
+
+TEST_F(CipherData, RefusesToSaveTwoChangesOfOneEntry) {
+  add(byType());
+  package->save();
+  {
+    CipherDataManager other(*package);
+    other.deleteCipherEntry(byType());
+    manager.deleteCipherEntry(byType());
+    manager.addCipherEntry(byType(), {9}, u"mine", {8});
+    EXPECT_THROW_MESSAGE(package->save(), InvalidCipherData,
+                         "Another manager of the package has changed the same cipher entry.");
+    EXPECT_THROW(package->save(), InvalidCipherData);
+  }
+  EXPECT_NO_THROW(package->save());
+  EXPECT_EQ(CipherDataManager(*package).getCipherEntry(byType()).getSalt(), u"mine");
+}
+
 TEST(CipherDataRandom, GivesSaltsOf32Digits) {
   std::set<std::u16string> seen;
   for (int i = 0; i < 100; ++i) {

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -66,8 +68,10 @@ struct PasswordKey {
 /// model::InvalidPartContent for what an entry lacks and InvalidCipherData for two entries with one selector; the
 /// next operation repeats a load that failed. Saving writes the entries into the part that the relationship leads to,
 /// in order of source, kind and criteria of their selectors, so that equal entries give equal bytes; without entries it
-/// deletes part and relationship. The manager borrows the package and must not outlive it. One thread at a time. Of
-/// several managers of one package, the last one that is dirty at a save determines the entries.
+/// deletes part and relationship. The manager borrows the package and must not outlive it. One thread at a time.
+///
+/// Several managers of one package do not see each other's changes, and a save keeps the changes of all. Where two have
+/// changed the entry of one selector, the save throws InvalidCipherData until the later one is destroyed.
 class ZT_API CipherDataManager : public model::DataManager {
  public:
   explicit CipherDataManager(model::Package& package);
@@ -140,8 +144,13 @@ class ZT_API CipherDataManager : public model::DataManager {
   using Entries = std::map<model::RelationshipSelector, CipherEntry, SelectorOrder>;
 
   Entries::iterator find(model::RelationshipSelector const& selector);
+  Entries read();
+  void change(model::RelationshipSelector const& selector);
+  void adopt(Entries others);
 
   Entries entries_;
+  std::map<model::RelationshipSelector, std::optional<CipherEntry>, SelectorOrder> former_{};  // of those changed since
+  std::uint64_t loadedSave_ = 0;  // the package's count of saves that the entries include
   std::unique_ptr<CipherDataXml> xml_;
 };
 
