@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opc/ztservices/Passwords.hpp"
 
-#include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include "crypto/Bytes.hpp"
+#include "crypto/CryptoErrors.hpp"
 #include "opc/ztservices/Rekey.hpp"
 #include "services/tree/Messages.hpp"
 
@@ -60,16 +60,14 @@ class EntryWriter : public CipherDataManager {
   }
 };
 
-/// The bounds are checked first, so that only a wrong password is left to be refused without a type.
+/// The bounds are checked first, so that CouldNotDecrypt means a wrong password alone.
 std::vector<unsigned char> keyOfPassword(model::Package& package, std::u16string const& password) {
   CipherEntry const entry = CipherDataManager(package).getCipherEntry(selectorOfFileSystem());
   std::string const excess = CipherDataManager::describeExcessiveCost(entry.getSalt());
   if (!excess.empty()) throw Exception(excess);
   try {
     return CipherDataManager::derivePasswordKey(password, entry, kKeyBytes);
-  } catch (Exception const&) {
-    throw;
-  } catch (std::runtime_error const&) {
+  } catch (foundation::crypto::utils::CouldNotDecrypt const&) {
     throw WrongPassword(messages::kWrongPassword);
   }
 }

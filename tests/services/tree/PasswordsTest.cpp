@@ -104,12 +104,66 @@ TEST_F(Passwords, LeaveFilesAloneThatNoSaveHasWritten) {
   EXPECT_FALSE(files.isEncryptionEnabled());
 }
 
+opc::model::RelationshipSelector selectorOf(char16_t const* type) {
+  return {opc::model::URI("/"), opc::model::RelationshipSelectorType::ByType, type};
+}
+
+TEST_F(Passwords, StayBesideWhatAnotherManagerRecords) {
+  {
+    auto const package = Package::create(path_);
+    CipherDataManager before(*package), after(*package);
+    before.addCipherEntry(selectorOf(u"http://example.org/before"), {1}, u"salt", {2});
+    EXPECT_FALSE(after.hasCipherEntry(selectorOf(u"http://example.org/after")));
+    FileSystemManager files(*package);
+    protectWithPassword(files, "secret", kCheap);
+    after.addCipherEntry(selectorOf(u"http://example.org/after"), {1}, u"salt", {2});
+    files.addFile(bytesOf("text"), "/a.txt");
+    package->save();
+  }
+  EXPECT_EQ(text("secret"), "text");
+  auto const package = Package::open(path_, AccessMode::ReadOnly);
+  EXPECT_TRUE(CipherDataManager(*package).hasCipherEntry(selectorOf(u"http://example.org/before")));
+  EXPECT_TRUE(CipherDataManager(*package).hasCipherEntry(selectorOf(u"http://example.org/after")));
+}
+
+/// An entry for the file system that another manager holds would take the key of the files with it.
+TEST_F(Passwords, AreNotReplacedByWhatAnotherManagerRecords) {
+  auto const package = Package::create(path_);
+  FileSystemManager files(*package);
+  {
+    CipherDataManager other(*package);
+    other.addCipherEntry(selectorOf(FileSystemManager::getRelationshipType().c_str()), {1}, u"salt", {2});
+    protectWithPassword(files, "secret", kCheap);
+    files.addFile(bytesOf("text"), "/a.txt");
+    EXPECT_THROW(package->save(), InvalidCipherData);
+  }
+  package->save();
+  EXPECT_EQ(text("secret"), "text");
+}
+
+TEST_F(Passwords, AreNotCalledWrongWhereTheEntryIsAtFault) {
+  for (char16_t const* const salt :
+       {u"$other$ln=10,r=8,p=1$0011223344556677", u"$scrypt$ln=0,r=8,p=1$0011223344556677", u"123456"}) {
+    auto const package = Package::createInMemory();
+    CipherDataManager data(*package);
+    data.addCipherEntry(selectorOf(FileSystemManager::getRelationshipType().c_str()), {1}, salt, {1});
+    package->saveToBytes();
+    FileSystemManager files(*package);
+    try {
+      unlockWithPassword(files, "secret");
+      ADD_FAILURE() << "nothing was thrown";
+    } catch (WrongPassword const&) {
+      ADD_FAILURE() << opc::toASCIIString(salt);
+    } catch (opc::Exception const&) {
+    }
+  }
+}
+
 TEST_F(Passwords, AreNotDerivedBeyondTheBounds) {
   auto const package = Package::createInMemory();
   CipherDataManager data(*package);
-  opc::model::RelationshipSelector const selector(opc::model::URI("/"), opc::model::RelationshipSelectorType::ByType,
-                                                  FileSystemManager::getRelationshipType());
-  data.addCipherEntry(selector, {1}, CipherDataManager::generateRandomSalt(PasswordCost{.logN = 30}), {1, 2});
+  data.addCipherEntry(selectorOf(FileSystemManager::getRelationshipType().c_str()), {1},
+                      CipherDataManager::generateRandomSalt(PasswordCost{.logN = 30}), {1, 2});
   package->saveToBytes();
   FileSystemManager files(*package);
   EXPECT_THROW(unlockWithPassword(files, "secret"), opc::Exception);
