@@ -25,7 +25,9 @@ except ImportError:
     sys.exit(77)
 
 BASE = "http://schemas.corvanta.example"
+MANIFEST = BASE + "/package/2013/relationships/filesystemManifest"
 PASSWORD = "caf\u00e9 \u00a0 au lait"
+EARLIER = "cafe\u0301 au lait"  # decomposed
 
 
 def expand(root, info):
@@ -36,14 +38,14 @@ def key_of_password(entry, password):
     """The key by a cipher entry, whose hash must be right."""
     name = f"{{{BASE}/package/2018/cipherData}}"
     text = {tag: entry.find(name + tag).text for tag in ("Hash", "Salt", "IV")}
-    plain = "".join(" " if unicodedata.category(c) == "Zs" else c for c in unicodedata.normalize("NFC", password))
+    normal = "".join(" " if unicodedata.category(c) == "Zs" else c for c in unicodedata.normalize("NFC", password))
     salt = text["Salt"].encode() + base64.b64decode(text["IV"])
     if text["Salt"].startswith("$scrypt$"):
         cost = dict(pair.split("=") for pair in text["Salt"].split("$")[2].split(","))
-        root = hashlib.scrypt(plain.encode(), salt=salt, n=2 ** int(cost["ln"]), r=int(cost["r"]), p=int(cost["p"]),
+        root = hashlib.scrypt(normal.encode(), salt=salt, n=2 ** int(cost["ln"]), r=int(cost["r"]), p=int(cost["p"]),
                               maxmem=2 ** 30, dklen=32)
     else:
-        root = hashlib.pbkdf2_hmac("sha256", plain.encode(), salt, 600_000, 32)
+        root = hashlib.pbkdf2_hmac("sha256", password.encode(), salt, 600_000, 32)
     if base64.b64encode(expand(root, b"ztservices cipher data: verifier")).decode() != text["Hash"]:
         sys.exit("the hash of the password is another one")
     return expand(root, b"ztservices cipher data: key")
@@ -98,7 +100,7 @@ def read(path, key=None, password=None):
         if password is not None:
             data = package.read(target_of(package, BASE + "/package/2018/relationships/cipherData")[1:])
             key = key_of_password(xml.fromstring(data)[0], password)
-        manifest = target_of(package, BASE + "/package/2013/relationships/filesystemManifest")
+        manifest = target_of(package, MANIFEST)
         marks = set()
 
         def content(part):
@@ -136,6 +138,29 @@ def make_tree(tree):
             file.chmod(0o640)
 
 
+def pack_as_earlier(ztpkg, package):
+    """A package whose password is derived as that of packages before scrypt, and was not normalized."""
+    salt, iv = os.urandom(16).hex(), os.urandom(16)
+    root = hashlib.pbkdf2_hmac("sha256", EARLIER.encode(), salt.encode() + iv, 600_000, 32)
+    Path("derived").write_bytes(expand(root, b"ztservices cipher data: key"))
+    verifier = base64.b64encode(expand(root, b"ztservices cipher data: verifier")).decode()
+    Path("entry.xml").write_text(
+        f'''<?xml version="1.0" encoding="UTF-8"?>
+<CipherData xmlns="{BASE}/package/2018/cipherData"><CipherEntry>
+<RelationshipSelector SourceURI="/" SelectorType="ByType" Value="{MANIFEST}"/>
+<Hash>{verifier}</Hash><Salt>{salt}</Salt><IV>{base64.b64encode(iv).decode()}</IV></CipherEntry></CipherData>''',
+        encoding="ascii")
+    for command in (["pack", "-q", "-k", "derived", "tree", package],
+                    ["part", "put", package, "/metadata/ztCipherData.xml", "entry.xml", "--type",
+                     "application/vnd.corvanta.package.cipherData+xml"],
+                    ["rel", "add", package, BASE + "/package/2018/relationships/cipherData",
+                     "/metadata/ztCipherData.xml"]):
+        subprocess.run([ztpkg, *command], check=True, stdout=subprocess.DEVNULL)
+    Path("earlier").write_text(EARLIER + "\n", encoding="utf-8")
+    Path("earlier").chmod(stat.S_IRUSR)
+    subprocess.run([ztpkg, "verify", "-q", package, "--password-file", "earlier"], check=True)
+
+
 def main():
     ztpkg = os.path.abspath(sys.argv[1])
     with tempfile.TemporaryDirectory() as scratch:
@@ -160,10 +185,13 @@ def main():
             subprocess.run([ztpkg, "pack", "-q", *options, "tree", name + ".ztp"], check=True)
             if read(name + ".ztp", **secret) != (files, {"/link": "folder/long"}, marks):
                 sys.exit(f"{name}: read otherwise than it was packed")
+        pack_as_earlier(ztpkg, "earlier.ztp")
+        if read("earlier.ztp", password=EARLIER) != (files, {"/link": "folder/long"}, plain):
+            sys.exit("the package with an earlier password is read otherwise")
         subprocess.run([ztpkg, "rekey", "-q", "plain.ztp", "--new-key-file", "key", "--compress"], check=True)
         if read("plain.ztp", key=key) != (files, {"/link": "folder/long"}, both):
             sys.exit("the package that was encrypted is read otherwise")
-        print(f"{len(kinds) + 1} packages were read by their documentation")
+        print(f"{len(kinds) + 2} packages were read by their documentation")
 
 
 if __name__ == "__main__":
