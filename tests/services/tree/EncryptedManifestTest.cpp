@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "crypto/CryptoAdapters.hpp"
 #include "crypto/IVGenerators.hpp"
