@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // How long after a stop request does an operation end? Each operation is stopped at points that are spread over its
 // time, on the same tree: text of 8 MiB and less in each file, one file of 32 MiB, and 2,000 small files. Printed are
-// the time of the whole operation and the median and the longest time from the request to the end, in milliseconds.
+// the time of the whole operation, the median and the longest time from the request to the end, and the most processor
+// time that the process takes meanwhile, which does not depend on what else the machine does. All in milliseconds.
 //
 //   bench_cancellation [DIRECTORY [STOPS]]      (default: the temporary directory, 20)
 #include <unistd.h>
@@ -11,11 +12,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <ctime>
 #include <exception>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <system_error>
@@ -69,6 +72,18 @@ void makeTree(fs::path const& root) {
   for (int i = 0; i < 2'000; ++i) write(root / "small" / std::to_string(i), "number " + std::to_string(i));
 }
 
+/// Of the process, in milliseconds.
+double processorTime() {
+  timespec time{};
+  if (clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time) != 0) throw Exception("no clock");
+  return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
+}
+
+/// From the request to the end of the operation.
+struct Latency {
+  double passed = 0, worked = 0;
+};
+
 /// The work that is measured, made ready.
 using Work = std::function<void(Monitor const&)>;
 using Prepare = std::function<Work()>;
@@ -95,7 +110,7 @@ class Bench {
   Bench& operator=(Bench const&) = delete;
 
   void run() {
-    std::printf("%-44s %9s %9s %9s\n", "operation", "whole", "median", "longest");
+    std::printf("%-44s %9s %9s %9s %9s\n", "operation", "whole", "median", "longest", "processor");
     for (Storing const& storing : kStorings) measureStoring(storing);
     measureEntries();
   }
@@ -211,35 +226,35 @@ class Bench {
       return Milliseconds(Clock::now() - begin);
     };
     Milliseconds const whole = start();
-    std::vector<double> latencies;
+    std::vector<Latency> latencies;
     for (int i = 0; i < stops_; ++i) {
-      double const latency = stopAfter(whole * (i + 0.5) / stops_, prepare());
-      if (latency >= 0) latencies.push_back(latency);
+      if (auto const latency = stopAfter(whole * (i + 0.5) / stops_, prepare())) latencies.push_back(*latency);
     }
-    std::ranges::sort(latencies);
-    if (latencies.empty()) latencies.push_back(0);
-    std::printf("%-44s %9.0f %9.1f %9.1f\n", (std::string(operation) + ", " + storing.name).c_str(), whole.count(),
-                latencies[latencies.size() / 2], latencies.back());
+    if (latencies.empty()) latencies.push_back({});
+    std::ranges::sort(latencies, {}, &Latency::passed);
+    std::printf("%-44s %9.0f %9.1f %9.1f %9.1f\n", (std::string(operation) + ", " + storing.name).c_str(),
+                whole.count(), latencies[latencies.size() / 2].passed, latencies.back().passed,
+                std::ranges::max(latencies, {}, &Latency::worked).worked);
     std::fflush(stdout);
   }
 
-  /// Negative where the operation had ended before.
-  static double stopAfter(Milliseconds wait, Work const& work) {
+  /// Nothing where the operation had ended before.
+  static std::optional<Latency> stopAfter(Milliseconds wait, Work const& work) {
     std::stop_source stop;
     Clock::time_point requested;
+    double worked = 0;
     std::jthread const requesting([&] {
       std::this_thread::sleep_for(wait);
       requested = Clock::now();
+      worked = processorTime();
       stop.request_stop();
     });
-    Clock::time_point ended;
     try {
       work({.stop = stop.get_token()});
-      return -1;
+      return std::nullopt;
     } catch (Cancelled const&) {
-      ended = Clock::now();
+      return Latency{Milliseconds(Clock::now() - requested).count(), processorTime() - worked};
     }
-    return Milliseconds(ended - requested).count();
   }
 
   fs::path root_;

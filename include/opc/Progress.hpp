@@ -30,7 +30,7 @@ struct Monitor {
   std::stop_token stop = {};
 };
 
-/// The monitor ended the operation, within 100 milliseconds unless the system holds a single call for longer. No
+/// The monitor ended the operation, within 100 milliseconds; docs/how-to.md lists the calls that take longer. No
 /// temporary file remains, and a package that was to be replaced is as before.
 class ZT_API Cancelled : public Exception {
  public:

@@ -28,7 +28,7 @@ def main():
         os.mkdir("tree")
         with open("tree/long", "wb") as file:
             for _ in range(size):
-                file.write(os.urandom(1 << 19) + bytes(1 << 19))
+                file.write(bytes(1 << 19) + os.urandom(1 << 19))  # the beginning decides whether it is compressed
         for key in ("key", "other"):
             subprocess.run([ztpkg, "keygen", key], check=True)
         for compress in ([], ["--compress"]):

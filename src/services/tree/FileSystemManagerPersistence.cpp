@@ -9,8 +9,10 @@
 #include <utility>
 #include <vector>
 
+#include "io/Watch.hpp"
 #include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/FileSystem.hpp"
+#include "package/Watching.hpp"
 #include "services/tree/CompressedContent.hpp"
 #include "services/tree/ContentParts.hpp"
 #include "services/tree/EncryptedContent.hpp"
@@ -38,6 +40,22 @@ class BytesSource final : public IContentSource {
   std::vector<unsigned char> bytes_;
   model::ContentType type_;
   ByteArrayInAdaptor stream_;
+};
+
+/// Checks the watch at each write, so that the monitor can end the writing of a long manifest.
+class WatchedOutput final : public OutputStream {
+ public:
+  WatchedOutput(OutputStream& inner, Watch* watch) : inner_(inner), watch_(watch) {}
+
+  void write(void const* data, std::size_t count) override {
+    if (watch_) watch_->check();
+    inner_.write(data, count);
+  }
+  void close() override { inner_.close(); }
+
+ private:
+  OutputStream& inner_;
+  Watch* watch_;
 };
 
 /// In order of path.
@@ -181,10 +199,12 @@ void FileSystemManager::doSaveCurrent() {
 
 /// Only a manifest that is compressed leaves names out. It hardly ever is not, as XML shrinks.
 std::unique_ptr<IContentSource> FileSystemManager::manifestSource() const {
-  auto const write = [this](UsualNames const& leftOut) {
+  model::Watching const watching(getPackage());
+  auto const write = [&](UsualNames const& leftOut) {
     std::vector<unsigned char> bytes;
     ByteArrayOutAdaptor buffer(bytes);
-    manifest_->write(*tree_, buffer, leftOut);
+    WatchedOutput watched(buffer, watching.current());
+    manifest_->write(*tree_, watched, leftOut);
     return std::make_unique<BytesSource>(std::move(bytes), getPartContentType());
   };
   if (!isEncryptionEnabled()) return write({});
