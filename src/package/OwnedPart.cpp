@@ -99,7 +99,7 @@ void OwnedPart::replace(Package& package, ContentType const& type, WriteContent 
 PartName OwnedPart::freeName(Package const& package) const {
   std::u16string clash;
   for (unsigned number = 1;; ++number) {
-    PartName const free(std::u16string(name) + toString("." + std::to_string(number)));
+    PartName free(std::u16string(name) + toString("." + std::to_string(number)));
     if (!package.isPartDerivedFromExistingPartName(free, clash)) return free;
   }
 }
