@@ -14,6 +14,9 @@
 /// The plain model that random edits of packages are held against.
 namespace zt_model {
 
+/// Stands for what cannot be read.
+inline constexpr char kUnreadable[] = "(unreadable)";
+
 enum class Kind { File, Folder, Link };
 
 /// What a user knows of an entry.
