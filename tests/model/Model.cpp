@@ -253,6 +253,13 @@ void Model::rewrite(std::u16string const& path, std::string const& content) {
   node.isKept = false;
 }
 
+Model Model::saved() const {
+  Model kept = *this;
+  for (auto& [path, node] : kept.entries)
+    if (node.kind == Kind::Folder && hasChildren(path)) node = {};
+  return kept;
+}
+
 opc::model::RelationshipSelector cipherSelector(unsigned number) {
   return {opc::model::URI(u"/"), opc::model::RelationshipSelectorType::ByID,
           u"id" + opc::toString(std::to_string(number))};

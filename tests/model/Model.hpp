@@ -57,6 +57,9 @@ struct Model {
   /// Gives a file other content. The files that share its part keep theirs.
   void rewrite(std::u16string const& path, std::string const& content);
 
+  /// What a save keeps: a manifest does not list folders with entries below them, which lose permissions and times.
+  Model saved() const;
+
   bool operator==(Model const&) const = default;
 };
 

@@ -116,7 +116,7 @@ void World::save() {
     package().save();
   else
     saved_ = package().saveToBytes();
-  savedModel_ = model_;
+  savedModel_ = model_.saved();
 }
 
 void World::reopen() {
