@@ -44,7 +44,8 @@ class Archive : public std::enable_shared_from_this<Archive> {
 
   RandomAccessBytes const& bytes() const { return *bytes_; }
 
-  /// Whether the bytes still hold the directory that was read. Throws exceptions of reading the bytes.
+  /// Whether the bytes still hold the directory that was read; false for one that a Reader has made of local headers.
+  /// Throws exceptions of reading the bytes.
   bool holdsItsDirectory() const;
 
   static constexpr std::uint64_t kVerifiedWholeBytes = 8u << 20;
@@ -61,7 +62,7 @@ class Archive : public std::enable_shared_from_this<Archive> {
   static std::unique_ptr<InputStream> unpackLocated(Entry const& item, ItemFacts const& facts, Located const& located);
 
   std::shared_ptr<RandomAccessBytes const> bytes_;
-  std::unique_ptr<unsigned char[]> directory_;  // the central directory as read
+  std::unique_ptr<unsigned char[]> directory_;  // as read, perhaps without the end of its signature
   std::size_t directorySize_ = 0;
   std::vector<std::uint64_t> offsets_;  // of each entry within directory_
   std::vector<std::uint64_t> starts_;   // of local headers, sorted; empty when the directory has that order

@@ -72,7 +72,8 @@ class DirectoryBytes {
   /// The bytes at that position, valid until the next call; null where the directory has fewer.
   unsigned char const* get(std::size_t at, std::size_t count);
   std::size_t size() const { return size_; }
-  /// The whole copy, after get() has reached its end.
+  /// What was copied so far: at least what get() has given.
+  std::size_t copiedSize() const { return filled_; }
   std::unique_ptr<unsigned char[]> take() { return std::move(data_); }
 
  private:

@@ -76,7 +76,7 @@ void DirectoryReader::takeEntries(RandomAccessBytes const& bytes, DirectoryPlace
     at += size;
   }
   isComplete_ = at == directory.size() || isDirectorySignature(directory, at);
-  archive_.directorySize_ = directory.size();
+  archive_.directorySize_ = directory.copiedSize();
   archive_.directory_ = directory.take();
 }
 

@@ -12,15 +12,11 @@
 #include "package/PartNameRules.hpp"
 
 namespace opc::model::detail {
-namespace {
 
-/// Ignores parameters: an encrypted manifest is a manifest.
-bool hasType(Part const& part, std::u16string_view contentType) {
+bool OwnedPart::isTypeOf(Part const& part) const {
   ContentType const type = part.getContentType();
   return equalIgnoringCase(type.getType() + u"/" + type.getSubType(), contentType);
 }
-
-}  // namespace
 
 std::optional<Part> OwnedPart::find(Package const& package) const {
   auto const found = package.getRelationshipsByType(std::u16string(relationshipType));
@@ -53,7 +49,7 @@ std::optional<Part> OwnedPart::findUnderOwnName(Package const& package) const {
   PartName const there(existing);
   if (!there.isEquivalentTo(own) || !package.hasPart(there)) return std::nullopt;
   Part part = package.getPart(there);
-  return hasType(part, contentType) ? std::optional<Part>(std::move(part)) : std::nullopt;
+  return isTypeOf(part) ? std::optional<Part>(std::move(part)) : std::nullopt;
 }
 
 void OwnedPart::save(Package& package, std::vector<unsigned char> const& content) const {

@@ -34,6 +34,9 @@ struct OwnedPart {
   /// The part of the owned content type under the owned name, orphan or not.
   std::optional<Part> findUnderOwnName(Package const& package) const;
 
+  /// Whether the part has the owned content type. Ignores parameters: an encrypted manifest is a manifest.
+  bool isTypeOf(Part const& part) const;
+
   /// Replaces the content of the part that findAny() returns, or creates the part and its relationship. Deletes the
   /// relationships before it that lead to no part. Throws
   /// PartNameClash where a foreign part or item has the name, and exceptions of `write`. An exception never leaves a

@@ -123,7 +123,7 @@ bool isTextOf(std::string const& charset, std::string_view bytes) {
     CharsetDecoder decoder(charset, CharsetDecoder::Invalid::Throw);
     return decoder.isSingleByte() ? isText(decoder, distinctBytes(bytes)) : isText(decoder, bytes);
   } catch (UndecodableText const&) {
-    return false;  // or a name that the converter does not know, as the locale's may be
+    return false;
   }
 }
 
@@ -163,6 +163,7 @@ class LegacyText {
   std::string charset() const;
 
  private:
+  static void throwIfNoCharset(std::string const& usersEncoding);
   std::optional<std::string> userCharset() const;
   Reading const* secondTo(std::u16string const& text) const;
   std::string charsetOf(Reading const& reading) const;
@@ -212,9 +213,18 @@ Nats strongLead(CharsetKind kind) {
   return isUnwanted ? 6 : 20;
 }
 
+// The user's encoding comes first. Where it cannot be read, no other one can be held against it.
+void LegacyText::throwIfNoCharset(std::string const& usersEncoding) try {
+  CharsetDecoder(usersEncoding, CharsetDecoder::Invalid::Throw);
+} catch (UndecodableText const&) {
+  throw UndecodableText("The character set of the text is unknown, and so is that of the locale: " + usersEncoding);
+}
+
 std::optional<std::string> LegacyText::userCharset() const {
   std::string charset = opc::getUserDefaultEncoding();
-  if (charset == kUTF8 || charset == kASCII || !isTextOf(charset, bytes_)) return std::nullopt;
+  if (charset == kUTF8 || charset == kASCII) return std::nullopt;
+  throwIfNoCharset(charset);
+  if (!isTextOf(charset, bytes_)) return std::nullopt;
   std::optional<Reading> const own = readAs(charset, sample_);
   if (!own || !makesSense(*own)) return std::nullopt;
   bool const isOutdone = std::any_of(readings_.begin(), readings_.end(), [&own](Reading const& other) {

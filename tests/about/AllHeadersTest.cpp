@@ -26,4 +26,12 @@ TEST(AllHeaders, SufficeForAProgramWithoutUTF16) {
   EXPECT_TRUE(files.hasEntry("/a.txt"));
 }
 
+/// It would not compile where two of the namespaces had one.
+TEST(AllHeaders, HaveOneNamespaceOfDetails) {
+  using namespace opc;
+  using namespace opc::model;
+  using namespace opc::ztservices;
+  EXPECT_EQ(detail::toStringFromUTF8String("a", true), u"a");
+}
+
 }  // namespace

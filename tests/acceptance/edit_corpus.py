@@ -1,13 +1,15 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Edits other people's packages with every command that changes one: edit_corpus.py FORKS ADD CORPUS STEP
+"""Edits other people's packages with every command that changes one: edit_corpus.py FORKS ADD CORPUS STEP [-v]
 
-Takes each STEPth package. An independent reader of ZIP archives sees what the edit did not name as it was before: every item with its bytes and
-fields, every content type, every relationship. Or the command refused, and the file is unchanged. ADD gives packages
-the file system that `add` and `remove` need.
+Takes each STEPth package. An independent reader of ZIP archives sees what the edit did not name as it was before: every
+item with its bytes and fields, every content type, every relationship. Or the command refused, and the file is
+unchanged. Commands that refuse good packages are a fault too. ADD gives packages the file system that some commands
+need. Prints how often each command edited and refused; with -v also the codes of the refusals.
 """
 import collections
 import io
+import json
 import pathlib
 import re
 import subprocess
@@ -25,30 +27,64 @@ ROOT_RELATIONSHIPS = "_rels/.rels"
 MANIFEST = "metadata/filesystemManifest.xml"
 CORE_TYPE = "application/vnd.openxmlformats-package.core-properties+xml"
 PROPERTIES = "other properties"
-REPLACED = b"replaced what cannot be read"  # the tool says that properties are lost
 REFUSALS = (1, 2, 3, 4)  # exit codes
-FOLDERS = ("opc-good", "opc-bad", "made", "zip-hostile")
+GOOD = "opc-good"
+FOLDERS = (GOOD, "opc-bad", "made", "zip-hostile")
 KEY = "00" * 32
 COMMENT = b"by hand"
 SURROUNDED = 5  # good packages that get a comment, and a program in front
+CORE_RELATIONSHIP = ".*/metadata/core-properties"
+MANIFEST_RELATIONSHIP = ".*/filesystemManifest"
+PLAIN_NAME = re.compile(r"[A-Za-z0-9/._-]+")
 CREATED = "{http://purl.org/dc/terms/}created"
+SOURCE = bytes(range(256))
+UNREADABLE = (zipfile.BadZipFile, ElementTree.ParseError, UnicodeDecodeError, ValueError, NotImplementedError)
 PIECE = re.compile(r"/\[\d+\](\.last)?\.piece$", re.I)
 
-# What a command may change in the archive beside the content types and the package's relationships: items by a pattern.
-Command = collections.namedtuple("Command", "name arguments changes needs_files")
-COMMANDS = (
-    Command("props set title", ("props", "set", "PACKAGE", "title=Another title"), "CORE", False),
+# Stand for words that depend on the package.
+Package = collections.namedtuple("Package", "data part relationship")
+
+# What a command may change in the archive beside the content types: items by a pattern, relationships of the package by
+# their types and ids. `content` is of the part that gets the bytes of the source. It edits all good packages, or, where
+# `is_refused`, no package.
+Command = collections.namedtuple("Command", "name arguments items types ids content is_refused",
+                                 defaults=("", "", None, False))
+BARE = (
+    Command("props set title", ("props", "set", "PACKAGE", "title=Another title"), "CORE", CORE_RELATIONSHIP),
     Command("props set release", ("props", "set", "PACKAGE", "content-type=application/vnd.corvanta.model.test",
-                                  "friendly-name=Test", "release=R2020a"), r"CORE|metadata/ztcore.*", False),
-    Command("add", ("add", "PACKAGE", "SOURCE", "--to", "new", "-q"), MANIFEST + "|fsroot/new/.*", True),
-    Command("add --force", ("add", "PACKAGE", "SOURCE", "--to", "folder", "--force", "-q"),
-            MANIFEST + "|fsroot/folder/itself.bin", True),
-    Command("remove", ("remove", "PACKAGE", "/folder/itself.bin", "-q"), MANIFEST + "|fsroot/folder/itself.bin", True),
-    Command("remove --glob", ("remove", "PACKAGE", "--glob", "**/*.bin", "-q"),
-            MANIFEST + "|fsroot/folder/itself.bin", True),
-    Command("add with a key", ("add", "PACKAGE", "SOURCE", "--key-file", "KEYFILE", "-q"), None, True),
-    Command("add without a file system", ("add", "PACKAGE", "SOURCE", "-q"), None, False),
+                                  "friendly-name=Test", "release=R2020a"), r"CORE|metadata/ztcore.*",
+            CORE_RELATIONSHIP + "|.*/coreProperties.*"),
+    Command("add --create", ("add", "PACKAGE", "SOURCE", "--create"), MANIFEST + "|fsroot/source.bin",
+            MANIFEST_RELATIONSHIP, content="fsroot/source.bin"),
+    Command("part put a new part", ("part", "put", "PACKAGE", "/other/new.bin", "SOURCE", "--type", "image/png"),
+            "other/new.bin", content="other/new.bin"),
+    Command("part put", ("part", "put", "PACKAGE", "PART", "SOURCE"), "PART", content="PART"),
+    Command("part remove", ("part", "remove", "PACKAGE", "PART"), "PART|RELS"),
+    Command("rel add", ("rel", "add", "PACKAGE", "urn:new", "http://example.com/", "--external", "--id", "new1"),
+            "", "urn:new", "new1"),
+    Command("rel add to a part", ("rel", "add", "PACKAGE", "urn:new", "/other", "--external", "--source", "PART"),
+            "RELS"),
+    Command("rel remove", ("rel", "remove", "PACKAGE", "RELATIONSHIP"), "", "", "RELATIONSHIP"),
+    Command("add without a file system", ("add", "PACKAGE", "SOURCE"), "", is_refused=True),
+    Command("rekey without a file system", ("rekey", "PACKAGE", "--new-key-file", "KEYFILE"), "", is_refused=True),
 )
+OWN_FILE = "fsroot/folder/itself.bin"
+WITH_FILES = (
+    Command("add", ("add", "PACKAGE", "SOURCE", "--to", "new"), MANIFEST + "|fsroot/new/source.bin",
+            content="fsroot/new/source.bin"),
+    Command("add --force", ("add", "PACKAGE", "ITSELF", "--to", "folder", "--force"), MANIFEST + "|" + OWN_FILE),
+    Command("update", ("update", "PACKAGE", "TREE"), MANIFEST + "|fsroot/source.bin", content="fsroot/source.bin"),
+    Command("update --delete", ("update", "PACKAGE", "TREE", "--delete"),
+            MANIFEST + "|fsroot/source.bin|" + OWN_FILE, content="fsroot/source.bin"),
+    Command("move", ("move", "PACKAGE", "/folder/itself.bin", "/elsewhere/moved.bin"), MANIFEST),
+    Command("remove", ("remove", "PACKAGE", "/folder/itself.bin"), MANIFEST + "|" + OWN_FILE),
+    Command("remove --glob", ("remove", "PACKAGE", "--glob", "**/*.bin"), MANIFEST + "|" + OWN_FILE),
+    Command("add with a key", ("add", "PACKAGE", "SOURCE", "--key-file", "KEYFILE"), "", is_refused=True),
+    Command("rekey", ("rekey", "PACKAGE", "--new-key-file", "KEYFILE"), MANIFEST + "|fsroot/.*", MANIFEST_RELATIONSHIP),
+)
+DECRYPT = Command("rekey --to-plain", ("rekey", "PACKAGE", "--key-file", "KEYFILE", "--to-plain", "--force"),
+                  MANIFEST + "|fsroot/.*", MANIFEST_RELATIONSHIP)
+COMMANDS = (*BARE, *WITH_FILES, DECRYPT)
 
 ZIP64 = 1
 DESCRIPTOR_FLAG = 8  # of the way in which an archive was written; ours knows all sizes in advance
@@ -137,71 +173,126 @@ def properties(content):
     return found
 
 
+def relationships_item(part):
+    folder, _, name = part.rpartition("/")
+    return f"{folder}/_rels/{name}.rels".lstrip("/")
+
+
+def described(data):
+    """The package with a part and a relationship of its own; None where it has none or the other reader gives up."""
+    try:
+        view = View(data)
+        parts = [name for name, kind in sorted(content_types(view).items())
+                 if kind and PLAIN_NAME.fullmatch(name) and not name.endswith(".rels") and not kind.startswith(CORE_TYPE)
+                 and (name, 0) in view.items]
+        ids = sorted(name for name in relationships(view) if name and PLAIN_NAME.fullmatch(name))
+    except UNREADABLE:
+        return Package(data, None, None)
+    return Package(data, *(next(iter(names), None) for names in (parts, ids)))
+
+
 class Check:
     def __init__(self, forks, add, scratch):
         self.forks, self.add, self.scratch = forks, add, scratch
-        self.counts = collections.Counter()
+        self.edits, self.refusals, self.good = collections.Counter(), collections.Counter(), collections.Counter()
+        self.good_edits = collections.Counter()
         self.faults = []
-        self.source = scratch / "source.bin"
-        self.source.write_bytes(bytes(range(256)))
-        (scratch / "key").write_text(KEY)
+        self.files = {"SOURCE": scratch / "source.bin", "ITSELF": scratch / "itself.bin", "KEYFILE": scratch / "key",
+                      "TREE": scratch / "tree", "PACKAGE": scratch / "packages" / "package"}
+        for folder in (self.files["TREE"], self.files["PACKAGE"].parent):
+            folder.mkdir()
+        for file in (self.files["SOURCE"], self.files["TREE"] / "source.bin"):
+            file.write_bytes(SOURCE)
+        self.files["ITSELF"].write_bytes(b"replaced")
+        self.files["KEYFILE"].write_text(KEY)
 
-    def report(self, package, command, what):
-        self.faults.append(f"{package}: {command.name}: {what}")
-
-    def check(self, package, before):
-        copy = self.scratch / "packages" / "package"
-        copy.parent.mkdir(exist_ok=True)
-        for command in COMMANDS:
-            if not command.needs_files:
-                self.run(package, command, before, copy)
-        copy.write_bytes(before)
-        if subprocess.run([self.add, copy], capture_output=True, check=False).returncode:
+    def check(self, name, data, is_good=False):
+        package = described(data)
+        for command in BARE:
+            self.run(name, command, package, is_good)
+        self.files["PACKAGE"].write_bytes(data)
+        if subprocess.run([self.add, self.files["PACKAGE"]], capture_output=True, check=False).returncode:
             return
-        filled = copy.read_bytes()
-        for command in COMMANDS:
-            if command.needs_files:
-                self.run(package, command, filled, copy)
+        filled = described(self.files["PACKAGE"].read_bytes())
+        for command in WITH_FILES:
+            after = self.run(name, command, filled, is_good)
+        if after:  # of rekey
+            plain = self.run(name, DECRYPT, described(after), is_good)
+            if plain and View(plain).read(OWN_FILE) != View(filled.data).read(OWN_FILE):
+                self.faults.append(f"{name}: {DECRYPT.name}: the content of the file")
 
-    def run(self, package, command, before, copy):
-        copy.write_bytes(before)
-        words = {"PACKAGE": copy, "KEYFILE": self.scratch / "key",
-                 "SOURCE": self.source if command.name != "add --force" else self.itself()}
-        done = self.forks.run(*(words.get(word, word) for word in command.arguments), timeout=60)
+    def run(self, name, command, package, is_good):
+        """The package after the command; None where it refuses."""
+        words = self.files | {"PART": package.part and "/" + package.part, "RELATIONSHIP": package.relationship}
+        arguments = [words.get(word, word) for word in command.arguments]
+        if None in arguments:
+            return None
+        copy = self.files["PACKAGE"]
+        copy.write_bytes(package.data)
+        done = self.forks.run(*arguments, "--json", timeout=60)
         after = copy.read_bytes()
+        self.good[command.name] += is_good
         if [path for path in copy.parent.iterdir() if path != copy]:
-            self.report(package, command, "it leaves files behind")
-        if done.returncode not in (0, *REFUSALS):
-            self.report(package, command, f"it ended with {done.returncode}: {done.stderr}")
+            self.faults.append(f"{name}: {command.name}: it leaves files behind")
         if done.returncode:
-            self.counts["refused"] += 1
-            if after != before:
-                self.report(package, command, f"it ended with {done.returncode} and changed the file")
-        elif command.changes is None:
-            self.report(package, command, "it was not refused")
-        else:
-            self.counts["edited"] += 1
-            faults = self.faults_of(command, before, after)
-            self.faults += [f"{package}: {command.name}: {what}" for what in faults
-                            if not (REPLACED in done.stderr and what.startswith(PROPERTIES))]
+            return self.refused(name, command, done, after == package.data)
+        self.edits[command.name] += 1
+        self.good_edits[command.name] += is_good
+        if command.is_refused:
+            self.faults.append(f"{name}: {command.name}: it was not refused")
+        faults = [what for what in self.faults_of(command, package, after)
+                  if not (json.loads(done.stdout or "{}").get("replaced") and what.startswith(PROPERTIES))]
+        self.faults += [f"{name}: {command.name}: {what}" for what in faults]
+        return after
 
-    def itself(self):
-        path = self.scratch / "itself.bin"
-        path.write_bytes(b"replaced")
-        return path
-
-    def faults_of(self, command, before, after):
+    def refused(self, name, command, done, is_same):
+        if done.returncode not in REFUSALS:
+            self.faults.append(f"{name}: {command.name}: it ended with {done.returncode}: {done.stderr}")
+        if not is_same:
+            self.faults.append(f"{name}: {command.name}: it ended with {done.returncode} and changed the file")
         try:
-            old, new = View(before), View(after)
-            return [*self.items_changed(command, old, new), *self.rest_changed(old, new)]
-        except (zipfile.BadZipFile, ElementTree.ParseError, UnicodeDecodeError, ValueError) as fault:
-            return [f"the other reader gives up: {fault!r}"]
+            code = json.loads(done.stderr.splitlines()[-1])["error"]["code"]
+        except (IndexError, KeyError, TypeError, ValueError):
+            code = "no code"
+            self.faults.append(f"{name}: {command.name}: it gave no reason: {done.stderr}")
+        self.refusals[command.name, f"{done.returncode} {code}"] += 1
+
+    def too_few(self):
+        """The commands that refuse what they should edit."""
+        for command in COMMANDS:
+            edited, good = self.good_edits[command.name], self.good[command.name]
+            if not command.is_refused and (good == 0 or edited < good):
+                yield f"{command.name}: it edited {edited} of {good} good packages"
+
+    def print_counts(self, with_codes):
+        for command in COMMANDS:
+            codes = {code: count for (name, code), count in self.refusals.items() if name == command.name}
+            print(f"{command.name:28} {self.edits[command.name]:4} edited {sum(codes.values()):4} refused, of good ones "
+                  f"{self.good_edits[command.name]}/{self.good[command.name]}")
+            for code, count in sorted(codes.items(), key=lambda one: -one[1]) if with_codes else ():
+                print(f"    {count:4} {code}")
+
+    def faults_of(self, command, package, after):
+        try:
+            old, new = View(package.data), View(after)
+            yield from self.items_changed(command, package, old, new)
+            yield from self.relationships_changed(command, package, old, new)
+            if old.surroundings != new.surroundings:
+                yield f"the comment or what stands before the archive: {old.surroundings}, {new.surroundings}"
+        except UNREADABLE as fault:
+            yield f"the other reader gives up: {fault!r}"
+        opened = self.forks.run("part", "list", self.files["PACKAGE"], timeout=60)
+        if opened.returncode:
+            yield f"the package cannot be opened any more: {opened.stderr}"
 
     @staticmethod
-    def items_changed(command, old, new):
+    def items_changed(command, package, old, new):
         old_types, new_types = content_types(old), content_types(new)
         core = [name for name, kind in (old_types | new_types).items() if kind and kind.startswith(CORE_TYPE)]
-        named = re.compile(command.changes.replace("CORE", "|".join(map(re.escape, core)) or "-"), re.I)
+        part = package.part or "-"
+        words = {"CORE": core, "PART": [part], "RELS": [relationships_item(part)]}
+        named = re.compile(re.sub("CORE|PART|RELS", lambda word: "|".join(map(re.escape, words[word[0]])) or "-",
+                                  command.items), re.I)
 
         def is_named(name):
             return name.lower() in (TYPES.lower(), ROOT_RELATIONSHIPS) or named.fullmatch(name)
@@ -219,6 +310,8 @@ class Check:
         for name, kind in old_types.items():
             if not is_named(name) and new_types.get(name) != kind:
                 yield f"the type of {name}: {kind}, {new_types.get(name)}"
+        if command.content and new.read(command.content.replace("PART", part)) != SOURCE:
+            yield f"the content of {command.content} is not that of the source"
         for name in core:
             if (name, 0) in old.items and (name, 0) in new.items:
                 before, after = properties(old.read(name)), properties(new.read(name))
@@ -228,13 +321,16 @@ class Check:
                     yield f"{PROPERTIES} in {name}: {before} {after}"
 
     @staticmethod
-    def rest_changed(old, new):
-        after = relationships(new)
-        for name, one in relationships(old).items():
-            if after.get(name) != one:
-                yield f"the relationship {name}: {one}, {after.get(name)}"
-        if old.surroundings != new.surroundings:
-            yield f"the comment or what stands before the archive: {old.surroundings}, {new.surroundings}"
+    def relationships_changed(command, package, old, new):
+        before, after = relationships(old), relationships(new)
+        ids = [package.relationship if command.ids == "RELATIONSHIP" else command.ids]
+        for name in before.keys() | after.keys():
+            one, other = before.get(name), after.get(name)
+            is_named = name in ids or re.fullmatch(command.types, (one or other).get("Type", ""))
+            if one != other and not is_named:
+                yield f"the relationship {name}: {one}, {other}"
+        if command.ids == "RELATIONSHIP" and ids[0] in after:
+            yield f"the relationship {ids[0]} is still there"
 
 
 def main():
@@ -248,16 +344,16 @@ def main():
     with Forks(program) as forks, tempfile.TemporaryDirectory(dir=memory if memory.is_dir() else None) as scratch:
         check = Check(forks, add, pathlib.Path(scratch))
         for package in packages:
-            check.check(package.name, package.read_bytes())
+            check.check(package.name, package.read_bytes(), package.parent.name == GOOD)
         for package in packages[:SURROUNDED]:
             data = package.read_bytes()
             check.check(package.name + " with a comment", data[:-2] + len(COMMENT).to_bytes(2, "little") + COMMENT)
             check.check(package.name + " behind a program", b"#!/bin/sh\nexit\n" + data)
-    for fault in check.faults:
-        print(fault)
-    print(f"{len(packages)} packages, {check.counts['edited']} edits, {check.counts['refused']} refusals; "
-          f"{len(check.faults)} faults")
-    return 1 if check.faults or not check.counts["edited"] else 0
+    check.print_counts("-v" in sys.argv[5:])
+    faults = [*check.faults, *check.too_few()]
+    print("\n".join(faults))
+    print(f"{len(packages)} packages, {check.edits.total()} edits, {check.refusals.total()} refusals; {len(faults)} faults")
+    return 1 if faults else 0
 
 
 sys.exit(main())

@@ -4,8 +4,8 @@
 
 A case is a text file, read line by line:
   # text       a comment
-  needs WORD   skips the case unless WORD holds: "user" (not root), "tmpfs" (small disks can be mounted), or the
-               name of a program
+  needs WORD   skips the case unless WORD holds: "user" (not root), "root", "tmpfs" (small disks can be mounted), or
+               the name of a program
   > COMMAND    preparation: a shell command that must succeed; its output does not matter
   $ COMMAND    a step: a shell command whose outputs and exit code are compared with what follows it
   + TEXT       another line of the command before it
@@ -59,6 +59,8 @@ def parse(text):
 def is_there(need):
     if need == "user":
         return os.geteuid() != 0
+    if need == "root":
+        return os.geteuid() == 0
     if need == "tmpfs":
         command = ["unshare", "-m", "mount", "-t", "tmpfs", "-o", "size=1m", "none", tempfile.gettempdir()]
         return shutil.which("unshare") and subprocess.run(command, capture_output=True, check=False).returncode == 0

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstddef>
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
+#include <ios>
+#include <memory>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -9,6 +12,7 @@
 
 #include "container/Archive.hpp"
 #include "container/ItemStream.hpp"
+#include "container/Reader.hpp"
 #include "container/ZipTestSupport.hpp"
 #include "opc/model/ContainerExceptions.hpp"
 #include "support/TestSupport.hpp"
@@ -220,6 +224,81 @@ TEST(Archive, ReadsTheSameFromAFile) {
   std::filesystem::remove(directory / "a.zip");
   EXPECT_TRUE(contentOf(*archive, "a") == content);
   EXPECT_EQ(contentOf(*archive, "b"), "beta");
+}
+
+/// The archive of a Reader that recovers what it can, from a file.
+std::shared_ptr<Archive const> recovered(std::filesystem::path const& file) {
+  CollectedFaults faults;
+  return Reader(openFileBytes(file.string()), UINT64_MAX, faults).archive();
+}
+
+void overwrite(std::filesystem::path const& file, std::size_t at, char byte) {
+  std::fstream stream(file, std::ios::in | std::ios::out | std::ios::binary);
+  stream.seekp(static_cast<std::streamoff>(at));
+  stream.put(byte);
+}
+
+TEST(Archive, HoldsItsDirectoryUntilAByteOfItChanges) {
+  TemporaryDirectory directory;
+  std::string const bytes = smallArchive().build();
+  std::size_t const begin = bytes.find("PK\1\2"), end = bytes.rfind("PK\5\6");
+  for (std::size_t at = begin; at < end; ++at) {
+    zt_test::writeFile(directory / "a.zip", bytes);
+    auto const archive = Archive::open(openFileBytes((directory / "a.zip").string()));
+    EXPECT_TRUE(archive->holdsItsDirectory());
+    overwrite(directory / "a.zip", at, static_cast<char>(bytes[at] ^ 1));
+    EXPECT_FALSE(archive->holdsItsDirectory()) << at;
+  }
+}
+
+TEST(Archive, SaysThatTheFileGotShorter) {
+  TemporaryDirectory directory;
+  std::string const bytes = smallArchive().build();
+  for (std::size_t const size : {bytes.rfind("PK\5\6") - 1, bytes.find("PK\1\2") - 1, std::size_t{0}}) {
+    zt_test::writeFile(directory / "a.zip", bytes);
+    auto const archive = Archive::open(openFileBytes((directory / "a.zip").string()));
+    std::filesystem::resize_file(directory / "a.zip", size);
+    EXPECT_THROW(archive->holdsItsDirectory(), InvalidPackage) << size;
+  }
+}
+
+/// The signature is not copied where it does not fit beside the entries.
+TEST(Archive, HoldsADirectoryWithALongSignature) {
+  RawArchive raw;
+  for (std::size_t i = 0; i < 16; ++i) {
+    raw.items.push_back(storedItem(std::to_string(i), "content"));
+    raw.items.back().comment = std::string(65'000, 'c');
+  }
+  constexpr std::size_t kSignature = 60'000;
+  raw.beforeEnd = "PK\5\5" + le(kSignature, 2) + std::string(kSignature, 's');
+  std::string const bytes = raw.build();
+  std::size_t const size = bytes.rfind("PK\5\6") - bytes.find("PK\1\2");
+  auto const archive = openBytes(patched(bytes, 10, size, 4));
+  EXPECT_EQ(archive->size(), 16U);
+  EXPECT_TRUE(archive->holdsItsDirectory());
+}
+
+TEST(Archive, HoldsADirectoryThatWasFoundWithoutItsEndRecord) {
+  TemporaryDirectory directory;
+  std::string const bytes = smallArchive().build();
+  std::size_t const begin = bytes.find("PK\1\2");
+  zt_test::writeFile(directory / "a.zip", bytes.substr(0, bytes.rfind("PK\5\6")));
+  auto const archive = recovered(directory / "a.zip");
+  EXPECT_EQ(archive->size(), 2U);
+  EXPECT_TRUE(archive->holdsItsDirectory());
+  overwrite(directory / "a.zip", begin + 16, static_cast<char>(bytes[begin + 16] ^ 1));
+  EXPECT_FALSE(archive->holdsItsDirectory());
+}
+
+TEST(Archive, DoesNotHoldADirectoryThatWasMadeOfLocalHeaders) {
+  TemporaryDirectory directory;
+  std::string const bytes = smallArchive().build();
+  for (std::string const& behind : {std::string(), std::string(1'000, 'x')}) {
+    zt_test::writeFile(directory / "a.zip", bytes.substr(0, bytes.find("PK\1\2")) + behind);
+    auto const archive = recovered(directory / "a.zip");
+    EXPECT_EQ(archive->size(), 2U);
+    EXPECT_FALSE(archive->holdsItsDirectory());
+  }
 }
 
 }  // namespace

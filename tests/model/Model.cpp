@@ -27,20 +27,22 @@ using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
 using opc::ztservices::TransformMode;
 
-constexpr char kUnreadable[] = "(unreadable)";
 constexpr std::size_t kMostShown = 200;
+
+bool isOfProperties(std::u16string const& type) {
+  static std::set<std::u16string> const types{
+      CorePropertiesManager::getRelationshipType(), CorePropertiesManager::getExtensionRelationshipType(),
+      CorePropertiesManager::getReleaseInfoRelationshipType(),
+      u"http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties"};
+  return types.contains(type);
+}
 
 /// The relationships of the managers, whose ids and targets are their own affair.
 bool isOfManager(std::u16string const& type) {
-  static std::set<std::u16string> const types{
-      FileSystemManager::getRelationshipType(),
-      FileSystemManager::getRelationshipTypeV1(),
-      CorePropertiesManager::getRelationshipType(),
-      CorePropertiesManager::getExtensionRelationshipType(),
-      CorePropertiesManager::getReleaseInfoRelationshipType(),
-      u"" ZT_SCHEMA_BASE_URI "/package/2018/relationships/cipherData",
-      u"http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties"};
-  return types.contains(type);
+  static std::set<std::u16string> const types{FileSystemManager::getRelationshipType(),
+                                              FileSystemManager::getRelationshipTypeV1(),
+                                              u"" ZT_SCHEMA_BASE_URI "/package/2018/relationships/cipherData"};
+  return types.contains(type) || isOfProperties(type);
 }
 
 /// What the call gives, or that it cannot be read; other exceptions pass.
@@ -102,7 +104,8 @@ class Observer {
   void observeRelationships(std::string const& source, opc::model::RelationshipSource const& from) {
     for (auto const& one : from.getRelationships()) {
       if (source == "/" && isOfManager(one.getType())) {
-        if (auto const target = PackageHelper::findTarget(*edited_.package, one)) own_.insert(target->getName());
+        auto const target = PackageHelper::findTarget(*edited_.package, one);
+        if (target && isManifestOrElse(one.getType(), *target)) own_.insert(target->getName());
         continue;
       }
       if (auto const target = PackageHelper::findTarget(*edited_.package, one))
@@ -111,6 +114,12 @@ class Observer {
       model_.others["relationship " + source + " " + toUTF8String(one.getID())] =
           toUTF8String(one.getType() + u" " + one.getTargetText()) + (isExternal ? " external" : "");
     }
+  }
+
+  /// A relationship of version 1 may lead to a part that is no manager's.
+  static bool isManifestOrElse(std::u16string const& type, opc::model::Part const& target) {
+    return type != FileSystemManager::getRelationshipTypeV1() ||
+           target.getContentType() == FileSystemManager::getPartContentTypeV1();
   }
 
   void observePart(opc::model::Part const& part) {
@@ -127,6 +136,18 @@ class Observer {
       return toUTF8String(record.getTitle() + u"|" + record.getCreatedBy() + u"|" + record.getCategory() + u"|" +
                           record.getContentTypeFriendlyName());
     });
+    if (model_.others["properties"] == kUnreadable) observeUnreadableProperties();
+  }
+
+  /// Their parts as they are stored.
+  void observeUnreadableProperties() {
+    for (auto const& one : edited_.package->getRelationships()) {
+      if (!isOfProperties(one.getType())) continue;
+      auto const target = PackageHelper::findTarget(*edited_.package, one);
+      model_.others[kUnreadable + (" " + toUTF8String(one.getID()))] =
+          toUTF8String(one.getTargetText()) + "\n" +
+          (target ? readable([&] { return zt_test::readAll(*target->getInputStream()); }) : std::string());
+    }
   }
 
   void observeCiphers() {
@@ -230,6 +251,13 @@ void Model::rewrite(std::u16string const& path, std::string const& content) {
   if (node.part.empty() || std::ranges::count_if(entries, isSame) == 1) return;
   node.part.clear();
   node.isKept = false;
+}
+
+Model Model::saved() const {
+  Model kept = *this;
+  for (auto& [path, node] : kept.entries)
+    if (node.kind == Kind::Folder && hasChildren(path)) node = {};
+  return kept;
 }
 
 opc::model::RelationshipSelector cipherSelector(unsigned number) {

@@ -14,6 +14,9 @@
 /// The plain model that random edits of packages are held against.
 namespace zt_model {
 
+/// Stands for what cannot be read.
+inline constexpr char kUnreadable[] = "(unreadable)";
+
 enum class Kind { File, Folder, Link };
 
 /// What a user knows of an entry.
@@ -53,6 +56,9 @@ struct Model {
   void move(std::u16string const& from, std::u16string const& to);
   /// Gives a file other content. The files that share its part keep theirs.
   void rewrite(std::u16string const& path, std::string const& content);
+
+  /// What a save keeps: a manifest does not list folders with entries below them, which lose permissions and times.
+  Model saved() const;
 
   bool operator==(Model const&) const = default;
 };

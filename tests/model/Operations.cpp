@@ -247,19 +247,26 @@ void failToWrite(World& world, Random& random) {
   });
 }
 
+/// What cannot be read is replaced as a whole.
+opc::ztservices::CoreProperties propertiesToChange(World& world) {
+  opc::ztservices::CoreProperties record;
+  if (world.model().others.at("properties") != kUnreadable) record = world.edited().properties.getCoreProperties();
+  if (record.isValid()) return record;
+  record.setContentType(u"application/vnd.corvanta.model.test");
+  record.setContentTypeFriendlyName(u"Test");
+  record.setTALBEXRelease(u"R2020a");
+  return record;
+}
+
 void setProperties(World& world, Random& random) {
-  if (world.model().others.at("properties") == "(unreadable)") return;
-  world.log("set properties");
-  auto record = world.edited().properties.getCoreProperties();
+  auto& others = world.model().others;
   std::string const title = "title " + std::to_string(random.below(9));
+  world.log("set properties that are " + others.at("properties"));
+  auto record = propertiesToChange(world);
   record.setTitle(toString(title));
-  if (!record.isValid()) {
-    record.setContentType(u"application/vnd.corvanta.model.test");
-    record.setContentTypeFriendlyName(u"Test");
-    record.setTALBEXRelease(u"R2020a");
-  }
   world.edited().properties.setCoreProperties(record);
-  world.model().others["properties"] =
+  std::erase_if(others, [](auto const& other) { return other.first.starts_with(kUnreadable); });
+  others["properties"] =
       title + "|" +
       toUTF8String(record.getCreatedBy() + u"|" + record.getCategory() + u"|" + record.getContentTypeFriendlyName());
 }
@@ -346,6 +353,11 @@ void beginAnew(World& world, Random& random) {
   world.beginAnew(random);
 }
 
+void upgrade(World& world, Random& random) {
+  world.log("upgrade a package of version 1");
+  world.upgrade(random);
+}
+
 struct Operation {
   std::size_t weight;
   void (*run)(World&, Random&);
@@ -361,7 +373,8 @@ constexpr std::array kOperations{Operation{10, createFolder}, Operation{8, creat
                                  Operation{5, changePart},    Operation{3, changeRelationship},
                                  Operation{8, save},          Operation{6, saveAndReopen},
                                  Operation{3, reopen},        Operation{3, extract},
-                                 Operation{2, damage},        Operation{1, beginAnew}};
+                                 Operation{2, damage},        Operation{1, beginAnew},
+                                 Operation{1, upgrade}};
 
 }  // namespace
 

@@ -117,6 +117,7 @@ class Builder {
     return "/" + name;
   }
 
+  /// Its relationship is the first of its type.
   void addManifest() {
     std::string const name = isVersion1_ ? "old/files.xml" : "catalogue/Files.xml";
     std::string const attributes = isVersion1_
@@ -129,9 +130,9 @@ class Builder {
     addType(override(
         "/" + name,
         toUTF8String((isVersion1_ ? Manager::getPartContentTypeV1() : Manager::getPartContentType()).toString())));
-    addRelationship("manifest",
-                    toUTF8String(isVersion1_ ? Manager::getRelationshipTypeV1() : Manager::getRelationshipType()),
-                    isVersion1_ ? "/old/files.xml" : "CATALOGUE/files.xml");
+    std::u16string const type = isVersion1_ ? Manager::getRelationshipTypeV1() : Manager::getRelationshipType();
+    relationships_.insert(
+        0, relationship("manifest", toUTF8String(type), isVersion1_ ? "/old/files.xml" : "CATALOGUE/files.xml"));
   }
 
   bool isVersion1_;
@@ -165,7 +166,7 @@ void addOddEntries(Builder& builder, Random& random) {
     if (node.kind == Kind::File && random.oneIn(4) && builder.isFree(other)) builder.addEntry(other, node);
   }
   if (builder.isFree("/missing")) {
-    Node node{Kind::File, randomPermissions(random), randomTime(random), {}, "(unreadable)", false, "/files/none"};
+    Node node{Kind::File, randomPermissions(random), randomTime(random), {}, kUnreadable, false, "/files/none"};
     builder.addEntry("/missing", node);
   }
   builder.addShared("/notes", "/word/notes.bin", random.text());
@@ -208,6 +209,43 @@ void addLooseItems(Builder& builder) {
   }
 }
 
+struct PropertiesPart {
+  std::string name;
+  std::string content;
+  std::u16string relationshipType;
+};
+
+/// What makes the properties of a package unreadable.
+PropertiesPart unreadablePart(Random& random) {
+  using Manager = opc::ztservices::CorePropertiesManager;
+  std::string const release =
+      "<ztcoreProperties xmlns=\"" ZT_SCHEMA_BASE_URI
+      "/package/2012/coreProperties\"><contentType>a/b</contentType><contentTypeFriendlyName>Test"
+      "</contentTypeFriendlyName><talbexRelease>R2019c</talbexRelease></ztcoreProperties>";
+  std::array<PropertiesPart, 5> const parts{
+      {{"/v.xml", release, Manager::getRelationshipType()},
+       {"/v.xml", "no XML", Manager::getRelationshipType()},
+       {"/e.xml", "<uuid>none</uuid>", Manager::getExtensionRelationshipType()},
+       {"/r.xml", "none", Manager::getReleaseInfoRelationshipType()},
+       {"/c.xml", "<foreign/>",
+        u"http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties"}}};
+  return random.of(parts);
+}
+
+/// The part may be missing too.
+void addUnreadableProperties(Builder& builder, Random& random) {
+  PropertiesPart part = unreadablePart(random);
+  std::string const id = "bad", type = toUTF8String(part.relationshipType);
+  bool const isMissing = part.name != "/c.xml" && random.oneIn(3);
+  if (!isMissing) {
+    builder.addItem(part.name.substr(1), part.content);
+    builder.addType(override(part.name, "application/xml"));
+  }
+  builder.addRelationship(id, type, part.name);
+  builder.model().others["properties"] = kUnreadable;
+  builder.model().others[kUnreadable + (" " + id)] = part.name + "\n" + (isMissing ? "" : part.content);
+}
+
 void addCoreProperties(Builder& builder) {
   constexpr char kType[] = "application/vnd.openxmlformats-package.core-properties+xml";
   builder.addItem(
@@ -217,6 +255,29 @@ void addCoreProperties(Builder& builder) {
   builder.addType(override("/props/c.xml", kType));
   builder.addRelationship(
       "core", "http://schemas.openxmlformats.org/package/2006/relationships/metadata/core-properties", "props/C.xml");
+  builder.model().others["properties"] = "|Ada||";
+}
+
+/// None, readable ones or unreadable ones.
+void addProperties(Builder& builder, Random& random) {
+  builder.model().others["properties"] = "|||";
+  if (random.oneIn(2)) return addCoreProperties(builder);
+  if (random.oneIn(2)) addUnreadableProperties(builder, random);
+}
+
+/// One more of version 1, behind that of the manifest: to the manifest itself, to another one, to a part that is none,
+/// or to nothing.
+void addSecondManifest(Builder& builder, Random& random) {
+  using Manager = opc::ztservices::FileSystemManager;
+  std::array<std::string, 4> const targets{"/old/files.xml", "/old/more.xml", "/old/notes.txt", "/old/gone.xml"};
+  std::string const target = random.of(targets);
+  if (target == "/old/more.xml") {
+    builder.addItem("old/more.xml", "<fileEntries xmlns=\"" ZT_SCHEMA_BASE_URI
+                                    "/talbex/compiler/2011/fileManifest\" platform=\"a\" encoding=\"b\"/>");
+    builder.addType(override(target, toUTF8String(Manager::getPartContentTypeV1().toString())));
+  }
+  if (target == "/old/notes.txt") builder.addPart(target, "text/plain", random.text());
+  builder.addRelationship("second", toUTF8String(Manager::getRelationshipTypeV1()), target);
 }
 
 }  // namespace
@@ -240,14 +301,10 @@ boost::posix_time::ptime randomTime(Random& random) {
 
 Sample foreignPackage(Random& random) {
   Builder builder(false);
-  builder.model().others["properties"] = "|||";
   if (random.oneIn(2)) addDocument(builder, random);
   if (random.oneIn(2)) addPieces(builder, random);
   if (random.oneIn(2)) addLooseItems(builder);
-  if (random.oneIn(2)) {
-    addCoreProperties(builder);
-    builder.model().others["properties"] = "|Ada||";
-  }
+  addProperties(builder, random);
   addEntries(builder, random);
   if (random.oneIn(2)) addOddEntries(builder, random);
   builder.addEntry("/kept", {Kind::Folder, opc::Perms::Perms_tag(0750), randomTime(random)});
@@ -256,9 +313,10 @@ Sample foreignPackage(Random& random) {
 
 Sample version1Package(Random& random) {
   Builder builder(true);
-  builder.model().others["properties"] = "|||";
   if (random.oneIn(2)) addDocument(builder, random);
+  addProperties(builder, random);
   addEntries(builder, random);
+  if (random.oneIn(2)) addSecondManifest(builder, random);
   return builder.finish();
 }
 

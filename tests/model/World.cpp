@@ -48,6 +48,15 @@ void World::beginAnew(Random& random) {
   }
 }
 
+void World::upgrade(Random& random) {
+  start(version1Package(random));
+  files().setSaveV1Manifest(random.oneIn(3));
+  files().load();
+  save();
+  reopen();
+  if (files().getVersion() != u"2.0") throw Deviation("The manifest is not of the current version");
+}
+
 void World::attempt(bool isToSucceed, std::function<void()> const& call) const {
   std::string refusal;
   try {
@@ -107,7 +116,7 @@ void World::save() {
     package().save();
   else
     saved_ = package().saveToBytes();
-  savedModel_ = model_;
+  savedModel_ = model_.saved();
 }
 
 void World::reopen() {

@@ -41,6 +41,9 @@ class World {
 
   /// Goes on with a new package, or one of another maker or version.
   void beginAnew(Random& random);
+  /// Goes on with a package of version 1, which is saved in the current one and opened again. Its old manifest may be
+  /// kept beside the current one.
+  void upgrade(Random& random);
   /// Goes on with a damaged copy of the package, if that opens and lists its entries.
   void startDamaged(Random& random);
   void save();

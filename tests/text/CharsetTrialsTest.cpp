@@ -99,6 +99,16 @@ TEST(CharsetTrials, NoTextIsSilentlyWrongInItsOwnLocale) {
   EXPECT_EQ(sumOf(tallies).wrong, 0U);
 }
 
+/// The C library has these locales, and the converter does not have their character sets.
+TEST(CharsetTrials, NothingIsGuessedWhereTheCharsetOfTheLocaleIsUnknown) {
+  std::string const tajik = "Дирӯз мо бо дӯстонам ба бозор рафтем ва мева харидем, ҳаво хеле гарм буд.";
+  std::string const kazakh = "Кеше біз достарыммен қалаға барып, жаңа кітаптар мен ойыншықтар сатып алдық.";
+  EXPECT_EQ(convertedOf({encode(tajik, "KOI8-T")}, "tg_TJ.KOI8-T"), 0U);
+  for (std::string const charset : {"PT154", "RK1048"})
+    EXPECT_EQ(convertedOf({encode(kazakh, charset)}, "kk_KZ." + charset), 0U) << charset;
+  EXPECT_EQ(convertedOf({encode("\uFEFF" + kazakh, "UTF-16LE")}, "kk_KZ.PT154"), 1U);
+}
+
 TEST(CharsetTrials, Utf8IsUtf8InEveryLocale) {
   for (char const* const locale :
        {"xx_XX.ISO-8859-1", "xx_XX.WINDOWS-1251", "xx_XX.GBK", "xx_XX.EUC-KR", "xx_XX.CP437"})

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <cstdio>
 #include <random>
 #include <string>
 #include <thread>
@@ -51,9 +52,8 @@ void waitFor(milliseconds longest) {
   }
 }
 
-}  // namespace
-
-void changePackage(ChangeOptions const& options, std::function<void()> const& change) {
+/// Makes the change when no other process makes one.
+void changeInTurn(ChangeOptions const& options, std::function<void()> const& change) {
   constexpr milliseconds kLongestWait(1000);
   if (attempt(change)) return;
   auto const end = Clock::now() + options.retryLock;
@@ -62,6 +62,41 @@ void changePackage(ChangeOptions const& options, std::function<void()> const& ch
     if (attempt(change)) return;
   }
   throwBusy(options);
+}
+
+std::optional<struct stat> statusOf(std::string const& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 ? std::optional(status) : std::nullopt;
+}
+
+/// As chmod takes it.
+std::string modeText(mode_t mode) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%04o", static_cast<unsigned>(mode & 07777));
+  return text;
+}
+
+}  // namespace
+
+FormerProtection::FormerProtection(std::string const& package) : package_(package), former_(statusOf(package)) {}
+
+void FormerProtection::warnIfChanged() const {
+  auto const now = statusOf(package_);
+  if (!former_ || !now) return;
+  std::string changes;
+  auto const compare = [&](char const* what, std::string const& before, std::string const& after) {
+    if (before != after) changes += (changes.empty() ? " now has " : ", ") + (what + after) + " instead of " + before;
+  };
+  compare("owner ", std::to_string(former_->st_uid), std::to_string(now->st_uid));
+  compare("group ", std::to_string(former_->st_gid), std::to_string(now->st_gid));
+  compare("mode ", modeText(former_->st_mode), modeText(now->st_mode));
+  if (!changes.empty()) warn(shown(fromArgument(package_)) + changes);
+}
+
+void changePackage(ChangeOptions const& options, std::function<void()> const& change) {
+  FormerProtection const protection(options.package);
+  changeInTurn(options, change);
+  protection.warnIfChanged();
 }
 
 EditedFileSystem::EditedFileSystem(ChangeOptions const& options, KeyOptions const& key,

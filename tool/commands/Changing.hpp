@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <sys/stat.h>
+
 #include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "commands/Commands.hpp"
 #include "opc/FileSystemOps.hpp"
@@ -15,6 +19,19 @@ namespace ztpkg {
 /// meanwhile. Throws Failure (package-busy) when that lasts longer than the options allow. What the change reads from
 /// standard input or asks of the user must be kept from the first time.
 void changePackage(ChangeOptions const& options, std::function<void()> const& change);
+
+/// Who may use a package's file, before a change by --force, which keeps of it what the process may set.
+class FormerProtection {
+ public:
+  explicit FormerProtection(std::string const& package);
+
+  /// Warns of another owner, group or mode than before.
+  void warnIfChanged() const;
+
+ private:
+  std::string package_;
+  std::optional<struct stat> former_;  // absent without a file
+};
 
 /// The file system of a package, loaded and ready to be changed: an encrypted one stays encrypted.
 class EditedFileSystem {

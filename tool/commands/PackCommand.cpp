@@ -15,6 +15,7 @@
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"
+#include "commands/Changing.hpp"
 #include "commands/Commands.hpp"
 #include "commands/Properties.hpp"
 #include "commands/Storing.hpp"
@@ -128,7 +129,9 @@ void store(Storing& storing, SourceTree& source, std::u16string const& path, Pac
   CorePropertiesManager identity(*package);
   identity.setCoreProperties(properties);
   throwIfInterrupted();
+  FormerProtection const protection(options.package);
   package->save({.replaceProtected = options.force});
+  protection.warnIfChanged();
 }
 
 /// The paths of the tree that the user names; absent for all of it.

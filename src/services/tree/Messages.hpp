@@ -40,6 +40,8 @@ inline constexpr char kMoveTooDeep[] = "Name cannot be stored: a path would beco
 inline constexpr char kContentWithoutEntry[] = "No entry has this content, which would keep its old key: ";
 inline constexpr char kContentOfOthers[] =
     "A relationship leads to the content of this entry, which would keep its old key: ";
+inline constexpr char kManifestOfOthers[] =
+    "A relationship of another type leads to the manifest, which would keep its old key: ";
 inline constexpr char kLinkWithoutTarget[] = "Link has no target: ";
 inline constexpr char kNoLinkTarget[] = "Could not read link target for: ";
 inline constexpr char kLinkTargetTooLong[] = "Link target is too long for: ";

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "opc/ztservices/Rekey.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -8,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/Exceptions.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "package/Watching.hpp"
@@ -39,7 +41,8 @@ class Rekeying {
   void copyTree(FileSystemManager& old);
   void copyContent(FileSystemManager& old, FileSystemNode const& node);
   void store(MaybeCompressed content, FileSystemNode node, std::uint64_t storedSize);
-  void deleteManifests(FileSystemManager& old);
+  std::set<model::PartName> findManifests() const;
+  void deleteManifests(std::set<model::PartName> const& manifests) const;
   void deleteContents(FileSystemManager& old);
   void recordPassword();
 
@@ -54,10 +57,11 @@ class Rekeying {
 
 // The old manager goes before the save, which it must take no part in.
 void Rekeying::run() {
+  auto const manifests = findManifests();  // loading retires one of version 1
   auto const old = loadOld();
   progress_ = measure(*old);
   throwIfSomeWouldStay(*old);
-  deleteManifests(*old);
+  deleteManifests(manifests);
   fresh_ = std::make_unique<FileSystemManager>(package_);
   if (options_.newKey) fresh_->enableEncryption(*options_.newKey, IVMode::Random, {}, options_.compression);
   fresh_->setCreatedByEncoding(old->getCreatedByEncoding());
@@ -92,12 +96,33 @@ void Rekeying::throwIfSomeWouldStay(FileSystemManager& old) const {
       throw Exception(messages::withPath(messages::kContentWithoutEntry, name.toString()));
 }
 
-/// A relationship of version 1 may lead to a part that is no manifest, which stays.
-void Rekeying::deleteManifests(FileSystemManager& old) {
-  manifest::kPart.remove(package_);
-  while (!package_.getRelationshipsByType(FileSystemManager::getRelationshipTypeV1()).empty())
-    old.cleanupOldPartsAndRelationships();
-  manifest::kPartV1.remove(package_);
+/// The parts to which the relationships of manifests lead, and manifests without relationship. A second relationship
+/// may lead to a part that is no manifest, which stays.
+std::set<model::PartName> Rekeying::findManifests() const {
+  std::set<model::PartName> manifests;
+  for (model::detail::OwnedPart const& kind : {manifest::kPart, manifest::kPartV1}) {
+    for (auto const& relationship : package_.getRelationshipsByType(std::u16string(kind.relationshipType))) {
+      auto const target = model::PackageHelper::findTarget(package_, relationship);
+      if (!target) continue;
+      bool const isManifest = manifest::kPart.isTypeOf(*target) || manifest::kPartV1.isTypeOf(*target);
+      if (isManifest || manifests.empty()) manifests.insert(target->getName());  // the first one is read whatever it is
+    }
+    if (auto const orphan = kind.findUnderOwnName(package_)) manifests.insert(orphan->getName());
+  }
+  return manifests;
+}
+
+/// No manifest may stay, and no other relationship may lead nowhere afterwards.
+void Rekeying::deleteManifests(std::set<model::PartName> const& manifests) const {
+  for (model::detail::OwnedPart const& kind : {manifest::kPart, manifest::kPartV1})
+    for (auto const& relationship : package_.getRelationshipsByType(std::u16string(kind.relationshipType)))
+      package_.deleteRelationship(relationship.getID());
+  auto const targets = model::PackageHelper::getAllTargets(package_);
+  for (model::PartName const& name : manifests) {
+    if (std::binary_search(targets.begin(), targets.end(), name))
+      throw Exception(messages::withPath(messages::kManifestOfOthers, name.toString()));
+    if (package_.hasPart(name)) package_.deletePart(name);
+  }
 }
 
 /// Before a content is read.

@@ -281,6 +281,79 @@ TEST_F(Rekey, KeepsAPartThatIsNoManifestOfVersion1) {
   EXPECT_EQ(textOfPart(*Package::open(path(), AccessMode::ReadOnly), u"/word/document.xml"), "document");
 }
 
+TEST_F(Rekey, RefusesAManifestToWhichAnotherRelationshipLeads) {
+  for (bool const isOfAPart : {false, true}) {
+    auto foreign = foreignPackage(entryOf("/b", "/fsroot/c"));
+    if (isOfAPart)
+      foreign->getPart(PartName(u"/word/document.xml"))
+          .createInternalRelationship(u"http://t", opc::model::URI(u"/M.xml"));
+    else
+      foreign->createInternalRelationship(u"http://t", opc::model::URI(u"/m.xml"));
+    std::filesystem::remove(directory_ / "p");
+    foreign->saveAs(path());
+    foreign.reset();
+    std::string const before = bytesOfPackage();
+    EXPECT_THROW_MESSAGE(rekey(nullptr, &newKey_), opc::Exception,
+                         "A relationship of another type leads to the manifest, which would keep its old key: /m.xml");
+    EXPECT_EQ(bytesOfPackage(), before);
+  }
+}
+
+TEST_F(Rekey, RefusesAManifestOfVersion1ToWhichAnotherRelationshipLeads) {
+  {
+    auto const package = Package::create(path());
+    addPart(*package, u"/files/f", u"text/plain", "content");
+    addPart(*package, u"/m.xml", FileSystemManager::getPartContentTypeV1().toString(),
+            manifest_samples::version1(entryOf("f.txt", "/files/f")));
+    for (auto const& type : {FileSystemManager::getRelationshipTypeV1(), std::u16string(u"http://t")})
+      package->createInternalRelationship(type, opc::model::URI(u"/m.xml"));
+    package->save();
+  }
+  std::string const before = bytesOfPackage();
+  EXPECT_THROW_MESSAGE(rekey(nullptr, &newKey_), opc::Exception,
+                       "A relationship of another type leads to the manifest, which would keep its old key: /m.xml");
+  EXPECT_EQ(bytesOfPackage(), before);
+}
+
+TEST_F(Rekey, LeavesNoSecondManifestReadable) {
+  for (bool const isOld : {false, true}) {
+    auto foreign = foreignPackage(entryOf("/b", "/fsroot/c"));
+    addPart(*foreign, u"/second.xml",
+            (isOld ? FileSystemManager::getPartContentTypeV1() : FileSystemManager::getPartContentType()).toString(),
+            "second");
+    for (auto const& type : {FileSystemManager::getRelationshipType(), FileSystemManager::getRelationshipTypeV1()})
+      foreign->createInternalRelationship(type, opc::model::URI(u"/second.xml"));
+    std::filesystem::remove(directory_ / "p");
+    foreign->saveAs(path());
+    foreign.reset();
+    rekey(nullptr, &newKey_);
+    EXPECT_FALSE(Package::open(path(), AccessMode::ReadOnly)->hasPart(PartName(u"/second.xml")));
+  }
+}
+
+TEST_F(Rekey, KeepsAPartThatIsNoManifestBehindASecondRelationship) {
+  auto foreign = foreignPackage(entryOf("/b", "/fsroot/c"));
+  foreign->createInternalRelationship(FileSystemManager::getRelationshipType(), opc::model::URI(u"/word/document.xml"));
+  foreign->saveAs(path());
+  foreign.reset();
+  rekey(nullptr, &newKey_);
+  EXPECT_EQ(textOfPart(*Package::open(path(), AccessMode::ReadOnly), u"/word/document.xml"), "document");
+}
+
+TEST_F(Rekey, LeavesNoManifestOfAnotherTypeReadable) {
+  auto foreign = foreignPackage(entryOf("/b", "/fsroot/c"));
+  std::string const manifest = textOfPart(*foreign, u"/m.xml");
+  foreign->deletePart(PartName(u"/m.xml"));
+  addPart(*foreign, u"/m.xml", u"application/xml", manifest);
+  foreign->deleteRelationship(
+      foreign->getRelationshipsByType(FileSystemManager::getRelationshipType()).front().getID());
+  foreign->createInternalRelationship(FileSystemManager::getRelationshipTypeV1(), opc::model::URI(u"/m.xml"));
+  foreign->saveAs(path());
+  foreign.reset();
+  rekey(nullptr, &newKey_);
+  EXPECT_FALSE(Package::open(path(), AccessMode::ReadOnly)->hasPart(PartName(u"/m.xml")));
+}
+
 TEST_F(Rekey, RefusesAContentThatNoEntryHas) {
   foreignPackage(entryOf("/a", "/c"))->saveAs(path());
   EXPECT_THROW_MESSAGE(rekey(nullptr, &newKey_), opc::Exception,
