@@ -59,6 +59,9 @@ def command_in(line):
     return " ".join(line[:2]) if line[0] in ("part", "rel", "props") else line[0]
 
 
+HEALTHY = {"poi__64473.xlsx"}  # old readers alone take two of its names, metadata and metadata.xml, for a clash
+
+
 class Sweep:
     def __init__(self, forks, codes, place):
         self.forks, self.codes, self.place = forks, codes, place
@@ -116,7 +119,8 @@ class Sweep:
         self.seen[package.parent.name, command, codes[0] if codes else "works"] += 1
         if "internal-error" in codes:
             return "has an internal error"
-        if works and package.parent.name == BAD and line == ["verify", "P"] and not self.is_changed:
+        if works and package.parent.name == BAD and line == ["verify", "P"] and not self.is_changed \
+                and package.name not in HEALTHY:
             return "finds no fault of a bad package"
         if works or package.parent.name != GOOD or FORMS & set(line):
             return ""
