@@ -320,7 +320,7 @@ void unpack(UnpackOptions const& options, Output& out) {
   std::vector<Report>& problems = plan.problems;
   if (leaves.empty() && !problems.empty()) throw Failure(std::move(problems));
   destination.setFolders(std::move(plan.folders));
-  progress.expect(plan.content);
+  progress.watch(*package);
   RestoreMode const restore = options.restore ? RestoreMode::TimeAndPermissions : RestoreMode::None;
   try {
     std::ranges::move(extract(manager, root, leaves, restore, mode), std::back_inserter(problems));
