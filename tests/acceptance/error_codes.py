@@ -13,6 +13,8 @@ import subprocess
 import sys
 import tempfile
 
+from tool_tables import error_codes_of
+
 PREPARATION = """
 mkdir src empty; echo text > src/a.txt; printf '\\351' > src/u.txt; mkdir src/d; echo b > src/d/b
 ztpkg keygen k; ztpkg keygen other; ztpkg pack -q src p.ztp; ztpkg pack -q -k k src e.ztp; ztpkg pack -q empty empty.ztp
@@ -89,13 +91,6 @@ COMMANDS = {
 INJECTED = ("internal-error", "io-error", "out-of-memory")
 
 
-def table(text):
-    """The exit code of each code."""
-    rows = text[text.index("## Errors"):text.index("## JSON")].splitlines()
-    cells = [row.split("|") for row in rows if row.startswith("| `")]
-    return {code: row[2].strip() for row in cells for code in re.findall("`([a-z-]+)`", row[1])}
-
-
 def codes_in(errors):
     """The codes of one JSON document; it must be all that is on standard error."""
     document = json.loads(errors)
@@ -104,7 +99,7 @@ def codes_in(errors):
 
 
 def main():
-    tool, codes = pathlib.Path(sys.argv[1]).resolve(), table(pathlib.Path(sys.argv[2]).read_text())
+    tool, codes = pathlib.Path(sys.argv[1]).resolve(), error_codes_of(sys.argv[2])
     faults = pathlib.Path(sys.argv[3]).resolve() if len(sys.argv) > 3 else None
     if set(codes) != set(COMMANDS):
         sys.exit(f"the table has other codes than this test: {set(codes) ^ set(COMMANDS)}")
@@ -129,7 +124,7 @@ def main():
             if code in INJECTED and not faults:
                 continue
             done = run(command)
-            wanted = int(codes[code]) if codes[code].isdigit() else 128 + 15
+            wanted = 128 + 15 if code == "interrupted" else codes[code]
             try:
                 found = codes_in(done.stderr)
             except ValueError:

@@ -2,24 +2,32 @@
 # SPDX-License-Identifier: Apache-2.0
 """Ends every command by signals and closed pipes: signals.py ZTPKG
 
-Walks the commands that --help names. Each is interrupted by SIGINT and SIGTERM at several instants, and runs with a
-standard output that nobody reads. It must end at once, leave no temporary file in any folder, and leave a package that
-it changes as it was or as it should be.
+Walks the commands that --help names. Each runs to its end once; that gives what it prints and makes. Then it is
+interrupted at several instants, and runs with a standard output that nobody reads. It must end at once with the exit code
+of the documentation, leave no temporary file in any folder, and leave each file and package as it was or as it should be.
 """
+import array
+import fcntl
+import hashlib
+import json
 import os
 import pathlib
 import random
-import re
 import shutil
 import signal
 import subprocess
 import sys
 import tempfile
+import termios
 import time
 
-ENDS = (signal.SIGINT, signal.SIGTERM)
-INSTANTS = 2  # of each signal, between the start of a command and its usual end
+from tool_tables import commands_of
+
+# Signals, and when they come, as a part of the time between the first instruction of a command and its end.
+ENDS = ((signal.SIGINT, 0.2), (signal.SIGTERM, 0.5), (signal.SIGHUP, 0.7), (signal.SIGINT, 0.9))
 LONGEST = 10  # seconds until a command ends after a signal
+OUTPUT_CLOSED = 3
+PIPE_BYTES = 65536  # of output that a pipe holds without a reader
 
 KEY = ("--key-file", "key")
 # The command lines, in the folder that make() fills. A package that is changed is p.ztp or e.ztp.
@@ -52,17 +60,9 @@ LINES = {
     "explode": (("explode", "p.ztp", "out"),),
     "implode": (("implode", "exploded", "new.ztp"), ("implode", "exploded", "-")),
 }
-CHANGES = ("add", "update", "remove", "move", "rekey", "props set", "part put", "part remove", "rel add", "rel remove")
-
-
-def commands_of(tool, *above):
-    """The names of all commands that do something, by the help of the tool."""
-    text = subprocess.run([tool, *above, "--help"], check=True, capture_output=True, text=True).stdout
-    block = re.search(r"^Commands:\n((?:  .*\n)+)", text, re.MULTILINE)
-    if not block:
-        return [" ".join(above)]
-    words = [line.split()[0].rstrip(",") for line in block[1].splitlines() if not line.startswith(" " * 10)]
-    return [name for word in words for name in commands_of(tool, *above, word)]
+# Signals end these at once, as they make no file; the others remove theirs before.
+READING = {"list", "diff", "cat", "info", "verify", "props get", "part list", "part cat", "rel list"}
+CHANGING_OUTPUT = {"uuid", "created"}  # properties that are new in every package
 
 
 def make(tool, place):
@@ -78,12 +78,27 @@ def make(tool, place):
         subprocess.run([tool, *line], cwd=place, check=True)
 
 
+def removes_its_files(line):
+    command = " ".join(line[:2]) if line[0] in ("part", "rel", "props") else line[0]
+    return command not in READING and "-O" not in line or "--treemap" in line
+
+
+def waits_for_signals(process):
+    """Whether a running process has a handler of its own for SIGTERM."""
+    try:
+        status = pathlib.Path(f"/proc/{process.pid}/status").read_text()
+    except OSError:
+        return False
+    caught = int(next(line for line in status.splitlines() if line.startswith("SigCgt")).split()[1], 16)
+    return bool(caught & 1 << signal.SIGTERM - 1)
+
+
 class Walk:
     def __init__(self, tool, place):
         self.tool, self.place, self.work, self.temporary = tool, place / "made", place / "work", place / "tmp"
         self.place.mkdir(parents=True)
         make(tool, self.place)
-        self.faults, self.ended = [], 0
+        self.faults, self.ended, self.known = [], 0, {}
 
     def fresh(self):
         """A folder to work in whose packages may be changed; the rest is only read."""
@@ -95,6 +110,43 @@ class Walk:
                 shutil.copy(path, self.work)
             else:
                 (self.work / path.name).symlink_to(path)
+
+    def facts_of(self, package):
+        """What a package holds, apart from what is made at random; it must be whole."""
+        for key in ("key", "key2", None):
+            secret = ("--key-file", self.place / key) if key else ()
+            if subprocess.run([self.tool, "verify", "-q", *secret, package], capture_output=True, check=False).returncode:
+                continue
+            rows = json.loads(subprocess.run([self.tool, "list", "--json", *secret, package], check=True,
+                                             capture_output=True).stdout)
+            is_secret = any(row["encrypted"] for row in rows)
+            for row in rows:
+                if is_secret:
+                    del row["part"]
+                if row["path"] == "/piped":
+                    del row["modified"]
+            properties = subprocess.run([self.tool, "props", "get", package], check=True, capture_output=True, text=True)
+            kept = [text for text in properties.stdout.splitlines() if text.split("=")[0] not in CHANGING_OUTPUT]
+            found = json.loads(subprocess.run([self.tool, "info", "--json", "--digest", package], check=True,
+                                              capture_output=True).stdout)
+            parts = [(part["name"], part["contentType"], part["sha256"]) for part in found["parts"]
+                     if not is_secret and not part["name"].startswith(("/metadata/", "/docProps/"))]
+            return is_secret, key if is_secret else None, rows, kept, parts, found["relationships"]
+        return "damaged"
+
+    def state_of(self, path):
+        if path.name == "newkey":
+            return path.stat().st_size
+        digest = hashlib.sha256(path.read_bytes()).hexdigest()
+        if path.suffix != ".ztp":
+            return digest
+        if digest not in self.known:
+            self.known[digest] = self.facts_of(path)
+        return self.known[digest]
+
+    def states(self):
+        return {str(path.relative_to(self.work)): self.state_of(path) for path in self.work.rglob("*")
+                if path.is_file() and not path.is_symlink()}
 
     def start(self, line, output):
         with open(self.place / "p.ztp", "rb") as package:
@@ -117,72 +169,107 @@ class Walk:
                 if ".ztservices" in path.name or path.is_relative_to(self.temporary)]
         if left:
             self.faults.append(f"{what}: it leaves {left}")
-        return process.returncode, errors
+        return process.returncode, errors.decode()
 
-    def check_package(self, line, what):
-        for name in ("p.ztp", "e.ztp", "new.ztp"):
-            path = self.work / name
-            if not path.exists() or (self.place / name).exists() and path.read_bytes() == (self.place / name).read_bytes():
-                continue
-            if name != "new.ztp" and " ".join(line[:2]) not in CHANGES and line[0] not in CHANGES:
-                self.faults.append(f"{what}: it changed {name}")
-            listed = subprocess.run([self.tool, "part", "list", path], stdout=subprocess.DEVNULL, check=False)
-            if listed.returncode:
-                self.faults.append(f"{what}: {name} is damaged")
+    def wait_until_it_works(self, process, line):
+        while removes_its_files(line) and process.poll() is None and not waits_for_signals(process):
+            time.sleep(0.0005)
 
-    def time_of(self, line):
+    def run_to_the_end(self, line):
+        """The usual exit code, the length of the output, the time from the first instant, and the states of all files."""
         self.fresh()
-        began = time.monotonic()
-        process, source = self.start(line, subprocess.DEVNULL)
-        code, errors = self.finish(process, source, line)
-        if code not in (0, 1) or (code == 1 and line[0] != "diff"):
+        before = self.states()
+        with open(self.place.parent / "output", "w+b") as output:
+            process, source = self.start(line, output)
+            self.wait_until_it_works(process, line)
+            began = time.monotonic()
+            code, errors = self.finish(process, source, line)
+            seconds = time.monotonic() - began
+            length = os.fstat(output.fileno()).st_size
+        if code != (1 if line[0] == "diff" else 0):
             self.faults.append(f"{line}: it ends with {code}: {errors}")
-        return time.monotonic() - began
+        return code, length, seconds, before, self.states()
 
-    def signals(self, line):
-        longest = self.time_of(line)
-        for number in ENDS:
-            for instant in range(INSTANTS):
-                self.fresh()
-                process, source = self.start(line, subprocess.DEVNULL)
-                time.sleep(longest * (instant + 0.5) / INSTANTS)
-                process.send_signal(number)
-                what = f"{line}, {number.name} at {instant}"
-                code, errors = self.finish(process, source, what)
-                self.ended += code in (128 + number, -number)
-                if code not in (0, 128 + number, -number) and not (code == 1 and line[0] == "diff"):
-                    self.faults.append(f"{what}: it ends with {code}: {errors}")
-                self.check_package(line, what)
+    def check_states(self, what, before, after, is_done):
+        """Each file is as before, or as the command makes it; where it is done, all are so."""
+        found = self.states()
+        for name in before.keys() | after.keys() | found.keys():
+            states = [after.get(name)] if is_done else [before.get(name), after.get(name)]
+            if found.get(name) not in states:
+                self.faults.append(f"{what}: {name} is {found.get(name)}")
 
-    def closed_pipe(self, line):
-        """Nobody reads the output, and then nobody goes on reading it while a signal comes."""
+    def walk(self, line):
+        usual, length, seconds, before, after = self.run_to_the_end(line)
+        for number, instant in ENDS:
+            self.signal(line, number, instant * seconds, usual, before, after)
+        self.closed_pipe(line, usual, length, before, after)
+        self.full_pipe(line, usual, length, before, after)
+
+    def signal(self, line, number, seconds, usual, before, after):
+        self.fresh()
+        process, source = self.start(line, subprocess.DEVNULL)
+        self.wait_until_it_works(process, line)
+        time.sleep(seconds)
+        process.send_signal(number)
+        what = f"{line}, {number.name} after {seconds:.3f} s"
+        code, errors = self.finish(process, source, what)
+        self.check_end(what, line, number, code, errors, usual)
+        self.check_states(what, before, after, code == usual)
+
+    def check_end(self, what, line, number, code, errors, usual):
+        ended = 128 + number if removes_its_files(line) else -number
+        # A drawing is made late: until then nothing is to be removed.
+        is_ended = code == ended or "--treemap" in line and code == -number
+        self.ended += is_ended
+        if code != usual and not is_ended:
+            self.faults.append(f"{what}: it ends with {code}: {errors}")
+        if code == 128 + number and not errors.endswith(": interrupted\n"):
+            self.faults.append(f"{what}: it says {errors}")
+
+    def closed_pipe(self, line, usual, length, before, after):
+        """Nobody reads the output: no message, and the exit code of the documentation where there is any output."""
         self.fresh()
         read, write = os.pipe()
+        os.close(read)
         process, source = self.start(line, write)
         os.close(write)
-        os.close(read)
         what = f"{line}, a closed pipe"
-        code, _ = self.finish(process, source, what)
-        if code not in (0, 1, 3):
-            self.faults.append(f"{what}: it ends with {code}")
-        self.check_package(line, what)
+        code, errors = self.finish(process, source, what)
+        if code != (OUTPUT_CLOSED if length else usual) or length and errors:
+            self.faults.append(f"{what}: it ends with {code}: {errors}")
+        self.check_states(what, before, after, code == usual)
+
+    def full_pipe(self, line, usual, length, before, after):
+        """Nobody goes on reading the output while a signal comes."""
         self.fresh()
         read, write = os.pipe()
         process, source = self.start(line, write)
         os.close(write)
-        time.sleep(self.longest_wait(line))
+        is_blocked = length > PIPE_BYTES
+        if is_blocked:
+            self.wait_until_full(read, process)
+        else:
+            self.wait_until_it_works(process, line)
         process.send_signal(signal.SIGTERM)
-        self.finish(process, source, f"{line}, a full pipe")
+        what = f"{line}, a full pipe"
+        code, errors = self.finish(process, source, what)
         os.close(read)
+        self.check_end(what, line, signal.SIGTERM, code, errors, usual)
+        if is_blocked and code == usual:
+            self.faults.append(f"{what}: it ends as if all were read")
+        self.check_states(what, before, after, code == usual)
 
     @staticmethod
-    def longest_wait(line):
-        return 0.5 if line[-1] == "-" or line[0] in ("cat", "unpack") or line[1] == "cat" else 0.05
+    def wait_until_full(read, process):
+        held = array.array("i", [0])
+        while held[0] < PIPE_BYTES and process.poll() is None:
+            time.sleep(0.002)
+            fcntl.ioctl(read, termios.FIONREAD, held)
 
 
 def main():
     tool = str(pathlib.Path(sys.argv[1]).resolve())
-    commands = commands_of(tool)
+    commands = commands_of(lambda *words: subprocess.run([tool, *words], check=True, capture_output=True))
     if set(commands) != set(LINES):
         sys.exit(f"no line for, or no command: {set(commands) ^ set(LINES)}")
     memory = pathlib.Path("/dev/shm")  # a disk would sync every save
@@ -190,8 +277,7 @@ def main():
         walk = Walk(tool, pathlib.Path(name) / "walk")
         for lines in LINES.values():
             for line in lines:
-                walk.signals(line)
-                walk.closed_pipe(line)
+                walk.walk(line)
     for fault in walk.faults:
         print(fault)
     print(f"{len(commands)} commands, ended by {walk.ended} signals, {len(walk.faults)} faults")

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Holds diff and update against diff -r and rsync: update_model.py ZTPKG COUNT [SEED]
+"""Holds diff and update against diff -r and rsync: update_model.py FORKS COUNT [SEED]
 
 Makes COUNT random changes of a tree, a few at a time: names, contents (also with kept sizes and times), times, modes, kinds,
 links, renames. What `ztpkg diff` finds between the package and the tree must be what rsync would transfer and what diff -r
@@ -16,18 +16,22 @@ import subprocess
 import sys
 import tempfile
 
+from forks import Forks
+
 SKIPPED = 77
 NAMES = ["a", "b.txt", "é", "-x", ".hidden", "A", "a.b", "[1]", "#c", "long" * 10, "~", "+", "z"]
 MOST_DEPTH, MOST_ENTRIES = 4, 80
 RSYNC = ["rsync", "-8", "-rlpt", "--omit-dir-times", "--omit-link-times", "--modify-window=-1", "--delete"]
 
 
-def run(*command, codes=(0,)):
-    environment = dict(os.environ, LC_ALL="C.UTF-8")
-    done = subprocess.run(command, capture_output=True, timeout=300, check=False, env=environment)
+def output_of(done, codes=(0,)):
     if done.returncode not in codes:
-        sys.exit(f"{command} ended with {done.returncode}: {done.stderr.decode()}")
+        sys.exit(f"{done.args} ended with {done.returncode}: {done.stderr.decode()}")
     return done.stdout.decode()
+
+
+def run(*command, codes=(0,)):
+    return output_of(subprocess.run(command, capture_output=True, timeout=300, check=False), codes)
 
 
 class Tree:
@@ -130,9 +134,9 @@ class Tree:
             self.add("link", path)
 
 
-def found_by_ztpkg(tool, package, tree, *options):
+def found_by_ztpkg(forks, package, tree, *options):
     """The paths of each letter, and those of files with another content."""
-    rows = json.loads(run(tool, "diff", "--json", *options, package, tree, codes=(0, 1)))
+    rows = json.loads(output_of(forks.run("diff", "--json", *options, package, tree), (0, 1)))
     found = {letter: {row["path"][1:] for row in rows if row["change"] == letter} for letter in "ADMT"}
     other = {"content", "size", "target"}
     found["content"] = {row["path"][1:] for row in rows if row["change"] == "M" and other & set(row["what"])}
@@ -175,10 +179,10 @@ def highest(paths, below):
     return {path for path in paths if not any(str(up) in paths | below for up in pathlib.PurePath(path).parents)}
 
 
-def faults_of(tool, package, tree, old):
+def faults_of(forks, package, tree, old):
     faults = []
     for options in ((), ("--checksum",)):
-        found = found_by_ztpkg(tool, package, tree, *options)
+        found = found_by_ztpkg(forks, package, tree, *options)
         deleted, changed = found_by_rsync(tree, old, *options)
         if deleted - found["T"] != found["D"] or changed != found["A"] | found["M"] | found["T"]:
             faults.append(f"rsync {options}: {deleted} {changed} ztpkg: {found}")
@@ -189,29 +193,31 @@ def faults_of(tool, package, tree, old):
 
 
 def main():
-    tool, count, seed = sys.argv[1], int(sys.argv[2]), int(sys.argv[3]) if len(sys.argv) > 3 else 1
+    program, count, seed = sys.argv[1], int(sys.argv[2]), int(sys.argv[3]) if len(sys.argv) > 3 else 1
     if not shutil.which("rsync"):
         print("skipped: no rsync (scripts/install-deps --checks installs it)")
         return SKIPPED
+    os.environ["LC_ALL"] = "C.UTF-8"
     chance, done, steps = random.Random(seed), 0, 0
-    with tempfile.TemporaryDirectory() as name:
+    memory = pathlib.Path("/dev/shm")  # a disk would sync every update
+    with Forks(program) as forks, tempfile.TemporaryDirectory(dir=memory if memory.is_dir() else None) as name:
         place = pathlib.Path(name)
         tree, old, package = Tree(place / "tree", chance), place / "old", place / "p.ztp"
         old.mkdir()
-        run(tool, "pack", "-q", tree.root, package)
+        output_of(forks.run("pack", "-q", tree.root, package))
         while done < count:
             for _ in range(batch := min(chance.randint(1, 8), count - done)):
                 tree.mutate()
             done, steps = done + batch, steps + 1
-            if faults := faults_of(tool, package, tree.root, old):
+            if faults := faults_of(forks, package, tree.root, old):
                 print(f"seed {seed}, after {done} changes:", *faults, sep="\n")
                 return 1
             options = chance.choice(((), ("--checksum",)))
-            run(tool, "update", "-q", "--delete", *options, package, tree.root)
+            output_of(forks.run("update", "-q", "--delete", *options, package, tree.root))
             run(*RSYNC, *options, f"{tree.root}/", f"{old}/")
-            run(tool, "diff", *options, package, tree.root)  # nothing differs, or this ends with 1
-            run(tool, "diff", "--checksum", package, old)
-        run(tool, "verify", "-q", package)
+            output_of(forks.run("diff", *options, package, tree.root))  # nothing differs, or this ends with 1
+            output_of(forks.run("diff", "--checksum", package, old))
+        output_of(forks.run("verify", "-q", package))
     print(f"{done} changes in {steps} steps: ztpkg, rsync and diff agree")
     return 0
 

@@ -149,17 +149,24 @@ OptionDescription besideDataOption(bool& json) {
 
 OptionDescription quietOption(bool& quiet) { return flag({"-q", "--quiet"}, "Print no warnings", quiet); }
 
+OptionDescription oneFileSystemOption(bool& oneFileSystem) {
+  return flag({"--one-file-system"}, "Do not look into directories of other file systems, and keep these empty",
+              oneFileSystem);
+}
+
+OptionDescription skipOutsideLinksOption(bool& skipOutsideLinks) {
+  return flag({"--skip-outside-links"},
+              "Leave out links with an absolute target outside the directory, which otherwise fail the command",
+              skipOutsideLinks);
+}
+
 Options sourceOptions(StoringOptions& options) {
   return excludeOptions(options.exclude) +
          Options{
-             flag({"--one-file-system"}, "Do not look into directories of other file systems, and keep these empty",
-                  options.oneFileSystem),
+             oneFileSystemOption(options.oneFileSystem),
              flag({"--keep-going"}, "Leave out files that cannot be read or change meanwhile, and end with exit code 1",
                   options.keepGoing),
-             flag({"--skip-outside-links"},
-                  "Leave out links with an absolute target outside the directory, which otherwise fail the command",
-                  options.skipOutsideLinks),
-             levelOption(options.level)};
+             skipOutsideLinksOption(options.skipOutsideLinks), levelOption(options.level)};
 }
 
 Options textOptions(StoringOptions& options) {

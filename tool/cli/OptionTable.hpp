@@ -48,6 +48,8 @@ OptionDescription besideDataOption(bool& json);
 /// For commands that print nothing but data and warnings.
 OptionDescription quietOption(bool& quiet);
 
+OptionDescription oneFileSystemOption(bool& oneFileSystem);
+OptionDescription skipOutsideLinksOption(bool& skipOutsideLinks);
 /// What is stored of a source, and how hard it is compressed.
 Options sourceOptions(StoringOptions& options);
 /// How texts are stored. `--text-unknown` and `--text-charset` would have no effect alone.

@@ -7,11 +7,13 @@
 #include <algorithm>
 #include <cstddef>
 #include <iostream>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "cli/Amounts.hpp"
+#include "cli/Process.hpp"
 
 namespace ztpkg {
 namespace {
@@ -67,32 +69,71 @@ std::string progressLine(Amount const& done, Amount const& total, std::chrono::d
   return line.substr(0, columns > 0 ? columns - 1 : 0);
 }
 
-Progress::Progress(bool isWanted) : isShown_(isWanted && isatty(STDERR_FILENO) == 1), due_(begin_ + kPatience) {}
+/// The line of one command. An operation that begins anew begins its time and its totals.
+class Progress::Bar {
+ public:
+  void show(opc::Progress const& at) {
+    std::unique_lock const lock(line_, std::try_to_lock);
+    if (!lock || isOver_) return;
+    if (at.files < last_.files || at.bytes < last_.bytes) begin_ = Clock::now();
+    last_ = {at.files, at.bytes};
+    if (Clock::now() < due_) return;
+    due_ = Clock::now() + kInterval;
+    hasLine_ = true;
+    std::cerr << '\r' << progressLine(last_, {at.allFiles, at.allBytes}, Clock::now() - begin_, terminalColumns())
+              << "\x1b[K" << std::flush;
+  }
+
+  void finish() {
+    std::lock_guard const lock(line_);
+    if (hasLine_) std::cerr << "\r\x1b[K" << std::flush;
+    hasLine_ = false;
+    isOver_ = true;
+  }
+
+ private:
+  std::mutex line_;  // held by the thread that shows it
+  Clock::time_point begin_ = Clock::now(), due_ = begin_ + kPatience;
+  Amount last_;
+  bool hasLine_ = false, isOver_ = false;
+};
+
+Progress::Progress(bool isWanted) : bar_(isWanted && isatty(STDERR_FILENO) == 1 ? std::make_shared<Bar>() : nullptr) {}
 
 Progress::~Progress() { finish(); }
 
+opc::Monitor Progress::monitor() {
+  if (!bar_) return {};
+  isWatched_ = true;
+  return {.report = [bar = bar_](opc::Progress const& at) {
+    bar->show(at);
+    return pendingSignal() == 0;
+  }};
+}
+
+void Progress::watch(opc::model::Package& package) {
+  if (bar_) package.setMonitor(monitor());
+}
+
+void Progress::expect(Amount const& total) { total_ = total; }
+
 void Progress::finish() {
-  if (hasLine_) std::cerr << "\r\x1b[K" << std::flush;
-  hasLine_ = isShown_ = false;
+  if (bar_) bar_->finish();
 }
 
 void Progress::addFile() {
   ++files_;
-  showWhenDue();
+  showOwnWork();
 }
 
 void Progress::addBytes(std::uint64_t count) {
   bytes_ += count;
-  showWhenDue();
+  showOwnWork();
 }
 
-void Progress::showWhenDue() {
-  if (!isShown_) return;
-  std::unique_lock const lock(line_, std::try_to_lock);
-  if (!lock || Clock::now() < due_) return;
-  due_ = Clock::now() + kInterval;
-  hasLine_ = true;
-  std::cerr << '\r' << progressLine(done(), total_, elapsed(), terminalColumns()) << "\x1b[K" << std::flush;
+void Progress::showOwnWork() {
+  if (bar_ && !isWatched_)
+    bar_->show({.files = files_, .bytes = bytes_, .allFiles = total_.files, .allBytes = total_.bytes});
 }
 
 }  // namespace ztpkg

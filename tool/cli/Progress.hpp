@@ -5,8 +5,11 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
+#include <memory>
 #include <string>
+
+#include "opc/Progress.hpp"
+#include "opc/model/Package.hpp"
 
 namespace ztpkg {
 
@@ -16,9 +19,9 @@ struct Amount {
   std::uint64_t bytes = 0;
 };
 
-/// Counts the work done, and shows it as a bar in the last line of the terminal if it takes over a second. Shows
-/// nothing if standard error is no terminal. The destructor removes the line, so that messages take its place. Any
-/// number of threads may add.
+/// Counts the work done, and shows how far the library's operations are as a bar in the last line of the terminal if
+/// the work takes over a second. Shows nothing if standard error is no terminal. The destructor removes the line, so
+/// that messages take its place. Any number of threads may add.
 class Progress {
  public:
   explicit Progress(bool isWanted);
@@ -26,9 +29,14 @@ class Progress {
   Progress(Progress const&) = delete;
   Progress& operator=(Progress const&) = delete;
 
-  /// Whether a bar may be shown, so that finding out the total is of use.
-  bool isShown() const { return isShown_; }
-  void expect(Amount const& total) { total_ = total; }
+  /// For an operation of the library, which then moves the bar and ends with Cancelled after a signal; empty where no
+  /// bar is shown. It may outlive the object, and does nothing then.
+  opc::Monitor monitor();
+  /// From now on the operations on the package move the bar.
+  void watch(opc::model::Package& package);
+
+  /// What there is to do where no operation of the library says so: contents that are compared or examined.
+  void expect(Amount const& total);
 
   /// Removes the line.
   void finish();
@@ -41,16 +49,15 @@ class Progress {
 
  private:
   using Clock = std::chrono::steady_clock;
+  class Bar;
 
-  void showWhenDue();
+  void showOwnWork();
 
-  bool isShown_;
   Clock::time_point begin_ = Clock::now();
-  Clock::time_point due_;
-  bool hasLine_ = false;
   Amount total_;
   std::atomic<std::uint64_t> files_ = 0, bytes_ = 0;  // done
-  std::mutex line_;                                   // held by the thread that shows it
+  std::atomic<bool> isWatched_ = false;               // by a monitor
+  std::shared_ptr<Bar> bar_;                          // null where none is shown
 };
 
 /// The line for a terminal of that many columns: "42% [####      ] 1.2 MB of 3.0 MB, 7 files, 1.1 MB/s, 0:02 left",

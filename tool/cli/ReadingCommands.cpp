@@ -164,7 +164,8 @@ CommandDescription diffCommand() {
                                       &options->paths))},
       .options =
           helpOption() + keyOptions(options->key) + excludeOptions(options->exclude) + namesOptions(*options) +
-          Options{checksumOption(options->checksum),
+          Options{oneFileSystemOption(options->oneFileSystem), skipOutsideLinksOption(options->skipOutsideLinks),
+                  checksumOption(options->checksum),
                   flag({"--parts"}, "Compare two packages part by part, also those with a file system", options->parts),
                   flag({"--raw"}, "Compare XML parts by their bytes", options->raw),
                   flag({"-v", "--verbose"}, "Also print what differs", options->verbose),

@@ -208,12 +208,6 @@ std::vector<Source> survey(opc::FileSystemOps& disk, AddOptions const& options, 
     surveyWithAdvice(*sources.back().tree);
     addition.add(*sources.back().tree, sources.back().place);
   }
-  Amount total;
-  for (Source const& source : sources) {
-    total.files += source.tree->fileCount();
-    total.bytes += source.tree->fileBytes();
-  }
-  progress.expect(total);
   return sources;
 }
 
@@ -258,6 +252,7 @@ void addOnce(AddOptions const& options, opc::LocalFileSystemOps& disk, TreeInTur
   std::vector<Source> const sources = survey(disk, options, addition, progress);
   if (!piped.path().empty()) addition.add(piped.path());
   manager.getPackage().setCompressionLevel(options.level);
+  if (!options.dryRun) progress.watch(manager.getPackage());
   if (!options.dryRun) addition.removeReplaced();
   for (Source const& source : sources) {
     selector.take(*source.tree);

@@ -118,6 +118,7 @@ struct DiffOptions : NamesFile {
   std::vector<std::string> paths;
   std::vector<std::string> exclude;
   KeyOptions key;
+  bool oneFileSystem = false, skipOutsideLinks = false;  // of a directory
   bool checksum = false;
   bool parts = false;  ///< compares the parts of two packages and not their trees
   bool raw = false;    ///< compares XML parts by their bytes

@@ -62,12 +62,15 @@ bool printDifferences(ReadFileSystem& package, OtherTree& other, PathFilter& fil
 bool diffDirectory(DiffOptions const& options, PathFilter& filter, Output& out) {
   if (options.parts || options.raw) throwUsage("--parts and --raw compare two packages, and OTHER is a directory");
   ReadFileSystem package(openPackage(options.package), options.package, options.key);
-  SourceTree::Rules rules = directoryRules({}, options.package, options.other);
+  StoringOptions reading;
+  reading.oneFileSystem = options.oneFileSystem;
+  reading.skipOutsideLinks = options.skipOutsideLinks;
+  SourceTree::Rules rules = directoryRules(reading, options.package, options.other);
   rules.exclude = filter.excluded();
   opc::LocalFileSystemOps disk;
   Progress progress(options.progress && !options.quiet);
   SourceTree source(disk, existingDirectory(fromArgument(options.other)), std::move(rules), progress);
-  source.survey();
+  surveyWithAdvice(source);
   if (options.checksum) progress.expect({source.fileCount(), source.fileBytes()});
   DirectoryTree other(source, progress);
   bool const differ = printDifferences(package, other, filter, options, out);
@@ -91,6 +94,8 @@ bool printPartDifferences(opc::model::Package const& package, opc::model::Packag
 
 /// The trees of packages that have any; otherwise, or if the user wants it, the parts.
 bool diffPackage(DiffOptions const& options, PathFilter& filter, Output& out) {
+  if (options.oneFileSystem || options.skipOutsideLinks)
+    throwUsage("--one-file-system and --skip-outside-links are for a directory, and OTHER is a package");
   auto package = openPackage(options.package), other = openPackage(options.other);
   if (options.parts || (!hasFileSystem(*package) && !hasFileSystem(*other)))
     return printPartDifferences(*package, *other, filter, options, out);

@@ -12,6 +12,7 @@
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
 #include "cli/Json.hpp"
+#include "cli/Process.hpp"
 #include "commands/Commands.hpp"
 #include "commands/PartRecords.hpp"
 #include "commands/Properties.hpp"
@@ -315,10 +316,12 @@ void printText(Package const& package, Summary const& summary, std::u16string co
 void writeTreemap(Treemap const& treemap, InfoOptions const& options) {
   std::u16string const path = fromArgument(options.treemap);
   if (isThere(path)) throw Failure(Report{Exit::Disk, "already-exists", shown(path) + " already exists", path});
+  noteSignals();  // the file has a temporary name at first
   boost::system::error_code error;
   auto const file = opc::LocalFileSystemOps().createForRestoring(path, opc::Perms::NotKnown, {}, error);
   if (!error) {
     *file << treemap.svg(fromArgument(options.package));
+    throwIfInterrupted();
     file->commit(error);
   }
   if (error) throw Failure(diskReport("cannot-write", "cannot write", path, error));

@@ -11,6 +11,7 @@
 
 #include "cli/Errors.hpp"
 #include "cli/Json.hpp"
+#include "cli/Process.hpp"
 #include "commands/Commands.hpp"
 #include "disk/OpenFile.hpp"
 #include "disk/Paths.hpp"
@@ -61,9 +62,11 @@ class KeyText {
 }  // namespace
 
 void keygen(KeygenOptions const& options, Output& out) {
+  noteSignals();  // a signal must not leave a file without a key
   std::u16string const file = fromArgument(options.file);
   std::string const path = opc::toUTF8String(file);
   KeyText const key;
+  throwIfInterrupted();
   OpenFile made(path, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
   if (!made.isOpen()) throwCannotWrite(file, errno);
   // The umask may have taken away more than it should.

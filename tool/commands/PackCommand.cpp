@@ -110,11 +110,12 @@ std::unique_ptr<Encryption const> encryptionFor(PackOptions const& options) {
 }
 
 void store(Storing& storing, SourceTree& source, std::u16string const& path, PackOptions const& options,
-           CoreProperties const& properties, Encryption const* encryption) {
+           CoreProperties const& properties, Encryption const* encryption, Progress& progress) {
   using opc::model::Existing;
   auto const package = Package::create(path, options.force ? Existing::Replace : Existing::Refuse);
   package->setCompressionLevel(options.level);
   package->setCompressionThreads(std::thread::hardware_concurrency());
+  progress.watch(*package);
   FileSystemManager manager(*package, source, source);
   opc::ztservices::CipherDataManager cipherData(*package);
   if (encryption)
@@ -189,14 +190,13 @@ void pack(PackOptions const& options, Output& out) {
   Progress progress(options.progress && !options.quiet);
   SourceTree source(disk, root, rulesFor(options), progress);
   surveyWithAdvice(source);
-  progress.expect({source.fileCount(), source.fileBytes()});
   std::optional<TemporaryPackage> pipe;  // made after the survey, which would find it
   if (isPipe && !options.dryRun) pipe.emplace();
   std::u16string const package = pipe ? pipe->path() : fromArgument(options.package);
   if (options.dryRun)
     storing.examine(source, progress);
   else
-    store(storing, source, package, options, properties, encryption.get());
+    store(storing, source, package, options, properties, encryption.get(), progress);
   progress.finish();
   storing.throwIfRefused();  // otherwise store() has thrown before the package appeared
   print(storing, source, options, progress, pipe ? &*pipe : nullptr, out);

@@ -119,11 +119,13 @@ void copyFile(std::string const& argument, opc::OutputStream& to) {
   opc::StreamHelper::copyStreamToStream(input, to);
 }
 
-/// The relationships that lead to parts that are gone: readers of the package may stumble over them.
+/// The relationships that lead to parts that are gone, by their folded names: readers of the package may stumble over
+/// them.
 std::vector<RelationshipRecord> danglingAt(Package const& package, std::set<std::u16string> const& removed) {
   std::vector<RelationshipRecord> records = recordsOf(package, package.getPartNames());
-  std::erase_if(
-      records, [&](RelationshipRecord const& record) { return record.isExternal || !removed.contains(record.target); });
+  std::erase_if(records, [&](RelationshipRecord const& record) {
+    return record.isExternal || !removed.contains(foldedPartName(record.target));
+  });
   return records;
 }
 
@@ -176,7 +178,7 @@ void removeParts(RemovePartsOptions const& options, Output& out) {
     for (std::string const& argument : options.parts) {
       PartName const name = partName(argument);
       package.deletePart(name);
-      removed.insert(name.toString());
+      removed.insert(foldedPartName(name.toString()));
     }
     dangling = danglingAt(package, removed);
   });

@@ -41,11 +41,20 @@ bool haveSameContent(Part const& ours, Part const& theirs, bool rawXml) {
   }
 }
 
-std::vector<PartName> wantedParts(Package const& package, PartComparisonRules const& rules) {
-  std::vector<PartName> names = package.getPartNames();
-  std::erase_if(names,
-                [&](PartName const& name) { return name.isRelationshipsPart() || !rules.isWanted(name.toString()); });
-  return names;
+/// The parts that hold contents, by their folded names.
+using PartNames = std::map<std::u16string, PartName>;
+
+PartNames partsOf(Package const& package) {
+  PartNames parts;
+  for (PartName& name : package.getPartNames())
+    if (!name.isRelationshipsPart()) parts.emplace(foldedPartName(name.toString()), std::move(name));
+  return parts;
+}
+
+/// Whether a part of both packages is wanted under either of its names. Asks for both, to record what matches.
+bool isEitherWanted(PartComparisonRules const& rules, std::u16string const& ours, std::u16string const& theirs) {
+  bool const isOursWanted = rules.isWanted(ours);
+  return ours == theirs ? isOursWanted : rules.isWanted(theirs) || isOursWanted;
 }
 
 void compareContents(Part const& ours, Part const& theirs, PartComparisonRules const& rules,
@@ -60,50 +69,83 @@ void compareContents(Part const& ours, Part const& theirs, PartComparisonRules c
 std::vector<PartDifference> compareContents(Package const& package, Package const& other,
                                             PartComparisonRules const& rules) {
   std::vector<PartDifference> found;
-  for (PartName const& name : wantedParts(package, rules)) {
-    if (other.hasPart(name))
-      compareContents(package.getPart(name), other.getPart(name), rules, found);
-    else
-      found.push_back({Change::Deleted, name.toString()});
+  PartNames const ours = partsOf(package), theirs = partsOf(other);
+  for (auto const& [key, name] : ours) {
+    auto const there = theirs.find(key);
+    if (there == theirs.end()) {
+      if (rules.isWanted(name.toString())) found.push_back({Change::Deleted, name.toString()});
+    } else if (isEitherWanted(rules, name.toString(), there->second.toString())) {
+      compareContents(package.getPart(name), other.getPart(there->second), rules, found);
+    }
   }
-  for (PartName const& name : wantedParts(other, rules))
-    if (!package.hasPart(name)) found.push_back({Change::Added, name.toString()});
+  for (auto const& [key, name] : theirs)
+    if (!ours.contains(key) && rules.isWanted(name.toString())) found.push_back({Change::Added, name.toString()});
   std::ranges::sort(found, {}, &PartDifference::part);
   return found;
 }
 
-/// By source and id, which identify a relationship.
+/// By folded source and id, which identify a relationship.
 using Relationships = std::map<std::pair<std::u16string, std::u16string>, RelationshipRecord>;
 
+/// What is behind the first "#", with it.
+std::u16string_view fragmentOf(std::u16string_view target) {
+  std::size_t const mark = target.find(u'#');
+  return mark == target.npos ? std::u16string_view() : target.substr(mark);
+}
+
+/// Resolved targets have no fragment, which is a part of what a relationship leads to.
+std::vector<RelationshipRecord> recordsWithFragments(Package const& package) {
+  std::vector<PartName> const parts = package.getPartNames();
+  std::vector<RelationshipRecord> records = recordsOf(package, parts, TargetForm::Resolved);
+  std::vector<RelationshipRecord> const written = recordsOf(package, parts, TargetForm::AsWritten);
+  for (std::size_t i = 0; i < records.size(); ++i)
+    if (fragmentOf(records[i].target).empty()) records[i].target += fragmentOf(written[i].target);
+  return records;
+}
+
 Relationships relationshipsOf(Package const& package, PartComparisonRules const& rules) {
-  TargetForm const form = rules.rawXml ? TargetForm::AsWritten : TargetForm::Resolved;
+  auto records =
+      rules.rawXml ? recordsOf(package, package.getPartNames(), TargetForm::AsWritten) : recordsWithFragments(package);
   Relationships all;
-  for (RelationshipRecord& record : recordsOf(package, package.getPartNames(), form))
-    if (rules.isWanted(record.source)) all.emplace(std::pair(record.source, record.id), std::move(record));
+  for (RelationshipRecord& record : records)
+    all.emplace(std::pair(foldedPartName(record.source), record.id), std::move(record));
   return all;
 }
 
-std::vector<char const*> whatDiffers(RelationshipRecord const& ours, RelationshipRecord const& theirs) {
+/// The case of a fragment counts.
+std::u16string foldedTarget(std::u16string const& target) {
+  std::u16string_view const fragment = fragmentOf(target);
+  return foldedPartName(target.substr(0, target.size() - fragment.size())).append(fragment);
+}
+
+bool haveSameTarget(RelationshipRecord const& ours, RelationshipRecord const& theirs, bool raw) {
+  if (raw || ours.isExternal || theirs.isExternal) return ours.target == theirs.target;
+  return foldedTarget(ours.target) == foldedTarget(theirs.target);
+}
+
+std::vector<char const*> whatDiffers(RelationshipRecord const& ours, RelationshipRecord const& theirs, bool raw) {
   std::vector<char const*> what;
   if (ours.type != theirs.type) what.push_back("type");
-  if (ours.target != theirs.target) what.push_back("target");
+  if (!haveSameTarget(ours, theirs, raw)) what.push_back("target");
   if (ours.isExternal != theirs.isExternal) what.push_back("mode");
   return what;
 }
 
-std::vector<PartDifference> compareRelationships(Relationships const& ours, Relationships const& theirs) {
+std::vector<PartDifference> compareRelationships(Relationships const& ours, Relationships const& theirs,
+                                                 PartComparisonRules const& rules) {
   std::vector<PartDifference> found;
   for (auto const& [key, record] : ours) {
     auto const there = theirs.find(key);
     if (there == theirs.end()) {
-      found.push_back({Change::Deleted, key.first, record});
+      if (rules.isWanted(record.source)) found.push_back({Change::Deleted, record.source, record});
       continue;
     }
-    std::vector<char const*> what = whatDiffers(record, there->second);
-    if (!what.empty()) found.push_back({Change::Modified, key.first, there->second, std::move(what)});
+    if (!isEitherWanted(rules, record.source, there->second.source)) continue;
+    std::vector<char const*> what = whatDiffers(record, there->second, rules.rawXml);
+    if (!what.empty()) found.push_back({Change::Modified, there->second.source, there->second, std::move(what)});
   }
   for (auto const& [key, record] : theirs)
-    if (!ours.contains(key)) found.push_back({Change::Added, key.first, record});
+    if (!ours.contains(key) && rules.isWanted(record.source)) found.push_back({Change::Added, record.source, record});
   std::ranges::sort(found, {}, [](PartDifference const& one) { return std::pair(one.part, one.relationship->id); });
   return found;
 }
@@ -113,7 +155,7 @@ std::vector<PartDifference> compareRelationships(Relationships const& ours, Rela
 std::vector<PartDifference> compareParts(Package const& package, Package const& other,
                                          PartComparisonRules const& rules) {
   std::vector<PartDifference> found = compareContents(package, other, rules);
-  std::ranges::move(compareRelationships(relationshipsOf(package, rules), relationshipsOf(other, rules)),
+  std::ranges::move(compareRelationships(relationshipsOf(package, rules), relationshipsOf(other, rules), rules),
                     std::back_inserter(found));
   return found;
 }

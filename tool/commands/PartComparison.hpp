@@ -34,8 +34,9 @@ struct PartComparisonRules {
 };
 
 /// The parts in order of their names, then the relationships in order of source and id. Relationships parts are
-/// compared by what they say. An XML part that cannot be read as XML is compared by its bytes. Throws
-/// model::InvalidItem for a part whose content is damaged.
+/// compared by what they say. Names that differ in ASCII case alone are one part, which has the name in the other
+/// package here, or in `package` where it is deleted. An XML part that cannot be read as XML is compared by its bytes.
+/// Throws model::InvalidItem for a part whose content is damaged.
 std::vector<PartDifference> compareParts(opc::model::Package const& package, opc::model::Package const& other,
                                          PartComparisonRules const& rules);
 

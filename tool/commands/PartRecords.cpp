@@ -26,6 +26,12 @@ std::u16string targetOf(Relationship const& relationship, TargetForm form) {
 
 }  // namespace
 
+std::u16string foldedPartName(std::u16string name) {
+  for (char16_t& unit : name)
+    if (unit >= u'A' && unit <= u'Z') unit = static_cast<char16_t>(unit | 0x20);
+  return name;
+}
+
 PartRecord recordOf(opc::model::Part const& part) {
   return {part.getName().toString(), part.getContentType().toString(), part.getSize(), part.getStoredSize()};
 }

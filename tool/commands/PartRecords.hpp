@@ -11,6 +11,9 @@
 /// What the commands print of parts and relationships, in one form everywhere.
 namespace ztpkg {
 
+/// Equal for equivalent part names, which differ in ASCII case alone (ECMA-376-2, 9.1.1.3).
+std::u16string foldedPartName(std::u16string name);
+
 struct PartRecord {
   std::u16string name;
   std::u16string contentType;

@@ -75,10 +75,10 @@ void rekeyOnce(RekeyCommandOptions const& options, RekeyOptions rekeying, Secret
   if (oldKey) rekeying.oldKey = &oldKey->bytes();
   rekeying.progress = [&](RekeyOptions::Progress const& done) {
     throwIfInterrupted();
-    progress.expect({done.allFiles, done.allBytes});
     progress.addFile();
     progress.addBytes(done.bytes - progress.done().bytes);
   };
+  rekeying.monitor = progress.monitor();
   opc::ztservices::rekeyPackage(package, package, rekeying);
 }
 

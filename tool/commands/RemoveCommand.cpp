@@ -52,20 +52,37 @@ std::vector<FileSystemEntry> findAll(FileSystemManager const& manager, RemoveOpt
   return entries;
 }
 
-/// One attempt, on the package as it is now. Returns the paths that were removed, without those below them.
 /// `find .` lists the folder itself as well, which would empty the package.
 void throwIfListNamesRoot(RemoveOptions const& options) {
   for (std::size_t i = std::min(options.patternCount, options.paths.size()); i < options.paths.size(); ++i)
     if (entryPath(options.paths[i]) == u"/") throwUsage("--files-from: a line names the whole tree");
 }
 
+bool isBelowAny(std::u16string const& path, std::set<std::u16string> const& others) {
+  if (path != u"/" && others.contains(u"/")) return true;
+  for (std::size_t slash = path.find(u'/', 1); slash != path.npos; slash = path.find(u'/', slash + 1))
+    if (others.contains(path.substr(0, slash))) return true;
+  return false;
+}
+
+/// Leaves each entry once, and no entry that goes with another one above it.
+void keepHighest(std::vector<FileSystemEntry>& entries) {
+  std::set<std::u16string> paths, kept;
+  for (FileSystemEntry const& entry : entries) paths.insert(entry.getPathName());
+  std::erase_if(entries, [&](FileSystemEntry const& entry) {
+    return isBelowAny(entry.getPathName(), paths) || !kept.insert(entry.getPathName()).second;
+  });
+}
+
+/// One attempt, on the package as it is now. Returns the paths that were removed, without those below them.
 std::vector<std::u16string> removeOnce(RemoveOptions const& options) {
   EditedFileSystem edited(options, options.key);
-  std::vector<FileSystemEntry> const entries = findAll(edited.manager(), options);
+  std::vector<FileSystemEntry> entries = findAll(edited.manager(), options);
+  keepHighest(entries);
   std::vector<std::u16string> paths;
   for (FileSystemEntry const& entry : entries) {
-    paths.push_back(entry.getPathName());  // it may go with a folder, or be given twice
-    if (edited.manager().hasEntry(paths.back())) removeEntry(edited.manager(), entry);
+    paths.push_back(entry.getPathName());
+    removeEntry(edited.manager(), entry);
   }
   edited.save();
   return paths;

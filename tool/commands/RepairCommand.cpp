@@ -127,11 +127,11 @@ void repair(RepairCommandOptions const& options, Output& out) {
     printText(report, out);
   std::string const saved =
       "saved " + counted(static_cast<std::size_t>(report.parts), "part") + " (" + sizeText(report.bytes) + ")";
+  out.close();
   if (report.isComplete()) {
     if (!options.quiet && !options.json) std::cerr << saved << ", nothing is lost\n";
     return;
   }
-  out.close();
   throw Failure(Report{Exit::Package, "repaired-in-part", saved + ", but not all of " + shown(path), path});
 }
 

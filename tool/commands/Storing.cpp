@@ -155,6 +155,7 @@ void Storing::add(FileSystemManager& manager, SourceTree& source) {
 
 void Storing::examine(SourceTree& source, Progress& progress) {
   if (!options_.textToUTF8) return;
+  progress.expect({source.fileCount(), source.fileBytes()});
   for (std::u16string const& leaf : source.leaves())
     if (isText(source, leaf)) {
       TextContentSource text(contentOf(source, leaf, progress), options_.textCharset);

@@ -197,6 +197,23 @@ std::vector<Report> extract(FileSystemManager& manager, std::u16string const& ro
   return problems;
 }
 
+class Discarded final : public opc::OutputStream {
+ public:
+  void write(void const*, std::size_t) override {}
+  void close() override {}
+};
+
+/// Finds damage of a content that its stream would deliver in part (model::Part::getInputStream()). Encrypted contents
+/// are authenticated before they are delivered.
+void verifyAhead(FileSystemManager& manager, FileSystemEntry const& file, TransformMode mode) {
+  constexpr std::uint64_t kVerifiedWhole = 8U << 20;
+  if (mode == TransformMode::Transform && manager.isEncrypted(file)) return;
+  auto const part = manager.getPackage().findPart(opc::model::PartName(file.getContentName()));
+  if (!part || part->getSize() <= kVerifiedWhole) return;
+  Discarded nowhere;
+  opc::StreamHelper::copyStreamToStream(manager.getFileContentSource(file, mode)->getInputStream(), nowhere);
+}
+
 /// Prints the contents of files, one after the other. What cannot be read is left out.
 void printContents(UnpackOptions const& options, Output& out) {
   Stopwatch const watch;
@@ -218,6 +235,7 @@ void printContents(UnpackOptions const& options, Output& out) {
   problems.clear();  // found again
   TransformMode const mode = options.raw ? TransformMode::None : TransformMode::Transform;
   forEachFile([&](FileSystemEntry const& file) {
+    verifyAhead(manager, file, mode);
     opc::StreamHelper::copyStreamToStream(manager.getFileContentSource(file, mode)->getInputStream(), out);
   });
   out.close();
@@ -302,7 +320,7 @@ void unpack(UnpackOptions const& options, Output& out) {
   std::vector<Report>& problems = plan.problems;
   if (leaves.empty() && !problems.empty()) throw Failure(std::move(problems));
   destination.setFolders(std::move(plan.folders));
-  progress.expect(plan.content);
+  progress.watch(*package);
   RestoreMode const restore = options.restore ? RestoreMode::TimeAndPermissions : RestoreMode::None;
   try {
     std::ranges::move(extract(manager, root, leaves, restore, mode), std::back_inserter(problems));

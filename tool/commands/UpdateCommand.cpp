@@ -138,7 +138,7 @@ void apply(Differences const& differences, EditedFileSystem& edited, SourceTree&
   record(manager, directory, differences);
   removeReplaced(manager, differences);
   source.restrictTo(storedAnew(differences));
-  progress.expect({source.fileCount(), source.fileBytes()});
+  progress.watch(manager.getPackage());
   manager.getPackage().setCompressionLevel(options.level);
   selector.take(source);
   storing.add(manager, source);

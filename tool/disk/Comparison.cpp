@@ -24,8 +24,9 @@ bool differ(std::optional<Value> const& a, std::optional<Value> const& b) {
   return a && b && *a != *b;
 }
 
-/// A time that only the disk can hold is another one.
-bool hasOtherTime(TreeItem const& ours, TreeItem const& theirs) { return ours.time && ours.time != theirs.time; }
+bool hasOtherTime(TreeItem const& ours, TreeItem const& theirs) {
+  return differ(ours.time, theirs.time) || (ours.time && theirs.hasUnrecordableTime);
+}
 
 std::u16string pathFromRoot(FileSystemEntry const& entry) {
   std::u16string path = entry.getPathName();
@@ -146,10 +147,12 @@ TreeItem itemOf(FileSystemManager const& manager, FileSystemEntry const& entry) 
 }
 
 TreeItem itemOf(FileFacts const& facts) {
+  auto const time = timeOf(facts.identity);
   return {.kind = EntryKind::File,
           .size = facts.identity.size,
           .permissions = facts.permissions,
-          .time = timeOf(facts.identity)};
+          .time = time,
+          .hasUnrecordableTime = !time};
 }
 
 bool haveOtherFacts(TreeItem const& ours, TreeItem const& theirs) {

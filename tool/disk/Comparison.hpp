@@ -25,7 +25,8 @@ struct TreeItem {
   std::optional<std::uint64_t> size = {};  ///< of a file
   std::optional<std::uint32_t> permissions = {};
   std::optional<boost::posix_time::ptime> time = {};
-  std::u16string target = {};  ///< of a link
+  bool hasUnrecordableTime = false;  ///< the disk has a time that no package can record
+  std::u16string target = {};        ///< of a link
 };
 
 /// What the package records of an entry. The size of a file whose contents are missing is absent.

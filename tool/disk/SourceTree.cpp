@@ -315,6 +315,10 @@ boost::posix_time::ptime SourceTree::getLastModifiedTime(std::u16string const& p
   return inner().getLastModifiedTime(diskPath(path), error);
 }
 
+std::optional<std::uint64_t> SourceTree::getFileSize(std::u16string const& path) {
+  return inner().getFileSize(diskPath(path));
+}
+
 opc::OpenedFile SourceTree::openForAdding(std::u16string const& path) {
   checkLastFile();
   throwIfInterrupted();

@@ -90,6 +90,7 @@ class SourceTree final : public ForwardingOps {
   opc::OpenedFile openForAdding(std::u16string const& path) override;
   opc::Perms::Perms_tag getPermissions(std::u16string const& path, ErrorCode& error) override;
   boost::posix_time::ptime getLastModifiedTime(std::u16string const& path, ErrorCode& error) override;
+  std::optional<std::uint64_t> getFileSize(std::u16string const& path) override;
 
  private:
   /// The file that was opened last.
