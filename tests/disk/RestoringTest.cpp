@@ -141,46 +141,6 @@ TEST_P(Restoring, RefusesBeforeContentIsWrittenWhereAFolderHasTheName) {
   EXPECT_EQ(error, boost::system::errc::is_a_directory);
 }
 
-/// A disk that replaces nothing.
-class RestoringIntoANewFolder : public testing::Test {
- protected:
-  RestoringIntoANewFolder() { ops.createFolders(at("new"), error); }
-  std::u16string at(std::string const& name) const { return directory.u16("root/" + name); }
-  std::unique_ptr<opc::FileOutputStream> begun() {
-    return ops.createForRestoring(at("new/file"), kPrivate, kTime, error);
-  }
-
-  zt_test::TemporaryDirectory directory;
-  boost::system::error_code error;
-  opc::ConfinedFileSystemOps ops{directory.u16("root"), {.replaceExisting = false}};
-};
-
-TEST_F(RestoringIntoANewFolder, RefusesASecondFileOfTheNameBeforeItIsWritten) {
-  auto const first = begun();
-  ASSERT_TRUE(first) << error.message();
-  first->commit(error);
-  ASSERT_FALSE(error) << error.message();
-  EXPECT_FALSE(begun());
-  EXPECT_EQ(error, boost::system::errc::file_exists);
-}
-
-TEST_F(RestoringIntoANewFolder, KeepsAFileThatAnotherProgramHasMadeThere) {
-  writeFile(directory / "root/new/file", "of another");
-  auto const file = begun();
-  ASSERT_TRUE(file) << error.message();
-  file->commit(error);
-  EXPECT_EQ(error, boost::system::errc::file_exists);
-  EXPECT_EQ(readFile(directory / "root/new/file"), "of another");
-}
-
-TEST_F(RestoringIntoANewFolder, FindsAnotherFolderThatTookItsPlace) {
-  fs::rename(directory / "root/new", directory / "root/old");
-  fs::create_directories(directory / "root/new/file");
-  ops.createFolders(at("new"), error);
-  EXPECT_FALSE(begun());
-  EXPECT_EQ(error, boost::system::errc::is_a_directory);
-}
-
 TEST_P(Restoring, LocksAnUnfinishedFileAgainstRemovalAsALeftover) {
   auto const file = ops->createForRestoring(at("a/file"), kPrivate, kTime, error);
   ASSERT_TRUE(file) << error.message();
