@@ -131,7 +131,7 @@ TEST(ManifestReaders, AgreeOnAFragmentAtAnyPlace) {
       accepted += isReadWithoutParser(other);
     }
   }
-  EXPECT_GT(accepted, 100U);
+  EXPECT_GT(accepted, 700U / step) << "the reader without a parser hardly took part";
 }
 
 TEST(ManifestReaders, AgreeOnSeveralChanges) {
