@@ -15,7 +15,7 @@ namespace opc {
 struct Place {
   std::shared_ptr<FileHandle const> folder;
   std::string name;
-  bool isFree = false;  ///< as far as is known without a look: the folder was made for what gets names in it
+  bool isFree = false;  ///< no look is needed: these operations made the folder, and gave the name to no other file
 
   int descriptor() const { return folder->descriptor(); }
 };
