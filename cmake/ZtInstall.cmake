@@ -33,9 +33,14 @@ function(zt_install name)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ztservices.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
     COMPONENT Development)
 
-  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${CMAKE_INSTALL_DOCDIR}
-    COMPONENT Runtime)
-  install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Documentation)
+  set(legal ${CMAKE_INSTALL_DOCDIR})
+  if(CMAKE_INSTALL_PREFIX STREQUAL /usr)  # where packages of two sonames may not have a file in common
+    get_target_property(soversion ${name} SOVERSION)
+    set(legal ${CMAKE_INSTALL_DATADIR}/doc/lib${name}${soversion})
+  endif()
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${legal} COMPONENT Runtime)
+  install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/SECURITY.md
+    ${PROJECT_SOURCE_DIR}/CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Documentation)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
     COMPONENT Documentation)
 endfunction()
