@@ -22,20 +22,26 @@ function(zt_install name)
 
   # The file says where it is by where it stands, so that an installed tree can be moved.
   file(RELATIVE_PATH prefix /root/${CMAKE_INSTALL_LIBDIR}/pkgconfig /root/)
-  # Whoever links a static library needs what it links to, which are shared libraries of the system.
-  set(private)
+  # Who links the static library links what it uses, too. The shared one hides that: its users need no headers of it, and
+  # pkg-config would ask for them at "Requires.private" even for --cflags.
+  set(requires "Requires: xerces-c >= 3.2, zlib, libdeflate, libcrypto >= 3, icu-i18n >= 70, icu-uc >= 70\n")
   set(libs "Libs: -L\${libdir} -l${name} -lboost_regex -lstdc++ -lm -pthread")
   if(BUILD_SHARED_LIBS)
-    set(private .private)
-    set(libs "Libs: -L\${libdir} -l${name}\nLibs.private: -lboost_regex -lstdc++ -lm -pthread")
+    set(requires)
+    set(libs "Libs: -L\${libdir} -l${name}")
   endif()
   configure_file(${PROJECT_SOURCE_DIR}/cmake/ztservices.pc.in ztservices.pc @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ztservices.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
     COMPONENT Development)
 
-  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${CMAKE_INSTALL_DOCDIR}
-    COMPONENT Runtime)
-  install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Documentation)
+  set(legal ${CMAKE_INSTALL_DOCDIR})
+  if(CMAKE_INSTALL_PREFIX STREQUAL /usr)  # where packages of two sonames may not have a file in common
+    get_target_property(soversion ${name} SOVERSION)
+    set(legal ${CMAKE_INSTALL_DATADIR}/doc/lib${name}${soversion})
+  endif()
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${legal} COMPONENT Runtime)
+  install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/SECURITY.md
+    ${PROJECT_SOURCE_DIR}/CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT Documentation)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/examples DESTINATION ${CMAKE_INSTALL_DOCDIR}
     COMPONENT Documentation)
 endfunction()

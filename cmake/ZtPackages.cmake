@@ -2,7 +2,8 @@
 # Debian packages by cpack, one for each component: see scripts/package.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_VENDOR "The ztservices authors")
-set(CPACK_PACKAGE_CONTACT "The ztservices authors <ztservices@localhost>")
+set(ZT_MAINTAINER "The ztservices authors <maintainers@ztservices.example>" CACHE STRING "Whom the packages name")
+set(CPACK_PACKAGE_CONTACT ${ZT_MAINTAINER})
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
@@ -15,7 +16,9 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 # The library is no package yet when the tool's dependencies are looked up.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 
-set(runtime libztservices0)
+# Named as the soname, so that two versions that programs cannot exchange can be installed side by side.
+get_target_property(soversion ztservices SOVERSION)
+set(runtime libztservices${soversion})
 set(full_version ${PROJECT_VERSION}-1)
 
 # zt_debian_package(component NAME package SECTION section TEXT description [DEPENDS relations] [ANY])
@@ -33,13 +36,28 @@ function(zt_debian_package component)
   set(documents ${CMAKE_INSTALL_DATADIR}/doc/${P_NAME})
   install(FILES ${PROJECT_SOURCE_DIR}/cmake/debian-copyright DESTINATION ${documents} RENAME copyright
     COMPONENT ${component})
-  install(FILES ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${documents} COMPONENT ${component})
+  install(FILES ${PROJECT_BINARY_DIR}/changelog.gz ${PROJECT_BINARY_DIR}/changelog.Debian.gz DESTINATION ${documents}
+    COMPONENT ${component})
 endfunction()
 
 execute_process(COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/CHANGELOG.md OUTPUT_FILE ${PROJECT_BINARY_DIR}/changelog.gz
   COMMAND_ERROR_IS_FATAL ANY)
+# Debian's own changelog, in the form that its tools read.
+execute_process(COMMAND date -u -R -d ${ZT_RELEASE_DATE} OUTPUT_VARIABLE day OUTPUT_STRIP_TRAILING_WHITESPACE
+  COMMAND_ERROR_IS_FATAL ANY)
+file(WRITE ${PROJECT_BINARY_DIR}/changelog.Debian "ztservices (${full_version}) unstable; urgency=medium
+
+  * Version ${PROJECT_VERSION}; changelog.gz says what it changes.
+
+ -- ${ZT_MAINTAINER}  ${day}
+")
+execute_process(COMMAND gzip -9nc ${PROJECT_BINARY_DIR}/changelog.Debian
+  OUTPUT_FILE ${PROJECT_BINARY_DIR}/changelog.Debian.gz COMMAND_ERROR_IS_FATAL ANY)
+# dpkg runs ldconfig once for all packages that are installed together.
+file(WRITE ${PROJECT_BINARY_DIR}/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/triggers)
 zt_debian_package(Runtime NAME ${runtime} SECTION libs
-  TEXT "package services over the Open Packaging Conventions
+  TEXT "package services over the Open Packaging Conventions (library)
  Stores directory trees in packages of the Open Packaging Conventions, with
  encryption, core properties and streaming transforms. This is the library.")
 zt_debian_package(Development NAME libztservices-dev SECTION libdevel
@@ -60,6 +78,6 @@ install(CODE [[
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS_POLICY "=")
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")  # the soname names what programs cannot exchange
 include(CPack)

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# cmake -DBUILD=build-tree -DSOURCE=source-tree -DWORK=scratch -P check.cmake
+# cmake -DBUILD=build-tree -DSOURCE=source-tree -DWORK=scratch -DVERSION=version [-DWHOLE=ON] -P check.cmake
 # Installs the library, moves it, builds the example against what was installed as CMake and pkg-config find it, and runs
 # it; runs the installed tool; and makes the library a part of another project.
 file(REMOVE_RECURSE ${WORK})
@@ -33,9 +33,15 @@ function(check consumer)
 endfunction()
 
 step(${CMAKE_COMMAND} -S ${SOURCE}/tests/install -B ${WORK}/build -G Ninja -DCMAKE_PREFIX_PATH=${WORK}/prefix
-  -DEXAMPLE=${SOURCE}/examples/keep_directory.cpp -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}")
+  -DEXAMPLE=${SOURCE}/examples/keep_directory.cpp -DCMAKE_CXX_COMPILER=${COMPILER} "-DCMAKE_CXX_FLAGS=${FLAGS}"
+  -DZTSERVICES_VERSION=${VERSION})
 step(${CMAKE_COMMAND} --build ${WORK}/build)
 check(${WORK}/build/consumer)
+execute_process(COMMAND ${CMAKE_COMMAND} ${WORK}/build -DZTSERVICES_VERSION=999 RESULT_VARIABLE status OUTPUT_QUIET
+  ERROR_VARIABLE output)
+if(status EQUAL 0 OR NOT output MATCHES "compatible with requested version \"999\"")
+  message(FATAL_ERROR "find_package takes the library for version 999: ${status} ${output}")
+endif()
 
 # The examples, as a reader of the documentation builds them.
 step(${CMAKE_COMMAND} -S ${SOURCE}/examples -B ${WORK}/examples -G Ninja -DCMAKE_PREFIX_PATH=${WORK}/prefix
@@ -59,12 +65,30 @@ if(EXISTS ${libraries}/libztservices.so)
   endif()
 endif()
 
-# In another project it changes no setting of this, and neither builds its tool nor installs anything.
-step(${CMAKE_COMMAND} -S ${SOURCE}/tests/install -B ${WORK}/whole -G Ninja -DZTSERVICES=${SOURCE}
-  -DEXAMPLE=${SOURCE}/examples/keep_directory.cpp -DCMAKE_CXX_COMPILER=${COMPILER}
-  -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON)
-file(STRINGS ${WORK}/whole/CMakeCache.txt shared REGEX "^BUILD_SHARED_LIBS:")
-file(STRINGS ${WORK}/whole/ztservices/cmake_install.cmake installed REGEX "file\\(INSTALL")
-if(shared OR installed)
-  message(FATAL_ERROR "the other project has got: ${shared} ${installed}")
-endif()
+# In another project it changes no setting of this, and neither builds its tool nor installs anything: as a folder of it, and
+# fetched from the sources alone. With WHOLE both are built too, which takes minutes.
+function(check_part folder)
+  step(${CMAKE_COMMAND} -S ${SOURCE}/tests/install -B ${WORK}/${folder} -G Ninja ${ARGN}
+    -DEXAMPLE=${SOURCE}/examples/keep_directory.cpp -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER}
+    -DCMAKE_BUILD_TYPE=Release -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON)
+  file(STRINGS ${WORK}/${folder}/CMakeCache.txt shared REGEX "^BUILD_SHARED_LIBS:")
+  file(GLOB_RECURSE scripts ${WORK}/${folder}/cmake_install.cmake)
+  set(installed)
+  foreach(script IN LISTS scripts)
+    file(STRINGS ${script} lines REGEX "file\\(INSTALL")
+    list(APPEND installed ${lines})
+  endforeach()
+  if(shared OR installed)
+    message(FATAL_ERROR "the other project has got: ${shared} ${installed}")
+  endif()
+  step(${CMAKE_COMMAND} --build ${WORK}/${folder} --target consumer -- -n)
+  if(WHOLE)
+    step(${CMAKE_COMMAND} --build ${WORK}/${folder})
+    check(${WORK}/${folder}/consumer)
+  endif()
+endfunction()
+
+check_part(whole -DZTSERVICES=${SOURCE})
+execute_process(COMMAND ${CMAKE_COMMAND} -E tar czf ${WORK}/ztservices.tar.gz CMakeLists.txt cmake include src
+  WORKING_DIRECTORY ${SOURCE} COMMAND_ERROR_IS_FATAL ANY)
+check_part(fetched -DZTSERVICES_URL=${WORK}/ztservices.tar.gz)
