@@ -157,6 +157,7 @@ bool Repairer::write(std::u16string const& name, model::ContentType const& type,
   saved_.all.insert(name);
   if (isMarkedCompressed(type)) saved_.compressed.insert(name);
   ++report_.parts;
+  report_.savedParts.push_back(name);
   report_.bytes += part.getSize();
   return true;
 } catch (model::InvalidPartName const&) {

@@ -134,6 +134,7 @@ def others(place):
     yield ["update", "--json", "-q", place / "empty.ztp", place / "gone"], 3
     yield ["repair", "--json", place / "damaged.ztp", place / "repaired.ztp"], 1
     yield ["repair", "--json", place / "plain.ztp", place / "copied.ztp"], 0
+    yield ["repair", "--json", "-v", place / "plain.ztp", place / "copied2.ztp"], 0
     yield ["repair", "--json", place / "plain.ztp", place / "copied.ztp"], 3
     (place / "texts").mkdir()
     (place / "texts" / "é.txt").write_bytes(b"\xE9")
@@ -156,12 +157,15 @@ def others(place):
     yield ["cat", "--json", place / "plain.ztp", "/empty"], 1
     yield ["cat", "--json", place / "damaged.ztp", "/a.txt"], 1
     yield ["move", "--json", place / "again.ztp", "/empty", "/moved"], 0
+    yield ["move", "--json", "-v", place / "again.ztp", "/moved", "/again"], 0
     yield ["move", "--json", place / "again.ztp", "/empty", "/moved"], 1
     yield ["keygen", "--json", place / "new"], 0
     yield ["keygen", "--json", place / "new"], 3
     yield ["rekey", "--json", place / "again.ztp", "--new-key-file", place / "new"], 0
     yield ["rekey", "--json", place / "again.ztp", "--new-key-file", place / "new"], 4
+    yield ["rekey", "--json", "-v", place / "again.ztp", "-k", place / "new", "--to-plain", "--force"], 0
     yield ["props", "set", place / "plain.ztp", "title=x", "--json"], 0
+    yield ["props", "set", place / "plain.ztp", "title=\u00e9", "subject=", "--json", "-v"], 0
     yield ["props", "set", place / "plain.ztp", "uuid=x", "--json"], 2
     parts = place / "parts.zip"
     yield ["part", "cat", "--json", parts, "/a"], 0
@@ -169,8 +173,12 @@ def others(place):
     yield ["part", "put", "--json", parts, "/b", place / "key", "--type", "text/plain"], 0
     yield ["diff", "--json", parts, place / "plain.ztp", "--parts"], 1
     yield ["rel", "add", "--json", parts, "http://example.com/t", "/b"], 0
+    yield ["rel", "add", "--json", "-v", parts, "http://example.com/t", "/b"], 0
     yield ["part", "remove", "--json", parts, "/b"], 0
     yield ["rel", "remove", "--json", parts, "rId1"], 0
+    yield ["rel", "remove", "--json", "-v", parts, "rId2"], 0
+    yield ["part", "put", "--json", "-v", parts, "/b", place / "key", "--type", "text/plain"], 0
+    yield ["part", "remove", "--json", "-v", parts, "/b"], 0
     yield ["explode", "--json", parts, place / "exploded"], 0
     yield ["explode", "--json", parts, place / "exploded"], 3
     yield ["implode", "--json", place / "exploded", place / "imploded.zip"], 0

@@ -40,7 +40,9 @@ CommandDescription rekeyCommand() {
                               "Do not ask before --to-plain; also change a package that may not be written, or whose "
                               "owner cannot be kept",
                               options->force),
-                         retryOption(options->retryLock), jsonOption(options->json)} +
+                         retryOption(options->retryLock),
+                         verboseOption("Print the paths of the files that are stored anew", options->verbose),
+                         jsonOption(options->json)} +
                  progressOptions(options->progress, options->quiet),
       .action = [options](Output& out) { rekey(*options, out); },
       .package = &options->package,

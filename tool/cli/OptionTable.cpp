@@ -141,6 +141,10 @@ Options newKeyOptions(NewKeyOptions& key, std::string const& prefix, std::string
                   flag({"--compress"}, "Compress contents before they are encrypted", key.compress)});
 }
 
+OptionDescription verboseOption(std::string const& what, bool& verbose) {
+  return flag({"-v", "--verbose"}, what, verbose);
+}
+
 OptionDescription jsonOption(bool& json) { return flag({"--json"}, "Print one JSON object, for programs", json); }
 
 OptionDescription besideDataOption(bool& json) {
@@ -185,11 +189,10 @@ Options textOptions(StoringOptions& options) {
 }
 
 Options listingOptions(StoringOptions& options) {
-  Options all{
-      flag({"-n", "--dry-run"}, "Check everything, print the paths that would be stored, and write nothing",
-           options.dryRun),
-      flag({"-v", "--verbose"}, "Print the paths that are stored, texts with their character sets", options.verbose),
-      jsonOption(options.json)};
+  Options all{flag({"-n", "--dry-run"}, "Check everything, print the paths that would be stored, and write nothing",
+                   options.dryRun),
+              verboseOption("Print the paths that are stored, texts with their character sets", options.verbose),
+              jsonOption(options.json)};
   return all;
 }
 

@@ -62,7 +62,8 @@ CommandDescription repairCommand() {
                     argument("NEW", "The package to make; nothing may have that name", &options->target)},
       .options =
           helpOption() + keyOptions(options->key, "Ask for the password on the terminal") +
-          Options{jsonOption(options->json), flag({"-q", "--quiet"}, "Do not list what is lost", options->quiet)},
+          Options{verboseOption("Also print the names of the parts that are saved", options->verbose),
+                  jsonOption(options->json), flag({"-q", "--quiet"}, "Do not list what is lost", options->quiet)},
       .action = [options](Output& out) { repair(*options, out); },
       .package = &options->package,
       .takesPipe = true,

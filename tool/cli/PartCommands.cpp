@@ -12,8 +12,9 @@
 namespace ztpkg::table {
 namespace {
 
-OptionDescription verboseOption(bool& verbose) {
-  return flag({"-v", "--verbose"}, "Print the names of the parts", verbose);
+OptionDescription namesOption(bool& verbose) { return verboseOption("Print the names of the parts", verbose); }
+OptionDescription linesOption(bool& verbose) {
+  return verboseOption("Print the relationships as 'ztpkg rel list' does", verbose);
 }
 
 OptionDescription sourceOption(std::string& source, std::string const& purpose) {
@@ -68,10 +69,11 @@ CommandDescription putPartCommand() {
       .arguments = {packageArgument(options->package),
                     argument("PART", "The name of the part, such as /word/document.xml", &options->part),
                     argument("FILE", "The file with the bytes; - for standard input", &options->file)},
-      .options = helpOption() +
-                 Options{valued({"-t", "--type"}, "TYPE", "The content type, such as image/png; needed for a new part",
-                                &options->type),
-                         forceOption(options->force), retryOption(options->retryLock), jsonOption(options->json)},
+      .options =
+          helpOption() + Options{valued({"-t", "--type"}, "TYPE",
+                                        "The content type, such as image/png; needed for a new part", &options->type),
+                                 forceOption(options->force), retryOption(options->retryLock),
+                                 namesOption(options->verbose), jsonOption(options->json)},
       .action = [options](Output& out) { putPart(*options, out); },
       .package = &options->package,
   };
@@ -87,8 +89,8 @@ CommandDescription removePartsCommand() {
                   "part stay, and are reported."},
       .aliases = {"rm"},
       .arguments = {packageArgument(options->package), argument("PART", "The name of a part", &options->parts)},
-      .options = helpOption() +
-                 Options{forceOption(options->force), retryOption(options->retryLock), jsonOption(options->json)},
+      .options = helpOption() + Options{forceOption(options->force), retryOption(options->retryLock),
+                                        namesOption(options->verbose), jsonOption(options->json)},
       .action = [options](Output& out) { removeParts(*options, out); },
       .package = &options->package,
   };
@@ -140,7 +142,8 @@ CommandDescription addRelationshipCommand() {
                                       "package)"),
                          valued({"--id"}, "ID", "Its id (default: the first free one of rId1, rId2 ...)", &options->id),
                          flag({"--external"}, "TARGET lies outside the package", options->external),
-                         forceOption(options->force), retryOption(options->retryLock), jsonOption(options->json)},
+                         forceOption(options->force), retryOption(options->retryLock), linesOption(options->verbose),
+                         jsonOption(options->json)},
       .action = [options](Output& out) { addRelationship(*options, out); },
       .package = &options->package,
   };
@@ -157,7 +160,8 @@ CommandDescription removeRelationshipsCommand() {
       .arguments = {packageArgument(options->package), argument("ID", "The id of a relationship", &options->ids)},
       .options = helpOption() +
                  Options{sourceOption(options->source, "The part that they start from (default: /, the package)"),
-                         forceOption(options->force), retryOption(options->retryLock), jsonOption(options->json)},
+                         forceOption(options->force), retryOption(options->retryLock), linesOption(options->verbose),
+                         jsonOption(options->json)},
       .action = [options](Output& out) { removeRelationships(*options, out); },
       .package = &options->package,
   };
@@ -188,7 +192,7 @@ CommandDescription explodeCommand() {
       .options = helpOption() +
                  Options{flag({"-f", "--force"}, "Write to a directory that is not empty, and replace files in it",
                               options->force),
-                         jsonOption(options->json), verboseOption(options->verbose),
+                         jsonOption(options->json), namesOption(options->verbose),
                          flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
       .action = [options](Output& out) { explode(*options, out); },
       .package = &options->package,
@@ -207,7 +211,7 @@ CommandDescription implodeCommand() {
       .arguments = {argument("DIR", "The directory with package.json", &options->directory),
                     packageArgument(options->package, "The package to make")},
       .options = helpOption() + Options{flag({"-f", "--force"}, "Replace a package that exists", options->force),
-                                        jsonOption(options->json), verboseOption(options->verbose),
+                                        jsonOption(options->json), namesOption(options->verbose),
                                         flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
       .action = [options](Output& out) { implode(*options, out); },
       .package = &options->package,

@@ -38,8 +38,10 @@ CommandDescription setPropertiesCommand() {
                     argument("NAME=VALUE",
                              "The property and its new value; an empty value removes any but the first four",
                              &options->assignments)},
-      .options = helpOption() +
-                 Options{forceOption(options->force), retryOption(options->retryLock), jsonOption(options->json)},
+      .options = helpOption() + Options{forceOption(options->force), retryOption(options->retryLock),
+                                        verboseOption("Print the properties that are set, as 'ztpkg props get' does",
+                                                      options->verbose),
+                                        jsonOption(options->json)},
       .action = [options](Output& out) { setProperties(*options, out); },
       .package = &options->package,
   };

@@ -56,8 +56,7 @@ CommandDescription unpackCommand() {
               clearing({"--no-sparse"}, "Write long runs of zeros, of which holes are made otherwise", options->sparse),
               flag({"--allow-outside-links"}, "Also make links that point out of DIR, which otherwise fail the command",
                    options->allowOutsideLinks),
-              flag({"-v", "--verbose"}, "Print the paths that are extracted", options->verbose),
-              jsonOption(options->json)} +
+              verboseOption("Print the paths that are extracted", options->verbose), jsonOption(options->json)} +
           progressOptions(options->progress, options->quiet),
       .action =
           [options](Output& out) {
@@ -168,7 +167,7 @@ CommandDescription diffCommand() {
                   checksumOption(options->checksum),
                   flag({"--parts"}, "Compare two packages part by part, also those with a file system", options->parts),
                   flag({"--raw"}, "Compare XML parts by their bytes", options->raw),
-                  flag({"-v", "--verbose"}, "Also print what differs", options->verbose),
+                  verboseOption("Also print what differs", options->verbose),
                   flag({"--json"}, "Print a JSON array of objects, for programs", options->json)} +
           progressOptions(options->progress, options->quiet),
       .action =

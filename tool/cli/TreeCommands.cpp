@@ -134,15 +134,14 @@ CommandDescription removeCommand() {
       .arguments = {packageArgument(options->package),
                     optional(argument("PATH", "The entry to remove, a folder with everything below it; never a pattern",
                                       &options->paths))},
-      .options =
-          helpOption() +
-          Options{valued({"-g", "--glob"}, "GLOB",
-                         "Also remove what the pattern matches, with everything below it; repeatable",
-                         &options->patterns)} +
-          namesOptions(*options) + keyOptions(options->key) +
-          Options{forceOption(options->force), retryOption(options->retryLock),
-                  flag({"-v", "--verbose"}, "Print the paths that are removed", options->verbose),
-                  jsonOption(options->json), flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
+      .options = helpOption() +
+                 Options{valued({"-g", "--glob"}, "GLOB",
+                                "Also remove what the pattern matches, with everything below it; repeatable",
+                                &options->patterns)} +
+                 namesOptions(*options) + keyOptions(options->key) +
+                 Options{forceOption(options->force), retryOption(options->retryLock),
+                         verboseOption("Print the paths that are removed", options->verbose), jsonOption(options->json),
+                         flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
       .action =
           [options](Output& out) {
             takePaths(*options, options->paths, options->package);
@@ -165,12 +164,15 @@ CommandDescription moveCommand() {
       .aliases = {"mv"},
       .arguments = {packageArgument(options->package), argument("FROM", "The path of the entry", &options->from),
                     argument("TO", "Its new path, or the folder to move it to", &options->to)},
-      .options = helpOption() + keyOptions(options->key) +
-                 Options{flag({"-f", "--force"},
-                              "Replace a file or link that is at TO, and change a package that may not be written",
-                              options->force),
-                         retryOption(options->retryLock), jsonOption(options->json),
-                         flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
+      .options =
+          helpOption() + keyOptions(options->key) +
+          Options{flag({"-f", "--force"},
+                       "Replace a file or link that is at TO, and change a package that may not be written",
+                       options->force),
+                  retryOption(options->retryLock),
+                  verboseOption("Print the paths of the files, links and empty folders that move, old and new",
+                                options->verbose),
+                  jsonOption(options->json), flag({"-q", "--quiet"}, "Print nothing but errors", options->quiet)},
       .action = [options](Output& out) { move(*options, out); },
       .package = &options->package,
   };

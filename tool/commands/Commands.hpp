@@ -107,6 +107,7 @@ struct MoveOptions : ChangeOptions {
   std::string from;
   std::string to;
   KeyOptions key;
+  bool verbose = false;
   bool json = false;
   bool quiet = false;
 };
@@ -143,6 +144,7 @@ struct RepairCommandOptions {
   std::string package;
   std::string target;
   KeyOptions key;
+  bool verbose = false;
   bool json = false;
   bool quiet = false;
 };
@@ -191,6 +193,7 @@ void getProperties(GetPropertiesOptions const& options, Output& out);
 
 struct SetPropertiesOptions : ChangeOptions {
   std::vector<std::string> assignments;  ///< NAME=VALUE
+  bool verbose = false;
   bool json = false;
 };
 void setProperties(SetPropertiesOptions const& options, Output& out);
@@ -199,6 +202,7 @@ struct RekeyCommandOptions : ChangeOptions {
   KeyOptions key;  ///< the present one
   NewKeyOptions newKey;
   bool toPlain = false;
+  bool verbose = false;
   bool json = false;
   bool progress = true;
   bool quiet = false;

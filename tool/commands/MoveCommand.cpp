@@ -2,6 +2,8 @@
 #include <cstddef>
 #include <iostream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
@@ -57,12 +59,40 @@ void throwIfBelowLeaf(FileSystemManager const& manager, std::u16string const& pa
   }
 }
 
+/// The old and new paths of what moves: of the entry, or of the files, links and empty folders below it.
+using Moves = std::vector<std::pair<std::u16string, std::u16string>>;
+
+Moves movesOf(FileSystemManager const& manager, std::u16string const& from, std::u16string const& to) {
+  Moves moves;
+  manager.visitLeafs([&](FileSystemEntry const& leaf) {
+    std::u16string const path = leaf.getPathName();
+    if (path == from || opc::isBelowPath(path, from)) moves.emplace_back(path, to + path.substr(from.size()));
+  });
+  return moves;
+}
+
+std::string json(Moves const& moves) {
+  std::string entries;
+  for (auto const& [from, to] : moves)
+    entries += (entries.empty() ? "" : ",") + JsonObject().add("from", from).add("to", to).text();
+  return "[" + entries + "]";
+}
+
+void printLines(Moves const& moves, Output& out) {
+  for (auto const& [from, to] : moves) {
+    out.printName(from + u" -> " + to);
+    out.print("\n");
+  }
+  out.close();
+}
+
 }  // namespace
 
 void move(MoveOptions const& options, Output& out) {
   noteSignals();
   Stopwatch const watch;
   std::u16string from, to;
+  Moves moves;
   changePackage(options, [&] {
     EditedFileSystem edited(options, options.key);
     FileSystemManager& manager = edited.manager();
@@ -72,10 +102,17 @@ void move(MoveOptions const& options, Output& out) {
     throwIfIntoItself(from, to);
     throwIfBelowLeaf(manager, to);
     makeRoom(manager, entry, to, options.force);
+    if (options.verbose) moves = movesOf(manager, from, to);
     manager.moveEntry(entry, to);
     edited.save();
   });
-  if (options.json) return JsonObject().add("from", from).add("to", to).add("seconds", watch.elapsed()).print(out);
+  if (options.json) {
+    JsonObject document;
+    document.add("from", from).add("to", to).add("seconds", watch.elapsed());
+    if (options.verbose) document.addText("entries", json(moves));
+    return document.print(out);
+  }
+  if (options.verbose) printLines(moves, out);
   if (!options.quiet) std::cerr << "moved " << shown(from) << " to " << shown(to) << '\n';
 }
 

@@ -167,27 +167,37 @@ void putPart(PutPartOptions const& options, Output& out) {
     to->close();
     record = recordOf(part);
   });
-  if (options.json) out.print(json(*record) + "\n");
+  if (options.json)
+    out.print(json(*record) + "\n");
+  else if (options.verbose)
+    printLine(record->name, out);
 }
 
 void removeParts(RemovePartsOptions const& options, Output& out) {
   std::set<std::u16string> removed;
+  std::vector<std::u16string> names;
   std::vector<RelationshipRecord> dangling;
   change(options, [&](Package& package) {
     removed.clear();
+    names.clear();
     for (std::string const& argument : options.parts) {
       PartName const name = partName(argument);
+      names.push_back(package.getPart(name).getName().toString());
       package.deletePart(name);
       removed.insert(foldedPartName(name.toString()));
     }
     dangling = danglingAt(package, removed);
   });
   if (!options.json) {
+    if (options.verbose)
+      for (std::u16string const& name : names) printLine(name, out);
+    out.close();
     for (RelationshipRecord const& record : dangling)
       std::cerr << "ztpkg: part remove: still leads to a removed part: " << shown(text(record)) << '\n';
     return;
   }
-  out.print("{\"removed\":" + jsonOf(static_cast<std::uint64_t>(removed.size())) + ",\"dangling\":");
+  out.print("{\"removed\":" + jsonOf(std::uint64_t{removed.size()}) +
+            (options.verbose ? ",\"names\":" + jsonOf(names) : std::string()) + ",\"dangling\":");
   JsonArray array(out);
   for (RelationshipRecord const& record : dangling) array.add(json(record));
   out.print(array.isEmpty() ? "]}\n" : "\n]}\n");
@@ -211,27 +221,42 @@ void listRelationships(ListRelationshipsOptions const& options, Output& out) {
 
 void addRelationship(AddRelationshipOptions const& options, Output& out) {
   std::u16string const wanted = options.id.empty() ? std::u16string() : fromArgument(options.id);
-  std::u16string id;
   std::u16string const type = fromArgument(options.type), target = fromArgument(options.target);
+  RelationshipRecord added;
   change(options, [&](Package& package) {
-    withSource(package, options.source, [&](RelationshipSource& source, PartName const&) {
-      id = (options.external ? source.createExternalRelationship(type, target, wanted)
-                             : source.createInternalRelationship(type, opc::model::URI(target), wanted))
-               .getID();
+    withSource(package, options.source, [&](RelationshipSource& source, PartName const& name) {
+      added = recordOf(options.external ? source.createExternalRelationship(type, target, wanted)
+                                        : source.createInternalRelationship(type, opc::model::URI(target), wanted),
+                       name.toString());
     });
   });
-  if (options.json) return out.print(JsonObject().add("id", id).text() + "\n");
-  printLine(id, out);
+  if (options.json) return out.print((options.verbose ? json(added) : JsonObject().add("id", added.id).text()) + "\n");
+  printLine(options.verbose ? text(added) : added.id, out);
 }
 
 void removeRelationships(RemoveRelationshipsOptions const& options, Output& out) {
+  std::vector<RelationshipRecord> removed;
   change(options, [&](Package& package) {
-    withSource(package, options.source, [&](RelationshipSource& source, PartName const&) {
-      for (std::string const& id : options.ids) source.deleteRelationship(fromArgument(id));
+    withSource(package, options.source, [&](RelationshipSource& source, PartName const& name) {
+      removed = recordsOf(source, name.toString());
+      std::set<std::u16string> ids;
+      for (std::string const& id : options.ids) source.deleteRelationship(*ids.insert(fromArgument(id)).first);
+      std::erase_if(removed, [&](RelationshipRecord const& record) { return !ids.contains(record.id); });
     });
   });
-  if (options.json)
-    out.print(JsonObject().add("removed", static_cast<std::uint64_t>(options.ids.size())).text() + "\n");
+  if (!options.json) {
+    if (options.verbose)
+      for (RelationshipRecord const& record : removed) printLine(text(record), out);
+    return;
+  }
+  out.print("{\"removed\":" + jsonOf(std::uint64_t{removed.size()}));
+  if (options.verbose) {
+    out.print(",\"relationships\":");
+    JsonArray array(out);
+    for (RelationshipRecord const& record : removed) array.add(json(record));
+    out.print(array.isEmpty() ? "]" : "\n]");
+  }
+  out.print("}\n");
 }
 
 }  // namespace ztpkg

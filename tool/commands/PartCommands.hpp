@@ -28,12 +28,14 @@ struct PutPartOptions : ChangeOptions {
   std::string part;
   std::string file;  ///< "-" for standard input
   std::string type;  ///< empty to keep that of an existing part
+  bool verbose = false;
   bool json = false;
 };
 void putPart(PutPartOptions const& options, Output& out);
 
 struct RemovePartsOptions : ChangeOptions {
   std::vector<std::string> parts;
+  bool verbose = false;
   bool json = false;
 };
 void removeParts(RemovePartsOptions const& options, Output& out);
@@ -51,14 +53,16 @@ struct AddRelationshipOptions : ChangeOptions {
   std::string source = "/";
   std::string id;  ///< empty for the first free one
   bool external = false;
+  bool verbose = false;
   bool json = false;
 };
-/// Prints the id of the relationship.
+/// Prints the id of the relationship, or with `verbose` all of it.
 void addRelationship(AddRelationshipOptions const& options, Output& out);
 
 struct RemoveRelationshipsOptions : ChangeOptions {
   std::vector<std::string> ids;
   std::string source = "/";
+  bool verbose = false;
   bool json = false;
 };
 void removeRelationships(RemoveRelationshipsOptions const& options, Output& out);

@@ -55,12 +55,15 @@ std::u16string text(RelationshipRecord const& record) {
          (record.isExternal ? u" (external)" : u"");
 }
 
+RelationshipRecord recordOf(Relationship const& relationship, std::u16string const& source, TargetForm form) {
+  return {source, relationship.getID(), relationship.getType(), targetOf(relationship, form),
+          relationship.getMode() == TargetMode::External};
+}
+
 std::vector<RelationshipRecord> recordsOf(opc::model::RelationshipSource const& source, std::u16string const& name,
                                           TargetForm form) {
   std::vector<RelationshipRecord> records;
-  for (Relationship const& found : source.getRelationships())
-    records.push_back(
-        {name, found.getID(), found.getType(), targetOf(found, form), found.getMode() == TargetMode::External});
+  for (Relationship const& found : source.getRelationships()) records.push_back(recordOf(found, name, form));
   return records;
 }
 

@@ -39,6 +39,8 @@ std::u16string text(RelationshipRecord const& record);
 /// How the target of a record is written.
 enum class TargetForm { Resolved, AsWritten };
 
+RelationshipRecord recordOf(opc::model::Relationship const& relationship, std::u16string const& source,
+                            TargetForm form = TargetForm::Resolved);
 std::vector<RelationshipRecord> recordsOf(opc::model::RelationshipSource const& source, std::u16string const& name,
                                           TargetForm form = TargetForm::Resolved);
 /// Those of the package, then those of the parts, which are all or some of its parts.

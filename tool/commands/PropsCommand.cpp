@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
 #include "cli/Json.hpp"
 #include "cli/Process.hpp"
@@ -108,6 +109,26 @@ std::vector<std::string> setOnce(SetPropertiesOptions const& options, std::vecto
   return faults;
 }
 
+void printProperty(std::string const& name, std::u16string const& value, Output& out) {
+  out.print(name + "=");
+  out.printName(value);
+  out.print("\n");
+}
+
+JsonObject documentOf(SetPropertiesOptions const& options, std::vector<Assignment> const& assignments,
+                      std::vector<std::string> const& faults) {
+  std::vector<std::string> names;
+  JsonObject values;
+  for (auto const& [name, value] : assignments) {
+    names.push_back(name);
+    values.add(name.c_str(), opc::toString(value));
+  }
+  JsonObject document;
+  document.add("set", names).add("replaced", faults);
+  if (options.verbose) document.addText("values", values.text());
+  return document.add("packageBytes", sizeOfFile(fromArgument(options.package)));
+}
+
 }  // namespace
 
 void getProperties(GetPropertiesOptions const& options, Output& out) {
@@ -116,24 +137,19 @@ void getProperties(GetPropertiesOptions const& options, Output& out) {
   if (options.json)
     return out.print("{\"coreProperties\": " + propertiesJson(record, PropertySet::Standard) +
                      ",\n\"extendedProperties\": " + propertiesJson(record, PropertySet::Extended) + "}\n");
-  for (auto const& [name, value] : propertiesOf(record)) {
-    out.print(name + "=");
-    out.printName(value);
-    out.print("\n");
-  }
+  for (auto const& [name, value] : propertiesOf(record)) printProperty(name, value, out);
 }
 
 void setProperties(SetPropertiesOptions const& options, Output& out) {
   noteSignals();
   auto const assignments = assignmentsOf(options.assignments);
   std::vector<std::string> faults;
+  Stopwatch const watch;
   changePackage(options, [&] { faults = setOnce(options, assignments); });
-  if (options.json) {
-    std::vector<std::string> names;
-    names.reserve(assignments.size());
-    for (Assignment const& assignment : assignments) names.push_back(assignment.name);
-    return JsonObject().add("set", names).add("replaced", faults).print(out);
-  }
+  if (options.json) return documentOf(options, assignments, faults).add("seconds", watch.elapsed()).print(out);
+  if (options.verbose)
+    for (auto const& [name, value] : assignments) printProperty(name, opc::toString(value), out);
+  out.close();
   for (std::string const& fault : faults)
     std::cerr << "ztpkg: props set: replaced what cannot be read: " << oneLine(fault) << '\n';
 }

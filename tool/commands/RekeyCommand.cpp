@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "cli/Amounts.hpp"
 #include "cli/Errors.hpp"
@@ -21,6 +23,7 @@
 namespace ztpkg {
 namespace {
 
+using opc::ztservices::FileSystemEntry;
 using opc::ztservices::FileSystemManager;
 using opc::ztservices::RekeyOptions;
 
@@ -33,13 +36,27 @@ void checkUsage(RekeyCommandOptions const& options) {
   if (key.passwordCost && !key.password.isGiven()) throwUsage("--password-cost needs a new password");
 }
 
-/// The present key, which the manifest has proved; null for a package that is not encrypted.
-std::unique_ptr<Secret const> presentKey(RekeyCommandOptions const& options) {
+/// The file system as it is before the change.
+struct Present {
+  std::unique_ptr<Secret const> key;    ///< which the manifest has proved; null for a package that is not encrypted
+  std::vector<std::u16string> paths{};  ///< of the files, where they will be printed
+};
+
+std::vector<std::u16string> filesOf(FileSystemManager const& manager) {
+  std::vector<std::u16string> paths;
+  manager.visitLeafs([&](FileSystemEntry const& leaf) {
+    if (leaf.isFile()) paths.push_back(leaf.getPathName());
+  });
+  return paths;
+}
+
+Present present(RekeyCommandOptions const& options) {
   auto const package = openFileSystem(options.package);
   FileSystemManager manager(*package);
   auto key = enableDecryption(manager, options.key, options.package);
   ztpkg::load(manager, options.package);
-  if (manager.isEncrypted() || (!options.key.isGiven() && !options.toPlain)) return key;
+  if (manager.isEncrypted() || (!options.key.isGiven() && !options.toPlain))
+    return {std::move(key), options.verbose ? filesOf(manager) : std::vector<std::u16string>()};
   std::u16string const name = fromArgument(options.package);
   throw Failure(Report{Exit::Package, "not-encrypted", shown(name) + " is not encrypted", name});
 }
@@ -88,7 +105,7 @@ void rekey(RekeyCommandOptions const& options, Output& out) {
   checkUsage(options);
   noteSignals();
   options.key.memory->keeps = true;  // for the next attempt
-  auto oldKey = presentKey(options);
+  Present before = present(options);
   std::u16string const package = fromArgument(options.package);
   if (options.toPlain && !options.force && !confirm("Store the contents of " + shown(package) + " without encryption?"))
     throw Failure(Report{Exit::Usage, "usage", "nothing was changed", {}});
@@ -96,16 +113,20 @@ void rekey(RekeyCommandOptions const& options, Output& out) {
   RekeyOptions const rekeying = rekeyingOf(options, newKey);
   std::optional<Progress> progress;
   changePackage(options, [&] {
-    if (progress) oldKey = presentKey(options);  // another process may have changed that too
+    if (progress) before = present(options);  // another process may have changed that too
     progress.emplace(options.progress && !options.quiet);
-    rekeyOnce(options, rekeying, oldKey.get(), *progress);
+    rekeyOnce(options, rekeying, before.key.get(), *progress);
   });
   progress->finish();
   if (options.json) {
     JsonObject document;
     document.add("files", progress->done().files).add("bytes", progress->done().bytes);
-    return document.add("packageBytes", sizeOfFile(package)).add("seconds", progress->elapsed()).print(out);
+    document.add("packageBytes", sizeOfFile(package)).add("seconds", progress->elapsed());
+    if (options.verbose) document.add("entries", before.paths);
+    return document.print(out);
   }
+  for (std::u16string const& path : before.paths) out.printName(path), out.print("\n");
+  out.close();
   if (!options.quiet)
     std::cerr << "rekeyed " << counted(progress->done().files, "file") << ", the package now has "
               << sizeText(sizeOfFile(package)) << ", " << secondsText(progress->elapsed()) << '\n';

@@ -48,7 +48,9 @@ void printLine(std::string const& what, std::u16string const& name, Output& out)
   out.print("\n");
 }
 
-void printText(RepairReport const& report, Output& out) {
+void printText(RepairReport const& report, bool verbose, Output& out) {
+  if (verbose)
+    for (std::u16string const& part : report.savedParts) printLine("saved part ", part, out);
   for (std::u16string const& part : report.lostParts) printLine("lost part ", part, out);
   for (std::u16string const& entry : report.lostEntries) printLine("lost entry ", entry, out);
   for (RepairReport::Found const& found : report.found) printLine("found ", found.path + u" in " + found.part, out);
@@ -59,22 +61,18 @@ void printText(RepairReport const& report, Output& out) {
     out.print(std::string("manifest ") + outcomeText(report.manifest) + "\n");
 }
 
-std::string namesJson(std::vector<std::u16string> const& names) {
-  std::string text;
-  for (std::u16string const& name : names) text += (text.empty() ? "" : ",") + jsonOf(name);
-  return "[" + text + "]";
-}
-
-std::string json(RepairReport const& report) {
+std::string json(RepairReport const& report, bool verbose, Stopwatch const& watch) {
   std::string found;
   for (RepairReport::Found const& one : report.found)
     found += (found.empty() ? "" : ",") + JsonObject().add("path", one.path).add("part", one.part).text();
   JsonObject object;
   object.add("complete", report.isComplete()).add("parts", report.parts).add("bytes", report.bytes);
   object.add("manifest", outcomeText(report.manifest));
-  object.addText("lostParts", namesJson(report.lostParts)).addText("lostEntries", namesJson(report.lostEntries));
+  object.add("lostParts", report.lostParts).add("lostEntries", report.lostEntries);
   object.addText("found", "[" + found + "]").add("lostRelationships", report.lostRelationships);
-  return object.add("contentTypesLost", report.areContentTypesLost).text();
+  object.add("contentTypesLost", report.areContentTypesLost).add("seconds", watch.elapsed());
+  if (verbose) object.add("savedParts", report.savedParts);
+  return object.text();
 }
 
 /// The key that the options name. That of a password needs the cipher data of the damaged package.
@@ -114,6 +112,7 @@ void repair(RepairCommandOptions const& options, Output& out) {
   if (options.target == "-")
     throwUsage("NEW: '-' is a pipe, and the lines are printed there; ./- is a file of that name");
   noteSignals();
+  Stopwatch const watch;
   std::u16string const path = fromArgument(options.package), target = fromArgument(options.target);
   opc::ztservices::RepairOptions repair;
   RepairKey key(options);
@@ -122,9 +121,9 @@ void repair(RepairCommandOptions const& options, Output& out) {
   RepairReport const report = repaired(packagePath(options.package), target, repair);
   if (report.isKeyWrong) throw Failure(cannotDecrypt("the file system of " + shown(path), path));
   if (options.json)
-    out.print(json(report) + "\n");
+    out.print(json(report, options.verbose, watch) + "\n");
   else if (!options.quiet)
-    printText(report, out);
+    printText(report, options.verbose, out);
   std::string const saved =
       "saved " + counted(static_cast<std::size_t>(report.parts), "part") + " (" + sizeText(report.bytes) + ")";
   out.close();

@@ -44,6 +44,7 @@ struct ZT_API RepairReport {
 
   std::uint64_t parts = 0;                  ///< that were saved, without relationships parts
   std::uint64_t bytes = 0;                  ///< in these parts
+  std::vector<std::u16string> savedParts;   ///< the names of these parts, in the order of saving
   std::vector<std::u16string> lostParts;    ///< parts that are damaged, or missing although the package names them
   std::vector<std::u16string> lostEntries;  ///< paths whose contents are lost, or that are not certain
   std::vector<Found> found;                 ///< contents whose entries are lost
