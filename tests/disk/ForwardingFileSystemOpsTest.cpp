@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <boost/date_time/posix_time/conversion.hpp>
 #include <gtest/gtest.h>
 #include <ios>
 #include <string>
@@ -29,6 +30,18 @@ TEST_F(ForwardingFileSystemOps, WritesAndReadsThroughTheOtherOperations) {
   forwarding.setPermissions(at("a.txt"), opc::Perms::OwnerRead, error);
   EXPECT_EQ(forwarding.getPermissions(at("a.txt"), error), opc::Perms::OwnerRead);
   EXPECT_EQ(forwarding.getLastModifiedTime(at("a.txt"), error), ops.getLastModifiedTime(at("a.txt"), error));
+}
+
+TEST_F(ForwardingFileSystemOps, RestoresPermissionsAndTimesThroughTheOtherOperations) {
+  auto const time = boost::posix_time::from_time_t(1'000'000'000),
+             later = boost::posix_time::from_time_t(1'100'000'000);
+  auto const output = forwarding.createForRestoring(at("a.txt"), opc::Perms(0640), time, error);
+  ASSERT_FALSE(error);
+  output->commit(error);
+  EXPECT_EQ(ops.getPermissions(at("a.txt"), error), opc::Perms(0640));
+  EXPECT_EQ(ops.getLastModifiedTime(at("a.txt"), error), time);
+  forwarding.setLastModifiedTime(at("a.txt"), later, error);
+  EXPECT_EQ(ops.getLastModifiedTime(at("a.txt"), error), later);
 }
 
 TEST_F(ForwardingFileSystemOps, ListsAndMakesFoldersAndLinksThroughTheOtherOperations) {

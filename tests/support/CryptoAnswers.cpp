@@ -9,9 +9,11 @@
 
 namespace zt_test {
 
-std::vector<std::vector<std::string>> knownAnswers(std::string const& kind) {
+namespace {
+
+std::vector<std::vector<std::string>> rowsOf(std::string const& kind, char const* file) {
   std::vector<std::vector<std::string>> rows;
-  std::istringstream lines(readFile(data() / "crypto" / "known-answers.tsv"));
+  std::istringstream lines(readFile(data() / "crypto" / file));
   for (std::string line; std::getline(lines, line);) {
     std::istringstream fields(line);
     std::string field;
@@ -20,8 +22,18 @@ std::vector<std::vector<std::string>> knownAnswers(std::string const& kind) {
     rows.emplace_back();
     while (std::getline(fields, field, '\t')) rows.back().push_back(field);
   }
-  if (rows.empty()) throw std::runtime_error("no known answers about " + kind);
+  if (rows.empty()) throw std::runtime_error(std::string(file) + " has nothing about " + kind);
   return rows;
+}
+
+}  // namespace
+
+std::vector<std::vector<std::string>> knownAnswers(std::string const& kind) {
+  return rowsOf(kind, "known-answers.tsv");
+}
+
+std::vector<std::vector<std::string>> publishedVectors(std::string const& kind) {
+  return rowsOf(kind, "published-vectors.tsv");
 }
 
 Bytes sampleContent(std::size_t length) {

@@ -10,6 +10,7 @@
 #include "opc/Strings.hpp"
 #include "opc/model/ContainerExceptions.hpp"
 #include "opc/model/Package.hpp"
+#include "opc/ztservices/Encryption.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "opc/ztservices/Repair.hpp"
 #include "opc/ztservices/Verification.hpp"
@@ -24,9 +25,10 @@ using zt_test::TemporaryDirectory;
 class RepairPackage : public testing::Test {
  protected:
   /// A package with a file system of files with these contents under /1, /2 ...
-  std::string makeFiles(std::vector<std::string> const& contents) {
-    auto const package = Package::create(directory_.u16("p.zip"));
+  std::string makeFiles(std::vector<std::string> const& contents, std::vector<unsigned char> const* key = nullptr) {
+    auto const package = Package::create(directory_.u16("p.zip"), model::Existing::Replace);
     FileSystemManager manager(*package);
+    if (key) manager.enableEncryption(*key, IVMode::Random, {});
     int number = 0;
     for (std::string const& content : contents) {
       std::string const name = "f" + std::to_string(++number);
@@ -43,10 +45,11 @@ class RepairPackage : public testing::Test {
     return repairPackage(directory_.u16("p.zip"), directory_.u16("new.zip"), options);
   }
 
-  std::string contentOf(std::u16string const& path) {
+  std::string contentOf(std::u16string const& path, std::vector<unsigned char> const* key = nullptr) {
     auto const package = Package::open(directory_.u16("new.zip"), model::AccessMode::ReadOnly);
     FileSystemManager manager(*package);
-    auto const source = manager.getFileContentSource(manager.getEntry(path), TransformMode::None);
+    if (key) manager.enableDecryption(*key);
+    auto const source = manager.getFileContentSource(manager.getEntry(path), TransformMode::Transform);
     std::vector<unsigned char> bytes;
     ByteArrayOutAdaptor to(bytes);
     StreamHelper::copyStreamToStream(source->getInputStream(), to);
@@ -109,6 +112,71 @@ TEST_F(RepairPackage, GivesContentsWithoutAnEntryAPlaceBelowLostAndFound) {
   ASSERT_EQ(report.found.size(), 2u);
   EXPECT_EQ(report.found.front().path, u"/lost+found/1");
   EXPECT_EQ(contentOf(u"/lost+found/2"), "two");
+}
+
+TEST_F(RepairPackage, FindsContentsOfAFileSystemWithoutAManifest) {
+  std::string const bytes = makeFiles({"one", "two"});
+  auto const report = repair(bytes.substr(0, bytes.find("metadata/filesystemManifest.xml") - 30));
+  EXPECT_EQ(report.manifest, ManifestOutcome::Lost);
+  EXPECT_EQ(contentOf(u"/lost+found/1"), "one");
+}
+
+TEST_F(RepairPackage, KnowsItsOwnPartsWithoutTheContentTypes) {
+  auto const report = repair(withChange(makeFiles({"one"}), "[Content_Types].xml", 25));
+  EXPECT_TRUE(report.areContentTypesLost);
+  EXPECT_EQ(report.manifest, ManifestOutcome::Whole);
+  EXPECT_EQ(contentOf(u"/1"), "one");
+}
+
+TEST_F(RepairPackage, LeadsToTheManifestWhereTheRelationshipsAreLost) {
+  auto const report = repair(withChange(makeFiles({"one"}), "_rels/.rels", 20));
+  EXPECT_FALSE(report.isComplete());
+  EXPECT_EQ(contentOf(u"/1"), "one");
+}
+
+TEST_F(RepairPackage, KeepsExternalRelationships) {
+  makeFiles({"one"});
+  {
+    auto const package = Package::open(directory_.u16("p.zip"), model::AccessMode::ReadWrite);
+    package->createExternalRelationship(u"urn:type", u"http://example.org/", u"out");
+    package->save();
+  }
+  EXPECT_TRUE(repair(zt_test::readFile(directory_ / "p.zip")).isComplete());
+  auto const package = Package::open(directory_.u16("new.zip"), model::AccessMode::ReadOnly);
+  EXPECT_EQ(package->getRelationshipsByType(u"urn:type").at(0).getTargetText(), u"http://example.org/");
+}
+
+TEST_F(RepairPackage, KeepsAnEncryptedManifestWithoutTheKey) {
+  std::vector<unsigned char> const key(32, 7);
+  auto const report = repair(makeFiles({"one"}, &key));
+  EXPECT_EQ(report.manifest, ManifestOutcome::Locked);
+  EXPECT_EQ(contentOf(u"/1", &key), "one");
+}
+
+TEST_F(RepairPackage, EncryptsTheManifestThatItMakes) {
+  std::vector<unsigned char> const key(32, 7);
+  RepairOptions options;
+  options.findKey = [&](Package&) { return &key; };
+  std::string bytes = makeFiles({"one", "two"}, &key);
+  bytes[bytes.find("PK\x03\x04", bytes.find("fsroot/")) - 1] ^= 1;  // the last byte of the first content
+  auto const report = repair(bytes, options);
+  EXPECT_EQ(report.lostEntries, std::vector<std::u16string>{u"/1"});
+  EXPECT_EQ(contentOf(u"/2", &key), "two");
+  EXPECT_EQ(zt_test::readFile(directory_ / "new.zip").find("fileEntries"), std::string::npos);
+}
+
+TEST_F(RepairPackage, WritesNothingForAWrongKey) {
+  std::vector<unsigned char> const key(32, 7), other(32, 8);
+  RepairOptions options;
+  options.key = &other;
+  EXPECT_TRUE(repair(makeFiles({"one"}, &key), options).isKeyWrong);
+  EXPECT_FALSE(std::filesystem::exists(directory_ / "new.zip"));
+}
+
+TEST_F(RepairPackage, ReadsALongContentInPieces) {
+  std::string const content(20 << 20, 'x');
+  EXPECT_TRUE(repair(makeFiles({content})).isComplete());
+  EXPECT_EQ(contentOf(u"/1"), content);
 }
 
 TEST_F(RepairPackage, RefusesWhatHoldsNoItem) {
