@@ -30,6 +30,8 @@ function(zt_install name)
     set(requires)
     set(libs "Libs: -L\${libdir} -l${name}")
   endif()
+  list(TRANSFORM zt_sizes PREPEND " -D" OUTPUT_VARIABLE sizes)
+  list(JOIN sizes "" sizes)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/ztservices.pc.in ztservices.pc @ONLY)
   install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ztservices.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
     COMPONENT Development)

@@ -5,6 +5,13 @@ set_property(GLOBAL PROPERTY ZT_PUBLIC_HEADERS "")
 # Every target of the project is compiled with these; presets make warnings errors.
 add_library(zt_flags INTERFACE)
 target_compile_features(zt_flags INTERFACE cxx_std_20)
+# Files beyond 2 GiB and times beyond 2038 where a word has 32 bits. A public header names struct stat, so that programs
+# that use the library are compiled with the same sizes.
+set(zt_sizes)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  set(zt_sizes _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
+target_compile_definitions(zt_flags INTERFACE ${zt_sizes})
 target_compile_options(zt_flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow
   -Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual
   # GCC 12 sees an overlap in "text" + std::string that is not there (GCC bug 105651).
@@ -45,6 +52,7 @@ function(zt_library name)
   set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${soversion}
     LINKER_LANGUAGE CXX CXX_EXTENSIONS OFF VERIFY_INTERFACE_HEADER_SETS ON)
   target_compile_features(${name} PUBLIC cxx_std_20)
+  target_compile_definitions(${name} PUBLIC ${zt_sizes})
   target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR}/include FILES ${headers})
   target_link_libraries(${name} PUBLIC Boost::boost
     PRIVATE Boost::regex XercesC::XercesC ZLIB::ZLIB libdeflate::libdeflate OpenSSL::Crypto ICU::i18n ICU::uc)

@@ -66,7 +66,7 @@ std::optional<ChunkIndex> ChunkIndex::fromField(std::string_view field, std::uin
   ChunkIndex index(load32(bytesOf(field) + 2));
   if (index.chunkSize_ == 0 || index.chunkSize_ > kLargestReadable || (field.size() - kHeaderSize) % kRecordSize != 0)
     return std::nullopt;
-  std::uint64_t const count = (field.size() - kHeaderSize) / kRecordSize;
+  std::size_t const count = (field.size() - kHeaderSize) / kRecordSize;
   if (count == 0 || size == 0 || (size - 1) / index.chunkSize_ + 1 != count) return std::nullopt;
   index.records_.reserve(count);
   for (field.remove_prefix(kHeaderSize); !field.empty(); field.remove_prefix(kRecordSize)) {

@@ -53,7 +53,8 @@ void DirectoryReader::readDirectory(DirectoryPlace const& place, std::uint64_t m
   takeEntries(bytes_, place, std::min(maximumItems, possible), place.count);
   bool const isCountRefused = place.count > maximumItems || place.count > possible;
   compareCount(place.count, maximumItems, isCountRefused);
-  for (std::size_t i = place.count; i < archive_.size(); ++i)
+  if (place.count >= archive_.size()) return;
+  for (auto i = static_cast<std::size_t>(place.count); i < archive_.size(); ++i)
     checkEntryAt(i, archive_.directory_.get() + archive_.offsets_[i], place.begin - place.prefix);
 }
 

@@ -45,7 +45,7 @@ EndNumbers zip64EndNumbers(unsigned char const* p) {
 /// The last bytes of the file, by default enough to hold the end record.
 struct Tail {
   explicit Tail(RandomAccessBytes const& bytes, std::uint64_t most = kMaximumComment + kEndSize)
-      : size(std::min(bytes.size(), most)), begin(bytes.size() - size), data(size) {
+      : size(std::min(bytes.size(), most)), begin(bytes.size() - size), data(static_cast<std::size_t>(size)) {
     bytes.readAt(begin, data.data(), data.size());
   }
 

@@ -2,6 +2,7 @@
 #include "crypto/CipherTransforms.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <iostream>
 #include <mutex>
 #include <stdexcept>
@@ -196,7 +197,8 @@ bool DecryptionWithInlineIVTransform::transformContentType(model::ContentType co
 bool DecryptionWithInlineIVTransform::transformData(std::vector<unsigned char> const& in,
                                                     std::vector<unsigned char>& out) {
   return decryptInlineOrReport([&] {
-    auto const message = in.begin() + std::min(ivSize_, static_cast<std::int64_t>(in.size()));
+    auto const message =
+        in.begin() + static_cast<std::ptrdiff_t>(std::min(ivSize_, static_cast<std::int64_t>(in.size())));
     decryptor_->initialize(algorithm_, {in.begin(), message});
     std::vector<unsigned char> content;
     decryptor_->decryptTo({message, in.end()}, content);

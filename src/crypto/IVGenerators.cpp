@@ -22,7 +22,7 @@ namespace {
 using foundation::crypto::CryptoEngine;
 
 // Two copies of one memory, as of a virtual machine, both have the vectors that were drawn before the copy was made.
-constexpr std::uint64_t kDrawnAtOnce = 16;
+constexpr std::size_t kDrawnAtOnce = 16;
 constexpr std::size_t kEntropyBytes = 32;
 
 std::array<unsigned char, kEntropyBytes> entropyOfSystem() {
@@ -75,7 +75,7 @@ std::vector<unsigned char> DeterministicIVGenerator::generate() {
 
 RandomIVGenerator::RandomIVGenerator(std::shared_ptr<foundation::crypto::interfaces::ICryptoProvider> provider,
                                      std::vector<unsigned char> const& seed)
-    : ivSize_(CryptoEngine::getAESBlockSizeInBytes()),
+    : ivSize_(static_cast<std::size_t>(CryptoEngine::getAESBlockSizeInBytes())),
       provider_(std::move(provider)),
       prng_(CryptoEngine(provider_).createDefaultCryptoPRNG(seed)) {}
 

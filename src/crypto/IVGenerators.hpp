@@ -49,7 +49,7 @@ class RandomIVGenerator final : public IVGenerator {
   std::vector<unsigned char> generate() override;
 
  private:
-  std::uint64_t ivSize_;
+  std::size_t ivSize_;
   std::shared_ptr<foundation::crypto::interfaces::ICryptoProvider> provider_;
   foundation::crypto::CryptoPRNG prng_;
   std::vector<unsigned char> drawn_{};

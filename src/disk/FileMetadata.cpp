@@ -36,7 +36,7 @@ template <typename Set, typename Look>
 error_code setTime(boost::posix_time::ptime const& time, Set set, Look look) {
   if (time.is_special()) return posixError(EINVAL);
   EpochTime const sinceEpoch = toEpoch(time);
-  timespec const wanted{sinceEpoch.seconds, sinceEpoch.microseconds * kNanosecondsPerMicrosecond};
+  timespec const wanted{sinceEpoch.seconds, static_cast<long>(sinceEpoch.microseconds) * kNanosecondsPerMicrosecond};
   error_code error;
   bool const isSet = set(wanted, error);
   if (isCommonlyKept(wanted)) return error;

@@ -166,7 +166,7 @@ TEST(Archive, StreamsReadAtEveryStep) {
 TEST(Archive, LongStreamsReadAtEveryStep) {
   std::string const content = mixed(kLong);
   auto const archive = openBytes(RawArchive{{deflatedItem("d", content), storedItem("s", content)}}.build());
-  for (std::size_t const step : {17ul, 4096ul, 1ul << 20, 2 * kLong}) {
+  for (std::size_t const step : {std::size_t{17}, std::size_t{4096}, std::size_t{1} << 20, 2 * kLong}) {
     EXPECT_TRUE(readAll(*archive->openContent(0), step) == content) << step;
     EXPECT_TRUE(readAll(*archive->openContent(1), step) == content) << step;
   }

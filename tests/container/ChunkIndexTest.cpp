@@ -106,7 +106,7 @@ TEST(ChunkIndex, ComesBackFromItsField) {
   auto const index = ChunkIndex::fromField(chunked.index.toField(), chunked.stored.size(), chunked.content.size());
   ASSERT_TRUE(index);
   EXPECT_EQ(index->toField(), chunked.index.toField());
-  for (std::uint64_t const offset : {0ul, kOneChunk - 1, kOneChunk, 3 * kOneChunk + 16}) {
+  for (std::size_t const offset : {std::size_t{0}, kOneChunk - 1, kOneChunk, 3 * kOneChunk + 16}) {
     auto const chunk = index->chunkAt(offset), expected = chunked.index.chunkAt(offset);
     EXPECT_EQ(chunk.begin, offset / kOneChunk * kOneChunk);
     EXPECT_EQ(chunk.storedBegin, expected.storedBegin);
@@ -172,8 +172,8 @@ INSTANTIATE_TEST_SUITE_P(OfAnItem, ChunkedStream, testing::Values(0, 1, 3),
 
 TEST_P(ChunkedStream, ReadsFromAnywhere) {
   Chunked const chunked = inChunks(mixed(3 * kOneChunk + 17));
-  for (std::uint64_t const offset :
-       {0ul, 1ul, kOneChunk - 1, kOneChunk, 2 * kOneChunk + 5, 3 * kOneChunk + 16, chunked.content.size()})
+  for (std::size_t const offset : {std::size_t{0}, std::size_t{1}, kOneChunk - 1, kOneChunk, 2 * kOneChunk + 5,
+                                   3 * kOneChunk + 16, chunked.content.size()})
     EXPECT_TRUE(readAll(*chunked.open(offset, GetParam())) == chunked.content.substr(offset)) << offset;
   EXPECT_TRUE(chunked.open(chunked.content.size())->isEnd());
 }
@@ -204,7 +204,7 @@ TEST(ChunkedStreamAlone, ReadsOnlyTheChunksThatItNeeds) {
 
 TEST_P(ChunkedStream, HandsOutNothingOfADamagedChunk) {
   Chunked chunked = inChunks(mixed(3 * kOneChunk));
-  chunked.stored[chunked.index.chunkAt(kOneChunk).storedBegin + 1000] ^= 1;
+  chunked.stored[static_cast<std::size_t>(chunked.index.chunkAt(kOneChunk).storedBegin) + 1000] ^= 1;
   auto const stream = chunked.open(0, GetParam());
   std::string bytes(kOneChunk, '\0');
   EXPECT_EQ(stream->read(bytes.data(), bytes.size()), bytes.size());

@@ -72,7 +72,7 @@ TEST(HostileArchive, EveryChangedBitIsRefusedOrHarmless) {
 
 TEST(HostileArchive, EveryByteValueInTheDirectoryIsRefusedOrHarmless) {
   std::string const good = archiveOf({{"a", compressible(300)}});
-  std::size_t const begin = openBytes(good)->limitOf(0);
+  auto const begin = static_cast<std::size_t>(openBytes(good)->limitOf(0));
   for (std::size_t at = begin; at < good.size(); ++at)
     for (int value = 0; value < 256; ++value) {
       std::string bad = good;
@@ -169,7 +169,7 @@ TEST(HostileArchive, AnItemOnAnotherDiskIsRefused) {
 
 TEST(HostileArchive, AWrongSignatureInTheDirectoryIsRefused) {
   std::string bytes = archiveOf({{"a", "x"}});
-  bytes[openBytes(bytes)->limitOf(0)] = 'X';
+  bytes[static_cast<std::size_t>(openBytes(bytes)->limitOf(0))] = 'X';
   expectRefused(bytes, "its directory is not where or what its end record says");
 }
 

@@ -79,7 +79,7 @@ zip::Content makeContent(std::shared_ptr<zip::Spool> const& spool, std::string c
 }
 
 std::string storedBytes(zip::Content const& content) {
-  std::string bytes(content.storedSize, '\0');
+  std::string bytes(static_cast<std::size_t>(content.storedSize), '\0');
   content.spool->readAt(content.offset, bytes.data(), bytes.size());
   return bytes;
 }

@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -43,7 +44,7 @@ std::string readFile(fs::path const& path) {
   if (!file) throw std::runtime_error("cannot read " + path.string());
   std::string all;
   std::error_code unknown;
-  if (auto const size = fs::file_size(path, unknown); !unknown) all.reserve(size);
+  if (auto const size = fs::file_size(path, unknown); !unknown) all.reserve(static_cast<std::size_t>(size));
   for (std::array<char, 65536> piece{}; file; all.append(piece.data(), static_cast<std::size_t>(file.gcount())))
     file.read(piece.data(), piece.size());
   return all;

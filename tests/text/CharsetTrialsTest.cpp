@@ -118,7 +118,7 @@ TEST(CharsetTrials, Utf8IsUtf8InEveryLocale) {
 TEST(CharsetTrials, RandomBytesAreNotConverted) {
   std::mt19937_64 random(20260101);
   std::vector<std::string> buffers;
-  for (int i = 0; i < 10'000; ++i) buffers.push_back(randomBytes(random, 8 + random() % 293));
+  for (int i = 0; i < 10'000; ++i) buffers.push_back(randomBytes(random, static_cast<std::size_t>(8 + random() % 293)));
   EXPECT_EQ(convertedOf(buffers), 0U);
 }
 
@@ -171,7 +171,7 @@ TEST(CharsetTrials, BinaryDataWithATextEndingIsNotConverted) {
   std::mt19937_64 random(7);
   for (std::string const charset : {"UTF-8", "ISO-8859-1", "WINDOWS-1251"})
     EXPECT_EQ(convertedOf(made([&](std::string const& text) {
-                return randomBytes(random, 64 + random() % 400) + encode(text, charset);
+                return randomBytes(random, static_cast<std::size_t>(64 + random() % 400)) + encode(text, charset);
               })),
               0U)
         << charset;

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "opc/Time.hpp"
 #include "text/EpochTime.hpp"
@@ -203,7 +204,7 @@ TEST(ConvertTimeToString, IsReadBackExactly) {
 }
 
 TEST(EpochTime, IsReadBackExactlyOnBothSidesOf1970) {
-  for (std::int64_t const seconds : {-17'987'443'200, -1L, 0L, 1L, 2'147'483'648L, 253'402'300'799L})
+  for (auto const seconds : std::vector<std::int64_t>{-17'987'443'200, -1, 0, 1, 2'147'483'648, 253'402'300'799})
     for (std::int64_t const part : {0L, 1L, 999'999L}) {
       opc::EpochTime const back = opc::toEpoch(opc::fromEpoch({seconds, part}));
       EXPECT_EQ(back.seconds, seconds);
