@@ -17,7 +17,6 @@
 namespace opc::model::zip {
 namespace {
 
-constexpr std::size_t kWholeBytes = 8u << 20;
 constexpr std::size_t kChunk = ChunkIndex::kChunkSize;
 
 using Bytes = std::vector<unsigned char>;

@@ -12,7 +12,7 @@
 
 namespace opc::model::zip {
 
-/// Compresses one content into a spool. It deflates up to 8 MiB whole, and more in independent chunks of 1 MiB. It
+/// Compresses one content into a spool. It deflates up to 2 MiB whole, and more in independent chunks of 1 MiB. It
 /// stores the bytes uncompressed with Effort::Store, and where the first 64 KiB or the
 /// whole do not shrink. A content of more than one chunk has an index. close() makes content() available. A failed
 /// write is final: further writes and close() throw it again. Destroyed unclosed, it abandons the content. Throws

@@ -14,6 +14,10 @@ enum class Effort { Store, Fast, Default, Small };
 /// How many bytes of a content the probe reads.
 inline constexpr std::size_t kProbeSize = 64u << 10;
 
+/// Contents up to this size are deflated at once. No cancellation ends that call, and a longer one takes over 100
+/// milliseconds at the highest level.
+inline constexpr std::size_t kWholeBytes = 2u << 20;
+
 /// Whether deflating these bytes saves space. A quick look at the beginning of media, archives and ciphertext answers
 /// no.
 bool doesShrink(void const* data, std::size_t count);

@@ -24,7 +24,7 @@ Content written(std::shared_ptr<Spool> const& spool, std::string const& bytes, T
 
 TEST(ContentThreads, GivesTheSameStoredBytesForAnyNumberOfThreads) {
   auto const spool = makeSpool();
-  for (std::size_t const size : {0u, 1u, 100'000u, (8u << 20) + 1, 11u << 20}) {
+  for (std::size_t const size : {0u, 1u, 100'000u, (2u << 20) + 1, 5u << 20}) {
     std::string const bytes = mixed(size), expected = storedBytes(makeContent(spool, bytes));
     for (std::size_t const threads : {0u, 1u, 2u, 7u}) {
       TaskQueue queue;
@@ -40,7 +40,7 @@ TEST(ContentThreads, KeepsContentsApartThatAreWrittenInTurns) {
   auto const spool = makeSpool();
   TaskQueue queue;
   queue.setThreads(2);
-  std::string const a = compressible(12u << 20), b = mixed(12u << 20);
+  std::string const a = compressible(6u << 20), b = mixed(6u << 20);
   ContentWriter first(spool, Effort::Default, &queue), second(spool, Effort::Default, &queue);
   for (std::size_t at = 0; at < a.size(); at += 1u << 20) {
     first.write(a.data() + at, 1u << 20);
@@ -58,7 +58,7 @@ TEST(ContentThreads, ForgetsAContentThatIsAbandoned) {
   auto const spool = makeSpool();
   TaskQueue queue;
   queue.setThreads(2);
-  std::string const bytes = compressible(12u << 20);
+  std::string const bytes = compressible(6u << 20);
   { ContentWriter(spool, Effort::Default, &queue).write(bytes.data(), bytes.size()); }
   Content const next = written(spool, bytes, queue);
   EXPECT_TRUE(contentOf(next) == bytes);

@@ -18,15 +18,15 @@ namespace opc::model::zip {
 namespace {
 using namespace zt_test;
 
-constexpr std::size_t kWhole = 8u << 20;
+constexpr std::size_t kWhole = kWholeBytes;
 constexpr std::size_t kChunk = 1u << 20;
 
 class SizesAroundTheLimits : public testing::TestWithParam<std::size_t> {};
 
 INSTANTIATE_TEST_SUITE_P(ContentWriter, SizesAroundTheLimits,
                          testing::Values(0, 1, 15, 16, 17, 4096, (64u << 10) - 1, 64u << 10, (64u << 10) + 1,
-                                         kChunk - 1, kChunk, kChunk + 1, kWhole - 1, kWhole, kWhole + 1, 9 * kChunk - 1,
-                                         9 * kChunk, 9 * kChunk + 1, 20 * kChunk));
+                                         kChunk - 1, kChunk, kChunk + 1, kWhole - 1, kWhole, kWhole + 1, 3 * kChunk - 1,
+                                         3 * kChunk, 3 * kChunk + 1, 9 * kChunk));
 
 TEST_P(SizesAroundTheLimits, ReadBackAsTheyWereWritten) {
   auto const spool = makeSpool();
@@ -135,7 +135,7 @@ TEST(ContentWriter, ThrowsAFailedWriteAgain) {
   TemporaryDirectory directory;
   auto const spool = std::make_shared<Spool>((directory / "gone").string());
   ContentWriter writer(spool, Effort::Default);
-  std::string const bytes = incompressible(kWhole + 1);
+  std::string const bytes = incompressible(Spool::kMemoryLimit + 1);
   std::string const message =
       "Could not save package: " + (directory / "gone").string() + ": No such file or directory";
   EXPECT_THROW_MESSAGE(writer.write(bytes.data(), bytes.size()), CouldNotSavePackage, message);

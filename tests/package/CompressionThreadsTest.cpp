@@ -118,9 +118,9 @@ TEST(CompressionThreads, HaveSaveThrowWhatWentWrongBehindAClosedStreamUntilItGoe
   auto const package = Package::create(directory.u16("p.opc"));
   package->setCompressionThreads(2);
   package->setCompressionLevel(CompressionLevel::Fast);
-  std::string const text =
-      numberText(8'000'000);  // its deflated bytes do not fit into the spool's memory with the next
-  for (int i = 0; i < 2; ++i) create(*package, nameOf(i), text);
+  constexpr int kParts = 5;
+  std::string const text = numberText(2'000'000);  // four, deflated, fit into the spool's memory, and five do not
+  for (int i = 0; i < kParts; ++i) create(*package, nameOf(i), text);
   zt_test::calls::begin("openat", ENOSPC);
   for (int i = 0; i < 2; ++i)
     EXPECT_THROW_MESSAGE(package->save(), CouldNotSavePackage,
@@ -128,7 +128,7 @@ TEST(CompressionThreads, HaveSaveThrowWhatWentWrongBehindAClosedStreamUntilItGoe
   zt_test::calls::end();
   package->save();
   auto const again = Package::open(directory.u16("p.opc"), AccessMode::ReadOnly);
-  for (int i = 0; i < 2; ++i) EXPECT_TRUE(read(*again, nameOf(i)) == text);
+  for (int i = 0; i < kParts; ++i) EXPECT_TRUE(read(*again, nameOf(i)) == text);
 }
 
 /// Every stream is either closed, and then its content is kept, or tells its caller; whatever the spool behind it does.

@@ -339,7 +339,7 @@ class ZT_API FileSystemManager : public model::DataManager {
   void enableEncryption(std::vector<unsigned char> const& key, IVMode ivMode,
                         std::vector<unsigned char> const& ivBytes);
   /// The same. With Compression::Deflate, contents and manifest are deflated first, at the package's level, where that
-  /// makes them smaller. Up to 8 MiB of a content are then read before its entry is made; addAll() reads files ahead,
+  /// makes them smaller. Up to 2 MiB of a content are then read before its entry is made; addAll() reads files ahead,
   /// and compresses on as many threads as the package does (model::Package::setCompressionThreads). The
   /// manifest records which contents are compressed, and their sizes. The call without the last argument goes on as the
   /// package's manifest was stored; contents of a new package are not compressed.

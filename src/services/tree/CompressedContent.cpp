@@ -21,7 +21,6 @@ namespace {
 namespace zip = model::zip;
 using Bytes = std::vector<unsigned char>;
 
-constexpr std::size_t kWholeBytes = 8u << 20;
 constexpr std::size_t kChunk = 1u << 20;
 
 /// Bytes, and behind them the rest of a stream, if there is one. It is read once.
@@ -37,7 +36,7 @@ class HeadAndRest final : public InputStream {
     std::memcpy(buffer, head_.data() + at_, count);
     at_ += count;
     if (at_ < head_.size()) return count;
-    head_ = Bytes();  // up to 8 MiB, which the rest does not need
+    head_ = Bytes();  // up to 2 MiB, which the rest does not need
     at_ = 0;
     return count;
   }
@@ -186,7 +185,7 @@ struct Begun {
 Begun begin(std::unique_ptr<IContentSource> source) {
   InputStream& stream = source->getInputStream();
   Bytes head;
-  readPiece(stream, head, kWholeBytes);
+  readPiece(stream, head, zip::kWholeBytes);
   std::size_t const size = head.size();
   model::ContentType type = source->getContentType();
   if (stream.isEnd()) source.reset();

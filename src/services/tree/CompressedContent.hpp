@@ -32,7 +32,7 @@ class CompressionQueue {
   CompressionQueue(CompressionQueue const&) = delete;
   CompressionQueue& operator=(CompressionQueue const&) = delete;
 
-  /// Deflates a content if that makes it smaller. Reads up to 8 MiB of it now. A longer content is handed over now: its
+  /// Deflates a content if that makes it smaller. Reads up to 2 MiB of it now. A longer content is handed over now: its
   /// first 64 KiB decide, and it is read and deflated in chunks with the source that `take` receives. Throws what
   /// reading throws, and what an earlier `take` throws.
   void add(std::unique_ptr<IContentSource> source, Take take);
