@@ -92,6 +92,7 @@ CoreProperties PackageHelper::getCoreProperties(Package const& package, std::vec
       faults.push_back(detail::messages::partNotFound(relationship.getTargetText()));
     return {};
   } catch (Exception const& fault) {
+    if (fault.getErrorCode()) throw;  // the part may be sound, and is not to be replaced
     faults.emplace_back(fault.what());
     return {};
   }

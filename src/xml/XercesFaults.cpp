@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "xml/XercesFaults.hpp"
 
+#include <new>
 #include <xercesc/dom/DOMError.hpp>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/dom/DOMLocator.hpp>
@@ -39,7 +40,7 @@ void rethrowXercesException() {
   } catch (xercesc::DOMException const& e) {
     throw InvalidXMLDocument(toMessage(e.getMessage()));
   } catch (xercesc::OutOfMemoryException const&) {  // has no base class in common with the others
-    throw InvalidXMLDocument(xml_text::outOfMemory());
+    throw std::bad_alloc();                         // the document may be sound
   }
 }
 

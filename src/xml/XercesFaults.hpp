@@ -13,8 +13,8 @@
 
 namespace opc::model {
 
-/// To be called in a catch block. Replaces an exception of Xerces by InvalidXMLDocument with the parser's message, and
-/// rethrows every other one, such as those of streams and content handlers.
+/// To be called in a catch block. Replaces an exception of Xerces by InvalidXMLDocument with the parser's message, or
+/// by std::bad_alloc, and rethrows every other one, such as those of streams and content handlers.
 [[noreturn]] void rethrowXercesException();
 
 /// Runs work that calls Xerces, and converts the exceptions of Xerces.

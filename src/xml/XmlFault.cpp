@@ -76,7 +76,5 @@ std::string unwritableCharacter(char16_t unit) {
   return std::string("The character ") + code.data() + " cannot stand in an XML document";
 }
 
-std::string outOfMemory() { return "The document needs more memory than there is"; }
-
 }  // namespace xml_text
 }  // namespace opc::model

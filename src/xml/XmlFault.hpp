@@ -39,7 +39,6 @@ std::string documentElement(std::u16string_view foundNamespace, std::u16string_v
                             std::u16string_view wantedNamespace, std::u16string_view wantedName);
 std::string unreadResource(std::u16string_view systemId);
 std::string unwritableCharacter(char16_t unit);
-std::string outOfMemory();
 
 }  // namespace xml_text
 }  // namespace opc::model

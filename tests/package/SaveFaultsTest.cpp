@@ -13,10 +13,13 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
+#include "allocation/FailingAllocations.hpp"
 #include "opc/model/Exceptions.hpp"
+#include "opc/model/PackageHelper.hpp"
 #include "package/ModelSamples.hpp"
 #include "package/SystemCalls.hpp"
 #include "support/TestSupport.hpp"
@@ -240,6 +243,62 @@ TEST_F(SaveFaults, AFileThatCannotBeClosedIsNotSaved) {
   calls::end();
   EXPECT_TRUE(isOld());
   EXPECT_EQ(countFiles(), 1u);
+}
+
+/// Core properties that cannot be read for now are not taken for damaged ones, which a change would replace.
+class CorePropertiesFaults : public testing::Test {
+ protected:
+  CorePropertiesFaults() {
+    auto const package = Package::create(directory_.u16("p.opc"));
+    CoreProperties properties;
+    properties.setTitle(u"title");
+    PackageHelper::createOrUpdateCoreProperties(*package, properties);
+    samples::create(*package, u"/long.bin", std::string(100'000, 'x'));
+    package->save();
+  }
+
+  std::unique_ptr<Package> opened() const { return Package::open(directory_.u16("p.opc"), AccessMode::ReadOnly); }
+
+  static void expectAll(Package const& package) {
+    std::vector<std::string> faults;
+    EXPECT_EQ(PackageHelper::getCoreProperties(package, faults).getTitle(), u"title");
+    EXPECT_TRUE(faults.empty());
+  }
+
+  zt_test::TemporaryDirectory directory_;
+};
+
+TEST_F(CorePropertiesFaults, AReadThatFailsIsNoDamage) {
+  int failures = 0;
+  for (int number = 1;; ++number) {
+    auto const package = opened();
+    calls::begin(number, calls::Fault::Fails, EIO);
+    try {
+      expectAll(*package);
+    } catch (Exception const& error) {
+      EXPECT_TRUE(error.getErrorCode());
+      ++failures;
+    }
+    if (!calls::end().faulted) break;
+  }
+  EXPECT_GT(failures, 0);
+}
+
+TEST_F(CorePropertiesFaults, MemoryThatRunsOutIsNoDamage) {
+  int failures = 0;
+  for (std::size_t number = 1;; ++number) {
+    auto const package = opened();
+    zt_test::allocationsUntilFailure = number;
+    try {
+      expectAll(*package);
+    } catch (std::bad_alloc const&) {
+      ++failures;
+    }
+    bool const isReached = zt_test::allocationsUntilFailure == 0;
+    zt_test::allocationsUntilFailure = 0;
+    if (!isReached) break;
+  }
+  EXPECT_GT(failures, 50);
 }
 
 }  // namespace

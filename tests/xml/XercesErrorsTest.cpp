@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <new>
 #include <stdexcept>
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/sax/SAXException.hpp>
@@ -45,8 +46,7 @@ TEST(CallXerces, MapsDomExceptions) {
 }
 
 TEST(CallXerces, MapsOutOfMemoryWhichStandsApart) {
-  EXPECT_THROW_MESSAGE(callXerces([] { throw xercesc::OutOfMemoryException(); }), InvalidXMLDocument,
-                       "The document needs more memory than there is");
+  EXPECT_THROW(callXerces([] { throw xercesc::OutOfMemoryException(); }), std::bad_alloc);
 }
 
 TEST(CallXerces, LetsEverythingElsePassUnchanged) {

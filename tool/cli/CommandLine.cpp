@@ -202,13 +202,13 @@ std::function<void(Output&)> printing(std::string text) {
 }  // namespace
 
 void parseCommandLine(int argc, char const* const* argv, Invocation& invocation) {
+  // Known before anything else, because errors of the command line are reported in this form too.
+  invocation.json = std::any_of(argv, argv + argc, [](std::string_view argument) { return argument == "--json"; });
   CommandDescription const top = describeCommandLine();
   if (argc > 1 && std::string_view(argv[1]) == kCompletionCommand) {
     invocation.action = printing(completionsOf(top, {argv + 2, argv + argc}));
     return;
   }
-  // Known before anything else, because errors of the command line are reported in this form too.
-  invocation.json = std::any_of(argv, argv + argc, [](std::string_view argument) { return argument == "--json"; });
   CLI::App app{top.purpose, top.name};
   app.set_help_flag("-h,--help", "");
   app.set_version_flag("-V,--version", "");

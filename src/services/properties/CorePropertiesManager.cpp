@@ -58,6 +58,7 @@ Attempt readOrNote(std::vector<std::string>& faults) {
     try {
       read();
     } catch (Exception const& fault) {
+      if (fault.getErrorCode()) throw;  // the part may be sound, and is not to be replaced
       faults.push_back(toUDEString(std::u16string(part.name)) + ": " + fault.what());
     }
   };
@@ -204,7 +205,7 @@ void CorePropertiesManager::doLoad() {
     loaded.opcProps() = model::PackageHelper::getCoreProperties(getPackage());
     properties_ = std::move(loaded);
   } catch (Exception const& error) {
-    throw InvalidCoreProperties(error.what());
+    throw InvalidCoreProperties(error.what(), error.getErrorCode());
   }
 }
 
