@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/PackageHelper.hpp"
 #include "opc/ztservices/CoreProperties.hpp"
