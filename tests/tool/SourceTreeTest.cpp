@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <string>
+#include <utility>
 
 #include "disk/SourceTree.hpp"
 #include "opc/model/Package.hpp"
@@ -70,10 +71,39 @@ TEST_F(SourceTreeOf, FilesIsNotChangedByQuestions) {
   EXPECT_EQ(progress.done().files, 1U);
 }
 
+/// Looks at one path in vain, once.
+class BlinkingOps final : public ForwardingOps {
+ public:
+  BlinkingOps(opc::FileSystemOps& ops, std::u16string path) : ForwardingOps(ops), path_(std::move(path)) {}
+
+  bool isFile(std::u16string const& path) override {
+    if (path != path_) return ForwardingOps::isFile(path);
+    path_.clear();
+    return false;
+  }
+
+ private:
+  std::u16string path_;
+};
+
+void addAndCheck(opc::FileSystemOps& ops, SourceTree& tree) {
+  auto const package = opc::model::Package::createInMemory();
+  FileSystemManager manager(*package, ops, ops);
+  manager.addAll(u"/", TransformMode::None);
+  tree.checkAdded([&](std::u16string const& path) { return manager.hasEntry(path); });
+}
+
 TEST_F(SourceTreeOf, FilesReportsALeafThatIsGone) {
+  EXPECT_NO_THROW(addAndCheck(tree, tree));
   std::filesystem::remove(directory / "b");
   EXPECT_FALSE(tree.isFile(u"/b"));
-  EXPECT_THROW(tree.isSymlink(u"/b"), Failure);
+  EXPECT_FALSE(tree.isSymlink(u"/b"));
+  EXPECT_THROW(addAndCheck(tree, tree), Failure);
+}
+
+TEST_F(SourceTreeOf, FilesReportsALeafThatCouldNotBeSeenWhenItsTurnCame) {
+  BlinkingOps blinking(tree, u"/d/c");
+  EXPECT_THROW(addAndCheck(blinking, tree), Failure);
 }
 
 /// The edit of a file while it is read, with its time put back.

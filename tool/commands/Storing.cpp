@@ -147,6 +147,7 @@ void Storing::add(FileSystemManager& manager, SourceTree& source) {
     source.checkLastFile();
     throw Failure(undecodable(source.givenPath(source.lastFile()), fault.what()));
   }
+  source.checkAdded([&](std::u16string const& path) { return manager.hasEntry(path); });
   source.checkLastFile();
   for (std::u16string const& path : source.broken()) manager.deleteFile(manager.getEntry(path));
   for (std::u16string const& folder : source.folders())

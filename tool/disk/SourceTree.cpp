@@ -278,15 +278,17 @@ bool SourceTree::isFile(std::u16string const& path) {
   return (ahead_ && ahead_->holdsNext(path)) || inner().isFile(diskPath(path));
 }
 
-bool SourceTree::isSymlink(std::u16string const& path) {
-  std::u16string const onDisk = diskPath(path);
-  if (inner().isSymlink(onDisk)) return true;
-  if (!inner().isFile(onDisk)) try {
-      throwChanged(path);
+bool SourceTree::isSymlink(std::u16string const& path) { return inner().isSymlink(diskPath(path)); }
+
+void SourceTree::checkAdded(std::function<bool(std::u16string const& path)> const& isAdded) {
+  for (std::u16string const& leaf : leaves_) {
+    if (isAdded(leaf)) continue;
+    try {
+      throwChanged(leaf);
     } catch (Failure const& failure) {
       if (!tolerates(failure)) throw;
     }
-  return false;
+  }
 }
 
 void SourceTree::getFiles(std::u16string const&, Paths& files, bool, ErrorCode& error) {

@@ -73,6 +73,10 @@ class SourceTree final : public ForwardingOps {
   std::vector<Report> const& faults() const { return faults_; }
   Paths const& broken() const { return broken_; }
 
+  /// Throws Failure for a leaf that is not added: the library leaves out what was neither file nor link when it looked.
+  /// To be called once all were to be added.
+  void checkAdded(std::function<bool(std::u16string const& path)> const& isAdded);
+
   /// Throws Failure if the file that was read last changed meanwhile. Also to be called after the last file.
   void checkLastFile();
 
@@ -80,7 +84,6 @@ class SourceTree final : public ForwardingOps {
   std::u16string const& lastFile() const { return lastFile_.path; }
 
   bool isFile(std::u16string const& path) override;
-  /// Throws Failure for a leaf that is neither file nor link any more: the library would leave it out.
   bool isSymlink(std::u16string const& path) override;
   void getFiles(std::u16string const& root, Paths& files, bool recursive, ErrorCode& error) override;
   std::u16string getLinkTarget(std::u16string const& path) override;
