@@ -24,10 +24,11 @@ class Forks:
         if code != 0:
             raise RuntimeError(f"the program that runs ztpkg ended with {code}")
 
-    def run(self, *arguments, cwd=".", timeout=None, most_memory=0):
-        """The exit code and both outputs of `ztpkg ARGUMENTS`; subprocess.TimeoutExpired where it takes longer."""
+    def run(self, *arguments, cwd=".", timeout=None, most_memory=0, fault=""):
+        """The exit code and both outputs of `ztpkg ARGUMENTS`; subprocess.TimeoutExpired where it takes longer.
+        `fault` is for ztpkg_failing."""
         words = ["ztpkg", *map(str, arguments)]
-        fields = [os.path.abspath(cwd), str(most_memory), *self.outputs, *words]
+        fields = [os.path.abspath(cwd), str(most_memory), fault, *self.outputs, *words]
         request = b"".join(os.fsencode(field) + b"\0" for field in fields)
         self.server.stdin.write(b"%d\n" % len(request) + request)
         if not select.select([self.server.stdout], [], [], timeout)[0]:

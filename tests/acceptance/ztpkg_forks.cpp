@@ -11,10 +11,12 @@
 #include <vector>
 
 int ztpkgMain(int argc, char** argv);
+/// Only ztpkg_failing has it.
+[[gnu::weak]] int ztpkgMainWithFault(std::string const& fault, int argc, char** argv);
 
 // ztpkg for tests that run it a thousand times: starting a sanitized program takes longer than what it is to do.
-// Command lines run one after the other in this process, or in a fork of it where the memory is to be limited; forks.py
-// is the other side.
+// Command lines run one after the other in this process, or in a fork of it where the memory is to be limited or a call
+// is to fail; forks.py is the other side.
 namespace {
 
 using Fields = std::vector<std::string>;
@@ -55,17 +57,21 @@ bool readRequest(std::FILE* requests, Fields& fields) {
 }
 
 rlim_t mostMemory(Fields const& fields) { return std::stoull(fields[1]); }
+std::string const& fault(Fields const& fields) { return fields[2]; }
 
-/// The fields: the directory, the greatest address space or 0, the files of both outputs, and the command line.
+/// The fields: the directory, the greatest address space or 0, the fault or nothing, the files of both outputs, and the
+/// command line.
 int run(Fields& fields) {
   redirect(STDIN_FILENO, opened("/dev/null", O_RDONLY));
-  redirect(STDOUT_FILENO, opened(fields[2].c_str(), O_WRONLY | O_CREAT | O_TRUNC));
-  redirect(STDERR_FILENO, opened(fields[3].c_str(), O_WRONLY | O_CREAT | O_TRUNC));
+  redirect(STDOUT_FILENO, opened(fields[3].c_str(), O_WRONLY | O_CREAT | O_TRUNC));
+  redirect(STDERR_FILENO, opened(fields[4].c_str(), O_WRONLY | O_CREAT | O_TRUNC));
   if (chdir(fields[0].c_str()) != 0) fail(fields[0].c_str());
   std::vector<char*> arguments;
-  for (std::size_t i = 4; i < fields.size(); ++i) arguments.push_back(fields[i].data());
+  for (std::size_t i = 5; i < fields.size(); ++i) arguments.push_back(fields[i].data());
   arguments.push_back(nullptr);
-  return ztpkgMain(static_cast<int>(arguments.size()) - 1, arguments.data());
+  auto const count = static_cast<int>(arguments.size()) - 1;
+  return fault(fields).empty() ? ztpkgMain(count, arguments.data())
+                               : ztpkgMainWithFault(fault(fields), count, arguments.data());
 }
 
 /// Runs a command as if the streams had never been used.
@@ -84,7 +90,7 @@ int runInFork(Fields& fields) {
   pid_t const child = fork();
   if (child == 0) {
     rlimit const limit{mostMemory(fields), mostMemory(fields)};
-    if (setrlimit(RLIMIT_AS, &limit) != 0) fail("setrlimit");
+    if (limit.rlim_cur != 0 && setrlimit(RLIMIT_AS, &limit) != 0) fail("setrlimit");
     std::exit(run(fields));
   }
   int status = 0;
@@ -99,7 +105,7 @@ int main() {
   std::FILE* const answers = kept(STDOUT_FILENO, "w");
   int const messages = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
   for (Fields fields; readRequest(requests, fields);) {
-    int const code = mostMemory(fields) == 0 ? runHere(fields) : runInFork(fields);
+    int const code = mostMemory(fields) == 0 && fault(fields).empty() ? runHere(fields) : runInFork(fields);
     std::fprintf(answers, "%d\n", code);
     std::fflush(answers);
   }
