@@ -37,6 +37,10 @@ class Archive : public std::enable_shared_from_this<Archive> {
   /// The begin of the next item or of the directory: this item must end before it.
   std::uint64_t limitOf(std::size_t index) const;
 
+  /// Whether the items follow one another without bytes in between, in the order of the directory and without data
+  /// descriptors. Known only where a Reader has checked the local headers.
+  bool isSeamless() const { return isSeamless_; }
+
   /// Bytes in front of the first item; 0 for an ordinary archive.
   std::uint64_t prefixSize() const;
   /// The comment of the whole archive.
@@ -68,7 +72,8 @@ class Archive : public std::enable_shared_from_this<Archive> {
   std::vector<std::uint64_t> starts_;   // of local headers, sorted; empty when the directory has that order
   std::uint64_t directoryBegin_ = 0;
   std::string comment_;
-  std::uint64_t prefix_ = 0;      // to be added to the directory's offsets
+  std::uint64_t prefix_ = 0;  // to be added to the directory's offsets
+  bool isSeamless_ = false;
   bool isLenient_ = false;        // openContent skips checks whose faults the reader has listed
   std::vector<bool> isUnusable_;  // the entry leads out of the file; empty where no entry does
 };

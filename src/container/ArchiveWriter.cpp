@@ -7,6 +7,7 @@
 #include "container/ChunkIndex.hpp"
 #include "container/Directory.hpp"
 #include "container/Faults.hpp"
+#include "container/ItemHeaders.hpp"
 #include "container/LocalHeader.hpp"
 #include "container/RandomAccessBytes.hpp"
 #include "container/Spool.hpp"
@@ -21,53 +22,6 @@ constexpr std::size_t kWriteBuffer = 1u << 20;
 constexpr std::size_t kMostInFlight = 4;             // buffers and kernel copies on their way to the sink
 constexpr std::uint64_t kCopyByKernel = 256u << 10;  // for fewer bytes a system call costs more than copying
 constexpr std::uint64_t kLocalExtraGuess = 1024;     // expected maximum of a local extra field
-
-constexpr std::uint16_t kVersion = 20;  // deflate
-constexpr std::uint16_t kZip64Version = 45;
-constexpr std::uint16_t kMadeOnUnix = 3u << 8;
-constexpr std::uint32_t kRegularFile0644 = 0100644u << 16;
-constexpr std::uint32_t k1980 = 0x00210000;  // the first of January, midnight, in DOS format
-
-bool hasLargeSizes(Entry const& entry) { return entry.size >= kIn64 || entry.storedSize >= kIn64; }
-
-std::uint32_t narrowed(std::uint64_t value, bool isIn64) { return isIn64 ? kIn64 : static_cast<std::uint32_t>(value); }
-
-/// The extra fields, with a zip64 field in front where the entry needs one.
-std::vector<unsigned char> extraFields(Entry const& entry, std::string_view others, bool largeOffset) {
-  bool const largeSizes = hasLargeSizes(entry);
-  std::vector<unsigned char> extra;
-  RecordWriter record(extra);
-  if (largeSizes || largeOffset)
-    record.u16(kZip64Extra).u16(static_cast<std::uint16_t>((largeSizes ? 16 : 0) + (largeOffset ? 8 : 0)));
-  if (largeSizes) record.u64(entry.size).u64(entry.storedSize);
-  if (largeOffset) record.u64(entry.localHeaderOffset);
-  record.text(withoutExtraField(others, kZip64Extra));
-  if (extra.size() > 0xFFFF) throw couldNotSaveItem(entry.name, "its extra fields are too long");
-  return extra;
-}
-
-std::uint16_t length(std::string_view text) { return static_cast<std::uint16_t>(text.size()); }
-
-/// The extra field with the index of the content's chunks, if it has one.
-std::string chunkField(Content const& content) {
-  std::string const data = content.chunks ? content.chunks->toField() : std::string();
-  if (data.empty()) return {};
-  std::vector<unsigned char> field;
-  RecordWriter(field).u16(kChunksExtra).u16(length(data)).text(data);
-  return std::string(textAt(field.data(), field.size()));
-}
-
-std::uint16_t versionNeeded(Entry const& entry, bool zip64) {
-  return zip64 ? std::max(entry.versionNeeded, kZip64Version) : entry.versionNeeded;
-}
-
-/// What the local and the central header have in common, from the flags to the length of the extra field.
-void writeCommon(RecordWriter& record, Entry const& entry, std::size_t extraSize) {
-  bool const large = hasLargeSizes(entry);
-  record.u16(entry.flags).u16(entry.method).u32(entry.dosTimeAndDate).u32(entry.crc);
-  record.u32(narrowed(entry.storedSize, large)).u32(narrowed(entry.size, large));
-  record.u16(length(entry.name)).u16(static_cast<std::uint16_t>(extraSize));
-}
 
 ReadAhead::Source sourceOf(RandomAccessBytes const& bytes) {
   return {&bytes, bytes.size(),
@@ -92,14 +46,14 @@ void MemorySink::copyFrom(int descriptor, std::uint64_t offset, std::uint64_t co
 }
 
 struct ArchiveWriter::Impl {
-  Impl(ArchiveSink& to, bool hasThread)
-      : sink(to), buffers(hasThread ? kMostInFlight + 1 : 1), writing(hasThread, kMostInFlight) {}
+  Impl(ArchiveSink& to, bool hasThread, std::uint64_t begin)
+      : sink(to), buffers(hasThread ? kMostInFlight + 1 : 1), inSink(begin), writing(hasThread, kMostInFlight) {}
   ~Impl() { writing.drop(); }  // the work of an unfinished archive
 
   ArchiveSink& sink;
   std::vector<std::vector<unsigned char>> buffers;  // filled one after the other
   std::size_t filling = 0;                          // those before it may be in flight
-  std::uint64_t inSink = 0;                         // includes bytes in flight
+  std::uint64_t inSink;                             // includes bytes in flight
   std::vector<unsigned char> directory{};           // central headers so far
   std::uint64_t count = 0;
   std::string comment{};
@@ -145,28 +99,14 @@ struct ArchiveWriter::Impl {
   /// Writes the local header, and the central one into the directory.
   void putHeaders(Entry& entry, std::string_view localExtra) {
     entry.localHeaderOffset = position();
-    putLocal(entry, extraFields(entry, localExtra, false));
-    bool const largeOffset = entry.localHeaderOffset >= kIn64;
-    putCentral(entry, extraFields(entry, entry.extra, largeOffset), largeOffset);
-    ++count;
-  }
-
-  void putLocal(Entry const& entry, std::vector<unsigned char> const& extra) {
     if (buffer().size() > kWriteBuffer - (kLocalSize + 2UL * 0xFFFF)) flush();
-    RecordWriter record(buffer());
-    record.u32(kLocalSignature).u16(versionNeeded(entry, hasLargeSizes(entry)));
-    writeCommon(record, entry, extra.size());
-    record.text(entry.name).text(textAt(extra.data(), extra.size()));
+    putLocalHeader(buffer(), entry, localExtra);
+    putCentral(entry);
   }
 
-  void putCentral(Entry const& entry, std::vector<unsigned char> const& extra, bool largeOffset) {
-    bool const zip64 = largeOffset || hasLargeSizes(entry);
-    RecordWriter record(directory);
-    record.u32(kCentralSignature).u16(entry.versionMadeBy).u16(versionNeeded(entry, zip64));
-    writeCommon(record, entry, extra.size());
-    record.u16(length(entry.comment)).u16(0).u16(entry.internalAttributes).u32(entry.externalAttributes);
-    record.u32(narrowed(entry.localHeaderOffset, largeOffset));
-    record.text(entry.name).text(textAt(extra.data(), extra.size())).text(entry.comment);
+  void putCentral(Entry const& entry) {
+    putCentralHeader(directory, entry);
+    ++count;
   }
 
   /// Decryption may depend on the descriptor flag, so an encrypted item keeps the flag and a descriptor.
@@ -196,11 +136,15 @@ struct ArchiveWriter::Impl {
     auto const shownCount = manyItems ? kIn64Short : static_cast<std::uint16_t>(count);
     RecordWriter record(directory);
     record.u32(kEndSignature).u16(0).u16(0).u16(shownCount).u16(shownCount);
-    record.u32(narrowed(size, longSize)).u32(narrowed(begin, farBegin)).u16(length(comment)).text(comment);
+    record.u32(narrowed(size, longSize))
+        .u32(narrowed(begin, farBegin))
+        .u16(static_cast<std::uint16_t>(comment.size()))
+        .text(comment);
   }
 };
 
-ArchiveWriter::ArchiveWriter(ArchiveSink& sink, bool hasThread) : impl_(new Impl(sink, hasThread)) {}
+ArchiveWriter::ArchiveWriter(ArchiveSink& sink, bool hasThread, std::uint64_t begin)
+    : impl_(new Impl(sink, hasThread, begin)) {}
 
 ArchiveWriter::~ArchiveWriter() = default;
 
@@ -211,19 +155,8 @@ void ArchiveWriter::keepSurroundings(Archive const& former) {
 }
 
 void ArchiveWriter::add(std::string_view name, Content const& content) {
-  if (name.size() > 0xFFFF) throw couldNotSaveItem(name, "its name is too long");
-  Entry entry{};
-  entry.name = name;
-  entry.method = content.method;
-  entry.flags = ascii::isAscii(name) ? 0 : kUtf8Flag;
-  entry.versionNeeded = kVersion;
-  entry.externalAttributes = kRegularFile0644;
-  entry.dosTimeAndDate = k1980;
-  entry.crc = content.crc;
-  entry.storedSize = content.storedSize;
-  entry.size = content.size;
-  entry.versionMadeBy = kMadeOnUnix | (hasLargeSizes(entry) ? kZip64Version : kVersion);
   std::string const chunks = chunkField(content);
+  Entry entry = newEntry(name, content);
   entry.extra = chunks;
   impl_->putHeaders(entry, {});
   if (!content.spool) return;
@@ -232,6 +165,14 @@ void ArchiveWriter::add(std::string_view name, Content const& content) {
       &spool, spool.size(), [&spool](std::uint64_t offset, void* to, std::size_t n) { spool.readAt(offset, to, n); }};
   int const descriptor = content.storedSize >= kCopyByKernel ? spool.descriptor() : -1;
   impl_->putStored(source, descriptor, content.offset, content.storedSize);
+}
+
+void ArchiveWriter::addInPlace(std::string_view name, Content const& content) {
+  std::string const chunks = chunkField(content);
+  Entry entry = newEntry(name, content);
+  entry.extra = chunks;
+  entry.localHeaderOffset = content.offset - content.headerSize;
+  impl_->putCentral(entry);
 }
 
 void ArchiveWriter::copy(Archive const& archive, std::size_t index) {
@@ -252,6 +193,17 @@ void ArchiveWriter::copy(Archive const& archive, std::size_t index) {
   impl_->putHeaders(entry, header.extra);
   impl_->putStored(source, bytes.descriptor(), begin + headerSize, entry.storedSize);
   if (keepsDescriptor) impl_->putDescriptor(entry);
+}
+
+void ArchiveWriter::copyRange(Archive const& archive, std::size_t first, std::size_t last) {
+  RandomAccessBytes const& bytes = archive.bytes();
+  std::uint64_t const begin = archive.entry(first).localHeaderOffset, to = impl_->position();
+  impl_->putStored(sourceOf(bytes), bytes.descriptor(), begin, archive.limitOf(last) - begin);
+  for (std::size_t i = first; i <= last; ++i) {
+    Entry entry = archive.entry(i);
+    entry.localHeaderOffset = entry.localHeaderOffset - begin + to;
+    impl_->putCentral(entry);
+  }
 }
 
 void ArchiveWriter::finish() {

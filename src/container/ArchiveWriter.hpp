@@ -37,16 +37,21 @@ class MemorySink final : public ArchiveSink {
 /// exception of the sink; the archive is then unusable.
 class ArchiveWriter {
  public:
-  /// With `hasThread`, a thread of the writer calls the sink, in the same order, while the caller continues.
-  explicit ArchiveWriter(ArchiveSink& sink, bool hasThread = false);
+  /// With `hasThread`, a thread of the writer calls the sink, in the same order, while the caller continues. `begin` is
+  /// the size of what the sink holds already.
+  explicit ArchiveWriter(ArchiveSink& sink, bool hasThread = false, std::uint64_t begin = 0);
   ~ArchiveWriter();
 
   void add(std::string_view name, Content const& content);
+  /// The same for a content that the sink holds already at its offset, behind its local header.
+  void addInPlace(std::string_view name, Content const& content);
   /// Takes over what stands in front of another archive's items, and its comment. Comes before the first item.
   void keepSurroundings(Archive const& former);
   /// Copies an item unchanged: stored bytes, method, flags, extra fields, comment, times, attributes. The values of a
   /// data descriptor move into the local header.
   void copy(Archive const& archive, std::size_t index);
+  /// Copies neighbours of a seamless archive, local headers included, in one piece.
+  void copyRange(Archive const& archive, std::size_t first, std::size_t last);
   void finish();
 
  private:

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "container/ArchiveWriter.hpp"
 #include "container/Faults.hpp"
@@ -127,11 +128,11 @@ struct AtomicFile::Impl {
   }
 
   /// Checks the target now too, so that a save that must fail does so before its work.
-  void begin() {
+  void begin(FileHandle& contents) {
     struct stat status {};
     bool const isThere = checkTarget(status);
     removeOrphans(directory.descriptor(), name);
-    makeTemporary();
+    if (!contents.isOpen() || !tryTakeOver(contents)) makeTemporary();
     if (!isThere) return;
     error_code error;
     protectionOf(status).applyOwnerTo(file, rules.replacesProtected, error);
@@ -149,6 +150,22 @@ struct AtomicFile::Impl {
       file.tryLock(locked);
       if (locked != posixError(EWOULDBLOCK) && status().st_nlink > 0) return;
     }
+  }
+
+  /// The file is locked before it has a name, so that nobody can take it for an orphan.
+  bool tryTakeOver(FileHandle& contents) {
+    struct stat status {};
+    error_code error;
+    contents.tryLock(error);
+    if (!error) contents.getStatus(status, error);
+    if (!error) contents.setPosition(static_cast<std::uint64_t>(status.st_size), error);
+    if (error || status.st_nlink > 0) return false;
+    temporary = TemporaryName::makeLink(
+        directory.descriptor(), [this] { return temporaryNameFor(name); }, contents, error);
+    if (error) return false;
+    file = std::move(contents);
+    written = syncing = static_cast<std::uint64_t>(status.st_size);
+    return true;
   }
 
   FileProtection protectionOf(struct stat const& old) {
@@ -189,11 +206,12 @@ struct AtomicFile::Impl {
     check(error);
     bool const isThere = checkTarget(now);
     if (isThere && old.isOpen() && (now.st_dev != locked.st_dev || now.st_ino != locked.st_ino)) return false;
-    held = FileHandle(fcntl(file.descriptor(), F_DUPFD_CLOEXEC, 0));
-    file.close(error);
+    held = file.share(error);
+    if (!error) file.close(error);
     check(error);
     temporary.moveTo(name.c_str(), rules.target == Target::MayExist, error);
     check(error);
+    held.unlock();  // others may have the file open still
     return true;
   }
 
@@ -226,8 +244,15 @@ fs::path AtomicFile::Impl::followTarget(fs::path const& target, std::error_code&
 }
 
 AtomicFile::AtomicFile(std::string const& target, Rules const& rules) : impl_(new Impl{target, rules}) {
+  FileHandle nothing;
   impl_->openDirectory();
-  impl_->begin();
+  impl_->begin(nothing);
+}
+
+AtomicFile::AtomicFile(std::string const& target, Rules const& rules, FileHandle& contents)
+    : impl_(new Impl{target, rules}) {
+  impl_->openDirectory();
+  impl_->begin(contents);
 }
 
 AtomicFile::~AtomicFile() = default;
@@ -237,6 +262,14 @@ void AtomicFile::write(void const* data, std::size_t count) {
   impl_->file.writeAll(data, count, error);
   impl_->check(error);
   impl_->wrote(count);
+}
+
+std::uint64_t AtomicFile::size() const { return impl_->written; }
+
+void AtomicFile::overwrite(std::uint64_t offset, void const* data, std::size_t count) {
+  error_code error;
+  impl_->file.writeAllAt(offset, data, count, error);
+  impl_->check(error);
 }
 
 void AtomicFile::copyFrom(int descriptor, std::uint64_t offset, std::uint64_t count) {

@@ -42,9 +42,15 @@ class AtomicFile final : public ArchiveSink {
   };
 
   AtomicFile(std::string const& target, Rules const& rules);
+  /// Takes over an open file without a name, with what it holds, as the temporary file. It stays open, and a new
+  /// temporary file is made, where the system cannot give it a name in the target's directory.
+  AtomicFile(std::string const& target, Rules const& rules, FileHandle& contents);
   ~AtomicFile() override;
 
   void write(void const* data, std::size_t count) override;
+  std::uint64_t size() const;
+  /// Replaces bytes that the file holds.
+  void overwrite(std::uint64_t offset, void const* data, std::size_t count);
   void copyFrom(int descriptor, std::uint64_t offset, std::uint64_t count) override;
   /// replace() and syncDirectory(). The last call.
   void commit();

@@ -17,23 +17,39 @@ constexpr std::size_t kMoveStep = 1u << 20;
 
 }  // namespace
 
-ContentStore::ContentStore(std::string directory) : directory_(std::move(directory)), spool_(makeSpool(directory_)) {}
+ContentStore::ContentStore(std::string directory, Purpose purpose)
+    : directory_(std::move(directory)), purpose_(purpose), spool_(makeSpool(directory_, purpose)) {}
 
 ContentStore::~ContentStore() = default;
 
-std::unique_ptr<ContentStore::Writer> ContentStore::write(Effort effort) {
+std::unique_ptr<ContentStore::Writer> ContentStore::write(Effort effort, std::string_view name) {
   reclaim();
-  return std::make_unique<Writer>(*this, effort);
+  return std::make_unique<Writer>(*this, effort, headerName(name));
 }
 
-ContentStore::Number ContentStore::write(Effort effort, std::function<void(OutputStream&)> const& writeTo) {
+ContentStore::Number ContentStore::write(Effort effort, std::function<void(OutputStream&)> const& writeTo,
+                                         std::string_view name) {
   reclaim();
-  ContentWriter writer(spool_, effort);
+  settle();
+  ContentWriter writer(spool_, effort, nullptr, headerName(name));
   writeTo(writer);
   writer.close();
   Number const number = reserve();
   complete(number, writer.content());
   return number;
+}
+
+Content ContentStore::writeApart(Effort effort, std::function<void(OutputStream&)> const& writeTo) const {
+  ContentWriter writer(makeSpool(directory_, Purpose::Changes), effort);
+  writeTo(writer);
+  writer.close();
+  return writer.content();
+}
+
+void ContentStore::rename(Number number) noexcept {
+  Slot& slot = slots_[number];
+  live_ -= slot.headerSize;
+  slot.headerSize = 0;
 }
 
 ContentStore::Number ContentStore::Writer::finish() {
@@ -61,6 +77,7 @@ Content ContentStore::content(Number number) {
           slot.size,
           slot.crc,
           slot.isDeflated ? kDeflated : kStored,
+          slot.headerSize,
           chunks == chunks_.end() ? nullptr : chunks->second};
 }
 
@@ -83,9 +100,20 @@ void ContentStore::setThreads(std::size_t count) {
   spool_->setWritesBehind(hasThreads_);
 }
 
+FileHandle ContentStore::shareFile() {
+  if (purpose_ != Purpose::NewPackage) return {};
+  auto next = makeSpool(directory_, Purpose::Changes);
+  FileHandle file = spool_->shareFile();
+  if (!file.isOpen()) return file;
+  spool_ = std::move(next);
+  purpose_ = Purpose::Changes;
+  return file;
+}
+
 void ContentStore::restart(std::string directory) {
-  auto fresh = makeSpool(directory);
+  auto fresh = makeSpool(directory, Purpose::Changes);
   directory_ = std::move(directory);
+  purpose_ = Purpose::Changes;
   spool_ = std::move(fresh);
   live_ = 0;
   spools_.clear();
@@ -113,23 +141,23 @@ void ContentStore::reclaim() noexcept {
 /// Moves all contents into a new spool. Input streams, and streams that still write, keep the old ones.
 void ContentStore::moveContents() {
   settle();
-  auto fresh = makeSpool(directory_);
-  std::vector<std::uint64_t> offsets;
+  auto fresh = makeSpool(directory_, purpose_);
+  std::vector<std::uint64_t> begins;
   Buffer window(kMoveStep);
   for (Slot const& slot : slots_) {
     if (slot.state != State::Complete) continue;
-    offsets.push_back(fresh->size());
-    for (std::uint64_t at = 0; at < slot.storedSize; at += kMoveStep) {
-      auto const step = static_cast<std::size_t>(std::min<std::uint64_t>(kMoveStep, slot.storedSize - at));
-      spools_[slot.spool]->readAt(slot.offset + at, window.data.get(), step);
+    begins.push_back(fresh->size());
+    for (std::uint64_t at = 0; at < slot.bytes(); at += kMoveStep) {
+      auto const step = static_cast<std::size_t>(std::min<std::uint64_t>(kMoveStep, slot.bytes() - at));
+      spools_[slot.spool]->readAt(slot.begin() + at, window.data.get(), step);
       fresh->append(window.data.get(), step);
     }
   }
   std::vector<std::shared_ptr<Spool const>> spools{fresh};
-  auto offset = offsets.begin();
+  auto begin = begins.begin();
   for (Slot& slot : slots_)
     if (slot.state == State::Complete) {
-      slot.offset = *offset++;
+      slot.offset = *begin++ + slot.headerSize;
       slot.spool = 0;
     }
   spools_.swap(spools);
@@ -142,7 +170,8 @@ ContentStore::Number ContentStore::reserve() {
     slots_.emplace_back();
   else
     firstFree_ = static_cast<Number>(slots_[number].offset);
-  slots_[number] = {.state = State::UnderWay};
+  slots_[number] = Slot();
+  slots_[number].state = State::UnderWay;
   return number;
 }
 
@@ -150,15 +179,23 @@ ContentStore::Number ContentStore::reserve() {
 void ContentStore::complete(Number number, Content const& content) {
   if (slots_[number].state == State::Discarded) return release(number);
   if (content.chunks) chunks_[number] = content.chunks;
-  slots_[number] = {content.offset,          content.storedSize,          content.size,   content.crc,
-                    numberOf(content.spool), content.method == kDeflated, State::Complete};
-  live_ += content.storedSize;
+  Slot& slot = slots_[number];
+  slot.spool = numberOf(content.spool);
+  slot.offset = content.offset;
+  slot.storedSize = content.storedSize;
+  slot.size = content.size;
+  slot.crc = content.crc;
+  slot.headerSize = content.headerSize & 0x1FFF;  // ContentWriter makes none that is longer
+  slot.isDeflated = content.method == kDeflated;
+  slot.state = State::Complete;
+  live_ += slot.bytes();
 }
 
 void ContentStore::release(Number number) noexcept {
   chunks_.erase(number);
-  if (slots_[number].state == State::Complete) live_ -= slots_[number].storedSize;
-  slots_[number] = {.offset = std::exchange(firstFree_, number), .state = State::Free};
+  if (slots_[number].state == State::Complete) live_ -= slots_[number].bytes();
+  slots_[number] = Slot();
+  slots_[number].offset = std::exchange(firstFree_, number);
 }
 
 std::uint16_t ContentStore::numberOf(std::shared_ptr<Spool const> const& spool) {
@@ -168,9 +205,18 @@ std::uint16_t ContentStore::numberOf(std::shared_ptr<Spool const> const& spool) 
   return number;
 }
 
-std::shared_ptr<Spool> ContentStore::makeSpool(std::string const& directory) const {
+/// Only an item of a new package has its header in front of its content.
+std::string_view ContentStore::headerName(std::string_view name) const {
+  return purpose_ == Purpose::NewPackage ? name : std::string_view();
+}
+
+std::shared_ptr<Spool> ContentStore::makeSpool(std::string const& directory, Purpose purpose) const {
   auto made = std::make_shared<Spool>(directory);
   made->setWritesBehind(hasThreads_);
+  if (purpose == Purpose::Changes) return made;
+  std::vector<unsigned char> const room(kRoom);
+  made->append(room.data(), room.size());
+  made->keepFile();
   return made;
 }
 

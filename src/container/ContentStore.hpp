@@ -8,20 +8,23 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "container/ChunkIndex.hpp"
 #include "container/ContentWriter.hpp"
 #include "container/Deflate.hpp"
 #include "container/Spool.hpp"
+#include "io/FileHandle.hpp"
 #include "io/TaskQueue.hpp"
 #include "opc/Streams.hpp"
 
 namespace opc::model::zip {
 
 /// Holds new contents, each under a number, until an archive takes them over. It hides compression, threads, memory and
-/// temporary files from its callers. The bytes of a content are the same for any number of threads. Of discarded
-/// contents it keeps at most as many bytes as of others, or 16 MiB.
+/// temporary files from its callers. For a new package it lays them out as items, in the order of writing and behind
+/// room for a first one, so that its file can become the package. The bytes of a content are the same for any number of
+/// threads. Of discarded contents it keeps at most as many bytes as of others, or 16 MiB.
 ///
 /// One thread at a time uses it. The next call that writes, reads or settles throws a failure of the store's threads,
 /// and the one after that repeats the work, so that no content is lost. Throws CouldNotSavePackage where temporary
@@ -30,18 +33,23 @@ class ContentStore {
  public:
   using Number = std::uint32_t;
   class Writer;
+  enum class Purpose : std::uint8_t { NewPackage, Changes };
 
   /// Temporary files go into `directory` (UTF-8; empty: the system's temporary directory).
-  explicit ContentStore(std::string directory = {});
+  explicit ContentStore(std::string directory = {}, Purpose purpose = Purpose::Changes);
   /// Drops unsettled work.
   ~ContentStore();
   ContentStore(ContentStore const&) = delete;
   ContentStore& operator=(ContentStore const&) = delete;
 
-  /// A stream for one content. The store must outlive it.
-  std::unique_ptr<Writer> write(Effort effort);
-  /// Writes a content at once, without the store's threads.
-  Number write(Effort effort, std::function<void(OutputStream&)> const& writeTo);
+  /// A stream for one content: that of the item `name` in a new package. The store must outlive it.
+  std::unique_ptr<Writer> write(Effort effort, std::string_view name = {});
+  /// Writes a content at once, without the store's threads, behind everything before.
+  Number write(Effort effort, std::function<void(OutputStream&)> const& writeTo, std::string_view name = {});
+  /// A content without a number, which the store does not keep.
+  Content writeApart(Effort effort, std::function<void(OutputStream&)> const& writeTo) const;
+  /// The content, whose header names another item, is to be that of an item of another name.
+  void rename(Number number) noexcept;
 
   /// The content; waits for threads that still work on it. `name` is for messages.
   std::unique_ptr<InputStream> read(Number number, std::string const& name, std::uint64_t offset = 0);
@@ -59,8 +67,17 @@ class ContentStore {
   void setThreads(std::size_t count);
   bool hasThreads() const { return hasThreads_; }
 
-  /// Forgets all contents, of which none may be under way, and continues in another directory. Input streams and
-  /// Content values keep the bytes they need. Does nothing when it throws.
+  /// Whether it is for a new package and too large for memory.
+  bool isInFile() const { return purpose_ == Purpose::NewPackage && spool_->isInFile(); }
+  /// The file of a new package, which is not written from now on, so that the package can take it over: contents
+  /// without a header, and bytes of no content, may lie in between. Not open where there is none, or if it was given
+  /// before.
+  FileHandle shareFile();
+  /// How many bytes are free in front of all contents of a new package.
+  static constexpr std::size_t kRoom = 16u << 10;
+
+  /// Forgets all contents, of which none may be under way, and continues with changes, in another directory. Input
+  /// streams and Content values keep the bytes they need. Does nothing when it throws.
   void restart(std::string directory);
 
  private:
@@ -73,8 +90,13 @@ class ContentStore {
     std::uint64_t size = 0;
     std::uint32_t crc = 0;
     std::uint16_t spool = 0;  // number of the spool
-    bool isDeflated = false;
-    State state = State::Free;
+    std::uint16_t headerSize : 13 = 0;
+    bool isDeflated : 1 = false;
+    State state : 2 = State::Free;
+
+    /// With its header.
+    std::uint64_t begin() const { return offset - headerSize; }
+    std::uint64_t bytes() const { return storedSize + headerSize; }
   };
 
   static constexpr Number kNone = UINT32_MAX;
@@ -86,11 +108,13 @@ class ContentStore {
   void complete(Number number, Content const& content);
   void release(Number number) noexcept;
   std::uint16_t numberOf(std::shared_ptr<Spool const> const& spool);
-  std::shared_ptr<Spool> makeSpool(std::string const& directory) const;
+  std::string_view headerName(std::string_view name) const;
+  std::shared_ptr<Spool> makeSpool(std::string const& directory, Purpose purpose) const;
 
   std::string directory_;
+  Purpose purpose_;
   bool hasThreads_ = false;
-  std::uint64_t live_ = 0;                                      // stored bytes of all complete contents
+  std::uint64_t live_ = 0;                                      // bytes of all complete contents, headers included
   std::shared_ptr<Spool> spool_;                                // receives new contents
   std::vector<std::shared_ptr<Spool const>> spools_;            // hold contents: spool_ and its lanes
   std::deque<Slot> slots_;                                      // by number of the content
@@ -103,7 +127,8 @@ class ContentStore {
 /// further writes and finish() throw it again. Throws StreamError for a write after finish().
 class ContentStore::Writer {
  public:
-  Writer(ContentStore& store, Effort effort) : store_(store), writer_(store.spool_, effort, &store.queue_) {}
+  Writer(ContentStore& store, Effort effort, std::string_view name)
+      : store_(store), writer_(store.spool_, effort, &store.queue_, name) {}
 
   void write(void const* data, std::size_t count) { writer_.write(data, count); }
   /// Ends the content and returns its number. Threads may still work on it.

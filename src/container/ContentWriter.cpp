@@ -4,13 +4,15 @@
 #include <algorithm>
 #include <cstdint>
 #include <exception>
-#include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "container/ChunkIndex.hpp"
 #include "container/Deflate.hpp"
 #include "container/Faults.hpp"
+#include "container/ItemHeaders.hpp"
 #include "container/ZipFormat.hpp"
 #include "opc/model/InvalidState.hpp"
 
@@ -18,13 +20,16 @@ namespace opc::model::zip {
 namespace {
 
 constexpr std::size_t kChunk = ChunkIndex::kChunkSize;
+constexpr std::size_t kLongestName = 4000;  // bytes, of an item with a header
 
 using Bytes = std::vector<unsigned char>;
 
-/// The destination of a content; shared by its writer and the tasks that deflate it.
+/// The destination of a content; shared by its writer and the tasks that deflate it. With a name, the local header of
+/// an item stands in front of the content.
 struct Delivery {
   std::shared_ptr<Spool> spool;
-  std::shared_ptr<Spool> lane{};  // set once the content is long
+  std::string name;
+  std::shared_ptr<Spool> place{};  // while the content is written
   Content content{};
   ChunkIndex chunks{};
   std::function<void(Content const&)> done{};
@@ -33,26 +38,75 @@ struct Delivery {
 
   Delivery(Delivery const&) = delete;
   Delivery& operator=(Delivery const&) = delete;
-  explicit Delivery(std::shared_ptr<Spool> to) : spool(std::move(to)) {}
-  ~Delivery() { giveBack(); }
+  Delivery(std::shared_ptr<Spool> to, std::string_view itemName) : spool(std::move(to)), name(itemName) {}
+  ~Delivery() { leave(); }
 
-  void giveBack() {
-    if (auto const borrowed = std::exchange(lane, nullptr)) borrowed->giveBack();
+  void leave() {
+    if (auto const borrowed = std::exchange(place, nullptr)) borrowed->giveBack();
   }
 
-  void store(void const* data, std::size_t count) {
-    std::uint64_t const offset = (lane ? lane : spool)->append(data, count);
+  void abandon() noexcept {
+    isAbandoned = true;
+    if (place) place->cut(begin);
+    leave();
+  }
+
+  void storeWhole(std::uint16_t method, void const* data, std::size_t count) {
+    enter();
+    place->cut(begin);  // a header without a content, after a failure
+    content.method = method;
+    content.storedSize = count;
+    Bytes header;
+    if (hasHeader()) putLocalHeader(header, newEntry(name, content), {});
+    place->append(header.data(), header.size());
+    content.offset = place->append(data, count);
+    content.headerSize = static_cast<std::uint16_t>(header.size());
+  }
+
+  void storeStep(void const* data, std::size_t count) {
+    if (!place) reserveHeader();
+    std::uint64_t const offset = place->append(data, count);
     if (content.storedSize == 0) content.offset = offset;
     content.storedSize += count;
   }
 
   void complete(std::uint16_t method) {
     content.method = method;
-    content.spool = lane ? lane : spool;
     if (chunks.hasMany()) content.chunks = std::make_shared<ChunkIndex>(std::move(chunks));
+    if (isInSteps) fillHeader();
+    content.spool = place;
     if (done) done(content);
     isComplete = true;
-    giveBack();
+    leave();
+  }
+
+ private:
+  bool isInSteps = false;
+  std::uint64_t begin = 0;  // in the place, of the header
+
+  /// The longest names, which hardly any file has, go without.
+  bool hasHeader() const { return !name.empty() && name.size() <= kLongestName; }
+
+  void enter() {
+    if (place) return;
+    place = Spool::borrow(spool);
+    begin = place->size();
+  }
+
+  void reserveHeader() {
+    enter();
+    isInSteps = true;
+    if (!hasHeader()) return;
+    Bytes const room(openHeaderSize(name));
+    place->append(room.data(), room.size());
+    content.headerSize = static_cast<std::uint16_t>(room.size());
+  }
+
+  void fillHeader() const {
+    if (!hasHeader()) return;
+    Bytes header;
+    putOpenHeader(header, newEntry(name, content));
+    place->overwrite(content.offset - header.size(), header.data(), header.size());
   }
 };
 
@@ -93,18 +147,19 @@ class WholeTask final : public StoringTask {
 
   void storeResult(Delivery& to) override {
     if (isDeflated())
-      to.store(deflated_.data.get(), deflated_.size);
+      to.storeWhole(kDeflated, deflated_.data.get(), deflated_.size);
     else
-      to.store(bytes_.data(), bytes_.size());
+      to.storeWhole(kStored, bytes_.data(), bytes_.size());
   }
 
-  void finish(Delivery& to) override { to.complete(isDeflated() ? kDeflated : kStored); }
+  void finish(Delivery& to) override { to.complete(to.content.method); }
 
   Effort effort_;
   Bytes bytes_;
   Buffer deflated_{0};
 };
 
+/// A chunk of a long content. With Effort::Store it is stored.
 class ChunkTask final : public StoringTask {
  public:
   ChunkTask(std::shared_ptr<Delivery> to, Effort effort, Bytes bytes, bool last)
@@ -112,17 +167,23 @@ class ChunkTask final : public StoringTask {
 
   void run() override {
     crc_ = crcOf(0, bytes_.data(), bytes_.size());
+    if (isStored()) return;
     deflated_ = deflateChunk(effort_, bytes_.data(), bytes_.size(), last_);
     bytes_ = {};
   }
 
  private:
-  void storeResult(Delivery& to) override { to.store(deflated_.data.get(), deflated_.size); }
+  bool isStored() const { return effort_ == Effort::Store; }
+  std::size_t storedSize() const { return isStored() ? size_ : deflated_.size; }
+
+  void storeResult(Delivery& to) override {
+    to.storeStep(isStored() ? bytes_.data() : deflated_.data.get(), storedSize());
+  }
 
   void finish(Delivery& to) override {
-    if (!isIndexed_) to.chunks.add(deflated_.size, crc_, size_);
+    if (!isIndexed_) to.chunks.add(storedSize(), crc_, size_);
     isIndexed_ = true;
-    if (last_) to.complete(kDeflated);
+    if (last_) to.complete(isStored() ? kStored : kDeflated);
   }
 
   Effort effort_;
@@ -136,23 +197,21 @@ class ChunkTask final : public StoringTask {
 
 }  // namespace
 
-/// Holds a content of at most kWholeBytes. Beyond that, the beginning of the content decides whether it is stored or
-/// deflated in chunks.
+/// Holds the beginning of a content. A longer one goes on in chunks, and its beginning decides whether these are stored
+/// or deflated.
 struct ContentWriter::Impl {
   std::shared_ptr<Delivery> delivery;
-  Effort effort;
+  Effort effort;  // of chunks: Store where the beginning does not shrink
   TaskQueue* queue;
+  std::size_t mostHeld = effort == Effort::Store ? kProbeSize : kWholeBytes;
   Bytes held{};  // not in a task yet
-  bool inChunks = false;
-  std::uint32_t chunkCrc = 0;  // of what is stored behind the last chunk of the index
-  std::size_t chunkSize = 0;
+  bool isLong = false;
   std::exception_ptr failure{};
   bool closed = false;
 
   ~Impl() {
     if (closed) return;
-    delivery->isAbandoned = true;
-    delivery->giveBack();
+    delivery->abandon();
   }
 
   template <typename Action>
@@ -166,8 +225,9 @@ struct ContentWriter::Impl {
     }
   }
 
+  /// Storing is not worth a thread, but keeps its turn behind what threads deflate.
   void perform(std::unique_ptr<StoringTask> task, std::size_t size) const {
-    if (queue && effort != Effort::Store) return queue->add(std::move(task), size);
+    if (queue && !(effort == Effort::Store && queue->isEmpty())) return queue->add(std::move(task), size);
     task->run();
     task->deliver();
   }
@@ -178,52 +238,28 @@ struct ContentWriter::Impl {
     Content& content = delivery->content;
     content.crc = crcOf(content.crc, data, count);
     content.size += count;
-    if (effort == Effort::Store && !delivery->lane) becomeLong();  // nothing to decide
-    if (!delivery->lane) {
-      std::size_t const room = std::min(count, kWholeBytes - held.size());
+    if (!isLong) {
+      std::size_t const room = std::min(count, mostHeld - held.size());
       hold(data, room);
       if (room == count) return;
       becomeLong();
       data += room;
       count -= room;
     }
-    if (inChunks)
-      takeChunks(data, count);
-    else
-      storeChunks(data, count);
+    takeChunks(data, count);
   }
 
   void becomeLong() {
-    delivery->lane = delivery->spool->borrowLane();
+    isLong = true;
     Bytes const beginning = std::exchange(held, {});
-    inChunks = effort != Effort::Store && doesShrink(beginning.data(), kProbeSize);
-    if (inChunks)
-      takeChunks(beginning.data(), beginning.size());
-    else
-      storeChunks(beginning.data(), beginning.size());
-  }
-
-  void storeChunks(unsigned char const* data, std::size_t count) {
-    delivery->store(data, count);
-    while (count > 0) {
-      std::size_t const step = std::min(count, kChunk - chunkSize);
-      chunkCrc = crcOf(chunkCrc, data, step);
-      chunkSize += step;
-      data += step;
-      count -= step;
-      if (chunkSize == kChunk) endStoredChunk();
-    }
-  }
-
-  void endStoredChunk() {
-    if (chunkSize > 0) delivery->chunks.add(chunkSize, std::exchange(chunkCrc, 0), chunkSize);
-    chunkSize = 0;
+    if (effort != Effort::Store && !doesShrink(beginning.data(), kProbeSize)) effort = Effort::Store;
+    takeChunks(beginning.data(), beginning.size());
   }
 
   /// A full chunk waits for further bytes, since the last chunk ends differently.
   void takeChunks(unsigned char const* data, std::size_t count) {
     while (count > 0) {
-      if (held.size() == kChunk) deflateHeld(false);
+      if (held.size() == kChunk) performChunk(false);
       held.reserve(kChunk);
       std::size_t const step = std::min(count, kChunk - held.size());
       hold(data, step);
@@ -232,28 +268,21 @@ struct ContentWriter::Impl {
     }
   }
 
-  void deflateHeld(bool last) {
+  void performChunk(bool last) {
     perform(std::make_unique<ChunkTask>(delivery, effort, std::exchange(held, {}), last), kChunk);
   }
 
   void complete() {
     std::size_t const size = held.size();
-    if (inChunks)
-      deflateHeld(true);
-    else if (delivery->lane)
-      completeStored();
+    if (isLong)
+      performChunk(true);
     else
       perform(std::make_unique<WholeTask>(delivery, effort, std::exchange(held, {})), size);
   }
-
-  void completeStored() {
-    endStoredChunk();
-    delivery->complete(kStored);
-  }
 };
 
-ContentWriter::ContentWriter(std::shared_ptr<Spool> spool, Effort effort, TaskQueue* queue)
-    : impl_(new Impl{std::make_shared<Delivery>(std::move(spool)), effort, queue}) {}
+ContentWriter::ContentWriter(std::shared_ptr<Spool> spool, Effort effort, TaskQueue* queue, std::string_view name)
+    : impl_(new Impl{std::make_shared<Delivery>(std::move(spool), name), effort, queue}) {}
 
 ContentWriter::~ContentWriter() = default;
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <string_view>
 
 #include "container/Deflate.hpp"
 #include "container/Spool.hpp"
@@ -18,10 +19,11 @@ namespace opc::model::zip {
 /// write is final: further writes and close() throw it again. Destroyed unclosed, it abandons the content. Throws
 /// CouldNotSavePackage, and StreamError for a write after close().
 ///
-/// With a queue, which must outlive the writer, the queue's threads compress.
+/// With a queue, which must outlive the writer, the queue's threads compress. With the name of an item, the content
+/// stands behind the item's local header, so that a package can take over the spool's file.
 class ContentWriter final : public OutputStream {
  public:
-  ContentWriter(std::shared_ptr<Spool> spool, Effort effort, TaskQueue* queue = nullptr);
+  ContentWriter(std::shared_ptr<Spool> spool, Effort effort, TaskQueue* queue = nullptr, std::string_view name = {});
   ~ContentWriter() override;
 
   void write(void const* data, std::size_t count) override;

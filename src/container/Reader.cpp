@@ -8,6 +8,7 @@
 #include "container/Directory.hpp"
 #include "container/DirectoryReader.hpp"
 #include "container/Faults.hpp"
+#include "container/ItemHeaders.hpp"
 #include "container/ItemStream.hpp"
 #include "container/LocalHeader.hpp"
 #include "container/ZipFormat.hpp"
@@ -19,7 +20,6 @@ namespace {
 constexpr std::uint64_t kSmallExtraGuess = 64;
 // A descriptor and the next header are read together, since ReadAhead would take two reads for the begin of a row.
 constexpr std::uint64_t kDescriptorAndNextHeader = 512;
-constexpr std::uint16_t kGrowthHintExtra = 0xA220;
 constexpr std::uint64_t kLargestWindow = 1u << 20;
 constexpr std::size_t kReadStep = 256u << 10;
 
@@ -81,12 +81,17 @@ std::uint64_t Reader::limitAfter(std::vector<Start> const& starts, std::size_t i
 }
 
 void Reader::checkHeaders() {
+  bool isSeamless = archive_->starts_.empty();
   for (std::size_t i = 0; i < archive_->size(); ++i) {
     Entry const item = archive_->entry(i);
     std::uint64_t const limit = archive_->limitOf(i);
     LocalHeader header;
-    if (checkHeader(item, limit, header)) checkBehind(item, header, limit);
+    bool const isSound = checkHeader(item, limit, header);
+    if (isSound) checkBehind(item, header, limit);
+    bool const isFull = item.localHeaderOffset + header.size + item.storedSize == limit;
+    isSeamless = isSeamless && isSound && isFull && !header.hasDescriptor;
   }
+  archive_->isSeamless_ = isSeamless;
 }
 
 /// What one call of readItems() hands its items to.
@@ -222,9 +227,9 @@ void Reader::readItem(std::size_t index, std::uint64_t limit, Reading& reading) 
   checkBehind(item, header, limit);
 }
 
-/// Checks the extra fields for a name that opening the content refuses, and for growth hints.
+/// Checks the extra fields for a name that opening the content refuses, and for growth hints other than a writer's own.
 bool Reader::checkExtra(Entry const& item, LocalHeader const& header) {
-  if (findExtraField(header.extra, kGrowthHintExtra) || findExtraField(item.extra, kGrowthHintExtra))
+  if (hasGrowthHint(item, header.extra))
     tolerate(code::kGrowthHint, item.name, itemText(item.name, "it has room to grow in an extra field"));
   if (!isRenamedByUnicodePath(item.name, header.extra)) return true;
   tolerate(code::kBadLocalHeader, item.name, itemText(item.name, fault::kOtherName));

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -23,6 +24,7 @@ namespace {
 using boost::system::error_code;
 
 constexpr std::size_t kSpoolBuffer = 1u << 20;
+constexpr std::uint64_t kStretch = 8u << 20;  // that is stored at a time
 
 std::string temporaryDirectory() {
   std::error_code error;
@@ -46,11 +48,12 @@ FileHandle tryUnnamedFile(std::string const& directory, error_code& error) {
 }
 
 /// A package in a directory that may not be written can be edited and saved elsewhere.
-FileHandle makeUnnamedFile(std::string& directory) {
+FileHandle makeUnnamedFile(std::string& directory, bool& isElsewhere) {
   error_code error;
   FileHandle file = tryUnnamedFile(directory, error);
   if (error == posixError(EACCES) || error == posixError(EPERM) || error == posixError(EROFS)) {
     directory = temporaryDirectory();
+    isElsewhere = true;
     file = tryUnnamedFile(directory, error);
   }
   if (error) throw couldNotSave(directory, error.value());
@@ -71,6 +74,9 @@ struct Spool::Impl {
   std::vector<std::shared_ptr<Spool>> lanes{};
   bool isBorrowed = false;
   bool writesBehind = false;
+  bool isElsewhere = false;  // than in the directory that was asked for
+  bool isKept = false;
+  std::uint64_t storing = 0;                 // how many bytes the disk has been told to store
   std::unique_ptr<Background> background{};  // last, so that it ends before the buffers it uses
 
   std::uint64_t size() const { return inFile + inFlight.size() + pending.size(); }
@@ -81,9 +87,19 @@ struct Spool::Impl {
     file.writeAllAt(inFile, data, count, error);
     if (error) throw couldNotSave(directory, error.value());
     inFile += count;
+    storeUpTo(inFile);
   }
 
-  void writeInFlight() { file.writeAllAt(inFile, inFlight.data(), inFlight.size(), inFlightError); }
+  void writeInFlight() {
+    file.writeAllAt(inFile, inFlight.data(), inFlight.size(), inFlightError);
+    if (!inFlightError) storeUpTo(inFile + inFlight.size());
+  }
+
+  void storeUpTo(std::uint64_t end) {
+    if (!isKept || end < storing + kStretch) return;
+    file.startSync(storing, end - storing);
+    storing = end;
+  }
 
   /// Repeats a failed write; bytes that fail again stay in flight.
   void settle() {
@@ -113,7 +129,7 @@ struct Spool::Impl {
   void makeRoom(std::size_t count) {
     if (!file.isOpen() && pending.size() + count > memoryLimit) {
       if (directory.empty()) directory = temporaryDirectory();
-      file = makeUnnamedFile(directory);
+      file = makeUnnamedFile(directory, isElsewhere);
     }
     if (file.isOpen() && pending.size() + count > kSpoolBuffer) flush();
   }
@@ -155,21 +171,59 @@ void Spool::setWritesBehind(bool does) {
   impl_->background.reset();
 }
 
+bool Spool::isInFile() const { return impl_->file.isOpen(); }
+
 int Spool::descriptor() const {
   if (impl_->file.isOpen()) impl_->flushAll();
   return impl_->file.descriptor();
 }
 
-std::shared_ptr<Spool> Spool::borrowLane() {
-  for (auto const& lane : impl_->lanes)
+void Spool::overwrite(std::uint64_t offset, void const* data, std::size_t count) {
+  if (offset > size() || count > size() - offset) throw couldNotSave(impl_->directory, EIO);
+  impl_->settle();
+  auto const* const from = static_cast<unsigned char const*>(data);
+  auto const inFile = offset < impl_->inFile ? std::min<std::uint64_t>(count, impl_->inFile - offset) : 0;
+  auto const first = static_cast<std::size_t>(inFile);
+  error_code error;
+  if (first > 0) impl_->file.writeAllAt(offset, from, first, error);
+  if (error) throw couldNotSave(impl_->directory, error.value());
+  std::copy_n(from + first, count - first, impl_->pending.data() + (offset + first - impl_->inFile));
+}
+
+void Spool::cut(std::uint64_t size) noexcept try {
+  if (size >= impl_->size()) return;
+  impl_->settle();
+  impl_->pending.resize(size > impl_->inFile ? static_cast<std::size_t>(size - impl_->inFile) : 0);
+  impl_->inFile = std::min(impl_->inFile, size);
+} catch (std::exception const&) {
+  return;  // the bytes stay, and the next call throws
+}
+
+std::shared_ptr<Spool> Spool::borrow(std::shared_ptr<Spool> const& spool) {
+  Impl& main = *spool->impl_;
+  if (!std::exchange(main.isBorrowed, true)) return spool;
+  for (auto const& lane : main.lanes)
     if (!std::exchange(lane->impl_->isBorrowed, true)) return lane;
-  impl_->lanes.push_back(std::make_shared<Spool>(impl_->directory, impl_->memoryLimit));
-  impl_->lanes.back()->impl_->isBorrowed = true;
-  impl_->lanes.back()->impl_->writesBehind = impl_->writesBehind;
-  return impl_->lanes.back();
+  main.lanes.push_back(std::make_shared<Spool>(main.directory, main.memoryLimit));
+  main.lanes.back()->impl_->isBorrowed = true;
+  main.lanes.back()->impl_->writesBehind = main.writesBehind;
+  return main.lanes.back();
 }
 
 void Spool::giveBack() { impl_->isBorrowed = false; }
+
+void Spool::keepFile() { impl_->isKept = true; }
+
+FileHandle Spool::shareFile() {
+  if (!impl_->file.isOpen() || impl_->isElsewhere || impl_->isBorrowed) return {};
+  impl_->flushAll();
+  error_code error;
+  impl_->file.setSize(impl_->inFile, error);  // a failed write may have left more
+  FileHandle shared = error ? FileHandle() : impl_->file.share(error);
+  if (error) return {};
+  impl_->isBorrowed = true;
+  return shared;
+}
 
 std::unique_ptr<InputStream> Content::open(std::string const& name, std::uint64_t from) const {
   return openItem(

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "io/FileHandle.hpp"
 #include "opc/Streams.hpp"
 
 namespace opc::model::zip {
@@ -27,6 +28,7 @@ class Spool {
   std::uint64_t append(void const* data, std::size_t count);
   void readAt(std::uint64_t offset, void* buffer, std::size_t count) const;
   std::uint64_t size() const;
+  bool isInFile() const;
   /// The file, with all bytes in it; -1 while everything is in memory.
   int descriptor() const;
 
@@ -34,10 +36,23 @@ class Spool {
   /// call repeats a failed write and throws if it fails again.
   void setWritesBehind(bool does);
 
-  /// A second spool, for content that is appended in several steps and must be contiguous. It belongs to one borrower
-  /// until giveBack().
-  std::shared_ptr<Spool> borrowLane();
+  /// Replaces bytes that were appended.
+  void overwrite(std::uint64_t offset, void const* data, std::size_t count);
+
+  /// Drops what was appended behind `size`, unless a write fails.
+  void cut(std::uint64_t size) noexcept;
+
+  /// The spool, or another one while somebody else has it. It belongs to one borrower until giveBack(), so that what is
+  /// appended in several steps is contiguous.
+  static std::shared_ptr<Spool> borrow(std::shared_ptr<Spool> const& spool);
   void giveBack();
+
+  /// Has the file's bytes stored early, since they are to stay: otherwise the sync of the package would wait for all.
+  void keepFile();
+  /// The file with exactly the bytes of the spool, for a package that takes it over. Nothing is appended to the spool
+  /// any more, but read from it. Not open where the bytes are in memory, the file is not in the directory that was
+  /// asked for, or somebody has the spool.
+  FileHandle shareFile();
 
   static constexpr std::size_t kMemoryLimit = 4u << 20;
 
@@ -55,6 +70,7 @@ struct Content {
   std::uint64_t size = 0;
   std::uint32_t crc = 0;
   std::uint16_t method = 0;                    // 0 stored, 8 deflated
+  std::uint16_t headerSize = 0;                // of the local header in front of it; 0 where there is none
   std::shared_ptr<ChunkIndex const> chunks{};  // null where the content has one chunk at most
 
   /// The content from that offset on, inflated and verified as Archive::openContent does it. `name` is for messages.

@@ -37,12 +37,23 @@ inline constexpr std::uint16_t kUtf8Flag = 1u << 11;
 inline constexpr std::uint16_t kMaskedFlag = 1u << 13;
 
 inline constexpr std::uint16_t kZip64Extra = 0x0001;
+inline constexpr std::uint16_t kGrowthHintExtra = 0xA220;  // with room for growth (ECMA-376-2, Annex C)
+inline constexpr std::uint16_t kGrowthHintSignature = 0xA028;
 inline constexpr std::uint16_t kUnicodePathExtra = 0x7075;
 inline constexpr std::uint16_t kChunksExtra = 0x437A;  // our own, of no registered meaning: a ChunkIndex
 
 // A number that is too large for its place is this, and stands in the zip64 field or record.
 inline constexpr std::uint16_t kIn64Short = 0xFFFF;
 inline constexpr std::uint32_t kIn64 = 0xFFFFFFFF;
+
+inline std::uint32_t narrowed(std::uint64_t value, bool isIn64) {
+  return isIn64 ? kIn64 : static_cast<std::uint32_t>(value);
+}
+
+// "Version made by" and "version needed".
+inline constexpr std::uint16_t kDeflateVersion = 20;
+inline constexpr std::uint16_t kZip64Version = 45;
+inline constexpr std::uint16_t kMadeOnUnix = 3u << 8;
 
 inline std::uint16_t load16(unsigned char const* p) { return static_cast<std::uint16_t>(p[0] | p[1] << 8); }
 inline std::uint32_t load32(unsigned char const* p) {

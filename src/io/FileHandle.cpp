@@ -170,6 +170,16 @@ void FileHandle::tryLock(error_code& error) const {
 
 void FileHandle::unlock() const noexcept { flock(descriptor_, LOCK_UN); }
 
+FileHandle FileHandle::share(error_code& error) const {
+  FileHandle shared(::fcntl(descriptor_, F_DUPFD_CLOEXEC, 0));
+  error = shared.isOpen() ? error_code() : lastPosixError();
+  return shared;
+}
+
+void FileHandle::setPosition(std::uint64_t position, error_code& error) const {
+  succeeds(error, [&] { return ::lseek(descriptor_, static_cast<off_t>(position), SEEK_SET) < 0 ? -1 : 0; });
+}
+
 // An interrupted close has closed the file: repeating it could close another file.
 void FileHandle::close(error_code& error) {
   bool const failed = isOpen() && ::close(release()) != 0 && errno != EINTR;

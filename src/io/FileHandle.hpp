@@ -75,6 +75,11 @@ class FileHandle {
   void tryLock(boost::system::error_code& error) const;
   void unlock() const noexcept;
 
+  /// Another handle of the open file: position and lock are common.
+  FileHandle share(boost::system::error_code& error) const;
+  /// Where writeAll() and copyFrom() write next.
+  void setPosition(std::uint64_t position, boost::system::error_code& error) const;
+
   /// The file is closed afterwards whatever the outcome.
   void close(boost::system::error_code& error);
 

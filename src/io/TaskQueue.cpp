@@ -179,13 +179,15 @@ void TaskQueue::add(std::unique_ptr<Task> task, std::size_t size) {
 }
 
 bool TaskQueue::deliverFirst() {
-  if (impl_->held == 0) return false;
+  if (isEmpty()) return false;
   impl_->deliverFront();
   return true;
 }
 
 void TaskQueue::deliverAll() {
-  while (impl_->held > 0) impl_->deliverFront();
+  while (!isEmpty()) impl_->deliverFront();
 }
+
+bool TaskQueue::isEmpty() const { return impl_->held == 0; }
 
 }  // namespace opc

@@ -35,6 +35,8 @@ class TaskQueue {
   /// Also delivers finished tasks. Throws what a delivery throws, and then does not take the new task.
   void add(std::unique_ptr<Task> task, std::size_t size);
   void deliverAll();
+  /// Whether everything is delivered.
+  bool isEmpty() const;
   /// Waits for the first undelivered task and delivers it. Returns false if all tasks are delivered.
   bool deliverFirst();
 

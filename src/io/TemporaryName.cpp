@@ -149,15 +149,33 @@ TemporaryName::~TemporaryName() {
   remove(ignored);
 }
 
-TemporaryName TemporaryName::makeFile(int folder, std::function<std::string()> const& makeName, int access,
-                                      FileHandle& file, error_code& error) {
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+template <typename Attempt>
+TemporaryName TemporaryName::make(int folder, std::function<std::string()> const& makeName, error_code& error,
+                                  Attempt attempt) {
+  for (int attempts = 0; attempts < kAttempts; ++attempts) {
     std::string name = makeName();
-    file = FileHandle::openAt(folder, name.c_str(), access | O_CREAT | O_EXCL | O_NOFOLLOW, kUnfinishedMode, error);
+    attempt(name.c_str());
     if (!error) return {folder, std::move(name)};
     if (error != posixError(EEXIST)) break;
   }
   return {};
+}
+
+TemporaryName TemporaryName::makeFile(int folder, std::function<std::string()> const& makeName, int access,
+                                      FileHandle& file, error_code& error) {
+  return make(folder, makeName, error, [&](char const* name) {
+    file = FileHandle::openAt(folder, name, access | O_CREAT | O_EXCL | O_NOFOLLOW, kUnfinishedMode, error);
+  });
+}
+
+/// The empty path, which names the descriptor itself, needs a privilege; /proc does not.
+TemporaryName TemporaryName::makeLink(int folder, std::function<std::string()> const& makeName, FileHandle const& file,
+                                      error_code& error) {
+  std::string const self = "/proc/self/fd/" + std::to_string(file.descriptor());
+  return make(folder, makeName, error, [&](char const* name) {
+    bool const isLinked = ::linkat(AT_FDCWD, self.c_str(), folder, name, AT_SYMLINK_FOLLOW) == 0;
+    error = isLinked ? error_code() : lastPosixError();
+  });
 }
 
 void TemporaryName::moveTo(char const* name, bool replace, error_code& error) {

@@ -45,6 +45,10 @@ class TemporaryName {
   static TemporaryName makeFile(int folder, std::function<std::string()> const& makeName, int access, FileHandle& file,
                                 boost::system::error_code& error);
 
+  /// Gives a name to an open file that has none.
+  static TemporaryName makeLink(int folder, std::function<std::string()> const& makeName, FileHandle const& file,
+                                boost::system::error_code& error);
+
   /// Renames to `name` in the same folder, over a file or link of that name or, with `replace` false, only where there
   /// is none (EEXIST). A file system that cannot do the latter keeps both names when the temporary one cannot be
   /// removed; remove() shows whether it does.
@@ -53,6 +57,11 @@ class TemporaryName {
   void remove(boost::system::error_code& error) noexcept;
 
  private:
+  /// Attempts names until one is free.
+  template <typename Attempt>
+  static TemporaryName make(int folder, std::function<std::string()> const& makeName, boost::system::error_code& error,
+                            Attempt attempt);
+
   int folder_ = -1;
   std::string name_;
 };

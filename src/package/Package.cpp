@@ -49,8 +49,8 @@ Package::~Package() {
 }
 
 std::unique_ptr<Package> Package::create(std::u16string const& path, Existing existing) {
-  return std::unique_ptr<Package>(
-      new Package(std::make_shared<PackageState>(detail::PackageFile::forNew(path, existing))));
+  return std::unique_ptr<Package>(new Package(
+      std::make_shared<PackageState>(detail::PackageFile::forNew(path, existing), PackageState::Purpose::NewPackage)));
 }
 
 std::unique_ptr<Package> Package::createInMemory() {

@@ -1,16 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstddef>
-#include <cstdint>
 #include <exception>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -21,192 +16,11 @@
 #include "io/FileHandle.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/model/Package.hpp"
-#include "package/ContentTypesPart.hpp"
 #include "package/ManagerRegistry.hpp"
 #include "package/Messages.hpp"
 #include "package/PackageState.hpp"
-#include "package/PartNameRules.hpp"
+#include "package/PackageWriter.hpp"
 #include "package/Watching.hpp"
-#include "text/Narrow.hpp"
-
-namespace opc::model::detail {
-namespace {
-
-/// Checks the watch before anything goes to another sink, and counts it unless an outer operation is watched. Without
-/// a watch it is not used.
-class WatchedSink final : public zip::ArchiveSink {
- public:
-  WatchedSink(zip::ArchiveSink& inner, Watching const& watching) : inner_(inner), watching_(watching) {}
-
-  void write(void const* data, std::size_t count) override {
-    watching_.current()->check();
-    inner_.write(data, count);
-    wrote(count);
-  }
-  void copyFrom(int descriptor, std::uint64_t offset, std::uint64_t count) override {
-    while (count > 0) {
-      std::uint64_t const step = std::min(count, kStep);
-      watching_.current()->check();
-      inner_.copyFrom(descriptor, offset, step);
-      wrote(step);
-      offset += step;
-      count -= step;
-    }
-  }
-
- private:
-  static constexpr std::uint64_t kStep = 4u << 20;
-
-  void wrote(std::uint64_t count) {
-    if (Watch* const watch = watching_.own()) watch->addBytes(count);
-  }
-
-  zip::ArchiveSink& inner_;
-  Watching const& watching_;
-};
-
-/// Writes the present state of a package: the content types, the package's relationships, then all items in the order
-/// of their names. It writes changed relationships parts into the store first; nothing else of the state changes until
-/// adopt().
-class PackageWriter {
- public:
-  PackageWriter(PackageState& state, Watching& watching) : state_(state), watching_(watching) {}
-
-  void write(zip::ArchiveSink& target);
-
-  /// Has the state read from the archive, which must hold what was written, and restarts its store. Otherwise throws
-  /// and changes nothing.
-  void adopt(std::shared_ptr<zip::Archive const> archive);
-
- private:
-  struct Item {
-    std::string_view name;
-    PartTable::value_type* part;  // null for an item that is no part
-    std::uint32_t source;         // item of the old archive, for a copied item
-    std::uint32_t ordinal;        // among the pieces of the part, or the items that are no parts
-  };
-
-  void collectItems();
-  void collectPart(PartTable::value_type& part);
-  void writeContentTypes(zip::ArchiveWriter& writer);
-  static bool isCopied(Item const& item);
-  void writeItem(zip::ArchiveWriter& writer, Item const& item) const;
-  std::uint64_t storedSize(Item const& item) const;
-  void requireWritten(zip::Archive const& archive) const;
-
-  PackageState& state_;
-  Watching& watching_;
-  std::vector<Item> items_;  // in the order of writing, behind the content types
-  std::map<std::string, MediaType const*> defaults_;
-};
-
-void PackageWriter::write(zip::ArchiveSink& target) {
-  state_.refreshRelationships();
-  collectItems();
-  Watch* const watch = watching_.own();
-  WatchedSink watched(target, watching_);
-  zip::ArchiveSink& sink = watching_.current() ? watched : target;
-  if (watch) {
-    std::uint64_t bytes = 0;
-    for (Item const& item : items_) bytes += storedSize(item);
-    watch->expect(items_.size(), bytes);
-  }
-  zip::ArchiveWriter writer(sink, state_.contents.store().hasThreads());
-  if (state_.contents.archive()) writer.keepSurroundings(*state_.contents.archive());
-  writeContentTypes(writer);
-  for (Item const& item : items_) {
-    writeItem(writer, item);
-    if (watch) watch->addFile();
-  }
-  writer.finish();
-}
-
-void PackageWriter::collectItems() {
-  items_.clear();
-  items_.reserve(state_.parts.size() + state_.parts.items().size());
-  for (auto& part : state_.parts) collectPart(part);
-  auto const& looseItems = state_.parts.items();
-  for (std::size_t i = 0; i < looseItems.size(); ++i)
-    items_.push_back({state_.parts.nameOf(looseItems[i]), nullptr, looseItems[i].index, narrow<std::uint32_t>(i)});
-  std::stable_sort(items_.begin(), items_.end(), [](Item const& a, Item const& b) {
-    bool const aIsFirst = equalIgnoringCase(a.name, "_rels/.rels"), bIsFirst = equalIgnoringCase(b.name, "_rels/.rels");
-    return aIsFirst != bIsFirst ? aIsFirst : a.name < b.name;
-  });
-}
-
-void PackageWriter::collectPart(PartTable::value_type& part) {
-  PartRecord const& record = part.second;
-  if (record.place != Place::Pieces) {
-    items_.push_back({part.first.text(), &part, record.isInArchive() ? record.number : 0, 0});
-    return;
-  }
-  std::uint32_t ordinal = 0;
-  for (auto const piece : state_.contents.piecesOf(record))
-    items_.push_back({state_.contents.archive()->entry(piece).name, &part, piece, ordinal++});
-}
-
-bool PackageWriter::isCopied(Item const& item) { return !item.part || item.part->second.isInArchive(); }
-
-void PackageWriter::writeContentTypes(zip::ArchiveWriter& writer) {
-  defaults_ = defaultsFor(state_);
-  writer.add(kContentTypesItem, state_.contents.writeApart([this](OutputStream& output) {
-    detail::writeContentTypes(state_, defaults_, output);
-  }));
-}
-
-void PackageWriter::writeItem(zip::ArchiveWriter& writer, Item const& item) const {
-  if (isCopied(item))
-    writer.copy(*state_.contents.archive(), item.source);
-  else
-    writer.add(item.name, state_.contents.written(item.part->second));
-}
-
-std::uint64_t PackageWriter::storedSize(Item const& item) const {
-  return isCopied(item) ? state_.contents.archive()->entry(item.source).storedSize
-                        : state_.contents.written(item.part->second).storedSize;
-}
-
-/// Another program may have replaced the file after the rename.
-void PackageWriter::requireWritten(zip::Archive const& archive) const {
-  bool matches = archive.size() == items_.size() + 1;
-  for (std::size_t i = 0; matches && i < items_.size(); ++i) {
-    zip::Entry const entry = archive.entry(i + 1);
-    Item const& item = items_[i];
-    auto const isEqual = [&](auto const& written) { return entry.crc == written.crc && entry.size == written.size; };
-    matches = entry.name == item.name && (isCopied(item) ? isEqual(state_.contents.archive()->entry(item.source))
-                                                         : isEqual(state_.contents.written(item.part->second)));
-  }
-  if (!matches) throw InvalidPackage("It does not hold what was written");
-}
-
-void PackageWriter::adopt(std::shared_ptr<zip::Archive const> archive) {
-  requireWritten(*archive);
-  auto pieces = state_.contents.allPieces();
-  auto looseItems = state_.parts.items();
-  for (std::size_t i = 0; i < items_.size(); ++i) {
-    Item const& item = items_[i];
-    auto const index = static_cast<std::uint32_t>(i + 1);
-    if (!item.part)
-      looseItems[item.ordinal].index = index;
-    else if (item.part->second.place == Place::Pieces)
-      pieces[item.part->second.number][item.ordinal] = index;
-  }
-  state_.contents.moveTo(archive, std::move(pieces), state_.file.directory());
-  // Nothing throws from here on: every name moves to the new directory before the old one is freed.
-  for (std::size_t i = 0; i < items_.size(); ++i) {
-    Item const& item = items_[i];
-    auto const index = static_cast<std::uint32_t>(i + 1);
-    if (!item.part) continue;
-    auto& [key, record] = *item.part;
-    if (item.ordinal == 0) key.viewInstead(archive->entry(index).name.substr(0, key.text().size()));
-    if (record.place != Place::Pieces) PartContents::setItem(record, index);
-  }
-  state_.parts.moveTo(std::move(archive), std::move(looseItems));
-  state_.declared.defaults = std::move(defaults_);
-}
-
-}  // namespace
-}  // namespace opc::model::detail
 
 namespace opc::model {
 namespace {
@@ -267,6 +81,12 @@ void requireUnchangedFile(PackageState const& state) {
     throw zip::packageHasChanged(file.path);
 }
 
+/// Whether the store's temporary files are in the target's directory, so that they inherit what a new file there does.
+bool isBesideContents(PackageState const& state, PackageFile const& target) {
+  std::error_code error;
+  return target.path == state.file.path && !std::filesystem::is_symlink(target.path, error);
+}
+
 /// Replaces the target and binds the package to it.
 void saveToFile(PackageState& state, Watching& watching, PackageFile const& target, SaveOptions const& options) {
   if (target.identity) requireUnchangedFile(state);
@@ -275,9 +95,14 @@ void saveToFile(PackageState& state, Watching& watching, PackageFile const& targ
   rules.target = target.mustBeNew ? AtomicFile::Target::MustNotExist : AtomicFile::Target::MayExist;
   rules.expected = target.identity;
   if (Watch* const watch = watching.current()) rules.checkpoint = [watch] { watch->finish(); };
-  AtomicFile file(target.path, rules);
   PackageWriter writer(state, watching);
-  writer.write(file);
+  FileHandle contents = isBesideContents(state, target) ? writer.shareFile() : FileHandle();
+  bool const isOffered = contents.isOpen();
+  AtomicFile file(target.path, rules, contents);
+  if (isOffered && !contents.isOpen())
+    writer.complete(file);
+  else
+    writer.write(file);
   std::string bound = target.path;
   state.file.identity = file.replace();
   // The package is at the path even if a later step fails, and the next save must expect it there.

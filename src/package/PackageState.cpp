@@ -37,7 +37,8 @@ std::string PackageFile::directory() const { return std::filesystem::path(path).
 
 namespace opc::model {
 
-PackageState::PackageState(detail::PackageFile boundTo) : file(std::move(boundTo)), contents(file.directory()) {}
+PackageState::PackageState(detail::PackageFile boundTo, Purpose purpose)
+    : file(std::move(boundTo)), contents(file.directory(), purpose) {}
 
 PackageState::~PackageState() = default;
 
@@ -50,9 +51,7 @@ PackageState& PackageState::of(Package& package) { return package.state(); }
 void PackageState::moveContent(PartName const& from, PartName const& to) {
   detail::PartRecord& source = parts.get(from)->second;
   detail::PartRecord& target = parts.get(to)->second;
-  contents.drop(target);
-  target.place = std::exchange(source.place, detail::Place::Nowhere);
-  target.number = source.number;
+  contents.move(source, target);
   isChanged = true;
 }
 
@@ -90,7 +89,7 @@ void PackageState::relationshipsChanged(detail::PartIndex::iterator part) {
 }
 
 void PackageState::refreshRelationships() {
-  for (auto part = parts.begin(); part != parts.end(); ++part) contents.refresh(part->second);
+  for (auto part = parts.begin(); part != parts.end(); ++part) contents.refresh(*part);
 }
 
 void PackageState::requirePackage() const {

@@ -52,7 +52,9 @@ class ManagerRegistry;
 /// The data of a package. The package shares it with its handles and streams.
 class PackageState {
  public:
-  explicit PackageState(detail::PackageFile boundTo = {});
+  using Purpose = zip::ContentStore::Purpose;
+
+  explicit PackageState(detail::PackageFile boundTo = {}, Purpose purpose = Purpose::Changes);
   /// A package over the state.
   static std::unique_ptr<Package> makePackage(std::shared_ptr<PackageState> state);
   static PackageState& of(Package& package);

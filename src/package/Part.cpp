@@ -49,7 +49,7 @@ class PartOutputStream final : public OutputStream {
       : state_(std::move(state)),
         part_(part),
         name_(PartIndex::nameOf(part)),
-        writer_(state_->contents.write(part->second)),
+        writer_(state_->contents.write(*part)),
         write_(state_->writes.begin(name_)),
         exceptionsAtStart_(std::uncaught_exceptions()) {}
   ~PartOutputStream() override;
@@ -137,11 +137,11 @@ void* Part::entry() const {
 
 ContentType Part::getContentType() const { return *entryOf(entry()).second.type->value; }
 
-std::optional<std::uint32_t> Part::getCRC32() const { return state().contents.crcOf(entryOf(entry()).second); }
+std::optional<std::uint32_t> Part::getCRC32() const { return state().contents.crcOf(entryOf(entry())); }
 
-std::uint64_t Part::getSize() const { return state().contents.sizeOf(entryOf(entry()).second); }
+std::uint64_t Part::getSize() const { return state().contents.sizeOf(entryOf(entry())); }
 
-std::uint64_t Part::getStoredSize() const { return state().contents.storedSizeOf(entryOf(entry()).second); }
+std::uint64_t Part::getStoredSize() const { return state().contents.storedSizeOf(entryOf(entry())); }
 
 std::unique_ptr<InputStream> Part::getInputStream() const { return getInputStreamAt(0); }
 

@@ -73,8 +73,8 @@ void PartContents::setPieces(PartRecord& record, Pieces pieces) {
 }
 
 std::unique_ptr<InputStream> PartContents::open(PartTable::reference part, std::uint64_t offset, std::size_t threads) {
-  PartRecord& record = part.second;
-  refresh(record);
+  refresh(part);
+  PartRecord const& record = part.second;
   switch (record.place) {
     case Place::Archive:
       return archive_->openContent(record.number, offset, threads);
@@ -90,20 +90,22 @@ std::unique_ptr<InputStream> PartContents::open(PartTable::reference part, std::
   return std::make_unique<ByteArrayInAdaptor>(kNothing);
 }
 
-std::uint64_t PartContents::sizeOf(PartRecord& record) {
-  refresh(record);
+std::uint64_t PartContents::sizeOf(PartTable::reference part) {
+  refresh(part);
+  PartRecord const& record = part.second;
   return record.isInArchive() ? sumOverItems(record, &zip::Entry::size) : written(record).size;
 }
 
-std::uint64_t PartContents::storedSizeOf(PartRecord& record) {
-  refresh(record);
+std::uint64_t PartContents::storedSizeOf(PartTable::reference part) {
+  refresh(part);
+  PartRecord const& record = part.second;
   return record.isInArchive() ? sumOverItems(record, &zip::Entry::storedSize) : written(record).storedSize;
 }
 
-std::optional<std::uint32_t> PartContents::crcOf(PartRecord& record) {
-  refresh(record);
-  if (record.place != Place::Archive) return std::nullopt;
-  return archive_->entry(record.number).crc;
+std::optional<std::uint32_t> PartContents::crcOf(PartTable::reference part) {
+  refresh(part);
+  if (part.second.place != Place::Archive) return std::nullopt;
+  return archive_->entry(part.second.number).crc;
 }
 
 std::uint64_t PartContents::sumOverItems(PartRecord const& record, std::uint64_t zip::Entry::*size) const {
@@ -117,9 +119,10 @@ zip::Content PartContents::written(PartRecord const& record) {
   return record.place == Place::Store ? store_.content(record.number) : zip::Content();
 }
 
-std::unique_ptr<zip::ContentStore::Writer> PartContents::write(PartRecord const& record) {
+std::unique_ptr<zip::ContentStore::Writer> PartContents::write(PartTable::const_reference part) {
+  PartRecord const& record = part.second;
   if (record.place == Place::Store) store_.await(record.number);
-  return store_.write(effortFor(record));
+  return store_.write(effortFor(record), part.first.text());
 }
 
 /// Markup is read whenever a package is used, so it is compressed well even where content is to be written fast.
@@ -128,17 +131,22 @@ zip::Effort PartContents::effortFor(PartRecord const& record) const {
   return record.isMarkup && effort_ == zip::Effort::Fast ? zip::Effort::Default : effort_;
 }
 
-zip::Content PartContents::writeApart(std::function<void(OutputStream&)> const& writeTo) {
-  zip::ContentStore::Number const number = store_.write(effort_, writeTo);
-  zip::Content content = store_.content(number);
-  store_.discard(number);
-  return content;
+zip::Content PartContents::writeApart(std::function<void(OutputStream&)> const& writeTo) const {
+  return store_.writeApart(effort_, writeTo);
 }
 
 void PartContents::replace(PartRecord& record, zip::ContentStore::Number number) noexcept {
   drop(record);
   record.place = Place::Store;
   record.number = number;
+}
+
+void PartContents::move(PartRecord& from, PartRecord& to) {
+  if (from.place == Place::Store) store_.await(from.number);
+  drop(to);
+  to.place = std::exchange(from.place, Place::Nowhere);
+  to.number = from.number;
+  if (to.place == Place::Store) store_.rename(to.number);
 }
 
 void PartContents::drop(PartRecord& record) noexcept {
@@ -151,10 +159,11 @@ void PartContents::relationshipsChanged(PartRecord& record) noexcept {
   record.place = Place::Outdated;
 }
 
-void PartContents::refresh(PartRecord& record) {
+void PartContents::refresh(PartTable::reference part) {
+  PartRecord& record = part.second;
   if (record.place != Place::Outdated) return;
-  replace(record,
-          store_.write(effort_, [&](OutputStream& output) { writeRelationships(*record.relationships, output); }));
+  auto const write = [&](OutputStream& output) { writeRelationships(*record.relationships, output); };
+  replace(record, store_.write(effort_, write, part.first.text()));
 }
 
 void PartContents::moveTo(std::shared_ptr<zip::Archive const> archive, std::vector<Pieces> pieces,

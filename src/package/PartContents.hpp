@@ -58,7 +58,7 @@ class PartContents {
   using Pieces = std::vector<std::uint32_t>;
 
   /// Temporary files go into `directory` (UTF-8; empty: the system's temporary directory).
-  explicit PartContents(std::string directory) : store_(std::move(directory)) {}
+  PartContents(std::string directory, zip::ContentStore::Purpose purpose) : store_(std::move(directory), purpose) {}
 
   /// For PackageReader.
   void read(std::shared_ptr<zip::Archive const> archive) { archive_ = std::move(archive); }
@@ -71,24 +71,26 @@ class PartContents {
 
   /// With `threads`, a content of the archive that has chunks is inflated on that many.
   std::unique_ptr<InputStream> open(PartTable::reference part, std::uint64_t offset = 0, std::size_t threads = 0);
-  std::uint64_t sizeOf(PartRecord& record);
-  std::uint64_t storedSizeOf(PartRecord& record);
+  std::uint64_t sizeOf(PartTable::reference part);
+  std::uint64_t storedSizeOf(PartTable::reference part);
   /// Of a part that is one item of the archive.
-  std::optional<std::uint32_t> crcOf(PartRecord& record);
+  std::optional<std::uint32_t> crcOf(PartTable::reference part);
   /// The content of a part that is not in the archive; empty before the first write.
   zip::Content written(PartRecord const& record);
 
   /// A stream for new content of the part. Waits for threads that still work on its content.
-  std::unique_ptr<zip::ContentStore::Writer> write(PartRecord const& record);
+  std::unique_ptr<zip::ContentStore::Writer> write(PartTable::const_reference part);
   /// Gives the part a finished content.
   void replace(PartRecord& record, zip::ContentStore::Number number) noexcept;
+  /// Gives a part the content of another one, which has none then.
+  void move(PartRecord& from, PartRecord& to);
   void drop(PartRecord& record) noexcept;
   /// Notes that the part's relationships have changed.
   void relationshipsChanged(PartRecord& record) noexcept;
   /// Writes the relationships of the part, if they have changed.
-  void refresh(PartRecord& record);
+  void refresh(PartTable::reference part);
   /// Writes content that belongs to no part.
-  zip::Content writeApart(std::function<void(OutputStream&)> const& writeTo);
+  zip::Content writeApart(std::function<void(OutputStream&)> const& writeTo) const;
 
   zip::ContentStore& store() { return store_; }
   void setEffort(zip::Effort effort) { effort_ = effort; }

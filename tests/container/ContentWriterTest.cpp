@@ -135,7 +135,7 @@ TEST(ContentWriter, ThrowsAFailedWriteAgain) {
   TemporaryDirectory directory;
   auto const spool = std::make_shared<Spool>((directory / "gone").string());
   ContentWriter writer(spool, Effort::Default);
-  std::string const bytes = incompressible(Spool::kMemoryLimit + 1);
+  std::string const bytes = incompressible(Spool::kMemoryLimit + (2u << 20));
   std::string const message =
       "Could not save package: " + (directory / "gone").string() + ": No such file or directory";
   EXPECT_THROW_MESSAGE(writer.write(bytes.data(), bytes.size()), CouldNotSavePackage, message);

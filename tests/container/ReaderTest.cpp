@@ -145,6 +145,25 @@ TEST(Reader, ReportsAnItemThatRunsIntoTheNext) {
   EXPECT_EQ(found.sound, (std::map<std::string, bool>{{"a", false}, {"b", true}}));
 }
 
+/// Such an archive is copied in one piece: what stands between items may be what somebody removed.
+TEST(Reader, CallsAnArchiveSeamlessWhereNothingStandsBetweenItsItems) {
+  auto const isSeamless = [](RawArchive const& archive) {
+    ThrowingFaults faults;
+    Reader reader(makeMemoryBytes(bytesOf(archive.build())), UINT64_MAX, faults);
+    EXPECT_FALSE(reader.archive()->isSeamless());  // nobody has looked yet
+    reader.checkHeaders();
+    return reader.archive()->isSeamless();
+  };
+  EXPECT_TRUE(isSeamless(smallArchive()));
+  for (std::size_t const item : {0u, 1u}) {
+    RawArchive archive = smallArchive();
+    archive.items[item].behind = "gap";
+    EXPECT_FALSE(isSeamless(archive)) << item;
+  }
+  RawItem const streamed = deflatedItem("d", mixed(1000));
+  EXPECT_FALSE(isSeamless({{streamedItem(streamed, descriptorOf(streamed, 4, true)), storedItem("z", "")}}));
+}
+
 TEST(Reader, ReportsBytesThatBelongToNoItem) {
   RawArchive archive = smallArchive();
   archive.items[0].behind = "gap";

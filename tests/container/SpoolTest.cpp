@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <memory>
 #include <string>
 
 #include "container/Spool.hpp"
@@ -161,13 +162,72 @@ TEST(Spool, RefusesToReadBeyondItsEnd) {
   EXPECT_THROW(read(spool, 4, 0), CouldNotSavePackage);
 }
 
-TEST(Spool, LendsEachLaneToOneBorrower) {
-  Spool spool("");
-  auto const first = spool.borrowLane();
-  auto const second = spool.borrowLane();
-  EXPECT_NE(first, second);
-  first->giveBack();
-  EXPECT_EQ(spool.borrowLane(), first);
+TEST(Spool, IsLentToOneBorrowerAtATimeAndThenAnotherOne) {
+  auto const spool = std::make_shared<Spool>("");
+  EXPECT_EQ(Spool::borrow(spool), spool);
+  auto const second = Spool::borrow(spool);
+  EXPECT_NE(second, spool);
+  EXPECT_NE(Spool::borrow(spool), second);
+  second->giveBack();
+  EXPECT_EQ(Spool::borrow(spool), second);
+  spool->giveBack();
+  EXPECT_EQ(Spool::borrow(spool), spool);
+}
+
+TEST(Spool, OverwritesBytesInItsFileAndInMemory) {
+  for (std::size_t const limit : {std::size_t{0}, Spool::kMemoryLimit}) {
+    Spool spool("", limit);
+    std::string expected = zt_test::compressible(3u << 20);
+    spool.append(expected.data(), expected.size());
+    spool.append("0123456789", 10);
+    expected += "0123456789";
+    std::size_t const at = (3u << 20) - 3;
+    spool.overwrite(at, "overwrite", 9);
+    expected.replace(at, 9, "overwrite");
+    EXPECT_TRUE(read(spool, 0, expected.size()) == expected);
+    EXPECT_THROW(spool.overwrite(expected.size() - 1, "ab", 2), CouldNotSavePackage);
+  }
+}
+
+TEST(Spool, DropsItsEnd) {
+  for (std::size_t const limit : {std::size_t{0}, Spool::kMemoryLimit}) {
+    Spool spool("", limit);
+    std::string const text = zt_test::compressible(3u << 20);
+    spool.append(text.data(), text.size());
+    spool.append("0123456789", 10);
+    spool.cut(text.size() + 4);
+    EXPECT_EQ(spool.size(), text.size() + 4);
+    spool.cut(100);
+    EXPECT_EQ(spool.append("more", 4), 100u);
+    EXPECT_EQ(read(spool, 96, 8), text.substr(96, 4) + "more");
+  }
+}
+
+TEST(Spool, SharesAFileThatHoldsExactlyItsBytes) {
+  TemporaryDirectory const directory;
+  auto const spool = std::make_shared<Spool>(directory.path().string(), 0);
+  spool->append("first", 5);
+  spool->append("second", 6);
+  opc::FileHandle const file = spool->shareFile();
+  ASSERT_TRUE(file.isOpen());
+  struct stat status {};
+  boost::system::error_code error;
+  ASSERT_TRUE(file.getStatus(status, error));
+  EXPECT_EQ(status.st_size, 11);
+  EXPECT_EQ(read(*spool, 0, 11), "firstsecond");
+  EXPECT_NE(Spool::borrow(spool), spool);  // so nothing is appended to the file
+  EXPECT_FALSE(spool->shareFile().isOpen());
+}
+
+TEST(Spool, SharesNoFileWhileItIsLentOrInMemory) {
+  TemporaryDirectory const directory;
+  auto const inMemory = std::make_shared<Spool>(directory.path().string());
+  inMemory->append("abc", 3);
+  EXPECT_FALSE(inMemory->shareFile().isOpen());
+  auto const lent = std::make_shared<Spool>(directory.path().string(), 0);
+  lent->append("abc", 3);
+  EXPECT_EQ(Spool::borrow(lent), lent);
+  EXPECT_FALSE(lent->shareFile().isOpen());
 }
 
 TEST(Spool, TakesTheSystemsTemporaryDirectoryWhereItsOwnMayNotBeWritten) {
@@ -181,6 +241,7 @@ TEST(Spool, TakesTheSystemsTemporaryDirectoryWhereItsOwnMayNotBeWritten) {
   EXPECT_EQ(chmod(directory.path().c_str(), 0755), 0);
   EXPECT_EQ(read(spool, 0, 3), "abc");
   EXPECT_GE(spool.descriptor(), 0);
+  EXPECT_FALSE(spool.shareFile().isOpen());  // a package beside the directory could not take it over
 }
 
 }  // namespace

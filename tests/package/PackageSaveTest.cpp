@@ -2,6 +2,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
@@ -13,9 +14,11 @@
 #include <utility>
 #include <vector>
 
+#include "opc/Strings.hpp"
 #include "opc/model/DataManager.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "package/ModelSamples.hpp"
+#include "package/SystemCalls.hpp"
 #include "support/TestSupport.hpp"
 
 namespace opc::model {
@@ -253,15 +256,36 @@ TEST(PackageSave, KeepsContentTypesToTheLetter) {
   EXPECT_EQ(open(package->saveToBytes())->getPart(PartName(u"/a")).getContentType().toString(), u"Text/X; q=\"<&\"");
 }
 
-TEST(PackageSave, CopiesWhatNothingTouched) {
+TEST(PackageSave, KeepsTheOrderOfWhatNothingTouchedAndPutsTheRestBehind) {
   auto bytes = packageOf({{"a.xml", std::string(1000, 'a')}, {"b.xml", "b"}, {"folder/", ""}});
   auto const package = open(bytes);
   samples::write(package->getPart(PartName(u"/b.xml")), "new");
   auto const items = samples::itemsOf(package->saveToBytes());
   ASSERT_EQ(items.size(), 4U);
   EXPECT_EQ(items[1].content, std::string(1000, 'a'));
-  EXPECT_EQ(items[2].content, "new");
-  EXPECT_EQ(items[3].name, "folder/");
+  EXPECT_EQ(items[2].name, "folder/");
+  EXPECT_EQ(items[3].content, "new");
+}
+
+TEST(PackageSave, CopiesNeighboursWithoutALookAtEach) {
+  zt_test::TemporaryDirectory const directory;
+  constexpr int kParts = 300;
+  auto const nameOf = [](int i) { return toString("/" + std::to_string(i), false); };
+  auto package = Package::create(directory.u16("p.opc"));
+  for (int i = 0; i < kParts; ++i) create(*package, nameOf(i), "part " + std::to_string(i));
+  package->save();
+  package = Package::open(directory.u16("p.opc"));
+  package->deletePart(PartName(nameOf(7)));
+  create(*package, u"/new", "new");
+  zt_test::calls::begin(0, zt_test::calls::Fault::None);
+  package->save();
+  auto const names = zt_test::calls::end().names;
+  EXPECT_LT(std::count(names.begin(), names.end(), "pread"), 20);
+  package = Package::open(directory.u16("p.opc"));
+  EXPECT_EQ(package->getParts().size(), static_cast<std::size_t>(kParts));
+  for (int i = 0; i < kParts; ++i)
+    if (i != 7) EXPECT_EQ(read(*package, nameOf(i)), "part " + std::to_string(i));
+  EXPECT_EQ(read(*package, u"/new"), "new");
 }
 
 TEST(PackageSave, KeepsWhatStandsBeforeTheArchiveAndItsComment) {

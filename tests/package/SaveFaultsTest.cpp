@@ -30,7 +30,6 @@ namespace {
 
 namespace calls = zt_test::calls;
 namespace fs = std::filesystem;
-using calls::Fault;
 
 /// Bytes that no deflater makes smaller.
 std::string incompressible(std::size_t size) {
@@ -86,7 +85,7 @@ class SaveFaults : public testing::Test {
 
   /// The edit with that call gone wrong. The file is then what the outcome says, nothing else is left, and the
   /// package can save again. False when there are fewer calls.
-  bool survives(int number, Fault fault, int error) {
+  bool survives(int number, calls::Fault fault, int error) {
     restore();
     auto const package = opened();
     std::string thrown;
@@ -113,7 +112,7 @@ class SaveFaults : public testing::Test {
   }
 
   /// The number of calls at which the edit was tried.
-  int survivesAll(Fault fault, int error = 0) {
+  int survivesAll(calls::Fault fault, int error = 0) {
     int number = 1;
     while (survives(number, fault, error)) ++number;
     return number - 1;
@@ -127,19 +126,19 @@ class SaveFaults : public testing::Test {
 };
 
 TEST_F(SaveFaults, AnErrorAtAnyCallIsReportedOrOfNoConsequence) {
-  EXPECT_GT(survivesAll(Fault::Fails, EIO), 30);
+  EXPECT_GT(survivesAll(calls::Fault::Fails, EIO), 30);
   EXPECT_GT(failures_, 20);
 }
 
 TEST_F(SaveFaults, AFullDiskAtAnyCallIsReportedOrOfNoConsequence) {
-  EXPECT_GT(survivesAll(Fault::Fails, ENOSPC), 30);
+  EXPECT_GT(survivesAll(calls::Fault::Fails, ENOSPC), 30);
   EXPECT_GT(failures_, 20);
 }
 
-TEST_F(SaveFaults, AnInterruptedCallIsMadeAgain) { EXPECT_GT(survivesAll(Fault::Interrupted), 30); }
+TEST_F(SaveFaults, AnInterruptedCallIsMadeAgain) { EXPECT_GT(survivesAll(calls::Fault::Interrupted), 30); }
 
 TEST_F(SaveFaults, AShortTransferIsCompleted) {
-  EXPECT_GT(survivesAll(Fault::Short), 30);
+  EXPECT_GT(survivesAll(calls::Fault::Short), 30);
   EXPECT_EQ(failures_, 0);
 }
 
@@ -147,7 +146,7 @@ TEST_F(SaveFaults, AShortTransferIsCompleted) {
 bool diesAt(int number, Package& package, std::function<void(Package&)> const& edit) {
   pid_t const child = fork();
   if (child == 0) {
-    calls::begin(number, Fault::Killed);
+    calls::begin(number, calls::Fault::Killed);
     edit(package);
     calls::end();
     _exit(0);
@@ -188,7 +187,7 @@ std::size_t firstOf(std::vector<std::string> const& names, char const* name) {
 TEST_F(SaveFaults, EverythingIsWrittenThenSyncedThenRenamedThenTheDirectorySynced) {
   restore();
   auto const package = opened();
-  calls::begin(0, Fault::None);
+  calls::begin(0, calls::Fault::None);
   edit(*package);
   auto const names = calls::end().names;
   EXPECT_LT(lastOf(names, "write"), firstOf(names, "fsync"));
@@ -203,7 +202,7 @@ TEST_F(SaveFaults, EverythingIsWrittenThenSyncedThenRenamedThenTheDirectorySynce
 TEST_F(SaveFaults, TheFileIsComparedUnderTheLockRightBeforeTheRename) {
   restore();
   auto const package = opened();
-  calls::begin(0, Fault::None);
+  calls::begin(0, calls::Fault::None);
   edit(*package);
   auto const names = calls::end().names;
   auto const rename = std::find(names.begin(), names.end(), "renameat2");
@@ -229,7 +228,7 @@ TEST_F(SaveFaults, ASaveAfterAFolderThatCouldNotBeSyncedSyncsItAgain) {
   EXPECT_THROW(edit(*package), PackageNotSynced);
   calls::end();
   EXPECT_TRUE(isNew());
-  calls::begin(0, Fault::None);
+  calls::begin(0, calls::Fault::None);
   package->save();
   auto const names = calls::end().names;
   EXPECT_NE(std::find(names.begin(), names.end(), "fsync directory"), names.end());

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "container/Archive.hpp"
+#include "container/ArchiveWriter.hpp"
+#include "container/AtomicFile.hpp"
+#include "container/Spool.hpp"
+#include "io/FileHandle.hpp"
+#include "package/PackageState.hpp"
+#include "package/Watching.hpp"
+
+namespace opc::model::detail {
+
+/// Writes the present state of a package. It writes changed relationships parts into the store first; nothing else of
+/// the state changes until adopt().
+class PackageWriter {
+ public:
+  PackageWriter(PackageState& state, Watching& watching) : state_(state), watching_(watching) {}
+
+  /// Writes the content types, what the archive holds already, in its order, and then new contents in the order of
+  /// their names, the package's relationships first.
+  void write(zip::ArchiveSink& target);
+
+  /// The store's file, if it holds a new package without content types and directory; else a handle that is not
+  /// open. The store does not write to that file any more.
+  FileHandle shareFile();
+  /// Completes the file of shareFile(): the content types in front, the directory behind the items.
+  void complete(zip::AtomicFile& target);
+
+  /// Has the state read from the archive, which must hold what was written, and restarts its store. Otherwise throws
+  /// and changes nothing.
+  void adopt(std::shared_ptr<zip::Archive const> archive);
+
+ private:
+  struct Item {
+    std::string_view name;
+    PartTable::value_type* part;  // null for an item that is no part
+    std::uint32_t source;         // item of the old archive, for a copied item
+    std::uint32_t ordinal;        // among the pieces of the part, or the items that are no parts
+  };
+
+  void collectItems();
+  bool orderAsStored();
+  bool fillRoom();
+  void collectPart(PartTable::value_type& part);
+  zip::Content const& contentTypes();
+  static bool isCopied(Item const& item);
+  std::size_t endOfRun(std::size_t begin) const;
+  void writeRun(zip::ArchiveWriter& writer, std::size_t begin, std::size_t end) const;
+  std::uint64_t storedSize(Item const& item) const;
+  void requireWritten(zip::Archive const& archive) const;
+
+  PackageState& state_;
+  Watching& watching_;
+  std::vector<Item> items_;  // in the order of writing, behind the content types
+  std::map<std::string, MediaType const*> defaults_;
+  std::optional<zip::Content> contentTypes_;  // once they are written
+  std::vector<unsigned char> first_;          // the room in front of the items: the content types and their header
+  std::uint16_t firstHeader_ = 0;             // size of that header
+};
+
+}  // namespace opc::model::detail
