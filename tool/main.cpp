@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <exception>
 #include <iostream>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,21 @@ int printInterrupted(int signal, Invocation const& invocation) {
   return 128 + signal;
 }
 
+/// Without allocations.
+int printOutOfMemory(Invocation const& invocation) {
+  std::cerr << (invocation.json ? R"({"error":{"code":"out-of-memory","message":"not enough memory"}})"
+                                : "ztpkg: not enough memory")
+            << '\n';
+  return static_cast<int>(Exit::Disk);
+}
+
+int report(std::exception_ptr const& thrown, Invocation const& invocation) try {
+  int const signal = pendingSignal();  // a call that it ended may have failed
+  return signal != 0 ? printInterrupted(signal, invocation) : printAll(thrown, invocation);
+} catch (std::bad_alloc const&) {
+  return printOutOfMemory(invocation);
+}
+
 /// Runs a command line and reports on standard error what went wrong; the exit code of the process.
 int run(int argc, char const* const* argv) {
   Invocation invocation;
@@ -65,9 +81,7 @@ int run(int argc, char const* const* argv) {
   } catch (Ended const& ended) {
     return static_cast<int>(ended.exit());
   } catch (...) {
-    std::exception_ptr const thrown = std::current_exception();
-    int const signal = pendingSignal();  // a call that it ended may have failed
-    return signal != 0 ? printInterrupted(signal, invocation) : printAll(thrown, invocation);
+    return report(std::current_exception(), invocation);
   }
 }
 

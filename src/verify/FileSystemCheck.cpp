@@ -93,7 +93,7 @@ bool isEncrypted(CheckedPart const& part) { return EncryptionCheck::isEncrypted(
 
 void readManifestEntries(InputStream& input, std::function<void(ManifestEntry)> const& take,
                          EntryFaultSink const& reportFault, UsualNames const& leftOut) {
-  model::XmlStreamReader reader(model::loadXmlGrammars({kManifestSchemaV1, kManifestSchema}));
+  model::XmlStreamReader reader(manifestGrammars());
   Handler handler(take, reportFault, leftOut);
   reader.read(input, handler);
 }

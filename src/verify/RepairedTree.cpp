@@ -83,7 +83,7 @@ std::u16string placeOf(std::u16string const& part) {
 }  // namespace
 
 bool RepairedTree::read(InputStream& manifest, UsualNames const& leftOut) {
-  model::XmlStreamReader reader(model::loadXmlGrammars({kManifestSchemaV1, kManifestSchema}));
+  model::XmlStreamReader reader(manifestGrammars());
   LenientManifest handler(read_, leftOut);
   try {
     reader.read(manifest, handler);

@@ -303,6 +303,12 @@ void writeManifest(FileSystemTree const& tree, ManifestVersion version, OutputSt
   }
 }
 
+std::shared_ptr<model::XmlGrammars const> const& manifestGrammars() {
+  static auto const* const loaded =
+      new std::shared_ptr<model::XmlGrammars const>(model::loadXmlGrammars({kManifestSchemaV1, kManifestSchema}));
+  return *loaded;
+}
+
 void FileSystemManifest::read(InputStream& input, FileSystemTree& tree, UsualNames const& leftOut) {
   ManifestReader plain(tree, leftOut);
   if (PlainManifestReader(input).read(plain)) return;
@@ -313,7 +319,7 @@ void FileSystemManifest::read(InputStream& input, FileSystemTree& tree, UsualNam
 }
 
 void FileSystemManifest::parse(InputStream& input, FileSystemTree& tree, UsualNames const& leftOut) {
-  if (!reader_) reader_.emplace(model::loadXmlGrammars({kManifestSchemaV1, kManifestSchema}));
+  if (!reader_) reader_.emplace(manifestGrammars());
   ManifestReader handler(tree, leftOut);
   try {
     reader_->read(input, handler);

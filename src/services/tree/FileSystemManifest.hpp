@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -64,6 +65,10 @@ namespace opc::ztservices {
 /// The schemas of the manifest, as text, each under its file name.
 extern model::XmlSchemaText const kManifestSchema;
 extern model::XmlSchemaText const kManifestSchemaV1;
+
+/// The same, loaded once for the process. They are never destroyed: the parser allocates memory to destroy them, and a
+/// failure there would end the process.
+std::shared_ptr<model::XmlGrammars const> const& manifestGrammars();
 
 enum class ManifestVersion { One, Current };
 

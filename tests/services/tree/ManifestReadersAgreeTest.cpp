@@ -52,7 +52,7 @@ std::string asItIsRead(std::string const& document) {
 
 std::string asAParserReads(std::string const& document) {
   return outcomeOfReading(document, [](InputStream& input, FileSystemTree& tree) {
-    static model::XmlStreamReader parser(model::loadXmlGrammars({kManifestSchemaV1, kManifestSchema}));
+    static model::XmlStreamReader parser(manifestGrammars());
     ManifestReader handler(tree);
     try {
       parser.read(input, handler);

@@ -61,7 +61,7 @@ Noted readPlain(std::string const& document, std::size_t step = 1000) {
 }
 
 Noted parse(std::string const& document) {
-  static model::XmlStreamReader reader(model::loadXmlGrammars({kManifestSchemaV1, kManifestSchema}));
+  static model::XmlStreamReader reader(manifestGrammars());
   SteppedInput input(document, document.size());
   Calls calls;
   try {
