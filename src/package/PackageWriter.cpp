@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <unordered_map>
 #include <utility>
 
 #include "container/ContentStore.hpp"
@@ -143,18 +144,28 @@ void PackageWriter::collectItems() {
   auto const& looseItems = state_.parts.items();
   for (std::size_t i = 0; i < looseItems.size(); ++i)
     items_.push_back({state_.parts.nameOf(looseItems[i]), nullptr, looseItems[i].index, narrow<std::uint32_t>(i)});
+  findFormerItems();
   std::sort(items_.begin(), items_.end(), [](Item const& a, Item const& b) {
-    if (isCopied(a) != isCopied(b)) return isCopied(a);
-    if (isCopied(a)) return a.source < b.source;
+    if (a.source != b.source) return a.source < b.source;
     bool const aIsFirst = equalIgnoringCase(a.name, "_rels/.rels"), bIsFirst = equalIgnoringCase(b.name, "_rels/.rels");
     return aIsFirst != bIsFirst ? aIsFirst : a.name < b.name;
   });
 }
 
+/// A part whose content was replaced keeps its place, so that replacing it by the same changes nothing.
+void PackageWriter::findFormerItems() {
+  auto const& archive = state_.contents.archive();
+  std::unordered_map<std::string_view, Item*> written;
+  for (Item& item : items_)
+    if (archive && !isCopied(item)) written.emplace(item.name, &item);
+  for (std::uint32_t i = 0; !written.empty() && i < archive->size(); ++i)
+    if (auto const found = written.find(archive->entry(i).name); found != written.end()) found->second->source = i;
+}
+
 void PackageWriter::collectPart(PartTable::value_type& part) {
   PartRecord const& record = part.second;
   if (record.place != Place::Pieces) {
-    items_.push_back({part.first.text(), &part, record.isInArchive() ? record.number : 0, 0});
+    items_.push_back({part.first.text(), &part, record.isInArchive() ? record.number : kNone, 0});
     return;
   }
   std::uint32_t ordinal = 0;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -25,7 +26,7 @@ class PackageWriter {
  public:
   PackageWriter(PackageState& state, Watching& watching) : state_(state), watching_(watching) {}
 
-  /// Writes the content types, what the archive holds already, in its order, and then new contents in the order of
+  /// Writes the content types, then the items of the old archive in their order, and then new ones in the order of
   /// their names, the package's relationships first.
   void write(zip::ArchiveSink& target);
 
@@ -43,11 +44,14 @@ class PackageWriter {
   struct Item {
     std::string_view name;
     PartTable::value_type* part;  // null for an item that is no part
-    std::uint32_t source;         // item of the old archive, for a copied item
+    std::uint32_t source;         // item of the old archive that is copied, or that has the name; else kNone
     std::uint32_t ordinal;        // among the pieces of the part, or the items that are no parts
   };
 
+  static constexpr std::uint32_t kNone = UINT32_MAX;
+
   void collectItems();
+  void findFormerItems();
   bool orderAsStored();
   bool fillRoom();
   void collectPart(PartTable::value_type& part);

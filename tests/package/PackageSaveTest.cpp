@@ -256,15 +256,19 @@ TEST(PackageSave, KeepsContentTypesToTheLetter) {
   EXPECT_EQ(open(package->saveToBytes())->getPart(PartName(u"/a")).getContentType().toString(), u"Text/X; q=\"<&\"");
 }
 
-TEST(PackageSave, KeepsTheOrderOfWhatNothingTouchedAndPutsTheRestBehind) {
-  auto bytes = packageOf({{"a.xml", std::string(1000, 'a')}, {"b.xml", "b"}, {"folder/", ""}});
+TEST(PackageSave, KeepsTheOrderOfItemsAndPutsNewOnesBehind) {
+  auto bytes = packageOf({{"c.xml", std::string(1000, 'a')}, {"b.xml", "b"}, {"folder/", ""}});
   auto const package = open(bytes);
   samples::write(package->getPart(PartName(u"/b.xml")), "new");
+  create(*package, u"/z.xml", "z");
+  create(*package, u"/a.xml", "a");
   auto const items = samples::itemsOf(package->saveToBytes());
-  ASSERT_EQ(items.size(), 4U);
+  ASSERT_EQ(items.size(), 6U);
   EXPECT_EQ(items[1].content, std::string(1000, 'a'));
-  EXPECT_EQ(items[2].name, "folder/");
-  EXPECT_EQ(items[3].content, "new");
+  EXPECT_EQ(items[2].content, "new");
+  EXPECT_EQ(items[3].name, "folder/");
+  EXPECT_EQ(items[4].name, "a.xml");
+  EXPECT_EQ(items[5].name, "z.xml");
 }
 
 TEST(PackageSave, CopiesNeighboursWithoutALookAtEach) {
