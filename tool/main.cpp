@@ -54,7 +54,7 @@ int printInterrupted(int signal, Invocation const& invocation) {
 
 /// Without allocations.
 int printOutOfMemory(Invocation const& invocation) {
-  std::cerr << (invocation.json ? R"({"error":{"code":"out-of-memory","message":"not enough memory"}})"
+  std::cerr << (invocation.json ? R"({"error":{"code":"out-of-memory","message":"not enough memory","item":null}})"
                                 : "ztpkg: not enough memory")
             << '\n';
   return static_cast<int>(Exit::Disk);

@@ -4,12 +4,14 @@
 TOOL_MD [STEP [KIND...]]
 
 Of the calls every STEP-th goes wrong, or every one, and of the allocations, which are many more, every 16 STEP-th: by an
-error, a full disk, a signal, a short transfer, a kill, or those of KIND. The command does its work or ends with an error of the
+error, a full disk, a signal, a short transfer, a kill, or those of KIND. The KIND "scarce=SEED" has many allocations of one
+command fail, those of all threads and libraries, at random: rarely or often, with SEEDS seeds from SEED. The command does its work or ends with an error of the
 documentation. The package is what it was or what it should be, whole. Nothing else is left but by a kill, and the same
 command then does its work and leaves nothing.
 """
 import collections
 import hashlib
+import itertools
 import json
 import os
 import pathlib
@@ -18,12 +20,14 @@ import shutil
 import signal
 import sys
 import tempfile
+import time
 
 from forks import Forks
 from tool_tables import error_codes_of
 
 KINDS = ("EIO", "ENOSPC", "EINTR", "short", "kill", "memory")
 ALLOCATIONS_PER_CALL = 16
+SEEDS = 18  # two for each frequency
 KEY = ("--key-file", "key")
 NEW = ("--uuid", "11111111-2222-4333-8444-555555555555", "--created", "2026-01-01T00:00:00Z")
 # In the folder that prepare() fills. What a command changes or makes is in the folder "own".
@@ -48,6 +52,7 @@ LINES = {
     "explode": ("explode", "--force", "p.ztp", "own/out"),
     "implode": ("implode", "exploded", "own/new.ztp"),
 }
+LONGEST_RENAME = 10
 INTO_FOLDERS = {"unpack", "explode"}  # what they have made stays
 ENDS = {"repair": 1}  # repaired in part
 
@@ -76,7 +81,7 @@ def prepare(run):
 class Walk:
     def __init__(self, healthy, failing, codes, step):
         self.healthy, self.failing, self.codes, self.step = healthy, failing, codes, step
-        self.known, self.faults = {}, []
+        self.known, self.faults, self.whole = {}, [], None
 
     def fresh(self, name, line):
         """The packages before the command; what a kill has left stays where there is no folder to be made anew."""
@@ -132,13 +137,20 @@ class Walk:
             sys.exit(f"{name} ends with {done.returncode}: {done.stderr}")
         counts = collections.Counter()
         for kind in kinds:
-            step = self.step * (ALLOCATIONS_PER_CALL if kind == "memory" else 1)
-            number = 1
-            while self.goes_wrong(name, line, f"{kind} {number}", before, after, end, counts):
+            for number in self.numbers_of(kind):
+                if not self.goes_wrong(name, line, f"{kind.split('=')[0]} {number}", before, after, end, counts):
+                    break
                 counts[kind] += 1
-                number += step
-            counts["calls of " + kind] = number - 1
+        if self.whole and self.step == 1:
+            self.check_old(name, line, after)
+        self.whole = None
         return counts
+
+    def numbers_of(self, kind):
+        if kind.startswith("scarce="):
+            seed = int(kind.split("=")[1])
+            return range(seed, seed + SEEDS)
+        return itertools.count(1, self.step * (ALLOCATIONS_PER_CALL if kind == "memory" else 1))
 
     def goes_wrong(self, name, line, fault, before, after, end, counts):
         """False when the command makes fewer calls."""
@@ -163,6 +175,8 @@ class Walk:
             self.faults.append(f"{what}: ends with {done.returncode}, and leaves {sorted(state)}")
         if left and not killed:
             self.faults.append(f"{what}: leaves {left}")
+        if call.startswith("0 ") and done.returncode != end:
+            self.faults.append(f"{what}: ends with {done.returncode} where there is memory")
         counts["killed" if killed else "done" if done.returncode == end else "errors"] += 1
         counts["new" if state == after else "old or in part"] += 1
         if not killed:
@@ -189,9 +203,27 @@ class Walk:
             self.fresh(name, line)
         done = self.healthy.run(*line, "--json")
         state = self.state()
+        for path in self.whole_files():
+            state.pop(path)
+            self.whole = what.split(", ")[1].rsplit(" ", 1)[0]
         if done.returncode != end or state != after:
             self.faults.append(f"{what}: then ends with {done.returncode}: {done.stderr[:300]}, and leaves {sorted(state)}, "
                                f"after {leftovers}")
+
+    def whole_files(self):
+        """Leftovers that had their content and mode, or are links. The next command spares them for LONGEST_RENAME seconds,
+        since their maker may be about to rename them."""
+        return [path for path in self.left() if os.path.islink(path) or os.stat(path).st_mode & 0o777 != 0o600
+                or os.stat(path).st_mtime_ns == 1_600_000_000 * 10**9]
+
+    def check_old(self, name, line, after):
+        """That a whole leftover goes when it is old."""
+        self.fresh(name, line)
+        self.failing.run(*line, fault=f"{self.whole} {os.path.abspath('fault')}", timeout=60)
+        time.sleep(LONGEST_RENAME + 1)
+        done = self.healthy.run(*line)
+        if done.returncode or self.state() != after:
+            self.faults.append(f"{name}, {self.whole}: {self.left()} stays when it is old")
 
 
 def main():
@@ -217,7 +249,7 @@ def main():
     injected = sum(total[kind] for kind in kinds)
     print(f"{len(LINES)} commands, {injected} faults injected, {total['errors']} errors, {total['killed']} kills, "
           f"{total['done']} successes, {len(walk.faults)} failures")
-    return 1 if walk.faults or not total["errors"] or not total["done"] else 0
+    return 1 if walk.faults or not all(total[kind] for kind in kinds) else 0
 
 
 if __name__ == "__main__":

@@ -73,8 +73,15 @@ class Exploder {
         destination_(root_, {.replaceExisting = force, .allowInexactTimes = true}, progress_) {}
 
   void writeParts() {
-    for (PartName const& name : package_.getPartNames())
-      if (!name.isRelationshipsPart()) tryWrite(package_.getPart(name));
+    std::vector<std::pair<PartName, std::u16string>> files;
+    std::set<std::u16string> folders;
+    for (PartName const& name : package_.getPartNames()) {
+      if (name.isRelationshipsPart()) continue;
+      files.emplace_back(name, fileOf(name.toString()));
+      folders.insert(parentOf(pathOf(files.back().second)));
+    }
+    destination_.setFolders({folders.begin(), folders.end()});
+    for (auto const& [name, file] : files) tryWrite(package_.getPart(name), file);
   }
 
   void writeDescription() {
@@ -105,8 +112,8 @@ class Exploder {
   }
 
   /// A damaged part is reported and left out; the others are written.
-  void tryWrite(Part const& part) {
-    std::u16string const name = part.getName().toString(), file = fileOf(name);
+  void tryWrite(Part const& part, std::u16string const& file) {
+    std::u16string const name = part.getName().toString();
     try {
       writeFile(file, *part.getInputStream());
       written_.push_back({name, part.getContentType().toString(), file, part.getSize()});
@@ -115,8 +122,10 @@ class Exploder {
     }
   }
 
+  std::u16string pathOf(std::u16string const& file) const { return root_.root + u"/" + file; }
+
   void writeFile(std::u16string const& relative, opc::InputStream& content) {
-    std::u16string const path = root_.root + u"/" + relative;
+    std::u16string const path = pathOf(relative);
     opc::FileSystemOps& disk = destination_.getForPath(path);
     boost::system::error_code error;
     disk.createFolders(parentOf(path), error);

@@ -54,8 +54,8 @@ class Destination final : public opc::FileSystemOpsSelector {
   Destination(GivenDirectory root, opc::Confinement const& confinement, Progress& progress)
       : root_(std::move(root)), confinement_(confinement), progress_(&progress) {}
 
-  /// The folders, all on the disk, from which leftovers of killed extractions are removed at the beginning; the root is
-  /// one of them in any case.
+  /// The folders from which leftovers of killed extractions are removed at the beginning; those that are missing are
+  /// skipped, and the root is one of them in any case.
   void setFolders(ForwardingOps::Paths folders) { folders_ = std::move(folders); }
   opc::FileSystemOps& getForPath(std::u16string const& path) override;
   /// Begins, as getForPath().
