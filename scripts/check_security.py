@@ -8,7 +8,7 @@ import pathlib
 import re
 import sys
 
-FEWEST = 81  # measures; none is ever dropped
+FEWEST = 83  # measures; none is ever dropped
 
 
 def tests_of(root):
