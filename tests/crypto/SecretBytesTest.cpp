@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstddef>
 #include <gtest/gtest.h>
 
 #include "crypto/Bytes.hpp"
