@@ -34,7 +34,7 @@ std::u16string pathOf(std::int64_t number) {
 
 FileSystemNode fileAt(std::int64_t number) {
   std::u16string const path = pathOf(number);
-  return makeFileNode(path, u"/fsroot" + path, Perms(0644), boost::posix_time::from_time_t(1'700'000'000));
+  return makeFileNode(path, u"/fsroot" + path, Perms(0644), boost::posix_time::ptime({2026, 1, 1}));
 }
 
 void fill(FileSystemTree& tree, std::int64_t count) {

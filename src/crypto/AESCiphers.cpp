@@ -128,7 +128,7 @@ struct AESGCM::Context {
 
   // The content is not used, so that each piece overwrites the one before.
   bool drop(BytesView in) {
-    SecretBytes dropped(std::min(kPiece, in.size()));
+    WipedBytes dropped(std::min(kPiece, in.size()));
     for (std::size_t at = 0; at < in.size(); at += kPiece) {
       BytesView const piece = in.subspan(at, std::min(kPiece, in.size() - at));
       int written = 0;

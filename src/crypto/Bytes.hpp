@@ -35,7 +35,28 @@ struct WipingAllocator {
   friend bool operator==(WipingAllocator const&, WipingAllocator const&) { return true; }
 };
 
-/// Keys, passwords and values derived from them.
-using SecretBytes = std::vector<unsigned char, WipingAllocator<unsigned char>>;
+/// Decrypted content, and what has little of a secret for a moment.
+using WipedBytes = std::vector<unsigned char, WipingAllocator<unsigned char>>;
+
+/// Whole pages of memory, which the system keeps out of core files and, as far as the process may lock memory, out of
+/// the swap space. Throws std::bad_alloc. The second wipes them and gives them back.
+void* allocateSecret(std::size_t count);
+void freeSecret(void* memory, std::size_t count) noexcept;
+
+template <typename T>
+struct SecretAllocator {
+  using value_type = T;
+
+  SecretAllocator() = default;
+  template <typename Other>
+  SecretAllocator(SecretAllocator<Other> const&) noexcept {}
+
+  T* allocate(std::size_t count) { return static_cast<T*>(allocateSecret(count * sizeof(T))); }
+  void deallocate(T* memory, std::size_t count) noexcept { freeSecret(memory, count * sizeof(T)); }
+  friend bool operator==(SecretAllocator const&, SecretAllocator const&) { return true; }
+};
+
+/// Keys, passwords and values derived from them. Each takes a page at least, and some calls of the system.
+using SecretBytes = std::vector<unsigned char, SecretAllocator<unsigned char>>;
 
 }  // namespace foundation::crypto

@@ -82,6 +82,9 @@ def main():
                 sys.exit(f"{command[0]} wrote {len(shown)} pieces of the sources")
             if MAPPED.search(log) or COPIES.search(log):
                 sys.exit(f"{command[0]} moved data in a way that is not looked into")
+            if in_hex(b"PK\x03\x04") not in written(log):  # only root sees what a process with a key writes
+                print("skipped: what is written cannot be seen here")
+                return SKIPPED
             if in_hex(key) in written(log) or in_hex(other) in written(log):
                 sys.exit(f"{command[0]} wrote the key")
         code, log = trace(ztpkg, "unpack", "-q", "-k", "key", "p.ztp", "out")

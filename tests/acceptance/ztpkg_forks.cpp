@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <iostream>
 #include <string>
+#include <thread>
 #include <vector>
 
 int ztpkgMain(int argc, char** argv);
@@ -74,11 +75,13 @@ int run(Fields& fields) {
                                : ztpkgMainWithFault(fault(fields), count, arguments.data());
 }
 
-/// Runs a command as if the streams had never been used.
+/// Runs a command as if the streams had never been used. Some commands give up rights of their thread, which goes with
+/// them.
 int runHere(Fields& fields) {
   auto* const output = std::cout.rdbuf();
   std::cin.clear();
-  int const code = run(fields);
+  int code = 0;
+  std::thread([&] { code = run(fields); }).join();
   std::cout.rdbuf(output);  // a command that prints JSON takes it away
   std::cout.clear();
   std::cout.flush();

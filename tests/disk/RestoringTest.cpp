@@ -389,6 +389,16 @@ TEST_F(ConfinedRestoring, KeepsTheSizeOfAFileOfZerosAlone) {
   EXPECT_EQ(status().st_size, static_cast<off_t>(kZeros.size()));
 }
 
+TEST_F(ConfinedRestoring, DropsSpecialPermissionBits) {
+  opc::ConfinedFileSystemOps ops(directory.u16());
+  boost::system::error_code error;
+  auto const file = ops.createForRestoring(directory.u16("file"), static_cast<Perms::Perms_tag>(07754), kTime, error);
+  ASSERT_TRUE(file) << error.message();
+  file->commit(error);
+  EXPECT_FALSE(error) << error.message();
+  EXPECT_EQ(status().st_mode & 07777, 0754U);
+}
+
 TEST_F(ConfinedRestoring, TakesATimeThatTheDiskCannotHoldForAnErrorOrTheNearestAsToldTo) {
   auto const time = boost::posix_time::from_time_t(250'000'000'000);  // in the year 9892
   boost::system::error_code const error = restore({}, "text", 4, time);

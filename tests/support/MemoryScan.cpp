@@ -3,6 +3,8 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -63,7 +65,11 @@ class Window {
 
 class OwnMemory {
  public:
-  OwnMemory() : file_(open("/proc/self/mem", O_RDONLY | O_CLOEXEC)) {}
+  /// What is tested may have forbidden it to other processes, and so to those that open it by its name.
+  OwnMemory() {
+    prctl(PR_SET_DUMPABLE, 1, 0, 0, 0);
+    file_ = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
+  }
   ~OwnMemory() {
     if (file_ >= 0) close(file_);
   }
@@ -77,7 +83,7 @@ class OwnMemory {
   }
 
  private:
-  int file_;
+  int file_ = -1;
 };
 
 }  // namespace
@@ -125,5 +131,25 @@ std::size_t HiddenKey::countInMemory(std::size_t width) const {
 }
 
 bool canScanMemory() { return OwnMemory().isOpen(); }
+
+bool hasMemoryFlag(void const* address, std::string const& flag) {
+  auto const wanted = reinterpret_cast<std::uint64_t>(address);
+  std::ifstream maps("/proc/self/smaps");
+  bool isWithin = false;
+  for (std::string line; std::getline(maps, line);) {
+    std::istringstream fields(line);
+    Region region{};
+    char dash = 0;
+    if (fields >> std::hex >> region.begin >> dash >> region.end && dash == '-')
+      isWithin = wanted >= region.begin && wanted < region.end;
+    if (isWithin && line.starts_with("VmFlags:")) return (line + " ").find(" " + flag + " ") != line.npos;
+  }
+  return false;
+}
+
+bool canLockMemory() {
+  rlimit limit{};
+  return getrlimit(RLIMIT_MEMLOCK, &limit) == 0 && (limit.rlim_cur >= kStep || geteuid() == 0);
+}
 
 }  // namespace zt_test

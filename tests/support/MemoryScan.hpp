@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstddef>
+#include <string>
 #include <vector>
 
 namespace zt_test {
@@ -28,5 +29,11 @@ class HiddenKey {
 
 /// Whether this process may read its own memory as a file, as the search does.
 bool canScanMemory();
+
+/// Whether the system says so of the memory there: "dd" keeps it out of core files, "lo" out of the swap space.
+bool hasMemoryFlag(void const* address, std::string const& flag);
+
+/// Whether a few more pages may be locked.
+bool canLockMemory();
 
 }  // namespace zt_test

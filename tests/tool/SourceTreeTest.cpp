@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "disk/SourceTree.hpp"
+#include "opc/Strings.hpp"
 #include "opc/model/Package.hpp"
 #include "opc/ztservices/FileSystem.hpp"
 #include "support/TestSupport.hpp"

@@ -2,6 +2,7 @@
 #include "cli/Process.hpp"
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -49,9 +50,11 @@ void noteSignals() {
   for (int const signal : {SIGINT, SIGTERM, SIGHUP, SIGALRM}) install(signal);
 }
 
+// A program that takes core files from the kernel may ask for them whatever their limit is.
 void leaveNoCoreFile() {
   rlimit const none{0, 0};
   setrlimit(RLIMIT_CORE, &none);
+  prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
 }
 
 int pendingSignal() { return noted; }

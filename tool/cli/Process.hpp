@@ -14,7 +14,8 @@ void prepareProcess();
 /// removed on the way out. Calls that wait end with EINTR. For commands that write to the disk.
 void noteSignals();
 
-/// From here on a crash writes no core file, which would hold keys and passwords.
+/// From here on a crash writes no core file, which would hold keys and passwords, and no other process of the user
+/// reads the memory of this one.
 void leaveNoCoreFile();
 
 /// The signal that came; 0 for none.

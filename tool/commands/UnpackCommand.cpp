@@ -26,6 +26,7 @@
 #include "disk/FileSystems.hpp"
 #include "disk/Glob.hpp"
 #include "disk/Paths.hpp"
+#include "disk/Sandbox.hpp"
 #include "disk/Selection.hpp"
 #include "disk/TreeListing.hpp"
 #include "disk/UnpackChecks.hpp"
@@ -293,11 +294,26 @@ void print(Extracted const& extracted, UnpackOptions const& options, Progress co
             << sizeText(extracted.storedBytes) << " stored, " << removed << secondsText(progress.elapsed()) << '\n';
 }
 
+/// Whatever a package makes of this process from here on, it writes nowhere else. What is wrong with the directory is
+/// told after what is wrong with the package.
+void confineToDestination(UnpackOptions const& options) {
+  std::vector<std::string> writable;
+  try {
+    if (!options.toOutput)
+      writable.push_back(opc::toUTF8String(nearestThere(resolvedPath(fromArgument(options.directory)))));
+  } catch (Failure const&) {
+    writable.clear();
+  }
+  confineWrites(writable);
+}
+
 }  // namespace
 
 void unpack(UnpackOptions const& options, Output& out) {
+  if (!options.toOutput) noteSignals();
+  packagePath(options.package);  // what comes through a pipe is copied to a file, and nothing is read of it
+  confineToDestination(options);
   if (options.toOutput) return printContents(options, out);
-  noteSignals();
   auto const package = openFileSystem(options.package);
   std::u16string const directory = fromArgument(options.directory);
   std::u16string const root = isThere(directory) ? existingDirectory(directory) : resolvedPath(directory);

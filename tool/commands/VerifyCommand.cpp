@@ -13,6 +13,7 @@
 #include "commands/Commands.hpp"
 #include "disk/FileSystems.hpp"
 #include "disk/Paths.hpp"
+#include "disk/Sandbox.hpp"
 #include "opc/ztservices/Verification.hpp"
 #include "secrets/PackageKey.hpp"
 
@@ -86,6 +87,8 @@ class VerificationKey {
 
 void verify(VerifyOptions const& options, Output& out) {
   std::u16string const path = fromArgument(options.package);
+  packagePath(options.package);  // what comes through a pipe is copied to a file, and nothing is read of it
+  confineWrites({});
   VerificationKey const key(options);
   VerificationReport const report = opc::ztservices::verifyPackage(
       packagePath(options.package), {.key = key.bytes(), .threads = std::thread::hardware_concurrency()});

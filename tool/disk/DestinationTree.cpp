@@ -11,7 +11,9 @@
 #include "cli/Errors.hpp"
 #include "cli/Process.hpp"
 #include "disk/CheckedStreams.hpp"
+#include "disk/Sandbox.hpp"
 #include "opc/Exception.hpp"
+#include "opc/Strings.hpp"
 
 namespace ztpkg {
 
@@ -74,7 +76,8 @@ DestinationTree& Destination::tree() {
   if (tree_) return *tree_;
   try {
     auto disk = std::make_unique<opc::ConfinedFileSystemOps>(root_.root, confinement_);
-    boost::system::error_code ignored;  // what cannot be removed is in nobody's way
+    confineWrites({opc::toUTF8String(root_.root)});  // until it was made, a folder above it was to be written
+    boost::system::error_code ignored;               // what cannot be removed is in nobody's way
     disk->removeLeftovers(root_.root, ignored);
     for (std::u16string const& folder : folders_) disk->removeLeftovers(folder, ignored);
     tree_ = std::make_unique<DestinationTree>(std::move(disk), root_, *progress_);

@@ -114,6 +114,11 @@ bool isThere(std::u16string const& path) {
   return fs::exists(fs::symlink_status(native(path), ignored));
 }
 
+std::u16string nearestThere(std::u16string path) {
+  while (path != u"/" && !isThere(path)) path = parentOf(path);
+  return path;
+}
+
 bool isOther(std::u16string const& path) {
   std::error_code ignored;  // opening the path reports it
   return fs::is_other(fs::symlink_status(native(path), ignored));

@@ -52,6 +52,9 @@ bool isDirectory(std::u16string const& path, boost::system::error_code& error);
 /// Whether anything has the path, including a dangling link.
 bool isThere(std::u16string const& path);
 
+/// The path, or the nearest folder above it that is on the disk. The path begins with a slash.
+std::u16string nearestThere(std::u16string path);
+
 /// Whether the path is a fifo, a socket or a device, links not followed.
 bool isOther(std::u16string const& path);
 

@@ -119,8 +119,7 @@ bool accept(ExtractionPlan& plan, FileSystemManager const& manager, Leaf const& 
 }
 
 void checkSpace(GivenDirectory const& destination, std::uint64_t needed) {
-  std::u16string folder = destination.root;
-  while (folder != u"/" && !isThere(folder)) folder = parentOf(folder);
+  std::u16string const folder = nearestThere(destination.root);
   std::error_code error;
   auto const space = std::filesystem::space(opc::toUTF8String(folder), error);
   if (error || space.capacity == 0 || needed <= space.available) return;  // tried where the disk reports no space

@@ -31,18 +31,19 @@ constexpr std::size_t kLongestFile = 2 * kKeyBytes + 2;  // digits and the end o
 }
 
 // Without a stream, whose buffer would not be wiped.
-void readInto(std::vector<unsigned char>& bytes, std::u16string const& path) {
+SecretBytes contentsOf(std::u16string const& path) {
   OpenFile const file(path, O_RDONLY);
   if (!file.isOpen()) throwCannotRead(path);
   warnIfOthersMayRead(file, path, "key");
-  bytes.resize(kLongestFile + 1);
+  SecretBytes bytes(kLongestFile + 1);
   ssize_t const size = file.read(bytes.data(), bytes.size());
   if (size < 0) throwCannotRead(path);
   bytes.resize(static_cast<std::size_t>(size));
+  return bytes;
 }
 
-std::string_view withoutLineEnd(std::vector<unsigned char> const& bytes) {
-  std::string_view text(reinterpret_cast<char const*>(bytes.data()), bytes.size());
+std::string_view withoutLineEnd(SecretBytes const& bytes) {
+  std::string_view text(bytes.data(), bytes.size());
   if (text.ends_with('\n')) text.remove_suffix(1);
   if (text.ends_with('\r')) text.remove_suffix(1);
   return text;
@@ -90,14 +91,13 @@ std::vector<unsigned char> fromHex(std::string_view digits) {
 std::unique_ptr<Secret const> readKey(std::string const& file) {
   leaveNoCoreFile();
   std::u16string const name = fromArgument(file);
-  Secret read;
-  readInto(read.bytes(), name);
-  std::string_view const text = withoutLineEnd(read.bytes());
+  SecretBytes const read = contentsOf(name);
+  std::string_view const text = withoutLineEnd(read);
   auto key = std::make_unique<Secret>();
-  if (read.bytes().size() == kKeyBytes)
-    key->bytes().assign(read.bytes().begin(), read.bytes().end());
+  if (read.size() == kKeyBytes)
+    key->set({read.begin(), read.end()});
   else if (text.size() == 2 * kKeyBytes)
-    key->bytes() = fromHex(text);
+    key->set(fromHex(text));
   if (key->bytes().size() == kKeyBytes) return key;
   std::string const message = shown(name) + " holds no key, which is 32 bytes or 64 hexadecimal digits";
   throw Failure(Report{Exit::Key, "bad-key", message, name});
@@ -114,7 +114,7 @@ NewPasswordKey::NewPasswordKey(Password const& password, std::optional<unsigned>
       iv_(CipherDataManager::generateRandomInitVector()) {
   auto derived = CipherDataManager::derivePasswordKey(checked(password).text(), salt_, iv_, kDerivedBytes);
   hash_ = std::move(derived.hash);
-  key_.bytes() = std::move(derived.key);
+  key_.set(std::move(derived.key));
 }
 
 CipherEntry NewPasswordKey::entry() const { return {selector(), hash_, salt_, iv_}; }

@@ -17,6 +17,10 @@ inline void wipe(void* memory, std::size_t count) noexcept {
   if (count > 0) explicit_bzero(memory, count);  // it takes no null pointer
 }
 
+/// Has the system keep the pages of this memory out of core files and, as far as the process may lock memory, out of
+/// the swap space, until the process ends. The few secrets of a command share few pages.
+void keepInMemory(void const* memory, std::size_t count) noexcept;
+
 /// Wipes memory before it frees it, so that growing and destroying a container leaves nothing behind.
 template <typename T>
 struct WipingAllocator {
@@ -26,7 +30,11 @@ struct WipingAllocator {
   template <typename Other>
   WipingAllocator(WipingAllocator<Other> const&) noexcept {}
 
-  T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
+  T* allocate(std::size_t count) {
+    T* const memory = std::allocator<T>().allocate(count);
+    keepInMemory(memory, count * sizeof(T));
+    return memory;
+  }
   void deallocate(T* memory, std::size_t count) noexcept {
     wipe(memory, count * sizeof(T));
     std::allocator<T>().deallocate(memory, count);
@@ -40,12 +48,16 @@ using SecretBytes = std::vector<char, WipingAllocator<char>>;
 /// A key. It neither moves nor copies.
 class Secret {
  public:
-  explicit Secret(std::vector<unsigned char> bytes = {}) : bytes_(std::move(bytes)) {}
-  ~Secret() { wipe(bytes_.data(), bytes_.size()); }
+  explicit Secret(std::vector<unsigned char> bytes = {}) { set(std::move(bytes)); }
+  ~Secret() { wipe(bytes_.data(), bytes_.capacity()); }
   Secret(Secret const&) = delete;
   Secret& operator=(Secret const&) = delete;
 
-  std::vector<unsigned char>& bytes() { return bytes_; }
+  /// Takes the memory over, once.
+  void set(std::vector<unsigned char> bytes) {
+    bytes_ = std::move(bytes);
+    keepInMemory(bytes_.data(), bytes_.capacity());
+  }
   std::vector<unsigned char> const& bytes() const { return bytes_; }
 
  private:
@@ -58,6 +70,7 @@ class Password {
   /// `decode` fills the text, which has room for so many code units and must not be made longer.
   template <typename Decode>
   Password(std::size_t units, Decode const& decode) : text_(units, u'\0') {
+    keepInMemory(text_.data(), text_.capacity() * sizeof(char16_t));
     decode(text_);
   }
   ~Password() { wipe(text_.data(), text_.capacity() * sizeof(char16_t)); }
