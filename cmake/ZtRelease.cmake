@@ -3,7 +3,7 @@
 set(ZT_RELEASE_FAMILY R2026b CACHE STRING "Release family of the running product, such as R2026b")
 set(ZT_RELEASE_VERSION ${PROJECT_VERSION} CACHE STRING "Version of the running product")
 set(ZT_RELEASE_DESCRIPTION "ztservices ${PROJECT_VERSION}" CACHE STRING "What the running product calls itself")
-set(ZT_RELEASE_DATE 2026-11-21 CACHE STRING "Day of the running product's release")
+set(ZT_RELEASE_DATE 2026-11-23 CACHE STRING "Day of the running product's release")
 
 # Packages of a release that breaks these rules could be written, but not read back.
 if(NOT ZT_RELEASE_FAMILY MATCHES "^R[0-9][0-9][0-9][0-9][ab]$")

@@ -72,14 +72,51 @@ bool failsOrShortens(char const* name, std::size_t& count) {
   return fault == Fault::Fails || fault == Fault::Interrupted;
 }
 
+// With words of 32 bits the kernel takes offsets in two words, in an order of each processor, and describes files by
+// structures of its own: the C library's functions make these calls. Owners and times have calls of their own.
+#if __SIZEOF_POINTER__ == 4
+constexpr long chownCall = SYS_fchown32;
+constexpr long utimensCall = SYS_utimensat_time64;
+
+template <class Result, class... Arguments>
+Result makeCall(char const* name, Arguments... arguments) {
+  return reinterpret_cast<Result (*)(Arguments...)>(dlsym(RTLD_NEXT, name))(arguments...);
+}
+
+ssize_t writeAt(int file, void const* data, size_t count, off_t offset) {
+  return makeCall<ssize_t>("pwrite64", file, data, count, offset);
+}
+ssize_t readAt(int file, void* data, size_t count, off_t offset) {
+  return makeCall<ssize_t>("pread64", file, data, count, offset);
+}
+int truncate(int file, off_t size) { return makeCall<int>("ftruncate64", file, size); }
+int statAt(int directory, char const* path, struct stat* status, int flags) {
+  return makeCall<int>("__fstatat64_time64", directory, path, status, flags);
+}
+#else
+constexpr long chownCall = SYS_fchown;
+constexpr long utimensCall = SYS_utimensat;
+
+ssize_t writeAt(int file, void const* data, size_t count, off_t offset) {
+  return syscall(SYS_pwrite64, file, data, count, offset);
+}
+ssize_t readAt(int file, void* data, size_t count, off_t offset) {
+  return syscall(SYS_pread64, file, data, count, offset);
+}
+int truncate(int file, off_t size) { return static_cast<int>(syscall(SYS_ftruncate, file, size)); }
+int statAt(int directory, char const* path, struct stat* status, int flags) {
+  return static_cast<int>(syscall(SYS_newfstatat, directory, path, status, flags));
+}
+#endif
+
 bool isDirectory(int file) {
   struct stat status {};
-  return syscall(SYS_fstat, file, &status) == 0 && S_ISDIR(status.st_mode);
+  return statAt(file, "", &status, AT_EMPTY_PATH) == 0 && S_ISDIR(status.st_mode);
 }
 
 int openFile(char const* name, int directory, char const* path, int flags, mode_t mode) {
   if (fails(name)) return -1;
-  return static_cast<int>(syscall(SYS_openat, directory, path, flags, mode));
+  return static_cast<int>(syscall(SYS_openat, directory, path, flags | O_LARGEFILE, mode));
 }
 
 mode_t modeFrom(int flags, va_list arguments) {
@@ -146,7 +183,7 @@ ssize_t write(int file, void const* data, size_t count) {
 
 ssize_t pwrite(int file, void const* data, size_t count, off_t offset) {
   if (calls::failsOrShortens("pwrite", count)) return -1;
-  return syscall(SYS_pwrite64, file, data, count, offset);
+  return calls::writeAt(file, data, count, offset);
 }
 
 ssize_t read(int file, void* data, size_t count) {
@@ -156,7 +193,7 @@ ssize_t read(int file, void* data, size_t count) {
 
 ssize_t pread(int file, void* data, size_t count, off_t offset) {
   if (calls::failsOrShortens("pread", count)) return -1;
-  return syscall(SYS_pread64, file, data, count, offset);
+  return calls::readAt(file, data, count, offset);
 }
 
 ssize_t copy_file_range(int from, off64_t* fromOffset, int to, off64_t* toOffset, size_t count, unsigned flags) {
@@ -179,27 +216,27 @@ int fchmod(int file, mode_t mode) noexcept {
 
 int fchown(int file, uid_t owner, gid_t group) noexcept {
   if (calls::fails("fchown")) return -1;
-  return static_cast<int>(syscall(SYS_fchown, file, owner, group));
+  return static_cast<int>(syscall(calls::chownCall, file, owner, group));
 }
 
 int fstat(int file, struct stat* status) noexcept {
   if (calls::fails("fstat")) return -1;
-  return static_cast<int>(syscall(SYS_fstat, file, status));
+  return calls::statAt(file, "", status, AT_EMPTY_PATH);
 }
 
 int fstatat(int directory, char const* path, struct stat* status, int flags) noexcept {
   if (calls::fails("fstatat")) return -1;
-  return static_cast<int>(syscall(SYS_newfstatat, directory, path, status, flags));
+  return calls::statAt(directory, path, status, flags);
 }
 
 int stat(char const* path, struct stat* status) noexcept {
   if (calls::fails("stat")) return -1;
-  return static_cast<int>(syscall(SYS_newfstatat, AT_FDCWD, path, status, 0));
+  return calls::statAt(AT_FDCWD, path, status, 0);
 }
 
 int lstat(char const* path, struct stat* status) noexcept {
   if (calls::fails("lstat")) return -1;
-  return static_cast<int>(syscall(SYS_newfstatat, AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW));
+  return calls::statAt(AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW);
 }
 
 /// Its memory is the C library's, which alone can make one.
@@ -211,7 +248,7 @@ DIR* fdopendir(int directory) {
 
 dirent* readdir(DIR* directory) {
   if (calls::fails("readdir")) return nullptr;
-  static auto const next = reinterpret_cast<dirent* (*)(DIR*)>(dlsym(RTLD_NEXT, "readdir"));
+  static auto const next = reinterpret_cast<dirent* (*)(DIR*)>(dlsym(RTLD_NEXT, "readdir64"));
   return next(directory);
 }
 
@@ -232,17 +269,17 @@ ssize_t readlinkat(int directory, char const* path, char* target, size_t size) n
 
 int ftruncate(int file, off_t size) noexcept {
   if (calls::fails("ftruncate")) return -1;
-  return static_cast<int>(syscall(SYS_ftruncate, file, size));
+  return calls::truncate(file, size);
 }
 
 int futimens(int file, timespec const* times) noexcept {
   if (calls::fails("futimens")) return -1;
-  return static_cast<int>(syscall(SYS_utimensat, file, nullptr, times, 0));
+  return static_cast<int>(syscall(calls::utimensCall, file, nullptr, times, 0));
 }
 
 int utimensat(int directory, char const* path, timespec const* times, int flags) noexcept {
   if (calls::fails("utimensat")) return -1;
-  return static_cast<int>(syscall(SYS_utimensat, directory, path, times, flags));
+  return static_cast<int>(syscall(calls::utimensCall, directory, path, times, flags));
 }
 
 ssize_t fgetxattr(int file, char const* name, void* value, size_t size) noexcept {

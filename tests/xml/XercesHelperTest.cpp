@@ -181,6 +181,10 @@ TEST_F(XercesHelperTest, RefusesAnotherDocumentElementThanWanted) {
                        InvalidXMLDocument,
                        "line 1, column 25: The document element is '{urn:other}list' instead of 'entry'");
   input.reset();
+  EXPECT_THROW_MESSAGE(XercesHelper::readDocumentFromStream(parser_.get(), input, false, u"urn:list", u""),
+                       InvalidXMLDocument,
+                       "line 1, column 25: The document element is '{urn:other}list' instead of '{urn:list}*'");
+  input.reset();
   Document const document(XercesHelper::readDocumentFromStream(parser_.get(), input, false, u"urn:other", u"list"));
   EXPECT_NE(document, nullptr);
 }

@@ -26,11 +26,11 @@ class ZT_API ReleaseInfo {
 
   /// "R2026b"
   std::string const& getReleaseFamily() const { return family_; }
-  /// "0.1.0"; empty for a legacy release.
+  /// "0.2.0"; empty for a legacy release.
   std::string const& getTALBEXVersion() const { return version_; }
   /// The name of the product, for readers.
   std::string const& getDescription() const { return description_; }
-  /// The day of the release, "2026-11-21".
+  /// The day of the release, "2026-11-23".
   std::string const& getDate() const { return date_; }
   /// Whether the release has no version.
   bool isLegacy() const { return version_.empty(); }

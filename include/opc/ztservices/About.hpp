@@ -15,7 +15,7 @@ struct LibraryVersion {
   std::string version;
 };
 
-/// Version of the running library, such as "0.1.0". The headers that the caller was compiled with may be of another.
+/// Version of the running library, such as "0.2.0". The headers that the caller was compiled with may be of another.
 ZT_API std::string getVersion();
 
 /// The libraries underneath, always in this order: Boost, Xerces-C, zlib, libdeflate, OpenSSL, ICU. The versions of

@@ -13,6 +13,10 @@ using namespace opc::ztservices;
 
 constexpr PasswordCost kCheap{.logN = 10};
 
+opc::model::RelationshipSelector selectorOf(char16_t const* type) {
+  return {opc::model::URI("/"), opc::model::RelationshipSelectorType::ByType, type};
+}
+
 class Passwords : public testing::Test {
  protected:
   void makePlain() const {
@@ -100,12 +104,36 @@ TEST_F(Passwords, LeaveFilesAloneThatNoSaveHasWritten) {
   auto const package = Package::createInMemory();
   FileSystemManager files(*package);
   files.addFile(bytesOf("text"), "/a.txt");
+  files.addFile(bytesOf("more"), "/b.txt");
   EXPECT_THROW(protectWithPassword(files, "secret", kCheap), CannotChangeEncryption);
   EXPECT_FALSE(files.isEncryptionEnabled());
 }
 
-opc::model::RelationshipSelector selectorOf(char16_t const* type) {
-  return {opc::model::URI("/"), opc::model::RelationshipSelectorType::ByType, type};
+TEST_F(Passwords, LeaveAnEncryptedFileSystemAlone) {
+  makeProtected();
+  {
+    auto const package = Package::open(path_, AccessMode::ReadWrite);
+    FileSystemManager files(*package);
+    EXPECT_THROW(protectWithPassword(files, "other", kCheap), CannotChangeEncryption);
+    package->save();
+  }
+  EXPECT_EQ(text("secret"), "text");
+}
+
+TEST_F(Passwords, TakeThePlaceOfAnEntryWhoseFileSystemIsGone) {
+  {
+    auto const package = Package::create(path_);
+    {
+      CipherDataManager data(*package);
+      data.addCipherEntry(selectorOf(FileSystemManager::getRelationshipType().c_str()), {1}, u"salt", {2});
+      package->save();
+    }
+    FileSystemManager files(*package);
+    protectWithPassword(files, "secret", kCheap);
+    files.addFile(bytesOf("text"), "/a.txt");
+    package->save();
+  }
+  EXPECT_EQ(text("secret"), "text");
 }
 
 TEST_F(Passwords, StayBesideWhatAnotherManagerRecords) {
