@@ -7,9 +7,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -30,11 +33,11 @@ constexpr int kParts = 5;
 constexpr std::size_t kSize = 1'200'000;
 
 std::string randomBytes(std::size_t size, unsigned seed) {
+  std::mt19937 generator(seed);
   std::string bytes(size, '\0');
-  unsigned state = seed * 2'654'435'761u + 1;
-  for (char& c : bytes) {
-    state = state * 1'664'525u + 1'013'904'223u;
-    c = static_cast<char>(state >> 24);
+  for (std::size_t at = 0; at + sizeof(std::uint32_t) <= size; at += sizeof(std::uint32_t)) {
+    auto const number = static_cast<std::uint32_t>(generator());
+    std::memcpy(&bytes[at], &number, sizeof number);
   }
   return bytes;
 }

@@ -41,7 +41,7 @@ Options keyOptions(KeyOptions& key, std::string const& ask = kAsk);
 
 /// The same for a key that contents are encrypted with. `prefix` stands in front of the names ("" or "new-").
 Options newKeyOptions(NewKeyOptions& key, std::string const& prefix, std::string const& ask);
-/// `what` the lines are, and the members that --json gets.
+/// --verbose. `what` says which lines the command prints with it, and which members --json gains.
 OptionDescription verboseOption(std::string const& what, bool& verbose);
 /// For commands that print one JSON object.
 OptionDescription jsonOption(bool& json);
