@@ -56,7 +56,7 @@ void countItems(State& state) { state.SetItemsProcessed(state.iterations() * sta
 void ManifestWrite(State& state) {
   FileSystemTree tree;
   fill(tree, state.range(0));
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     Bytes bytes;
     ByteArrayOutAdaptor output(bytes);
     FileSystemManifest().write(tree, output);
@@ -68,7 +68,7 @@ BENCHMARK(ManifestWrite)->Range(100, 100'000);
 
 void ManifestRead(State& state) {
   Bytes const bytes = manifestOf(state.range(0));
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     ByteArrayInAdaptor input(bytes);
     FileSystemTree tree;
     FileSystemManifest().read(input, tree);
@@ -83,7 +83,7 @@ void ManifestReadByXerces(State& state) {
   Bytes bytes = manifestOf(state.range(0));
   std::string const comment = "<!-- by hand -->";
   bytes.insert(bytes.end(), comment.begin(), comment.end());
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     ByteArrayInAdaptor input(bytes);
     FileSystemTree tree;
     FileSystemManifest().read(input, tree);
@@ -94,7 +94,7 @@ void ManifestReadByXerces(State& state) {
 BENCHMARK(ManifestReadByXerces)->Range(100, 10'000);
 
 void TreeInsert(State& state) {
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     FileSystemTree tree;
     fill(tree, state.range(0));
     benchmark::DoNotOptimize(&tree);
@@ -107,7 +107,7 @@ void TreeFind(State& state) {
   FileSystemTree tree;
   fill(tree, state.range(0));
   std::int64_t next = 0;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(tree.hasNode(pathOf(next)));
     next = (next + 7919) % state.range(0);
   }
@@ -118,7 +118,7 @@ void TreeMove(State& state) {
   FileSystemTree tree;
   fill(tree, state.range(0));
   bool isAway = false;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     tree.moveSubtree(isAway ? u"/away" : u"/folder0", isAway ? u"/folder0" : u"/away");
     isAway = !isAway;
   }
@@ -127,7 +127,7 @@ BENCHMARK(TreeMove)->Range(100, 100'000);
 
 /// Names of parts, their content types, and the types document: all that one part costs but its content.
 void CreateParts(State& state) {
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     auto const package = model::Package::createInMemory();
     for (std::int64_t i = 0; i < state.range(0); ++i)
       package->createPart(model::PartName(pathOf(i)), model::ContentType(u"text/plain"));
@@ -142,7 +142,7 @@ void MakeUniquePartName(State& state) {
   FileSystemManager manager(*package);
   for (std::int64_t i = 0; i < state.range(0); ++i) manager.addFile(Bytes{'x'}, pathOf(i));
   std::int64_t next = 0;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(manager.makeUniquePartName(pathOf(next)));  // which is taken
     next = (next + 7919) % state.range(0);
   }
@@ -163,7 +163,8 @@ Bytes packageOf(std::int64_t count, bool hasManyTypes) {
 
 void Open(State& state) {
   Bytes const bytes = packageOf(state.range(0), false);
-  for (auto _ : state) benchmark::DoNotOptimize(model::Package::openInMemory(bytes, model::AccessMode::ReadOnly).get());
+  while (state.KeepRunning())
+    benchmark::DoNotOptimize(model::Package::openInMemory(bytes, model::AccessMode::ReadOnly).get());
   countItems(state);
 }
 BENCHMARK(Open)->Range(10, 10'000);
@@ -171,7 +172,8 @@ BENCHMARK(Open)->Range(10, 10'000);
 /// Each part has an override in the content types.
 void OpenWithManyContentTypes(State& state) {
   Bytes const bytes = packageOf(state.range(0), true);
-  for (auto _ : state) benchmark::DoNotOptimize(model::Package::openInMemory(bytes, model::AccessMode::ReadOnly).get());
+  while (state.KeepRunning())
+    benchmark::DoNotOptimize(model::Package::openInMemory(bytes, model::AccessMode::ReadOnly).get());
   countItems(state);
 }
 BENCHMARK(OpenWithManyContentTypes)->Range(10, 10'000);
@@ -190,7 +192,7 @@ Bytes relationshipsOf(std::int64_t count) {
 void RelationshipsRead(State& state) {
   Bytes const bytes = relationshipsOf(state.range(0));
   model::XmlStreamReader reader;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     ByteArrayInAdaptor input(bytes);
     model::detail::TextPool texts;
     model::detail::RelationshipCount count{UINT64_MAX};
@@ -210,7 +212,7 @@ void RelationshipsWrite(State& state) {
   model::detail::RelationshipCount count{UINT64_MAX};
   model::detail::RelationshipSet relationships;
   readRelationships(reader, input, "", texts, count, relationships);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     Bytes written;
     ByteArrayOutAdaptor output(written);
     writeRelationships(relationships, output);
@@ -224,7 +226,7 @@ void GcmEncrypt(State& state) {
   CryptoEncryptor encryptor(Bytes(32, 7));
   encryptor.initialize("AES256-GCM", Bytes(16, 9));
   Bytes const content(static_cast<std::size_t>(state.range(0)), 'x');
-  for (auto _ : state) benchmark::DoNotOptimize(encryptor.encrypt(content).data());
+  while (state.KeepRunning()) benchmark::DoNotOptimize(encryptor.encrypt(content).data());
   state.SetBytesProcessed(state.iterations() * state.range(0));
 }
 BENCHMARK(GcmEncrypt)->Range(100, 1 << 20);
@@ -247,7 +249,7 @@ void TextToUTF8(State& state) {
       "e, in einem Zeichensatz von fr\xfcher.\n";
   while (text.size() < static_cast<std::size_t>(state.range(0))) text.insert(text.end(), line.begin(), line.end());
   Bytes buffer(65'536);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     UDEToUTF8Transform transform(std::make_unique<TextSource>(text));
     InputStream& stream = transform.getInputStream();
     while (!stream.isEnd()) benchmark::DoNotOptimize(stream.read(buffer.data(), buffer.size()));

@@ -187,6 +187,7 @@ void Spool::overwrite(std::uint64_t offset, void const* data, std::size_t count)
   error_code error;
   if (first > 0) impl_->file.writeAllAt(offset, from, first, error);
   if (error) throw couldNotSave(impl_->directory, error.value());
+  if (first == count) return;
   std::copy_n(from + first, count - first, impl_->pending.data() + (offset + first - impl_->inFile));
 }
 

@@ -184,6 +184,8 @@ TEST(Spool, OverwritesBytesInItsFileAndInMemory) {
     std::size_t const at = (3u << 20) - 3;
     spool.overwrite(at, "overwrite", 9);
     expected.replace(at, 9, "overwrite");
+    spool.overwrite(0, "begin", 5);
+    expected.replace(0, 5, "begin");
     EXPECT_TRUE(read(spool, 0, expected.size()) == expected);
     EXPECT_THROW(spool.overwrite(expected.size() - 1, "ab", 2), CouldNotSavePackage);
   }
