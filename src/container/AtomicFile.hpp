@@ -18,12 +18,13 @@ namespace opc::model::zip {
 /// or link of the file changes it too.
 bool isSameContent(FileIdentity const& a, FileIdentity b);
 
-/// Replaces a file in one step. Bytes go to a temporary file beside it (O_EXCL, mode 0600). commit() syncs the
-/// temporary file, protects it as the file that it replaces (FileProtection), renames it over the target and syncs the
-/// directory. It follows a target that is a symbolic link. Destroyed without commit(), it removes the temporary file
-/// and leaves the target unchanged. So does every failure except one of syncDirectory(); the object is then unusable.
-/// Throws CouldNotSavePackage with the system's code, naming the target: EACCES for a file that the process may not
-/// write, EPERM for one whose owner or group it cannot keep. `target` is UTF-8.
+/// Replaces a file in one step. Bytes go to a temporary file beside it, of mode 0600: a new one (O_EXCL), or a file
+/// without a name that gets one there. commit() syncs the temporary file, protects it as the file that it replaces
+/// (FileProtection), renames it over the target and syncs the directory. It follows a target that is a symbolic link.
+/// Destroyed without commit(), it removes the temporary file and leaves the target unchanged. So does every failure
+/// except one of syncDirectory(); the object is then unusable. Throws CouldNotSavePackage with the system's code,
+/// naming the target: EACCES for a file that the process may not write, EPERM for one whose owner or group it cannot
+/// keep. `target` is UTF-8.
 ///
 /// It locks (flock) the file that it replaces from the check of the target to the rename, for an instant. Only those
 /// who may read that file can hold its lock. A save waits for it and throws PackageIsBusy after `patience`. The

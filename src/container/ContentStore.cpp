@@ -49,7 +49,13 @@ Content ContentStore::writeApart(Effort effort, std::function<void(OutputStream&
 void ContentStore::rename(Number number) noexcept {
   Slot& slot = slots_[number];
   live_ -= slot.headerSize;
+  dead_ += slot.headerSize;
   slot.headerSize = 0;
+}
+
+/// When an abandoned content gives its place back depends on the threads, and with it the place of the next one.
+ContentStore::Writer::~Writer() {
+  if (!isFinished_) store_.isInOrder_ = false;
 }
 
 ContentStore::Number ContentStore::Writer::finish() {
@@ -60,6 +66,7 @@ ContentStore::Number ContentStore::Writer::finish() {
     store_.release(number);
     throw;
   }
+  isFinished_ = true;
   return number;
 }
 
@@ -86,6 +93,7 @@ void ContentStore::await(Number number) {
 }
 
 void ContentStore::discard(Number number) noexcept {
+  isInOrder_ = false;
   if (slots_[number].state == State::UnderWay)
     slots_[number].state = State::Discarded;  // until the threads deliver it
   else
@@ -100,8 +108,8 @@ void ContentStore::setThreads(std::size_t count) {
   spool_->setWritesBehind(hasThreads_);
 }
 
-FileHandle ContentStore::shareFile() {
-  if (purpose_ != Purpose::NewPackage) return {};
+FileHandle ContentStore::shareFile(std::shared_ptr<Spool const> const& holder) {
+  if (!isInFile() || holder != spool_) return {};
   auto next = makeSpool(directory_, Purpose::Changes);
   FileHandle file = spool_->shareFile();
   if (!file.isOpen()) return file;
@@ -115,18 +123,14 @@ void ContentStore::restart(std::string directory) {
   directory_ = std::move(directory);
   purpose_ = Purpose::Changes;
   spool_ = std::move(fresh);
-  live_ = 0;
+  live_ = dead_ = 0;
   spools_.clear();
   slots_.clear();
   chunks_.clear();
   firstFree_ = kNone;
 }
 
-bool ContentStore::isWasteful() const {
-  std::uint64_t written = 0;
-  for (auto const& spool : spools_) written += spool->size();
-  return written > live_ && written - live_ > std::max(live_, kLeastWaste);
-}
+bool ContentStore::isWasteful() const { return dead_ > std::max(live_, kLeastWaste); }
 
 /// Moving the contents costs no more than the writing of the bytes that it frees. When it fails, the contents stay
 /// where they are.
@@ -162,6 +166,7 @@ void ContentStore::moveContents() {
     }
   spools_.swap(spools);
   spool_ = std::move(fresh);
+  dead_ = 0;
 }
 
 ContentStore::Number ContentStore::reserve() {
@@ -177,23 +182,29 @@ ContentStore::Number ContentStore::reserve() {
 
 /// When it throws, the delivery calls it again.
 void ContentStore::complete(Number number, Content const& content) {
-  if (slots_[number].state == State::Discarded) return release(number);
-  if (content.chunks) chunks_[number] = content.chunks;
   Slot& slot = slots_[number];
+  bool const isDiscarded = slot.state == State::Discarded;
+  if (content.chunks) chunks_[number] = content.chunks;
+  std::size_t const known = spools_.size();
   slot.spool = numberOf(content.spool);
   slot.offset = content.offset;
   slot.storedSize = content.storedSize;
   slot.size = content.size;
   slot.crc = content.crc;
-  slot.headerSize = content.headerSize & 0x1FFF;  // ContentWriter makes none that is longer
+  slot.headerSize = content.headerSize <= kLongestHeader ? content.headerSize & kLongestHeader : 0;
   slot.isDeflated = content.method == kDeflated;
   slot.state = State::Complete;
   live_ += slot.bytes();
+  if (spools_.size() > known) dead_ += content.spool->size() - slot.bytes();  // a spool from before a move
+  if (isDiscarded) release(number);
 }
 
 void ContentStore::release(Number number) noexcept {
   chunks_.erase(number);
-  if (slots_[number].state == State::Complete) live_ -= slots_[number].bytes();
+  if (slots_[number].state == State::Complete) {
+    live_ -= slots_[number].bytes();
+    dead_ += slots_[number].bytes();
+  }
   slots_[number] = Slot();
   slots_[number].offset = std::exchange(firstFree_, number);
 }

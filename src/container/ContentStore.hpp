@@ -67,12 +67,12 @@ class ContentStore {
   void setThreads(std::size_t count);
   bool hasThreads() const { return hasThreads_; }
 
-  /// Whether it is for a new package and too large for memory.
-  bool isInFile() const { return purpose_ == Purpose::NewPackage && spool_->isInFile(); }
-  /// The file of a new package, which is not written from now on, so that the package can take it over: contents
-  /// without a header, and bytes of no content, may lie in between. Not open where there is none, or if it was given
-  /// before.
-  FileHandle shareFile();
+  /// Whether it is for a new package, too large for memory, and has dropped nothing. Does not depend on threads.
+  bool isInFile() const { return purpose_ == Purpose::NewPackage && isInOrder_ && spool_->isInFile(); }
+  /// The file of a new package, so that the package can take it over. The store does not write to it any more. The
+  /// caller has found that it holds the contents and nothing else, in `holder`. The handle is not open where isInFile()
+  /// is false or the store has another spool.
+  FileHandle shareFile(std::shared_ptr<Spool const> const& holder);
   /// How many bytes are free in front of all contents of a new package.
   static constexpr std::size_t kRoom = 16u << 10;
 
@@ -100,6 +100,7 @@ class ContentStore {
   };
 
   static constexpr Number kNone = UINT32_MAX;
+  static constexpr std::uint16_t kLongestHeader = 0x1FFF;  // that a slot can hold
 
   bool isWasteful() const;
   void reclaim() noexcept;
@@ -114,7 +115,9 @@ class ContentStore {
   std::string directory_;
   Purpose purpose_;
   bool hasThreads_ = false;
+  bool isInOrder_ = true;                                       // no content was dropped, none can have been moved
   std::uint64_t live_ = 0;                                      // bytes of all complete contents, headers included
+  std::uint64_t dead_ = 0;                                      // other bytes that the spools hold for nobody
   std::shared_ptr<Spool> spool_;                                // receives new contents
   std::vector<std::shared_ptr<Spool const>> spools_;            // hold contents: spool_ and its lanes
   std::deque<Slot> slots_;                                      // by number of the content
@@ -130,6 +133,10 @@ class ContentStore::Writer {
   Writer(ContentStore& store, Effort effort, std::string_view name)
       : store_(store), writer_(store.spool_, effort, &store.queue_, name) {}
 
+  ~Writer();
+  Writer(Writer const&) = delete;
+  Writer& operator=(Writer const&) = delete;
+
   void write(void const* data, std::size_t count) { writer_.write(data, count); }
   /// Ends the content and returns its number. Threads may still work on it.
   Number finish();
@@ -137,6 +144,7 @@ class ContentStore::Writer {
  private:
   ContentStore& store_;
   ContentWriter writer_;
+  bool isFinished_ = false;
 };
 
 }  // namespace opc::model::zip

@@ -70,7 +70,7 @@ struct Content {
   std::uint64_t size = 0;
   std::uint32_t crc = 0;
   std::uint16_t method = 0;                    // 0 stored, 8 deflated
-  std::uint16_t headerSize = 0;                // of the local header in front of it; 0 where there is none
+  std::uint16_t headerSize = 0;                // of the item's local header, directly in front; 0: no header
   std::shared_ptr<ChunkIndex const> chunks{};  // null where the content has one chunk at most
 
   /// The content from that offset on, inflated and verified as Archive::openContent does it. `name` is for messages.

@@ -14,6 +14,13 @@ bool isEqualSecret(BytesView a, BytesView b) noexcept {
   return a.size() == b.size() && CRYPTO_memcmp(a.data(), b.data(), a.size()) == 0;
 }
 
+void* allocateWiped(std::size_t count) { return ::operator new(count); }
+
+void freeWiped(void* memory, std::size_t count) noexcept {
+  wipe(memory, count);
+  ::operator delete(memory, count);
+}
+
 // OpenSSL's secure heap does the same, but has one size for the whole process, which is the application's to choose:
 // what other code of the process keeps there would fail once it is full.
 void* allocateSecret(std::size_t count) {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <span>
 #include <vector>
 
@@ -18,45 +17,36 @@ void wipe(void* memory, std::size_t count) noexcept;
 /// Whether both hold the same bytes. The time of the comparison reveals their lengths only.
 bool isEqualSecret(BytesView a, BytesView b) noexcept;
 
-/// Wipes memory before it frees it, so that a container leaves no copies behind when it grows or is destroyed.
-template <typename T>
-struct WipingAllocator {
-  using value_type = T;
+/// Memory that is wiped before it is freed. The first throws std::bad_alloc.
+void* allocateWiped(std::size_t count);
+void freeWiped(void* memory, std::size_t count) noexcept;
 
-  WipingAllocator() = default;
-  template <typename Other>
-  WipingAllocator(WipingAllocator<Other> const&) noexcept {}
-
-  T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
-  void deallocate(T* memory, std::size_t count) noexcept {
-    wipe(memory, count * sizeof(T));
-    std::allocator<T>().deallocate(memory, count);
-  }
-  friend bool operator==(WipingAllocator const&, WipingAllocator const&) { return true; }
-};
-
-/// Decrypted content, and what has little of a secret for a moment.
-using WipedBytes = std::vector<unsigned char, WipingAllocator<unsigned char>>;
-
-/// Whole pages of memory, which the system keeps out of core files and, as far as the process may lock memory, out of
-/// the swap space. Throws std::bad_alloc. The second wipes them and gives them back.
+/// Pages that only secrets use. The system keeps them out of core files, and out of the swap space while the process
+/// may lock that much memory. They are wiped before they are freed. The first throws std::bad_alloc.
 void* allocateSecret(std::size_t count);
 void freeSecret(void* memory, std::size_t count) noexcept;
 
-template <typename T>
-struct SecretAllocator {
+/// Leaves no copies behind when a container grows or is destroyed.
+template <typename T, void* (*Allocate)(std::size_t), void (*Free)(void*, std::size_t) noexcept>
+struct WipingAllocator {
   using value_type = T;
-
-  SecretAllocator() = default;
   template <typename Other>
-  SecretAllocator(SecretAllocator<Other> const&) noexcept {}
+  struct rebind {
+    using other = WipingAllocator<Other, Allocate, Free>;
+  };
 
-  T* allocate(std::size_t count) { return static_cast<T*>(allocateSecret(count * sizeof(T))); }
-  void deallocate(T* memory, std::size_t count) noexcept { freeSecret(memory, count * sizeof(T)); }
-  friend bool operator==(SecretAllocator const&, SecretAllocator const&) { return true; }
+  WipingAllocator() = default;
+  template <typename Other>
+  WipingAllocator(WipingAllocator<Other, Allocate, Free> const&) noexcept {}
+
+  T* allocate(std::size_t count) { return static_cast<T*>(Allocate(count * sizeof(T))); }
+  void deallocate(T* memory, std::size_t count) noexcept { Free(memory, count * sizeof(T)); }
+  friend bool operator==(WipingAllocator const&, WipingAllocator const&) { return true; }
 };
 
+/// Decrypted content, and bytes that are partly secret for a short time.
+using WipedBytes = std::vector<unsigned char, WipingAllocator<unsigned char, allocateWiped, freeWiped>>;
 /// Keys, passwords and values derived from them. Each takes a page at least, and some calls of the system.
-using SecretBytes = std::vector<unsigned char, SecretAllocator<unsigned char>>;
+using SecretBytes = std::vector<unsigned char, WipingAllocator<unsigned char, allocateSecret, freeSecret>>;
 
 }  // namespace foundation::crypto

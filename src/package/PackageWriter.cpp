@@ -57,11 +57,7 @@ void PackageWriter::write(zip::ArchiveSink& target) {
   Watch* const watch = watching_.own();
   WatchedSink watched(target, watching_);
   zip::ArchiveSink& sink = watching_.current() ? watched : target;
-  if (watch) {
-    std::uint64_t bytes = 0;
-    for (Item const& item : items_) bytes += storedSize(item);
-    watch->expect(items_.size(), bytes);
-  }
+  announceWork();
   zip::ArchiveWriter writer(sink, state_.contents.store().hasThreads());
   if (state_.contents.archive()) writer.keepSurroundings(*state_.contents.archive());
   writer.add(kContentTypesItem, contentTypes());
@@ -78,11 +74,13 @@ FileHandle PackageWriter::shareFile() {
   if (!store.isInFile()) return {};
   state_.refreshRelationships();
   collectItems();
-  return orderAsStored() && fillRoom() ? store.shareFile() : FileHandle();
+  auto const spool = orderAsStored();
+  return spool && fillRoom() ? store.shareFile(spool) : FileHandle();
 }
 
-/// Whether all items lie in one spool, each behind its header, with nothing in between.
-bool PackageWriter::orderAsStored() {
+/// Orders the items as the one spool has them that holds nothing else, each behind its header. Null, and nothing is
+/// ordered, where there is no such spool.
+std::shared_ptr<zip::Spool const> PackageWriter::orderAsStored() {
   struct Placed {
     std::uint64_t begin, end;
     Item item;
@@ -91,20 +89,19 @@ bool PackageWriter::orderAsStored() {
   placed.reserve(items_.size());
   std::shared_ptr<zip::Spool const> spool;
   for (Item const& item : items_) {
-    if (isCopied(item)) return false;
+    if (isCopied(item)) return nullptr;
     zip::Content const content = state_.contents.written(item.part->second);
-    if (content.headerSize == 0 || (spool && content.spool != spool)) return false;
+    if (content.headerSize == 0 || (spool && content.spool != spool)) return nullptr;
     placed.push_back({content.offset - content.headerSize, content.offset + content.storedSize, item});
     spool = content.spool;
   }
   std::sort(placed.begin(), placed.end(), [](Placed const& a, Placed const& b) { return a.begin < b.begin; });
   std::uint64_t end = zip::ContentStore::kRoom;
-  for (std::size_t i = 0; i < placed.size(); ++i) {
-    if (placed[i].begin != end) return false;
-    end = placed[i].end;
-    items_[i] = placed[i].item;
-  }
-  return spool && end == spool->size();
+  for (Placed const& item : placed)
+    if (std::exchange(end, item.end) != item.begin) return nullptr;
+  if (spool && end != spool->size()) return nullptr;
+  std::transform(placed.begin(), placed.end(), items_.begin(), [](Placed const& item) { return item.item; });
+  return spool;
 }
 
 /// Whether the content types have room in front of the items.
@@ -124,17 +121,28 @@ void PackageWriter::complete(zip::AtomicFile& target) {
   Watch* const watch = watching_.own();
   WatchedSink watched(target, watching_);
   zip::ArchiveSink& sink = watching_.current() ? watched : static_cast<zip::ArchiveSink&>(target);
-  if (watch) watch->expect(items_.size(), 0);
+  announceWork();
   target.overwrite(0, first_.data(), first_.size());
   zip::ArchiveWriter writer(sink, false, target.size());
   zip::Content types = contentTypes();
   types.offset = types.headerSize = firstHeader_;
   writer.addInPlace(kContentTypesItem, types);
   for (Item const& item : items_) {
-    writer.addInPlace(item.name, state_.contents.written(item.part->second));
-    if (watch) watch->addFile();
+    zip::Content const content = state_.contents.written(item.part->second);
+    writer.addInPlace(item.name, content);
+    if (!watch) continue;
+    watch->addBytes(content.storedSize);
+    watch->addFile();
   }
   writer.finish();
+}
+
+void PackageWriter::announceWork() const {
+  Watch* const watch = watching_.own();
+  if (!watch) return;
+  std::uint64_t bytes = 0;
+  for (Item const& item : items_) bytes += storedSize(item);
+  watch->expect(items_.size(), bytes);
 }
 
 void PackageWriter::collectItems() {
@@ -158,8 +166,12 @@ void PackageWriter::findFormerItems() {
   std::unordered_map<std::string_view, Item*> written;
   for (Item& item : items_)
     if (archive && !isCopied(item)) written.emplace(item.name, &item);
-  for (std::uint32_t i = 0; !written.empty() && i < archive->size(); ++i)
-    if (auto const found = written.find(archive->entry(i).name); found != written.end()) found->second->source = i;
+  for (std::uint32_t i = 0; !written.empty() && i < archive->size(); ++i) {
+    auto const found = written.find(archive->entry(i).name);
+    if (found == written.end()) continue;
+    found->second->source = i;
+    written.erase(found);
+  }
 }
 
 void PackageWriter::collectPart(PartTable::value_type& part) {

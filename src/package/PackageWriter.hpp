@@ -20,8 +20,8 @@
 
 namespace opc::model::detail {
 
-/// Writes the present state of a package. It writes changed relationships parts into the store first; nothing else of
-/// the state changes until adopt().
+/// Writes the present state of a package. write() and shareFile() put changed relationships parts into the store first,
+/// and shareFile() takes the store's file away. Nothing else of the state changes until adopt().
 class PackageWriter {
  public:
   PackageWriter(PackageState& state, Watching& watching) : state_(state), watching_(watching) {}
@@ -30,8 +30,9 @@ class PackageWriter {
   /// their names, the package's relationships first.
   void write(zip::ArchiveSink& target);
 
-  /// The store's file, if it holds a new package without content types and directory; else a handle that is not
-  /// open. The store does not write to that file any more.
+  /// The store's file, where it holds all items of a new package and only the content types and the directory are
+  /// missing; otherwise a handle that is not open. The store does not write to that file any more: when the save fails,
+  /// the next one copies the contents.
   FileHandle shareFile();
   /// Completes the file of shareFile(): the content types in front, the directory behind the items.
   void complete(zip::AtomicFile& target);
@@ -50,9 +51,10 @@ class PackageWriter {
 
   static constexpr std::uint32_t kNone = UINT32_MAX;
 
+  void announceWork() const;
   void collectItems();
   void findFormerItems();
-  bool orderAsStored();
+  std::shared_ptr<zip::Spool const> orderAsStored();
   bool fillRoom();
   void collectPart(PartTable::value_type& part);
   zip::Content const& contentTypes();

@@ -109,6 +109,29 @@ TEST_P(StoreWithThreads, TellsWhatFailedUntilItIsDone) {
   EXPECT_TRUE(textOf(store_, put(store_, text)) == text);
 }
 
+TEST_P(StoreWithThreads, MovesNothingBecauseALongContentIsUnderWay) {
+  auto const first = put(store_, "first");
+  Content const before = store_.content(first);
+  auto const writer = store_.write(Effort::Store);
+  std::string const text = incompressible(1u << 20);
+  for (int i = 0; i < 40; ++i) writer->write(text.data(), text.size());
+  put(store_, "second");
+  auto const third = writer->finish();
+  put(store_, "fourth");
+  EXPECT_EQ(store_.content(first).spool, before.spool);
+  EXPECT_EQ(store_.content(third).size, 40u << 20);
+}
+
+TEST_P(StoreWithThreads, DropsTheBytesOfContentsThatWereDiscarded) {
+  auto const kept = put(store_, "kept");
+  std::string const text = incompressible(20u << 20);
+  store_.discard(put(store_, text));
+  store_.settle();
+  auto const next = put(store_, "next");
+  EXPECT_LT(store_.content(next).spool->size(), 1u << 20);
+  EXPECT_EQ(textOf(store_, kept), "kept");
+}
+
 TEST(ContentStore, RefusesAWriteBehindTheEnd) {
   ContentStore store;
   auto const writer = store.write(Effort::Default);

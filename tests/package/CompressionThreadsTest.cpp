@@ -17,14 +17,8 @@ namespace opc::model {
 namespace {
 
 using samples::create;
+using samples::numberText;
 using samples::read;
-
-std::string numberText(std::size_t size) {
-  std::string text;
-  for (std::size_t i = 0; text.size() < size; ++i) text += std::to_string(i * 7919 % 100'003) + ' ';
-  text.resize(size);
-  return text;
-}
 
 std::u16string nameOf(int number) { return u"/" + toString(std::to_string(number), false) + u".txt"; }
 

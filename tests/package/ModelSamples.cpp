@@ -37,6 +37,13 @@ std::string read(Part const& part) { return zt_test::readAll(*part.getInputStrea
 
 std::string read(Package const& package, std::u16string const& name) { return read(package.getPart(PartName(name))); }
 
+std::string numberText(std::size_t size) {
+  std::string text;
+  for (std::size_t i = 0; text.size() < size; ++i) text += std::to_string(i * 7919 % 100'003) + ' ';
+  text.resize(size);
+  return text;
+}
+
 std::vector<std::string> snapshot(Package const& package) {
   std::vector<std::string> lines;
   for (PartName const& name : package.getPartNames()) {

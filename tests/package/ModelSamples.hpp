@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,6 +24,9 @@ Part create(Package& package, std::u16string const& name, std::string const& tex
 void write(Part const& part, std::string const& text);
 std::string read(Part const& part);
 std::string read(Package const& package, std::u16string const& name);
+
+/// Decimal numbers, so many bytes of them.
+std::string numberText(std::size_t size);
 
 /// Part names and contents, type after the name, for comparisons.
 std::vector<std::string> snapshot(Package const& package);

@@ -42,13 +42,6 @@ std::string randomBytes(std::size_t size, unsigned seed) {
   return bytes;
 }
 
-std::string numbers(std::size_t size) {
-  std::string text;
-  for (std::size_t i = 0; text.size() < size; ++i) text += std::to_string(i * 7919 % 100'003) + ' ';
-  text.resize(size);
-  return text;
-}
-
 std::u16string nameOf(int number) { return u"/" + toString(std::to_string(number), false) + u".bin"; }
 
 class PackageInPlace : public testing::Test {
@@ -116,7 +109,7 @@ TEST_F(PackageInPlace, HasTheSameBytesForAnyNumberOfThreads) {
 TEST_F(PackageInPlace, HasLongContentsBehindTheirHeaders) {
   for (auto const compression : {CompressionType::Content, CompressionType::Stored}) {
     auto const package = Package::create(directory_.u16("p.opc"), Existing::Replace);
-    std::string const text = numbers(7'000'001);
+    std::string const text = samples::numberText(7'000'001);
     Part const part =
         package->createPart(PartName(u"/long.txt"), ContentType(u"text/plain"), StandardPartInfo(compression));
     samples::write(part, text);
@@ -158,6 +151,40 @@ TEST_F(PackageInPlace, KeepsNothingOfAStreamThatWasAbandoned) {
     EXPECT_EQ(itemNames().back(), "z.bin");
     EXPECT_EQ(bytesOf().find(secret.substr(0, 100)), std::string::npos);
     expectWhole();
+    std::filesystem::remove(pathOf());
+  }
+}
+
+/// A stream keeps the file that the store leaves, and its content is then the only one there.
+TEST_F(PackageInPlace, IsWrittenAnewWhereTheStoreHasMovedToAnotherFile) {
+  auto const package = Package::create(directory_.u16("p.opc"), Existing::Replace);
+  auto const stored = StandardPartInfo(CompressionType::Stored);
+  Part const kept = package->createPart(PartName(u"/kept.bin"), ContentType(u"a/b"), stored);
+  auto const stream = kept.getOutputStream();
+  std::string const content = randomBytes(9 * kSize, 1);
+  stream->write(content.data(), content.size());
+  create(*package, u"/large.bin", randomBytes(20 * kSize, 2));
+  package->deletePart(PartName(u"/large.bin"));
+  create(*package, u"/moved.bin", randomBytes(5 * kSize, 3));
+  stream->close();
+  package->deletePart(PartName(u"/moved.bin"));
+  package->save();
+  EXPECT_EQ(itemNames(), (std::vector<std::string>{"[Content_Types].xml", "kept.bin"}));
+  EXPECT_TRUE(read(*Package::open(directory_.u16("p.opc"), AccessMode::ReadOnly), u"/kept.bin") == content);
+}
+
+TEST_F(PackageInPlace, HasTheSameBytesForAnyNumberOfThreadsWhereLargeContentsWereReplaced) {
+  std::string first;
+  for (unsigned const threads : {0u, 1u, 2u, 8u}) {
+    auto const package = large("p.opc", threads);
+    for (unsigned i = 0; i < 3; ++i) {
+      Part const part = i == 0 ? create(*package, u"/z.bin") : package->getPart(PartName(u"/z.bin"));
+      samples::write(part, randomBytes(15 * kSize, i));
+      create(*package, nameOf(static_cast<int>(10 + i)), randomBytes(kSize, 20 + i));
+    }
+    package->save();
+    if (threads == 0) first = bytesOf();
+    EXPECT_TRUE(bytesOf() == first) << threads;
     std::filesystem::remove(pathOf());
   }
 }

@@ -17,8 +17,8 @@ inline void wipe(void* memory, std::size_t count) noexcept {
   if (count > 0) explicit_bzero(memory, count);  // it takes no null pointer
 }
 
-/// Has the system keep the pages of this memory out of core files and, as far as the process may lock memory, out of
-/// the swap space, until the process ends. The few secrets of a command share few pages.
+/// The system keeps the pages of this memory out of core files until the process ends, and out of the swap space while
+/// the process may lock that much memory. The few secrets of a command share few pages.
 void keepInMemory(void const* memory, std::size_t count) noexcept;
 
 /// Wipes memory before it frees it, so that growing and destroying a container leaves nothing behind.
