@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """The programs that are measured beside ztpkg, and what each does for one piece of work.
 
-In the commands stand {ztpkg}, {source} (the tree, also the current folder of what packs), {work} (a folder of their
+In the commands stand {ztpkg}, {floor}, {source} (the tree, also the current folder of what packs), {work} (a folder of their
 own), {archive} (what the program packs to) and {zip} (an archive by zip, which its readers read)."""
 import dataclasses
 import os
@@ -25,9 +25,10 @@ class Work:
     before: str = ""  # makes what the commands read; ztpkg and peers share it
     basis: str = ""  # a command of ztpkg that is the measure instead of peers
     factor: float = 1  # of the basis
+    floor: str = ""  # bench_floor's command, which does only what nobody can leave out; no measure
 
     def commands(self):
-        own = {"ztpkg": self.own}
+        own = {"ztpkg": self.own, "floor": self.floor} if self.floor else {"ztpkg": self.own}
         return {**own, "ztpkg, basis": self.basis} if self.basis else {**own, **self.peers}
 
 
@@ -70,17 +71,22 @@ COMPRESSED = ("rm -f {work}/tree.*; {ztpkg} pack -q -k {work}/key --compress {so
 def trees():
     goals = {"A": (.30, .20, .40, .50, 1.6, 1.4), "B": (.22, .14, .45, .50, 1.6, 1.3), "C": (.50, 0, .60, 0, 2.0, 1.6)}
     for corpus, (pack, fast, unpack, verify, seal, unseal) in goals.items():
-        yield Work("pack", corpus, "{ztpkg} pack -q . {archive}", ZIP_WRITERS, pack, in_source=True)
+        yield Work("pack", corpus, "{ztpkg} pack -q . {archive}", ZIP_WRITERS, pack, in_source=True,
+                   floor="{floor} pack . {archive}")
         if fast:
             yield Work("pack --level fast", corpus, "{ztpkg} pack -q --level fast . {archive}", ZIP_WRITERS, fast,
-                       in_source=True)
-        yield Work("unpack", corpus, "{ztpkg} unpack -q {work}/tree.ztp out", ZIP_READERS, unpack, before=ZIPPED)
+                       in_source=True, floor="{floor} pack . {archive} 1")
+        yield Work("unpack", corpus, "{ztpkg} unpack -q {work}/tree.ztp out", ZIP_READERS, unpack, before=ZIPPED + "; {floor} pack {source} {work}/tree.floor",
+                   floor="{floor} unpack {work}/tree.floor out")
         if verify:
-            yield Work("verify", corpus, "{ztpkg} verify -q {work}/tree.ztp", ZIP_CHECKERS, verify, before=ZIPPED)
+            yield Work("verify", corpus, "{ztpkg} verify -q {work}/tree.ztp", ZIP_CHECKERS, verify,
+                       before=ZIPPED + "; {floor} pack {source} {work}/tree.floor",
+                       floor="{floor} verify {work}/tree.floor")
         yield Work("pack with key", corpus, "{ztpkg} pack -q -k {work}/key . {archive}", AGE_WRITER, seal,
-                   in_source=True)
+                   in_source=True, floor="{floor} seal . {archive}")
         yield Work("unpack with key", corpus, "{ztpkg} unpack -q -k {work}/key {work}/tree.ztp out", AGE_READER, unseal,
-                   before=SEALED)
+                   before=SEALED + "; {floor} seal {source} {work}/tree.floor",
+                   floor="{floor} unseal {work}/tree.floor out")
 
 
 def many_entries():

@@ -18,7 +18,7 @@ void* allocateWiped(std::size_t count) { return ::operator new(count); }
 
 void freeWiped(void* memory, std::size_t count) noexcept {
   wipe(memory, count);
-  ::operator delete(memory, count);
+  ::operator delete(memory);
 }
 
 // OpenSSL's secure heap does the same, but has one size for the whole process, which is the application's to choose:
