@@ -13,6 +13,9 @@ function(zt_install name)
     FILE_SET HEADERS DESTINATION ${headers} COMPONENT Development)
   install(EXPORT ${name}Targets NAMESPACE ${name}:: DESTINATION ${package} COMPONENT Development)
 
+  # Where the tool that is built looks for it, too.
+  set_target_properties(${name} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/${CMAKE_INSTALL_LIBDIR})
+
   configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/ztservicesConfig.cmake.in ztservicesConfig.cmake
     INSTALL_DESTINATION ${package})
   write_basic_package_version_file(ztservicesConfigVersion.cmake COMPATIBILITY SameMinorVersion)
@@ -49,11 +52,12 @@ function(zt_install name)
 endfunction()
 
 # zt_install_tool(name share): the program, which finds the library beside it wherever both are put, and the folders of
-# manual pages and completions.
+# manual pages and completions. The program that is built has the same path to the library as the installed one: CMake
+# would fill a shorter one up with colons, and the loader takes each for the current directory.
 function(zt_install_tool name share)
   if(NOT CMAKE_INSTALL_PREFIX STREQUAL /usr)  # where the loader looks without being told
     file(RELATIVE_PATH libraries /root/${CMAKE_INSTALL_BINDIR} /root/${CMAKE_INSTALL_LIBDIR})
-    set_target_properties(${name} PROPERTIES INSTALL_RPATH $ORIGIN/${libraries})
+    set_target_properties(${name} PROPERTIES INSTALL_RPATH $ORIGIN/${libraries} BUILD_WITH_INSTALL_RPATH ON)
   endif()
   install(TARGETS ${name} RUNTIME COMPONENT Tool)
   foreach(shell bash-completion fish)

@@ -25,6 +25,8 @@ def measures(path):
     yield "nothing of it is writable and executable", not re.search(r"LOAD\s.*\bRWE\b", headers)
     yield "its stack frames are checked", "__stack_chk_fail" in symbols
     yield "its copies are checked", re.search(r"__\w+_chk@", symbols)
+    folders = [folder for value in re.findall(r"(?:RPATH|RUNPATH).*\[(.*)\]", headers) for folder in value.split(":")]
+    yield "it takes no library from the current folder", all(re.match(r"/|\$ORIGIN\b", folder) for folder in folders)
     if platform.machine() == "x86_64":
         marks = printed("objdump", "-d", "-j", ".text", path).count("endbr64")
         yield "its functions are marked as targets of calls", marks > MARKS_OF_OTHERS
