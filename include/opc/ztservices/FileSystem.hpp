@@ -536,7 +536,8 @@ class ZT_API FileSystemManager : public model::DataManager {
   NamedContent getContent(FileSystemEntry const& entry) const;
   void throwIfSavingChangesEncryption() const;
   void doSaveCurrent();
-  std::unique_ptr<IContentSource> manifestSource() const;
+  void saveManifestPart(model::ContentType const& type, std::function<void(OutputStream&)> const& write);
+  std::unique_ptr<IContentSource> encryptedManifest() const;
   void doSaveV1();
   void leavePartOfAnotherKind(model::ContentType const& type);
   void upgradeFromVersion1();

@@ -182,14 +182,19 @@ void FileSystemManager::doSave() {
 }
 
 /// A manifest of the current schema may call itself version 1; a reader would then misread the permissions written
-/// here. The manifest is complete before its part is opened, so that a tree that cannot be written leaves the part
-/// unchanged.
+/// here. A tree that cannot be written leaves the part unchanged: the exception abandons the part's stream.
 void FileSystemManager::doSaveCurrent() {
   if (tree_->getVersion() == manifest::kVersion1) tree_->setVersion(manifest::kCurrentVersion);
-  auto const source = manifestSource();
+  if (!isEncryptionEnabled())
+    return saveManifestPart(getPartContentType(), [this](OutputStream& output) { manifest_->write(*tree_, output); });
+  auto const source = encryptedManifest();
   InputStream& input = source->getInputStream();
-  model::ContentType const type = source->getContentType();
-  auto const write = [&input](OutputStream& output) { StreamHelper::copyStreamToStream(input, output); };
+  saveManifestPart(source->getContentType(),
+                   [&input](OutputStream& output) { StreamHelper::copyStreamToStream(input, output); });
+}
+
+void FileSystemManager::saveManifestPart(model::ContentType const& type,
+                                         std::function<void(OutputStream&)> const& write) {
   auto const former = manifest::kPart.findAny(getPackage());
   if (former && isOfAnotherKind(*former, type))
     manifest::kPart.replace(getPackage(), type, write, [&] { leavePartOfAnotherKind(type); });
@@ -198,7 +203,7 @@ void FileSystemManager::doSaveCurrent() {
 }
 
 /// Only a manifest that is compressed leaves names out. It hardly ever is not, as XML shrinks.
-std::unique_ptr<IContentSource> FileSystemManager::manifestSource() const {
+std::unique_ptr<IContentSource> FileSystemManager::encryptedManifest() const {
   model::Watching const watching(getPackage());
   auto const write = [&](UsualNames const& leftOut) {
     std::vector<unsigned char> bytes;
@@ -207,7 +212,6 @@ std::unique_ptr<IContentSource> FileSystemManager::manifestSource() const {
     manifest_->write(*tree_, watched, leftOut);
     return std::make_unique<BytesSource>(std::move(bytes), getPartContentType());
   };
-  if (!isEncryptionEnabled()) return write({});
   if (compression_ == Compression::Deflate) {
     MaybeCompressed made = compressedIfWanted(write(contentNames(digestEngine_)));
     if (made.deflatedFrom) return encrypted(std::move(made));
