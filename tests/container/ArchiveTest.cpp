@@ -49,7 +49,8 @@ TEST(Archive, KeepsNamesAsBytes) {
 
 TEST(Archive, ReadsItemsWhoseDirectoryIsInAnotherOrder) {
   std::string const bytes = RawArchive{{storedItem("a", "first"), storedItem("b", "second")}}.build();
-  std::size_t const begin = openBytes(bytes)->limitOf(1), half = 47;
+  auto const begin = static_cast<std::size_t>(openBytes(bytes)->limitOf(1));
+  std::size_t const half = 47;
   std::string const turned = bytes.substr(0, begin) + bytes.substr(begin + half, half) + bytes.substr(begin, half) +
                              bytes.substr(begin + 2 * half);
   auto const archive = openBytes(turned);

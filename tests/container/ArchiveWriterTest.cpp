@@ -87,7 +87,8 @@ class SparseBytes final : public RandomAccessBytes {
     std::fill_n(to, count, '\0');
     for (auto const& [begin, piece] : sink_.pieces_)
       for (std::size_t i = 0; i < count; ++i)
-        if (offset + i >= begin && offset + i - begin < piece.size()) to[i] = piece[offset + i - begin];
+        if (offset + i >= begin && offset + i - begin < piece.size())
+          to[i] = piece[static_cast<std::size_t>(offset + i - begin)];
   }
 
  private:

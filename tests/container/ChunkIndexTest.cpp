@@ -132,7 +132,7 @@ TEST(ChunkIndex, JoinsNeighboursBeforeItsFieldIsTooLong) {
   ASSERT_TRUE(read);
   for (std::uint64_t offset = 0; offset < content.size(); offset += index.chunkSize()) {
     auto const chunk = read->chunkAt(offset);
-    ASSERT_EQ(chunk.crc, crcOfText(content.substr(chunk.begin, chunk.size))) << offset;
+    ASSERT_EQ(chunk.crc, crcOfText(content.substr(static_cast<std::size_t>(chunk.begin), chunk.size))) << offset;
     ASSERT_EQ(chunk.storedBegin, chunk.begin);
     ASSERT_EQ(chunk.storedSize, chunk.size);
   }

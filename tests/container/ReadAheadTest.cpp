@@ -20,7 +20,7 @@ struct CountedSource {
     return {this, text.size(), [this](std::uint64_t offset, void* to, std::size_t count) {
               ++reads;
               bytes += count;
-              text.copy(static_cast<char*>(to), count, offset);
+              text.copy(static_cast<char*>(to), count, static_cast<std::size_t>(offset));
               if (offset + count > text.size()) throw std::out_of_range("beyond the end");
             }};
   }

@@ -44,7 +44,7 @@ std::optional<std::uint64_t> deviceOf(int folder, char const* name) {
 }
 
 /// A path that is too long for the system is opened in parts.
-OpenFile openBelow(int root, std::string path) {
+OpenFile openDeep(int root, std::string path) {
   OpenFile front(root, ".", O_PATH | O_DIRECTORY);
   while (path.size() >= PATH_MAX && front.isOpen()) {
     std::size_t const slash = path.rfind('/', PATH_MAX - 2);  // no name is that long
@@ -103,6 +103,21 @@ ListedItem listItem(int folder, char const* name, std::u16string path) {
   return item;
 }
 
+/// The folder that was listed last stays open: the next one mostly lies in it, and opening that from the root would
+/// make the time of a deep tree grow with the square of its depth.
+struct TreeListing::OpenFolder {
+  std::u16string path{};
+  std::unique_ptr<DIR, int (*)(DIR*)> directory{nullptr, closedir};
+
+  OpenFile open(int root, std::u16string const& folder) const {
+    std::u16string_view const all = folder;
+    std::size_t const slash = all.rfind(u'/');
+    if (directory && slash != all.npos && all.substr(0, slash) == path)
+      return OpenFile(dirfd(directory.get()), opc::toUTF8String(all.substr(slash + 1)), kFolder);
+    return openDeep(root, folder.empty() ? "." : opc::toUTF8String(folder).substr(1));
+  }
+};
+
 TreeListing::TreeListing(GivenDirectory root, Exclusion isExcluded, bool oneFileSystem)
     : root_(std::move(root)), isExcluded_(std::move(isExcluded)) {
   OpenFile const opened(root_.root, O_RDONLY | O_DIRECTORY);
@@ -111,30 +126,32 @@ TreeListing::TreeListing(GivenDirectory root, Exclusion isExcluded, bool oneFile
     return;
   }
   if (oneFileSystem) device_ = deviceOf(opened.descriptor(), ".");
-  visit(opened.descriptor(), u"");
+  OpenFolder last;
+  pending_.emplace_back();
   while (!pending_.empty()) {
-    std::u16string const folder = std::move(pending_.back());
+    std::u16string folder = std::move(pending_.back());
     pending_.pop_back();
-    visit(opened.descriptor(), folder);
+    visit(opened.descriptor(), std::move(folder), last);
   }
   std::ranges::sort(items, {}, &ListedItem::path);
 }
 
-void TreeListing::visit(int root, std::u16string const& folder) {
-  OpenFile opened = openBelow(root, folder.empty() ? "." : opc::toUTF8String(folder).substr(1));
-  std::unique_ptr<DIR, int (*)(DIR*)> const directory(opened.isOpen() ? fdopendir(opened.descriptor()) : nullptr,
-                                                      closedir);
+void TreeListing::visit(int root, std::u16string folder, OpenFolder& last) {
+  OpenFile opened = last.open(root, folder);
+  DIR* const directory = opened.isOpen() ? fdopendir(opened.descriptor()) : nullptr;
   if (!directory) return addUnreadable(folder, errno);
   opened.release();
-  std::u16string const prefix = folder + u"/";
+  last.directory.reset(directory);
+  last.path = std::move(folder);
+  std::u16string const prefix = last.path + u"/";
   errno = 0;
-  while (dirent const* const entry = readdir(directory.get())) {
+  while (dirent const* const entry = readdir(directory)) {
     throwIfInterrupted();
     std::string_view const name = entry->d_name;
-    if (name != "." && name != "..") meet(dirfd(directory.get()), prefix, entry->d_name, entry->d_type);
+    if (name != "." && name != "..") meet(dirfd(directory), prefix, entry->d_name, entry->d_type);
     errno = 0;  // readdir leaves it alone at the end
   }
-  if (errno != 0) addUnreadable(folder, errno);
+  if (errno != 0) addUnreadable(last.path, errno);
 }
 
 void TreeListing::meet(int folder, std::u16string const& prefix, char const* name, unsigned char type) {

@@ -42,7 +42,7 @@ bool isLeftover(std::u16string_view name);
 ListedItem listItem(int folder, char const* name, std::u16string path);
 
 /// Everything below a directory. Folders that cannot be listed and names that are not UTF-8 are faults; the rest is
-/// listed. One directory is open at a time, beside the root, however deep the tree is.
+/// listed. Two directories at most are open at a time, beside the root, however deep the tree is.
 class TreeListing {
  public:
   using Exclusion = std::function<bool(std::u16string const& path)>;
@@ -56,7 +56,8 @@ class TreeListing {
   std::vector<Report> faults;
 
  private:
-  void visit(int root, std::u16string const& folder);
+  struct OpenFolder;
+  void visit(int root, std::u16string folder, OpenFolder& last);
   void meet(int folder, std::u16string const& prefix, char const* name, unsigned char type);
   void addBadName(std::u16string const& prefix, std::string const& name);
   void addUnreadable(std::u16string const& folder, int error);
