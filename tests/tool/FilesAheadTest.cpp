@@ -39,7 +39,7 @@ std::string contentOf(opc::OpenedFile const& file) {
 TEST_F(FilesAheadOf, SmallFilesHandsOverContentPermissionsAndTimeByPath) {
   make("a", "");
   make("b", "alpha");
-  ForwardingOps::Paths const paths = {directory.u16("a"), directory.u16("b")};
+  std::vector<std::u16string> const paths = {directory.u16("a"), directory.u16("b")};
   FilesAhead ahead(disk, paths);
   opc::OpenedFile const first = ahead.openForAdding(directory.u16("a"));
   opc::OpenedFile const second = ahead.openForAdding(directory.u16("b"));
@@ -53,7 +53,8 @@ TEST_F(FilesAheadOf, SmallFilesHandsOverContentPermissionsAndTimeByPath) {
 
 TEST_F(FilesAheadOf, FilesThatAreSkippedRepeatedOrUnknownGivesEachItsOwnContent) {
   for (std::string const name : {"a", "b", "c", "d", "e"}) make(name, name);
-  ForwardingOps::Paths const paths = {directory.u16("a"), directory.u16("b"), directory.u16("d"), directory.u16("e")};
+  std::vector<std::u16string> const paths = {directory.u16("a"), directory.u16("b"), directory.u16("d"),
+                                             directory.u16("e")};
   FilesAhead ahead(disk, paths);
   for (std::string const name : {"b", "b", "a", "c", "e", "d", "e"})
     EXPECT_EQ(contentOf(ahead.openForAdding(directory.u16(name))), name);
@@ -65,10 +66,10 @@ TEST_F(FilesAheadOf, WhatIsNoSmallFileLeavesItToTheDisk) {
   std::filesystem::create_symlink("small", directory / "link");
   std::filesystem::create_directory(directory / "folder");
   ASSERT_EQ(mkfifo((directory / "fifo").c_str(), 0600), 0);
-  ForwardingOps::Paths const paths = {u"/proc/self/status",   directory.u16("fifo"), directory.u16("folder"),
-                                      directory.u16("large"), directory.u16("link"), directory.u16("missing"),
-                                      directory.u16("small")};
-  ForwardingOps::Paths sorted = paths;
+  std::vector<std::u16string> const paths = {u"/proc/self/status",   directory.u16("fifo"), directory.u16("folder"),
+                                             directory.u16("large"), directory.u16("link"), directory.u16("missing"),
+                                             directory.u16("small")};
+  std::vector<std::u16string> sorted = paths;
   std::ranges::sort(sorted);
   FilesAhead ahead(disk, sorted);
   for (std::u16string const& path : sorted)
@@ -76,7 +77,7 @@ TEST_F(FilesAheadOf, WhatIsNoSmallFileLeavesItToTheDisk) {
 }
 
 TEST_F(FilesAheadOf, MoreThanItHoldsAtOnceHandsOverAll) {
-  ForwardingOps::Paths paths;
+  std::vector<std::u16string> paths;
   for (char name = 'a'; name <= 'x'; ++name) {
     make(std::string(1, name), std::string(1u << 20, name));
     paths.push_back(directory.u16(std::string(1, name)));
@@ -90,7 +91,7 @@ TEST_F(FilesAheadOf, MoreThanItHoldsAtOnceHandsOverAll) {
 }
 
 TEST_F(FilesAheadOf, FilesThatNobodyAsksForEndsAllTheSame) {
-  ForwardingOps::Paths paths;
+  std::vector<std::u16string> paths;
   for (int i = 0; i < 8; ++i) {
     make(std::to_string(i), std::string(1u << 20, 'x'));
     paths.push_back(directory.u16(std::to_string(i)));
@@ -108,7 +109,7 @@ TEST_F(FilesAheadOf, FilesThatAreAsTheyWereListedHandsOverContentPermissionsAndT
   make("a", "");
   make("b", "alpha");
   std::vector<FileFacts> const listed = {factsOf(directory / "a"), factsOf(directory / "b")};
-  ForwardingOps::Paths const paths = {directory.u16("a"), directory.u16("b")};
+  std::vector<std::u16string> const paths = {directory.u16("a"), directory.u16("b")};
   FilesAhead ahead(disk, paths, listed);
   EXPECT_TRUE(ahead.holdsNext(directory.u16("a")));
   EXPECT_FALSE(ahead.holdsNext(directory.u16("b"))) << "it is not the next one";
@@ -128,7 +129,7 @@ TEST_F(FilesAheadOf, FilesThatAreAsTheyWereListedHandsOverContentPermissionsAndT
 TEST_F(FilesAheadOf, FilesThatAreNotAsTheyWereListedHandsOverWhatIsThereNow) {
   for (std::string const name : {"a", "b", "c", "d"}) make(name, "alpha");
   std::vector<FileFacts> listed;
-  ForwardingOps::Paths paths;
+  std::vector<std::u16string> paths;
   for (std::string const name : {"a", "b", "c", "d"}) {
     listed.push_back(factsOf(directory / name));
     paths.push_back(directory.u16(name));
@@ -147,7 +148,7 @@ TEST_F(FilesAheadOf, FilesThatAreNotAsTheyWereListedHandsOverWhatIsThereNow) {
 }
 
 TEST_F(FilesAheadOf, ManyFilesHandsOverEachOne) {
-  ForwardingOps::Paths paths;
+  std::vector<std::u16string> paths;
   std::vector<FileFacts> listed;
   for (int i = 100; i < 400; ++i) {
     make(std::to_string(i), std::to_string(i));
@@ -160,9 +161,9 @@ TEST_F(FilesAheadOf, ManyFilesHandsOverEachOne) {
 }
 
 /// Every file changes between its opening and its end.
-class ChangingDisk final : public ForwardingOps {
+class ChangingDisk final : public opc::ForwardingFileSystemOps {
  public:
-  using ForwardingOps::ForwardingOps;
+  using ForwardingFileSystemOps::ForwardingFileSystemOps;
 
   opc::OpenedFile openForAdding(std::u16string const& path) override {
     opc::OpenedFile file = inner().openForAdding(path);
@@ -174,7 +175,7 @@ class ChangingDisk final : public ForwardingOps {
 TEST_F(FilesAheadOf, FilesThatChangeWhileTheyAreReadLeavesThemToTheDisk) {
   make("a", "alpha");
   ChangingDisk changing(static_cast<opc::FileSystemOps&>(disk));
-  ForwardingOps::Paths const paths = {directory.u16("a")};
+  std::vector<std::u16string> const paths = {directory.u16("a")};
   FilesAhead ahead(changing, paths);
   opc::OpenedFile const file = ahead.openForAdding(directory.u16("a"));
   EXPECT_FALSE(FilesAhead::isHeld(file));

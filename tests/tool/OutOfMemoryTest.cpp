@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <string>
+#include <vector>
 
 #include "allocation/FailingAllocations.hpp"
 #include "disk/FilesAhead.hpp"
@@ -14,7 +15,7 @@ namespace {
 TEST(FilesAheadWithoutMemory, LeavesAllFilesToTheDisk) {
   zt_test::TemporaryDirectory const directory;
   opc::LocalFileSystemOps disk;
-  ForwardingOps::Paths paths;
+  std::vector<std::u16string> paths;
   for (char name = 'a'; name <= 'z'; ++name) {
     zt_test::writeFile(directory / std::string(1, name), std::string(1, name));
     paths.push_back(directory.u16(std::string(1, name)));

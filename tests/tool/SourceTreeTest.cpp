@@ -19,9 +19,10 @@ using opc::ztservices::FileSystemManager;
 using opc::ztservices::TransformMode;
 
 /// Asks more than the library does: for each file once more, and for all the others too.
-class AskingOps final : public ForwardingOps {
+class AskingOps final : public opc::ForwardingFileSystemOps {
  public:
-  explicit AskingOps(SourceTree& tree) : ForwardingOps(static_cast<opc::FileSystemOps&>(tree)), tree_(tree) {}
+  explicit AskingOps(SourceTree& tree)
+      : opc::ForwardingFileSystemOps(static_cast<opc::FileSystemOps&>(tree)), tree_(tree) {}
 
   bool isFile(std::u16string const& path) override {
     Paths files;
@@ -73,12 +74,13 @@ TEST_F(SourceTreeOf, FilesIsNotChangedByQuestions) {
 }
 
 /// Looks at one path in vain, once.
-class BlinkingOps final : public ForwardingOps {
+class BlinkingOps final : public opc::ForwardingFileSystemOps {
  public:
-  BlinkingOps(opc::FileSystemOps& ops, std::u16string path) : ForwardingOps(ops), path_(std::move(path)) {}
+  BlinkingOps(opc::FileSystemOps& ops, std::u16string path)
+      : opc::ForwardingFileSystemOps(ops), path_(std::move(path)) {}
 
   bool isFile(std::u16string const& path) override {
-    if (path != path_) return ForwardingOps::isFile(path);
+    if (path != path_) return ForwardingFileSystemOps::isFile(path);
     path_.clear();
     return false;
   }

@@ -87,7 +87,9 @@ Entries entriesOf(std::vector<SourceTree const*> const& trees, Progress const& p
   return entries;
 }
 
-ForwardingOps::Paths namesOf(std::u16string const& package) { return {resolvedPath(package), placeOnDisk(package)}; }
+std::vector<std::u16string> namesOf(std::u16string const& package) {
+  return {resolvedPath(package), placeOnDisk(package)};
+}
 
 void throwIfLost(FileSystemManager const& manager, SourceTree const& source, std::u16string const& replaced) {
   if (!manager.hasEntry(replaced)) throw Failure({source.faults().begin(), source.faults().end()});

@@ -41,7 +41,7 @@ void throwIfLost(opc::ztservices::FileSystemManager const& manager, SourceTree c
                  std::u16string const& replaced);
 
 /// The paths under which a listing of the disk could contain the package that is being written.
-ForwardingOps::Paths namesOf(std::u16string const& package);
+std::vector<std::u16string> namesOf(std::u16string const& package);
 
 /// Makes the manager read from one tree after the other.
 class TreeInTurn final : public opc::FileSystemOpsSelector {

@@ -84,8 +84,8 @@ void record(FileSystemManager& manager, DirectoryTree& directory, Differences co
 }
 
 /// The paths that are stored anew.
-ForwardingOps::Paths storedAnew(Differences const& differences) {
-  ForwardingOps::Paths paths;
+std::vector<std::u16string> storedAnew(Differences const& differences) {
+  std::vector<std::u16string> paths;
   for (Difference const& difference : differences)
     if (difference.change != Change::Deleted && difference.hasOtherContent) paths.push_back(difference.path);
   return paths;

@@ -19,7 +19,7 @@ namespace ztpkg {
 
 DestinationTree::DestinationTree(std::unique_ptr<opc::ConfinedFileSystemOps> disk, GivenDirectory root,
                                  Progress& progress)
-    : ForwardingOps(*disk), disk_(std::move(disk)), root_(std::move(root)), progress_(&progress) {}
+    : opc::ForwardingFileSystemOps(*disk), disk_(std::move(disk)), root_(std::move(root)), progress_(&progress) {}
 
 bool DestinationTree::remove(std::u16string const& path) {
   throwIfInterrupted();
@@ -91,7 +91,7 @@ std::vector<std::string> Destination::warnings() const {
   constexpr std::size_t kMost = 10;
   std::vector<std::string> lines;
   if (!tree_) return lines;
-  ForwardingOps::Paths const& files = tree_->inexactTimes();
+  std::vector<std::u16string> const& files = tree_->inexactTimes();
   std::size_t const told = std::min(files.size(), kMost);
   for (std::size_t i = 0; i < told; ++i) lines.push_back("the disk cannot hold the time of " + shown(files[i]));
   if (std::size_t const rest = files.size() - told)

@@ -8,15 +8,15 @@
 #include <vector>
 
 #include "cli/Progress.hpp"
-#include "disk/ForwardingOps.hpp"
 #include "disk/Paths.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"
+#include "opc/ForwardingFileSystemOps.hpp"
 
 namespace ztpkg {
 
 /// The directory that a package is extracted to: nothing is written elsewhere, and files and links appear whole
 /// or not at all. Errors are thrown as Failure and name the path, and so are signals, as Interrupted.
-class DestinationTree final : public ForwardingOps {
+class DestinationTree final : public opc::ForwardingFileSystemOps {
  public:
   DestinationTree(std::unique_ptr<opc::ConfinedFileSystemOps> disk, GivenDirectory root, Progress& progress);
 
@@ -56,7 +56,7 @@ class Destination final : public opc::FileSystemOpsSelector {
 
   /// The folders from which leftovers of killed extractions are removed at the beginning; those that are missing are
   /// skipped, and the root is one of them in any case.
-  void setFolders(ForwardingOps::Paths folders) { folders_ = std::move(folders); }
+  void setFolders(std::vector<std::u16string> folders) { folders_ = std::move(folders); }
   opc::FileSystemOps& getForPath(std::u16string const& path) override;
   /// Begins, as getForPath().
   DestinationTree& tree();
@@ -67,7 +67,7 @@ class Destination final : public opc::FileSystemOpsSelector {
   GivenDirectory root_;
   opc::Confinement confinement_;
   Progress* progress_;
-  ForwardingOps::Paths folders_;
+  std::vector<std::u16string> folders_;
   std::unique_ptr<DestinationTree> tree_;
 };
 

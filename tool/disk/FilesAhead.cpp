@@ -218,7 +218,7 @@ struct FilesAhead::Impl {
 
 FilesAhead::FilesAhead(opc::FileSystemOps& disk, std::span<std::u16string const> paths,
                        std::span<FileFacts const> listed, OnDisk onDisk)
-    : ForwardingOps(disk), impl_(new Impl{disk, paths, listed, std::move(onDisk)}) {
+    : opc::ForwardingFileSystemOps(disk), impl_(new Impl{disk, paths, listed, std::move(onDisk)}) {
   if (!impl_->onDisk) impl_->onDisk = [](std::u16string const& path) { return path; };
   try {
     impl_->thread = std::thread([impl = impl_.get()] { impl->work(); });

@@ -11,8 +11,8 @@
 #include <string_view>
 #include <vector>
 
-#include "disk/ForwardingOps.hpp"
 #include "disk/TreeListing.hpp"
+#include "opc/ForwardingFileSystemOps.hpp"
 
 namespace ztpkg {
 
@@ -46,7 +46,7 @@ class HeldInput final : public std::streambuf {
 
 /// Reads small files on a thread before they are opened for adding: finding, opening and reading a file takes about as
 /// long as storing it. Holds a bounded number of bytes. Leaves a file that it cannot read, and the error, to the disk.
-class FilesAhead final : public ForwardingOps {
+class FilesAhead final : public opc::ForwardingFileSystemOps {
  public:
   /// The path on the disk of one of the paths. Called on two threads.
   using OnDisk = std::function<std::u16string(std::u16string const&)>;

@@ -49,7 +49,7 @@ std::optional<std::u16string> targetBelow(std::u16string const& target, std::u16
 }  // namespace
 
 SourceTree::SourceTree(opc::FileSystemOps& disk, std::u16string root, Rules rules, Progress& progress)
-    : ForwardingOps(disk), root_(std::move(root)), rules_(std::move(rules)), progress_(&progress) {}
+    : opc::ForwardingFileSystemOps(disk), root_(std::move(root)), rules_(std::move(rules)), progress_(&progress) {}
 
 std::u16string SourceTree::diskPath(std::u16string const& path) const {
   std::u16string_view const below = std::u16string_view(path).substr(std::min(path.size(), rules_.place.size()));

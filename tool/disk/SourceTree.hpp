@@ -16,17 +16,17 @@
 #include "cli/Errors.hpp"
 #include "cli/Progress.hpp"
 #include "disk/FilesAhead.hpp"
-#include "disk/ForwardingOps.hpp"
 #include "disk/Glob.hpp"
 #include "disk/TreeListing.hpp"
 #include "opc/FileIdentity.hpp"
+#include "opc/ForwardingFileSystemOps.hpp"
 
 namespace ztpkg {
 
 /// The directory that is stored, or one file or link of it, as a tree of its own whose root is "/". That hides from the
 /// library a root with a backslash or with several names. Leaves out excluded paths and finds, before anything is
 /// written, everything that cannot be stored. Errors are thrown as Failure and name the path on disk.
-class SourceTree final : public ForwardingOps {
+class SourceTree final : public opc::ForwardingFileSystemOps {
  public:
   struct Rules {
     std::vector<Glob> exclude;
