@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -24,19 +26,26 @@ class BrokenPromise : public std::logic_error {
 
 void require(bool isKept, char const* promise);
 
+using Random = std::mt19937;
+/// Changes bytes in any way.
+using ChangeBytes = std::function<std::string(std::string)>;
+/// Changes an input so that it stays near its format.
+using Change = Bytes (*)(Bytes const& input, Random& random, ChangeBytes const& change);
+
 struct Target {
   std::string name;
   void (*run)(Bytes const& input);
   /// Small inputs to begin with, made anew by each call.
   std::vector<Bytes> (*seeds)();
+  Change change;  // null where bytes are changed anyhow
 };
 
 /// Those that are linked into this program.
 std::vector<Target>& targets();
 
 struct Registration {
-  Registration(std::string name, void (*run)(Bytes const&), std::vector<Bytes> (*seeds)()) {
-    targets().push_back({std::move(name), run, seeds});
+  Registration(std::string name, void (*run)(Bytes const&), std::vector<Bytes> (*seeds)(), Change change = nullptr) {
+    targets().push_back({std::move(name), run, seeds, change});
   }
 };
 

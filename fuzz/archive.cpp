@@ -6,6 +6,7 @@
 #include <set>
 #include <vector>
 
+#include "Mutators.hpp"
 #include "Packages.hpp"
 #include "container/Reader.hpp"
 #include "opc/model/Exceptions.hpp"
@@ -61,7 +62,7 @@ void run(Bytes const& input) {
 
 std::vector<Bytes> seeds() { return {samplePackage(), archiveOf({}), archiveOf({{"a", "a"}, {"empty", ""}})}; }
 
-Registration const registration("archive", run, seeds);
+Registration const registration("archive", run, seeds, changeContainer);
 
 }  // namespace
 }  // namespace zt_fuzz

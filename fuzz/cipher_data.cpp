@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "FuzzTarget.hpp"
+#include "Mutators.hpp"
 #include "crypto/CipherDataXml.hpp"
 #include "opc/model/Exceptions.hpp"
 
@@ -42,7 +43,7 @@ std::vector<Bytes> seeds() {
   return {xml.write({byType}), xml.write({byType, byId})};
 }
 
-Registration const registration("cipher_data", run, seeds);
+Registration const registration("cipher_data", run, seeds, changeMarkup);
 
 }  // namespace
 }  // namespace zt_fuzz

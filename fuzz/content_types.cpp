@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Mutators.hpp"
 #include "Packages.hpp"
 #include "opc/model/Exceptions.hpp"
 
@@ -39,7 +40,7 @@ std::vector<Bytes> seeds() {
           bytesOf("text/plain;charset=\"utf-8\"")};
 }
 
-Registration const registration("content_types", run, seeds);
+Registration const registration("content_types", run, seeds, changeMarkup);
 
 }  // namespace
 }  // namespace zt_fuzz

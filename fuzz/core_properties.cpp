@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "FuzzTarget.hpp"
+#include "Mutators.hpp"
 #include "foundation/release_info/ReleaseInfo.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/CoreProperties.hpp"
@@ -121,7 +122,7 @@ std::vector<Bytes> seeds() {
           bytesOf("R2026b")};
 }
 
-Registration const registration("core_properties", run, seeds);
+Registration const registration("core_properties", run, seeds, changeMarkup);
 
 }  // namespace
 }  // namespace zt_fuzz

@@ -12,6 +12,7 @@
 #include <system_error>
 #include <vector>
 
+#include "Mutators.hpp"
 #include "Packages.hpp"
 #include "opc/ConfinedFileSystemOps.hpp"
 #include "opc/Strings.hpp"
@@ -144,7 +145,7 @@ std::vector<Bytes> seeds() {
           manifestOf({file(u"/a//b/./c"), makeLinkNode(u"/d", u"a/..", permissions, time)})};
 }
 
-Registration const registration("extract", run, seeds);
+Registration const registration("extract", run, seeds, changeMarkup);
 
 }  // namespace
 }  // namespace zt_fuzz

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "FuzzTarget.hpp"
+#include "Mutators.hpp"
 #include "opc/Exception.hpp"
 #include "opc/Strings.hpp"
 #include "opc/Time.hpp"
@@ -97,7 +98,7 @@ std::vector<Bytes> seeds() {
   return {current, version1};
 }
 
-Registration const registration("manifest", run, seeds);
+Registration const registration("manifest", run, seeds, changeMarkup);
 
 }  // namespace
 }  // namespace zt_fuzz

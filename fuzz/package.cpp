@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Mutators.hpp"
 #include "Packages.hpp"
 #include "package/PackageReader.hpp"
 
 /// Whole packages: opened, read through, saved; then with a part more.
 namespace zt_fuzz {
 namespace {
-
-#include <memory>
-#include <string>
-#include <vector>
 
 using namespace opc::model;
 
@@ -48,7 +49,7 @@ void run(Bytes const& input) {
 
 std::vector<Bytes> seeds() { return {samplePackage(), Package::createInMemory()->saveToBytes()}; }
 
-Registration const registration("package", run, seeds);
+Registration const registration("package", run, seeds, changeContainer);
 
 }  // namespace
 }  // namespace zt_fuzz

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "Mutators.hpp"
 #include "Packages.hpp"
 #include "opc/model/PackageHelper.hpp"
 
@@ -39,7 +40,7 @@ std::vector<Bytes> seeds() {
                                 " Target=\"../%41.xml\"/>"))};
 }
 
-Registration const registration("relationships", run, seeds);
+Registration const registration("relationships", run, seeds, changeMarkup);
 
 }  // namespace
 }  // namespace zt_fuzz

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "Mutators.hpp"
 #include "Packages.hpp"
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
@@ -53,7 +54,7 @@ void run(Bytes const& input) {
 
 std::vector<Bytes> seeds() { return {samplePackage(), Package::createInMemory()->saveToBytes()}; }
 
-Registration const registration("verify", run, seeds);
+Registration const registration("verify", run, seeds, changeContainer);
 
 }  // namespace
 }  // namespace zt_fuzz

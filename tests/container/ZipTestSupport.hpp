@@ -13,6 +13,7 @@
 #include "container/Deflate.hpp"
 #include "container/Faults.hpp"
 #include "container/Spool.hpp"
+#include "samples/RawArchive.hpp"
 
 namespace zt_test {
 namespace zip = opc::model::zip;
@@ -68,48 +69,7 @@ struct NamedContent {
 /// An archive as ArchiveWriter makes it.
 std::string archiveOf(std::vector<NamedContent> const& items);
 
-/// One of the two headers of an item, to be written whatever it says.
-struct RawHeader {
-  std::string name;
-  std::uint16_t flags = 0;
-  std::uint16_t method = 0;
-  std::uint32_t crc = 0;
-  std::uint32_t stored = 0;
-  std::uint32_t size = 0;
-  std::string extra{};
-  std::uint32_t offset = 0;  // central only, added to where the item is
-  std::uint16_t disk = 0;    // central only
-};
-
-struct RawItem {
-  RawHeader local;
-  RawHeader central;
-  std::string data;
-  std::string behind{};  // a descriptor or a gap
-  std::string comment{};
-};
-
-RawItem storedItem(std::string const& name, std::string const& content);
-RawItem deflatedItem(std::string const& name, std::string const& content);
-/// Its local header says nothing; `descriptor` stands behind the data.
-RawItem streamedItem(RawItem item, std::string const& descriptor);
-/// The descriptor of an item, with sizes of so many bytes.
-std::string descriptorOf(RawItem const& item, std::size_t width, bool withSignature);
-
-struct RawArchive {
-  std::vector<RawItem> items;
-  std::string prefix{};
-  bool offsetsCountPrefix = true;
-  std::string beforeEnd{};  // zip64 records
-  std::string comment{};
-
-  std::string build() const;
-};
 /// A stored item and a deflated one.
 RawArchive smallArchive();
-
-std::string le(std::uint64_t value, std::size_t size);
-/// Overwrites a number, counted from the end of the bytes. The end record begins at 22.
-std::string patched(std::string bytes, std::size_t fromEnd, std::uint64_t value, std::size_t size);
 
 }  // namespace zt_test

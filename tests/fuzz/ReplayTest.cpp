@@ -4,9 +4,11 @@
 #include <exception>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <random>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "FuzzTarget.hpp"
 #include "support/TestSupport.hpp"
@@ -65,10 +67,32 @@ TEST_P(FuzzTarget, KeepsItsPromisesNearEverySeed) {
     }
 }
 
+class FuzzTargetOfAFormat : public testing::TestWithParam<Target> {};
+
+TEST_P(FuzzTargetOfAFormat, KeepsItsPromisesWhereTheFormatIsKept) {
+  std::mt19937 random;
+  auto const change = [&random](std::string text) { return textOf(changed(bytesOf(text), random)); };
+  for (Bytes input : GetParam().seeds())
+    for (int i = 0; i < kChangedInputs; ++i) {
+      Bytes const next = GetParam().change(input, random, change);
+      expectKept(GetParam(), next, testing::PrintToString(textOf(next)));
+      if (i % 4 == 3) input = next;
+    }
+}
+
 TEST_P(FuzzTarget, KeepsItsPromisesForNothingAtAll) { expectKept(GetParam(), {}, "no byte"); }
 
-INSTANTIATE_TEST_SUITE_P(Every, FuzzTarget, testing::ValuesIn(targets()),
-                         [](auto const& target) { return target.param.name; });
+std::string nameOf(testing::TestParamInfo<Target> const& target) { return target.param.name; }
+
+std::vector<Target> targetsOfAFormat() {
+  std::vector<Target> some;
+  std::copy_if(targets().begin(), targets().end(), std::back_inserter(some),
+               [](Target const& target) { return target.change != nullptr; });
+  return some;
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, FuzzTarget, testing::ValuesIn(targets()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Every, FuzzTargetOfAFormat, testing::ValuesIn(targetsOfAFormat()), nameOf);
 
 TEST(FuzzRegressions, AreRepaired) {
   int count = 0;
