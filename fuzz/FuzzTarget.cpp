@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iostream>
 
 namespace zt_fuzz {
 
@@ -38,6 +39,13 @@ Bytes readAll(opc::InputStream& input) {
   opc::ByteArrayOutAdaptor output(bytes);
   opc::StreamHelper::copyStreamToStream(input, output);
   return bytes;
+}
+
+Quiet::Quiet() : buffer_(std::cout.rdbuf(nullptr)) {}
+
+Quiet::~Quiet() {
+  std::cout.rdbuf(buffer_);
+  std::cout.clear();
 }
 
 }  // namespace zt_fuzz

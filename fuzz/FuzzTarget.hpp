@@ -4,6 +4,7 @@
 #include <functional>
 #include <random>
 #include <stdexcept>
+#include <streambuf>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -56,6 +57,18 @@ std::u16string unitsOf(std::string_view bytes);
 /// Up to the first line feed, and what follows.
 std::pair<std::string, std::string> lineAndRest(Bytes const& input);
 Bytes readAll(opc::InputStream& input);
+
+/// What the transforms say on standard output about every refusal is no news here.
+class Quiet {
+ public:
+  Quiet();
+  ~Quiet();
+  Quiet(Quiet const&) = delete;
+  Quiet& operator=(Quiet const&) = delete;
+
+ private:
+  std::streambuf* buffer_;
+};
 
 /// Runs what may refuse its input with one of these exceptions, and answers whether it did not.
 template <typename Refusal, typename... Others, typename Step>

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Packages.hpp"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <stdexcept>
+
 #include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 
@@ -83,6 +88,15 @@ std::unique_ptr<Package> openOrRefuse(Bytes const& bytes) {
   isAccepted<InvalidPackage>([&] { package = Package::openInMemory(bytes, AccessMode::ReadWrite, smallLimits()); });
   return package;
 }
+
+MemoryFile::MemoryFile(Bytes const& bytes) : descriptor_(memfd_create("package", MFD_CLOEXEC)) {
+  if (descriptor_ < 0 || write(descriptor_, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
+    throw std::runtime_error("no file in memory");
+}
+
+MemoryFile::~MemoryFile() { close(descriptor_); }
+
+std::u16string MemoryFile::path() const { return opc::toString("/proc/self/fd/" + std::to_string(descriptor_)); }
 
 void CollectedFaults::refuse(Fault const& fault) {
   require(!fault.message.empty(), "a fault says what it is");

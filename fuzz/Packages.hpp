@@ -27,6 +27,20 @@ opc::model::OpenOptions smallLimits();
 /// Null where open refuses the bytes.
 std::unique_ptr<opc::model::Package> openOrRefuse(Bytes const& bytes);
 
+/// A file of this process alone, in memory.
+class MemoryFile {
+ public:
+  explicit MemoryFile(Bytes const& bytes);
+  ~MemoryFile();
+  MemoryFile(MemoryFile const&) = delete;
+  MemoryFile& operator=(MemoryFile const&) = delete;
+
+  std::u16string path() const;
+
+ private:
+  int descriptor_;
+};
+
 /// Collects the kinds of faults that a reader reports.
 class CollectedFaults final : public opc::model::Faults {
  public:

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstddef>
-#include <iostream>
 #include <memory>
-#include <streambuf>
 #include <string>
 #include <utility>
 #include <vector>
@@ -33,21 +31,6 @@ class OneIV final : public IVGenerator {
 
  private:
   Bytes iv_;
-};
-
-/// What the transforms say on standard output about every refusal is no news here.
-class Quiet {
- public:
-  Quiet() : buffer_(std::cout.rdbuf(nullptr)) {}
-  ~Quiet() {
-    std::cout.rdbuf(buffer_);
-    std::cout.clear();
-  }
-  Quiet(Quiet const&) = delete;
-  Quiet& operator=(Quiet const&) = delete;
-
- private:
-  std::streambuf* buffer_;
 };
 
 Bytes contentOf(IContentSource& source) { return readAll(source.getInputStream()); }

@@ -1,14 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <stdexcept>
-#include <string>
 #include <vector>
 
 #include "Mutators.hpp"
 #include "Packages.hpp"
-#include "opc/Strings.hpp"
 #include "opc/model/Exceptions.hpp"
 #include "opc/ztservices/Verification.hpp"
 
@@ -18,23 +12,6 @@ namespace {
 
 using namespace opc::model;
 using namespace opc::ztservices;
-
-/// A file of this process alone, in memory.
-class MemoryFile {
- public:
-  explicit MemoryFile(Bytes const& bytes) : descriptor_(memfd_create("package", MFD_CLOEXEC)) {
-    if (descriptor_ < 0 || write(descriptor_, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
-      throw std::runtime_error("no file in memory");
-  }
-  ~MemoryFile() { close(descriptor_); }
-  MemoryFile(MemoryFile const&) = delete;
-  MemoryFile& operator=(MemoryFile const&) = delete;
-
-  std::u16string path() const { return opc::toString("/proc/self/fd/" + std::to_string(descriptor_)); }
-
- private:
-  int descriptor_;
-};
 
 bool isReadable(Bytes const& input) {
   auto const package = openOrRefuse(input);

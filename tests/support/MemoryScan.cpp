@@ -148,10 +148,15 @@ bool hasMemoryFlag(void const* address, std::string const& flag) {
   return false;
 }
 
+bool canSeeMemoryFlags() {
+  unsigned char const readable = 0;
+  return hasMemoryFlag(&readable, "rd");
+}
+
 /// AddressSanitizer takes the place of mlock() and does nothing.
 bool canLockMemory() {
   static unsigned char some[16 << 10];  // of some pages
-  if (kUnderAddressSanitizer || mlock(some, sizeof some) != 0) return false;
+  if (kUnderAddressSanitizer || !canSeeMemoryFlags() || mlock(some, sizeof some) != 0) return false;
   munlock(some, sizeof some);
   return true;
 }

@@ -33,7 +33,10 @@ bool canScanMemory();
 /// Whether the system says so of the memory there: "dd" keeps it out of core files, "lo" out of the swap space.
 bool hasMemoryFlag(void const* address, std::string const& flag);
 
-/// Whether a few more pages may be locked.
+/// Whether hasMemoryFlag() knows this process's memory: an emulator has it elsewhere.
+bool canSeeMemoryFlags();
+
+/// Whether a few more pages may be locked, and the system says so.
 bool canLockMemory();
 
 }  // namespace zt_test
