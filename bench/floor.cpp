@@ -166,6 +166,7 @@ void forEach(std::vector<Named>& items, int level, std::function<void(Worker&, N
   std::atomic<std::size_t> next{0};
   std::array<std::exception_ptr, kThreads> failures{};
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (auto& failure : failures)
     threads.emplace_back([&] {
       try {
