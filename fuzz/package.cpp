@@ -5,6 +5,7 @@
 
 #include "Mutators.hpp"
 #include "Packages.hpp"
+#include "opc/model/Exceptions.hpp"
 #include "package/PackageReader.hpp"
 
 /// Whole packages: opened, read through, saved; then with a part more.
@@ -43,7 +44,8 @@ void run(Bytes const& input) {
   requireKept(*package);
   std::u16string clashing;
   if (package->isPartDerivedFromExistingPartName(PartName(u"/added/part.txt"), clashing)) return;
-  addPart(*package);
+  // A piece of relationships, of which others are missing, keeps the package from having relationships of its own.
+  if (!isAccepted<PartNameClash>([&] { addPart(*package); })) return;
   requireKept(*package);
 }
 
